@@ -1,0 +1,81 @@
+# Compiler settings, output folders and the helpers that every folder's CMakeLists.txt uses.
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+
+# Whatever is run or loaded lies in one folder, and finds its siblings there.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
+set(CMAKE_INSTALL_RPATH "$ORIGIN")
+
+set(KQ_SANITIZE "" CACHE STRING "Sanitizer of this build: address, thread or empty")
+
+add_library(kq_settings INTERFACE)
+target_compile_options(kq_settings INTERFACE -Wall -Wextra -Wpedantic -Werror -fno-strict-aliasing)
+find_package(Threads REQUIRED)
+target_link_libraries(kq_settings INTERFACE Threads::Threads)
+if(KQ_SANITIZE STREQUAL "address")
+    set(_flags -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+elseif(KQ_SANITIZE STREQUAL "thread")
+    # -Wno-tsan: fences in the standard library's headers are not instrumented.
+    set(_flags -fsanitize=thread -fno-omit-frame-pointer -Wno-tsan)
+endif()
+if(KQ_SANITIZE)
+    target_compile_options(kq_settings INTERFACE ${_flags} -O1)
+    target_link_options(kq_settings INTERFACE ${_flags})
+endif()
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM)
+    set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+endif()
+
+# kq_pkg(NAME module…): an imported target PkgConfig::NAME, found for this build's data model.
+find_package(PkgConfig REQUIRED)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    set(ENV{PKG_CONFIG_LIBDIR} "/usr/lib/i386-linux-gnu/pkgconfig:/usr/share/pkgconfig")
+endif()
+function(kq_pkg name)
+    cmake_parse_arguments(arg "OPTIONAL" "" "" ${ARGN})
+    if(arg_OPTIONAL)
+        pkg_check_modules(${name} QUIET IMPORTED_TARGET GLOBAL ${arg_UNPARSED_ARGUMENTS})
+    else()
+        pkg_check_modules(${name} REQUIRED QUIET IMPORTED_TARGET GLOBAL ${arg_UNPARSED_ARGUMENTS})
+    endif()
+    set(${name}_FOUND ${${name}_FOUND} PARENT_SCOPE)
+endfunction()
+
+# kq_test(NAME source… [LIBS target…] [FOLDER sub-folder of bin] [SERIAL] [TIMEOUT seconds] [ENV NAME=VALUE…])
+# A GoogleTest program; every test in it is a test of its own for CTest.
+# SERIAL: its tests measure time and run alone.
+function(kq_test name)
+    cmake_parse_arguments(arg "SERIAL" "FOLDER;TIMEOUT" "LIBS;ENV" ${ARGN})
+    add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
+    target_link_libraries(${name} PRIVATE kq_settings ${arg_LIBS} GTest::gtest_main)
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/src)
+    if(arg_FOLDER)
+        set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin/${arg_FOLDER}
+                              INSTALL_RPATH "$ORIGIN;$ORIGIN/..")
+    endif()
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 120)
+    endif()
+    set(props TIMEOUT ${arg_TIMEOUT})
+    if(arg_SERIAL)
+        list(APPEND props RUN_SERIAL TRUE)
+    endif()
+    set(env "TSAN_OPTIONS=halt_on_error=1 second_deadlock_stack=1"
+            "UBSAN_OPTIONS=print_stacktrace=1"
+            "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/lsan.supp print_suppressions=0"
+            ${arg_ENV})
+    list(APPEND props ENVIRONMENT "${env}")
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES ${props})
+endfunction()

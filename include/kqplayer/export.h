@@ -1,0 +1,11 @@
+/// @file
+/// Visibility of the symbols that the libraries publish. Everything else stays hidden.
+#pragma once
+
+#define KQ_API __attribute__((visibility("default")))
+
+#ifdef __cplusplus
+#define KQ_EXTERN_C extern "C" KQ_API
+#else
+#define KQ_EXTERN_C extern KQ_API
+#endif

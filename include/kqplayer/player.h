@@ -1,0 +1,168 @@
+/// @file
+/// The player and its views, as a host uses them.
+///
+/// Threads. Any host thread may call these interfaces. The callback runs on the player's own playback thread:
+/// Stop(), Load() and SyncSeek() wait for that thread, so inside the callback they log a line and return 1.
+/// Play() is allowed there, also at the end of play, which is how a host loops.
+///
+/// Units. Times are seconds as doubles. Positions are relative to the begin of the play range (SetPlayTime).
+///
+/// Ownership. Interface pointers that these calls hand out carry one reference.
+#pragma once
+
+#include "com.h"
+#include "records.h"
+#include "streams.h"
+
+#include <cstdint>
+
+/// The one message code of the host callback.
+inline constexpr unsigned int PLAYER_NOTIFY = 3025;
+
+/// Second argument of the host callback.
+enum : unsigned int {
+    KQ_NOTIFY_POSITION = 1, ///< the position changed; the third argument is for KQPlayedTime()
+    KQ_NOTIFY_END = 2,      ///< the run has ended; the third argument is 0
+};
+
+/// What IMediaPlayer::IsActivate() returns.
+enum : int {
+    KQ_ACTIVATE_STOPPED = 0,
+    KQ_ACTIVATE_PLAYING = 1,
+    KQ_ACTIVATE_PAUSED = 2, ///< paused, or loaded
+    KQ_ACTIVATE_ENDED = 3,
+};
+
+/// Called on the playback thread with (user data, PLAYER_NOTIFY, what, argument). The result is ignored. While
+/// it runs, playback waits: a callback that returns late delays the next picture.
+using KQPlayerCallback = long (*)(void* pUserData, unsigned int nMessage, unsigned int nWhat,
+                                  unsigned int nArgument);
+
+/// Turns the third argument of a position callback into the position in seconds. Valid during the callback.
+/// (The argument is the address of a double that the player keeps in the low 4 GiB of the address space.)
+inline double KQPlayedTime(unsigned int nArgument) {
+    return *reinterpret_cast<const double*>(static_cast<std::uintptr_t>(nArgument));
+}
+
+/// One view: a native window, at most one video stream, and a small integer, its source mode.
+struct IPlayerView : IUnknown {
+    /// Attaches a stream, or detaches the present one with a null @p pStream.
+    /// @param nSourceMode the view's source mode. The stream of the view whose mode equals the player's
+    ///        reference number paces playback; that number is 0 with exactly two views, otherwise 1.
+    /// @return 0; 1 when the stream gives no video information: the view then holds no stream
+    virtual std::int32_t SetVideoInput(int nSourceMode, IMediaStream* pStream) = 0;
+    /// Does nothing. @return 1
+    virtual std::int32_t SetParentWND(void* pWindow) = 0;
+    /// @return the parent window given at creation
+    virtual void* GetParentWND() = 0;
+    /// Stores a rectangle for GetRect(). The window is not moved: a host moves the window that GetWND() returns.
+    /// @return 0
+    virtual std::int32_t SetRect(const tagRECT& rect) = 0;
+    /// @return the rectangle as the host gave it last
+    virtual tagRECT GetRect() = 0;
+    /// @return the view's index, which GetItem() and Remove() of the view manager take
+    virtual int GetIndex() = 0;
+    /// @return the native window that shows the view (an X11 window id), null for an off-screen view
+    virtual void* GetWND() = 0;
+
+protected:
+    ~IPlayerView() = default;
+};
+
+/// The views of one player. Views live no longer than their manager, whatever references a host holds.
+struct IPlayerViewMgr : IUnknown {
+    /// Makes a view.
+    /// @param pParent X11 window that becomes the view's parent, as a pointer-sized id; null for a window of its
+    ///        own; 1 for an off-screen view
+    /// @param rect placement inside the parent, in pixels
+    /// @return the view with one reference, or null when PlayerView.so is missing or refuses the window
+    virtual IPlayerView* CreatePlayView(void* pParent, const tagRECT& rect) = 0;
+    /// @return the number of views
+    virtual int GetCount() = 0;
+    /// Takes a view out. References that the host holds keep it alive. Indices are never used again.
+    /// @return 0, whether or not there was such a view; 1 for a negative index
+    virtual std::int32_t Remove(int nIndex) = 0;
+    /// @param ppView receives the view with one reference; untouched on failure
+    /// @return 0, or 0x80000008 when no view has that index
+    virtual std::int32_t GetItem(int nIndex, IPlayerView** ppView) = 0;
+
+protected:
+    ~IPlayerViewMgr() = default;
+};
+
+/// The player. Made by the class factory for CLSID_CMediaPlayer; releasing the last reference stops it.
+struct IMediaPlayer : IUnknown {
+    /// @return the longer of the video's (frame count / frame rate) and the audio's duration, in seconds; 0 when
+    ///         there is no stream or the reference stream gives no information
+    virtual double GetMovieLength() = 0;
+    /// Sets the play range.
+    /// @param dBegin begin in stream seconds
+    /// @param dLength length in seconds; 0 or less: up to the end of the reference stream
+    /// @return 0; 1 when the length must come from the stream and the stream gives no information
+    virtual std::int32_t SetPlayTime(double dBegin, double dLength) = 0;
+    /// Registers the callback; null turns it off. A call that is being made at that moment still completes.
+    /// @return 0
+    virtual std::int32_t SetCallBack(KQPlayerCallback pfnCallBack, void* pUserData) = 0;
+    /// @return 0, with one reference in @p ppMgr; 0x80000008 and null when there is no view manager; 0x80000005
+    ///         for a null @p ppMgr
+    virtual std::int32_t GetPlayerViewMgr(IPlayerViewMgr** ppMgr) = 0;
+    /// @return 0 stopped, 1 playing, 2 paused or loaded, 3 ended
+    virtual int IsActivate() = 0;
+    /// Ends the run and waits for the playback thread; every view then shows black. @return 0, or 1 from inside
+    /// the callback
+    virtual std::int32_t Stop() = 0;
+    /// Starts a run from the begin of the play range, or resumes a paused one.
+    /// @return 0; 1 when there is neither a reference stream nor an audio stream
+    virtual std::int32_t Play() = 0;
+    /// Pauses; the loop notices within about a millisecond. @return 0
+    virtual std::int32_t Pause() = 0;
+    /// Undoes one Pause(). @return 0
+    virtual std::int32_t Resume() = 0;
+    /// Moves the position: at once when no run is active, otherwise as soon as the loop takes the request. Only
+    /// the most recent request counts; a time below 0 is ignored.
+    /// @param dTime seconds from the begin of the play range
+    /// @param nMode handed to IMediaStream::Seek(): 1 exact, 0 key frame
+    /// @return 0
+    virtual std::int32_t Seek(double dTime, int nMode) = 0;
+    /// Seek() that returns when the request has been carried out, or can no longer be because the run ended.
+    /// @return 0, or 1 from inside the callback
+    virtual std::int32_t SyncSeek(double dTime, int nMode) = 0;
+    /// Steps one frame while paused; otherwise ignored. @return 0
+    virtual std::int32_t Forward() = 0;
+    /// As Forward(); returns before the step is made. @return 0
+    virtual std::int32_t SyncForward() = 0;
+    /// Redraws while paused.
+    /// @param nImmediate non-zero: on the caller's thread, now; 0: by the loop, within about a millisecond
+    /// @return 0; 1 while playing (the loop redraws anyway); 0x80000008 without a reference stream
+    virtual std::int32_t Update(int nImmediate) = 0;
+    /// Writes the reference stream's current picture to a file, on the caller's thread.
+    /// @param pInfo picture format, see CaptureImageInfo
+    /// @param pPath path of the file; the file appears whole or not at all
+    /// @return 0, or 0x80000008 with a log line that says why
+    virtual std::int32_t CaptureCurrentImage(const CaptureImageInfo* pInfo, const wchar_t* pPath) = 0;
+    /// Copies the reference stream's current picture.
+    /// @return a planar frame that the player owns, valid until the next call with another picture size or until
+    ///         the player is destroyed; null when there is no picture
+    virtual MEDIA_FRAME* CaptureCurrentImageEx() = 0;
+    /// Opens a run paused on its first frame, stopping the present run first. @return 0, or 1 from inside the
+    /// callback
+    virtual std::int32_t Load() = 0;
+    /// @return true while a posted seek waits to be taken
+    virtual bool IsSeeking() = 0;
+    /// @return true once the loop has entered its pause, until it has left it
+    virtual bool IsPaused() = 0;
+
+protected:
+    ~IMediaPlayer() = default;
+};
+
+/// The player's audio input, asked from the player with QueryInterface(IID_IAudioInput).
+struct IAudioInput : IUnknown {
+    /// Attaches the audio stream for the next run; a stream that gives no audio information is not kept. With
+    /// null the stream is dropped and the play range is reset.
+    /// @return 0
+    virtual std::int32_t SetAudioInput(IMediaStream* pStream) = 0;
+
+protected:
+    ~IAudioInput() = default;
+};

@@ -1,0 +1,40 @@
+/// @file
+/// The view library, PlayerView.so: the functions that the component looks up in it by name.
+/// A host may put its own library of that name beside its executable: the first twelve functions are required.
+///
+/// One handle is one view. Functions may be called from any thread; calls on one view are serialised.
+#pragma once
+
+#include "export.h"
+#include "records.h"
+#include "view.h"
+
+/// Makes a view.
+/// @param pParent X11 window id of the parent as a pointer-sized value; null: a top-level window; 1, or no
+///        display: an off-screen view, which has no window and only feeds its picture sink
+/// @param pRect placement in pixels, inside the parent or on the screen
+/// @return a handle, or null when the parent is not a window
+KQ_EXTERN_C void* PVCreatePlayerView(void* pParent, VRECT* pRect);
+/// Destroys the view and its window. Returns when its event thread has ended.
+KQ_EXTERN_C void PVDestroyPlayerView(void* pView);
+KQ_EXTERN_C int PVSetCropMode(void* pView, unsigned int nMode); ///< 0: off, otherwise the crop rectangle is used
+KQ_EXTERN_C int PVSetMaskMode(void* pView, unsigned int nMode); ///< stored; no mask is drawn
+KQ_EXTERN_C int PVSetCallbackWnd(void* pView, void* pWindow);   ///< stored
+KQ_EXTERN_C int PVSetCropRect(void* pView, tagRECT* pRect);     ///< source pixels; null: the whole picture
+KQ_EXTERN_C int PVGetCropRect(void* pView, tagRECT* pRect);
+KQ_EXTERN_C int PVSetDisplayResizeMode(void* pView, IMAGE_RESIZE_METHOD eMethod);
+/// @param x,y display aspect ratio of the source; a part of 0 or less: square pixels
+KQ_EXTERN_C void PVSetDisplayScale(void* pView, int x, int y);
+KQ_EXTERN_C int PVUpdate(void* pView); ///< draws the last picture again
+KQ_EXTERN_C void* PVGetHwnd(void* pView);
+/// Shows a picture. The pixels (B, G, R, 255, top-down, rows of 4 * width bytes) are copied or drawn before the
+/// call returns.
+KQ_EXTERN_C void PVShowRGB32Image(void* pView, int nWidth, int nHeight, unsigned char* pPixels);
+
+/// Receives every picture handed to a view, on the thread that shows it, before it is drawn.
+/// @param nView number of the view in order of creation within the process, from 0
+typedef void (*PVPictureSink)(void* pView, int nView, int nWidth, int nHeight, const unsigned char* pPixels,
+                              void* pUserData);
+/// Installs a sink for one view, or with a null handle for all views, present and future. A null sink removes it.
+/// When the call returns, the sink before it is no longer running and never runs again.
+KQ_EXTERN_C void PVSetPictureSink(void* pView, PVPictureSink pfnSink, void* pUserData);

@@ -1,0 +1,112 @@
+/// @file
+/// The records that pass between a host's streams, the player, its views and capture.
+///
+/// Their layout is part of the binary interface. On 32 bits every byte is where the comments say; on 64 bits
+/// pointers widen and nothing else changes. Both layouts are checked at compile time below.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+/// A planar YUV 4:2:0 picture with an optional alpha plane. The record never owns the planes.
+struct tagYUVImage {
+    std::int32_t nFormat; ///< picture format; 2 in pictures that the component builds, otherwise not read
+    std::uint8_t* pY;     ///< luma: nHeight rows of nWidth samples, 16 to 235
+    /// Cb: (nHeight+1)/2 rows of (nWidth+1)/2 samples. In an audio frame: interleaved 16-bit PCM.
+    std::uint8_t* pU;
+    union {
+        std::uint8_t* pV;          ///< Cr, as Cb
+        std::int32_t nAudioLength; ///< audio frame: length of the PCM in bytes
+    };
+    std::uint8_t* pA; ///< alpha, nHeight rows of nWidth samples, or null
+    std::int32_t nWidth;
+    std::int32_t nHeight;
+    std::int32_t nPitchY; ///< bytes from one row to the next
+    std::int32_t nPitchU;
+    std::int32_t nPitchV;
+    union {
+        std::int32_t nPitchA;
+        std::uint8_t* pRgb; ///< packed RGB picture: B, G, R, top-down, rows of ((nWidth*24+31)/32)*4 bytes
+    };
+};
+
+/// Picture kinds of MEDIA_FRAME::nKind.
+enum : std::int32_t {
+    KQ_PICTURE_PACKED_RGB = 0, ///< 24-bit RGB behind image.pRgb; capture takes it, views show black
+    KQ_PICTURE_PLANAR_YUV = 1, ///< planar 4:2:0 in image
+};
+
+/// The time stamp of a frame that has none.
+inline constexpr std::int64_t KQ_NO_PTS = -1;
+
+/// One picture or one chunk of audio. A stream owns its frames; see IMediaStream::GetCurrentFrame().
+struct MEDIA_FRAME {
+    std::int32_t nType; ///< 2 in frames that the component builds; never read
+    std::int32_t nKind; ///< KQ_PICTURE_PLANAR_YUV or KQ_PICTURE_PACKED_RGB
+    tagYUVImage image;
+    std::int32_t reserved[7]; ///< zero
+    std::int64_t llTime;      ///< copied with the frame, never interpreted
+    std::int64_t llPTS;       ///< presentation time stamp in 100-ns units, KQ_NO_PTS for none
+    std::int32_t nFlags;      ///< copied with the frame
+};
+
+/// Format of a video stream. A size may be given negative; its absolute value counts.
+struct VIDEO_STREAM_INFO {
+    std::int32_t nWidth;      ///< pixels
+    std::int32_t nHeight;     ///< pixels
+    double dFrameRate;        ///< frames per second; 0 for unknown
+    std::int32_t nFrameCount; ///< frames in the stream
+    std::int32_t nAspectX;    ///< display aspect ratio, horizontal part; 0 for unknown
+    std::int32_t nAspectY;    ///< display aspect ratio, vertical part
+};
+
+/// Format of an audio stream. Its frames hold interleaved signed 16-bit samples.
+struct AUDIO_STREAM_INFO {
+    std::int32_t nSampleRate; ///< Hz
+    std::int32_t nChannels;
+    std::int32_t nBitsPerSample; ///< replaced by 16 in the player's copy
+    std::int32_t nBytesPerSec;   ///< replaced by rate * channels * 2 in the player's copy
+    double dDuration;            ///< seconds
+    std::int32_t nReserved;
+};
+
+/// A host's rectangle, in pixels; right and bottom are exclusive.
+struct tagRECT {
+    std::int32_t left;
+    std::int32_t top;
+    std::int32_t right;
+    std::int32_t bottom;
+};
+
+/// The same rectangle as views and the view library use it.
+struct VRECT {
+    std::int32_t x;
+    std::int32_t y;
+    std::int32_t width;
+    std::int32_t height;
+};
+
+/// What IMediaPlayer::CaptureCurrentImage() is to write.
+struct CaptureImageInfo {
+    std::int32_t hostData[5]; ///< the host's own; kept with the request, not interpreted
+    std::int32_t nFormat;     ///< 0 BMP, 1 JPEG, 2 PNG
+};
+
+static_assert(sizeof(CaptureImageInfo) == 24 && sizeof(tagRECT) == 16 && sizeof(VRECT) == 16);
+#if UINTPTR_MAX == 0xFFFFFFFFu
+static_assert(sizeof(tagYUVImage) == 44 && offsetof(tagYUVImage, pV) == 12 &&
+              offsetof(tagYUVImage, nWidth) == 20 && offsetof(tagYUVImage, nPitchA) == 40);
+static_assert(sizeof(MEDIA_FRAME) == 100 && offsetof(MEDIA_FRAME, image) == 8 &&
+              offsetof(MEDIA_FRAME, reserved) == 52 && offsetof(MEDIA_FRAME, llTime) == 80 &&
+              offsetof(MEDIA_FRAME, llPTS) == 88 && offsetof(MEDIA_FRAME, nFlags) == 96);
+static_assert(sizeof(VIDEO_STREAM_INFO) == 28 && offsetof(VIDEO_STREAM_INFO, nFrameCount) == 16);
+static_assert(sizeof(AUDIO_STREAM_INFO) == 28 && offsetof(AUDIO_STREAM_INFO, dDuration) == 16);
+#else
+static_assert(sizeof(tagYUVImage) == 72 && offsetof(tagYUVImage, pV) == 24 &&
+              offsetof(tagYUVImage, nWidth) == 40 && offsetof(tagYUVImage, nPitchA) == 64);
+static_assert(sizeof(MEDIA_FRAME) == 136 && offsetof(MEDIA_FRAME, image) == 8 &&
+              offsetof(MEDIA_FRAME, reserved) == 80 && offsetof(MEDIA_FRAME, llTime) == 112 &&
+              offsetof(MEDIA_FRAME, llPTS) == 120 && offsetof(MEDIA_FRAME, nFlags) == 128);
+static_assert(sizeof(VIDEO_STREAM_INFO) == 32 && offsetof(VIDEO_STREAM_INFO, nFrameCount) == 16);
+static_assert(sizeof(AUDIO_STREAM_INFO) == 32 && offsetof(AUDIO_STREAM_INFO, dDuration) == 16);
+#endif
