@@ -1,0 +1,13 @@
+/// @file
+/// The check that guards the conversion routines. It is active in every build.
+#pragma once
+
+namespace kq::image {
+
+/// Prints the routine, the unit, the line and the expression to standard error and aborts.
+[[noreturn]] void PreconditionFailed(const char* routine, int line, const char* expression);
+
+} // namespace kq::image
+
+#define KQ_PRECONDITION(expression)                                                                          \
+    ((expression) ? void() : ::kq::image::PreconditionFailed(__func__, __LINE__, #expression))
