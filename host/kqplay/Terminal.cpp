@@ -1,0 +1,99 @@
+#include "Terminal.h"
+
+#include <termios.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <cstdlib>
+
+namespace kqplay {
+namespace {
+
+constexpr std::array<int, 5> crashSignals = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
+
+// Plain variables, because a crash handler may touch nothing else.
+termios g_userSettings;
+volatile sig_atomic_t g_keyMode = 0;
+std::array<struct sigaction, crashSignals.size()> g_crashActions;
+
+void EnterKeyMode() {
+    termios settings = g_userSettings;
+    settings.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+    settings.c_cc[VMIN] = 0;
+    settings.c_cc[VTIME] = 0;
+    tcsetattr(STDIN_FILENO, TCSANOW, &settings);
+    g_keyMode = 1;
+}
+
+void LeaveKeyMode() {
+    if (g_keyMode == 0)
+        return;
+    g_keyMode = 0;
+    tcsetattr(STDIN_FILENO, TCSANOW, &g_userSettings);
+}
+
+/// Gives the terminal back and returns: the fault then repeats, and meets the handler that was there before
+/// ours.
+void OnCrash(int) {
+    LeaveKeyMode();
+    for (std::size_t i = 0; i < crashSignals.size(); ++i)
+        sigaction(crashSignals[i], &g_crashActions[i], nullptr);
+}
+
+void CatchCrashes() {
+    struct sigaction action = {};
+    action.sa_handler = OnCrash;
+    for (std::size_t i = 0; i < crashSignals.size(); ++i)
+        sigaction(crashSignals[i], &action, &g_crashActions[i]);
+}
+
+/// A process in the background may not change the terminal: it would be stopped.
+bool OwnsTerminal() {
+    return isatty(STDIN_FILENO) != 0 && tcgetpgrp(STDIN_FILENO) == getpgrp() &&
+           tcgetattr(STDIN_FILENO, &g_userSettings) == 0;
+}
+
+} // namespace
+
+Terminal::Terminal() {
+    if (!OwnsTerminal())
+        return;
+    m_fd = STDIN_FILENO;
+    std::atexit(LeaveKeyMode);
+    CatchCrashes();
+    EnterKeyMode();
+}
+
+Terminal::~Terminal() {
+    LeaveKeyMode();
+}
+
+std::vector<Command> Terminal::Take() {
+    std::vector<Command> commands;
+    std::array<char, 64> keys;
+    const ssize_t count = read(m_fd, keys.data(), keys.size());
+    if (count <= 0) { // readable, yet nothing there: the terminal has gone
+        m_fd = -1;
+        return commands;
+    }
+    constexpr char escape = 27;
+    if (count > 1 && keys[0] == escape) // an arrow key or the like, not Esc
+        return commands;
+    for (ssize_t i = 0; i < count; ++i)
+        commands.push_back(CommandOfKey(keys[static_cast<std::size_t>(i)]));
+    return commands;
+}
+
+void Terminal::Suspend() {
+    LeaveKeyMode();
+    raise(SIGSTOP);
+    if (m_fd < 0)
+        return;
+    if (OwnsTerminal())
+        EnterKeyMode();
+    else
+        m_fd = -1; // goes on in the background
+}
+
+} // namespace kqplay
