@@ -11,6 +11,8 @@ constexpr std::size_t MostChunk = 4096;
 constexpr std::size_t ChunksPerSecond = 50;
 /// Time stamps off by less are rounding; the samples themselves tell the time better.
 constexpr Ticks Jitter = TicksPerSecond / 200;
+/// In files whose time stamps have been seen to go back, only a gap so long is believed.
+constexpr Ticks SureGap = TicksPerSecond;
 /// So much is decoded before the target, since many codecs need what came before to decode exactly.
 constexpr Ticks RunUp = TicksPerSecond / 4;
 /// A gap that reaches further beyond the end of the file is a fault of its time stamps.
@@ -58,14 +60,15 @@ bool AudioSource::Take(Decoded sound) {
     const Ticks begin = std::max(sound.time, m_skipTo);
     const Ticks expected = TimeOf(Filled());
     const Ticks gap = begin - expected;
+    m_unsteady = m_unsteady || sound.stamp == StampKind::Repaired;
     const bool credible = m_fileEnd == 0 || begin <= m_fileEnd + EndMargin;
-    if (gap > Jitter && credible) {
+    if (gap > (m_unsteady ? SureGap : Jitter) && credible) {
         m_silence = ToSampleFrames(gap);
         m_fresh = false;
         m_ahead = std::move(sound);
         return true;
     }
-    const bool clockIsBehind = gap < -Jitter && !m_fresh && (!m_last || begin > m_last->time);
+    const bool clockIsBehind = gap < -Jitter && !m_fresh && !m_unsteady && (!m_last || begin > m_last->time);
     if (clockIsBehind) {
         if (Filled() > 0) {
             m_ahead = std::move(sound);

@@ -53,6 +53,7 @@ private:
     std::int64_t m_given = 0;            ///< sample frames given since
     std::int64_t m_silence = 0;          ///< sample frames of silence owed before the next decoded sound
     Ticks m_skipTo = 0;                  ///< sound before this time is passed over
+    bool m_unsteady = false;             ///< time stamps went back
     bool m_fresh = true;                 ///< nothing given or filled since the start or a seek
     std::optional<Decoded> m_ahead;      ///< decoded already, and the next to be taken
     FramePtr m_last;                     ///< the chunk given last

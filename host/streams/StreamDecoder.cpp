@@ -85,6 +85,7 @@ bool StreamDecoder::Next(Decoded& frame) {
         ReportDamage();
         m_settling = false;
         m_lastTime = frame.time;
+        m_lastEnd = frame.time + frame.duration;
         if (m_fromStart && !m_firstTime)
             m_firstTime = frame.time;
         return true;
@@ -121,6 +122,8 @@ bool StreamDecoder::Feed() {
         avcodec_send_packet(m_codec.get(), nullptr);
         return true;
     }
+    if (m_packet->size == 0 && m_packet->side_data_elems == 0)
+        return true; // means nothing, but to the decoder it would mean the end
     if (m_packet->dts != AV_NOPTS_VALUE)
         m_lastPacket = m_packet->dts;
     if (m_waitForKey && (m_packet->flags & AV_PKT_FLAG_KEY) == 0)
@@ -151,19 +154,25 @@ void StreamDecoder::Stamp(Decoded& frame) {
     if (m_codec->codec_type == AVMEDIA_TYPE_AUDIO && data.sample_rate > 0)
         frame.duration = av_rescale(data.nb_samples, TicksPerSecond, data.sample_rate);
 
-    const Ticks step = std::max<Ticks>(m_frameDuration > 0 ? m_frameDuration : frame.duration, 1);
+    const Ticks end = std::max(m_lastEnd, m_lastTime + 1);
     if (data.best_effort_timestamp == AV_NOPTS_VALUE) {
         m_noStamps = true;
-        frame.time = m_lastTime < 0 ? 0 : m_lastTime + step;
+        frame.stamp = StampKind::Missing;
+        frame.time = m_lastTime < 0 ? 0 : end;
         return;
     }
+    frame.stamp = StampKind::Read;
     frame.time = av_rescale_q(data.best_effort_timestamp, base, TickBase) - m_setup.fileStart;
     if (m_lastTime < 0)
         frame.time = std::max<Ticks>(frame.time, 0);
-    else if (frame.time <= m_lastTime - TicksPerSecond)
-        frame.time = m_lastTime + step; // the file's clock was set back: go on at the frame rate
-    else if (frame.time <= m_lastTime)
-        frame.time = m_lastTime + std::max<Ticks>(step / 2, 1); // a slip: the next stamps will be right again
+    if (frame.time > m_lastTime)
+        return;
+    frame.stamp = StampKind::Repaired;
+    // A picture that slipped is put half-way, since the next stamp will be right again. Sound follows on, and
+    // so does everything after the file's clock was set back.
+    const bool slipped =
+        m_codec->codec_type == AVMEDIA_TYPE_VIDEO && frame.time > m_lastTime - TicksPerSecond;
+    frame.time = slipped ? m_lastTime + std::max<Ticks>((end - m_lastTime) / 2, 1) : end;
 }
 
 void StreamDecoder::NoteDamage() {
@@ -226,7 +235,7 @@ void StreamDecoder::Restart(bool waitForKey) {
     m_settling = waitForKey;
     m_fromStart = !waitForKey;
     m_damaged = 0;
-    m_lastTime = -1;
+    m_lastTime = m_lastEnd = -1;
     m_lastPacket = AV_NOPTS_VALUE;
 }
 

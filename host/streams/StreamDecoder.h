@@ -12,11 +12,19 @@
 
 namespace kq::streams {
 
+/// Where a frame's time comes from.
+enum class StampKind {
+    Read,     ///< from the file
+    Missing,  ///< the file has none: counted on from the frame before
+    Repaired, ///< the file's did not go forward: counted on likewise
+};
+
 /// A decoded picture or piece of sound.
 struct Decoded {
     FrameHandle data;
     Ticks time = 0;     ///< always above that of the one before it
     Ticks duration = 0; ///< 0 when unknown
+    StampKind stamp = StampKind::Read;
     bool key = false;
 };
 
@@ -90,7 +98,8 @@ private:
     bool m_fromStart = true;   ///< decoding began at the file's first packet
     bool m_noStamps = false;   ///< the file has no time stamps: only counting from the start tells times
     int m_damaged = 0;         ///< packets and frames left out since the last good frame
-    Ticks m_lastTime = -1;
+    Ticks m_lastTime = -1;     ///< of the frame given last, below 0 for none
+    Ticks m_lastEnd = -1;
     std::int64_t m_lastPacket =
         AV_NOPTS_VALUE;               ///< decoding time of the last packet read, in the stream's base
     std::optional<Ticks> m_firstTime; ///< time of the stream's first frame

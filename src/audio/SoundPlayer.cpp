@@ -167,6 +167,8 @@ void SoundPlayer::Play() {
 }
 
 bool SoundPlayer::FillAfresh() {
+    alSourceStop(m_uiSource); // after the end of the audio the last silence may still be playing
+    KQ_REPORT("Play");
     alSourcei(m_uiSource, AL_BUFFER, 0);
     KQ_REPORT("Play");
     alDeleteBuffers(kBufferCount, m_uiBuffers.data());
@@ -359,6 +361,9 @@ void SoundPlayer::ResetPullState() {
 }
 
 void SoundPlayer::Stop() {
+    if (m_bOpened == 0) {
+        return;
+    }
     std::puts(" soundplayer:: Stop begin ");
     Abort();
     Wait(WAIT_FOREVER);
