@@ -37,9 +37,11 @@ void RunMonitor::Resume() {
 
 void RunMonitor::Halt() {
     {
-        const std::lock_guard guard(
-            m_lock); // a round that is just being started is there when this is passed
+        // A round of a loop that is just being started has started when the lock is ours.
+        const std::lock_guard guard(m_lock);
         m_loop = false;
+        if (m_runs == 0)
+            return;
     }
     m_player.Stop();
     TraceState();

@@ -270,6 +270,8 @@ Progress Session::CurrentProgress(const char* state) const {
     progress.state = state;
     progress.position = m_rangeBegin + m_monitor->Position();
     progress.length = m_player.MovieLength();
+    if (progress.length > 0) // the player waits a second for more sound before it calls that the end
+        progress.position = std::min(progress.position, progress.length);
     if (m_showsLate)
         progress.late = m_monitor->LateCount();
     return progress;

@@ -14,7 +14,7 @@
 #include "VideoWindow.h"
 #include "ViewLibrary.h"
 
-#include <host/streams/MediaFile.h>
+#include <streams/MediaFile.h>
 
 #include <memory>
 #include <optional>

@@ -3,9 +3,11 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdlib>
+#include <string_view>
 
 namespace kqplay {
 namespace {
@@ -54,6 +56,21 @@ bool OwnsTerminal() {
            tcgetattr(STDIN_FILENO, &g_userSettings) == 0;
 }
 
+/// @return how many bytes the first key sent: arrow keys and the like send Esc, [ and more, up to a letter or
+/// ~
+std::size_t KeyLength(std::string_view typed) {
+    constexpr char escape = 27;
+    if (typed.front() != escape || typed.size() == 1)
+        return 1;
+    std::size_t end = 2;
+    if (typed[1] == '[') {
+        while (end < typed.size() && (typed[end] < '@' || typed[end] > '~'))
+            ++end;
+        ++end;
+    }
+    return std::min(end, typed.size());
+}
+
 } // namespace
 
 Terminal::Terminal() {
@@ -70,18 +87,18 @@ Terminal::~Terminal() {
 }
 
 std::vector<Command> Terminal::Take() {
-    std::vector<Command> commands;
     std::array<char, 64> keys;
     const ssize_t count = read(m_fd, keys.data(), keys.size());
-    if (count <= 0) { // readable, yet nothing there: the terminal has gone
+    if (count <= 0) // readable, yet nothing there: the terminal has gone
         m_fd = -1;
-        return commands;
+    std::vector<Command> commands;
+    for (std::string_view rest(keys.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+         !rest.empty();) {
+        const std::size_t length = KeyLength(rest);
+        if (length == 1)
+            commands.push_back(CommandOfKey(rest.front()));
+        rest.remove_prefix(length);
     }
-    constexpr char escape = 27;
-    if (count > 1 && keys[0] == escape) // an arrow key or the like, not Esc
-        return commands;
-    for (ssize_t i = 0; i < count; ++i)
-        commands.push_back(CommandOfKey(keys[static_cast<std::size_t>(i)]));
     return commands;
 }
 

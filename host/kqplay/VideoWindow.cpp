@@ -5,6 +5,7 @@
 #include <X11/Xlib.h>
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace kqplay {
 namespace {
@@ -38,6 +39,8 @@ std::unique_ptr<VideoWindow> VideoWindow::Open(const std::string& title, int wid
         error = reason;
         return nullptr;
     };
+    if (!std::getenv("DISPLAY"))
+        return refused("DISPLAY is not set");
     if (!StartSdl())
         return refused(SDL_GetError());
     FitToScreen(width, height);

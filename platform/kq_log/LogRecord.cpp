@@ -23,14 +23,16 @@ void LogRecord::makeLine() {
     while (m_length > 0 && isLineEnd(m_pText[m_length - 1])) {
         --m_length;
     }
+    const auto isControl = [](unsigned char c) { return (c < 0x20 && c != '\t') || c == 0x7F; };
     char* pEnd = m_pText;
+    char before = '\0';
     for (std::size_t i = 0; i < m_length; ++i) {
-        const bool secondOfPair = m_pText[i] == '\n' && i > 0 && m_pText[i - 1] == '\r';
-        if (secondOfPair) {
-            continue;
+        const char c = m_pText[i];
+        const bool secondOfPair = c == '\n' && before == '\r';
+        if (!secondOfPair) {
+            *pEnd++ = isControl(c) ? ' ' : c;
         }
-        const auto c = static_cast<unsigned char>(m_pText[i]);
-        *pEnd++ = (c < 0x20 && c != '\t') || c == 0x7F ? ' ' : m_pText[i];
+        before = c;
     }
     *pEnd = '\0';
     m_length = pEnd - m_pText;

@@ -114,9 +114,12 @@ TEST(BadInput, UnusualSourcesPlay) {
 class WithoutViewLibrary : public testing::Test {
 protected:
     WithoutViewLibrary() {
-        const fs::path from = fs::path(KqplayPath()).parent_path();
-        for (const char* name : {"kqplay", "libKQPlayer.so", "libKQ_Com.so", "libKQ_Log.so"})
-            fs::copy_file(from / name, m_folder / name);
+        fs::copy_file(KqplayPath(), m_folder / "kqplay");
+        for (const auto& file : fs::directory_iterator(fs::path(KqplayPath()).parent_path())) {
+            const std::string name = file.path().filename().string();
+            if (file.path().extension() == ".so" && name != "PlayerView.so")
+                fs::copy_file(file, m_folder / name);
+        }
     }
 
     Outcome Play() {

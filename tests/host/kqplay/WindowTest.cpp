@@ -1,13 +1,16 @@
 // The window: its keys, its size, and what it shows, on an X server of the test's own.
 #include "Kqplay.h"
 
-#include <X11/Xlib.h>
-#include <X11/Xutil.h>
-#include <X11/keysym.h>
 #include <gtest/gtest.h>
 
 #include <csignal>
 #include <functional>
+
+// clang-format off: after GoogleTest, whose names the X headers' macros would change.
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/keysym.h>
+// clang-format on
 
 using namespace kqtest;
 
@@ -173,7 +176,7 @@ TEST(WithoutDisplay, PlaysOffScreenAndSaysSo) {
         EXPECT_EQ(outcome.status, 0);
         ASSERT_EQ(Lines(outcome.err).size(), 1u) << outcome.err;
         EXPECT_EQ(outcome.err.rfind("kqplay: no window (", 0), 0u) << outcome.err;
-        EXPECT_GE(outcome.seconds, 1.9);
+        EXPECT_GE(outcome.seconds, 0.9);
     }
 }
 

@@ -270,12 +270,9 @@ TEST(PlayerView, LostDisplayLeavesOffScreenViews) {
     }
 }
 
-/// Servers that lack what views like to draw with, and screens of another depth.
 TEST(PlayerView, DrawsOnPoorServersToo) {
-    const std::vector<std::vector<std::string>> servers = {{"-extension", "MIT-SHM"},
-                                                           {"-render"},
-                                                           {"-extension", "MIT-SHM", "-render"},
-                                                           {"-screen", "0", "800x600x16"}};
+    const std::vector<std::vector<std::string>> servers = {
+        {"-extension", "MIT-SHM"}, {"-render"}, {"-extension", "MIT-SHM", "-render"}};
     for (const auto& arguments : servers) {
         Xvfb server(arguments);
         const TestView view(nullptr, {10, 10, 320, 240});
@@ -285,6 +282,14 @@ TEST(PlayerView, DrawsOnPoorServersToo) {
             server.waitFor([&](const Image& i) { return showsProbes(i, probes); }, view.window());
         EXPECT_TRUE(showsProbes(image, probes)) << arguments.back();
     }
+}
+
+TEST(PlayerView, ScreenWithoutTrueColourMeansOffScreen) {
+    Xvfb server({"-screen", "0", "800x600x16"});
+    const TestView view(nullptr, {10, 10, 320, 240});
+    ASSERT_NE(view.get(), nullptr);
+    EXPECT_EQ(view.window(), 0u);
+    view.show(quadrants(160, 120));
 }
 
 TEST(PlayerView, SixteenViewsFromSixteenThreads) {
