@@ -139,7 +139,7 @@ TEST_F(WithoutViewLibrary, SaysThatItIsDamaged) {
 }
 
 TEST_F(WithoutViewLibrary, SaysWhichFunctionIsLacking) {
-    fs::copy_file(KQPLAY_POOR_VIEW, m_folder / "PlayerView.so");
+    fs::copy_file(KQPLAY_LACKING_VIEW, m_folder / "PlayerView.so");
     ExpectOneLine(Play(), Clip("silent.mp4"), "PlayerView.so has no function PVShowRGB32Image");
 }
 
