@@ -53,11 +53,12 @@ function(kq_pkg name)
     set(${name}_FOUND ${${name}_FOUND} PARENT_SCOPE)
 endfunction()
 
-# kq_test(NAME source… [LIBS target…] [FOLDER sub-folder of bin] [SERIAL] [TIMEOUT seconds] [ENV NAME=VALUE…])
+# kq_test(NAME source… [LIBS target…] [FOLDER sub-folder of bin] [SERIAL] [TIMEOUT seconds] [ENV NAME=VALUE…]
+#         [FIXTURES name…])
 # A GoogleTest program; every test in it is a test of its own for CTest.
-# SERIAL: its tests measure time and run alone.
+# SERIAL: its tests measure time and run alone. FIXTURES: test fixtures that CTest sets up before them.
 function(kq_test name)
-    cmake_parse_arguments(arg "SERIAL" "FOLDER;TIMEOUT" "LIBS;ENV" ${ARGN})
+    cmake_parse_arguments(arg "SERIAL" "FOLDER;TIMEOUT" "LIBS;ENV;FIXTURES" ${ARGN})
     add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
     target_link_libraries(${name} PRIVATE kq_settings ${arg_LIBS} GTest::gtest_main)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/src)
@@ -71,6 +72,9 @@ function(kq_test name)
     set(props TIMEOUT ${arg_TIMEOUT})
     if(arg_SERIAL)
         list(APPEND props RUN_SERIAL TRUE)
+    endif()
+    if(arg_FIXTURES)
+        list(APPEND props FIXTURES_REQUIRED "${arg_FIXTURES}")
     endif()
     set(env "TSAN_OPTIONS=halt_on_error=1 second_deadlock_stack=1"
             "UBSAN_OPTIONS=print_stacktrace=1"
