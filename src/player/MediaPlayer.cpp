@@ -211,13 +211,9 @@ int CMediaPlayer::svc() {
 // ---------------------------------------------------------------------------------
 
 std::int32_t CMediaPlayer::Seek(double dTime, int nMode) {
-    CSingleLock lock(&m_csLock);
-    if (!IsActive()) {
-        SeekWithoutRun(dTime, nMode);
-        return kq::Ok;
+    if (!MoveWithoutRun(dTime, nMode)) {
+        PostSeek(dTime, static_cast<unsigned int>(nMode));
     }
-    lock.Unlock(); // the loop may hold m_csSeek for a whole iteration
-    PostSeek(dTime, static_cast<unsigned int>(nMode));
     return kq::Ok;
 }
 
@@ -225,27 +221,28 @@ std::int32_t CMediaPlayer::SyncSeek(double dTime, int nMode) {
     if (RefusedOnOwnThread(L"SyncSeek")) {
         return kq::Refused;
     }
-    CSingleLock lock(&m_csLock);
-    const RunPtr pRun = ActiveRun();
-    if (!pRun) {
-        SeekWithoutRun(dTime, nMode);
+    if (MoveWithoutRun(dTime, nMode)) {
         return kq::Ok;
     }
-    lock.Unlock();
+    const RunPtr pRun = ActiveRun();
     ++m_bSyncSeekWait;
     const std::uint64_t nRequest = PostSeek(dTime, static_cast<unsigned int>(nMode));
-    while (m_nSeekSettled < nRequest && !HasEnded(pRun)) {
+    while (pRun && m_nSeekSettled < nRequest && !HasEnded(pRun)) {
         usleep(kSeekPollMicroseconds);
     }
     --m_bSyncSeekWait;
-    CSingleLock seekLock(&m_csSeek);
+    CSingleLock lock(&m_csSeek);
     if (m_nSeekPosted == nRequest) {
         m_bSeekPending = 0;
     }
     return kq::Ok;
 }
 
-void CMediaPlayer::SeekWithoutRun(double dTime, int nMode) {
+bool CMediaPlayer::MoveWithoutRun(double dTime, int nMode) {
+    CSingleLock lock(&m_csLock);
+    if (IsActive()) {
+        return false;
+    }
     const double dBegin = std::max(0.0, m_dBeginTime.load());
     double dPlayed = dTime;
     if (const auto pStream = AcquireReferenceStream()) {
@@ -254,8 +251,11 @@ void CMediaPlayer::SeekWithoutRun(double dTime, int nMode) {
     }
     m_dPlayedTime = dPlayed;
     m_dClockAnchor = dPlayed + dBegin;
+    lock.Unlock();
+    // The next run starts there.
     PostSeek(dTime, static_cast<unsigned int>(nMode));
     m_bSeekPending = 0;
+    return true;
 }
 
 std::uint64_t CMediaPlayer::PostSeek(double dTime, unsigned int nMode) {

@@ -27,7 +27,7 @@ enum : int {
 
 /// The player is its own worker thread: svc() plays one run (see PlaybackRun).
 ///
-/// Locks, in the order in which they may nest: m_csLock, m_csSeek, the view manager's, a view's, the sound
+/// Locks, in the order in which they may nest: m_csSeek, m_csLock, the view manager's, a view's, the sound
 /// player's. m_csForward, m_csCallBack, m_csCapture and the thread's control lock are leaves, the last one
 /// below m_csLock. During a run nobody waits for m_csSeek while holding m_csLock: the loop may hold m_csSeek
 /// across a callback, and the callback may need m_csLock.
@@ -121,7 +121,9 @@ private:
     bool RefusedOnOwnThread(const wchar_t* pOperation);
     void StopRun();
     void StartRun(std::int32_t nState, int nActivate);
-    void SeekWithoutRun(double dTime, int nMode);
+    /// Without a run: moves the stream at once, and leaves the time for the next run's start.
+    /// @return false during a run, with nothing done
+    bool MoveWithoutRun(double dTime, int nMode);
     std::uint64_t PostSeek(double dTime, unsigned int nMode);
     /// Tells SyncSeek() callers that every request up to the one taken last is settled.
     void SettleSeek();

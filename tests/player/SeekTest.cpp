@@ -93,9 +93,6 @@ TEST_F(Seeking, WhilePlayingGoesOnFromThere) {
 }
 
 TEST_F(Seeking, OnResumeIsCarriedOutBeforeAnythingIsShown) {
-    m_host->Load();
-    ASSERT_TRUE(m_host.WaitForPause());
-    m_recorder.Clear();
     // Posted inside the pause's callback, on the loop's own thread, right before the pause ends.
     m_host.m_onNotify = [this](unsigned int nWhat) {
         if (nWhat == KQ_NOTIFY_POSITION && m_host.GetPositions().size() == 2) {
@@ -103,6 +100,9 @@ TEST_F(Seeking, OnResumeIsCarriedOutBeforeAnythingIsShown) {
             m_host->Resume();
         }
     };
+    m_host->Load();
+    ASSERT_TRUE(m_host.WaitForPause());
+    m_recorder.Clear();
     m_host->Forward();
     ASSERT_TRUE(WaitUntil([&] { return m_recorder.GetCount() >= 4; }));
     const auto frames = m_recorder.GetFrames();
