@@ -46,7 +46,7 @@ const Format* findFormat(const wchar_t* pMimeType) {
 /// @return false when the path has a character that does not exist
 bool toUtf8(const wchar_t* pText, std::string& out) {
     for (; *pText != L'\0'; ++pText) {
-        const auto c = static_cast<std::uint32_t>(*pText);
+        const auto c = static_cast<char32_t>(*pText);
         if (!kq::text::isCodePoint(c)) {
             return false;
         }

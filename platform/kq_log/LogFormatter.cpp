@@ -2,10 +2,9 @@
 
 #include "text/Utf8.h"
 
-#include <locale.h>
-
 #include <algorithm>
 #include <clocale>
+#include <cstdlib>
 #include <cstring>
 #include <cwchar>
 
@@ -27,9 +26,21 @@ struct Conversion {
     bool has(char flag) const { return std::strchr(flags, flag) != nullptr; }
 };
 
-/// The arguments in a record that can be passed on by reference.
-struct Arguments {
-    va_list list;
+/// The arguments that are left, to be passed by reference.
+class Arguments {
+public:
+    explicit Arguments(va_list list) { va_copy(m_list, list); }
+    ~Arguments() { va_end(m_list); }
+    Arguments(const Arguments&) = delete;
+    Arguments& operator=(const Arguments&) = delete;
+
+    template <typename T>
+    T next() {
+        return va_arg(m_list, T); // NOLINT(clang-analyzer-valist.Uninitialized): the constructor copied it
+    }
+
+private:
+    va_list m_list;
 };
 
 /// The "C" locale for this thread while numbers are rendered.
@@ -73,7 +84,7 @@ void readWidth(const wchar_t*& p, Conversion& c, Arguments& args) {
         return;
     }
     ++p;
-    const int width = va_arg(args.list, int);
+    const int width = args.next<int>();
     if (width < 0 && !c.has('-')) {
         c.flags[std::strlen(c.flags)] = '-';
     }
@@ -90,7 +101,7 @@ void readPrecision(const wchar_t*& p, Conversion& c, Arguments& args) {
         return;
     }
     ++p;
-    c.precision = std::clamp(va_arg(args.list, int), -1, MaxCount);
+    c.precision = std::clamp(args.next<int>(), -1, MaxCount);
 }
 
 Size readSize(const wchar_t*& p) {
@@ -134,73 +145,34 @@ void appendNumber(LogRecord& record, const Conversion& c, const char* pSize, T v
     record.appendFormatted(format, c.width, c.precision, value);
 }
 
-/// Numbers go through the widest type: the cast to the given size is what the size prefix would do.
-void appendSigned(LogRecord& record, const Conversion& c, Arguments& args) {
-    long long value = 0;
+void appendInteger(LogRecord& record, const Conversion& c, Arguments& args) {
     switch (c.size) {
+    case Size::None:
+        return appendNumber(record, c, "", args.next<int>());
     case Size::Char:
-        value = static_cast<signed char>(va_arg(args.list, int));
-        break;
+        return appendNumber(record, c, "hh", args.next<int>());
     case Size::Short:
-        value = static_cast<short>(va_arg(args.list, int));
-        break;
+        return appendNumber(record, c, "h", args.next<int>());
     case Size::Long:
-        value = va_arg(args.list, long);
-        break;
+        return appendNumber(record, c, "l", args.next<long>());
     case Size::LongLong:
     case Size::LongDouble:
-        value = va_arg(args.list, long long);
-        break;
+        return appendNumber(record, c, "ll", args.next<long long>());
     case Size::IntMax:
-        value = va_arg(args.list, intmax_t);
-        break;
+        return appendNumber(record, c, "j", args.next<std::intmax_t>());
     case Size::SizeT:
+        return appendNumber(record, c, "z", args.next<std::size_t>());
     case Size::PtrDiff:
-        value = va_arg(args.list, ptrdiff_t);
-        break;
-    case Size::None:
-        value = va_arg(args.list, int);
-        break;
+        return appendNumber(record, c, "t", args.next<std::ptrdiff_t>());
     }
-    appendNumber(record, c, "ll", value);
-}
-
-void appendUnsigned(LogRecord& record, const Conversion& c, Arguments& args) {
-    unsigned long long value = 0;
-    switch (c.size) {
-    case Size::Char:
-        value = static_cast<unsigned char>(va_arg(args.list, unsigned int));
-        break;
-    case Size::Short:
-        value = static_cast<unsigned short>(va_arg(args.list, unsigned int));
-        break;
-    case Size::Long:
-        value = va_arg(args.list, unsigned long);
-        break;
-    case Size::LongLong:
-    case Size::LongDouble:
-        value = va_arg(args.list, unsigned long long);
-        break;
-    case Size::IntMax:
-        value = va_arg(args.list, uintmax_t);
-        break;
-    case Size::SizeT:
-    case Size::PtrDiff:
-        value = va_arg(args.list, size_t);
-        break;
-    case Size::None:
-        value = va_arg(args.list, unsigned int);
-        break;
-    }
-    appendNumber(record, c, "ll", value);
 }
 
 void appendFloat(LogRecord& record, const Conversion& c, Arguments& args) {
     if (c.size == Size::LongDouble) {
-        appendNumber(record, c, "L", va_arg(args.list, long double));
+        appendNumber(record, c, "L", args.next<long double>());
         return;
     }
-    appendNumber(record, c, "", va_arg(args.list, double));
+    appendNumber(record, c, "", args.next<double>());
 }
 
 std::uint32_t nextCharacter(const char*& p) {
@@ -243,29 +215,29 @@ void appendText(LogRecord& record, const Conversion& c, const Char* pText) {
 
 void appendString(LogRecord& record, const Conversion& c, Arguments& args) {
     if (c.type == L'S' || c.size == Size::Long) {
-        const auto* pText = va_arg(args.list, const wchar_t*);
+        const auto* pText = args.next<const wchar_t*>();
         appendText(record, c, pText != nullptr ? pText : L"(null)");
         return;
     }
-    const auto* pText = va_arg(args.list, const char*);
+    const auto* pText = args.next<const char*>();
     appendText(record, c, pText != nullptr ? pText : "(null)");
 }
 
 void appendCharacter(LogRecord& record, Conversion c, Arguments& args) {
     c.precision = 1;
     if (c.type == L'C' || c.size == Size::Long) {
-        const wchar_t text[] = {static_cast<wchar_t>(va_arg(args.list, wint_t)), L'\0'};
+        const wchar_t text[] = {static_cast<wchar_t>(args.next<wint_t>()), L'\0'};
         appendText(record, c, text);
         return;
     }
-    const char text[] = {static_cast<char>(va_arg(args.list, int)), '\0'};
+    const char text[] = {static_cast<char>(args.next<int>()), '\0'};
     appendText(record, c, text);
 }
 
 void appendPointer(LogRecord& record, const Conversion& c, Arguments& args) {
     char format[16];
     std::snprintf(format, sizeof(format), "%%%s*p", c.has('-') ? "-" : "");
-    record.appendFormatted(format, c.width, va_arg(args.list, void*));
+    record.appendFormatted(format, c.width, args.next<void*>());
 }
 
 /// @return false for a conversion that is not known
@@ -273,13 +245,11 @@ bool appendConversion(LogRecord& record, const Conversion& c, Arguments& args, i
     switch (c.type) {
     case L'd':
     case L'i':
-        appendSigned(record, c, args);
-        return true;
     case L'o':
     case L'u':
     case L'x':
     case L'X':
-        appendUnsigned(record, c, args);
+        appendInteger(record, c, args);
         return true;
     case L'a':
     case L'A':
@@ -308,7 +278,7 @@ bool appendConversion(LogRecord& record, const Conversion& c, Arguments& args, i
         return true;
     }
     case L'n':
-        va_arg(args.list, void*);
+        args.next<void*>();
         return true;
     case L'%':
         record.append(U'%');
@@ -328,8 +298,7 @@ void appendLiterally(LogRecord& record, const wchar_t* pText) {
 
 void formatRecord(LogRecord& record, const wchar_t* pFormat, va_list args, int savedErrno) {
     const CLocaleScope locale;
-    Arguments arguments;
-    va_copy(arguments.list, args);
+    Arguments arguments(args);
     const wchar_t* p = pFormat;
     while (*p != L'\0') {
         if (*p != L'%') {
@@ -342,5 +311,4 @@ void formatRecord(LogRecord& record, const wchar_t* pFormat, va_list args, int s
             break;
         }
     }
-    va_end(arguments.list);
 }

@@ -48,6 +48,7 @@ std::string readLine(int fd) {
     dup2(null, STDOUT_FILENO);
     dup2(null, STDERR_FILENO);
     std::vector<char*> argv;
+    argv.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) {
         argv.push_back(argument.data());
     }

@@ -56,9 +56,9 @@ TEST(KQCom, CountsChangeAtomically) {
     std::int32_t count = -1;
     EXPECT_EQ(InterlockedIncrement(&count), 0);
     EXPECT_EQ(InterlockedDecrement(&count), -1);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&count] {
+    std::thread threads[4];
+    for (std::thread& thread : threads) {
+        thread = std::thread([&count] {
             for (int n = 0; n < 20000; ++n) {
                 InterlockedIncrement(&count);
                 InterlockedIncrement(&count);

@@ -48,9 +48,9 @@ void fill(void* pImage, int width, int height, Pattern pattern) {
 }
 
 std::vector<std::uint8_t> expectedRgb(int width, int height, Pattern pattern) {
-    std::vector<std::uint8_t> rgb;
+    std::vector<std::uint8_t> rgb(std::size_t{3} * width * height);
     for (int i = 0; i < width * height * 3; ++i) {
-        rgb.push_back(pattern(i / 3 % width, i / 3 / width, i % 3));
+        rgb[i] = pattern(i / 3 % width, i / 3 / width, i % 3);
     }
     return rgb;
 }
@@ -260,9 +260,9 @@ TEST_F(ImageProcTest, AFullDiskLeavesTheFormerFile) {
 
 TEST_F(ImageProcTest, ThreadsSavingUnderOneNameLeaveOneWholeFile) {
     const fs::path path = m_folder / "shared.bmp";
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&] {
+    std::thread threads[4];
+    for (std::thread& thread : threads) {
+        thread = std::thread([&] {
             const Handle image;
             fill(image.p, 64, 64, noisy);
             for (int n = 0; n < 20; ++n) {

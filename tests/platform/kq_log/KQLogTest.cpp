@@ -183,9 +183,9 @@ constexpr int Threads = 8;
 constexpr int RecordsPerThread = 300;
 
 void logFromManyThreads() {
-    std::vector<std::thread> threads;
+    std::thread threads[Threads];
     for (int t = 0; t < Threads; ++t) {
-        threads.emplace_back([t] {
+        threads[t] = std::thread([t] {
             for (int n = 0; n < RecordsPerThread; ++n) {
                 KQLogEx(L"%d %d %ls\n", t, n, std::wstring(n % 7 == 0 ? 3000 : 10, L'a' + t).c_str());
             }
@@ -243,9 +243,9 @@ TEST(KQLog, AReplacedSinkNeverRunsAgain) {
     std::vector<Sink> sinks(50);
     std::atomic<bool> stop = false;
     KQLogSetSink(count, &sinks[0]);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 3; ++t) {
-        threads.emplace_back([&stop] {
+    std::thread threads[3];
+    for (std::thread& thread : threads) {
+        thread = std::thread([&stop] {
             while (!stop) {
                 KQLogEx(L"record");
             }

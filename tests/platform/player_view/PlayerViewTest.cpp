@@ -297,10 +297,10 @@ TEST(PlayerView, SixteenViewsFromSixteenThreads) {
     constexpr int Side = 128;
     Xvfb server;
     const xcb_window_t parent = server.makeWindow(0, 0, Count * Side / 4, 4 * Side);
-    std::vector<std::thread> threads;
+    std::thread threads[Count];
     std::vector<void*> views(Count);
     for (int i = 0; i < Count; ++i) {
-        threads.emplace_back([&, i] {
+        threads[i] = std::thread([&, i] {
             VRECT rect = {i % 4 * Side, i / 4 * Side, Side, Side};
             views[i] = lib().create(asParent(parent), &rect);
             for (int n = 0; n < 60; ++n) {
@@ -316,9 +316,9 @@ TEST(PlayerView, SixteenViewsFromSixteenThreads) {
     for (std::thread& thread : threads) {
         thread.join();
     }
-    std::vector<Probe> probes;
+    std::vector<Probe> probes(Count);
     for (int i = 0; i < Count; ++i) {
-        probes.push_back({i % 4 * Side + 3, i / 4 * Side + 124, 0x0F0B07u * (i + 1)});
+        probes[i] = {i % 4 * Side + 3, i / 4 * Side + 124, 0x0F0B07u * (i + 1)};
     }
     EXPECT_TRUE(showsProbes(
         server.waitFor([&](const Image& image) { return showsProbes(image, probes); }, parent), probes));

@@ -126,8 +126,8 @@ TEST_P(ViewWindowTest, DrawsAgainAfterResizeAndExpose) {
 }
 
 TEST_P(ViewWindowTest, ShowsTheLastOfManyPictures) {
-    for (std::uint32_t i = 0; i < 200; ++i) {
-        show(plain(320 - (i / 50) * 2, 180, i));
+    for (std::uint32_t i = 0; i < 80; ++i) {
+        show(plain(320 - (i / 20) * 2, 180, i));
     }
     const TestPicture last = noise(320, 180);
     show(last);
