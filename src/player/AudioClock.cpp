@@ -3,6 +3,8 @@
 #include "player/MediaPlayer.h"
 #include "thread/TickClock.h"
 
+#include <cmath>
+
 int CMediaPlayer::IsAudioFinish(SoundPlayer* pSound) {
     if (pSound == nullptr || pSound->IsStreamEnd()) {
         return 1;
@@ -38,7 +40,7 @@ std::int64_t CMediaPlayer::GetAudioPlayTime(SoundPlayer* pSound) {
     }
     const double dMilliseconds =
         static_cast<double>(pSound->GetTotalBytes()) * 1000.0 / pSound->GetBytesPerSec();
-    return static_cast<std::int64_t>(dMilliseconds + 0.5);
+    return std::llround(dMilliseconds);
 }
 
 std::int64_t CMediaPlayer::GetAudioPlayPTS(SoundPlayer* pSound) {

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <thread>
 #include <vector>
 
@@ -148,7 +149,7 @@ TEST_F(Seeking, SoundAndPictureAgreeAfterwards) {
     const double times[] = {2.0, 0.5, 1.3};
     for (const double dTime : times) {
         m_host->SyncSeek(dTime, 1);
-        const int nFrame = static_cast<int>(dTime * 50 + 0.5);
+        const int nFrame = static_cast<int>(std::lround(dTime * 50));
         ASSERT_TRUE(WaitUntil([&] { return m_recorder.GetFrames().back() == nFrame; })) << dTime;
         const auto samples = m_device.Render(960);
         // OpenAL starts with a short fade; in the second half of the piece the samples are there whole.

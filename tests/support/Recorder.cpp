@@ -47,7 +47,8 @@ int DISetContent(void* pImage, int nWidth, int nHeight, int nBitsPerPixel) {
     image.header.biWidth = nWidth;
     image.header.biHeight = nHeight;
     image.header.biBitCount = static_cast<std::uint16_t>(nBitsPerPixel);
-    image.bits.assign(static_cast<std::size_t>((nWidth * nBitsPerPixel + 31) / 32 * 4 * nHeight), 0);
+    const auto nRow = static_cast<std::size_t>((nWidth * nBitsPerPixel + 31) / 32 * 4);
+    image.bits.assign(nRow * static_cast<std::size_t>(nHeight), 0);
     return 1;
 }
 
