@@ -10,6 +10,8 @@ namespace {
 
 constexpr Ticks Microsecond = TicksPerSecond / 1'000'000;
 constexpr Ticks Millisecond = TicksPerSecond / 1'000;
+/// The first packet may lie before the first frame's time, as the ones that get an audio decoder going do.
+constexpr Ticks WellBefore = TicksPerSecond;
 /// A way so short is decoded rather than sought.
 constexpr Ticks ShortWay = TicksPerSecond / 2;
 /// How far back the second try of a seek goes; each further one goes twice as far.
@@ -222,7 +224,7 @@ bool StreamDecoder::MoveTo(Ticks time) {
 /// @param reopen false: with a seek, which may miss the first packet; true: by opening the file again
 bool StreamDecoder::MoveToStart(bool reopen) {
     if (!reopen)
-        return MoveTo(m_firstTime.value_or(0));
+        return MoveTo(m_firstTime.value_or(0) - WellBefore);
     if (!m_setup.demuxer->Reopen())
         return false;
     Restart(false);
