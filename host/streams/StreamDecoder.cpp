@@ -66,7 +66,9 @@ bool StreamDecoder::OpenCodec(std::string& reason) {
     }
     m_codec->opaque = Log().get();
     m_codec->pkt_timebase = Stream().time_base;
-    m_codec->flags &= ~AV_CODEC_FLAG_OUTPUT_CORRUPT;
+    // IsFit() decides itself about frames that the decoder has doubts about.
+    if (parameters.codec_id == AV_CODEC_ID_H264)
+        m_codec->flags |= AV_CODEC_FLAG_OUTPUT_CORRUPT;
     m_codec->thread_count = ThreadCount(m_setup, parameters);
     const int error = avcodec_open2(m_codec.get(), codec, nullptr);
     if (error < 0)
@@ -140,7 +142,11 @@ bool StreamDecoder::Feed() {
 bool StreamDecoder::IsFit(const AVFrame& frame) {
     if ((frame.flags & AV_FRAME_FLAG_DISCARD) != 0)
         return false;
-    if ((frame.flags & AV_FRAME_FLAG_CORRUPT) == 0 && frame.decode_error_flags == 0)
+    // After a seek to a key frame that earlier frames of the output still depend on, FFmpeg's H.264 decoder
+    // forgets about that key frame when the file ends soon after, and doubts all the frames behind it.
+    const bool baseless = m_draining && !m_settling && m_codec->codec_id == AV_CODEC_ID_H264;
+    const bool doubted = (frame.flags & AV_FRAME_FLAG_CORRUPT) != 0 && !baseless;
+    if (!doubted && frame.decode_error_flags == 0)
         return true;
     NoteDamage();
     return m_damaged > DamagedRun;
