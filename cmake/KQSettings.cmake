@@ -77,7 +77,7 @@ function(kq_test name)
     if(arg_FIXTURES)
         list(APPEND props FIXTURES_REQUIRED "${arg_FIXTURES}")
     endif()
-    set(env "TSAN_OPTIONS=halt_on_error=1 second_deadlock_stack=1"
+    set(env "TSAN_OPTIONS=halt_on_error=1 second_deadlock_stack=1 suppressions=${PROJECT_SOURCE_DIR}/cmake/tsan.supp"
             "UBSAN_OPTIONS=print_stacktrace=1"
             "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/lsan.supp print_suppressions=0"
             ${arg_ENV})

@@ -13,8 +13,9 @@ constexpr std::size_t ChunksPerSecond = 50;
 constexpr Ticks Jitter = TicksPerSecond / 200;
 /// In files whose time stamps have been seen to go back, only a gap so long is believed.
 constexpr Ticks SureGap = TicksPerSecond;
-/// So much is decoded before the target, since many codecs need what came before to decode exactly.
-constexpr Ticks RunUp = TicksPerSecond / 4;
+/// So much is decoded before the target, since many codecs need what came before to decode exactly, and Ogg
+/// counts the stamps of a last page from its end, where samples may have been cut off.
+constexpr Ticks RunUp = TicksPerSecond * 3 / 2;
 /// A gap that reaches further beyond the end of the file is a fault of its time stamps.
 constexpr Ticks EndMargin = TicksPerSecond;
 

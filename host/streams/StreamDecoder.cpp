@@ -10,6 +10,8 @@ namespace {
 
 constexpr Ticks Microsecond = TicksPerSecond / 1'000'000;
 constexpr Ticks Millisecond = TicksPerSecond / 1'000;
+/// The first packet may lie before the first frame's time, as the ones that get an audio decoder going do.
+constexpr Ticks WellBefore = TicksPerSecond;
 /// A way so short is decoded rather than sought.
 constexpr Ticks ShortWay = TicksPerSecond / 2;
 /// How far back the second try of a seek goes; each further one goes twice as far.
@@ -64,7 +66,9 @@ bool StreamDecoder::OpenCodec(std::string& reason) {
     }
     m_codec->opaque = Log().get();
     m_codec->pkt_timebase = Stream().time_base;
-    m_codec->flags &= ~AV_CODEC_FLAG_OUTPUT_CORRUPT;
+    // IsFit() decides itself about frames that the decoder has doubts about.
+    if (parameters.codec_id == AV_CODEC_ID_H264)
+        m_codec->flags |= AV_CODEC_FLAG_OUTPUT_CORRUPT;
     m_codec->thread_count = ThreadCount(m_setup, parameters);
     const int error = avcodec_open2(m_codec.get(), codec, nullptr);
     if (error < 0)
@@ -138,7 +142,11 @@ bool StreamDecoder::Feed() {
 bool StreamDecoder::IsFit(const AVFrame& frame) {
     if ((frame.flags & AV_FRAME_FLAG_DISCARD) != 0)
         return false;
-    if ((frame.flags & AV_FRAME_FLAG_CORRUPT) == 0 && frame.decode_error_flags == 0)
+    // After a seek to a key frame that earlier frames of the output still depend on, FFmpeg's H.264 decoder
+    // forgets about that key frame when the file ends soon after, and doubts all the frames behind it.
+    const bool baseless = m_draining && !m_settling && m_codec->codec_id == AV_CODEC_ID_H264;
+    const bool doubted = (frame.flags & AV_FRAME_FLAG_CORRUPT) != 0 && !baseless;
+    if (!doubted && frame.decode_error_flags == 0)
         return true;
     NoteDamage();
     return m_damaged > DamagedRun;
@@ -222,7 +230,7 @@ bool StreamDecoder::MoveTo(Ticks time) {
 /// @param reopen false: with a seek, which may miss the first packet; true: by opening the file again
 bool StreamDecoder::MoveToStart(bool reopen) {
     if (!reopen)
-        return MoveTo(m_firstTime.value_or(0));
+        return MoveTo(m_firstTime.value_or(0) - WellBefore);
     if (!m_setup.demuxer->Reopen())
         return false;
     Restart(false);

@@ -45,12 +45,13 @@ make_clip -i bframes.mp4 -itsoffset 1 -i bframes.mp4 -map 0:v -map 1:a -c copy l
 make_clip -f lavfi -i "$pictures" -f lavfi -i 'sine=sample_rate=48000:duration=2' $x264 -c:a flac shortsound.mkv
 
 make_clip -f lavfi -i "$short" -pix_fmt yuv422p10 -c:v ffv1 deep422.mkv
-make_clip -f lavfi -i "$short" -pix_fmt yuvj420p -c:v mjpeg fullrange.avi
+make_clip -f lavfi -i 'color=white:size=96x64:rate=25:duration=1' -pix_fmt yuvj420p -c:v mjpeg fullrange.avi
 make_clip -f lavfi -i 'color=red:size=1x1:rate=5:duration=1,format=gbrp' -c:v ffv1 one.mkv
 make_clip -f lavfi -i 'color=blue:size=3x5:rate=5:duration=1,format=yuv444p' -c:v ffv1 odd.mkv
-for format in rgb24 rgba gray pal8; do
+for format in rgb24 rgba gray; do
     make_clip -f lavfi -i 'color=white:size=31x17:rate=1:duration=1,format=rgb24' -frames:v 1 -pix_fmt $format still-$format.png
 done
+make_clip -i still-rgb24.png -vf 'split[a][b];[a]palettegen[p];[b][p]paletteuse' -pix_fmt pal8 still-pal8.png
 make_clip -f lavfi -i 'color=white:size=32x16:rate=1:duration=1' -frames:v 1 -pix_fmt yuvj444p still.jpg
 make_clip -f lavfi -i "$short" -vf setsar=4/3 $x264 anamorphic.mp4
 make_clip -f lavfi -i 'color=red:size=64x48:rate=25:duration=1' -pix_fmt yuv420p -f mpegts -c:v mpeg2video part1.ts

@@ -56,6 +56,7 @@ TEST(Pictures, OfAnyKindBecomeVideoRangePlanes) {
         {"still-gray.png", 31, 17, 235, 128, 128},
         {"still-pal8.png", 31, 17, 235, 128, 128},
         {"still.jpg", 32, 16, 235, 128, 128},
+        {"fullrange.avi", 96, 64, 235, 128, 128},
     };
     for (const ColourCase& expected : cases) {
         OpenedFile file(Clip(expected.clip));
@@ -74,22 +75,6 @@ TEST(Pictures, OfAnyKindBecomeVideoRangePlanes) {
             EXPECT_NEAR(static_cast<std::uint8_t>(pixels[luma + chroma + i]), expected.v, 1) << expected.clip;
         }
     }
-}
-
-TEST(Pictures, OfFullRangeAreBroughtToVideoRange) {
-    OpenedFile file(Clip("fullrange.avi")); // the test picture holds black and white
-    const tagYUVImage& image = file.Video().GetCurrentFrame()->image;
-    int darkest = 255;
-    int brightest = 0;
-    for (int y = 0; y < image.nHeight; ++y)
-        for (int x = 0; x < image.nWidth; ++x) {
-            darkest = std::min<int>(darkest, image.pY[y * image.nPitchY + x]);
-            brightest = std::max<int>(brightest, image.pY[y * image.nPitchY + x]);
-        }
-    EXPECT_GE(darkest, 16);
-    EXPECT_LE(darkest, 24);
-    EXPECT_LE(brightest, 235);
-    EXPECT_GE(brightest, 220);
 }
 
 TEST(Pictures, MayChangeTheirSizeOnTheWay) {

@@ -140,7 +140,7 @@ TEST(FrameQueue, WaitsForALateDecoder) {
     studio.allowed = 0;
     const auto stream = Play(studio);
     std::thread late([&studio] {
-        for (int count = 1; count <= 2; ++count) {
+        for (int count = 1; count <= 3; ++count) { // the third is the end
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
             studio.Allow(count);
         }

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 #include <random>
 
 namespace kq::streams::test {
@@ -12,7 +11,8 @@ namespace {
 struct SeekCase {
     const char* clip;
     std::size_t frames;
-    bool steady; ///< frame n is on show at n / rate
+    bool steady;          ///< frame n is on show at n / rate
+    std::size_t step = 3; ///< of the random order: every frame, or every third
 };
 
 void PrintTo(const SeekCase& seekCase, std::ostream* out) {
@@ -21,9 +21,10 @@ void PrintTo(const SeekCase& seekCase, std::ostream* out) {
 
 class Seeking : public testing::TestWithParam<SeekCase> {};
 
-std::vector<std::size_t> Shuffled(std::size_t count) {
-    std::vector<std::size_t> order(count);
-    std::iota(order.begin(), order.end(), std::size_t{0});
+std::vector<std::size_t> Shuffled(std::size_t count, std::size_t step) {
+    std::vector<std::size_t> order;
+    for (std::size_t n = 0; n < count; n += step)
+        order.push_back(n);
     std::mt19937 random(17);
     std::shuffle(order.begin(), order.end(), random);
     return order;
@@ -47,7 +48,7 @@ TEST_P(Seeking, ShowsExactlyTheFrameOfEveryTime) {
         ASSERT_GT(shots[n].time, shots[n - 1].time);
 
     for (const bool inOrder : {true, false}) {
-        std::vector<std::size_t> order = Shuffled(shots.size());
+        std::vector<std::size_t> order = Shuffled(shots.size(), inOrder ? 1 : GetParam().step);
         if (inOrder)
             std::sort(order.begin(), order.end());
         for (const std::size_t n : order) {
@@ -69,7 +70,7 @@ TEST_P(Seeking, ShowsTheFrameWhoseTimeItIs) {
     const std::vector<Shot> shots = PlayThrough(file.Video());
     std::mt19937 random(5);
     std::uniform_real_distribution<double> times(0, static_cast<double>(shots.back().time) / 1e7);
-    for (int i = 0; i < 25; ++i) {
+    for (int i = 0; i < 15; ++i) {
         const double time = times(random);
         file.Video().Seek(time, 1);
         const std::size_t n = FrameAt(shots, time);
@@ -99,8 +100,8 @@ TEST_P(Seeking, KeyFrameModeStaysAtOrBefore) {
     OpenedFile file(Clip(GetParam().clip));
     const std::vector<Shot> shots = PlayThrough(file.Video());
     double last = 0;
-    for (const Shot& shot : shots) {
-        const double time = static_cast<double>(shot.time) / 1e7;
+    for (std::size_t n = 0; n < shots.size(); n += 5) {
+        const double time = static_cast<double>(shots[n].time) / 1e7;
         const double reached = file.Video().Seek(time, 0);
         ASSERT_LE(reached, time);
         ASSERT_GE(reached, last) << "key frames go forward";
@@ -111,7 +112,7 @@ TEST_P(Seeking, KeyFrameModeStaysAtOrBefore) {
 
 INSTANTIATE_TEST_SUITE_P(
     Clips, Seeking,
-    testing::Values(SeekCase{"bframes.mp4", 100, true}, SeekCase{"opengop.mp4", 100, true},
+    testing::Values(SeekCase{"bframes.mp4", 100, true, 1}, SeekCase{"opengop.mp4", 100, true, 1},
                     SeekCase{"opengop.ts", 100, true}, SeekCase{"hevc.mp4", 50, true},
                     SeekCase{"editlist.mp4", 82, true}, SeekCase{"matroska.mkv", 100, true},
                     SeekCase{"flash.flv", 100, true}, SeekCase{"program.mpg", 100, true},
