@@ -135,7 +135,7 @@ Landing AudioSource::Seek(Ticks time, bool /*exact*/) {
 
     Decoded first;
     bool nearest = false;
-    const bool found = m_decoder->SeekAtOrBefore(std::max<Ticks>(time - RunUp, 0), first, nearest);
+    const bool found = m_decoder->SeekAtOrBefore(time - RunUp, first, nearest);
     m_samples.clear();
     m_silence = 0;
     m_ahead.reset();

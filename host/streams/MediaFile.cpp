@@ -28,6 +28,9 @@ namespace {
 constexpr double FallbackRate = 25;
 /// A whole frame rate is preferred to an average so near to it.
 constexpr double RateMargin = 0.05;
+/// A file starts with its first picture, so that picture n of a steady rate r is on show at n / r, whatever
+/// sound was interleaved a little before. Only with a longer lead it starts with its sound.
+constexpr Ticks LeastLead = TicksPerSecond / 4;
 /// Sound is small; its queue needs no more, whatever the pictures are allowed.
 constexpr std::size_t AudioQueueBytes = std::size_t{1} << 20;
 
@@ -121,11 +124,10 @@ bool Opening::Run(MediaFile& file, std::string& reason) {
 }
 
 void Opening::FindFileTimes() {
-    Ticks start = std::numeric_limits<Ticks>::max();
-    for (const int index : {m_video, m_audio})
-        if (index >= 0)
-            start = std::min(start, StartOf(m_demuxer->Stream(index)));
-    m_fileStart = start == std::numeric_limits<Ticks>::max() ? 0 : start;
+    const Ticks video = m_video >= 0 ? StartOf(m_demuxer->Stream(m_video)) : 0;
+    const Ticks audio = m_audio >= 0 ? StartOf(m_demuxer->Stream(m_audio)) : video;
+    const bool soundLeads = m_video < 0 || video - audio > LeastLead;
+    m_fileStart = soundLeads ? audio : video;
     for (const int index : {m_video, m_audio})
         if (index >= 0)
             m_fileEnd = std::max(m_fileEnd, EndOf(m_demuxer->Stream(index)));
@@ -158,7 +160,11 @@ Ticks Opening::EndOf(const AVStream& stream) const {
     if (IsStill())
         return start + static_cast<Ticks>(static_cast<double>(TicksPerSecond) / RateOf(stream));
     const std::int64_t whole = m_demuxer->Context().duration;
-    return whole != AV_NOPTS_VALUE && whole > 0 ? av_rescale_q(whole, AV_TIME_BASE_Q, TickBase) : 0;
+    if (whole == AV_NOPTS_VALUE || whole <= 0)
+        return 0;
+    const std::int64_t begin = m_demuxer->Context().start_time;
+    return av_rescale_q(whole + (begin != AV_NOPTS_VALUE ? begin : 0), AV_TIME_BASE_Q, TickBase) -
+           m_fileStart;
 }
 
 /// Every stream reads the file for itself, unless it can be read only once.

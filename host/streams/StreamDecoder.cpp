@@ -154,24 +154,25 @@ void StreamDecoder::Stamp(Decoded& frame) {
     if (m_codec->codec_type == AVMEDIA_TYPE_AUDIO && data.sample_rate > 0)
         frame.duration = av_rescale(data.nb_samples, TicksPerSecond, data.sample_rate);
 
-    const Ticks end = std::max(m_lastEnd, m_lastTime + 1);
+    const bool isVideo = m_codec->codec_type == AVMEDIA_TYPE_VIDEO;
+    const bool isFirst = m_lastTime == NoTime;
+    const Ticks end = isFirst ? 0 : std::max(m_lastEnd, m_lastTime + 1);
     if (data.best_effort_timestamp == AV_NOPTS_VALUE) {
         m_noStamps = true;
         frame.stamp = StampKind::Missing;
-        frame.time = m_lastTime < 0 ? 0 : end;
+        frame.time = end;
         return;
     }
     frame.stamp = StampKind::Read;
     frame.time = av_rescale_q(data.best_effort_timestamp, base, TickBase) - m_setup.fileStart;
-    if (m_lastTime < 0)
+    if (isFirst && isVideo)
         frame.time = std::max<Ticks>(frame.time, 0);
-    if (frame.time > m_lastTime)
+    if (isFirst || frame.time > m_lastTime)
         return;
     frame.stamp = StampKind::Repaired;
     // A picture that slipped is put half-way, since the next stamp will be right again. Sound follows on, and
     // so does everything after the file's clock was set back.
-    const bool slipped =
-        m_codec->codec_type == AVMEDIA_TYPE_VIDEO && frame.time > m_lastTime - TicksPerSecond;
+    const bool slipped = isVideo && frame.time > m_lastTime - TicksPerSecond;
     frame.time = slipped ? m_lastTime + std::max<Ticks>((end - m_lastTime) / 2, 1) : end;
 }
 
@@ -235,7 +236,7 @@ void StreamDecoder::Restart(bool waitForKey) {
     m_settling = waitForKey;
     m_fromStart = !waitForKey;
     m_damaged = 0;
-    m_lastTime = m_lastEnd = -1;
+    m_lastTime = NoTime;
     m_lastPacket = AV_NOPTS_VALUE;
 }
 

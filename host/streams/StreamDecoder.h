@@ -6,6 +6,7 @@
 #include "Handles.h"
 
 #include <atomic>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -22,7 +23,8 @@ enum class StampKind {
 /// A decoded picture or piece of sound.
 struct Decoded {
     FrameHandle data;
-    Ticks time = 0;     ///< always above that of the one before it
+    Ticks time =
+        0; ///< always above that of the one before it; below 0 only for sound before the file's start
     Ticks duration = 0; ///< 0 when unknown
     StampKind stamp = StampKind::Read;
     bool key = false;
@@ -71,6 +73,8 @@ public:
     bool Cancelled() const { return m_cancelled; }
 
 private:
+    static constexpr Ticks NoTime = std::numeric_limits<Ticks>::min();
+
     explicit StreamDecoder(DecoderSetup setup);
 
     bool OpenCodec(std::string& reason);
@@ -98,8 +102,8 @@ private:
     bool m_fromStart = true;   ///< decoding began at the file's first packet
     bool m_noStamps = false;   ///< the file has no time stamps: only counting from the start tells times
     int m_damaged = 0;         ///< packets and frames left out since the last good frame
-    Ticks m_lastTime = -1;     ///< of the frame given last, below 0 for none
-    Ticks m_lastEnd = -1;
+    Ticks m_lastTime = NoTime; ///< of the frame given last
+    Ticks m_lastEnd = 0;
     std::int64_t m_lastPacket =
         AV_NOPTS_VALUE;               ///< decoding time of the last packet read, in the stream's base
     std::optional<Ticks> m_firstTime; ///< time of the stream's first frame

@@ -5,6 +5,7 @@
 #include <xcb/shm.h>
 
 #include <cstring>
+#include <mutex>
 
 namespace {
 
@@ -61,11 +62,18 @@ bool isOpaqueTrueColor(const xcb_render_pictforminfo_t& format) {
            d.blue_shift == 0 && d.blue_mask == 0xFF;
 }
 
+/// One thread at a time: libXau, which reads the authority file, keeps its path in a static buffer.
+xcb_connection_t* connect(int* pScreen) {
+    static std::mutex lock;
+    const std::lock_guard<std::mutex> guard(lock);
+    return xcb_connect(nullptr, pScreen);
+}
+
 } // namespace
 
 std::unique_ptr<XConnection> XConnection::open(const XFeatures& allowed) {
     int screen = 0;
-    std::unique_ptr<XConnection> pConnection(new XConnection(xcb_connect(nullptr, &screen)));
+    std::unique_ptr<XConnection> pConnection(new XConnection(connect(&screen)));
     xcb_connection_t* pXcb = pConnection->get();
     if (xcb_connection_has_error(pXcb) != 0) {
         return nullptr;

@@ -87,6 +87,8 @@ void YV12ViewWrapper::AlignedDelete::operator()(unsigned char* p) const {
     ::operator delete[](p, kRgbAlignment);
 }
 
+YV12ViewWrapper::YV12ViewWrapper() = default;
+
 YV12ViewWrapper::~YV12ViewWrapper() {
     DestroyLibraryView();
     UnloadPlayerView();

@@ -11,7 +11,7 @@
 /// Loads the view library, makes one library-side view, and feeds it with 32-bit RGB pictures.
 class YV12ViewWrapper final : public IYv12View {
 public:
-    YV12ViewWrapper() = default;
+    YV12ViewWrapper();
     YV12ViewWrapper(const YV12ViewWrapper&) = delete;
     YV12ViewWrapper& operator=(const YV12ViewWrapper&) = delete;
     ~YV12ViewWrapper() override;

@@ -27,7 +27,13 @@ PlayerHost::PlayerHost() {
 }
 
 PlayerHost::~PlayerHost() {
+    ReleasePlayer();
+}
+
+void PlayerHost::ReleasePlayer() {
     m_pPlayer.Reset();
+    m_views.clear(); // views live no longer than their manager
+    m_pManager.Reset();
 }
 
 int PlayerHost::AddView(int nSourceMode, IMediaStream* pStream) {
@@ -54,7 +60,8 @@ void PlayerHost::SetAudio(IMediaStream* pStream) {
     ComPtr<IAudioInput>::Adopt(static_cast<IAudioInput*>(p))->SetAudioInput(pStream);
 }
 
-long PlayerHost::OnNotify(void* pUserData, unsigned int nMessage, unsigned int nWhat, unsigned int nArgument) {
+long PlayerHost::OnNotify(void* pUserData, unsigned int nMessage, unsigned int nWhat,
+                          unsigned int nArgument) {
     auto& self = *static_cast<PlayerHost*>(pUserData);
     if (nMessage != PLAYER_NOTIFY) {
         return 0;

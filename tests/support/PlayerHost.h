@@ -22,8 +22,8 @@ public:
 
     IMediaPlayer* operator->() const { return m_pPlayer.Get(); }
     IMediaPlayer* Get() const { return m_pPlayer.Get(); }
-    /// Gives the player's reference back now.
-    void ReleasePlayer() { m_pPlayer.Reset(); }
+    /// Gives every reference back now, the player's first.
+    void ReleasePlayer();
 
     /// Makes an off-screen view and attaches a stream to it. @return its index
     int AddView(int nSourceMode, IMediaStream* pStream);

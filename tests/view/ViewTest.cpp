@@ -116,8 +116,8 @@ TEST_F(ViewManager, GivesFramesToMatchingViewsAndOwnPicturesToTheRest) {
     FakeVideo reference(10, 25);
     FakeVideo other(10, 25);
     other.Seek(7.0 / 25, 1);
-    const auto pFirst = MakeView();
-    const auto pSecond = MakeView();
+    auto pFirst = MakeView();
+    auto pSecond = MakeView();
     m_pManager->ShowCurrentImage(&reference.FrameAt(3), 1); // nothing attached: nothing to show
     EXPECT_EQ(m_recorder.GetCount(0), 0u);
     pFirst->SetVideoInput(1, &reference);
@@ -137,6 +137,9 @@ TEST_F(ViewManager, GivesFramesToMatchingViewsAndOwnPicturesToTheRest) {
 
     EXPECT_EQ(m_recorder.GetFrames(0), (std::vector<int>{3, 0, -1, -1, -1, -1}));
     EXPECT_EQ(m_recorder.GetFrames(1), (std::vector<int>{7, 7, 7, 7, -1, 7}));
+    pFirst.Reset();
+    pSecond.Reset();
+    m_pManager.Reset(); // before the streams go
 }
 
 TEST(BlackFrame, HasItsPlanesInOneBuffer) {

@@ -40,6 +40,10 @@ DisplaySettings crop(tagRECT rect, IMAGE_RESIZE_METHOD m = IMAGE_RESIZE_FIT, int
     return s;
 }
 
+std::ostream& operator<<(std::ostream& out, const LayoutCase& c) {
+    return out << c.pName;
+}
+
 class PictureLayoutTest : public testing::TestWithParam<LayoutCase> {};
 
 TEST_P(PictureLayoutTest, PlacesThePicture) {
@@ -148,10 +152,10 @@ TEST(PictureLayoutBars, CoverWhatThePictureLeavesFree) {
     for (const Rect& visible :
          {Rect{0, 0, 20, 10}, Rect{5, 0, 10, 10}, Rect{0, 3, 20, 4}, Rect{7, 2, 5, 6}}) {
         std::vector<int> covered(static_cast<std::size_t>(window.width) * window.height);
-        Bars bars = barsAround(visible, window);
-        bars.rects[bars.count] = visible; // together they cover every pixel exactly once
-        for (int i = 0; i <= bars.count; ++i) {
-            const Rect& r = bars.rects[i];
+        const Bars bars = barsAround(visible, window);
+        std::vector<Rect> all(bars.rects, bars.rects + bars.count);
+        all.push_back(visible); // together they cover every pixel exactly once
+        for (const Rect& r : all) {
             for (int y = r.y; y < r.y + r.height; ++y) {
                 for (int x = r.x; x < r.x + r.width; ++x) {
                     ++covered.at(static_cast<std::size_t>(y) * window.width + x);

@@ -20,6 +20,10 @@ struct Way {
     XFeatures allowed;
 };
 
+std::ostream& operator<<(std::ostream& out, const Way& way) {
+    return out << way.pName;
+}
+
 XFeatures features(bool shm, bool sharedPixmaps, bool render, bool present) {
     return {shm, sharedPixmaps, render, true, present};
 }
