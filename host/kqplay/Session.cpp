@@ -15,6 +15,9 @@ constexpr double wallClockStep = 0.010;
 /// The progress line and the look at the sound device come this often, in milliseconds.
 constexpr int refreshPeriod = 100;
 
+/// Decoded frames wait in queues of this size: an eighth of a second of 1080p60 in planar 4:2:0.
+constexpr std::size_t queueBytes = std::size_t{24} << 20;
+
 /// Size of the picture as it is to be seen: the width follows the display aspect ratio.
 void DisplaySize(IMediaStream* video, int& width, int& height) {
     ComPtr<IStreamInfo> info;
@@ -68,6 +71,7 @@ bool Session::OpenFile() {
     kq::streams::OpenOptions how;
     how.video = m_options.video;
     how.audio = m_options.audio != AudioTarget::Off;
+    how.queueBytes = queueBytes;
     how.log = [this](const std::string& line) { m_output.Note(line); };
     return kq::streams::OpenMediaFile(m_options.file, how, m_file, error) || Fail(error);
 }

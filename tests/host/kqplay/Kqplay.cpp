@@ -7,16 +7,18 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <regex>
 
 namespace kqtest {
 namespace {
 
 /// @return the text behind "name": in a line of JSON, without quotes
 std::string Field(const std::string& line, const std::string& name) {
-    std::smatch match;
-    const std::regex pattern("\"" + name + "\":\"?([^,\"}]*)");
-    return std::regex_search(line, match, pattern) ? match[1].str() : std::string();
+    const std::string key = "\"" + name + "\":";
+    const std::size_t at = line.find(key);
+    if (at == std::string::npos)
+        return {};
+    const std::size_t begin = line.find_first_not_of('"', at + key.size());
+    return line.substr(begin, line.find_first_of(",\"}", begin) - begin);
 }
 
 double Number(const std::string& text) {

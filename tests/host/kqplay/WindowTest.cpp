@@ -136,7 +136,8 @@ TEST_F(InWindow, ShowsThePictureFollowsTheSizeAndTakesKeys) {
     PressKey(window, XK_s);
     EXPECT_TRUE(kqplay.WaitForOutput("stopped  0:"));
     PressKey(window, XK_q);
-    EXPECT_EQ(kqplay.Finish().status, 0);
+    const Outcome outcome = kqplay.Finish();
+    EXPECT_EQ(outcome.status, 0) << outcome.out;
     EXPECT_EQ(States(ReadTrace(m_folder / "trace")), (std::vector<int>{1, 2, 1, 3, 0}));
 }
 
@@ -153,7 +154,7 @@ TEST_F(InWindow, ClosingItQuits) {
 
 TEST_F(InWindow, FitsOnTheScreen) {
     const std::string big = m_folder / "big.mkv";
-    ASSERT_EQ(RunProcess({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "color=red:size=3000x1000:rate=5",
+    ASSERT_EQ(RunProcess({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "color=red:size=3000x1000:rate=1",
                           "-t", "20", "-c:v", "ffv1", big})
                   .status,
               0);
@@ -165,7 +166,8 @@ TEST_F(InWindow, FitsOnTheScreen) {
     EXPECT_EQ(attributes.width, 1024);
     EXPECT_EQ(attributes.height, 341);
     kill(kqplay.Id(), SIGTERM);
-    EXPECT_EQ(kqplay.Finish().status, 0);
+    const Outcome outcome = kqplay.Finish();
+    EXPECT_EQ(outcome.status, 0) << outcome.out;
 }
 
 TEST(WithoutDisplay, PlaysOffScreenAndSaysSo) {
