@@ -132,6 +132,14 @@ HWY_INLINE V8 LoadLanes(const std::uint8_t* p) {
 #endif
 }
 
+/// Has the value ready at this point of the program. Compilers tend to compute everything that a block needs
+/// side by side, run out of registers, and pass half of it through memory.
+template <class V>
+HWY_INLINE V Pinned(V v) {
+    __asm__ volatile("" : "+x"(v.raw));
+    return v;
+}
+
 /// The same 16 bytes in every lane.
 HWY_INLINE V8 EveryLane(const std::uint8_t* bytes) {
     return hn::LoadDup128(d8, bytes);

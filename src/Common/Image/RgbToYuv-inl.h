@@ -89,12 +89,7 @@ private:
     }
 };
 
-/// The terms of a group of pixels; each result is the upper half of its 32-bit part.
-struct TermSums {
-    V32 y, u, v;
-};
-
-/// The arithmetic of BgrToYuv14() times 4, so that >> 14 is the upper half:
+/// The arithmetic of BgrToYuv14() times 4, so that each term is the upper half of its 32-bit part:
 ///     4 Y' = 28150 (G + R) - 4882 (B - G) + 11306 (B - R)
 ///     4 u = 19072 (B - G) + 9700 (B - R)
 ///     4 v = 24116 (B - G) - 28768 (B - R) + 4 R
@@ -102,12 +97,14 @@ struct Yuv14 {
     static constexpr int kLumaOffset = 16;
     static constexpr int kChromaOffset = 512;
 
-    static HWY_INLINE TermSums Sums(const PixelPairs& p) {
-        return {hn::Add(MulAddPairs(p.greenRed, SetPair(28150, 28150)),
-                        MulAddPairs(p.differences, SetPair(-4882, 11306))),
-                MulAddPairs(p.differences, SetPair(19072, 9700)),
-                hn::Add(MulAddPairs(p.differences, SetPair(24116, -28768)),
-                        MulAddPairs(p.greenRed, SetPair(0, 4)))};
+    static HWY_INLINE V32 Y(const PixelPairs& p) {
+        return hn::Add(MulAddPairs(p.greenRed, SetPair(28150, 28150)),
+                       MulAddPairs(p.differences, SetPair(-4882, 11306)));
+    }
+    static HWY_INLINE V32 U(const PixelPairs& p) { return MulAddPairs(p.differences, SetPair(19072, 9700)); }
+    static HWY_INLINE V32 V(const PixelPairs& p) {
+        return hn::Add(MulAddPairs(p.differences, SetPair(24116, -28768)),
+                       MulAddPairs(p.greenRed, SetPair(0, 4)));
     }
 };
 
@@ -123,30 +120,31 @@ struct Yuv10 {
         const V32 value = hn::ShiftRight<10>(hn::Add(sum, hn::Set(d32, offset)));
         return hn::ShiftLeft<16>(hn::Min(hn::Max(value, hn::Set(d32, 16)), hn::Set(d32, high)));
     }
-    static HWY_INLINE TermSums Sums(const PixelPairs& p) {
-        return {Clamped(hn::Add(MulAddPairs(p.greenRed, SetPair(616, 263)),
-                                MulAddPairs(p.differences, SetPair(100, 0))),
-                        16896, 235),
-                Clamped(MulAddPairs(p.differences, SetPair(298, 152)), 131584, 240),
-                Clamped(MulAddPairs(p.differences, SetPair(377, -450)), 131584, 240)};
+    static HWY_INLINE V32 Y(const PixelPairs& p) {
+        return Clamped(
+            hn::Add(MulAddPairs(p.greenRed, SetPair(616, 263)), MulAddPairs(p.differences, SetPair(100, 0))),
+            16896, 235);
+    }
+    static HWY_INLINE V32 U(const PixelPairs& p) {
+        return Clamped(MulAddPairs(p.differences, SetPair(298, 152)), 131584, 240);
+    }
+    static HWY_INLINE V32 V(const PixelPairs& p) {
+        return Clamped(MulAddPairs(p.differences, SetPair(377, -450)), 131584, 240);
     }
 };
 
-/// The upper halves of four quarters as bytes in natural order.
-HWY_INLINE V8 PackLuma(V32 q0, V32 q1, V32 q2, V32 q3, int offset) {
+/// Puts the luma of a block, given as the upper halves of two quarters each, into natural order.
+HWY_INLINE V8 PackLuma(V16 quarters01, V16 quarters23, int offset) {
     alignas(16) static constexpr std::uint8_t kIndex[16] = {0, 2,  4,  6,  1, 3,  5,  7,
                                                             8, 10, 12, 14, 9, 11, 13, 15};
-    const V8 packed = PackSaturated(HighHalves(q0, q1), HighHalves(q2, q3));
+    const V8 packed = PackSaturated(quarters01, quarters23);
     const V8 ordered = Gather(hn::TableLookupBytes(packed, EveryLane(kIndex)));
     return offset == 0 ? ordered : hn::Add(ordered, hn::Set(d8, static_cast<std::uint8_t>(offset)));
 }
 
-/// Adds the upper halves of horizontal neighbours. The result's lanes hold quarters 0 and 1 in turn, then 2
-/// and 3.
-HWY_INLINE V16 AddColumns(V16 q0, V16 q1, V16 q2, V16 q3) {
-    const V16 a = HighHalves(hn::BitCast(d32, q0), hn::BitCast(d32, q1));
-    const V16 b = HighHalves(hn::BitCast(d32, q2), hn::BitCast(d32, q3));
-    return hn::Add(EvenParts(a, b), OddParts(a, b));
+/// Adds horizontal neighbours. The result's lanes hold quarters 0 and 1 in turn, then 2 and 3.
+HWY_INLINE V16 AddColumns(V16 quarters01, V16 quarters23) {
+    return hn::Add(EvenParts(quarters01, quarters23), OddParts(quarters01, quarters23));
 }
 
 /// Stores the chroma samples of a block, each lane of u and v as AddColumns() leaves them.
@@ -181,38 +179,41 @@ struct PlanarRows {
     std::uint8_t *y0, *y1, *u, *v;
 };
 
-/// A row's sums, one field a channel, one entry a quarter of the block.
-struct RowSums {
-    TermSums q0, q1, q2, q3;
-};
-
-template <class Source, class Arithmetic>
-HWY_INLINE RowSums SumRow(const std::uint8_t* pixels) {
-    return {Arithmetic::Sums(Source::template Load<0>(pixels)),
-            Arithmetic::Sums(Source::template Load<1>(pixels)),
-            Arithmetic::Sums(Source::template Load<2>(pixels)),
-            Arithmetic::Sums(Source::template Load<3>(pixels))};
+/// Adds upper halves: what the lower halves carry does not reach them.
+HWY_INLINE V32 AddHigh(V32 a, V32 b) {
+    return hn::BitCast(d32, hn::Add(hn::BitCast(d16, a), hn::BitCast(d16, b)));
 }
 
-/// Adds upper halves: what the lower halves carry does not reach them.
-HWY_INLINE V16 AddHigh(V32 a, V32 b) {
-    return hn::Add(hn::BitCast(d16, a), hn::BitCast(d16, b));
+/// Two quarters of a block of two rows: luma of each row, chroma terms of both.
+struct HalfSums {
+    V16 y0, y1, u, v;
+};
+
+template <class Source, class Arithmetic, int kFirst>
+HWY_INLINE HalfSums SumHalf(const std::uint8_t* row0, const std::uint8_t* row1) {
+    using A = Arithmetic;
+    const PixelPairs a0 = Source::template Load<kFirst>(row0);
+    const PixelPairs b0 = Source::template Load<kFirst + 1>(row0);
+    const V16 y0 = Pinned(HighHalves(A::Y(a0), A::Y(b0)));
+    const PixelPairs a1 = Source::template Load<kFirst>(row1);
+    const PixelPairs b1 = Source::template Load<kFirst + 1>(row1);
+    const V16 y1 = Pinned(HighHalves(A::Y(a1), A::Y(b1)));
+    const V16 u = Pinned(HighHalves(AddHigh(A::U(a0), A::U(a1)), AddHigh(A::U(b0), A::U(b1))));
+    const V16 v = Pinned(HighHalves(AddHigh(A::V(a0), A::V(a1)), AddHigh(A::V(b0), A::V(b1))));
+    return {y0, y1, u, v};
 }
 
 /// Converts a block of two rows; a single row is given twice, which yields its rounding of two pixels as
 /// well.
 template <class Source, class Arithmetic>
 HWY_INLINE void ConvertRgbBlock(const std::uint8_t* row0, const std::uint8_t* row1, const PlanarRows& out) {
-    const RowSums a = SumRow<Source, Arithmetic>(row0);
-    hn::StoreU(PackLuma(a.q0.y, a.q1.y, a.q2.y, a.q3.y, Arithmetic::kLumaOffset), d8, out.y0);
-    const RowSums b = SumRow<Source, Arithmetic>(row1);
-    hn::StoreU(PackLuma(b.q0.y, b.q1.y, b.q2.y, b.q3.y, Arithmetic::kLumaOffset), d8, out.y1);
-    const V16 u = AddColumns(AddHigh(a.q0.u, b.q0.u), AddHigh(a.q1.u, b.q1.u), AddHigh(a.q2.u, b.q2.u),
-                             AddHigh(a.q3.u, b.q3.u));
-    const V16 v = AddColumns(AddHigh(a.q0.v, b.q0.v), AddHigh(a.q1.v, b.q1.v), AddHigh(a.q2.v, b.q2.v),
-                             AddHigh(a.q3.v, b.q3.v));
+    const HalfSums a = SumHalf<Source, Arithmetic, 0>(row0, row1);
+    const HalfSums b = SumHalf<Source, Arithmetic, 2>(row0, row1);
+    hn::StoreU(PackLuma(a.y0, b.y0, Arithmetic::kLumaOffset), d8, out.y0);
+    hn::StoreU(PackLuma(a.y1, b.y1, Arithmetic::kLumaOffset), d8, out.y1);
     const V16 offset = Set16(Arithmetic::kChromaOffset);
-    StoreChroma(hn::ShiftRight<2>(hn::Add(u, offset)), hn::ShiftRight<2>(hn::Add(v, offset)), out.u, out.v);
+    StoreChroma(hn::ShiftRight<2>(hn::Add(AddColumns(a.u, b.u), offset)),
+                hn::ShiftRight<2>(hn::Add(AddColumns(a.v, b.v), offset)), out.u, out.v);
 }
 
 /// A row pair's lengths: an odd column may count for chroma only, and its luma sample may be written twice.
@@ -222,8 +223,7 @@ struct RowLengths {
 };
 
 template <class Source, class Arithmetic>
-void ConvertRgbRows(const std::uint8_t* row0, const std::uint8_t* row1, const PlanarRows& out,
-                    const RowLengths& lengths) {
+void ConvertRgbRows(const std::uint8_t* row0, const std::uint8_t* row1, PlanarRows out, RowLengths lengths) {
     constexpr std::size_t pixelBytes = Source::kPixelBytes;
     std::size_t x = 0;
     for (; x + kBlock <= lengths.pixels; x += kBlock)

@@ -10,6 +10,7 @@
 #include "Kernels.h"
 #include "Lanes-inl.h"
 
+#include <algorithm>
 #include <cstring>
 
 HWY_BEFORE_NAMESPACE();
@@ -270,6 +271,11 @@ HWY_INLINE void ConvertBlock(const std::uint8_t* luma, const BlockTerms<Arithmet
     Layout::Store(Arithmetic::Convert(y, terms.low, terms.high), out);
 }
 
+#ifndef KQ_TILE
+#define KQ_TILE 1024
+#endif
+constexpr std::size_t kTileBlocks = KQ_TILE / kBlock;
+
 /// Rows that share a chroma row: two, or the last one of an odd height.
 template <class Arithmetic, class Layout, int kRows>
 void PlanarRowsToRgb(const PlanarToRgb& job, std::ptrdiff_t row) {
@@ -280,10 +286,18 @@ void PlanarRowsToRgb(const PlanarToRgb& job, std::ptrdiff_t row) {
     const bool skipLast = job.skipOddCorner && kRows == 1 && job.width % 2 != 0;
     const std::size_t width = static_cast<std::size_t>(job.width) - (skipLast ? 1 : 0);
     std::size_t x = 0;
-    for (; x + kBlock <= width; x += kBlock) {
-        const auto terms = MakeBlockTerms<Arithmetic, Layout>(u + x / 2, v + x / 2);
+    const std::size_t blocks = width / kBlock;
+    BlockTerms<Arithmetic> terms[kTileBlocks];
+    for (std::size_t done = 0; done < blocks;) {
+        const std::size_t count = std::min(kTileBlocks, blocks - done);
+        for (std::size_t k = 0; k < count; ++k)
+            terms[k] = MakeBlockTerms<Arithmetic, Layout>(u + (x + k * kBlock) / 2, v + (x + k * kBlock) / 2);
         for (int i = 0; i < kRows; ++i)
-            ConvertBlock<Arithmetic, Layout>(y[i] + x, terms, out[i] + x * Layout::kPixelBytes);
+            for (std::size_t k = 0; k < count; ++k)
+                ConvertBlock<Arithmetic, Layout>(y[i] + x + k * kBlock, terms[k],
+                                                 out[i] + (x + k * kBlock) * Layout::kPixelBytes);
+        done += count;
+        x += count * kBlock;
     }
     if (x == width)
         return;
@@ -293,10 +307,10 @@ void PlanarRowsToRgb(const PlanarToRgb& job, std::ptrdiff_t row) {
     const std::size_t rest = width - x;
     std::memcpy(uRest, u + x / 2, (rest + 1) / 2);
     std::memcpy(vRest, v + x / 2, (rest + 1) / 2);
-    const auto terms = MakeBlockTerms<Arithmetic, Layout>(uRest, vRest);
+    const auto restTerms = MakeBlockTerms<Arithmetic, Layout>(uRest, vRest);
     for (int i = 0; i < kRows; ++i) {
         std::memcpy(yRest, y[i] + x, rest);
-        ConvertBlock<Arithmetic, Layout>(yRest, terms, outRest);
+        ConvertBlock<Arithmetic, Layout>(yRest, restTerms, outRest);
         std::memcpy(out[i] + x * Layout::kPixelBytes, outRest, rest * Layout::kPixelBytes);
     }
 }

@@ -1,0 +1,65 @@
+/// @file
+/// Times several ways to do the same thing in one run, in turn, so that they meet the same machine.
+#pragma once
+
+#include <sched.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace kq::bench {
+
+struct Contestant {
+    std::string name;
+    std::function<void()> run;
+    std::vector<double> seconds = {}; ///< one entry a round
+};
+
+/// Keeps the process on the processor it runs on.
+inline void StayOnOneProcessor() {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    CPU_SET(sched_getcpu(), &set);
+    sched_setaffinity(0, sizeof(set), &set);
+}
+
+inline double SecondsOf(const std::function<void()>& run, int repetitions) {
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < repetitions; ++i)
+        run();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() / repetitions;
+}
+
+/// Runs all contestants in turn, `rounds` times, each for about `slice` seconds.
+inline void RunInTurn(std::vector<Contestant>& contestants, int rounds, double slice) {
+    std::vector<int> repetitions;
+    for (Contestant& c : contestants) {
+        c.run();
+        repetitions.push_back(std::max(1, static_cast<int>(slice / SecondsOf(c.run, 1))));
+    }
+    for (int round = 0; round < rounds; ++round)
+        for (std::size_t i = 0; i < contestants.size(); ++i)
+            contestants[i].seconds.push_back(SecondsOf(contestants[i].run, repetitions[i]));
+}
+
+inline double Median(std::vector<double> values) {
+    if (values.empty())
+        return 0;
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+/// How many times as fast `subject` is as `other`: the median of the rounds' ratios.
+inline double TimesAsFast(const Contestant& subject, const Contestant& other) {
+    std::vector<double> ratios;
+    for (std::size_t i = 0; i < subject.seconds.size(); ++i)
+        ratios.push_back(other.seconds[i] / subject.seconds[i]);
+    return Median(ratios);
+}
+
+} // namespace kq::bench
