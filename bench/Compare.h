@@ -3,9 +3,9 @@
 #pragma once
 
 #include <sched.h>
+#include <time.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <functional>
 #include <string>
@@ -27,11 +27,18 @@ inline void StayOnOneProcessor() {
     sched_setaffinity(0, sizeof(set), &set);
 }
 
+/// Processor time, so that being preempted on a busy machine does not count.
+inline double ProcessorSeconds() {
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
 inline double SecondsOf(const std::function<void()>& run, int repetitions) {
-    const auto start = std::chrono::steady_clock::now();
+    const double start = ProcessorSeconds();
     for (int i = 0; i < repetitions; ++i)
         run();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() / repetitions;
+    return (ProcessorSeconds() - start) / repetitions;
 }
 
 /// Runs all contestants in turn, `rounds` times, each for about `slice` seconds.

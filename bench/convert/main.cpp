@@ -2,15 +2,14 @@
 //
 //     bench_convert [--json] [--rounds N] [--filter TEXT] [--size WxH] [--targets]
 //
-// Every row compares medians over the rounds of ratios of interleaved runs. "copy" is a copy of the output's bytes,
-// "traffic" a copy that moves as many bytes as the conversion reads and writes.
+// Every row compares medians over the rounds of ratios of interleaved runs. "copy" is a copy of the output's
+// bytes, "traffic" a copy that moves as many bytes as the conversion reads and writes.
 #include "bench/Compare.h"
 
 #include <kqplayer/image.h>
 
 #include <hwy/highway.h>
 #include <hwy/targets.h>
-
 #include <libyuv.h>
 
 #include <cstdlib>
@@ -33,8 +32,8 @@ struct Picture {
     Bytes y, u, v, packed, rgb;
 
     Picture(int w, int h)
-        : width(w), height(h), y(Random(w * h)), u(Random(w * h / 4)), v(Random(w * h / 4)), packed(Random(w * h * 2)),
-          rgb(Random(w * h * 4)) {}
+        : width(w), height(h), y(Random(w * h)), u(Random(w * h / 4)), v(Random(w * h / 4)),
+          packed(Random(w * h * 2)), rgb(Random(w * h * 4)) {}
 
     static Bytes Random(int bytes) {
         Bytes result(static_cast<std::size_t>(bytes));
@@ -66,67 +65,71 @@ std::vector<Routine> Routines() {
         {"Yuv420_2_rgb32", 12, 32,
          [](P& s, P& d) {
              auto h = Header(s, 32);
-             Yuv420_2_rgb32(&h, d.rgb.data(), s.y.data(), s.u.data(), s.v.data(), s.width, s.width / 2, s.width / 2);
+             Yuv420_2_rgb32(&h, d.rgb.data(), s.y.data(), s.u.data(), s.v.data(), s.width, s.width / 2,
+                            s.width / 2);
          },
          [](P& s, P& d) {
-             libyuv::I420ToARGB(s.y.data(), s.width, s.u.data(), s.width / 2, s.v.data(), s.width / 2, d.rgb.data(),
-                                s.width * 4, s.width, s.height);
+             libyuv::I420ToARGB(s.y.data(), s.width, s.u.data(), s.width / 2, s.v.data(), s.width / 2,
+                                d.rgb.data(), s.width * 4, s.width, s.height);
          },
          AV_PIX_FMT_YUV420P, AV_PIX_FMT_BGRA},
         {"Yuv420_2_rgb24", 12, 24,
          [](P& s, P& d) {
              auto h = Header(s, 24);
-             Yuv420_2_rgb24(&h, d.rgb.data(), s.y.data(), s.u.data(), s.v.data(), s.width, s.width / 2, s.width / 2);
+             Yuv420_2_rgb24(&h, d.rgb.data(), s.y.data(), s.u.data(), s.v.data(), s.width, s.width / 2,
+                            s.width / 2);
          },
          [](P& s, P& d) {
-             libyuv::I420ToRGB24(s.y.data(), s.width, s.u.data(), s.width / 2, s.v.data(), s.width / 2, d.rgb.data(),
-                                 s.width * 3, s.width, s.height);
+             libyuv::I420ToRGB24(s.y.data(), s.width, s.u.data(), s.width / 2, s.v.data(), s.width / 2,
+                                 d.rgb.data(), s.width * 3, s.width, s.height);
          },
          AV_PIX_FMT_YUV420P, AV_PIX_FMT_BGR24},
         {"Argb_2_yuv420", 32, 12,
          [](P& s, P& d) {
              auto h = Header(s, 32);
-             Argb_2_yuv420(d.y.data(), d.u.data(), d.v.data(), s.width, s.width / 2, s.width / 2, &h, s.rgb.data());
+             Argb_2_yuv420(d.y.data(), d.u.data(), d.v.data(), s.width, s.width / 2, s.width / 2, &h,
+                           s.rgb.data());
          },
          [](P& s, P& d) {
-             libyuv::ARGBToI420(s.rgb.data(), s.width * 4, d.y.data(), s.width, d.u.data(), s.width / 2, d.v.data(),
-                                s.width / 2, s.width, s.height);
+             libyuv::ARGBToI420(s.rgb.data(), s.width * 4, d.y.data(), s.width, d.u.data(), s.width / 2,
+                                d.v.data(), s.width / 2, s.width, s.height);
          },
          AV_PIX_FMT_BGRA, AV_PIX_FMT_YUV420P},
         {"Rgb24_2_yuv420", 24, 12,
          [](P& s, P& d) {
              auto h = Header(s, 24);
-             Rgb24_2_yuv420(d.y.data(), d.u.data(), d.v.data(), s.width, s.width / 2, s.width / 2, &h, s.rgb.data());
+             Rgb24_2_yuv420(d.y.data(), d.u.data(), d.v.data(), s.width, s.width / 2, s.width / 2, &h,
+                            s.rgb.data());
          },
          [](P& s, P& d) {
-             libyuv::RGB24ToI420(s.rgb.data(), s.width * 3, d.y.data(), s.width, d.u.data(), s.width / 2, d.v.data(),
-                                 s.width / 2, s.width, -s.height);
+             libyuv::RGB24ToI420(s.rgb.data(), s.width * 3, d.y.data(), s.width, d.u.data(), s.width / 2,
+                                 d.v.data(), s.width / 2, s.width, -s.height);
          },
          AV_PIX_FMT_BGR24, AV_PIX_FMT_YUV420P},
         {"Yuv420_2_YUY2", 12, 16,
          [](P& s, P& d) {
-             Yuv420_2_YUY2(d.packed.data(), s.width * 2, 0, 0, s.width, s.height, 1, s.y.data(), s.u.data(), s.v.data(),
-                           s.width, s.width / 2, s.width / 2, 0, 0);
+             Yuv420_2_YUY2(d.packed.data(), s.width * 2, 0, 0, s.width, s.height, 1, s.y.data(), s.u.data(),
+                           s.v.data(), s.width, s.width / 2, s.width / 2, 0, 0);
          },
          [](P& s, P& d) {
-             libyuv::I420ToYUY2(s.y.data(), s.width, s.u.data(), s.width / 2, s.v.data(), s.width / 2, d.packed.data(),
-                                s.width * 2, s.width, s.height);
+             libyuv::I420ToYUY2(s.y.data(), s.width, s.u.data(), s.width / 2, s.v.data(), s.width / 2,
+                                d.packed.data(), s.width * 2, s.width, s.height);
          },
          AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUYV422},
         {"YUY2_2_Yuv420", 16, 12,
          [](P& s, P& d) {
-             YUY2_2_Yuv420(d.y.data(), d.u.data(), d.v.data(), s.width, s.width / 2, s.width / 2, 0, 0, s.width,
-                           s.height, s.packed.data(), s.width * 2, 1, 0, 0);
+             YUY2_2_Yuv420(d.y.data(), d.u.data(), d.v.data(), s.width, s.width / 2, s.width / 2, 0, 0,
+                           s.width, s.height, s.packed.data(), s.width * 2, 1, 0, 0);
          },
          [](P& s, P& d) {
-             libyuv::YUY2ToI420(s.packed.data(), s.width * 2, d.y.data(), s.width, d.u.data(), s.width / 2, d.v.data(),
-                                s.width / 2, s.width, s.height);
+             libyuv::YUY2ToI420(s.packed.data(), s.width * 2, d.y.data(), s.width, d.u.data(), s.width / 2,
+                                d.v.data(), s.width / 2, s.width, s.height);
          },
          AV_PIX_FMT_YUYV422, AV_PIX_FMT_YUV420P},
         {"YUY2_2_Rgb24", 16, 24,
          [](P& s, P& d) {
-             YUY2_2_Rgb24(d.rgb.data(), s.height, s.width * 3, 0, 0, s.width, s.height, s.packed.data(), s.width * 2, 1,
-                          0, 0);
+             YUY2_2_Rgb24(d.rgb.data(), s.height, s.width * 3, 0, 0, s.width, s.height, s.packed.data(),
+                          s.width * 2, 1, 0, 0);
          },
          [](P& s, P& d) { // libyuv's packed input goes to 32 bits only
              libyuv::YUY2ToARGB(s.packed.data(), s.width * 2, d.rgb.data(), s.width * 4, s.width, s.height);
@@ -134,8 +137,8 @@ std::vector<Routine> Routines() {
          AV_PIX_FMT_YUYV422, AV_PIX_FMT_BGR24},
         {"Rgb24_2_YUY2", 24, 16,
          [](P& s, P& d) {
-             Rgb24_2_YUY2(d.packed.data(), s.width * 2, 0, 0, s.width, s.height, 1, s.rgb.data(), s.height, s.width * 3,
-                          0, 0);
+             Rgb24_2_YUY2(d.packed.data(), s.width * 2, 0, 0, s.width, s.height, 1, s.rgb.data(), s.height,
+                          s.width * 3, 0, 0);
          },
          [](P& s, P& d) { // the nearest: from 32 bits
              libyuv::ARGBToYUY2(s.rgb.data(), s.width * 4, d.packed.data(), s.width * 2, s.width, s.height);
@@ -143,67 +146,70 @@ std::vector<Routine> Routines() {
          AV_PIX_FMT_BGR24, AV_PIX_FMT_YUYV422},
         {"yuv2rgb_565", 12, 16,
          [](P& s, P& d) {
-             yuv2rgb_565(s.y.data(), s.width, s.u.data(), s.v.data(), s.width / 2, d.rgb.data(), s.width, s.height,
-                         s.width);
+             yuv2rgb_565(s.y.data(), s.width, s.u.data(), s.v.data(), s.width / 2, d.rgb.data(), s.width,
+                         s.height, s.width);
          },
          [](P& s, P& d) {
-             libyuv::I420ToRGB565(s.y.data(), s.width, s.u.data(), s.width / 2, s.v.data(), s.width / 2, d.rgb.data(),
-                                  s.width * 2, s.width, s.height);
+             libyuv::I420ToRGB565(s.y.data(), s.width, s.u.data(), s.width / 2, s.v.data(), s.width / 2,
+                                  d.rgb.data(), s.width * 2, s.width, s.height);
          },
          AV_PIX_FMT_YUV420P, AV_PIX_FMT_RGB565LE},
         {"yuv2rgb_555", 12, 16,
          [](P& s, P& d) {
-             yuv2rgb_555(s.y.data(), s.width, s.u.data(), s.v.data(), s.width / 2, d.rgb.data(), s.width, s.height,
-                         s.width);
+             yuv2rgb_555(s.y.data(), s.width, s.u.data(), s.v.data(), s.width / 2, d.rgb.data(), s.width,
+                         s.height, s.width);
          },
          [](P& s, P& d) {
-             libyuv::I420ToARGB1555(s.y.data(), s.width, s.u.data(), s.width / 2, s.v.data(), s.width / 2, d.rgb.data(),
-                                    s.width * 2, s.width, s.height);
+             libyuv::I420ToARGB1555(s.y.data(), s.width, s.u.data(), s.width / 2, s.v.data(), s.width / 2,
+                                    d.rgb.data(), s.width * 2, s.width, s.height);
          },
          AV_PIX_FMT_YUV420P, AV_PIX_FMT_RGB555LE},
         {"yuv2rgb_32", 12, 32,
          [](P& s, P& d) {
-             yuv2rgb_32(s.y.data(), s.width, s.u.data(), s.v.data(), s.width / 2, d.rgb.data(), s.width, s.height,
-                        s.width);
+             yuv2rgb_32(s.y.data(), s.width, s.u.data(), s.v.data(), s.width / 2, d.rgb.data(), s.width,
+                        s.height, s.width);
          },
          [](P& s, P& d) {
-             libyuv::I420ToABGR(s.y.data(), s.width, s.u.data(), s.width / 2, s.v.data(), s.width / 2, d.rgb.data(),
-                                s.width * 4, s.width, s.height);
+             libyuv::I420ToABGR(s.y.data(), s.width, s.u.data(), s.width / 2, s.v.data(), s.width / 2,
+                                d.rgb.data(), s.width * 4, s.width, s.height);
          },
          AV_PIX_FMT_YUV420P, AV_PIX_FMT_RGBA},
         {"yuv2rgb_24", 12, 24,
          [](P& s, P& d) {
-             yuv2rgb_24(s.y.data(), s.width, s.u.data(), s.v.data(), s.width / 2, d.rgb.data(), s.width, s.height,
-                        s.width * 3);
+             yuv2rgb_24(s.y.data(), s.width, s.u.data(), s.v.data(), s.width / 2, d.rgb.data(), s.width,
+                        s.height, s.width * 3);
          },
          [](P& s, P& d) {
-             libyuv::I420ToRAW(s.y.data(), s.width, s.u.data(), s.width / 2, s.v.data(), s.width / 2, d.rgb.data(),
-                               s.width * 3, s.width, s.height);
+             libyuv::I420ToRAW(s.y.data(), s.width, s.u.data(), s.width / 2, s.v.data(), s.width / 2,
+                               d.rgb.data(), s.width * 3, s.width, s.height);
          },
          AV_PIX_FMT_YUV420P, AV_PIX_FMT_RGB24},
         {"YUY2_Blt_fast", 16, 16,
          [](P& s, P& d) {
-             YUY2_Blt_fast(d.packed.data(), s.width * 2, 0, 0, s.width, s.height, 1, s.packed.data(), s.width * 2, 1, 0,
-                           0);
+             YUY2_Blt_fast(d.packed.data(), s.width * 2, 0, 0, s.width, s.height, 1, s.packed.data(),
+                           s.width * 2, 1, 0, 0);
          },
          [](P& s, P& d) {
-             libyuv::CopyPlane(s.packed.data(), s.width * 2, d.packed.data(), s.width * 2, s.width * 2, s.height);
+             libyuv::CopyPlane(s.packed.data(), s.width * 2, d.packed.data(), s.width * 2, s.width * 2,
+                               s.height);
          },
          AV_PIX_FMT_NONE, AV_PIX_FMT_NONE},
         {"YUY2_Blt_fast swap", 16, 16,
          [](P& s, P& d) {
-             YUY2_Blt_fast(d.packed.data(), s.width * 2, 0, 0, s.width, s.height, 0, s.packed.data(), s.width * 2, 1, 0,
-                           0);
+             YUY2_Blt_fast(d.packed.data(), s.width * 2, 0, 0, s.width, s.height, 0, s.packed.data(),
+                           s.width * 2, 1, 0, 0);
          },
          nullptr, AV_PIX_FMT_YUYV422, AV_PIX_FMT_UYVY422},
         {"YV12_Blt_fast", 12, 12,
          [](P& s, P& d) {
-             YV12_Blt_fast(d.y.data(), d.u.data(), d.v.data(), s.width, s.width / 2, s.width / 2, 0, 0, s.width,
-                           s.height, s.y.data(), s.u.data(), s.v.data(), s.width, s.width / 2, s.width / 2, 0, 0);
+             YV12_Blt_fast(d.y.data(), d.u.data(), d.v.data(), s.width, s.width / 2, s.width / 2, 0, 0,
+                           s.width, s.height, s.y.data(), s.u.data(), s.v.data(), s.width, s.width / 2,
+                           s.width / 2, 0, 0);
          },
          [](P& s, P& d) {
-             libyuv::I420Copy(s.y.data(), s.width, s.u.data(), s.width / 2, s.v.data(), s.width / 2, d.y.data(),
-                              s.width, d.u.data(), s.width / 2, d.v.data(), s.width / 2, s.width, s.height);
+             libyuv::I420Copy(s.y.data(), s.width, s.u.data(), s.width / 2, s.v.data(), s.width / 2,
+                              d.y.data(), s.width, d.u.data(), s.width / 2, d.v.data(), s.width / 2, s.width,
+                              s.height);
          },
          AV_PIX_FMT_NONE, AV_PIX_FMT_NONE},
     };
@@ -223,8 +229,9 @@ void Planes(Picture& p, AVPixelFormat format, int bits, std::uint8_t* planes[4],
 }
 
 std::function<void()> Swscale(const Routine& routine, Picture& source, Picture& output, int flags) {
-    SwsContext* context = sws_getContext(source.width, source.height, routine.sourceFormat, source.width, source.height,
-                                         routine.outputFormat, flags, nullptr, nullptr, nullptr);
+    SwsContext* context =
+        sws_getContext(source.width, source.height, routine.sourceFormat, source.width, source.height,
+                       routine.outputFormat, flags, nullptr, nullptr, nullptr);
     if (context == nullptr)
         return nullptr;
     const std::shared_ptr<SwsContext> owned(context, sws_freeContext);
@@ -262,7 +269,8 @@ Options Parse(int argc, char** argv) {
                 std::exit(2);
             options.sizes = {{w, h}};
         } else {
-            std::fprintf(stderr, "usage: %s [--json] [--targets] [--rounds N] [--filter TEXT] [--size WxH]\n", argv[0]);
+            std::fprintf(stderr, "usage: %s [--json] [--targets] [--rounds N] [--filter TEXT] [--size WxH]\n",
+                         argv[0]);
             std::exit(2);
         }
     }
@@ -275,7 +283,8 @@ void UseTarget(std::int64_t target) {
 }
 
 /// Ours on the best target first, then the others that were asked for, then the competition.
-std::vector<Contestant> Contestants(const Routine& routine, Picture& source, Picture& output, const Options& options) {
+std::vector<Contestant> Contestants(const Routine& routine, Picture& source, Picture& output,
+                                    const Options& options) {
     std::vector<Contestant> all;
     all.push_back({"ours", [&] { routine.ours(source, output); }});
     if (routine.libyuv)
@@ -308,14 +317,15 @@ void Print(const Routine& routine, const Picture& picture, const std::vector<Con
     const double pixels = static_cast<double>(picture.width) * picture.height;
     const Contestant& ours = all.front();
     if (json) {
-        std::printf("{\"routine\":\"%s\",\"width\":%d,\"height\":%d,\"gpixels\":{", routine.name, picture.width,
-                    picture.height);
+        std::printf("{\"routine\":\"%s\",\"width\":%d,\"height\":%d,\"gpixels\":{", routine.name,
+                    picture.width, picture.height);
         for (std::size_t i = 0; i < all.size(); ++i)
             std::printf("%s\"%s\":%.4f", i == 0 ? "" : ",", all[i].name.c_str(),
                         pixels / kq::bench::Median(all[i].seconds) / 1e9);
         std::printf("},\"times_as_fast_as\":{");
         for (std::size_t i = 1; i < all.size(); ++i)
-            std::printf("%s\"%s\":%.3f", i == 1 ? "" : ",", all[i].name.c_str(), kq::bench::TimesAsFast(ours, all[i]));
+            std::printf("%s\"%s\":%.3f", i == 1 ? "" : ",", all[i].name.c_str(),
+                        kq::bench::TimesAsFast(ours, all[i]));
         std::printf("}}\n");
         return;
     }
