@@ -6,12 +6,26 @@
 #include <time.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <cstddef>
+#include <cstdint>
 #include <functional>
+#include <new>
 #include <string>
 #include <vector>
 
 namespace kq::bench {
+
+/// Places buffers at cache lines.
+template <class T>
+struct LineAllocator {
+    using value_type = T;
+    static T* allocate(std::size_t count) {
+        return static_cast<T*>(::operator new(count * sizeof(T), std::align_val_t{64}));
+    }
+    static void deallocate(T* p, std::size_t /*count*/) { ::operator delete(p, std::align_val_t{64}); }
+    bool operator==(const LineAllocator& /*other*/) const { return true; }
+    bool operator!=(const LineAllocator& /*other*/) const { return false; }
+};
 
 struct Contestant {
     std::string name;
@@ -49,8 +63,10 @@ inline void RunInTurn(std::vector<Contestant>& contestants, int rounds, double s
         repetitions.push_back(std::max(1, static_cast<int>(slice / SecondsOf(c.run, 1))));
     }
     for (int round = 0; round < rounds; ++round)
-        for (std::size_t i = 0; i < contestants.size(); ++i)
+        for (std::size_t i = 0; i < contestants.size(); ++i) {
+            contestants[i].run(); // so that nobody starts with the caches of another
             contestants[i].seconds.push_back(SecondsOf(contestants[i].run, repetitions[i]));
+        }
 }
 
 inline double Median(std::vector<double> values) {

@@ -12,6 +12,7 @@
 #include <hwy/targets.h>
 #include <libyuv.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -24,7 +25,8 @@ extern "C" {
 namespace {
 
 using kq::bench::Contestant;
-using Bytes = std::vector<std::uint8_t>;
+/// Buffers begin at a cache line, as frame pools have them, for every contestant alike.
+using Bytes = std::vector<std::uint8_t, kq::bench::LineAllocator<std::uint8_t>>;
 
 /// A picture in every format that a routine may read or write.
 struct Picture {

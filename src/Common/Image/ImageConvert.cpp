@@ -34,6 +34,16 @@ std::int32_t PlanarToBitmap(void (*kernel)(const PlanarToRgb&), const tagBITMAPI
     return 0;
 }
 
+/// Copies rows in order, each of which may overlap itself. Rows without gaps are copied as one.
+void CopyRows(Plane out, ConstPlane source, Pitch bytes, Pitch rows) {
+    if (out.pitch == bytes && source.pitch == bytes) {
+        bytes *= rows;
+        rows = 1;
+    }
+    for (Pitch row = 0; row < rows; ++row)
+        std::memmove(out.Row(row), source.Row(row), static_cast<std::size_t>(bytes));
+}
+
 /// The routines with a fixed order of rows take the height as a row count.
 bool IsEmpty(const tagBITMAPINFOHEADER& header) {
     return header.biWidth <= 0 || header.biHeight <= 0;
@@ -261,8 +271,7 @@ void YUY2_Blt_fast(std::uint8_t* lpBitsDst, std::int32_t nPitchDst, std::int32_t
     const ConstPlane source{lpBitsSrc + Pitch{ySrc} * nPitchSrc + Pitch{xSrc} * 2, nPitchSrc};
     const Plane out{lpBitsDst + Pitch{ySrc} * nPitchDst + Pitch{xSrc} * 2, nPitchDst};
     if ((bYUY2Dst != 0) == (bYUY2Src != 0)) {
-        for (Pitch row = 0; row < cy; ++row)
-            std::memmove(out.Row(row), source.Row(row), static_cast<std::size_t>(cx) * 2);
+        CopyRows(out, source, Pitch{cx} * 2, cy);
         return;
     }
     const Kernels* kernels = FindKernels();
@@ -278,7 +287,7 @@ void YV12_Blt_fast(std::uint8_t* pDstY, std::uint8_t* pDstU, std::uint8_t* pDstV
                    std::int32_t cx, std::int32_t nRowLimit, std::uint8_t* pSrcY, std::uint8_t* pSrcU,
                    std::uint8_t* pSrcV, std::int32_t nPt_SrcY, std::int32_t nPt_SrcU, std::int32_t nPt_SrcV,
                    std::int32_t xSrc, std::int32_t ySrc) {
-    if (cx <= 0)
+    if (cx <= 0 || yDst >= nRowLimit)
         return;
     const auto at = [](std::uint8_t* plane, Pitch pitch, Pitch row, Pitch column) {
         return Plane{plane + row * pitch + column, pitch};
@@ -289,14 +298,11 @@ void YV12_Blt_fast(std::uint8_t* pDstY, std::uint8_t* pDstU, std::uint8_t* pDstV
                 srcU = at(pSrcU, nPt_SrcU, ySrc / 2, xSrcChroma);
     const Plane dstV = at(pDstV, nPt_DstV, yDst / 2, xDstChroma),
                 srcV = at(pSrcV, nPt_SrcV, ySrc / 2, xSrcChroma);
-    const auto luma = static_cast<std::size_t>(cx);
-    const std::size_t chroma = (luma + 1) / 2;
-    for (Pitch k = 0; yDst + 2 * k < nRowLimit; ++k) {
-        std::memmove(dstY.Row(2 * k), srcY.Row(2 * k), luma);
-        std::memmove(dstY.Row(2 * k + 1), srcY.Row(2 * k + 1), luma);
-        std::memmove(dstU.Row(k), srcU.Row(k), chroma);
-        std::memmove(dstV.Row(k), srcV.Row(k), chroma);
-    }
+    const Pitch chroma = (Pitch{cx} + 1) / 2;
+    const Pitch pairs = (Pitch{nRowLimit} - yDst + 1) / 2;
+    CopyRows(dstY, ReadOnly(srcY), cx, 2 * pairs);
+    CopyRows(dstU, ReadOnly(srcU), chroma, pairs);
+    CopyRows(dstV, ReadOnly(srcV), chroma, pairs);
 }
 
 void YUY2_2_Yuv420(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::int32_t nPt_Y,

@@ -10,7 +10,8 @@
 #include "Kernels.h"
 #include "Lanes-inl.h"
 
-#include <algorithm>
+#include <hwy/cache_control.h>
+
 #include <cstring>
 
 HWY_BEFORE_NAMESPACE();
@@ -184,22 +185,35 @@ struct Components13 {
     }
 };
 
+/// Output of this size bypasses the caches, which it would leave again before anybody reads it: without that,
+/// every line is first read from memory, only to be overwritten.
+constexpr std::ptrdiff_t kStreamBytes = 4 << 20;
+
+template <bool kStream>
+HWY_INLINE void StoreVector(V8 v, std::uint8_t* out) {
+    if constexpr (kStream)
+        hn::Stream(v, d8, out);
+    else
+        hn::StoreU(v, d8, out);
+}
+
 /// Bytes B, G, R and a constant. kParts tells Deal() how often Store() interleaves within lanes.
 template <int kFourth>
 struct Layout32 {
     static constexpr std::size_t kPixelBytes = 4;
     static constexpr std::size_t kParts = 4;
 
+    template <bool kStream>
     static HWY_INLINE void Store(const BgrBlock& block, std::uint8_t* out) {
         const V8 fourth = hn::Set(d8, kFourth);
         const auto bgLow = hn::BitCast(du16, hn::InterleaveLower(d8, block.b, block.g));
         const auto bgHigh = hn::BitCast(du16, hn::InterleaveUpper(d8, block.b, block.g));
         const auto raLow = hn::BitCast(du16, hn::InterleaveLower(d8, block.r, fourth));
         const auto raHigh = hn::BitCast(du16, hn::InterleaveUpper(d8, block.r, fourth));
-        hn::StoreU(hn::BitCast(d8, hn::InterleaveLower(du16, bgLow, raLow)), d8, out);
-        hn::StoreU(hn::BitCast(d8, hn::InterleaveUpper(du16, bgLow, raLow)), d8, out + kBlock);
-        hn::StoreU(hn::BitCast(d8, hn::InterleaveLower(du16, bgHigh, raHigh)), d8, out + 2 * kBlock);
-        hn::StoreU(hn::BitCast(d8, hn::InterleaveUpper(du16, bgHigh, raHigh)), d8, out + 3 * kBlock);
+        StoreVector<kStream>(hn::BitCast(d8, hn::InterleaveLower(du16, bgLow, raLow)), out);
+        StoreVector<kStream>(hn::BitCast(d8, hn::InterleaveUpper(du16, bgLow, raLow)), out + kBlock);
+        StoreVector<kStream>(hn::BitCast(d8, hn::InterleaveLower(du16, bgHigh, raHigh)), out + 2 * kBlock);
+        StoreVector<kStream>(hn::BitCast(d8, hn::InterleaveUpper(du16, bgHigh, raHigh)), out + 3 * kBlock);
     }
 };
 
@@ -208,8 +222,36 @@ struct Layout24 {
     static constexpr std::size_t kPixelBytes = 3;
     static constexpr std::size_t kParts = 1;
 
+    /// Each lane's 48 bytes: a channel is shuffled once so that each of its bytes is where one of three
+    /// vectors has it, and the vectors are blended from the channels.
+    template <bool kStream>
     static HWY_INLINE void Store(const BgrBlock& block, std::uint8_t* out) {
+#if HWY_TARGET <= HWY_AVX2 && HWY_TARGET > HWY_AVX3
+        alignas(16) static constexpr std::uint8_t kB[16] = {0, 11, 6,  1, 12, 7,  2,  13,
+                                                            8, 3,  14, 9, 4,  15, 10, 5};
+        alignas(16) static constexpr std::uint8_t kG[16] = {5,  0, 11, 6,  1, 12, 7,  2,
+                                                            13, 8, 3,  14, 9, 4,  15, 10};
+        alignas(16) static constexpr std::uint8_t kR[16] = {10, 5,  0, 11, 6,  1, 12, 7,
+                                                            2,  13, 8, 3,  14, 9, 4,  15};
+        alignas(16) static constexpr std::uint8_t kFirst[16] = {255, 0,   0, 255, 0,   0, 255, 0,
+                                                                0,   255, 0, 0,   255, 0, 0,   255};
+        alignas(16) static constexpr std::uint8_t kSecond[16] = {0, 255, 0,   0, 255, 0,   0, 255,
+                                                                 0, 0,   255, 0, 0,   255, 0, 0};
+        const V8 b = hn::TableLookupBytes(block.b, EveryLane(kB));
+        const V8 g = hn::TableLookupBytes(block.g, EveryLane(kG));
+        const V8 r = hn::TableLookupBytes(block.r, EveryLane(kR));
+        const V8 first = EveryLane(kFirst), second = EveryLane(kSecond);
+        const auto blend = [&](V8 atFirst, V8 atSecond, V8 atThird) {
+            return V8{_mm256_blendv_epi8(_mm256_blendv_epi8(atThird.raw, atSecond.raw, second.raw),
+                                         atFirst.raw, first.raw)};
+        };
+        const V8 v0 = blend(b, g, r), v1 = blend(g, r, b), v2 = blend(r, b, g);
+        StoreVector<kStream>(hn::ConcatLowerLower(d8, v1, v0), out);
+        StoreVector<kStream>(hn::ConcatUpperLower(d8, v0, v2), out + kBlock);
+        StoreVector<kStream>(hn::ConcatUpperUpper(d8, v2, v1), out + 2 * kBlock);
+#else
         hn::StoreInterleaved3(block.b, block.g, block.r, d8, out);
+#endif
     }
 };
 
@@ -224,6 +266,7 @@ struct Layout16 {
         const V16 outer = hn::BitCast(d16, blueRed);
         return hn::Or(outer, hn::ShiftLeft<kGreenBits - 3>(hn::BitCast(d16, greenZero)));
     }
+    template <bool kStream>
     static HWY_INLINE void Store(const BgrBlock& block, std::uint8_t* out) {
         const V8 blue =
             hn::BitCast(d8, hn::ShiftRight<3>(hn::BitCast(du16, hn::And(block.b, hn::Set(d8, 0xF8)))));
@@ -231,12 +274,12 @@ struct Layout16 {
         V8 red = hn::And(block.r, hn::Set(d8, 0xF8));
         if constexpr (kGreenBits == 5)
             red = hn::BitCast(d8, hn::ShiftRight<1>(hn::BitCast(du16, red)));
-        hn::StoreU(hn::BitCast(d8, Words(hn::InterleaveLower(d8, green, hn::Zero(d8)),
-                                         hn::InterleaveLower(d8, blue, red))),
-                   d8, out);
-        hn::StoreU(hn::BitCast(d8, Words(hn::InterleaveUpper(d8, green, hn::Zero(d8)),
-                                         hn::InterleaveUpper(d8, blue, red))),
-                   d8, out + kBlock);
+        StoreVector<kStream>(hn::BitCast(d8, Words(hn::InterleaveLower(d8, green, hn::Zero(d8)),
+                                                   hn::InterleaveLower(d8, blue, red))),
+                             out);
+        StoreVector<kStream>(hn::BitCast(d8, Words(hn::InterleaveUpper(d8, green, hn::Zero(d8)),
+                                                   hn::InterleaveUpper(d8, blue, red))),
+                             out + kBlock);
     }
 };
 
@@ -264,20 +307,15 @@ HWY_INLINE BlockTerms<Arithmetic> MakeBlockTerms(const std::uint8_t* uSamples, c
             Arithmetic::MakeTerms(hn::InterleaveUpper(d16, u, v))};
 }
 
-template <class Arithmetic, class Layout>
+template <class Arithmetic, class Layout, bool kStream>
 HWY_INLINE void ConvertBlock(const std::uint8_t* luma, const BlockTerms<Arithmetic>& terms,
                              std::uint8_t* out) {
     const V8 y = Deal<Layout::kParts>(Limit<Arithmetic>(hn::LoadU(d8, luma)));
-    Layout::Store(Arithmetic::Convert(y, terms.low, terms.high), out);
+    Layout::template Store<kStream>(Arithmetic::Convert(y, terms.low, terms.high), out);
 }
 
-#ifndef KQ_TILE
-#define KQ_TILE 1024
-#endif
-constexpr std::size_t kTileBlocks = KQ_TILE / kBlock;
-
 /// Rows that share a chroma row: two, or the last one of an odd height.
-template <class Arithmetic, class Layout, int kRows>
+template <class Arithmetic, class Layout, int kRows, bool kStream>
 void PlanarRowsToRgb(const PlanarToRgb& job, std::ptrdiff_t row) {
     const std::uint8_t* u = job.u.Row(row / 2);
     const std::uint8_t* v = job.v.Row(row / 2);
@@ -286,18 +324,10 @@ void PlanarRowsToRgb(const PlanarToRgb& job, std::ptrdiff_t row) {
     const bool skipLast = job.skipOddCorner && kRows == 1 && job.width % 2 != 0;
     const std::size_t width = static_cast<std::size_t>(job.width) - (skipLast ? 1 : 0);
     std::size_t x = 0;
-    const std::size_t blocks = width / kBlock;
-    BlockTerms<Arithmetic> terms[kTileBlocks];
-    for (std::size_t done = 0; done < blocks;) {
-        const std::size_t count = std::min(kTileBlocks, blocks - done);
-        for (std::size_t k = 0; k < count; ++k)
-            terms[k] = MakeBlockTerms<Arithmetic, Layout>(u + (x + k * kBlock) / 2, v + (x + k * kBlock) / 2);
+    for (; x + kBlock <= width; x += kBlock) {
+        const auto terms = MakeBlockTerms<Arithmetic, Layout>(u + x / 2, v + x / 2);
         for (int i = 0; i < kRows; ++i)
-            for (std::size_t k = 0; k < count; ++k)
-                ConvertBlock<Arithmetic, Layout>(y[i] + x + k * kBlock, terms[k],
-                                                 out[i] + (x + k * kBlock) * Layout::kPixelBytes);
-        done += count;
-        x += count * kBlock;
+            ConvertBlock<Arithmetic, Layout, kStream>(y[i] + x, terms, out[i] + x * Layout::kPixelBytes);
     }
     if (x == width)
         return;
@@ -307,23 +337,36 @@ void PlanarRowsToRgb(const PlanarToRgb& job, std::ptrdiff_t row) {
     const std::size_t rest = width - x;
     std::memcpy(uRest, u + x / 2, (rest + 1) / 2);
     std::memcpy(vRest, v + x / 2, (rest + 1) / 2);
-    const auto restTerms = MakeBlockTerms<Arithmetic, Layout>(uRest, vRest);
+    const auto terms = MakeBlockTerms<Arithmetic, Layout>(uRest, vRest);
     for (int i = 0; i < kRows; ++i) {
         std::memcpy(yRest, y[i] + x, rest);
-        ConvertBlock<Arithmetic, Layout>(yRest, restTerms, outRest);
+        ConvertBlock<Arithmetic, Layout, false>(yRest, terms, outRest);
         std::memcpy(out[i] + x * Layout::kPixelBytes, outRest, rest * Layout::kPixelBytes);
     }
+}
+
+template <class Arithmetic, class Layout, bool kStream>
+void PlanarPictureRowsToRgb(const PlanarToRgb& job) {
+    std::ptrdiff_t row = 0;
+    for (; row + 1 < job.height; row += 2)
+        PlanarRowsToRgb<Arithmetic, Layout, 2, kStream>(job, row);
+    if (row < job.height)
+        PlanarRowsToRgb<Arithmetic, Layout, 1, kStream>(job, row);
 }
 
 template <class Arithmetic, class Layout>
 void PlanarPictureToRgb(const PlanarToRgb& job) {
     if (job.width <= 0)
         return;
-    std::ptrdiff_t row = 0;
-    for (; row + 1 < job.height; row += 2)
-        PlanarRowsToRgb<Arithmetic, Layout, 2>(job, row);
-    if (row < job.height)
-        PlanarRowsToRgb<Arithmetic, Layout, 1>(job, row);
+    const std::ptrdiff_t bytes = job.width * job.height * static_cast<std::ptrdiff_t>(Layout::kPixelBytes);
+    const auto address =
+        reinterpret_cast<std::uintptr_t>(job.rgb.data) | static_cast<std::uintptr_t>(job.rgb.pitch);
+    if (bytes >= kStreamBytes && address % kBlock == 0) {
+        PlanarPictureRowsToRgb<Arithmetic, Layout, true>(job);
+        hwy::FlushStream();
+    } else {
+        PlanarPictureRowsToRgb<Arithmetic, Layout, false>(job);
+    }
 }
 
 /// The (u, v) pairs of half a block of macropixels.
@@ -343,9 +386,9 @@ HWY_INLINE void ConvertPackedBlock(const std::uint8_t* packed, std::uint8_t* out
     const V8 low = LoadLanes<32>(packed);
     const V8 high = LoadLanes<32>(packed + 16);
     const V8 y = PackSaturated(PackedLuma<kYuy2>(low), PackedLuma<kYuy2>(high));
-    Layout24::Store(Rgb13::Convert(y, Rgb13::MakeTerms(PackedChroma<kYuy2>(low)),
-                                   Rgb13::MakeTerms(PackedChroma<kYuy2>(high))),
-                    out);
+    Layout24::Store<false>(Rgb13::Convert(y, Rgb13::MakeTerms(PackedChroma<kYuy2>(low)),
+                                          Rgb13::MakeTerms(PackedChroma<kYuy2>(high))),
+                           out);
 }
 
 template <bool kYuy2>
