@@ -226,12 +226,14 @@ HWY_INLINE V32Half HighHalves(V32Half v) {
     return hn::ShiftRight<16>(v);
 }
 
-/// Both samples of a pair at kDoubles positions.
-HWY_INLINE V32Half LoadPairs(const short* frames, const std::int32_t* positions, int step) {
-    alignas(64) std::int32_t pairs[kDoubles];
+/// Copies what lies at each of kDoubles positions side by side: Group is a frame and the one behind it.
+template <class Group>
+HWY_INLINE void CollectFrames(const short* frames, V32Half positions, Group* groups) {
+    alignas(64) std::int32_t index[kDoubles];
+    hn::Store(positions, d32Half, index);
     for (int i = 0; i < kDoubles; ++i)
-        std::memcpy(&pairs[i], frames + static_cast<std::ptrdiff_t>(positions[i]) * step, 4);
-    return hn::Load(d32Half, pairs);
+        std::memcpy(&groups[i], frames + index[i] * static_cast<std::ptrdiff_t>(sizeof(Group) / 4),
+                    sizeof(Group));
 }
 
 template <int kChannels>
@@ -242,15 +244,19 @@ int ResampleVectors(const Resampling& job, int frames, short* out) {
     int j = 0;
     for (; j + kDoubles <= frames; j += kDoubles, number = hn::Add(number, hn::Set(dDouble, kDoubles))) {
         const Positions at = PositionsFrom(number, inSamples, outSamples);
-        alignas(64) std::int32_t positions[kDoubles];
-        hn::Store(at.first, d32Half, positions);
-        const V32Half a = LoadPairs(job.frames, positions, kChannels);
         if constexpr (kChannels == 1) {
-            const V32Half value = Interpolate(LowHalves(a), HighHalves(a), at.fraction);
+            alignas(64) std::int32_t groups[kDoubles];
+            CollectFrames(job.frames, at.first, groups);
+            const V32Half both = hn::Load(d32Half, groups);
+            const V32Half value = Interpolate(LowHalves(both), HighHalves(both), at.fraction);
             const hn::Rebind<std::int16_t, decltype(d32Half)> narrow;
             hn::StoreU(hn::DemoteTo(narrow, value), narrow, out + j);
         } else {
-            const V32Half b = LoadPairs(job.frames + 2, positions, kChannels);
+            alignas(64) std::int64_t groups[kDoubles];
+            CollectFrames(job.frames, at.first, groups);
+            const V32 frames2 = hn::Load(d32, reinterpret_cast<const std::int32_t*>(groups));
+            const V32Half a = hn::LowerHalf(d32Half, hn::ConcatEven(d32, frames2, frames2));
+            const V32Half b = hn::LowerHalf(d32Half, hn::ConcatOdd(d32, frames2, frames2));
             const V32Half left = Interpolate(LowHalves(a), LowHalves(b), at.fraction);
             const V32Half right = Interpolate(HighHalves(a), HighHalves(b), at.fraction);
             const V32Half both = hn::Or(hn::And(left, hn::Set(d32Half, 0xFFFF)), hn::ShiftLeft<16>(right));
