@@ -226,14 +226,19 @@ HWY_INLINE V32Half HighHalves(V32Half v) {
     return hn::ShiftRight<16>(v);
 }
 
-/// Copies what lies at each of kDoubles positions side by side: Group is a frame and the one behind it.
-template <class Group>
-HWY_INLINE void CollectFrames(const short* frames, V32Half positions, Group* groups) {
-    alignas(64) std::int32_t index[kDoubles];
-    hn::Store(positions, d32Half, index);
-    for (int i = 0; i < kDoubles; ++i)
-        std::memcpy(&groups[i], frames + index[i] * static_cast<std::ptrdiff_t>(sizeof(Group) / 4),
-                    sizeof(Group));
+/// Loads what lies at each of several positions side by side: a frame of kChannels (1 or 2) samples and the
+/// one behind it.
+template <int kChannels, class D>
+HWY_INLINE hn::Vec<D> LoadFrames(D d, const short* frames, const std::int32_t* positions) {
+    if constexpr (static_cast<int>(hn::MaxLanes(D())) == kChannels) {
+        return hn::LoadU(
+            d, reinterpret_cast<const std::int32_t*>(frames + std::ptrdiff_t{*positions} * kChannels));
+    } else {
+        const hn::Half<D> half;
+        return hn::Combine(d,
+                           LoadFrames<kChannels>(half, frames, positions + hn::MaxLanes(D()) / 2 / kChannels),
+                           LoadFrames<kChannels>(half, frames, positions));
+    }
 }
 
 template <int kChannels>
@@ -244,23 +249,21 @@ int ResampleVectors(const Resampling& job, int frames, short* out) {
     int j = 0;
     for (; j + kDoubles <= frames; j += kDoubles, number = hn::Add(number, hn::Set(dDouble, kDoubles))) {
         const Positions at = PositionsFrom(number, inSamples, outSamples);
+        alignas(64) std::int32_t positions[kDoubles];
+        hn::Store(at.first, d32Half, positions);
         if constexpr (kChannels == 1) {
-            alignas(64) std::int32_t groups[kDoubles];
-            CollectFrames(job.frames, at.first, groups);
-            const V32Half both = hn::Load(d32Half, groups);
+            const V32Half both = LoadFrames<1>(d32Half, job.frames, positions);
             const V32Half value = Interpolate(LowHalves(both), HighHalves(both), at.fraction);
             const hn::Rebind<std::int16_t, decltype(d32Half)> narrow;
             hn::StoreU(hn::DemoteTo(narrow, value), narrow, out + j);
         } else {
-            alignas(64) std::int64_t groups[kDoubles];
-            CollectFrames(job.frames, at.first, groups);
-            const V32 frames2 = hn::Load(d32, reinterpret_cast<const std::int32_t*>(groups));
-            const V32Half a = hn::LowerHalf(d32Half, hn::ConcatEven(d32, frames2, frames2));
-            const V32Half b = hn::LowerHalf(d32Half, hn::ConcatOdd(d32, frames2, frames2));
+            const V32 both = LoadFrames<2>(d32, job.frames, positions);
+            const V32Half a = hn::LowerHalf(d32Half, hn::ConcatEven(d32, both, both));
+            const V32Half b = hn::LowerHalf(d32Half, hn::ConcatOdd(d32, both, both));
             const V32Half left = Interpolate(LowHalves(a), LowHalves(b), at.fraction);
             const V32Half right = Interpolate(HighHalves(a), HighHalves(b), at.fraction);
-            const V32Half both = hn::Or(hn::And(left, hn::Set(d32Half, 0xFFFF)), hn::ShiftLeft<16>(right));
-            hn::StoreU(both, d32Half, reinterpret_cast<std::int32_t*>(out + 2 * j));
+            const V32Half pairs = hn::Or(hn::And(left, hn::Set(d32Half, 0xFFFF)), hn::ShiftLeft<16>(right));
+            hn::StoreU(pairs, d32Half, reinterpret_cast<std::int32_t*>(out + 2 * j));
         }
     }
     return j;
