@@ -64,8 +64,10 @@ struct MediaFile {
 /// still is the time. VIDEO_STREAM_INFO::nFrameCount divided by the rate is the length likewise, and the
 /// aspect ratio is that of the picture on show.
 ///
-/// The calls of a stream wait for the decoder, so that null and 0 always mean the end. An input that can be
-/// read only once (a named pipe) seeks forward only.
+/// The calls of a stream wait for the decoder, so that the end is never mistaken: NextFrame() gives 0 there.
+/// A video stream then keeps its last frame as the current one, so that a view that is refreshed at the end
+/// of a run goes on showing the last picture; a sound stream has no current frame any more. An input that can
+/// be read only once (a named pipe) seeks forward only.
 ///
 /// A frame that GetCurrentFrame() gave to a thread stays valid until that thread's next GetCurrentFrame(),
 /// NextFrame() or Seek() call on the stream, also when another thread moves the position meanwhile.

@@ -22,7 +22,8 @@ Ticks ToTicks(double seconds) {
 
 QueuedStream::QueuedStream(std::unique_ptr<FrameSource> source, const StreamFormat& format,
                            std::size_t queueBytes)
-    : ComObject(IID_IMediaStream), m_source(std::move(source)), m_format(format), m_queueBytes(queueBytes),
+    : ComObject(IID_IMediaStream), m_source(std::move(source)), m_format(format),
+      m_holdsLast(std::holds_alternative<VIDEO_STREAM_INFO>(format)), m_queueBytes(queueBytes),
       m_thread([this] { DecodeAhead(); }) {}
 
 QueuedStream::~QueuedStream() {
@@ -60,8 +61,9 @@ MEDIA_FRAME* QueuedStream::GetCurrentFrame() {
 int QueuedStream::NextFrame() {
     std::unique_lock guard(m_lock);
     m_pins.Unpin();
-    WaitForFrame(guard);
-    if (m_queue.empty())
+    const std::size_t kept = m_holdsLast ? 1 : 0;
+    WaitForFrame(guard, kept);
+    if (m_queue.size() <= kept)
         return 0;
     Pop();
     m_work.notify_one();
@@ -109,8 +111,9 @@ Ticks QueuedStream::CurrentTime() const {
 }
 
 /// Returns when there is a current frame or the stream has ended, and no seek is under way.
-void QueuedStream::WaitForFrame(std::unique_lock<std::mutex>& guard) {
-    m_result.wait(guard, [this] { return !m_seek && (!m_queue.empty() || m_ended); });
+/// @param ahead so many frames beyond the current one are waited for too
+void QueuedStream::WaitForFrame(std::unique_lock<std::mutex>& guard, std::size_t ahead) {
+    m_result.wait(guard, [this, ahead] { return !m_seek && (m_queue.size() > ahead || m_ended); });
 }
 
 void QueuedStream::DecodeAhead() {

@@ -20,7 +20,8 @@ namespace kq::streams {
 
 /// IMediaStream over a FrameSource. Any thread may call it at any time.
 ///
-/// Calls wait for the frame that they need; null and 0 always mean the end. A frame stays valid for the
+/// Calls wait for the frame that they need, so that the end is never mistaken. A video stream keeps its last
+/// frame as the current one there, a sound stream has none. A frame stays valid for the
 /// thread that got it until that thread's next GetCurrentFrame(), NextFrame() or Seek().
 class QueuedStream : public ComObject<IMediaStream> {
 public:
@@ -46,7 +47,7 @@ private:
     bool WaitForWork(std::unique_lock<std::mutex>& guard);
     void MakeFrame(std::unique_lock<std::mutex>& guard);
     void CarryOutSeek(std::unique_lock<std::mutex>& guard);
-    void WaitForFrame(std::unique_lock<std::mutex>& guard);
+    void WaitForFrame(std::unique_lock<std::mutex>& guard, std::size_t ahead = 0);
     bool HasRoom() const;
     void Push(FramePtr frame);
     void Pop();
@@ -55,6 +56,7 @@ private:
 
     const std::unique_ptr<FrameSource> m_source;
     const StreamFormat m_format;
+    const bool m_holdsLast; ///< the last frame stays the current one at the end
     const std::size_t m_queueBytes;
 
     std::mutex m_seekLock;            ///< one seek at a time; taken before m_lock
