@@ -2,10 +2,10 @@
 /// A stream for the player whose frames are made ahead on a thread of its own.
 #pragma once
 
-#include "ComObject.h"
 #include "FramePins.h"
 #include "FrameSource.h"
 #include "StreamInfo.h"
+#include "TimedStream.h"
 
 #include <condition_variable>
 #include <cstddef>
@@ -23,7 +23,7 @@ namespace kq::streams {
 /// Calls wait for the frame that they need, so that the end is never mistaken. A video stream keeps its last
 /// frame as the current one there, a sound stream has none. A frame stays valid for the
 /// thread that got it until that thread's next GetCurrentFrame(), NextFrame() or Seek().
-class QueuedStream : public ComObject<IMediaStream> {
+class QueuedStream : public TimedStream {
 public:
     /// @param queueBytes bound of the frames made ahead; three are always made
     QueuedStream(std::unique_ptr<FrameSource> source, const StreamFormat& format, std::size_t queueBytes);
@@ -34,6 +34,11 @@ public:
     MEDIA_FRAME* GetCurrentFrame() override;
     int NextFrame() override;
     double GetFramePosition() override;
+    Ticks TimeOnShow() override;
+
+    /// Moves to the frame that is on show at a time, as Seek() does in its exact mode.
+    /// @return the time of that frame
+    Ticks GoTo(Ticks time) { return Move({time, true}); }
 
 private:
     struct SeekRequest {
@@ -43,6 +48,7 @@ private:
 
     ~QueuedStream() override;
 
+    Ticks Move(const SeekRequest& request);
     void DecodeAhead();
     bool WaitForWork(std::unique_lock<std::mutex>& guard);
     void MakeFrame(std::unique_lock<std::mutex>& guard);

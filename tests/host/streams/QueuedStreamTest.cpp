@@ -64,7 +64,7 @@ public:
         m_next = std::min(static_cast<int>(time / Step), m_studio.frames - 1);
         return {true, Make(m_next++)};
     }
-    bool Reaches(const Frame& frame, Ticks time) const override { return frame.time <= time; }
+    Ticks Tolerance() const override { return 0; }
     FramePtr From(FramePtr frame, Ticks /*time*/) const override { return frame; }
     void Notice(const std::string& /*text*/) const override {}
     void Cancel() override {
