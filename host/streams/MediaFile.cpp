@@ -3,6 +3,7 @@
 #include "AudioSource.h"
 #include "Demuxer.h"
 #include "FileLog.h"
+#include "Follower.h"
 #include "Orientation.h"
 #include "QueuedStream.h"
 #include "StreamDecoder.h"
@@ -66,8 +67,9 @@ struct Prepared {
     std::size_t queueBytes = 0;
 
     /// Starts its thread. @return null without a source
-    IMediaStream* Begin() {
-        return source ? new QueuedStream(std::move(source), format, queueBytes) : nullptr;
+    ComHandle<QueuedStream> Begin() {
+        return ComHandle<QueuedStream>(source ? new QueuedStream(std::move(source), format, queueBytes)
+                                              : nullptr);
     }
 };
 
@@ -77,13 +79,18 @@ public:
     Opening(const std::string& path, const OpenOptions& options)
         : m_path(path), m_options(options), m_log(FileLog::Make(path, options.log)) {}
 
-    bool Run(MediaFile& file, std::string& reason);
+    /// @return false when the file cannot be opened or holds nothing to play
+    bool Run(std::string& reason);
+
+    MediaFacts facts;
+    Prepared video; ///< empty when there is none
+    Prepared audio; ///< likewise
 
 private:
     DecoderSetup SetupFor(int index);
     std::unique_ptr<StreamDecoder> OpenDecoder(int index, double rate);
-    Prepared OpenVideo(MediaFacts& facts);
-    Prepared OpenAudio(MediaFacts& facts);
+    Prepared OpenVideo();
+    Prepared OpenAudio();
     void FindFileTimes();
     Ticks StartOf(const AVStream& stream) const;
     Ticks EndOf(const AVStream& stream) const;
@@ -100,7 +107,7 @@ private:
     Ticks m_fileEnd = 0; ///< counted from the start; 0 for unknown
 };
 
-bool Opening::Run(MediaFile& file, std::string& reason) {
+bool Opening::Run(std::string& reason) {
     const LogScope scope(*m_log);
     m_demuxer = Demuxer::Open(m_path, m_log, reason);
     if (!m_demuxer)
@@ -109,25 +116,24 @@ bool Opening::Run(MediaFile& file, std::string& reason) {
     m_audio = m_options.audio ? m_demuxer->BestStream(AVMEDIA_TYPE_AUDIO) : -1;
     FindFileTimes();
 
-    MediaFacts facts;
     facts.container = m_demuxer->Context().iformat->name;
     facts.duration = ToSeconds(m_fileEnd);
-    Prepared video = OpenVideo(facts);
-    Prepared audio = OpenAudio(facts);
-    file.facts = std::move(facts);
-    file.video = video.Begin();
-    file.audio = audio.Begin();
-    if (file.video != nullptr || file.audio != nullptr)
+    video = OpenVideo();
+    audio = OpenAudio();
+    if (video.source || audio.source)
         return true;
-    reason = "no video or audio stream that can be decoded";
+    reason = m_options.audio ? "no video or audio stream that can be decoded"
+                             : "no video stream that can be decoded";
     return false;
 }
 
 void Opening::FindFileTimes() {
-    const Ticks video = m_video >= 0 ? StartOf(m_demuxer->Stream(m_video)) : 0;
-    const Ticks audio = m_audio >= 0 ? StartOf(m_demuxer->Stream(m_audio)) : video;
-    const bool soundLeads = m_video < 0 || video - audio > LeastLead;
-    m_fileStart = soundLeads ? audio : video;
+    // The sound counts even when nobody wants to hear it, so that pictures have the same times either way.
+    const int sound = m_video >= 0 ? m_demuxer->BestStream(AVMEDIA_TYPE_AUDIO) : m_audio;
+    const Ticks videoStart = m_video >= 0 ? StartOf(m_demuxer->Stream(m_video)) : 0;
+    const Ticks audioStart = sound >= 0 ? StartOf(m_demuxer->Stream(sound)) : videoStart;
+    const bool soundLeads = m_video < 0 || videoStart - audioStart > LeastLead;
+    m_fileStart = soundLeads ? audioStart : videoStart;
     for (const int index : {m_video, m_audio})
         if (index >= 0)
             m_fileEnd = std::max(m_fileEnd, EndOf(m_demuxer->Stream(index)));
@@ -196,7 +202,7 @@ std::unique_ptr<StreamDecoder> Opening::OpenDecoder(int index, double rate) {
     return decoder;
 }
 
-Prepared Opening::OpenVideo(MediaFacts& facts) {
+Prepared Opening::OpenVideo() {
     if (m_video < 0)
         return {};
     AVStream& stream = m_demuxer->Stream(m_video);
@@ -236,7 +242,7 @@ Prepared Opening::OpenVideo(MediaFacts& facts) {
     return {std::move(source), info, m_options.queueBytes};
 }
 
-Prepared Opening::OpenAudio(MediaFacts& facts) {
+Prepared Opening::OpenAudio() {
     if (m_audio < 0)
         return {};
     AVStream& stream = m_demuxer->Stream(m_audio);
@@ -278,10 +284,36 @@ void MediaFile::Release() {
 
 bool OpenMediaFile(const std::string& path, const OpenOptions& options, MediaFile& file, std::string& error) {
     std::string reason;
-    if (Opening(path, options).Run(file, reason))
-        return true;
-    error = path + ": " + reason;
-    return false;
+    Opening opening(path, options);
+    if (!opening.Run(reason)) {
+        error = path + ": " + reason;
+        return false;
+    }
+    file.facts = std::move(opening.facts);
+    file.video = opening.video.Begin().release();
+    file.audio = opening.audio.Begin().release();
+    return true;
+}
+
+bool OpenFollower(const std::string& path, IMediaStream& reference, const OpenOptions& options,
+                  MediaFile& file, std::string& error) {
+    ComHandle<TimedStream> followed = TimedStream::From(reference);
+    if (!followed) {
+        error = path + ": there is no stream of a media file to follow";
+        return false;
+    }
+    OpenOptions silent = options;
+    silent.audio = false;
+    std::string reason;
+    Opening opening(path, silent);
+    if (!opening.Run(reason)) {
+        error = path + ": " + reason;
+        return false;
+    }
+    file.facts = std::move(opening.facts);
+    file.video = new Follower(opening.video.Begin(), std::move(followed));
+    file.audio = nullptr;
+    return true;
 }
 
 } // namespace kq::streams

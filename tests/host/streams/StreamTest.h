@@ -79,7 +79,7 @@ struct Shot {
     }
 };
 
-/// @return the current frame, an empty shot at the end
+/// @return the current frame, an empty shot without one
 inline Shot Look(IMediaStream& stream) {
     const MEDIA_FRAME* frame = stream.GetCurrentFrame();
     if (frame == nullptr)
@@ -87,13 +87,14 @@ inline Shot Look(IMediaStream& stream) {
     return {frame->llPTS, stream.GetFramePosition(), std::hash<std::string>()(PixelsOf(*frame))};
 }
 
-/// @return all frames from the current one to the end
+/// @return all pictures from the current one to the end
 inline std::vector<Shot> PlayThrough(IMediaStream& stream) {
+    if (stream.GetCurrentFrame() == nullptr)
+        return {};
     std::vector<Shot> shots;
-    for (Shot shot = Look(stream); shot.time >= 0; shot = Look(stream)) {
-        shots.push_back(shot);
-        stream.NextFrame();
-    }
+    do
+        shots.push_back(Look(stream));
+    while (stream.NextFrame() > 0);
     return shots;
 }
 
