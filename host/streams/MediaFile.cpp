@@ -3,6 +3,7 @@
 #include "AudioSource.h"
 #include "Demuxer.h"
 #include "FileLog.h"
+#include "FilteredDecoder.h"
 #include "Follower.h"
 #include "Orientation.h"
 #include "QueuedStream.h"
@@ -79,8 +80,9 @@ public:
     Opening(const std::string& path, const OpenOptions& options)
         : m_path(path), m_options(options), m_log(FileLog::Make(path, options.log)) {}
 
+    /// @param error receives one line that says what and why
     /// @return false when the file cannot be opened or holds nothing to play
-    bool Run(std::string& reason);
+    bool Run(std::string& error);
 
     MediaFacts facts;
     Prepared video; ///< empty when there is none
@@ -89,6 +91,9 @@ public:
 private:
     DecoderSetup SetupFor(int index);
     std::unique_ptr<StreamDecoder> OpenDecoder(int index, double rate);
+    PictureKind KindOf(AVStream& stream) const;
+    std::unique_ptr<Decoder> Filter(std::unique_ptr<Decoder> decoder, Orientation orientation,
+                                    PictureKind& kind);
     Prepared OpenVideo();
     Prepared OpenAudio();
     void FindFileTimes();
@@ -103,15 +108,19 @@ private:
     bool m_demuxerInUse = false;
     int m_video = -1;
     int m_audio = -1;
+    std::string m_filterReason; ///< what is wrong with the filter graph
     Ticks m_fileStart = 0;
     Ticks m_fileEnd = 0; ///< counted from the start; 0 for unknown
 };
 
-bool Opening::Run(std::string& reason) {
+bool Opening::Run(std::string& error) {
     const LogScope scope(*m_log);
+    std::string reason;
     m_demuxer = Demuxer::Open(m_path, m_log, reason);
-    if (!m_demuxer)
+    if (!m_demuxer) {
+        error = m_path + ": " + reason;
         return false;
+    }
     m_video = m_options.video ? m_demuxer->BestStream(AVMEDIA_TYPE_VIDEO) : -1;
     m_audio = m_options.audio ? m_demuxer->BestStream(AVMEDIA_TYPE_AUDIO) : -1;
     FindFileTimes();
@@ -119,11 +128,15 @@ bool Opening::Run(std::string& reason) {
     facts.container = m_demuxer->Context().iformat->name;
     facts.duration = ToSeconds(m_fileEnd);
     video = OpenVideo();
+    if (!m_filterReason.empty()) {
+        error = "filter \"" + m_options.filter + "\": " + m_filterReason;
+        return false;
+    }
     audio = OpenAudio();
     if (video.source || audio.source)
         return true;
-    reason = m_options.audio ? "no video or audio stream that can be decoded"
-                             : "no video stream that can be decoded";
+    error = m_path + (m_options.audio ? ": no video or audio stream that can be decoded"
+                                      : ": no video stream that can be decoded");
     return false;
 }
 
@@ -202,43 +215,74 @@ std::unique_ptr<StreamDecoder> Opening::OpenDecoder(int index, double rate) {
     return decoder;
 }
 
+Orientation OrientationOf(const AVStream& stream) {
+    return Orientation::FromDisplayMatrix(reinterpret_cast<const std::int32_t*>(
+        av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr)));
+}
+
+/// @return a stream's pictures as they are turned upright
+PictureKind Opening::KindOf(AVStream& stream) const {
+    PictureKind kind;
+    kind.width = stream.codecpar->width;
+    kind.height = stream.codecpar->height;
+    kind.rate = RateOf(stream);
+    const AVRational sample = av_guess_sample_aspect_ratio(&m_demuxer->Context(), &stream, nullptr);
+    if (sample.num > 0 && sample.den > 0)
+        kind.sampleAspect = sample;
+    if (OrientationOf(stream).swapAxes) {
+        std::swap(kind.width, kind.height);
+        std::swap(kind.sampleAspect.num, kind.sampleAspect.den);
+    }
+    return kind;
+}
+
+VIDEO_STREAM_INFO InfoOf(const PictureKind& kind, double seconds) {
+    VIDEO_STREAM_INFO info{};
+    info.nWidth = kind.width;
+    info.nHeight = kind.height;
+    info.dFrameRate = kind.rate;
+    info.nFrameCount = ToInt32(seconds * kind.rate);
+    av_reduce(&info.nAspectX, &info.nAspectY, std::int64_t{kind.width} * kind.sampleAspect.num,
+              std::int64_t{kind.height} * kind.sampleAspect.den, std::numeric_limits<std::int32_t>::max());
+    return info;
+}
+
+/// Puts the filters that the host asked for behind a decoder.
+/// @return null, with the reason in m_filterReason, when the graph is wrong
+std::unique_ptr<Decoder> Opening::Filter(std::unique_ptr<Decoder> decoder, Orientation orientation,
+                                         PictureKind& kind) {
+    auto filtered =
+        FilteredDecoder::Open(std::move(decoder), orientation, m_options.filter, kind, m_filterReason);
+    if (filtered)
+        kind = filtered->Output();
+    return filtered;
+}
+
 Prepared Opening::OpenVideo() {
     if (m_video < 0)
         return {};
     AVStream& stream = m_demuxer->Stream(m_video);
-    const AVCodecParameters& parameters = *stream.codecpar;
-    const double rate = RateOf(stream);
-    auto decoder = OpenDecoder(m_video, rate);
+    PictureKind kind = KindOf(stream);
+    std::unique_ptr<Decoder> decoder = OpenDecoder(m_video, kind.rate);
     if (!decoder)
         return {};
-
-    const auto* matrix = reinterpret_cast<const std::int32_t*>(
-        av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr));
-    const Orientation orientation = Orientation::FromDisplayMatrix(matrix);
-    VIDEO_STREAM_INFO info{};
-    info.nWidth = parameters.width;
-    info.nHeight = parameters.height;
-    info.dFrameRate = rate;
-    info.nFrameCount = ToInt32(ToSeconds(EndOf(stream)) * rate);
-    const AVRational sample = av_guess_sample_aspect_ratio(&m_demuxer->Context(), &stream, nullptr);
-    const std::int64_t sampleX = sample.num > 0 && sample.den > 0 ? sample.num : 1;
-    const std::int64_t sampleY = sample.num > 0 && sample.den > 0 ? sample.den : 1;
-    av_reduce(&info.nAspectX, &info.nAspectY, parameters.width * sampleX, parameters.height * sampleY,
-              std::numeric_limits<std::int32_t>::max());
-    if (orientation.swapAxes) {
-        std::swap(info.nWidth, info.nHeight);
-        std::swap(info.nAspectX, info.nAspectY);
+    Orientation orientation = OrientationOf(stream);
+    if (!m_options.filter.empty()) {
+        decoder = Filter(std::move(decoder), std::exchange(orientation, {}), kind);
+        if (!decoder)
+            return {};
     }
+    const VIDEO_STREAM_INFO info = InfoOf(kind, ToSeconds(EndOf(stream)));
 
-    facts.videoCodec = CodecText(parameters);
-    const char* format = av_get_pix_fmt_name(static_cast<AVPixelFormat>(parameters.format));
+    facts.videoCodec = CodecText(*stream.codecpar);
+    const char* format = av_get_pix_fmt_name(static_cast<AVPixelFormat>(stream.codecpar->format));
     facts.pixelFormat = format != nullptr ? format : "";
     facts.width = info.nWidth;
     facts.height = info.nHeight;
-    facts.frameRate = rate;
+    facts.frameRate = info.dFrameRate;
     facts.frameCount = info.nFrameCount;
     auto source =
-        std::make_unique<VideoSource>(std::move(decoder), orientation, rate, av_q2d(stream.time_base));
+        std::make_unique<VideoSource>(std::move(decoder), orientation, kind.rate, av_q2d(stream.time_base));
     return {std::move(source), info, m_options.queueBytes};
 }
 
@@ -283,12 +327,9 @@ void MediaFile::Release() {
 }
 
 bool OpenMediaFile(const std::string& path, const OpenOptions& options, MediaFile& file, std::string& error) {
-    std::string reason;
     Opening opening(path, options);
-    if (!opening.Run(reason)) {
-        error = path + ": " + reason;
+    if (!opening.Run(error))
         return false;
-    }
     file.facts = std::move(opening.facts);
     file.video = opening.video.Begin().release();
     file.audio = opening.audio.Begin().release();
@@ -304,12 +345,9 @@ bool OpenFollower(const std::string& path, IMediaStream& reference, const OpenOp
     }
     OpenOptions silent = options;
     silent.audio = false;
-    std::string reason;
     Opening opening(path, silent);
-    if (!opening.Run(reason)) {
-        error = path + ": " + reason;
+    if (!opening.Run(error))
         return false;
-    }
     file.facts = std::move(opening.facts);
     file.video = new Follower(opening.video.Begin(), std::move(followed));
     file.audio = nullptr;

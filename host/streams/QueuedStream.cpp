@@ -84,6 +84,10 @@ Ticks QueuedStream::TimeOnShow() {
 }
 
 double QueuedStream::Seek(double dSeconds, int nMode) {
+    {
+        const std::lock_guard guard(m_lock);
+        m_pins.Unpin();
+    }
     return ToSeconds(Move({ToTicks(dSeconds), nMode != 0}));
 }
 
@@ -91,7 +95,6 @@ double QueuedStream::Seek(double dSeconds, int nMode) {
 Ticks QueuedStream::Move(const SeekRequest& request) {
     const std::lock_guard seekGuard(m_seekLock);
     std::unique_lock guard(m_lock);
-    m_pins.Unpin();
     if (!request.exact || !SeekInQueue(request.time)) {
         m_seek = request;
         m_work.notify_one();
@@ -155,6 +158,10 @@ void QueuedStream::MakeFrame(std::unique_lock<std::mutex>& guard) {
 
 void QueuedStream::CarryOutSeek(std::unique_lock<std::mutex>& guard) {
     const SeekRequest request = *m_seek;
+    if (request.exact && SeekInQueue(request.time)) { // the frame that was being made told what follows
+        m_seek.reset();
+        return;
+    }
     guard.unlock();
     Landing landing = m_source->Seek(request.time, request.exact);
     if (!landing.moved)

@@ -36,7 +36,8 @@ public:
     double GetFramePosition() override;
     Ticks TimeOnShow() override;
 
-    /// Moves to the frame that is on show at a time, as Seek() does in its exact mode.
+    /// Moves to the frame that is on show at a time, as Seek() does in its exact mode; the frame that the
+    /// calling thread uses stays valid.
     /// @return the time of that frame
     Ticks GoTo(Ticks time) { return Move({time, true}); }
 

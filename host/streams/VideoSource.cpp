@@ -34,8 +34,7 @@ MEDIA_FRAME RecordOf(const AVFrame& picture, Ticks time) {
 
 } // namespace
 
-VideoSource::VideoSource(std::unique_ptr<StreamDecoder> decoder, Orientation orientation, double rate,
-                         double tick)
+VideoSource::VideoSource(std::unique_ptr<Decoder> decoder, Orientation orientation, double rate, double tick)
     : m_decoder(std::move(decoder)), m_converter(orientation), m_rate(rate), m_tick(tick) {}
 
 FramePtr VideoSource::Next() {
@@ -81,6 +80,7 @@ double VideoSource::PositionOf(Ticks time) const {
 
 Landing VideoSource::Seek(Ticks time, bool exact) {
     time = std::max<Ticks>(time, 0);
+    exact = exact || !m_decoder->HasKeyFrames();
     const bool ahead = m_last && Reaches(*m_last, time);
     const bool seekable = m_decoder->Seekable();
     if (ahead && (exact || !seekable) && m_decoder->ForwardIsShorter(m_last->time, time))

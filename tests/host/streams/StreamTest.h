@@ -111,6 +111,26 @@ inline std::vector<std::int16_t> Listen(IMediaStream& stream, std::vector<std::i
     return sound;
 }
 
+/// A follower that is given back when the test ends.
+class OpenedFollower {
+public:
+    OpenedFollower(const std::string& clip, IMediaStream& reference, const std::string& filter = {}) {
+        OpenOptions options;
+        options.filter = filter;
+        std::string error;
+        EXPECT_TRUE(OpenFollower(Clip(clip), reference, options, m_file, error)) << error;
+    }
+    ~OpenedFollower() { m_file.Release(); }
+    OpenedFollower(const OpenedFollower&) = delete;
+    OpenedFollower& operator=(const OpenedFollower&) = delete;
+
+    IMediaStream& Video() const { return *m_file.video; }
+    MediaFile& File() { return m_file; }
+
+private:
+    MediaFile m_file;
+};
+
 inline VIDEO_STREAM_INFO VideoFormat(IMediaStream& stream) {
     IStreamInfo* info = nullptr;
     EXPECT_EQ(stream.GetStreamInfo(&info), 0);
