@@ -1,5 +1,7 @@
 #include "Navigation.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cmath>
 
@@ -71,10 +73,22 @@ double Navigation::Position() {
     return IsUnderWay() ? *m_target : m_monitor.Position();
 }
 
+void Navigation::Arrive() {
+    for (std::int64_t until = MonotonicMicroseconds() + longestSeek; IsUnderWay();) {
+        if (MonotonicMicroseconds() > until)
+            return;
+        usleep(1000);
+    }
+}
+
 /// The player tells when it has taken a request, and the position tells when it has got there.
 bool Navigation::IsUnderWay() {
     if (!m_target)
         return false;
+    if (!m_monitor.IsRunning()) {
+        m_target.reset();
+        return false;
+    }
     const std::int64_t now = MonotonicMicroseconds();
     if (m_player.IsSeeking()) {
         m_takenSince = now;

@@ -31,6 +31,8 @@ public:
 
     /// @return where play is, or is about to go
     double Position();
+    /// Waits until a seek under way is over, a few seconds at most.
+    void Arrive();
     /// Forgets a seek that may be under way.
     void Forget() { m_target.reset(); }
 

@@ -3,6 +3,8 @@
 #include <kqplayer/image.h>
 #include <kqplayer/imageproc.h>
 
+#include <text/Utf8.h>
+
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
@@ -11,6 +13,18 @@ namespace kqplay {
 namespace {
 
 constexpr int bitsPerPixel = 24;
+
+/// @return an empty name for text that is not UTF-8
+std::wstring ToWide(const std::string& path) {
+    std::wstring wide;
+    for (const char* at = path.c_str(); *at != '\0';) {
+        const std::uint32_t character = kq::text::decodeUtf8(at);
+        if (character == kq::text::Replacement)
+            return {};
+        wide += static_cast<wchar_t>(character);
+    }
+    return wide;
+}
 
 } // namespace
 
@@ -64,10 +78,8 @@ unsigned char* Picture::Bits() {
 }
 
 bool Picture::Save(const std::string& path, ComponentOutput& output, std::string& error) {
-    std::wstring name;
-    try {
-        name = std::filesystem::path(path).wstring();
-    } catch (const std::exception&) {
+    const std::wstring name = ToWide(path);
+    if (name.empty()) {
         error = path + ": the name is not UTF-8";
         return false;
     }

@@ -477,6 +477,7 @@ void Session::ToggleLoop() {
 void Session::TakeScreenshot() {
     if (!m_file.video)
         return;
+    m_navigation->Arrive(); // the progress line shows the target already
     const MEDIA_FRAME* frame = m_player.CopyPicture();
     if (!frame)
         return Show("no picture");

@@ -107,7 +107,7 @@ TEST(Screenshot, IsWhatIsOnShowAndReplacesNothing) {
     kqplay.Type("\033[H\033[C");
     ASSERT_TRUE(kqplay.WaitForOutput("paused  0:05.00"));
     kqplay.Type("s");
-    ASSERT_TRUE(kqplay.WaitForOutput("saved long-0005.000.png"));
+    ASSERT_TRUE(kqplay.WaitForOutput("saved long-0005.000.png")) << kqplay.Output();
     const std::string first = Contents(folder / "long-0005.000.png");
     kqplay.Type("s");
     ASSERT_TRUE(kqplay.WaitForOutput("saved long-0005.000_2.png"));
