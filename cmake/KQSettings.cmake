@@ -75,12 +75,15 @@ function(kq_test name)
         list(APPEND props RUN_SERIAL TRUE)
     endif()
     if(arg_FIXTURES)
+        list(JOIN arg_FIXTURES "\\;" arg_FIXTURES)
         list(APPEND props FIXTURES_REQUIRED "${arg_FIXTURES}")
     endif()
     set(env "TSAN_OPTIONS=halt_on_error=1 second_deadlock_stack=1 suppressions=${PROJECT_SOURCE_DIR}/cmake/tsan.supp"
             "UBSAN_OPTIONS=print_stacktrace=1"
             "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/lsan.supp print_suppressions=0"
             ${arg_ENV})
+    # The list goes through one more call: escaped semicolons keep it one value.
+    list(JOIN env "\\;" env)
     list(APPEND props ENVIRONMENT "${env}")
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES ${props})
 endfunction()
