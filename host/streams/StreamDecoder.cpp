@@ -23,7 +23,10 @@ constexpr int DamagedRun = 50;
 constexpr int MostThreads = 8;
 
 int ThreadCount(const DecoderSetup& setup, const AVCodecParameters& parameters) {
-    if (parameters.codec_type != AVMEDIA_TYPE_VIDEO)
+    // FFmpeg's decoder of Theora and its forerunners spoils pictures after a seek when it works on several at once.
+    const AVCodecID codec = parameters.codec_id;
+    const bool spoils = codec == AV_CODEC_ID_THEORA || codec == AV_CODEC_ID_VP3 || codec == AV_CODEC_ID_VP4;
+    if (parameters.codec_type != AVMEDIA_TYPE_VIDEO || spoils)
         return 1;
     if (setup.threads > 0)
         return setup.threads;
@@ -166,7 +169,7 @@ void StreamDecoder::Stamp(Decoded& frame) {
     const bool isFirst = m_lastTime == NoTime;
     const Ticks end = isFirst ? 0 : std::max(m_lastEnd, m_lastTime + 1);
     if (data.best_effort_timestamp == AV_NOPTS_VALUE) {
-        m_noStamps = true;
+        m_noStamps = m_noStamps || (isFirst && m_fromStart);
         frame.stamp = StampKind::Missing;
         frame.time = end;
         return;
@@ -208,16 +211,21 @@ bool StreamDecoder::SeekAtOrBefore(Ticks time, Decoded& first, bool& nearest) {
     nearest = m_usualBack == 0;
     for (Ticks back = m_usualBack; !m_noStamps && time - back > start && !m_cancelled;
          back = std::max(back * 2, FirstStepBack)) {
-        if (MoveTo(time + m_tolerance - back) && Next(first) && first.time <= time + m_tolerance) {
+        if (MoveTo(time + m_tolerance - back) && NextStamped(first) && first.time <= time + m_tolerance) {
             m_usualBack = std::min(back, LongestUsual);
             return true;
         }
         nearest = false;
     }
     nearest = nearest && time == start;
-    if (!m_noStamps && MoveToStart(false) && Next(first) && m_firstTime && first.time <= *m_firstTime)
+    if (!m_noStamps && MoveToStart(false) && NextStamped(first) && m_firstTime && first.time <= *m_firstTime)
         return true;
     return MoveToStart(true) && Next(first);
+}
+
+/// @return false also for a frame whose time only the frame before it could tell
+bool StreamDecoder::NextStamped(Decoded& frame) {
+    return Next(frame) && frame.stamp == StampKind::Read;
 }
 
 bool StreamDecoder::MoveTo(Ticks time) {

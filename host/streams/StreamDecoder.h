@@ -84,6 +84,7 @@ private:
     void Stamp(Decoded& frame);
     void NoteDamage();
     void ReportDamage();
+    bool NextStamped(Decoded& frame);
     bool MoveTo(Ticks time);
     bool MoveToStart(bool reopen);
     void Restart(bool waitForKey);

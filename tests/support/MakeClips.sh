@@ -35,8 +35,8 @@ make_clip -i opengop.mp4 -c copy -output_ts_offset 3600 opengop.ts
 make_clip -f lavfi -i "$short" -c:v libx265 -preset ultrafast -x265-params log-level=error:open-gop=1:keyint=12 \
     -pix_fmt yuv420p hevc.mp4
 make_clip -f lavfi -i "$pictures" -f lavfi -i "$tone" -c:v mpeg2video -g 12 -bf 2 -c:a mp2 -b:a 128k program.mpg
-make_clip -f lavfi -i "$pictures" -f lavfi -i "$tone" -c:v mpeg4 -g 30 -bf 0 -c:a ac3 -b:a 128k packets.avi
-make_clip -f lavfi -i "$pictures" -f lavfi -i "$tone" -c:v libtheora -g 20 -c:a libvorbis theora.ogg
+make_clip -f lavfi -i "$short" -f lavfi -i "$tone" -c:v mpeg4 -g 30 -bf 0 -shortest -c:a ac3 -b:a 128k packets.avi
+make_clip -f lavfi -i "$short" -f lavfi -i "$tone" -c:v libtheora -g 20 -shortest -c:a libvorbis theora.ogg
 make_clip -f lavfi -i "$short" -f lavfi -i "$tone" -c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 20 -c:a libopus \
     -shortest vp9.webm
 make_clip -f lavfi -i "$pictures" -vf "select='not(mod(n,3))+not(mod(n,7))'" -vsync vfr $x264 \

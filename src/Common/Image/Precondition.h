@@ -11,3 +11,7 @@ namespace kq::image {
 
 #define KQ_PRECONDITION(expression)                                                                          \
     ((expression) ? void() : ::kq::image::PreconditionFailed(__func__, __LINE__, #expression))
+
+/// The same for a condition that is not written as the message gives it.
+#define KQ_PRECONDITION_TEXT(condition, text)                                                                \
+    ((condition) ? void() : ::kq::image::PreconditionFailed(__func__, __LINE__, text))
