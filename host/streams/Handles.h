@@ -1,0 +1,54 @@
+/// @file
+/// Owners of FFmpeg's objects, and the unit of time of this folder.
+#pragma once
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/buffer.h>
+#include <libavutil/frame.h>
+#include <libswresample/swresample.h>
+#include <libswscale/swscale.h>
+}
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace kq::streams {
+
+/// Time in 100-ns units, counted from the file's start.
+using Ticks = std::int64_t;
+inline constexpr Ticks TicksPerSecond = 10'000'000;
+inline constexpr AVRational TickBase{1, static_cast<int>(TicksPerSecond)};
+
+inline double ToSeconds(Ticks time) {
+    return static_cast<double>(time) / static_cast<double>(TicksPerSecond);
+}
+
+struct AvDeleter {
+    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
+    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
+    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+    void operator()(AVBufferPool* pool) const { av_buffer_pool_uninit(&pool); }
+    void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
+    void operator()(SwrContext* resampler) const { swr_free(&resampler); }
+};
+
+using FormatHandle = std::unique_ptr<AVFormatContext, AvDeleter>;
+using CodecHandle = std::unique_ptr<AVCodecContext, AvDeleter>;
+using FrameHandle = std::unique_ptr<AVFrame, AvDeleter>;
+using PacketHandle = std::unique_ptr<AVPacket, AvDeleter>;
+using PoolHandle = std::unique_ptr<AVBufferPool, AvDeleter>;
+using ScalerHandle = std::unique_ptr<SwsContext, AvDeleter>;
+using ResamplerHandle = std::unique_ptr<SwrContext, AvDeleter>;
+
+/// @return what FFmpeg or the system calls an error
+inline std::string ErrorText(int code) {
+    char text[AV_ERROR_MAX_STRING_SIZE] = {};
+    av_strerror(code, text, sizeof text);
+    return text;
+}
+
+} // namespace kq::streams

@@ -1,0 +1,287 @@
+#include "MediaFile.h"
+
+#include "AudioSource.h"
+#include "Demuxer.h"
+#include "FileLog.h"
+#include "Orientation.h"
+#include "QueuedStream.h"
+#include "StreamDecoder.h"
+#include "VideoSource.h"
+
+extern "C" {
+#include <libavutil/display.h>
+#include <libavutil/parseutils.h>
+#include <libavutil/pixdesc.h>
+}
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <string_view>
+#include <utility>
+
+namespace kq::streams {
+namespace {
+
+/// What streams without any frame rate are counted with.
+constexpr double FallbackRate = 25;
+/// A whole frame rate is preferred to an average so near to it.
+constexpr double RateMargin = 0.05;
+/// A file starts with its first picture, so that picture n of a steady rate r is on show at n / r, whatever
+/// sound was interleaved a little before. Only with a longer lead it starts with its sound.
+constexpr Ticks LeastLead = TicksPerSecond / 4;
+/// Sound is small; its queue needs no more, whatever the pictures are allowed.
+constexpr std::size_t AudioQueueBytes = std::size_t{1} << 20;
+
+/// Frames per second. An average is spoilt by a long last frame or a missing one, so the rate at which all
+/// time stamps can be expressed counts where the two are near each other.
+double RateOf(const AVStream& stream) {
+    const double average = av_q2d(stream.avg_frame_rate);
+    const double common = av_q2d(stream.r_frame_rate);
+    const bool hasAverage = std::isfinite(average) && average > 0;
+    const bool hasCommon = std::isfinite(common) && common > 0;
+    if (hasAverage && hasCommon)
+        return std::abs(common - average) <= RateMargin * average ? common : average;
+    if (hasAverage || hasCommon)
+        return hasAverage ? average : common;
+    return FallbackRate;
+}
+
+std::string CodecText(const AVCodecParameters& parameters) {
+    std::string text = avcodec_get_name(parameters.codec_id);
+    if (const char* profile = avcodec_profile_name(parameters.codec_id, parameters.profile))
+        text += std::string(" (") + profile + ")";
+    return text;
+}
+
+std::int32_t ToInt32(double value) {
+    return static_cast<std::int32_t>(std::clamp(std::round(value), 0.0, 2147483647.0));
+}
+
+/// A stream that is ready to begin.
+struct Prepared {
+    std::unique_ptr<FrameSource> source;
+    StreamFormat format;
+    std::size_t queueBytes = 0;
+
+    /// Starts its thread. @return null without a source
+    IMediaStream* Begin() {
+        return source ? new QueuedStream(std::move(source), format, queueBytes) : nullptr;
+    }
+};
+
+/// One file while it is being opened.
+class Opening {
+public:
+    Opening(const std::string& path, const OpenOptions& options)
+        : m_path(path), m_options(options), m_log(FileLog::Make(path, options.log)) {}
+
+    bool Run(MediaFile& file, std::string& reason);
+
+private:
+    DecoderSetup SetupFor(int index);
+    std::unique_ptr<StreamDecoder> OpenDecoder(int index, double rate);
+    Prepared OpenVideo(MediaFacts& facts);
+    Prepared OpenAudio(MediaFacts& facts);
+    void FindFileTimes();
+    Ticks StartOf(const AVStream& stream) const;
+    Ticks EndOf(const AVStream& stream) const;
+    bool IsStill() const;
+
+    const std::string& m_path;
+    const OpenOptions& m_options;
+    const std::shared_ptr<FileLog> m_log;
+    std::shared_ptr<Demuxer> m_demuxer;
+    bool m_demuxerInUse = false;
+    int m_video = -1;
+    int m_audio = -1;
+    Ticks m_fileStart = 0;
+    Ticks m_fileEnd = 0; ///< counted from the start; 0 for unknown
+};
+
+bool Opening::Run(MediaFile& file, std::string& reason) {
+    const LogScope scope(*m_log);
+    m_demuxer = Demuxer::Open(m_path, m_log, reason);
+    if (!m_demuxer)
+        return false;
+    m_video = m_options.video ? m_demuxer->BestStream(AVMEDIA_TYPE_VIDEO) : -1;
+    m_audio = m_options.audio ? m_demuxer->BestStream(AVMEDIA_TYPE_AUDIO) : -1;
+    FindFileTimes();
+
+    MediaFacts facts;
+    facts.container = m_demuxer->Context().iformat->name;
+    facts.duration = ToSeconds(m_fileEnd);
+    Prepared video = OpenVideo(facts);
+    Prepared audio = OpenAudio(facts);
+    file.facts = std::move(facts);
+    file.video = video.Begin();
+    file.audio = audio.Begin();
+    if (file.video != nullptr || file.audio != nullptr)
+        return true;
+    reason = "no video or audio stream that can be decoded";
+    return false;
+}
+
+void Opening::FindFileTimes() {
+    const Ticks video = m_video >= 0 ? StartOf(m_demuxer->Stream(m_video)) : 0;
+    const Ticks audio = m_audio >= 0 ? StartOf(m_demuxer->Stream(m_audio)) : video;
+    const bool soundLeads = m_video < 0 || video - audio > LeastLead;
+    m_fileStart = soundLeads ? audio : video;
+    for (const int index : {m_video, m_audio})
+        if (index >= 0)
+            m_fileEnd = std::max(m_fileEnd, EndOf(m_demuxer->Stream(index)));
+}
+
+/// @return the file's own time of a stream's begin
+Ticks Opening::StartOf(const AVStream& stream) const {
+    if (stream.start_time != AV_NOPTS_VALUE)
+        return av_rescale_q(stream.start_time, stream.time_base, TickBase);
+    const std::int64_t start = m_demuxer->Context().start_time;
+    return start != AV_NOPTS_VALUE ? av_rescale_q(start, AV_TIME_BASE_Q, TickBase) : 0;
+}
+
+bool Opening::IsStill() const {
+    const std::string_view format = m_demuxer->Context().iformat->name;
+    constexpr std::string_view Ending = "_pipe"; // of the formats that hold one picture each
+    return format.size() > Ending.size() && format.substr(format.size() - Ending.size()) == Ending;
+}
+
+/// @return the time of a stream's end, counted from the file's start; 0 for unknown
+Ticks Opening::EndOf(const AVStream& stream) const {
+    const Ticks start = StartOf(stream) - m_fileStart;
+    if (stream.duration != AV_NOPTS_VALUE)
+        return start + av_rescale_q(stream.duration, stream.time_base, TickBase);
+    const AVDictionaryEntry* written =
+        av_dict_get(stream.metadata, "DURATION", nullptr, AV_DICT_IGNORE_SUFFIX);
+    std::int64_t microseconds = 0;
+    if (written != nullptr && av_parse_time(&microseconds, written->value, 1) >= 0 && microseconds > 0)
+        return av_rescale_q(microseconds, AV_TIME_BASE_Q, TickBase) - m_fileStart; // the end, not the length
+    if (IsStill())
+        return start + static_cast<Ticks>(static_cast<double>(TicksPerSecond) / RateOf(stream));
+    const std::int64_t whole = m_demuxer->Context().duration;
+    if (whole == AV_NOPTS_VALUE || whole <= 0)
+        return 0;
+    const std::int64_t begin = m_demuxer->Context().start_time;
+    return av_rescale_q(whole + (begin != AV_NOPTS_VALUE ? begin : 0), AV_TIME_BASE_Q, TickBase) -
+           m_fileStart;
+}
+
+/// Every stream reads the file for itself, unless it can be read only once.
+DecoderSetup Opening::SetupFor(int index) {
+    DecoderSetup setup;
+    setup.stream = index;
+    setup.fileStart = m_fileStart;
+    setup.threads = m_options.decoderThreads;
+    std::string reason;
+    if (m_demuxerInUse && m_demuxer->Seekable())
+        setup.demuxer = Demuxer::Open(m_path, m_log, reason);
+    const bool same =
+        setup.demuxer && index < static_cast<int>(setup.demuxer->Context().nb_streams) &&
+        setup.demuxer->Stream(index).codecpar->codec_id == m_demuxer->Stream(index).codecpar->codec_id;
+    if (!same)
+        setup.demuxer = m_demuxer;
+    m_demuxerInUse = true;
+    return setup;
+}
+
+/// @return null, with a line in the log, when the stream cannot be decoded
+std::unique_ptr<StreamDecoder> Opening::OpenDecoder(int index, double rate) {
+    DecoderSetup setup = SetupFor(index);
+    setup.rate = rate;
+    std::string reason;
+    auto decoder = StreamDecoder::Open(setup, reason);
+    if (!decoder)
+        m_log->Notice("stream " + std::to_string(index) + " is left out: " + reason);
+    return decoder;
+}
+
+Prepared Opening::OpenVideo(MediaFacts& facts) {
+    if (m_video < 0)
+        return {};
+    AVStream& stream = m_demuxer->Stream(m_video);
+    const AVCodecParameters& parameters = *stream.codecpar;
+    const double rate = RateOf(stream);
+    auto decoder = OpenDecoder(m_video, rate);
+    if (!decoder)
+        return {};
+
+    const auto* matrix = reinterpret_cast<const std::int32_t*>(
+        av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr));
+    const Orientation orientation = Orientation::FromDisplayMatrix(matrix);
+    VIDEO_STREAM_INFO info{};
+    info.nWidth = parameters.width;
+    info.nHeight = parameters.height;
+    info.dFrameRate = rate;
+    info.nFrameCount = ToInt32(ToSeconds(EndOf(stream)) * rate);
+    const AVRational sample = av_guess_sample_aspect_ratio(&m_demuxer->Context(), &stream, nullptr);
+    const std::int64_t sampleX = sample.num > 0 && sample.den > 0 ? sample.num : 1;
+    const std::int64_t sampleY = sample.num > 0 && sample.den > 0 ? sample.den : 1;
+    av_reduce(&info.nAspectX, &info.nAspectY, parameters.width * sampleX, parameters.height * sampleY,
+              std::numeric_limits<std::int32_t>::max());
+    if (orientation.swapAxes) {
+        std::swap(info.nWidth, info.nHeight);
+        std::swap(info.nAspectX, info.nAspectY);
+    }
+
+    facts.videoCodec = CodecText(parameters);
+    const char* format = av_get_pix_fmt_name(static_cast<AVPixelFormat>(parameters.format));
+    facts.pixelFormat = format != nullptr ? format : "";
+    facts.width = info.nWidth;
+    facts.height = info.nHeight;
+    facts.frameRate = rate;
+    facts.frameCount = info.nFrameCount;
+    auto source =
+        std::make_unique<VideoSource>(std::move(decoder), orientation, rate, av_q2d(stream.time_base));
+    return {std::move(source), info, m_options.queueBytes};
+}
+
+Prepared Opening::OpenAudio(MediaFacts& facts) {
+    if (m_audio < 0)
+        return {};
+    AVStream& stream = m_demuxer->Stream(m_audio);
+    const AVCodecParameters& parameters = *stream.codecpar;
+    if (parameters.sample_rate <= 0 || parameters.ch_layout.nb_channels <= 0) {
+        m_log->Notice("stream " + std::to_string(m_audio) + " is left out: sound without a sample rate");
+        return {};
+    }
+    auto decoder = OpenDecoder(m_audio, 0);
+    if (!decoder)
+        return {};
+
+    AUDIO_STREAM_INFO info{};
+    info.nSampleRate = parameters.sample_rate;
+    info.nChannels = OutputChannels(parameters.ch_layout.nb_channels, m_options.maxChannels);
+    info.nBitsPerSample = 16;
+    info.nBytesPerSec = info.nSampleRate * info.nChannels * 2;
+    info.dDuration = ToSeconds(EndOf(stream));
+
+    facts.audioCodec = CodecText(parameters);
+    facts.sampleRate = parameters.sample_rate;
+    facts.channels = parameters.ch_layout.nb_channels;
+    auto source =
+        std::make_unique<AudioSource>(std::move(decoder), info.nSampleRate, info.nChannels, m_fileEnd);
+    return {std::move(source), info, std::min(m_options.queueBytes, AudioQueueBytes)};
+}
+
+void ReleaseStream(IMediaStream*& stream) {
+    if (stream != nullptr)
+        std::exchange(stream, nullptr)->Release();
+}
+
+} // namespace
+
+void MediaFile::Release() {
+    ReleaseStream(video);
+    ReleaseStream(audio);
+}
+
+bool OpenMediaFile(const std::string& path, const OpenOptions& options, MediaFile& file, std::string& error) {
+    std::string reason;
+    if (Opening(path, options).Run(file, reason))
+        return true;
+    error = path + ": " + reason;
+    return false;
+}
+
+} // namespace kq::streams

@@ -1,0 +1,53 @@
+#include "Orientation.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace kq::streams {
+namespace {
+
+/// Walking down columns of the source touches a new cache line for every sample; in squares they are used
+/// again.
+constexpr int Square = 64;
+
+} // namespace
+
+Orientation Orientation::FromDisplayMatrix(const std::int32_t* matrix) {
+    Orientation result;
+    if (matrix == nullptr)
+        return result;
+    // Row by row: the place that a step to the right leads to, then that of a step down.
+    const std::int64_t rightX = matrix[0];
+    const std::int64_t rightY = matrix[1];
+    const std::int64_t downX = matrix[3];
+    const std::int64_t downY = matrix[4];
+    result.swapAxes = std::llabs(rightY) > std::llabs(rightX);
+    result.mirrorX = (result.swapAxes ? downX : rightX) < 0;
+    result.mirrorY = (result.swapAxes ? rightY : downY) < 0;
+    return result;
+}
+
+void TurnPlane(Orientation orientation, const std::uint8_t* source, std::ptrdiff_t sourcePitch,
+               const PlaneView& target) {
+    std::ptrdiff_t stepX = orientation.swapAxes ? sourcePitch : 1;
+    std::ptrdiff_t stepY = orientation.swapAxes ? 1 : sourcePitch;
+    if (orientation.mirrorX) {
+        source += stepX * (target.width - 1);
+        stepX = -stepX;
+    }
+    if (orientation.mirrorY) {
+        source += stepY * (target.height - 1);
+        stepY = -stepY;
+    }
+    for (int top = 0; top < target.height; top += Square) {
+        const int bottom = std::min(top + Square, target.height);
+        for (int left = 0; left < target.width; left += Square) {
+            const int right = std::min(left + Square, target.width);
+            for (int y = top; y < bottom; ++y)
+                for (int x = left; x < right; ++x)
+                    target.data[y * target.pitch + x] = source[y * stepY + x * stepX];
+        }
+    }
+}
+
+} // namespace kq::streams

@@ -1,0 +1,178 @@
+#include "QueuedStream.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <utility>
+
+namespace kq::streams {
+namespace {
+
+constexpr std::size_t LeastQueued = 3;
+constexpr std::size_t MostQueued = 32;
+
+Ticks ToTicks(double seconds) {
+    constexpr double Longest = 1e9; // seconds; any file is shorter
+    if (std::isnan(seconds))
+        return 0;
+    return std::llround(std::clamp(seconds, 0.0, Longest) * static_cast<double>(TicksPerSecond));
+}
+
+} // namespace
+
+QueuedStream::QueuedStream(std::unique_ptr<FrameSource> source, const StreamFormat& format,
+                           std::size_t queueBytes)
+    : ComObject(IID_IMediaStream), m_source(std::move(source)), m_format(format), m_queueBytes(queueBytes),
+      m_thread([this] { DecodeAhead(); }) {}
+
+QueuedStream::~QueuedStream() {
+    m_source->Cancel();
+    {
+        const std::lock_guard guard(m_lock);
+        m_quit = true;
+    }
+    m_work.notify_one();
+    m_thread.join();
+}
+
+std::int32_t QueuedStream::GetStreamInfo(IStreamInfo** ppInfo) {
+    if (ppInfo == nullptr)
+        return NullPointer;
+    *ppInfo = new StreamInfo(m_format);
+    return Ok;
+}
+
+std::int32_t QueuedStream::Reserved() {
+    return Failed;
+}
+
+MEDIA_FRAME* QueuedStream::GetCurrentFrame() {
+    std::unique_lock guard(m_lock);
+    WaitForFrame(guard);
+    if (m_queue.empty()) {
+        m_pins.Unpin();
+        return nullptr;
+    }
+    m_pins.Pin(m_queue.front());
+    return &m_queue.front()->record;
+}
+
+int QueuedStream::NextFrame() {
+    std::unique_lock guard(m_lock);
+    m_pins.Unpin();
+    WaitForFrame(guard);
+    if (m_queue.empty())
+        return 0;
+    Pop();
+    m_work.notify_one();
+    WaitForFrame(guard);
+    return m_queue.empty() ? 0 : 1;
+}
+
+double QueuedStream::GetFramePosition() {
+    std::unique_lock guard(m_lock);
+    WaitForFrame(guard);
+    return m_queue.empty() ? m_endPosition : m_queue.front()->position;
+}
+
+double QueuedStream::Seek(double dSeconds, int nMode) {
+    const bool exact = nMode != 0;
+    const Ticks time = ToTicks(dSeconds);
+    const std::lock_guard seekGuard(m_seekLock);
+    std::unique_lock guard(m_lock);
+    m_pins.Unpin();
+    if (!exact || !SeekInQueue(time)) {
+        m_seek = SeekRequest{time, exact};
+        m_work.notify_one();
+    }
+    WaitForFrame(guard);
+    return ToSeconds(CurrentTime());
+}
+
+/// Drops frames up to the one on show at a time, when that one is known to be in the queue.
+bool QueuedStream::SeekInQueue(Ticks time) {
+    if (m_queue.empty() || !m_source->Reaches(*m_queue.front(), time))
+        return false;
+    if (m_source->Reaches(*m_queue.back(), time))
+        return false; // the frames to come may be nearer
+    while (m_queue.size() > 1 && m_source->Reaches(*m_queue[1], time))
+        Pop();
+    m_queuedBytes -= m_queue.front()->bytes;
+    m_queue.front() = m_source->From(m_queue.front(), time);
+    m_queuedBytes += m_queue.front()->bytes;
+    m_work.notify_one();
+    return true;
+}
+
+Ticks QueuedStream::CurrentTime() const {
+    return m_queue.empty() ? m_lastTime : m_queue.front()->time;
+}
+
+/// Returns when there is a current frame or the stream has ended, and no seek is under way.
+void QueuedStream::WaitForFrame(std::unique_lock<std::mutex>& guard) {
+    m_result.wait(guard, [this] { return !m_seek && (!m_queue.empty() || m_ended); });
+}
+
+void QueuedStream::DecodeAhead() {
+    std::unique_lock guard(m_lock);
+    while (WaitForWork(guard)) {
+        if (m_seek)
+            CarryOutSeek(guard);
+        else
+            MakeFrame(guard);
+        m_result.notify_all();
+    }
+}
+
+/// @return false when the stream is to end
+bool QueuedStream::WaitForWork(std::unique_lock<std::mutex>& guard) {
+    m_work.wait(guard, [this] { return m_quit || m_seek || (!m_ended && HasRoom()); });
+    return !m_quit;
+}
+
+void QueuedStream::MakeFrame(std::unique_lock<std::mutex>& guard) {
+    guard.unlock();
+    FramePtr frame = m_source->Next();
+    guard.lock();
+    if (frame)
+        Push(std::move(frame));
+    else
+        m_ended = true;
+}
+
+void QueuedStream::CarryOutSeek(std::unique_lock<std::mutex>& guard) {
+    const SeekRequest request = *m_seek;
+    guard.unlock();
+    Landing landing = m_source->Seek(request.time, request.exact);
+    if (!landing.moved)
+        m_source->Notice("this input cannot be sought backwards");
+    guard.lock();
+    if (landing.moved) {
+        m_queue.clear();
+        m_queuedBytes = 0;
+        m_ended = landing.frame == nullptr;
+        if (landing.frame)
+            Push(std::move(landing.frame));
+    }
+    m_seek.reset();
+}
+
+bool QueuedStream::HasRoom() const {
+    if (m_queue.size() < LeastQueued)
+        return true;
+    return m_queuedBytes < m_queueBytes && m_queue.size() < MostQueued;
+}
+
+void QueuedStream::Push(FramePtr frame) {
+    m_queuedBytes += frame->bytes;
+    m_queue.push_back(std::move(frame));
+}
+
+void QueuedStream::Pop() {
+    m_lastTime = m_queue.front()->time;
+    m_endPosition = m_queue.front()->endPosition;
+    m_queuedBytes -= m_queue.front()->bytes;
+    m_queue.pop_front();
+}
+
+} // namespace kq::streams

@@ -1,0 +1,75 @@
+/// @file
+/// A stream for the player whose frames are made ahead on a thread of its own.
+#pragma once
+
+#include "ComObject.h"
+#include "FramePins.h"
+#include "FrameSource.h"
+#include "StreamInfo.h"
+
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+namespace kq::streams {
+
+/// IMediaStream over a FrameSource. Any thread may call it at any time.
+///
+/// Calls wait for the frame that they need; null and 0 always mean the end. A frame stays valid for the
+/// thread that got it until that thread's next GetCurrentFrame(), NextFrame() or Seek().
+class QueuedStream : public ComObject<IMediaStream> {
+public:
+    /// @param queueBytes bound of the frames made ahead; three are always made
+    QueuedStream(std::unique_ptr<FrameSource> source, const StreamFormat& format, std::size_t queueBytes);
+
+    std::int32_t GetStreamInfo(IStreamInfo** ppInfo) override;
+    std::int32_t Reserved() override;
+    double Seek(double dSeconds, int nMode) override;
+    MEDIA_FRAME* GetCurrentFrame() override;
+    int NextFrame() override;
+    double GetFramePosition() override;
+
+private:
+    struct SeekRequest {
+        Ticks time;
+        bool exact;
+    };
+
+    ~QueuedStream() override;
+
+    void DecodeAhead();
+    bool WaitForWork(std::unique_lock<std::mutex>& guard);
+    void MakeFrame(std::unique_lock<std::mutex>& guard);
+    void CarryOutSeek(std::unique_lock<std::mutex>& guard);
+    void WaitForFrame(std::unique_lock<std::mutex>& guard);
+    bool HasRoom() const;
+    void Push(FramePtr frame);
+    void Pop();
+    bool SeekInQueue(Ticks time);
+    Ticks CurrentTime() const;
+
+    const std::unique_ptr<FrameSource> m_source;
+    const StreamFormat m_format;
+    const std::size_t m_queueBytes;
+
+    std::mutex m_seekLock;            ///< one seek at a time; taken before m_lock
+    std::mutex m_lock;                ///< guards everything below
+    std::condition_variable m_work;   ///< there is something to do for the decoding thread
+    std::condition_variable m_result; ///< a frame, the end, or a seek carried out
+    std::deque<FramePtr> m_queue;     ///< the first one is the current frame
+    std::size_t m_queuedBytes = 0;
+    bool m_ended = false; ///< there is no frame after the queue's last
+    bool m_quit = false;
+    std::optional<SeekRequest> m_seek; ///< set until it is carried out
+    double m_endPosition = 0;          ///< end of the frame dropped last
+    Ticks m_lastTime = 0;              ///< begin of the frame dropped last
+    FramePins m_pins;
+    std::thread m_thread;
+};
+
+} // namespace kq::streams

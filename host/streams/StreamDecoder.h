@@ -1,0 +1,115 @@
+/// @file
+/// One stream of a file, decoded and put in order of time.
+#pragma once
+
+#include "Demuxer.h"
+#include "Handles.h"
+
+#include <atomic>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace kq::streams {
+
+/// Where a frame's time comes from.
+enum class StampKind {
+    Read,     ///< from the file
+    Missing,  ///< the file has none: counted on from the frame before
+    Repaired, ///< the file's did not go forward: counted on likewise
+};
+
+/// A decoded picture or piece of sound.
+struct Decoded {
+    FrameHandle data;
+    Ticks time =
+        0; ///< always above that of the one before it; below 0 only for sound before the file's start
+    Ticks duration = 0; ///< 0 when unknown
+    StampKind stamp = StampKind::Read;
+    bool key = false;
+};
+
+/// What a decoder needs to know beside the stream's own parameters.
+struct DecoderSetup {
+    std::shared_ptr<Demuxer> demuxer;
+    int stream = -1;
+    Ticks fileStart = 0; ///< the file's own time at which it starts
+    double rate = 0;     ///< frames per second, to extrapolate missing time stamps with; 0 for unknown
+    int threads = 0;     ///< 0: one a core and one more, eight at most
+};
+
+/// Gives a stream's frames one after the other and moves among them. Used by one thread at a time, but for
+/// Cancel(). Damaged packets and frames are left out, with one line in the log for a run of them.
+class StreamDecoder {
+public:
+    /// @param reason receives why it failed
+    /// @return null without a decoder that takes the stream
+    static std::unique_ptr<StreamDecoder> Open(const DecoderSetup& setup, std::string& reason);
+    ~StreamDecoder();
+    StreamDecoder(const StreamDecoder&) = delete;
+    StreamDecoder& operator=(const StreamDecoder&) = delete;
+
+    /// @return false at the end, or after Cancel()
+    bool Next(Decoded& frame);
+
+    /// Moves to a place from which every frame from @p time on can be decoded.
+    /// @param first receives the first frame there: at or before @p time, or the first of the stream
+    /// @param nearest receives whether the first place tried served, so that no later key frame precedes @p
+    /// time
+    /// @return false when no frame can be had there
+    bool SeekAtOrBefore(Ticks time, Decoded& first, bool& nearest);
+    /// @return true when decoding on from @p from is the shorter way to @p to than seeking, or the only one
+    bool ForwardIsShorter(Ticks from, Ticks to) const;
+    bool Seekable() const { return m_setup.demuxer->Seekable(); }
+
+    /// A frame so little after a time still counts as on show at that time: half a tick of the file's clock.
+    Ticks Tolerance() const { return m_tolerance; }
+    const AVCodecContext& Codec() const { return *m_codec; }
+    const std::shared_ptr<FileLog>& Log() const { return m_setup.demuxer->Log(); }
+
+    /// Makes every present and later wait for data end at once. Any thread.
+    void Cancel() { m_cancelled = true; }
+    bool Cancelled() const { return m_cancelled; }
+
+private:
+    static constexpr Ticks NoTime = std::numeric_limits<Ticks>::min();
+
+    explicit StreamDecoder(DecoderSetup setup);
+
+    bool OpenCodec(std::string& reason);
+    bool Feed();
+    bool Receive(AVFrame& frame);
+    bool IsFit(const AVFrame& frame);
+    void Stamp(Decoded& frame);
+    void NoteDamage();
+    void ReportDamage();
+    bool NextStamped(Decoded& frame);
+    bool MoveTo(Ticks time);
+    bool MoveToStart(bool reopen);
+    void Restart(bool waitForKey);
+    std::int64_t ToStamp(Ticks time) const;
+    AVStream& Stream() const { return m_setup.demuxer->Stream(m_setup.stream); }
+
+    const DecoderSetup m_setup;
+    CodecHandle m_codec;
+    PacketHandle m_packet;
+    Ticks m_tolerance = 0;
+    Ticks m_frameDuration = 0;
+
+    bool m_draining = false;   ///< the last packet was read
+    bool m_waitForKey = false; ///< after a seek packets are dropped up to a key frame's
+    bool m_settling = false;   ///< after a seek unfit frames are expected
+    bool m_fromStart = true;   ///< decoding began at the file's first packet
+    bool m_noStamps = false;   ///< the file has no time stamps: only counting from the start tells times
+    int m_damaged = 0;         ///< packets and frames left out since the last good frame
+    Ticks m_lastTime = NoTime; ///< of the frame given last
+    Ticks m_lastEnd = 0;
+    std::int64_t m_lastPacket =
+        AV_NOPTS_VALUE;               ///< decoding time of the last packet read, in the stream's base
+    std::optional<Ticks> m_firstTime; ///< time of the stream's first frame
+    Ticks m_usualBack = 0;            ///< how far before a time a seek had to go last
+    std::atomic<bool> m_cancelled{false};
+};
+
+} // namespace kq::streams

@@ -1,0 +1,157 @@
+#include "VideoSource.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace kq::streams {
+namespace {
+
+std::size_t BytesOf(const AVFrame& picture) {
+    const auto rows = static_cast<std::size_t>(picture.height);
+    const auto chromaRows = (rows + 1) / 2;
+    return rows * static_cast<std::size_t>(picture.linesize[0]) +
+           chromaRows * static_cast<std::size_t>(picture.linesize[1] + picture.linesize[2]);
+}
+
+MEDIA_FRAME RecordOf(const AVFrame& picture, Ticks time) {
+    MEDIA_FRAME record{};
+    record.nType = 2;
+    record.nKind = KQ_PICTURE_PLANAR_YUV;
+    record.image.nFormat = 2;
+    record.image.pY = picture.data[0];
+    record.image.pU = picture.data[1];
+    record.image.pV = picture.data[2];
+    record.image.nWidth = picture.width;
+    record.image.nHeight = picture.height;
+    record.image.nPitchY = picture.linesize[0];
+    record.image.nPitchU = picture.linesize[1];
+    record.image.nPitchV = picture.linesize[2];
+    record.llTime = time;
+    record.llPTS = time;
+    return record;
+}
+
+} // namespace
+
+VideoSource::VideoSource(std::unique_ptr<StreamDecoder> decoder, Orientation orientation, double rate,
+                         double tick)
+    : m_decoder(std::move(decoder)), m_converter(orientation), m_rate(rate), m_tick(tick) {}
+
+FramePtr VideoSource::Next() {
+    for (Decoded decoded; NextDecoded(decoded);) {
+        if (auto frame = Convert(std::move(decoded)))
+            return m_last = std::move(frame);
+        decoded = {};
+    }
+    return nullptr;
+}
+
+bool VideoSource::NextDecoded(Decoded& frame) {
+    if (!m_ahead)
+        return m_decoder->Next(frame);
+    frame = *std::exchange(m_ahead, std::nullopt);
+    return true;
+}
+
+/// @return null, with a line in the log, for a picture that cannot be converted
+FramePtr VideoSource::Convert(Decoded decoded) {
+    const LogScope scope(*m_decoder->Log());
+    auto frame = std::make_shared<Frame>();
+    frame->picture = m_converter.Convert(std::move(decoded.data));
+    if (!frame->picture) {
+        Notice("video: a picture that cannot be converted is left out");
+        return nullptr;
+    }
+    frame->record = RecordOf(*frame->picture, decoded.time);
+    frame->time = decoded.time;
+    frame->position = PositionOf(decoded.time);
+    frame->endPosition = PositionOf(decoded.time + decoded.duration);
+    frame->bytes = BytesOf(*frame->picture);
+    return frame;
+}
+
+/// A stamp that is a frame's index but for the rounding to the file's clock gives that index.
+double VideoSource::PositionOf(Ticks time) const {
+    const double position = ToSeconds(time) * m_rate;
+    const double index = std::round(position);
+    const double rounding = std::min(m_tick * m_rate, 0.25) + 1e-5;
+    return std::abs(position - index) <= rounding ? index : position;
+}
+
+Landing VideoSource::Seek(Ticks time, bool exact) {
+    time = std::max<Ticks>(time, 0);
+    const bool ahead = m_last && Reaches(*m_last, time);
+    const bool seekable = m_decoder->Seekable();
+    if (ahead && (exact || !seekable) && m_decoder->ForwardIsShorter(m_last->time, time))
+        return {true, GoForward(time, {})};
+    if (!seekable)
+        return {};
+    if (!exact)
+        return SeekKey(time);
+    Decoded first;
+    bool nearest = false;
+    m_ahead.reset();
+    m_last = nullptr;
+    if (!m_decoder->SeekAtOrBefore(time, first, nearest))
+        return {true, nullptr};
+    return {true, GoForward(time, std::move(first))};
+}
+
+/// Decodes up to the first frame after a time.
+/// @param shown the frame on show so far; without data it is the last one given
+/// @return the frame on show at the time
+FramePtr VideoSource::GoForward(Ticks time, Decoded shown) {
+    const Ticks limit = time + m_decoder->Tolerance();
+    if (!shown.data || shown.time <= limit) {
+        for (Decoded next; NextDecoded(next); next = {}) {
+            if (next.time > limit) {
+                m_ahead = std::move(next);
+                break;
+            }
+            shown = std::move(next);
+        }
+    }
+    if (!shown.data)
+        return m_last;
+    auto frame = Convert(std::move(shown));
+    return frame ? m_last = std::move(frame) : Next();
+}
+
+Landing VideoSource::SeekKey(Ticks time) {
+    Decoded first;
+    bool nearest = false;
+    m_ahead.reset();
+    m_last = nullptr;
+    if (!m_decoder->SeekAtOrBefore(time, first, nearest))
+        return {true, nullptr};
+    Ticks key = first.time;
+    if (!nearest) {
+        // The place found may lie several key frames back: look for the last one.
+        const Ticks limit = time + m_decoder->Tolerance();
+        for (Decoded next; m_decoder->Next(next) && next.time <= limit; next = {})
+            if (next.key)
+                key = next.time;
+        if (!m_decoder->SeekAtOrBefore(key, first, nearest))
+            return {true, nullptr};
+    }
+    return {true, GoForward(key, std::move(first))};
+}
+
+bool VideoSource::Reaches(const Frame& frame, Ticks time) const {
+    return frame.time <= time + m_decoder->Tolerance();
+}
+
+FramePtr VideoSource::From(FramePtr frame, Ticks /*time*/) const {
+    return frame;
+}
+
+void VideoSource::Notice(const std::string& text) const {
+    m_decoder->Log()->Notice(text);
+}
+
+void VideoSource::Cancel() {
+    m_decoder->Cancel();
+}
+
+} // namespace kq::streams

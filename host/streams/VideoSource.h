@@ -1,0 +1,43 @@
+/// @file
+/// The pictures of a video stream.
+#pragma once
+
+#include "FrameSource.h"
+#include "PlanarConverter.h"
+#include "StreamDecoder.h"
+
+#include <memory>
+#include <optional>
+
+namespace kq::streams {
+
+/// Decodes pictures and converts those that are asked for; what a seek passes over is only decoded.
+class VideoSource : public FrameSource {
+public:
+    /// @param rate frames per second, above 0
+    /// @param tick one unit of the file's clock in seconds: how exact its time stamps are
+    VideoSource(std::unique_ptr<StreamDecoder> decoder, Orientation orientation, double rate, double tick);
+
+    FramePtr Next() override;
+    Landing Seek(Ticks time, bool exact) override;
+    bool Reaches(const Frame& frame, Ticks time) const override;
+    FramePtr From(FramePtr frame, Ticks time) const override;
+    void Notice(const std::string& text) const override;
+    void Cancel() override;
+
+private:
+    bool NextDecoded(Decoded& frame);
+    FramePtr Convert(Decoded frame);
+    FramePtr GoForward(Ticks time, Decoded shown);
+    Landing SeekKey(Ticks time);
+    double PositionOf(Ticks time) const;
+
+    const std::unique_ptr<StreamDecoder> m_decoder;
+    PlanarConverter m_converter;
+    const double m_rate;
+    const double m_tick;
+    std::optional<Decoded> m_ahead; ///< decoded already, and the next to be given
+    FramePtr m_last;                ///< the frame given last
+};
+
+} // namespace kq::streams

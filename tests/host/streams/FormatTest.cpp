@@ -1,0 +1,137 @@
+// Pictures: what they look like and what is said about them.
+#include "StreamTest.h"
+
+#include <array>
+#include <cstdio>
+#include <memory>
+
+namespace kq::streams::test {
+namespace {
+
+/// What the ffmpeg command line tool makes of a clip: all its pictures as planar 4:2:0.
+std::string ReferencePixels(const std::string& clip) {
+    const std::string command = "ffmpeg -nostdin -v quiet -i '" + Clip(clip) +
+                                "' -map 0:v -vsync passthrough -pix_fmt yuv420p -f rawvideo -";
+    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
+    std::string pixels;
+    std::array<char, 65536> buffer;
+    while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), pipe.get()))
+        pixels.append(buffer.data(), count);
+    return pixels;
+}
+
+TEST(Pictures, AreThoseOfTheCommandLineTool) {
+    for (const char* clip :
+         {"bframes.mp4", "opengop.mp4", "editlist.mp4", "rotated.mp4", "program.mpg", "theora.ogg"}) {
+        OpenedFile file(Clip(clip));
+        std::string pixels;
+        while (const MEDIA_FRAME* frame = file.Video().GetCurrentFrame()) {
+            pixels += PixelsOf(*frame);
+            file.Video().NextFrame();
+        }
+        EXPECT_TRUE(pixels == ReferencePixels(clip)) << clip;
+    }
+}
+
+TEST(Pictures, OfDecodersAreNotCopied) {
+    OpenedFile file(Clip("bframes.mp4"));
+    const MEDIA_FRAME* frame = file.Video().GetCurrentFrame();
+    EXPECT_EQ(frame->nKind, KQ_PICTURE_PLANAR_YUV);
+    EXPECT_GT(frame->image.nPitchY, frame->image.nWidth) << "the decoder pads its rows";
+    EXPECT_EQ(frame->image.pA, nullptr);
+}
+
+struct ColourCase {
+    const char* clip;
+    int width, height;
+    int y, u, v;
+};
+
+TEST(Pictures, OfAnyKindBecomeVideoRangePlanes) {
+    const ColourCase cases[] = {
+        {"one.mkv", 1, 1, 81, 90, 240},
+        {"odd.mkv", 3, 5, 41, 240, 110},
+        {"still-rgb24.png", 31, 17, 235, 128, 128},
+        {"still-rgba.png", 31, 17, 235, 128, 128},
+        {"still-gray.png", 31, 17, 235, 128, 128},
+        {"still-pal8.png", 31, 17, 235, 128, 128},
+        {"still.jpg", 32, 16, 235, 128, 128},
+        {"fullrange.avi", 96, 64, 235, 128, 128},
+    };
+    for (const ColourCase& expected : cases) {
+        OpenedFile file(Clip(expected.clip));
+        const MEDIA_FRAME* frame = file.Video().GetCurrentFrame();
+        ASSERT_NE(frame, nullptr) << expected.clip;
+        const tagYUVImage& image = frame->image;
+        EXPECT_EQ(image.nWidth, expected.width) << expected.clip;
+        EXPECT_EQ(image.nHeight, expected.height) << expected.clip;
+        const std::string pixels = PixelsOf(*frame);
+        const auto luma = static_cast<std::size_t>(expected.width * expected.height);
+        for (std::size_t i = 0; i < luma; ++i)
+            EXPECT_NEAR(static_cast<std::uint8_t>(pixels[i]), expected.y, 1) << expected.clip;
+        const std::size_t chroma = (pixels.size() - luma) / 2;
+        for (std::size_t i = 0; i < chroma; ++i) {
+            EXPECT_NEAR(static_cast<std::uint8_t>(pixels[luma + i]), expected.u, 1) << expected.clip;
+            EXPECT_NEAR(static_cast<std::uint8_t>(pixels[luma + chroma + i]), expected.v, 1) << expected.clip;
+        }
+    }
+}
+
+TEST(Pictures, MayChangeTheirSizeOnTheWay) {
+    OpenedFile file(Clip("changing.ts"));
+    int small = 0;
+    int large = 0;
+    while (const MEDIA_FRAME* frame = file.Video().GetCurrentFrame()) {
+        small += frame->image.nWidth == 64 && frame->image.nHeight == 48 ? 1 : 0;
+        large += frame->image.nWidth == 96 && frame->image.nHeight == 80 ? 1 : 0;
+        EXPECT_EQ(static_cast<int>(PixelsOf(*frame).size()),
+                  frame->image.nWidth * frame->image.nHeight * 3 / 2);
+        file.Video().NextFrame();
+    }
+    EXPECT_GE(small, 24);
+    EXPECT_GE(large, 24);
+}
+
+struct FactsCase {
+    const char* clip;
+    const char* codec;
+    int width, height;
+    double rate;
+    int frames;
+    int aspectX, aspectY;
+};
+
+TEST(VideoFormats, SayWhatIsShown) {
+    const FactsCase cases[] = {
+        {"bframes.mp4", "h264 (High)", 160, 120, 25, 100, 4, 3},
+        {"anamorphic.mp4", "h264 (High)", 96, 64, 25, 50, 2, 1},
+        {"rotated.mp4", "h264 (High)", 120, 160, 25, 100, 3, 4},
+        {"opengop.ts", "h264 (High)", 160, 120, 25, 100, 4, 3},
+        {"matroska.mkv", "h264 (High)", 160, 120, 25, 100, 4, 3},
+        {"program.mpg", "mpeg2video (Main)", 160, 120, 25, 100, 4, 3},
+        {"vfr.mkv", "h264 (High)", 160, 120, 25, 100, 4, 3},
+        {"still-rgb24.png", "png", 31, 17, 25, 1, 31, 17},
+    };
+    for (const FactsCase& expected : cases) {
+        OpenedFile file(Clip(expected.clip));
+        const VIDEO_STREAM_INFO format = VideoFormat(file.Video());
+        EXPECT_EQ(format.nWidth, expected.width) << expected.clip;
+        EXPECT_EQ(format.nHeight, expected.height) << expected.clip;
+        EXPECT_DOUBLE_EQ(format.dFrameRate, expected.rate) << expected.clip;
+        EXPECT_EQ(format.nFrameCount, expected.frames) << expected.clip;
+        EXPECT_EQ(format.nAspectX, expected.aspectX) << expected.clip;
+        EXPECT_EQ(format.nAspectY, expected.aspectY) << expected.clip;
+        const MediaFacts& facts = file.File().facts;
+        EXPECT_EQ(facts.videoCodec, expected.codec) << expected.clip;
+        EXPECT_NEAR(facts.duration, expected.frames / expected.rate, 0.05) << expected.clip;
+    }
+}
+
+TEST(VideoFormats, CoverPicturesAreNoVideo) {
+    OpenedFile file(Clip("cover.mp3"));
+    EXPECT_EQ(file.File().video, nullptr);
+    EXPECT_NE(file.File().audio, nullptr);
+}
+
+} // namespace
+} // namespace kq::streams::test

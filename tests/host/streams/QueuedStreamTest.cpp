@@ -1,0 +1,204 @@
+// The queue between a source of frames and the player, with a source that the test controls.
+#include "host/streams/QueuedStream.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <thread>
+
+namespace kq::streams::test {
+namespace {
+
+constexpr Ticks Step = TicksPerSecond / 10;
+constexpr std::size_t FrameBytes = 100;
+
+/// What the test sees of its source, which the stream owns.
+struct Studio {
+    std::mutex lock;
+    std::condition_variable changed;
+    int frames = 20;    ///< in the whole stream
+    int allowed = 1000; ///< frames that may be made; the source waits for more
+    int made = 0;
+    int seeks = 0;
+    bool cancelled = false;
+    std::atomic<int> alive{0}; ///< frames that have not been destroyed
+
+    void Allow(int count) {
+        const std::lock_guard guard(lock);
+        allowed = count;
+        changed.notify_all();
+    }
+    int Made() {
+        const std::lock_guard guard(lock);
+        return made;
+    }
+    /// Waits until the number of frames made does not change any more.
+    int Settled() {
+        int last = -1;
+        for (int now = Made(); now != last; now = Made()) {
+            last = now;
+            std::this_thread::sleep_for(std::chrono::milliseconds(60));
+        }
+        return last;
+    }
+};
+
+class FakeSource : public FrameSource {
+public:
+    explicit FakeSource(Studio& studio) : m_studio(studio) {}
+
+    FramePtr Next() override {
+        std::unique_lock guard(m_studio.lock);
+        m_studio.changed.wait(guard,
+                              [this] { return m_studio.cancelled || m_studio.made < m_studio.allowed; });
+        if (m_studio.cancelled || m_next >= m_studio.frames)
+            return nullptr;
+        ++m_studio.made;
+        return Make(m_next++);
+    }
+    Landing Seek(Ticks time, bool /*exact*/) override {
+        const std::lock_guard guard(m_studio.lock);
+        ++m_studio.seeks;
+        m_next = std::min(static_cast<int>(time / Step), m_studio.frames - 1);
+        return {true, Make(m_next++)};
+    }
+    bool Reaches(const Frame& frame, Ticks time) const override { return frame.time <= time; }
+    FramePtr From(FramePtr frame, Ticks /*time*/) const override { return frame; }
+    void Notice(const std::string& /*text*/) const override {}
+    void Cancel() override {
+        const std::lock_guard guard(m_studio.lock);
+        m_studio.cancelled = true;
+        m_studio.changed.notify_all();
+    }
+
+private:
+    FramePtr Make(int index) {
+        ++m_studio.alive;
+        const FramePtr frame(new Frame, [alive = &m_studio.alive](Frame* gone) {
+            --*alive;
+            delete gone;
+        });
+        frame->time = frame->record.llPTS = index * Step;
+        frame->position = index;
+        frame->endPosition = index + 1;
+        frame->bytes = FrameBytes;
+        return frame;
+    }
+
+    Studio& m_studio;
+    int m_next = 0;
+};
+
+struct Released {
+    void operator()(IMediaStream* stream) const { stream->Release(); }
+};
+using StreamHandle = std::unique_ptr<IMediaStream, Released>;
+
+StreamHandle Play(Studio& studio, std::size_t queueBytes = 1'000'000) {
+    return StreamHandle(
+        new QueuedStream(std::make_unique<FakeSource>(studio), VIDEO_STREAM_INFO{}, queueBytes));
+}
+
+TEST(FrameQueue, IsBoundedInBytesAndFrames) {
+    const struct {
+        std::size_t bytes;
+        int frames;
+    } cases[] = {{0, 3}, {FrameBytes * 5, 5}, {1'000'000, 32}};
+    for (const auto& expected : cases) {
+        Studio studio;
+        studio.frames = 1000;
+        const auto stream = Play(studio, expected.bytes);
+        EXPECT_EQ(studio.Settled(), expected.frames);
+        stream->NextFrame();
+        EXPECT_EQ(studio.Settled(), expected.frames + 1) << "what was taken is made up for";
+    }
+}
+
+TEST(FrameQueue, GivesTheSameFrameUntilItMoves) {
+    Studio studio;
+    studio.frames = 3;
+    const auto stream = Play(studio);
+    const MEDIA_FRAME* first = stream->GetCurrentFrame();
+    EXPECT_EQ(stream->GetCurrentFrame(), first);
+    EXPECT_EQ(stream->GetFramePosition(), 0);
+    EXPECT_GT(stream->NextFrame(), 0);
+    EXPECT_EQ(stream->GetCurrentFrame()->llPTS, Step);
+    EXPECT_GT(stream->NextFrame(), 0);
+    EXPECT_EQ(stream->NextFrame(), 0);
+    EXPECT_EQ(stream->NextFrame(), 0);
+    EXPECT_EQ(stream->GetCurrentFrame(), nullptr);
+    EXPECT_EQ(stream->GetFramePosition(), 3);
+    EXPECT_DOUBLE_EQ(stream->Seek(0.1, 1), 0.1) << "alive again";
+    EXPECT_EQ(stream->GetCurrentFrame()->llPTS, Step);
+}
+
+TEST(FrameQueue, WaitsForALateDecoder) {
+    Studio studio;
+    studio.frames = 2;
+    studio.allowed = 0;
+    const auto stream = Play(studio);
+    std::thread late([&studio] {
+        for (int count = 1; count <= 3; ++count) { // the third is the end
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            studio.Allow(count);
+        }
+    });
+    EXPECT_NE(stream->GetCurrentFrame(), nullptr);
+    EXPECT_GT(stream->NextFrame(), 0);
+    EXPECT_EQ(stream->NextFrame(), 0);
+    late.join();
+}
+
+TEST(FrameQueue, NearSeeksOnlyDropFrames) {
+    Studio studio;
+    const auto stream = Play(studio, FrameBytes * 10);
+    EXPECT_EQ(studio.Settled(), 10);
+    EXPECT_DOUBLE_EQ(stream->Seek(0.55, 1), 0.5);
+    EXPECT_DOUBLE_EQ(stream->Seek(0.5, 1), 0.5);
+    EXPECT_EQ(studio.seeks, 0);
+    EXPECT_DOUBLE_EQ(stream->Seek(0.4, 1), 0.4) << "gone already";
+    EXPECT_DOUBLE_EQ(stream->Seek(0.4, 0), 0.4) << "only the source knows key frames";
+    EXPECT_EQ(studio.seeks, 2);
+}
+
+TEST(FrameQueue, EndsWhileTheDecoderWaits) {
+    Studio studio;
+    studio.allowed = 1;
+    auto stream = Play(studio);
+    EXPECT_NE(stream->GetCurrentFrame(), nullptr);
+    stream.reset(); // the test hangs here if the thread is not told to end
+    EXPECT_EQ(studio.alive, 0);
+}
+
+TEST(FramePinning, KeepsAFrameForTheThreadThatGotIt) {
+    Studio studio;
+    const auto stream = Play(studio);
+    const MEDIA_FRAME* mine = stream->GetCurrentFrame();
+    std::thread([&stream] {
+        for (int i = 0; i < 10; ++i)
+            stream->NextFrame();
+        stream->Seek(0.3, 1);
+        EXPECT_EQ(stream->GetCurrentFrame()->llPTS, 3 * Step);
+    }).join();
+    EXPECT_EQ(mine->llPTS, 0) << "freed memory under the sanitizers if not kept";
+    const int before = studio.alive;
+    EXPECT_EQ(stream->GetCurrentFrame()->llPTS, 3 * Step);
+    EXPECT_EQ(studio.alive, before - 1) << "let go when the thread comes back";
+}
+
+TEST(FramePinning, IsBounded) {
+    Studio studio;
+    studio.frames = 1000;
+    const auto stream = Play(studio, 0);
+    for (int i = 0; i < 100; ++i) {
+        std::thread([&stream] { stream->GetCurrentFrame(); }).join();
+        stream->NextFrame();
+    }
+    studio.Settled();
+    EXPECT_LE(studio.alive, 32 + 3);
+}
+
+} // namespace
+} // namespace kq::streams::test

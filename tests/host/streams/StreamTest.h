@@ -1,0 +1,131 @@
+/// @file
+/// What the tests of the streams share: opening a clip, and looking at what it gives.
+#pragma once
+
+#include "host/streams/MediaFile.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace kq::streams::test {
+
+/// @return the path of a clip that MakeClips.sh made
+inline std::string Clip(const std::string& name) {
+    return std::string(KQ_CLIPS) + "/" + name;
+}
+
+/// A file that is given back when the test ends, with everything that it wrote to its log.
+class OpenedFile {
+public:
+    explicit OpenedFile(const std::string& path, OpenOptions options = {}) {
+        options.log = [this](const std::string& line) {
+            const std::lock_guard guard(m_lock);
+            m_log += line + "\n";
+        };
+        std::string error;
+        EXPECT_TRUE(OpenMediaFile(path, options, m_file, error)) << error;
+    }
+    ~OpenedFile() { m_file.Release(); }
+    OpenedFile(const OpenedFile&) = delete;
+    OpenedFile& operator=(const OpenedFile&) = delete;
+
+    IMediaStream& Video() const { return *m_file.video; }
+    IMediaStream& Audio() const { return *m_file.audio; }
+    MediaFile& File() { return m_file; }
+    std::string Log() {
+        const std::lock_guard guard(m_lock);
+        return m_log;
+    }
+
+private:
+    std::mutex m_lock;
+    std::string m_log;
+    MediaFile m_file;
+};
+
+/// The picture's planes without the padding of their rows, Y then Cb then Cr.
+inline std::string PixelsOf(const MEDIA_FRAME& frame) {
+    const tagYUVImage& image = frame.image;
+    std::string pixels;
+    const auto append = [&pixels](const std::uint8_t* plane, int pitch, int width, int height) {
+        for (int y = 0; y < height; ++y)
+            pixels.append(reinterpret_cast<const char*>(plane) + static_cast<std::ptrdiff_t>(y) * pitch,
+                          static_cast<std::size_t>(width));
+    };
+    const int chromaWidth = (image.nWidth + 1) / 2;
+    const int chromaHeight = (image.nHeight + 1) / 2;
+    append(image.pY, image.nPitchY, image.nWidth, image.nHeight);
+    append(image.pU, image.nPitchU, chromaWidth, chromaHeight);
+    append(image.pV, image.nPitchV, chromaWidth, chromaHeight);
+    return pixels;
+}
+
+/// One frame as it was given.
+struct Shot {
+    std::int64_t time = -1;
+    double position = -1;
+    std::size_t hash = 0;
+
+    bool operator==(const Shot& other) const {
+        return time == other.time && position == other.position && hash == other.hash;
+    }
+    friend std::ostream& operator<<(std::ostream& out, const Shot& shot) {
+        return out << "frame " << shot.position << " at " << shot.time << " with " << shot.hash;
+    }
+};
+
+/// @return the current frame, an empty shot at the end
+inline Shot Look(IMediaStream& stream) {
+    const MEDIA_FRAME* frame = stream.GetCurrentFrame();
+    if (frame == nullptr)
+        return {};
+    return {frame->llPTS, stream.GetFramePosition(), std::hash<std::string>()(PixelsOf(*frame))};
+}
+
+/// @return all frames from the current one to the end
+inline std::vector<Shot> PlayThrough(IMediaStream& stream) {
+    std::vector<Shot> shots;
+    for (Shot shot = Look(stream); shot.time >= 0; shot = Look(stream)) {
+        shots.push_back(shot);
+        stream.NextFrame();
+    }
+    return shots;
+}
+
+/// @return all sound from the current chunk to the end, and in @p times the chunks' stamps
+inline std::vector<std::int16_t> Listen(IMediaStream& stream, std::vector<std::int64_t>* times = nullptr) {
+    std::vector<std::int16_t> sound;
+    while (const MEDIA_FRAME* frame = stream.GetCurrentFrame()) {
+        const auto* samples = reinterpret_cast<const std::int16_t*>(frame->image.pU);
+        sound.insert(sound.end(), samples, samples + frame->image.nAudioLength / 2);
+        if (times != nullptr)
+            times->push_back(frame->llPTS);
+        stream.NextFrame();
+    }
+    return sound;
+}
+
+inline VIDEO_STREAM_INFO VideoFormat(IMediaStream& stream) {
+    IStreamInfo* info = nullptr;
+    EXPECT_EQ(stream.GetStreamInfo(&info), 0);
+    const VIDEO_STREAM_INFO format = *info->GetVideoFormat();
+    EXPECT_EQ(info->GetAudioFormat(), nullptr);
+    info->Release();
+    return format;
+}
+
+inline AUDIO_STREAM_INFO AudioFormat(IMediaStream& stream) {
+    IStreamInfo* info = nullptr;
+    EXPECT_EQ(stream.GetStreamInfo(&info), 0);
+    const AUDIO_STREAM_INFO format = *info->GetAudioFormat();
+    EXPECT_EQ(info->GetVideoFormat(), nullptr);
+    info->Release();
+    return format;
+}
+
+} // namespace kq::streams::test

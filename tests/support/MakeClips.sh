@@ -1,0 +1,75 @@
+#!/bin/sh
+# Makes the clips that the tests of the streams play, with the ffmpeg command line tool.
+# Usage: MakeClips.sh FOLDER. A folder that holds them already is left alone.
+set -eu
+
+folder=$1
+stamp=$(cksum <"$0")
+if [ "$(cat "$folder/made" 2>/dev/null || true)" = "$stamp" ]; then
+    exit 0
+fi
+command -v ffmpeg >/dev/null || { echo "the tests of the streams need the ffmpeg command line tool" >&2; exit 1; }
+mkdir -p "$folder"
+cd "$folder"
+rm -f made
+
+make_clip() { # options… output
+    ffmpeg -nostdin -hide_banner -loglevel error -y "$@"
+}
+
+pictures='testsrc2=size=160x120:rate=25:duration=4'
+short='testsrc2=size=96x64:rate=25:duration=2'
+tone='sine=frequency=440:sample_rate=44100:duration=4'
+sound='-c:a aac -aac_pns 0'
+x264='-c:v libx264 -preset veryfast -pix_fmt yuv420p'
+
+make_clip -f lavfi -i "$pictures" -f lavfi -i "$tone" $x264 -x264-params bframes=3:b-adapt=0:keyint=250:scenecut=0 \
+    $sound bframes.mp4
+make_clip -i bframes.mp4 -c copy matroska.mkv
+make_clip -i bframes.mp4 -c copy flash.flv
+make_clip -ss 0.7 -i bframes.mp4 -c copy editlist.mp4
+make_clip -i bframes.mp4 -c:v copy -bsf:v h264_mp4toannexb -an plain.h264
+make_clip -i bframes.mp4 -c copy -metadata:s:v rotate=90 -an rotated.mp4
+make_clip -f lavfi -i "$pictures" $x264 -x264-params open-gop=1:bframes=3:b-adapt=0:keyint=24:scenecut=0 opengop.mp4
+make_clip -i opengop.mp4 -c copy -output_ts_offset 3600 opengop.ts
+make_clip -f lavfi -i "$short" -c:v libx265 -preset ultrafast -x265-params log-level=error:open-gop=1:keyint=12 \
+    -pix_fmt yuv420p hevc.mp4
+make_clip -f lavfi -i "$pictures" -f lavfi -i "$tone" -c:v mpeg2video -g 12 -bf 2 -c:a mp2 -b:a 128k program.mpg
+make_clip -f lavfi -i "$short" -f lavfi -i "$tone" -c:v mpeg4 -g 30 -bf 0 -shortest -c:a ac3 -b:a 128k packets.avi
+make_clip -f lavfi -i "$short" -f lavfi -i "$tone" -c:v libtheora -g 20 -shortest -c:a libvorbis theora.ogg
+make_clip -f lavfi -i "$short" -f lavfi -i "$tone" -c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 20 -c:a libopus \
+    -shortest vp9.webm
+make_clip -f lavfi -i "$pictures" -vf "select='not(mod(n,3))+not(mod(n,7))'" -vsync vfr $x264 \
+    -x264-params keyint=250:bframes=2 vfr.mkv
+make_clip -i bframes.mp4 -itsoffset 1 -i bframes.mp4 -map 0:v -map 1:a -c copy latesound.mkv
+make_clip -f lavfi -i "$pictures" -f lavfi -i 'sine=sample_rate=48000:duration=2' $x264 -c:a flac shortsound.mkv
+
+make_clip -f lavfi -i "$short" -pix_fmt yuv422p10 -c:v ffv1 deep422.mkv
+make_clip -f lavfi -i 'color=white:size=96x64:rate=25:duration=1' -pix_fmt yuvj420p -c:v mjpeg fullrange.avi
+make_clip -f lavfi -i 'color=red:size=1x1:rate=5:duration=1,format=gbrp' -c:v ffv1 one.mkv
+make_clip -f lavfi -i 'color=blue:size=3x5:rate=5:duration=1,format=yuv444p' -c:v ffv1 odd.mkv
+for format in rgb24 rgba gray; do
+    make_clip -f lavfi -i 'color=white:size=31x17:rate=1:duration=1,format=rgb24' -frames:v 1 -pix_fmt $format still-$format.png
+done
+make_clip -i still-rgb24.png -vf 'split[a][b];[a]palettegen[p];[b][p]paletteuse' -pix_fmt pal8 still-pal8.png
+make_clip -f lavfi -i 'color=white:size=32x16:rate=1:duration=1' -frames:v 1 -pix_fmt yuvj444p still.jpg
+make_clip -f lavfi -i "$short" -vf setsar=4/3 $x264 anamorphic.mp4
+make_clip -f lavfi -i 'color=red:size=64x48:rate=25:duration=1' -pix_fmt yuv420p -f mpegts -c:v mpeg2video part1.ts
+make_clip -f lavfi -i 'color=red:size=96x80:rate=25:duration=1' -pix_fmt yuv420p -f mpegts -output_ts_offset 1 \
+    -c:v mpeg2video part2.ts
+cat part1.ts part2.ts >changing.ts
+rm part1.ts part2.ts
+
+for layout in mono stereo quad 5.1 6.1 7.1 3.0 5.0; do
+    make_clip -f lavfi -i "anoisesrc=sample_rate=48000:duration=1:seed=7,aformat=channel_layouts=$layout" \
+        -c:a pcm_s16le sound-$layout.wav
+done
+# One tone for each channel, so that the order of channels can be told.
+make_clip -f lavfi -i "aevalsrc='0.1|0.2|0.3|0.4|0.5|0.6':channel_layout=5.1:sample_rate=48000:duration=1" \
+    -c:a flac order.flac
+make_clip -f lavfi -i 'sine=frequency=440:sample_rate=48000:duration=4' -c:a libvorbis tone.ogg
+make_clip -f lavfi -i 'anoisesrc=sample_rate=44100:duration=4:seed=3' -c:a flac noise.flac
+make_clip -f lavfi -i "$tone" -f lavfi -i "$short" -map 0 -map 1 -frames:v 1 -c:v png -disposition:v attached_pic \
+    -c:a libmp3lame cover.mp3
+
+echo "$stamp" >made
