@@ -3,6 +3,7 @@
 #include <poll.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 
@@ -29,7 +30,8 @@ void DisplaySize(IMediaStream* video, int& width, int& height) {
     width = std::abs(format->nWidth);
     height = std::abs(format->nHeight);
     if (format->nAspectX > 0 && format->nAspectY > 0)
-        width = static_cast<int>(static_cast<double>(height) * format->nAspectX / format->nAspectY + 0.5);
+        width =
+            static_cast<int>(std::lround(static_cast<double>(height) * format->nAspectX / format->nAspectY));
 }
 
 void HandOverPicture(void*, int view, int width, int height, const unsigned char* pixels, void* monitor) {
