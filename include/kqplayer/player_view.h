@@ -1,8 +1,13 @@
 /// @file
 /// The view library, PlayerView.so: the functions that the component looks up in it by name.
-/// A host may put its own library of that name beside its executable: the first twelve functions are required.
+/// A host may put its own library of that name beside its executable: the first twelve functions are
+/// required.
 ///
-/// One handle is one view. Functions may be called from any thread; calls on one view are serialised.
+/// One handle is one view. Functions may be called from any thread; calls on one view are serialised. Those
+/// that return an int return 1, or 0 when the handle is null or an argument cannot be used.
+///
+/// A view draws by itself when its window is uncovered or resized. When somebody else destroys the window,
+/// usually along with its parent, or when the display goes away, the view goes on as an off-screen view.
 #pragma once
 
 #include "export.h"
@@ -17,24 +22,29 @@
 KQ_EXTERN_C void* PVCreatePlayerView(void* pParent, VRECT* pRect);
 /// Destroys the view and its window. Returns when its event thread has ended.
 KQ_EXTERN_C void PVDestroyPlayerView(void* pView);
-KQ_EXTERN_C int PVSetCropMode(void* pView, unsigned int nMode); ///< 0: off, otherwise the crop rectangle is used
-KQ_EXTERN_C int PVSetMaskMode(void* pView, unsigned int nMode); ///< stored; no mask is drawn
-KQ_EXTERN_C int PVSetCallbackWnd(void* pView, void* pWindow);   ///< stored
+KQ_EXTERN_C int PVSetCropMode(void* pView,
+                              unsigned int nMode); ///< 0: off, otherwise the crop rectangle is used
+KQ_EXTERN_C int PVSetMaskMode(void* pView, unsigned int nMode); ///< accepted; no mask is drawn
+KQ_EXTERN_C int PVSetCallbackWnd(void* pView, void* pWindow);   ///< accepted; views call nobody back
 KQ_EXTERN_C int PVSetCropRect(void* pView, tagRECT* pRect);     ///< source pixels; null: the whole picture
 KQ_EXTERN_C int PVGetCropRect(void* pView, tagRECT* pRect);
 KQ_EXTERN_C int PVSetDisplayResizeMode(void* pView, IMAGE_RESIZE_METHOD eMethod);
 /// @param x,y display aspect ratio of the source; a part of 0 or less: square pixels
 KQ_EXTERN_C void PVSetDisplayScale(void* pView, int x, int y);
 KQ_EXTERN_C int PVUpdate(void* pView); ///< draws the last picture again
+/// @return the X11 window id of the view's window as a pointer-sized value; null for an off-screen view, and
+/// once
+///         somebody else has destroyed the window
 KQ_EXTERN_C void* PVGetHwnd(void* pView);
-/// Shows a picture. The pixels (B, G, R, 255, top-down, rows of 4 * width bytes) are copied or drawn before the
-/// call returns.
+/// Shows a picture. The pixels (B, G, R, 255, top-down, rows of 4 * width bytes) are copied or drawn before
+/// the call returns. A picture without pixels or with a side outside 1 to 16384 is ignored.
 KQ_EXTERN_C void PVShowRGB32Image(void* pView, int nWidth, int nHeight, unsigned char* pPixels);
 
 /// Receives every picture handed to a view, on the thread that shows it, before it is drawn.
+/// It may not show pictures, make or destroy views, or set sinks.
 /// @param nView number of the view in order of creation within the process, from 0
 typedef void (*PVPictureSink)(void* pView, int nView, int nWidth, int nHeight, const unsigned char* pPixels,
                               void* pUserData);
-/// Installs a sink for one view, or with a null handle for all views, present and future. A null sink removes it.
-/// When the call returns, the sink before it is no longer running and never runs again.
+/// Installs a sink for one view, or with a null handle for all views, present and future. A null sink removes
+/// it. When the call returns, the sink before it is no longer running and never runs again.
 KQ_EXTERN_C void PVSetPictureSink(void* pView, PVPictureSink pfnSink, void* pUserData);

@@ -1,0 +1,114 @@
+#include "Measured.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <stdexcept>
+
+namespace fs = std::filesystem;
+
+namespace bench {
+namespace {
+
+fs::path OwnFolder() {
+    return fs::read_symlink("/proc/self/exe").parent_path();
+}
+
+double Now() {
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
+
+double Seconds(const timeval& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+}
+
+[[noreturn]] void Become(const std::vector<std::string>& command) {
+    const int nowhere = open("/dev/null", O_RDWR);
+    for (int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        dup2(nowhere, fd);
+    std::vector<char*> arguments;
+    for (const std::string& word : command)
+        arguments.push_back(const_cast<char*>(word.c_str()));
+    arguments.push_back(nullptr);
+    execvp(arguments[0], arguments.data());
+    _exit(127);
+}
+
+int g_screen = STDOUT_FILENO;
+
+} // namespace
+
+void PrintTo(int fd) {
+    g_screen = fd;
+}
+
+void Print(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    vdprintf(g_screen, format, arguments);
+    va_end(arguments);
+}
+
+Usage Run(const std::vector<std::string>& command) {
+    Usage usage;
+    const double start = Now();
+    const pid_t child = fork();
+    if (child == 0)
+        Become(command);
+    int status = 0;
+    rusage resources = {};
+    if (child < 0 || wait4(child, &status, 0, &resources) != child)
+        return usage;
+    usage.ran = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    usage.elapsed = Now() - start;
+    usage.processor = Seconds(resources.ru_utime) + Seconds(resources.ru_stime);
+    usage.peak = static_cast<double>(resources.ru_maxrss) / 1024;
+    return usage;
+}
+
+bool IsInstalled(const std::string& program) {
+    return Run({program, "--version"}).ran || Run({program, "-version"}).ran;
+}
+
+std::string Kqplay() {
+    return (OwnFolder() / "kqplay").string();
+}
+
+std::string Scratch(const std::string& name) {
+    const fs::path folder = OwnFolder().parent_path() / "clips" / "bench";
+    fs::create_directories(folder);
+    return (folder / name).string();
+}
+
+std::string MakeClip(const std::string& name, const std::vector<std::string>& options) {
+    const std::string clip = Scratch(name);
+    if (fs::exists(clip))
+        return clip;
+    const std::string unfinished = Scratch("new-" + name);
+    std::vector<std::string> command = {"ffmpeg", "-v", "error", "-nostdin", "-y"};
+    command.insert(command.end(), options.begin(), options.end());
+    command.push_back(unfinished);
+    if (!Run(command).ran)
+        throw std::runtime_error("ffmpeg could not make " + name);
+    fs::rename(unfinished, clip);
+    return clip;
+}
+
+double Percentile(std::vector<double> values, double share) {
+    if (values.empty())
+        return 0;
+    std::sort(values.begin(), values.end());
+    return values[static_cast<std::size_t>(share * static_cast<double>(values.size() - 1) + 0.5)];
+}
+
+} // namespace bench

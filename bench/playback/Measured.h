@@ -1,0 +1,47 @@
+/// @file
+/// What the measurements share: clips, programs that are run and measured, and percentiles.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace bench {
+
+/// What a program used.
+struct Usage {
+    bool ran = false;     ///< it was there, and ended with status 0
+    double processor = 0; ///< seconds, user and system
+    double elapsed = 0;   ///< seconds
+    double peak = 0;      ///< largest resident size, in megabytes
+};
+
+/// Runs a program to its end, its output thrown away.
+Usage Run(const std::vector<std::string>& command);
+
+/// @return true when a program of that name can be run
+bool IsInstalled(const std::string& program);
+
+/// @return path of kqplay, which lies beside this program
+std::string Kqplay();
+
+/// Makes a clip with FFmpeg unless it is there already. @return its path
+/// @throw std::runtime_error when FFmpeg fails
+std::string MakeClip(const std::string& name, const std::vector<std::string>& options);
+
+/// @return a path for a file that a measurement writes
+std::string Scratch(const std::string& name);
+
+/// @param share 0 for the smallest to 1 for the largest value
+double Percentile(std::vector<double> values, double share);
+
+/// Writes to the standard output that the program was started with; what the component prints goes elsewhere.
+__attribute__((format(printf, 1, 2))) void Print(const char* format, ...);
+/// @param fd that standard output
+void PrintTo(int fd);
+
+// The measurements. Each prints its table.
+void MeasurePacing();
+void MeasureFlashAndBeep();
+void MeasureProcessorTime();
+
+} // namespace bench

@@ -1,0 +1,47 @@
+/// @file
+/// The command line.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace kqplay {
+
+/// Exit statuses of the program.
+enum ExitStatus : int {
+    ExitPlayed = 0, ///< played to the end, or quit
+    ExitFailed = 1, ///< the file, or something it needs, cannot be opened or played
+    ExitUsage = 2,  ///< the command line is wrong
+};
+
+/// Where sound goes.
+enum class AudioTarget {
+    Off,  ///< the audio stream is not opened; pictures follow the wall clock
+    Auto, ///< the default device
+    Null, ///< a device without a sound that runs in real time
+    Wav,  ///< a file
+};
+
+/// What the user asked for.
+struct Options {
+    std::string file;
+    double start = 0;             ///< seconds
+    std::optional<double> length; ///< seconds; none: up to the end
+    bool loop = false;
+    bool video = true;
+    bool headless = false;
+    AudioTarget audio = AudioTarget::Auto;
+    std::string wavPath; ///< with AudioTarget::Wav
+    int volume = 100;    ///< percent
+    bool mute = false;
+    std::string trace; ///< path, or empty
+    bool traceHash = false;
+    std::string log; ///< path, or empty
+    bool verbose = false;
+};
+
+/// Reads the command line. Help, version and usage errors are printed here.
+/// @return the exit status with which the program is to end now, or none to go on
+std::optional<int> ParseOptions(int argc, const char* const* argv, Options& options);
+
+} // namespace kqplay

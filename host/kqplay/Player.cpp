@@ -1,0 +1,77 @@
+#include "Player.h"
+
+namespace kqplay {
+namespace {
+
+/// The reference number is 1 with any number of views but two: the view of this mode paces playback.
+constexpr int referenceMode = 1;
+
+/// A range that no file fills. The run ends with its streams, whatever the length that a container claims.
+constexpr double upToTheEnd = 1e9;
+
+} // namespace
+
+void Player::Close() {
+    if (m_player)
+        m_player->Stop();
+    m_view.Reset();
+    m_views.Reset();
+    m_audioInput.Reset();
+    m_player.Reset();
+}
+
+bool Player::Create(PlayerListener& listener, std::string& error) {
+    ComPtr<IClassFactory> factory;
+    void** out = reinterpret_cast<void**>(factory.Out());
+    std::int32_t result = DllGetClassObject(CLSID_CMediaPlayer, IID_IClassFactory, out);
+    if (result == kq::Ok)
+        result = factory->CreateInstance(nullptr, IID_IMediaPlayer, reinterpret_cast<void**>(m_player.Out()));
+    if (result == kq::Ok)
+        result = m_player->QueryInterface(IID_IAudioInput, reinterpret_cast<void**>(m_audioInput.Out()));
+    if (result == kq::Ok)
+        result = m_player->GetPlayerViewMgr(m_views.Out());
+    if (result != kq::Ok) {
+        error = result == kq::OutOfMemory ? "no memory for a player" : "the component gives no player";
+        return false;
+    }
+    m_player->SetCallBack(OnNotify, &listener);
+    return true;
+}
+
+bool Player::CreateView(void* parent, int width, int height) {
+    m_view = ComPtr<IPlayerView>(m_views->CreatePlayView(parent, tagRECT{0, 0, width, height}));
+    return static_cast<bool>(m_view);
+}
+
+bool Player::SetVideo(IMediaStream* video) {
+    return m_view->SetVideoInput(referenceMode, video) == kq::Ok;
+}
+
+void Player::SetAudio(IMediaStream* audio) {
+    m_audioInput->SetAudioInput(audio);
+}
+
+void Player::SetRange(double begin, std::optional<double> length) {
+    m_player->SetPlayTime(begin, length.value_or(upToTheEnd));
+}
+
+bool Player::Play() {
+    return m_player->Play() == kq::Ok;
+}
+
+void* Player::OffScreen() {
+    return reinterpret_cast<void*>(std::uintptr_t{1});
+}
+
+long Player::OnNotify(void* userData, unsigned int message, unsigned int what, unsigned int argument) {
+    auto* listener = static_cast<PlayerListener*>(userData);
+    if (message != PLAYER_NOTIFY)
+        return 0;
+    if (what == KQ_NOTIFY_POSITION)
+        listener->OnPosition(KQPlayedTime(argument));
+    else if (what == KQ_NOTIFY_END)
+        listener->OnEnd();
+    return 0;
+}
+
+} // namespace kqplay

@@ -1,0 +1,76 @@
+#include "ProgressLine.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+namespace kqplay {
+namespace {
+
+constexpr const char* clearLine = "\r\033[K";
+
+std::size_t Columns(int screen) {
+    winsize size = {};
+    if (ioctl(screen, TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
+        return 80;
+    return size.ws_col;
+}
+
+} // namespace
+
+std::string FormatTime(double seconds) {
+    const auto hundredths = static_cast<long long>(std::floor(std::max(0.0, seconds) * 100 + 0.5));
+    const int rest = static_cast<int>(hundredths % 6000);
+    const long long minutes = hundredths / 6000;
+    char text[48];
+    if (minutes < 60)
+        std::snprintf(text, sizeof text, "%lld:%02d.%02d", minutes, rest / 100, rest % 100);
+    else
+        std::snprintf(text, sizeof text, "%lld:%02lld:%02d.%02d", minutes / 60, minutes % 60, rest / 100,
+                      rest % 100);
+    return text;
+}
+
+std::string FormatProgress(const Progress& progress) {
+    std::string text = std::string(progress.state) + "  " + FormatTime(progress.position);
+    if (progress.length > 0)
+        text += " / " + FormatTime(progress.length);
+    if (progress.late)
+        text +=
+            "  " + std::to_string(*progress.late) + (*progress.late == 1 ? " late frame" : " late frames");
+    return text;
+}
+
+ProgressLine::ProgressLine(int screen, bool busy) : m_screen(screen), m_live(!busy && isatty(screen) != 0) {}
+
+void ProgressLine::Show(const Progress& progress) {
+    if (!m_live)
+        return;
+    std::string text = FormatProgress(progress).substr(0, Columns(m_screen) - 1);
+    if (text == m_shown)
+        return;
+    Write("\r" + text + "\033[K"); // text first, then the rest of the line: nothing flickers
+    m_shown = std::move(text);
+}
+
+void ProgressLine::Clear() {
+    if (!m_shown.empty())
+        Write(clearLine);
+    m_shown.clear();
+}
+
+void ProgressLine::Finish(const Progress& progress) {
+    Clear();
+    Write(FormatProgress(progress) + "\n");
+}
+
+void ProgressLine::Write(const std::string& text) const {
+    // A terminal that takes no more is no reason to stop playing.
+    if (write(m_screen, text.data(), text.size()) < 0)
+        return;
+}
+
+} // namespace kqplay

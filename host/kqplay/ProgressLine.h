@@ -1,0 +1,44 @@
+/// @file
+/// The one line that tells how play goes on.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace kqplay {
+
+/// What the line shows.
+struct Progress {
+    const char* state = "";  ///< "playing", "paused", "stopped"
+    double position = 0;     ///< seconds in the file
+    double length = 0;       ///< seconds; 0 for unknown
+    std::optional<int> late; ///< frames that came late; none when nobody counts
+};
+
+/// Draws the line in place on a terminal; elsewhere only the last line is written.
+class ProgressLine {
+public:
+    /// @param screen descriptor to write to; it stays the caller's
+    /// @param busy other lines come all the time, so that only the last one is written
+    ProgressLine(int screen, bool busy);
+    /// Draws the line again if it has changed.
+    void Show(const Progress& progress);
+    /// Removes the line, so that something else can be written.
+    void Clear();
+    /// Writes the last line, which stays.
+    void Finish(const Progress& progress);
+
+private:
+    void Write(const std::string& text) const;
+
+    int m_screen;
+    bool m_live;
+    std::string m_shown;
+};
+
+/// @return "1:02.50", "1:00:02.50" from an hour on
+std::string FormatTime(double seconds);
+/// @return "playing  0:01.20 / 0:08.00  2 late frames"
+std::string FormatProgress(const Progress& progress);
+
+} // namespace kqplay

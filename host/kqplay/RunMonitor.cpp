@@ -1,0 +1,94 @@
+#include "RunMonitor.h"
+
+#include <sys/eventfd.h>
+
+namespace kqplay {
+
+RunMonitor::RunMonitor(Player& player, TraceWriter& trace, double clockStep)
+    : m_player(player), m_trace(trace), m_wake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)), m_late(clockStep) {}
+
+bool RunMonitor::Begin(bool loop) {
+    {
+        const std::lock_guard guard(m_lock);
+        m_loop = loop;
+        ++m_runs;
+    }
+    m_late.Restart();
+    const bool started = m_player.Play();
+    TraceState();
+    if (!started) {
+        const std::lock_guard guard(m_lock);
+        --m_runs;
+    }
+    return started;
+}
+
+void RunMonitor::Pause() {
+    m_late.Restart();
+    m_player.Pause();
+    TraceState();
+}
+
+void RunMonitor::Resume() {
+    m_late.Restart(); // entering the pause gave a position too
+    m_player.Play();
+    TraceState();
+}
+
+void RunMonitor::Halt() {
+    {
+        // A round of a loop that is just being started has started when the lock is ours.
+        const std::lock_guard guard(m_lock);
+        m_loop = false;
+        if (m_runs == 0)
+            return;
+    }
+    m_player.Stop();
+    TraceState();
+    std::unique_lock guard(m_lock);
+    m_ended.wait(guard, [this] { return m_runs == 0; });
+}
+
+bool RunMonitor::IsRunning() {
+    const std::lock_guard guard(m_lock);
+    return m_runs > 0;
+}
+
+void RunMonitor::ClearWake() {
+    eventfd_t ignored;
+    eventfd_read(m_wake.Get(), &ignored);
+}
+
+void RunMonitor::OnPicture(int view, int width, int height, const unsigned char* pixels) {
+    m_trace.Picture(view, width, height, pixels);
+    m_pictureCame = true;
+}
+
+void RunMonitor::OnPosition(double seconds) {
+    m_position = seconds;
+    if (m_pictureCame.exchange(false))
+        m_late.Frame(static_cast<double>(MonotonicMicroseconds()) / 1e6, seconds);
+    m_trace.Position(seconds);
+}
+
+void RunMonitor::OnEnd() {
+    TraceState();
+    m_trace.End();
+    const std::lock_guard guard(m_lock); // to the very end: Halt() may destroy us once it is released
+    --m_runs;
+    if (m_loop) {
+        m_late.Restart();
+        if (m_player.Play())
+            ++m_runs;
+        TraceState();
+    }
+    eventfd_write(m_wake.Get(), 1);
+    m_ended.notify_all();
+}
+
+void RunMonitor::TraceState() {
+    if (m_trace.IsOpen())
+        m_trace.State(m_player.Activity());
+}
+
+} // namespace kqplay

@@ -1,0 +1,88 @@
+/// @file
+/// One run of the program: a file, a player, and everything that watches and drives it.
+#pragma once
+
+#include "AudioOutput.h"
+#include "ComponentOutput.h"
+#include "Options.h"
+#include "Player.h"
+#include "ProgressLine.h"
+#include "RunMonitor.h"
+#include "SignalInbox.h"
+#include "Terminal.h"
+#include "TraceWriter.h"
+#include "VideoWindow.h"
+#include "ViewLibrary.h"
+
+#include <streams/MediaFile.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace kqplay {
+
+/// Everything between the command line and the exit status, on the main thread.
+class Session {
+public:
+    explicit Session(const Options& options) : m_options(options) {}
+    ~Session();
+
+    /// Plays. @return the exit status; errors have been printed
+    int Run();
+
+private:
+    enum class Transport { Playing, Paused, Stopped };
+
+    // Setting up, in this order. Each step prints its error and returns false.
+    bool OpenLogAndTrace();
+    bool OpenFile();
+    bool OpenSound();
+    bool OpenPlayer();
+    bool OpenView();
+
+    // The event loop and its steps.
+    int Loop();
+    void Wait();
+    void TakeSignals();
+    void TakeCommands();
+    void TakeEnd();
+    void WatchSoundDevice();
+    void ShowProgress();
+
+    // What the steps do.
+    void Obey(Command command);
+    void Start(double begin);
+    void TogglePause();
+    void Stop();
+    void Leave(ExitStatus status, const char* ending);
+    void GoOnWithoutSound();
+
+    void* OpenWindow(int& width, int& height);
+    Progress CurrentProgress(const char* state) const;
+    bool Fail(const std::string& reason);
+    bool FailFile(const std::string& reason) { return Fail(m_options.file + ": " + reason); }
+    void Notice(const std::string& text) { Fail(text); }
+
+    const Options m_options;
+    SignalInbox m_signals; ///< before anything that starts a thread
+    ComponentOutput m_output;
+    TraceWriter m_trace;
+    kq::streams::MediaFile m_file;
+    AudioOutput m_sound;
+    std::unique_ptr<VideoWindow> m_window;
+    ViewLibrary m_viewLibrary;
+    Player m_player; ///< goes before the window that its view lives in, and before the sound device
+    std::optional<RunMonitor> m_monitor;
+    std::optional<ProgressLine> m_progress;
+    std::optional<Terminal> m_terminal;
+
+    Transport m_transport = Transport::Stopped;
+    double m_rangeBegin = 0; ///< seconds in the file
+    bool m_showsLate = false;
+    bool m_keysTyped = false;
+    const char* m_ending = nullptr; ///< how it ended, once it has
+    ExitStatus m_status = ExitPlayed;
+};
+
+} // namespace kqplay

@@ -1,0 +1,115 @@
+#include "AtomicFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+std::string temporaryNameBeside(const std::string& path) {
+    static std::atomic<unsigned> counter = 0;
+    const std::string folder = path.substr(0, path.rfind('/') + 1); // empty for a plain name
+    char name[64];
+    std::snprintf(name, sizeof(name), ".kqimage-%d-%u.tmp", static_cast<int>(getpid()), counter++);
+    return folder + name;
+}
+
+} // namespace
+
+AtomicFile::AtomicFile(const std::string& path) : m_path(path) {
+    m_buffer.reserve(BufferBytes);
+    if (mayReplace()) {
+        open();
+    }
+}
+
+AtomicFile::~AtomicFile() {
+    if (m_fd >= 0) {
+        close(m_fd);
+    }
+    if (!m_temporary.empty()) {
+        unlink(m_temporary.c_str());
+    }
+}
+
+/// A rename would replace a device or a socket as readily as a file.
+bool AtomicFile::mayReplace() {
+    struct stat status = {};
+    if (stat(m_path.c_str(), &status) != 0 || S_ISREG(status.st_mode)) {
+        return true;
+    }
+    m_error = S_ISDIR(status.st_mode) ? "it is a folder" : "it is not a regular file";
+    return false;
+}
+
+void AtomicFile::open() {
+    do {
+        m_temporary = temporaryNameBeside(m_path);
+        m_fd = ::open(m_temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    } while (m_fd < 0 && errno == EEXIST); // left behind by a process that had the same number
+    if (m_fd < 0) {
+        fail(errno);
+        m_temporary.clear();
+    }
+}
+
+bool AtomicFile::write(const void* pData, std::size_t bytes) {
+    if (!m_error.empty()) {
+        return false;
+    }
+    if (bytes > BufferBytes - m_buffer.size() && !flush()) {
+        return false;
+    }
+    const char* pBytes = static_cast<const char*>(pData);
+    if (bytes >= BufferBytes) {
+        return writeThrough(pBytes, bytes);
+    }
+    m_buffer.append(pBytes, bytes);
+    return true;
+}
+
+bool AtomicFile::commit() {
+    if (!m_error.empty() || !flush()) {
+        return false;
+    }
+    const int fd = m_fd;
+    m_fd = -1;
+    // A network file system may report a full disk only here.
+    if (close(fd) != 0 || rename(m_temporary.c_str(), m_path.c_str()) != 0) {
+        return fail(errno);
+    }
+    m_temporary.clear();
+    return true;
+}
+
+bool AtomicFile::flush() {
+    const bool written = writeThrough(m_buffer.data(), m_buffer.size());
+    m_buffer.clear();
+    return written;
+}
+
+bool AtomicFile::writeThrough(const char* pData, std::size_t bytes) {
+    while (bytes > 0) {
+        const ssize_t written = ::write(m_fd, pData, bytes);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            return fail(written < 0 ? errno : ENOSPC);
+        }
+        pData += written;
+        bytes -= written;
+    }
+    return true;
+}
+
+bool AtomicFile::fail(int error) {
+    char reason[128];
+    m_error = strerror_r(error, reason, sizeof(reason));
+    return false;
+}

@@ -1,0 +1,18 @@
+/// @file
+/// The file formats. Each writes a whole image and stops at the first write that fails.
+#pragma once
+
+#include "AtomicFile.h"
+#include "Bitmap.h"
+
+#include <string>
+
+/// An empty text for success, or why the image was not written.
+using EncodeResult = std::string;
+
+/// Bottom-up rows, the form that every reader knows.
+EncodeResult encodeBmp(const Bitmap& bitmap, AtomicFile& file);
+/// Lossless, 8 bits a channel.
+EncodeResult encodePng(const Bitmap& bitmap, AtomicFile& file);
+/// Quality 92 and full chroma resolution: a still that is looked at closely keeps its coloured edges.
+EncodeResult encodeJpeg(const Bitmap& bitmap, AtomicFile& file);

@@ -1,0 +1,83 @@
+#include "LogFormatter.h"
+#include "LogRecord.h"
+
+#include <kqplayer/log.h>
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <mutex>
+#include <type_traits>
+
+namespace {
+
+/// Where records go, and the lock under which they go there one at a time. Needs neither construction nor
+/// destruction at run time, because records come before main() and while the process ends, too.
+class LogOutput {
+public:
+    void write(LogRecord& record) {
+        const std::lock_guard<std::recursive_mutex> guard(m_lock);
+        // A sink that logs all the same gets here a second time on its own thread.
+        if (m_pfnSink == nullptr || m_inSink) {
+            writeToStandardError(record);
+            return;
+        }
+        m_inSink = true;
+        m_pfnSink(record.text(), m_pUserData);
+        m_inSink = false;
+    }
+
+    void setSink(KQLogSink pfnSink, void* pUserData) {
+        const std::lock_guard<std::recursive_mutex> guard(m_lock);
+        m_pfnSink = pfnSink;
+        m_pUserData = pUserData;
+    }
+
+private:
+    static void writeToStandardError(LogRecord& record) {
+        char* p = record.text();
+        std::size_t left = record.length() + 1;
+        p[record.length()] = '\n';
+        while (left > 0) {
+            const ssize_t written = ::write(STDERR_FILENO, p, left);
+            if (written < 0 && errno == EINTR) {
+                continue;
+            }
+            if (written <= 0) {
+                return;
+            }
+            p += written;
+            left -= written;
+        }
+    }
+
+    std::recursive_mutex m_lock;
+    KQLogSink m_pfnSink = nullptr;
+    void* m_pUserData = nullptr;
+    bool m_inSink = false;
+};
+
+LogOutput theOutput;
+static_assert(std::is_trivially_destructible_v<LogOutput>);
+
+} // namespace
+
+void KQLogEx(const wchar_t* pFormat, ...) {
+    if (pFormat == nullptr) {
+        return;
+    }
+    const int savedErrno = errno;
+    LogRecord record;
+    va_list args;
+    va_start(args, pFormat);
+    formatRecord(record, pFormat, args, savedErrno);
+    va_end(args);
+    record.makeLine();
+    theOutput.write(record);
+    errno = savedErrno;
+}
+
+void KQLogSetSink(KQLogSink pfnSink, void* pUserData) {
+    theOutput.setSink(pfnSink, pUserData);
+}

@@ -1,0 +1,79 @@
+#include "BackPixmaps.h"
+
+#include <algorithm>
+
+std::unique_ptr<BackPixmaps> BackPixmaps::create(const XConnection& connection, xcb_window_t window) {
+    if (!connection.features().present) {
+        return nullptr;
+    }
+    return std::unique_ptr<BackPixmaps>(new BackPixmaps(connection, window));
+}
+
+BackPixmaps::BackPixmaps(const XConnection& connection, xcb_window_t window)
+    : m_connection(connection), m_window(window), m_eventId(connection.newId()),
+      m_pEvents(xcb_register_for_special_xge(connection.get(), &xcb_present_id, m_eventId, nullptr)) {
+    xcb_present_select_input(connection.get(), m_eventId, window, XCB_PRESENT_EVENT_MASK_IDLE_NOTIFY);
+}
+
+BackPixmaps::~BackPixmaps() {
+    for (Pixmap& pixmap : m_pixmaps) {
+        freePixmap(pixmap);
+    }
+    xcb_unregister_for_special_event(m_connection.get(), m_pEvents);
+}
+
+Canvas& BackPixmaps::acquire(Size size) {
+    collectUnused();
+    const auto sooner = [](const Pixmap& a, const Pixmap& b) {
+        return a.inUse != b.inUse ? !a.inUse : a.serial < b.serial;
+    };
+    Pixmap& pixmap = *std::min_element(m_pixmaps.begin(), m_pixmaps.end(), sooner);
+    if (!(pixmap.canvas.size == size)) {
+        resize(pixmap, size);
+    }
+    return pixmap.canvas;
+}
+
+void BackPixmaps::present(Canvas& canvas) {
+    xcb_present_pixmap(m_connection.get(), m_window, canvas.drawable, ++m_serial, XCB_NONE, XCB_NONE, 0, 0,
+                       XCB_NONE, XCB_NONE, XCB_NONE, XCB_PRESENT_OPTION_NONE, 0, 0, 0, 0, nullptr);
+    for (Pixmap& pixmap : m_pixmaps) {
+        if (pixmap.canvas.drawable == canvas.drawable) {
+            pixmap.inUse = true;
+            pixmap.serial = m_serial;
+        }
+    }
+}
+
+void BackPixmaps::collectUnused() {
+    while (
+        const XReply<xcb_generic_event_t> pEvent{xcb_poll_for_special_event(m_connection.get(), m_pEvents)}) {
+        const auto* pIdle = reinterpret_cast<const xcb_present_idle_notify_event_t*>(pEvent.get());
+        if (pIdle->event_type != XCB_PRESENT_EVENT_IDLE_NOTIFY) {
+            continue;
+        }
+        for (Pixmap& pixmap : m_pixmaps) {
+            const bool latest = pixmap.canvas.drawable == pIdle->pixmap && pixmap.serial == pIdle->serial;
+            pixmap.inUse = pixmap.inUse && !latest;
+        }
+    }
+}
+
+void BackPixmaps::resize(Pixmap& pixmap, Size size) {
+    freePixmap(pixmap);
+    pixmap.canvas.size = size;
+    pixmap.canvas.drawable = m_connection.newId();
+    xcb_create_pixmap(m_connection.get(), XConnection::Depth, pixmap.canvas.drawable, m_connection.root(),
+                      size.width, size.height);
+    pixmap.canvas.picture = makeCanvasPicture(m_connection, pixmap.canvas.drawable);
+}
+
+void BackPixmaps::freePixmap(Pixmap& pixmap) {
+    if (pixmap.canvas.picture != 0) {
+        xcb_render_free_picture(m_connection.get(), pixmap.canvas.picture);
+    }
+    if (pixmap.canvas.drawable != 0) {
+        xcb_free_pixmap(m_connection.get(), pixmap.canvas.drawable);
+    }
+    pixmap = {};
+}

@@ -1,0 +1,36 @@
+#include "NearestScale.h"
+
+#include <cstring>
+
+namespace {
+
+/// Steps of source pixels in 32.32 fixed point, starting at the centre of a target pixel.
+struct Stepper {
+    Stepper(int sourceSide, int targetSide, int first)
+        : step((std::int64_t{sourceSide} << 32) / targetSide), position(step / 2 + step * first) {}
+    int next() {
+        const auto pixel = static_cast<int>(position >> 32);
+        position += step;
+        return pixel;
+    }
+    std::int64_t step;
+    std::int64_t position;
+};
+
+} // namespace
+
+void scaleNearest(const std::uint8_t* pPixels, int pictureWidth, const PictureLayout& layout,
+                  std::uint8_t* pOut) {
+    const Rect& source = layout.source;
+    const Rect& target = layout.target;
+    const Rect& visible = layout.visible;
+    Stepper rows(source.height, target.height, visible.y - target.y);
+    for (int y = 0; y < visible.height; ++y) {
+        const std::size_t row = source.y + rows.next();
+        const std::uint8_t* pRow = pPixels + 4 * (row * pictureWidth + source.x);
+        Stepper columns(source.width, target.width, visible.x - target.x);
+        for (int x = 0; x < visible.width; ++x, pOut += 4) {
+            std::memcpy(pOut, pRow + 4 * columns.next(), 4);
+        }
+    }
+}

@@ -1,0 +1,25 @@
+/// @file
+#pragma once
+
+#include <kqplayer/player_view.h>
+
+#include <mutex>
+
+struct PictureSink {
+    PVPictureSink pfn = nullptr;
+    void* pUserData = nullptr;
+};
+
+/// The sinks of one view: its own, and the one that is common to all views. Sinks run under the lock, so that
+/// replacing one waits until it no longer runs.
+class PictureSinks {
+public:
+    void setOwn(PictureSink sink);
+    void setCommon(PictureSink sink);
+    void call(void* pView, int nView, int nWidth, int nHeight, const unsigned char* pPixels);
+
+private:
+    std::mutex m_lock;
+    PictureSink m_own;
+    PictureSink m_common;
+};

@@ -1,0 +1,296 @@
+#include "ViewWindow.h"
+
+#include "SigpipeGuard.h"
+
+#include <kqplayer/log.h>
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstring>
+#include <utility>
+
+namespace {
+
+constexpr char Title[] = "KQPlayer";
+constexpr char ClassName[] = "kqplayer\0KQPlayer"; // instance and class, each with its zero byte
+
+int clampSide(int side) {
+    return std::clamp(side, 1, MaxSide);
+}
+
+std::int16_t clampPosition(int position) {
+    return static_cast<std::int16_t>(std::clamp(position, -MaxSide, MaxSide));
+}
+
+bool isWindow(const XConnection& connection, xcb_window_t window) {
+    const auto cookie = xcb_get_window_attributes(connection.get(), window);
+    const XReply<xcb_get_window_attributes_reply_t> pReply(
+        xcb_get_window_attributes_reply(connection.get(), cookie, nullptr));
+    return pReply != nullptr;
+}
+
+xcb_atom_t atom(const XConnection& connection, const char* pName) {
+    const auto cookie =
+        xcb_intern_atom(connection.get(), 0, static_cast<std::uint16_t>(std::strlen(pName)), pName);
+    const XReply<xcb_intern_atom_reply_t> pReply(xcb_intern_atom_reply(connection.get(), cookie, nullptr));
+    return pReply ? pReply->atom : xcb_atom_t{XCB_ATOM_NONE};
+}
+
+/// WM_NORMAL_HINTS as a window manager reads them (ICCCM 4.1.2.3).
+struct SizeHints {
+    std::uint32_t flags = 1 | 2; ///< position and size were chosen by the user
+    std::int32_t x = 0;
+    std::int32_t y = 0;
+    std::int32_t width = 0;
+    std::int32_t height = 0;
+    std::int32_t unused[13] = {};
+};
+
+/// Blocks all signals for a thread that is started in its scope: they belong to the host's threads.
+class SignalsBlocked {
+public:
+    SignalsBlocked() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &m_before);
+    }
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+    SignalsBlocked(const SignalsBlocked&) = delete;
+    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+private:
+    sigset_t m_before;
+};
+
+} // namespace
+
+std::unique_ptr<ViewWindow> ViewWindow::create(std::unique_ptr<XConnection> pConnection, xcb_window_t parent,
+                                               const VRECT& rect) {
+    const Size size = {clampSide(rect.width), clampSide(rect.height)};
+    std::unique_ptr<ViewWindow> pWindow(new ViewWindow(std::move(pConnection), size));
+    if (!pWindow->makeWindow(parent, rect)) {
+        return nullptr;
+    }
+    pWindow->startEventThread();
+    return pWindow;
+}
+
+ViewWindow::ViewWindow(std::unique_ptr<XConnection> pConnection, Size size)
+    : m_pConnection(std::move(pConnection)) {
+    m_canvas.size = size;
+}
+
+ViewWindow::~ViewWindow() {
+    const SigpipeGuard noSigpipe;
+    if (const xcb_window_t ours = window(); ours != 0) {
+        xcb_destroy_window(m_pConnection->get(), ours);
+        m_pConnection->sync();
+    }
+    m_pConnection->shutDown();
+    if (m_thread.joinable()) {
+        m_thread.join();
+    }
+}
+
+bool ViewWindow::makeWindow(xcb_window_t parent, const VRECT& rect) {
+    const XConnection& connection = *m_pConnection;
+    xcb_connection_t* pXcb = connection.get();
+    m_isTopLevel = parent == 0 || parent == connection.root();
+    const xcb_window_t actualParent = m_isTopLevel ? connection.root() : parent;
+    if (!isWindow(connection, actualParent)) {
+        return false;
+    }
+    // No background: what a resize uncovers keeps its pixels until the picture is drawn, which does not
+    // flicker.
+    constexpr std::uint32_t Mask =
+        XCB_CW_BACK_PIXMAP | XCB_CW_BORDER_PIXEL | XCB_CW_EVENT_MASK | XCB_CW_COLORMAP;
+    const std::uint32_t values[] = {XCB_BACK_PIXMAP_NONE, 0,
+                                    XCB_EVENT_MASK_EXPOSURE | XCB_EVENT_MASK_STRUCTURE_NOTIFY,
+                                    connection.colormap()};
+    const xcb_window_t window = connection.newId();
+    const auto cookie =
+        xcb_create_window_checked(pXcb, XConnection::Depth, window, actualParent, clampPosition(rect.x),
+                                  clampPosition(rect.y), m_canvas.size.width, m_canvas.size.height, 0,
+                                  XCB_WINDOW_CLASS_INPUT_OUTPUT, connection.visual(), Mask, values);
+    const XReply<xcb_generic_error_t> pError(xcb_request_check(pXcb, cookie));
+    if (pError || xcb_connection_has_error(pXcb) != 0) {
+        return false;
+    }
+    m_window = window;
+    m_canvas.drawable = window;
+    m_canvas.picture = makeCanvasPicture(connection, window);
+    m_pPainter = std::make_unique<Painter>(connection, window);
+    m_pBackPixmaps = BackPixmaps::create(connection, window);
+    if (m_isTopLevel) {
+        makeTopLevel(rect);
+    }
+    xcb_map_window(pXcb, window);
+    xcb_flush(pXcb);
+    return true;
+}
+
+void ViewWindow::makeTopLevel(const VRECT& rect) {
+    xcb_connection_t* pXcb = m_pConnection->get();
+    const xcb_atom_t protocols = atom(*m_pConnection, "WM_PROTOCOLS");
+    m_deleteWindow = atom(*m_pConnection, "WM_DELETE_WINDOW");
+    SizeHints hints;
+    hints.x = rect.x;
+    hints.y = rect.y;
+    hints.width = m_canvas.size.width;
+    hints.height = m_canvas.size.height;
+    const auto set = [&](xcb_atom_t property, xcb_atom_t type, int bits, int count, const void* pData) {
+        xcb_change_property(pXcb, XCB_PROP_MODE_REPLACE, m_window, property, type, bits, count, pData);
+    };
+    set(protocols, XCB_ATOM_ATOM, 32, 1, &m_deleteWindow);
+    set(XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, sizeof(Title) - 1, Title);
+    set(XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8, sizeof(ClassName), ClassName);
+    set(XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS, 32, sizeof(hints) / 4, &hints);
+}
+
+void ViewWindow::startEventThread() {
+    const SignalsBlocked blocked;
+    m_thread = std::thread([this] { run(); });
+    pthread_setname_np(m_thread.native_handle(), "kq-view");
+}
+
+void ViewWindow::run() {
+    xcb_connection_t* pXcb = m_pConnection->get();
+    while (const Event pEvent{xcb_wait_for_event(pXcb)}) {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        handle(*pEvent);
+        while (const Event pMore{xcb_poll_for_queued_event(pXcb)}) {
+            handle(*pMore);
+        }
+        if (m_window == 0) {
+            break;
+        }
+        if (m_needsRedraw) {
+            draw(true);
+        }
+    }
+    leave();
+}
+
+void ViewWindow::handle(const xcb_generic_event_t& event) {
+    constexpr unsigned SentByClient = 0x80;
+    switch (event.response_type & ~SentByClient) {
+    case XCB_EXPOSE:
+        m_needsRedraw = true;
+        break;
+    case XCB_CONFIGURE_NOTIFY: {
+        const auto& configure = reinterpret_cast<const xcb_configure_notify_event_t&>(event);
+        const Size size = {clampSide(configure.width), clampSide(configure.height)};
+        m_needsRedraw = m_needsRedraw || !(size == m_canvas.size);
+        m_canvas.size = size;
+        break;
+    }
+    case XCB_CLIENT_MESSAGE:
+        if (m_isTopLevel &&
+            reinterpret_cast<const xcb_client_message_event_t&>(event).data.data32[0] == m_deleteWindow) {
+            withdraw();
+        }
+        break;
+    case XCB_DESTROY_NOTIFY:
+        m_window = 0;
+        break;
+    default: // errors too: requests may cross with the end of the window
+        break;
+    }
+}
+
+/// Takes the window off the screen as a window manager expects it (ICCCM 4.1.4). A host may map it again.
+void ViewWindow::withdraw() {
+    xcb_connection_t* pXcb = m_pConnection->get();
+    xcb_unmap_notify_event_t event = {};
+    event.response_type = XCB_UNMAP_NOTIFY;
+    event.event = m_pConnection->root();
+    event.window = m_window;
+    xcb_unmap_window(pXcb, m_window);
+    xcb_send_event(pXcb, 0, m_pConnection->root(),
+                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                   reinterpret_cast<const char*>(&event));
+    xcb_flush(pXcb);
+}
+
+/// The window is gone: gives back what drawing needed.
+void ViewWindow::leave() {
+    const std::lock_guard<std::mutex> guard(m_lock);
+    m_window = 0;
+    m_hasPicture = false;
+    for (auto& pPicture : m_pPictures) {
+        pPicture.reset();
+    }
+    m_pBackPixmaps.reset();
+    m_pPainter.reset();
+}
+
+void ViewWindow::show(Size size, const std::uint8_t* pPixels) {
+    const SigpipeGuard noSigpipe;
+    const std::lock_guard<std::mutex> guard(m_lock);
+    if (m_window == 0 || !preparePictures(size)) {
+        return;
+    }
+    const int next = 1 - m_current;
+    ShmPicture& picture = *m_pPictures[next];
+    picture.waitUntilUnused();
+    std::memcpy(picture.pixels(), pPixels, picture.bytes());
+    const bool sameLayout = m_hasPicture && m_pPictures[m_current]->size() == size;
+    m_current = next;
+    m_hasPicture = true;
+    draw(!sameLayout);
+}
+
+void ViewWindow::apply(const DisplaySettings& settings) {
+    const SigpipeGuard noSigpipe;
+    const std::lock_guard<std::mutex> guard(m_lock);
+    m_settings = settings;
+    if (m_window != 0) {
+        draw(true);
+    }
+}
+
+void ViewWindow::redraw() {
+    const SigpipeGuard noSigpipe;
+    const std::lock_guard<std::mutex> guard(m_lock);
+    if (m_window != 0) {
+        draw(true);
+    }
+}
+
+xcb_window_t ViewWindow::window() {
+    const std::lock_guard<std::mutex> guard(m_lock);
+    return m_window;
+}
+
+/// Sees to it that the picture to be filled next has the size. The one shown last stays until it is replaced.
+bool ViewWindow::preparePictures(Size size) {
+    auto& pNext = m_pPictures[1 - m_current];
+    if (!pNext || !(pNext->size() == size)) {
+        pNext = ShmPicture::create(*m_pConnection, size);
+    }
+    if (!pNext) {
+        KQLogEx(L"PlayerView: no memory for a picture of %dx%d", size.width, size.height);
+    }
+    return pNext != nullptr;
+}
+
+void ViewWindow::draw(bool bars) {
+    m_needsRedraw = false;
+    Canvas& canvas = m_pBackPixmaps ? m_pBackPixmaps->acquire(m_canvas.size) : m_canvas;
+    if (!m_hasPicture) {
+        m_pPainter->paintBlack(canvas);
+    } else {
+        ShmPicture& picture = *m_pPictures[m_current];
+        const PictureLayout layout = layOut(picture.size(), m_settings, canvas.size);
+        if (bars || m_pBackPixmaps) {
+            m_pPainter->paintBars(layout, canvas);
+        }
+        m_pPainter->paintPicture(picture, layout, canvas);
+    }
+    if (m_pBackPixmaps) {
+        m_pBackPixmaps->present(canvas);
+    }
+    xcb_flush(m_pConnection->get());
+}

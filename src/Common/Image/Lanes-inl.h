@@ -1,0 +1,152 @@
+/// @file
+/// Vector types and the few instructions beyond Highway's portable set. Included once per target.
+#if defined(KQ_IMAGE_LANES_INL_H) == defined(HWY_TARGET_TOGGLE)
+#ifdef KQ_IMAGE_LANES_INL_H
+#undef KQ_IMAGE_LANES_INL_H
+#else
+#define KQ_IMAGE_LANES_INL_H
+#endif
+
+#include <hwy/highway.h>
+
+#include <cstddef>
+#include <cstdint>
+
+HWY_BEFORE_NAMESPACE();
+namespace kq::image::HWY_NAMESPACE {
+namespace hn = hwy::HWY_NAMESPACE;
+namespace {
+
+constexpr hn::ScalableTag<std::uint8_t> d8;
+constexpr hn::ScalableTag<std::int16_t> d16;
+constexpr hn::ScalableTag<std::uint16_t> du16;
+constexpr hn::ScalableTag<std::int32_t> d32;
+constexpr hn::ScalableTag<std::uint32_t> du32;
+constexpr hn::Half<decltype(d8)> d8Half;
+constexpr hn::Full128<std::uint8_t> d8Lane;
+using V8 = hn::Vec<decltype(d8)>;
+using V8Half = hn::Vec<decltype(d8Half)>;
+using V8Lane = hn::Vec<decltype(d8Lane)>;
+using V16 = hn::Vec<decltype(d16)>;
+using V32 = hn::Vec<decltype(d32)>;
+
+/// Pixels of a block: one vector of luma samples. Lanes are the 128-bit parts of a vector.
+constexpr std::size_t kBlock = HWY_MAX_BYTES;
+constexpr std::size_t kHalfBlock = kBlock / 2;
+constexpr std::size_t kLanes = kBlock / 16;
+
+#if HWY_TARGET <= HWY_AVX3
+#define KQ_X86(name) _mm512_##name
+#elif HWY_TARGET <= HWY_AVX2
+#define KQ_X86(name) _mm256_##name
+#else
+#define KQ_X86(name) _mm_##name
+#endif
+
+HWY_INLINE V16 Set16(int value) {
+    return hn::Set(d16, static_cast<std::int16_t>(value));
+}
+
+/// Two 16-bit constants, the first at the even positions.
+HWY_INLINE V16 SetPair(int even, int odd) {
+    return hn::BitCast(d16, hn::Set(d32, static_cast<std::int32_t>((static_cast<std::uint32_t>(odd) << 16) |
+                                                                   (even & 0xFFFF))));
+}
+
+/// Packs two vectors of 16-bit values into bytes with saturation, each lane for itself.
+HWY_INLINE V8 PackSaturated(V16 low, V16 high) {
+    return V8{KQ_X86(packus_epi16)(low.raw, high.raw)};
+}
+
+/// a[2i] * b[2i] + a[2i+1] * b[2i+1] in 32 bits.
+HWY_INLINE V32 MulAddPairs(V16 a, V16 b) {
+    return V32{KQ_X86(madd_epi16)(a.raw, b.raw)};
+}
+
+/// The same of unsigned bytes and signed bytes, in 16 bits with saturation.
+HWY_INLINE V16 MulAddBytePairs(V8 a, V8 b) {
+    return V16{KQ_X86(maddubs_epi16)(a.raw, b.raw)};
+}
+
+/// The even (or odd) 32-bit parts of two vectors, those of low first, each lane for itself.
+template <int kSelection>
+HWY_INLINE V16 SelectParts(V16 low, V16 high) {
+    constexpr hn::ScalableTag<float> d;
+    return hn::BitCast(d16, hn::Vec<decltype(d)>{KQ_X86(shuffle_ps)(hn::BitCast(d, low).raw,
+                                                                    hn::BitCast(d, high).raw, kSelection)});
+}
+HWY_INLINE V16 EvenParts(V16 low, V16 high) {
+    return SelectParts<0x88>(low, high);
+}
+HWY_INLINE V16 OddParts(V16 low, V16 high) {
+    return SelectParts<0xDD>(low, high);
+}
+
+/// Takes the high halves of two vectors of 32-bit values: those of even at the even 16-bit positions.
+HWY_INLINE V16 HighHalves(V32 even, V32 odd) {
+    return hn::OddEven(hn::BitCast(d16, odd), hn::BitCast(d16, hn::ShiftRight<16>(hn::BitCast(du32, even))));
+}
+
+template <class V>
+HWY_INLINE V Permute32(V v, const std::int32_t* index) {
+    return hn::BitCast(hn::DFromV<V>(),
+                       hn::TableLookupLanes(hn::BitCast(d32, v), hn::SetTableIndices(d32, index)));
+}
+
+/// Deals a vector that consists of kParts parts per lane to its lanes in turn: part i * lanes + l becomes
+/// part i of lane l. What then interleaves or packs within lanes ends up in the order of memory.
+template <std::size_t kParts, class V>
+HWY_INLINE V Deal(V v) {
+    if constexpr (kLanes == 1 || kParts == 1)
+        return v;
+    constexpr std::size_t width = 4 / kParts;
+    alignas(64) std::int32_t index[kBlock / 4];
+    for (std::size_t i = 0; i < kBlock / 4; ++i)
+        index[i] = static_cast<std::int32_t>((i % 4 / width * kLanes + i / 4) * width + i % width);
+    return Permute32(v, index);
+}
+
+/// Takes back Deal<4>().
+template <class V>
+HWY_INLINE V Gather(V v) {
+    if constexpr (kLanes == 1)
+        return v;
+    alignas(64) std::int32_t index[kBlock / 4];
+    for (std::size_t i = 0; i < kBlock / 4; ++i)
+        index[i] = static_cast<std::int32_t>(i % kLanes * 4 + i / kLanes);
+    return Permute32(v, index);
+}
+
+/// Loads each lane from an address of its own: lane l from p + l * kStride.
+template <std::size_t kStride>
+HWY_INLINE V8 LoadLanes(const std::uint8_t* p) {
+#if HWY_TARGET <= HWY_AVX3
+    const hn::Full256<std::uint8_t> half;
+    return hn::Combine(
+        d8, hn::Combine(half, hn::LoadU(d8Lane, p + 3 * kStride), hn::LoadU(d8Lane, p + 2 * kStride)),
+        hn::Combine(half, hn::LoadU(d8Lane, p + kStride), hn::LoadU(d8Lane, p)));
+#elif HWY_TARGET <= HWY_AVX2
+    return hn::Combine(d8, hn::LoadU(d8Lane, p + kStride), hn::LoadU(d8Lane, p));
+#else
+    return hn::LoadU(d8, p);
+#endif
+}
+
+/// Has the value ready at this point of the program. Compilers tend to compute everything that a block needs
+/// side by side, run out of registers, and pass half of it through memory.
+template <class V>
+HWY_INLINE V Pinned(V v) {
+    __asm__ volatile("" : "+x"(v.raw));
+    return v;
+}
+
+/// The same 16 bytes in every lane.
+HWY_INLINE V8 EveryLane(const std::uint8_t* bytes) {
+    return hn::LoadDup128(d8, bytes);
+}
+
+} // namespace
+} // namespace kq::image::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#endif

@@ -1,0 +1,421 @@
+/// @file
+/// YUV to RGB in blocks of one vector of luma samples. Included once per target.
+#if defined(KQ_IMAGE_YUV_TO_RGB_INL_H) == defined(HWY_TARGET_TOGGLE)
+#ifdef KQ_IMAGE_YUV_TO_RGB_INL_H
+#undef KQ_IMAGE_YUV_TO_RGB_INL_H
+#else
+#define KQ_IMAGE_YUV_TO_RGB_INL_H
+#endif
+
+#include "Kernels.h"
+#include "Lanes-inl.h"
+
+#include <hwy/cache_control.h>
+
+#include <cstring>
+
+HWY_BEFORE_NAMESPACE();
+namespace kq::image::HWY_NAMESPACE {
+namespace {
+
+/// The colours of a block, or its components c0, c1, c2.
+struct BgrBlock {
+    V8 b, g, r;
+};
+
+/// The coefficients of one channel: kU u + kV v + kOffset, samples as they are.
+template <int kUFactor, int kVFactor, int kOffsetValue>
+struct Weights {
+    static constexpr int kU = kUFactor;
+    static constexpr int kV = kVFactor;
+    static constexpr int kOffset = kOffsetValue;
+    static constexpr int kMin = kOffset + (kU < 0 ? 255 * kU : 0) + (kV < 0 ? 255 * kV : 0);
+    static constexpr int kMax = kOffset + (kU > 0 ? 255 * kU : 0) + (kV > 0 ? 255 * kV : 0);
+};
+
+/// The chroma part of a channel for the (u, v) pairs of half a block, in 32 bits.
+template <class W>
+HWY_INLINE V32 WeightedSum(V16 uv) {
+    return hn::Add(MulAddPairs(uv, SetPair(W::kU, W::kV)), hn::Set(d32, W::kOffset));
+}
+
+/// Repeats the low half of each 32-bit value for the two columns of its pair.
+HWY_INLINE V16 RepeatLow(V32 v) {
+    alignas(16) static constexpr std::uint8_t kIndex[16] = {0, 1, 0, 1, 4,  5,  4,  5,
+                                                            8, 9, 8, 9, 12, 13, 12, 13};
+    return hn::BitCast(d16, hn::TableLookupBytes(hn::BitCast(d8, v), EveryLane(kIndex)));
+}
+
+/// 256 times the u (kByte 0) or v (kByte 2) sample of each pair, for both columns.
+template <int kByte>
+HWY_INLINE V16 RepeatSampleHigh(V16 uv) {
+    constexpr std::uint8_t none = 0x80, k = kByte;
+    alignas(16) static constexpr std::uint8_t kIndex[16] = {
+        none, k, none, k, none, k + 4, none, k + 4, none, k + 8, none, k + 8, none, k + 12, none, k + 12};
+    return hn::BitCast(d16, hn::TableLookupBytes(hn::BitCast(d8, uv), EveryLane(kIndex)));
+}
+
+/// Arithmetics with luma factor 149 x 2^kShift and kShift + 7 fractional bits, in 16-bit lanes.
+///
+/// The floor of a sum that has a whole number as one term is that number plus the floor of the rest, so
+///     (149 2^s y + C) >> (s + 7) = (149 y + (C >> s)) >> 7
+/// exactly. Saturating additions stand in for the clamps: a sum outside 16 bits ends at 0 or 255 anyway. Luma
+/// is kept with kLumaBias subtracted so that it fits, the chroma terms with it added. A channel whose terms
+/// need more than 16 bits is kept as 256 (sample - 128) plus a rest; added in this order nothing is lost,
+/// because the rest is never negative and too small to lift a sum that saturated at the lower end above 0.
+template <int kShift, class Blue, class Green, class Red, bool kLimitSamples>
+struct Saturating {
+    static constexpr bool kLimit = kLimitSamples;
+    static constexpr int kLumaBias = 22 * 255;
+
+    template <class W>
+    static constexpr bool
+        kIsWide = (W::kMin >> kShift) + kLumaBias<-32768 || (W::kMax >> kShift) + kLumaBias> 32767;
+
+    /// The terms of one channel for half a block.
+    template <class W, bool kWide = kIsWide<W>>
+    struct Channel {
+        V16 term;
+
+        static HWY_INLINE Channel Make(V16 uv) {
+            using Biased = Weights<W::kU, W::kV, W::kOffset + kLumaBias*(1 << kShift)>;
+            return {RepeatLow(hn::ShiftRight<kShift>(WeightedSum<Biased>(uv)))};
+        }
+        HWY_INLINE V16 AddTo(V16 luma) const { return hn::SaturatedAdd(luma, term); }
+    };
+
+    template <class W>
+    struct Channel<W, true> {
+        V16 main, rest;
+
+        static HWY_INLINE Channel Make(V16 uv) {
+            static_assert(W::kU == 0 || W::kV == 0);
+            constexpr int step = 256 * (1 << kShift);
+            using Rest = Weights<W::kU == 0 ? 0 : W::kU - step, W::kV == 0 ? 0 : W::kV - step,
+                                 W::kOffset + 128 * step + kLumaBias*(1 << kShift)>;
+            static_assert(Rest::kMin >= 0 && (Rest::kMax >> kShift) < 32768);
+            return {hn::Xor(RepeatSampleHigh < W::kU == 0 ? 2 : 0 > (uv), Set16(-32768)),
+                    RepeatLow(hn::ShiftRight<kShift>(WeightedSum<Rest>(uv)))};
+        }
+        HWY_INLINE V16 AddTo(V16 luma) const { return hn::SaturatedAdd(hn::SaturatedAdd(luma, main), rest); }
+    };
+
+    struct Terms {
+        Channel<Blue> b;
+        Channel<Green> g;
+        Channel<Red> r;
+    };
+
+    static HWY_INLINE Terms MakeTerms(V16 uv) {
+        return {Channel<Blue>::Make(uv), Channel<Green>::Make(uv), Channel<Red>::Make(uv)};
+    }
+
+    /// 149 y - kLumaBias as 127 y - 22 (255 - y), from y and its complement side by side.
+    static HWY_INLINE V16 Luma(V8 yAndComplement) {
+        return MulAddBytePairs(yAndComplement, hn::BitCast(d8, Set16(127 + (-22) * 256)));
+    }
+    static HWY_INLINE void Lumas(V8 y, V16* low, V16* high) {
+        const V8 complement = hn::Not(y);
+        *low = Luma(hn::InterleaveLower(d8, y, complement));
+        *high = Luma(hn::InterleaveUpper(d8, y, complement));
+    }
+
+    template <class C>
+    static HWY_INLINE V8 Pack(V16 lumaLow, V16 lumaHigh, const C& low, const C& high) {
+        return PackSaturated(hn::ShiftRight<7>(low.AddTo(lumaLow)), hn::ShiftRight<7>(high.AddTo(lumaHigh)));
+    }
+    static HWY_INLINE BgrBlock Convert(V8 y, const Terms& low, const Terms& high) {
+        V16 lumaLow, lumaHigh;
+        Lumas(y, &lumaLow, &lumaHigh);
+        return {Pack(lumaLow, lumaHigh, low.b, high.b), Pack(lumaLow, lumaHigh, low.g, high.g),
+                Pack(lumaLow, lumaHigh, low.r, high.r)};
+    }
+};
+
+/// The arithmetic of YuvToBgr13(), divided by 64.
+using Rgb13 = Saturating<6, Weights<16532, 0, -2268594>, Weights<-3203, -6660, 1109918>,
+                         Weights<0, 13074, -1826095>, false>;
+/// The arithmetic of YuvToBgr10(), divided by 8.
+using Rgb10 =
+    Saturating<3, Weights<2065, 0, -2065 * 128 - 18560>, Weights<-401, -833, (401 + 833) * 128 - 18560>,
+               Weights<0, 1634, -1634 * 128 - 18560>, false>;
+/// The sums of the tables of yuv2rgb_24(), divided by 2.
+using TableComponents =
+    Saturating<1, Weights<408, 0, -408 * 128 - 298 * 16>, Weights<-208, -100, (208 + 100) * 128 - 298 * 16>,
+               Weights<0, 517, -517 * 128 - 298 * 16>, true>;
+
+/// The arithmetic of YuvToComponents13(): luma factor 9576 = 8 x 1197 = 8 (1024 + 173). With D = C >> 3,
+///     (9576 y + C) >> 13 = (1197 y + D) >> 10 = y + (D >> 10) + ((173 y + (D & 1023)) >> 10)
+/// where every part fits 16 bits.
+struct Components13 {
+    static constexpr bool kLimit = false;
+
+    template <int kU, int kV>
+    struct Channel {
+        V16 whole, fraction;
+
+        static HWY_INLINE Channel Make(V16 uv) {
+            const V32 sum = hn::ShiftRight<3>(WeightedSum<Weights<kU, kV, -128 * (kU + kV) - 153216>>(uv));
+            return {RepeatLow(hn::ShiftRight<10>(sum)), RepeatLow(hn::And(sum, hn::Set(d32, 1023)))};
+        }
+        HWY_INLINE V16 Apply(V16 y, V16 scaled) const {
+            const V16 carry =
+                hn::BitCast(d16, hn::ShiftRight<10>(hn::BitCast(du16, hn::Add(scaled, fraction))));
+            return hn::Add(hn::Add(y, whole), carry);
+        }
+    };
+
+    struct Terms {
+        Channel<13123, 0> c0;
+        Channel<-6686, -3218> c1;
+        Channel<0, 16591> c2;
+    };
+
+    static HWY_INLINE Terms MakeTerms(V16 uv) {
+        return {Channel<13123, 0>::Make(uv), Channel<-6686, -3218>::Make(uv), Channel<0, 16591>::Make(uv)};
+    }
+    static HWY_INLINE BgrBlock Convert(V8 y, const Terms& low, const Terms& high) {
+        const V16 yLow = hn::BitCast(d16, hn::InterleaveLower(d8, y, hn::Zero(d8)));
+        const V16 yHigh = hn::BitCast(d16, hn::InterleaveUpper(d8, y, hn::Zero(d8)));
+        const V16 scaledLow = hn::Mul(yLow, Set16(173));
+        const V16 scaledHigh = hn::Mul(yHigh, Set16(173));
+        return {PackSaturated(low.c0.Apply(yLow, scaledLow), high.c0.Apply(yHigh, scaledHigh)),
+                PackSaturated(low.c1.Apply(yLow, scaledLow), high.c1.Apply(yHigh, scaledHigh)),
+                PackSaturated(low.c2.Apply(yLow, scaledLow), high.c2.Apply(yHigh, scaledHigh))};
+    }
+};
+
+/// Output of this size bypasses the caches, which it would leave again before anybody reads it: without that,
+/// every line is first read from memory, only to be overwritten.
+constexpr std::ptrdiff_t kStreamBytes = 4 << 20;
+
+template <bool kStream>
+HWY_INLINE void StoreVector(V8 v, std::uint8_t* out) {
+    if constexpr (kStream)
+        hn::Stream(v, d8, out);
+    else
+        hn::StoreU(v, d8, out);
+}
+
+/// Bytes B, G, R and a constant. kParts tells Deal() how often Store() interleaves within lanes.
+template <int kFourth>
+struct Layout32 {
+    static constexpr std::size_t kPixelBytes = 4;
+    static constexpr std::size_t kParts = 4;
+
+    template <bool kStream>
+    static HWY_INLINE void Store(const BgrBlock& block, std::uint8_t* out) {
+        const V8 fourth = hn::Set(d8, kFourth);
+        const auto bgLow = hn::BitCast(du16, hn::InterleaveLower(d8, block.b, block.g));
+        const auto bgHigh = hn::BitCast(du16, hn::InterleaveUpper(d8, block.b, block.g));
+        const auto raLow = hn::BitCast(du16, hn::InterleaveLower(d8, block.r, fourth));
+        const auto raHigh = hn::BitCast(du16, hn::InterleaveUpper(d8, block.r, fourth));
+        StoreVector<kStream>(hn::BitCast(d8, hn::InterleaveLower(du16, bgLow, raLow)), out);
+        StoreVector<kStream>(hn::BitCast(d8, hn::InterleaveUpper(du16, bgLow, raLow)), out + kBlock);
+        StoreVector<kStream>(hn::BitCast(d8, hn::InterleaveLower(du16, bgHigh, raHigh)), out + 2 * kBlock);
+        StoreVector<kStream>(hn::BitCast(d8, hn::InterleaveUpper(du16, bgHigh, raHigh)), out + 3 * kBlock);
+    }
+};
+
+/// Bytes B, G, R.
+struct Layout24 {
+    static constexpr std::size_t kPixelBytes = 3;
+    static constexpr std::size_t kParts = 1;
+
+    /// Each lane's 48 bytes: a channel is shuffled once so that each of its bytes is where one of three
+    /// vectors has it, and the vectors are blended from the channels.
+    template <bool kStream>
+    static HWY_INLINE void Store(const BgrBlock& block, std::uint8_t* out) {
+#if HWY_TARGET <= HWY_AVX2 && HWY_TARGET > HWY_AVX3
+        alignas(16) static constexpr std::uint8_t kB[16] = {0, 11, 6,  1, 12, 7,  2,  13,
+                                                            8, 3,  14, 9, 4,  15, 10, 5};
+        alignas(16) static constexpr std::uint8_t kG[16] = {5,  0, 11, 6,  1, 12, 7,  2,
+                                                            13, 8, 3,  14, 9, 4,  15, 10};
+        alignas(16) static constexpr std::uint8_t kR[16] = {10, 5,  0, 11, 6,  1, 12, 7,
+                                                            2,  13, 8, 3,  14, 9, 4,  15};
+        alignas(16) static constexpr std::uint8_t kFirst[16] = {255, 0,   0, 255, 0,   0, 255, 0,
+                                                                0,   255, 0, 0,   255, 0, 0,   255};
+        alignas(16) static constexpr std::uint8_t kSecond[16] = {0, 255, 0,   0, 255, 0,   0, 255,
+                                                                 0, 0,   255, 0, 0,   255, 0, 0};
+        const V8 b = hn::TableLookupBytes(block.b, EveryLane(kB));
+        const V8 g = hn::TableLookupBytes(block.g, EveryLane(kG));
+        const V8 r = hn::TableLookupBytes(block.r, EveryLane(kR));
+        const V8 first = EveryLane(kFirst), second = EveryLane(kSecond);
+        const auto blend = [&](V8 atFirst, V8 atSecond, V8 atThird) {
+            return V8{_mm256_blendv_epi8(_mm256_blendv_epi8(atThird.raw, atSecond.raw, second.raw),
+                                         atFirst.raw, first.raw)};
+        };
+        const V8 v0 = blend(b, g, r), v1 = blend(g, r, b), v2 = blend(r, b, g);
+        StoreVector<kStream>(hn::ConcatLowerLower(d8, v1, v0), out);
+        StoreVector<kStream>(hn::ConcatUpperLower(d8, v0, v2), out + kBlock);
+        StoreVector<kStream>(hn::ConcatUpperUpper(d8, v2, v1), out + 2 * kBlock);
+#else
+        hn::StoreInterleaved3(block.b, block.g, block.r, d8, out);
+#endif
+    }
+};
+
+/// 16-bit words with the upper bits of c0, of c1 (kGreenBits of them) and of c2.
+template <int kGreenBits>
+struct Layout16 {
+    static constexpr std::size_t kPixelBytes = 2;
+    static constexpr std::size_t kParts = 2;
+
+    static HWY_INLINE V16 Words(V8 greenZero, V8 blueRed) {
+        // c2's five bits lie in the upper byte; with 5-5-5 everything above c0 moves down by one.
+        const V16 outer = hn::BitCast(d16, blueRed);
+        return hn::Or(outer, hn::ShiftLeft<kGreenBits - 3>(hn::BitCast(d16, greenZero)));
+    }
+    template <bool kStream>
+    static HWY_INLINE void Store(const BgrBlock& block, std::uint8_t* out) {
+        const V8 blue =
+            hn::BitCast(d8, hn::ShiftRight<3>(hn::BitCast(du16, hn::And(block.b, hn::Set(d8, 0xF8)))));
+        const V8 green = hn::And(block.g, hn::Set(d8, static_cast<std::uint8_t>(0xFF00 >> kGreenBits)));
+        V8 red = hn::And(block.r, hn::Set(d8, 0xF8));
+        if constexpr (kGreenBits == 5)
+            red = hn::BitCast(d8, hn::ShiftRight<1>(hn::BitCast(du16, red)));
+        StoreVector<kStream>(hn::BitCast(d8, Words(hn::InterleaveLower(d8, green, hn::Zero(d8)),
+                                                   hn::InterleaveLower(d8, blue, red))),
+                             out);
+        StoreVector<kStream>(hn::BitCast(d8, Words(hn::InterleaveUpper(d8, green, hn::Zero(d8)),
+                                                   hn::InterleaveUpper(d8, blue, red))),
+                             out + kBlock);
+    }
+};
+
+template <class Arithmetic, class V>
+HWY_INLINE V Limit(V v) {
+    if constexpr (Arithmetic::kLimit) {
+        const hn::DFromV<V> d;
+        return hn::Min(hn::Max(v, hn::Set(d, 16)), hn::Set(d, 240));
+    } else {
+        return v;
+    }
+}
+
+/// The chroma terms of a block, for the lower and the upper half of each lane.
+template <class Arithmetic>
+struct BlockTerms {
+    typename Arithmetic::Terms low, high;
+};
+
+template <class Arithmetic, class Layout>
+HWY_INLINE BlockTerms<Arithmetic> MakeBlockTerms(const std::uint8_t* uSamples, const std::uint8_t* vSamples) {
+    const V16 u = Deal<Layout::kParts>(hn::PromoteTo(d16, Limit<Arithmetic>(hn::LoadU(d8Half, uSamples))));
+    const V16 v = Deal<Layout::kParts>(hn::PromoteTo(d16, Limit<Arithmetic>(hn::LoadU(d8Half, vSamples))));
+    return {Arithmetic::MakeTerms(hn::InterleaveLower(d16, u, v)),
+            Arithmetic::MakeTerms(hn::InterleaveUpper(d16, u, v))};
+}
+
+template <class Arithmetic, class Layout, bool kStream>
+HWY_INLINE void ConvertBlock(const std::uint8_t* luma, const BlockTerms<Arithmetic>& terms,
+                             std::uint8_t* out) {
+    const V8 y = Deal<Layout::kParts>(Limit<Arithmetic>(hn::LoadU(d8, luma)));
+    Layout::template Store<kStream>(Arithmetic::Convert(y, terms.low, terms.high), out);
+}
+
+/// Rows that share a chroma row: two, or the last one of an odd height.
+template <class Arithmetic, class Layout, int kRows, bool kStream>
+void PlanarRowsToRgb(const PlanarToRgb& job, std::ptrdiff_t row) {
+    const std::uint8_t* u = job.u.Row(row / 2);
+    const std::uint8_t* v = job.v.Row(row / 2);
+    const std::uint8_t* y[2] = {job.y.Row(row), kRows == 2 ? job.y.Row(row + 1) : nullptr};
+    std::uint8_t* out[2] = {job.rgb.Row(row), kRows == 2 ? job.rgb.Row(row + 1) : nullptr};
+    const bool skipLast = job.skipOddCorner && kRows == 1 && job.width % 2 != 0;
+    const std::size_t width = static_cast<std::size_t>(job.width) - (skipLast ? 1 : 0);
+    std::size_t x = 0;
+    for (; x + kBlock <= width; x += kBlock) {
+        const auto terms = MakeBlockTerms<Arithmetic, Layout>(u + x / 2, v + x / 2);
+        for (int i = 0; i < kRows; ++i)
+            ConvertBlock<Arithmetic, Layout, kStream>(y[i] + x, terms, out[i] + x * Layout::kPixelBytes);
+    }
+    if (x == width)
+        return;
+    // The rest of a row goes through buffers of a whole block, so that nothing beyond it is touched.
+    alignas(64) std::uint8_t uRest[kHalfBlock] = {}, vRest[kHalfBlock] = {}, yRest[kBlock] = {};
+    alignas(64) std::uint8_t outRest[kBlock * Layout::kPixelBytes];
+    const std::size_t rest = width - x;
+    std::memcpy(uRest, u + x / 2, (rest + 1) / 2);
+    std::memcpy(vRest, v + x / 2, (rest + 1) / 2);
+    const auto terms = MakeBlockTerms<Arithmetic, Layout>(uRest, vRest);
+    for (int i = 0; i < kRows; ++i) {
+        std::memcpy(yRest, y[i] + x, rest);
+        ConvertBlock<Arithmetic, Layout, false>(yRest, terms, outRest);
+        std::memcpy(out[i] + x * Layout::kPixelBytes, outRest, rest * Layout::kPixelBytes);
+    }
+}
+
+template <class Arithmetic, class Layout, bool kStream>
+void PlanarPictureRowsToRgb(const PlanarToRgb& job) {
+    std::ptrdiff_t row = 0;
+    for (; row + 1 < job.height; row += 2)
+        PlanarRowsToRgb<Arithmetic, Layout, 2, kStream>(job, row);
+    if (row < job.height)
+        PlanarRowsToRgb<Arithmetic, Layout, 1, kStream>(job, row);
+}
+
+template <class Arithmetic, class Layout>
+void PlanarPictureToRgb(const PlanarToRgb& job) {
+    if (job.width <= 0)
+        return;
+    const std::ptrdiff_t bytes = job.width * job.height * static_cast<std::ptrdiff_t>(Layout::kPixelBytes);
+    const auto address =
+        reinterpret_cast<std::uintptr_t>(job.rgb.data) | static_cast<std::uintptr_t>(job.rgb.pitch);
+    if (bytes >= kStreamBytes && address % kBlock == 0) {
+        PlanarPictureRowsToRgb<Arithmetic, Layout, true>(job);
+        hwy::FlushStream();
+    } else {
+        PlanarPictureRowsToRgb<Arithmetic, Layout, false>(job);
+    }
+}
+
+/// The (u, v) pairs of half a block of macropixels.
+template <bool kYuy2>
+HWY_INLINE V16 PackedChroma(V8 packed) {
+    const V16 words = hn::BitCast(d16, packed);
+    return kYuy2 ? hn::BitCast(d16, hn::ShiftRight<8>(hn::BitCast(du16, words))) : hn::And(words, Set16(255));
+}
+template <bool kYuy2>
+HWY_INLINE V16 PackedLuma(V8 packed) {
+    return PackedChroma<!kYuy2>(packed);
+}
+
+/// A block of macropixels to natural order 24-bit pixels.
+template <bool kYuy2>
+HWY_INLINE void ConvertPackedBlock(const std::uint8_t* packed, std::uint8_t* out) {
+    const V8 low = LoadLanes<32>(packed);
+    const V8 high = LoadLanes<32>(packed + 16);
+    const V8 y = PackSaturated(PackedLuma<kYuy2>(low), PackedLuma<kYuy2>(high));
+    Layout24::Store<false>(Rgb13::Convert(y, Rgb13::MakeTerms(PackedChroma<kYuy2>(low)),
+                                          Rgb13::MakeTerms(PackedChroma<kYuy2>(high))),
+                           out);
+}
+
+template <bool kYuy2>
+void PackedRowToBgr(const std::uint8_t* packed, std::uint8_t* out, std::size_t width) {
+    std::size_t x = 0;
+    for (; x + kBlock <= width; x += kBlock)
+        ConvertPackedBlock<kYuy2>(packed + x * 2, out + x * 3);
+    if (x == width)
+        return;
+    alignas(64) std::uint8_t packedRest[kBlock * 2] = {};
+    alignas(64) std::uint8_t outRest[kBlock * 3];
+    std::memcpy(packedRest, packed + x * 2, (width - x + 1) / 2 * 4);
+    ConvertPackedBlock<kYuy2>(packedRest, outRest);
+    std::memcpy(out + x * 3, outRest, (width - x) * 3);
+}
+
+void PackedToBgr(const PackedToRgb& job) {
+    if (job.width <= 0)
+        return;
+    for (std::ptrdiff_t row = 0; row < job.height; ++row) {
+        const auto convert = job.yuy2 ? PackedRowToBgr<true> : PackedRowToBgr<false>;
+        convert(job.packed.Row(row), job.rgb.Row(row), static_cast<std::size_t>(job.width));
+    }
+}
+
+} // namespace
+} // namespace kq::image::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#endif

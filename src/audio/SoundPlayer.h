@@ -1,0 +1,104 @@
+/// @file
+/// Plays one audio stream through OpenAL.
+#pragma once
+
+#include "audio/TimeCodeMgr.h"
+#include "com/ComPtr.h"
+#include "thread/BaseThread.h"
+
+#include <kqplayer/streams.h>
+
+#include <AL/al.h>
+#include <AL/alc.h>
+#include <AL/alext.h>
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <vector>
+
+/// Keeps two OpenAL buffers of 100 ms each in rotation on one source, refilled from the stream by a thread of
+/// its own, and tells how many bytes have been heard. Without data it plays silence; after one second of
+/// silence in total the audio counts as ended.
+///
+/// The public operations are called by one owner thread. Positions count bytes of PCM since the last fresh
+/// start.
+class SoundPlayer final : public BaseThread {
+public:
+    /// @param pStream the stream to play, of which a reference is kept; may be null
+    explicit SoundPlayer(IMediaStream* pStream);
+    ~SoundPlayer() override;
+
+    /// Makes the OpenAL source and its buffers in the current context, or in a new one on the default device.
+    /// 1 or 2 channels at 8 or 16 bits; 4, 6, 7 or 8 channels at 16 bits where OpenAL has the format. Any
+    /// other combination, and a machine without an audio device, is refused with a printed line and opens
+    /// nothing.
+    /// @return 1
+    int Open(int nSampleRate, int nChannels, int nBits);
+    /// Resumes after Pause(); otherwise a fresh start: both buffers are filled anew and positions start at 0.
+    void Play();
+    void Pause();
+    /// Ends the thread and stops the source. The stream and the pull state stay as they are.
+    void Stop();
+    void Close();
+    /// @return the position being heard, in bytes since the last fresh start
+    std::int64_t GetPlayPos();
+    /// Fills a buffer from the stream. @return the bytes that count as delivered, silence included; 0 at the
+    /// end
+    int SoundPlayCB(unsigned char* pBuf, int nLen);
+    /// One pass of the thread: refills what OpenAL has finished. @return the last fill result
+    int WriteAlBuffers();
+    /// Makes an OpenAL context current, unless one is.
+    bool ALFWInitOpenAL();
+    int svc() override;
+
+    bool IsOpen() const { return m_bOpened != 0; }
+    IMediaStream* GetStream() const { return m_pStream.Get(); }
+    bool IsStreamEnd() const { return m_bStreamEnd != 0; }
+    bool IsPlaying() const { return m_bPlaying != 0; }
+    std::uint32_t GetBytesPerSec() const { return static_cast<std::uint32_t>(m_nBytesPerSec); }
+    int GetBufferSize() const { return m_nBufferSize; }
+    /// @return the bytes handed to OpenAL since the last Stop()
+    std::int64_t GetTotalBytes();
+    /// Forgets what was pulled, after Stop() and before the stream is moved.
+    void ResetPullState();
+
+    TimeCodeMgr m_TimeCodeMgr;
+    std::int64_t m_llCheckPos = 0; ///< the owner's, for its check of the audio's end
+
+private:
+    static constexpr int kBufferCount = 2;
+
+    /// Renews and fills both buffers. @return whether there was anything to play
+    bool FillAfresh();
+    void QueueBuffer(ALuint uiBuffer, const char* pOperation);
+    int CopyLeftover(unsigned char* pBuf, int nLen);
+    int RefillProcessed(int nProcessed);
+    void RestartIfDry();
+    bool IsDeviceLost() const;
+
+    std::array<ALuint, kBufferCount> m_uiBuffers{};
+    ALuint m_uiSource = 0;
+    ALenum m_eFormat = 0;
+    std::vector<unsigned char> m_pBuffer; ///< the transfer buffer
+    int m_nBlockAlign = 0;
+    int m_nSampleRate = 0;
+    int m_nChannels = 0;
+    int m_nBits = 0;
+    std::int64_t m_nProcessed = 0; ///< buffers finished and refilled since the last fresh start
+    std::int64_t m_llLastPos = 0;
+    int m_nBufferSize = 0;
+    MEDIA_FRAME* m_pFrame = nullptr; ///< the frame being copied, borrowed from the stream
+    int m_nFrameRemain = 0;          ///< its bytes not yet copied
+    std::atomic<std::int32_t> m_bStreamEnd{0};
+    std::uint32_t m_nSilenceBytes = 0; ///< silence inserted so far, all in all
+    ComPtr<IMediaStream> m_pStream;
+    std::int64_t m_llTotalBytes = 0;
+    int m_nBytesPerSec = 0;
+    std::int32_t m_bPlaying = 0;
+    std::int32_t m_bPaused = 0;
+    CCritical m_Lock; ///< the processed count, the total and the queue of the source, as one
+    ALCcontext* m_pContext = nullptr;
+    std::int32_t m_bOpened = 0;
+    std::atomic<std::int32_t> m_bFinished{0}; ///< a refill delivered nothing
+};

@@ -1,0 +1,509 @@
+#include "player/MediaPlayer.h"
+
+#include "com/UuidOf.h"
+#include "player/LowMemory.h"
+#include "player/PlaybackRun.h"
+#include "view/PlayerView.h"
+
+#include <kqplayer/identifiers.h>
+#include <kqplayer/log.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <new>
+
+namespace {
+
+constexpr useconds_t kSeekPollMicroseconds = 1'000;
+/// A time above this is a request; anything below stands for none.
+constexpr double kNotSet = -0.001;
+
+/// The stream's information, or null when the query fails.
+ComPtr<IStreamInfo> QueryInfo(IMediaStream& stream) {
+    IStreamInfo* pInfo = nullptr;
+    const bool bFailed = stream.GetStreamInfo(&pInfo) != 0;
+    auto result = ComPtr<IStreamInfo>::Adopt(pInfo);
+    return bFailed ? ComPtr<IStreamInfo>() : std::move(result);
+}
+
+} // namespace
+
+scombase::CUnknown* CMediaPlayer::CreateInstance(IUnknown* /*pUnkOuter*/, long* phr) {
+    auto* const pPlayer = new CMediaPlayer;
+    *phr = pPlayer != nullptr ? kq::Ok : kq::OutOfMemory;
+    if (pPlayer != nullptr) {
+        pPlayer->NonDelegatingAddRef();
+    }
+    return pPlayer;
+}
+
+void* CMediaPlayer::operator new(std::size_t nBytes) noexcept {
+    return AllocateLow(nBytes);
+}
+
+void CMediaPlayer::operator delete(void* pMemory, std::size_t nBytes) noexcept {
+    FreeLow(pMemory, nBytes);
+}
+
+CMediaPlayer::CMediaPlayer() : CUnknown(nullptr) {
+    m_pViewMgr = ComPtr<CPlayerViewMgr>::Share(new (std::nothrow) CPlayerViewMgr);
+}
+
+CMediaPlayer::~CMediaPlayer() {
+    // Released from inside the end-of-play callback, the run is over already.
+    if (!IsOwnThread()) {
+        StopRun();
+        JoinFinished();
+    }
+}
+
+std::int32_t CMediaPlayer::NonDelegatingQueryInterface(const _GUID& riid, void** ppv) {
+    if (riid == uuidof_class<IMediaPlayer>::get_guid()) {
+        return scombase::GetInterface(static_cast<IMediaPlayer*>(this), ppv);
+    }
+    if (riid == uuidof_class<IAudioInput>::get_guid()) {
+        return scombase::GetInterface(static_cast<IAudioInput*>(this), ppv);
+    }
+    return CUnknown::NonDelegatingQueryInterface(riid, ppv);
+}
+
+// --- Transport
+// ------------------------------------------------------------------------------------------------
+
+std::int32_t CMediaPlayer::Play() {
+    m_nActivate = KQ_ACTIVATE_PLAYING;
+    m_bPlayAudio = 1;
+    if (!HasAnyStream()) {
+        return kq::Refused;
+    }
+    if (GetState() == THREAD_SUSPENDED) {
+        KQLogEx(L"PlayerControl::Play() Statat Is Pause(),So Resume().\r\n");
+        return Resume();
+    }
+    Invoke(COMMAND_PLAY);
+    StartRun(THREAD_RUNNING, KQ_ACTIVATE_PLAYING);
+    return kq::Ok;
+}
+
+std::int32_t CMediaPlayer::PlayForLoad() {
+    CSingleLock lock(&m_csLock);
+    if (!HasAnyStream()) {
+        return kq::Refused;
+    }
+    StartRun(THREAD_SUSPENDED, KQ_ACTIVATE_PAUSED);
+    return kq::Ok;
+}
+
+bool CMediaPlayer::HasAnyStream() {
+    CSingleLock lock(&m_csLock);
+    if (m_pAudioStream || AcquireReferenceStream()) {
+        return true;
+    }
+    KQLogEx(L"CMediaPlayer::Play() Error:No  Any Stream \r\n");
+    return false;
+}
+
+void CMediaPlayer::StartRun(std::int32_t nState, int nActivate) {
+    // A run that ends just now sets the activity to ended; under the lock that is before this or not at all.
+    CSingleLock lock(&ControlLock());
+    if (!IsActive()) {
+        m_nActivate = nActivate;
+        m_bPlayAudio = nState == THREAD_RUNNING ? 1 : 0;
+        StartAs(nState);
+    } else if (nState == THREAD_SUSPENDED) {
+        Suspend();
+    }
+}
+
+std::int32_t CMediaPlayer::Pause() {
+    CSingleLock lock(&m_csLock);
+    CSingleLock controlLock(&ControlLock());
+    if (!IsActive()) {
+        return kq::Ok;
+    }
+    m_nActivate = KQ_ACTIVATE_PAUSED;
+    if (GetState() != THREAD_RUNNING) {
+        return kq::Ok;
+    }
+    Suspend();
+    controlLock.Unlock();
+    Invoke(COMMAND_PAUSE);
+    return kq::Ok;
+}
+
+std::int32_t CMediaPlayer::Resume() {
+    CSingleLock lock(&m_csLock);
+    CSingleLock controlLock(&ControlLock());
+    if (!IsActive()) {
+        return kq::Ok;
+    }
+    m_nActivate = KQ_ACTIVATE_PLAYING;
+    if (GetState() != THREAD_SUSPENDED) {
+        return kq::Ok;
+    }
+    m_bPlayAudio = 1;
+    controlLock.Unlock();
+    Invoke(COMMAND_RESUME);
+    BaseThread::Resume();
+    return kq::Ok;
+}
+
+bool CMediaPlayer::RefusedOnOwnThread(const wchar_t* pOperation) {
+    if (!IsOwnThread()) {
+        return false;
+    }
+    KQLogEx(L"CMediaPlayer::%ls refused: called on the playback thread, from inside the callback \n",
+            pOperation);
+    return true;
+}
+
+void CMediaPlayer::StopRun() {
+    if (const RunPtr pRun = AbortRun()) {
+        WaitForRun(pRun, WAIT_FOREVER);
+    }
+    if (m_pViewMgr) {
+        m_pViewMgr->ShowUserFrame();
+    }
+    CSingleLock lock(&ControlLock());
+    if (!IsActive()) {
+        m_bPauseEntered = 0;
+        m_bPlayAudio = 1;
+        m_nActivate = KQ_ACTIVATE_STOPPED;
+    }
+    lock.Unlock();
+    KQLogEx(L" CMediaPlayer::Stop \n");
+    Invoke(COMMAND_STOP);
+}
+
+std::int32_t CMediaPlayer::Stop() {
+    if (RefusedOnOwnThread(L"Stop")) {
+        return kq::Refused;
+    }
+    StopRun();
+    return kq::Ok;
+}
+
+std::int32_t CMediaPlayer::Load() {
+    if (RefusedOnOwnThread(L"Load")) {
+        return kq::Refused;
+    }
+    StopRun();
+    m_bPlayAudio = 0;
+    Invoke(COMMAND_PAUSE);
+    m_nActivate = KQ_ACTIVATE_PAUSED;
+    PlayForLoad();
+    KQLogEx(L" CMediaPlayer::Load \n");
+    return kq::Ok;
+}
+
+int CMediaPlayer::svc() {
+    {
+        PlaybackRun run(*this);
+        run.Perform();
+    }
+    // The last act: a host may start the next run in here, or release the player.
+    Notify(KQ_NOTIFY_END, 0);
+    return 0;
+}
+
+// --- Seeking and frame stepping
+// ---------------------------------------------------------------------------------
+
+std::int32_t CMediaPlayer::Seek(double dTime, int nMode) {
+    if (!MoveWithoutRun(dTime, nMode)) {
+        PostSeek(dTime, static_cast<unsigned int>(nMode));
+    }
+    return kq::Ok;
+}
+
+std::int32_t CMediaPlayer::SyncSeek(double dTime, int nMode) {
+    if (RefusedOnOwnThread(L"SyncSeek")) {
+        return kq::Refused;
+    }
+    if (MoveWithoutRun(dTime, nMode)) {
+        return kq::Ok;
+    }
+    const RunPtr pRun = ActiveRun();
+    ++m_bSyncSeekWait;
+    const std::uint64_t nRequest = PostSeek(dTime, static_cast<unsigned int>(nMode));
+    while (pRun && m_nSeekSettled < nRequest && !HasEnded(pRun)) {
+        usleep(kSeekPollMicroseconds);
+    }
+    --m_bSyncSeekWait;
+    CSingleLock lock(&m_csSeek);
+    if (m_nSeekPosted == nRequest) {
+        m_bSeekPending = 0;
+    }
+    return kq::Ok;
+}
+
+bool CMediaPlayer::MoveWithoutRun(double dTime, int nMode) {
+    CSingleLock lock(&m_csLock);
+    if (IsActive()) {
+        return false;
+    }
+    const double dBegin = std::max(0.0, m_dBeginTime.load());
+    double dPlayed = dTime;
+    if (const auto pStream = AcquireReferenceStream()) {
+        dPlayed = pStream->Seek(dBegin + dTime, nMode) - dBegin;
+        m_pViewMgr->ShowCurrentImage(nullptr, 0);
+    }
+    m_dPlayedTime = dPlayed;
+    m_dClockAnchor = dPlayed + dBegin;
+    lock.Unlock();
+    // The next run starts there.
+    PostSeek(dTime, static_cast<unsigned int>(nMode));
+    m_bSeekPending = 0;
+    return true;
+}
+
+std::uint64_t CMediaPlayer::PostSeek(double dTime, unsigned int nMode) {
+    CSingleLock lock(&m_csSeek);
+    m_dSeekTime = dTime;
+    m_nSeekMode = nMode;
+    m_bSeekPending = 1;
+    return ++m_nSeekPosted;
+}
+
+void CMediaPlayer::SetSeek(double dTime, unsigned int nMode) {
+    PostSeek(dTime, nMode);
+}
+
+void CMediaPlayer::GetSeek(double& dTime, unsigned int& nMode) {
+    CSingleLock lock(&m_csSeek);
+    dTime = m_dSeekTime;
+    nMode = m_nSeekMode;
+    m_dSeekTime = -1.0;
+    m_nSeekMode = 0;
+    m_bSeekPending = 0;
+    m_nSeekTaken = m_nSeekPosted;
+    if (dTime <= kNotSet) {
+        m_nSeekSettled = m_nSeekTaken; // nothing there, or refused
+    }
+}
+
+void CMediaPlayer::SettleSeek() {
+    CSingleLock lock(&m_csSeek);
+    m_nSeekSettled = m_nSeekTaken;
+}
+
+bool CMediaPlayer::IsSeeking() {
+    CSingleLock lock(&m_csSeek);
+    return m_bSeekPending != 0;
+}
+
+std::int32_t CMediaPlayer::Forward() {
+    if (IsPaused() && AcquireReferenceStream()) {
+        AddForwad(1);
+    }
+    return kq::Ok;
+}
+
+std::int32_t CMediaPlayer::SyncForward() {
+    return Forward();
+}
+
+int CMediaPlayer::AddForwad(int n) {
+    CSingleLock lock(&m_csForward);
+    m_nForwardCount = std::max(0, m_nForwardCount + n);
+    return m_nForwardCount;
+}
+
+int CMediaPlayer::GetForwad() {
+    CSingleLock lock(&m_csForward);
+    return m_nForwardCount;
+}
+
+// --- Play range, queries, notification
+// --------------------------------------------------------------------------
+
+std::int32_t CMediaPlayer::SetPlayTime(double dBegin, double dLength) {
+    CSingleLock lock(&m_csLock);
+    KQLogEx(L"CMediaPlayer::SetPlayTime : begintime = %.2f ,beginlen = %.2f \n", dBegin, dLength);
+    m_dBeginTime = dBegin;
+    if (dLength > 0) {
+        m_dPlayLength = dLength;
+        return kq::Ok;
+    }
+    const auto pStream = AcquireReferenceStream();
+    if (!pStream) {
+        return kq::Ok;
+    }
+    const auto pInfo = QueryInfo(*pStream.Get());
+    const VIDEO_STREAM_INFO* const pFormat = pInfo ? pInfo->GetVideoFormat() : nullptr;
+    if (pFormat == nullptr) {
+        return kq::Refused;
+    }
+    // Without a frame rate the stream's length is unknown: no limit.
+    m_dPlayLength = pFormat->dFrameRate > 0 ? pFormat->nFrameCount / pFormat->dFrameRate - dBegin : 0.0;
+    return kq::Ok;
+}
+
+double CMediaPlayer::GetMovieLength() {
+    CSingleLock lock(&m_csLock);
+    double dLength = 0;
+    if (const auto pStream = AcquireReferenceStream()) {
+        const auto pInfo = QueryInfo(*pStream.Get());
+        const VIDEO_STREAM_INFO* const pFormat = pInfo ? pInfo->GetVideoFormat() : nullptr;
+        if (pFormat == nullptr) {
+            return 0;
+        }
+        dLength = pFormat->dFrameRate > 0 ? pFormat->nFrameCount / pFormat->dFrameRate : 0.0;
+    }
+    if (m_pAudioStream) {
+        const auto pInfo = QueryInfo(*m_pAudioStream.Get());
+        const AUDIO_STREAM_INFO* const pFormat = pInfo ? pInfo->GetAudioFormat() : nullptr;
+        if (pFormat != nullptr) {
+            dLength = std::max(dLength, pFormat->dDuration);
+        }
+    }
+    return dLength;
+}
+
+std::int32_t CMediaPlayer::SetCallBack(KQPlayerCallback pfnCallBack, void* pUserData) {
+    CSingleLock lock(&m_csCallBack);
+    m_pfnCallBack = pfnCallBack;
+    m_pUserData = pUserData;
+    return kq::Ok;
+}
+
+void CMediaPlayer::Notify(unsigned int nWhat, unsigned int nArgument) {
+    CSingleLock lock(&m_csCallBack);
+    const KQPlayerCallback pfnCallBack = m_pfnCallBack;
+    void* const pUserData = m_pUserData;
+    lock.Unlock();
+    if (pfnCallBack != nullptr) {
+        pfnCallBack(pUserData, PLAYER_NOTIFY, nWhat, nArgument);
+    }
+}
+
+void CMediaPlayer::NotifyPosition() {
+    static_assert(sizeof(m_dPlayedTime) == sizeof(double), "a host reads the position as a plain double");
+    Notify(KQ_NOTIFY_POSITION, static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(&m_dPlayedTime)));
+}
+
+std::int32_t CMediaPlayer::GetPlayerViewMgr(IPlayerViewMgr** ppMgr) {
+    if (ppMgr == nullptr) {
+        return kq::NullPointer;
+    }
+    *ppMgr = m_pViewMgr.Get();
+    if (!m_pViewMgr) {
+        return kq::Failed;
+    }
+    m_pViewMgr->AddRef();
+    return kq::Ok;
+}
+
+int CMediaPlayer::IsActivate() {
+    return m_nActivate;
+}
+
+bool CMediaPlayer::IsPaused() {
+    return m_bPauseEntered != 0;
+}
+
+std::int32_t CMediaPlayer::Update(int nImmediate) {
+    if (!AcquireReferenceStream()) {
+        return kq::Failed;
+    }
+    const std::int32_t nState = GetState();
+    if (nState == THREAD_RUNNING) {
+        return kq::Refused;
+    }
+    if (nState != THREAD_SUSPENDED) {
+        return kq::Ok;
+    }
+    if (nImmediate != 0) {
+        m_pViewMgr->ShowCurrentImage(nullptr, 0);
+    } else {
+        m_bRedraw = 1;
+    }
+    return kq::Ok;
+}
+
+// --- Streams
+// ----------------------------------------------------------------------------------------------------
+
+int CMediaPlayer::GetSeekNum() {
+    return m_pViewMgr && m_pViewMgr->GetCount() == 2 ? 0 : 1;
+}
+
+ComPtr<IMediaStream> CMediaPlayer::AcquireReferenceStream() {
+    return m_pViewMgr ? m_pViewMgr->AcquireViewDecoder(GetSeekNum()) : ComPtr<IMediaStream>();
+}
+
+IMediaStream* CMediaPlayer::GetStreamInReferenceView() {
+    return m_pViewMgr ? m_pViewMgr->GetViewDecoder(GetSeekNum()) : nullptr;
+}
+
+CPlayerView* CMediaPlayer::GetReferenceView() {
+    return m_pViewMgr ? m_pViewMgr->GetView(GetSeekNum()) : nullptr;
+}
+
+void CMediaPlayer::ShowImage(const MEDIA_FRAME* pFrame, int nMode) {
+    if (m_pViewMgr) {
+        m_pViewMgr->ShowCurrentImage(pFrame, nMode);
+    }
+}
+
+void CMediaPlayer::Invoke(int nCommand) {
+    if (!m_pViewMgr) {
+        return;
+    }
+    const int nMode = m_pViewMgr->GetCount() >= 2 ? 0 : GetSeekNum();
+    const auto pStream = m_pViewMgr->AcquireViewDecoder(nMode);
+    void* pRaw = nullptr;
+    if (!pStream || pStream->QueryInterface(IID_IQLXDispatch, &pRaw) < 0 || pRaw == nullptr) {
+        return;
+    }
+    const auto pDispatch = ComPtr<IQLXDispatch>::Adopt(static_cast<IQLXDispatch*>(pRaw));
+    pDispatch->Invoke(0, nCommand, 0);
+}
+
+CMediaPlayer::AudioFormat CMediaPlayer::CopyAudioFormat(const AUDIO_STREAM_INFO& info) {
+    AudioFormat format;
+    format.m_nSampleRate = info.nSampleRate;
+    format.m_nChannels = info.nChannels;
+    format.m_nBitsPerSample = 16;
+    format.m_nBytesPerSec = info.nSampleRate * info.nChannels * 2;
+    format.m_dDuration = info.dDuration;
+    format.m_nReserved = info.nReserved;
+    return format;
+}
+
+std::int32_t CMediaPlayer::SetAudioInput(IMediaStream* pStream) {
+    CSingleLock lock(&m_csLock);
+    m_pAudioStream.Reset();
+    if (pStream == nullptr) {
+        m_dPlayedTime = 0.0;
+        m_dBeginTime = -1.0;
+        m_dPlayLength = -1.0;
+        m_dClockAnchor = 0.0;
+        return kq::Ok;
+    }
+    IStreamInfo* pRawInfo = nullptr;
+    pStream->GetStreamInfo(&pRawInfo);
+    const auto pInfo = ComPtr<IStreamInfo>::Adopt(pRawInfo);
+    if (const AUDIO_STREAM_INFO* const pFormat = pInfo ? pInfo->GetAudioFormat() : nullptr) {
+        m_audioFormat = CopyAudioFormat(*pFormat);
+        m_pAudioStream = ComPtr<IMediaStream>::Share(pStream);
+    }
+    KQLogEx(L" CMediaPlayer::SetAudioInput \n");
+    return kq::Ok;
+}
+
+// --- Capture
+// ----------------------------------------------------------------------------------------------------
+
+std::int32_t CMediaPlayer::CaptureCurrentImage(const CaptureImageInfo* pInfo, const wchar_t* pPath) {
+    if (pInfo == nullptr || pPath == nullptr) {
+        KQLogEx(L"CMediaPlayer::CaptureCurrentImage Faild,for Input Param Pointer is Null \n");
+        return kq::Failed;
+    }
+    return m_capture.CaptureToFile(AcquireReferenceStream().Get(), *pInfo, pPath);
+}
+
+MEDIA_FRAME* CMediaPlayer::CaptureCurrentImageEx() {
+    return m_capture.CaptureCopy(AcquireReferenceStream().Get());
+}

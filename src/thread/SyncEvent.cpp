@@ -1,0 +1,50 @@
+#include "thread/SyncEvent.h"
+
+#include "thread/TickClock.h"
+
+#include <unistd.h>
+
+namespace {
+constexpr useconds_t kPollMicroseconds = 10'000;
+}
+
+SyncEvent::SyncEvent(bool bInitialState, bool bManualReset)
+    : m_bSignaled(bInitialState ? 1 : 0), m_bManualReset(bManualReset ? 1 : 0) {}
+
+void SyncEvent::Set() {
+    CSingleLock lock(this);
+    m_bSignaled = 1;
+}
+
+void SyncEvent::Reset() {
+    CSingleLock lock(this);
+    m_bSignaled = 0;
+}
+
+bool SyncEvent::TryTake() {
+    if (m_bSignaled == 0) {
+        return false;
+    }
+    if (m_bManualReset != 0) {
+        return true;
+    }
+    CSingleLock lock(this);
+    return m_bSignaled.exchange(0) != 0;
+}
+
+unsigned int SyncEvent::Wait(unsigned int dwMilliseconds) {
+    if (TryTake()) {
+        return WAIT_SET;
+    }
+    if (dwMilliseconds == 0) {
+        return WAIT_TIMED_OUT;
+    }
+    const std::uint32_t nStart = TickClockMs();
+    while (!TryTake()) {
+        if (dwMilliseconds != WAIT_FOREVER && TickClockMs() - nStart >= dwMilliseconds) {
+            return WAIT_TIMED_OUT;
+        }
+        usleep(kPollMicroseconds);
+    }
+    return WAIT_SET;
+}

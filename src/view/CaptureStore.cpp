@@ -1,0 +1,198 @@
+#include "view/CaptureStore.h"
+
+#include "com/ComPtr.h"
+
+#include <kqplayer/capture.h>
+#include <kqplayer/image.h>
+#include <kqplayer/imageproc.h>
+#include <kqplayer/log.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+constexpr int kBitsPerPixel = 24;
+
+std::ptrdiff_t RgbRowSize(int nWidth) {
+    return (static_cast<std::ptrdiff_t>(nWidth) * kBitsPerPixel + 31) / 32 * 4;
+}
+
+/// @return the MIME type of a picture format, or null for a format that is not supported
+const wchar_t* MimeTypeOf(std::int32_t nFormat) {
+    switch (nFormat) {
+    case 0:
+        return L"image/bmp";
+    case 1:
+        return L"image/jpeg";
+    case 2:
+        return L"image/png";
+    default:
+        return nullptr;
+    }
+}
+
+std::int32_t FailedBecause(const wchar_t* pReason) {
+    KQLogEx(L"CMediaPlayer::CaptureCurrentImage Faild,for %ls \n", pReason);
+    return kq::Failed;
+}
+
+struct Size {
+    int nWidth;
+    int nHeight;
+};
+
+/// The size of the picture in the sample: the stream's, unless a planar sample says otherwise.
+Size PictureSize(const MEDIA_FRAME& sample, const VIDEO_STREAM_INFO& format) {
+    if (sample.nKind == KQ_PICTURE_PLANAR_YUV && sample.image.nWidth > 0 && sample.image.nHeight > 0) {
+        return {sample.image.nWidth, sample.image.nHeight};
+    }
+    return {std::abs(format.nWidth), std::abs(format.nHeight)};
+}
+
+/// Means of a 2x2 block, cut off at the edges of the picture. ITU-R BT.601 in video range, as RGB to planar
+/// YUV everywhere in the component: 14-bit fixed point, each chroma term shifted by itself.
+void PackedBlockToPlanar(const tagYUVImage& dst, const std::uint8_t* pRgb, int nRow, int nColumn) {
+    int nSumU = 0;
+    int nSumV = 0;
+    int nPixels = 0;
+    for (int r = nRow; r < std::min(nRow + 2, dst.nHeight); ++r) {
+        for (int c = nColumn; c < std::min(nColumn + 2, dst.nWidth); ++c) {
+            const std::uint8_t* const p = pRgb + r * RgbRowSize(dst.nWidth) + std::ptrdiff_t{3} * c;
+            const int b = p[0];
+            const int g = p[1];
+            const int red = p[2];
+            dst.pY[static_cast<std::ptrdiff_t>(r) * dst.nPitchY + c] =
+                static_cast<std::uint8_t>(((1606 * b + 8258 * g + 4211 * red) >> 14) + 16);
+            nSumU += (7193 * b - 4768 * g - 2425 * red) >> 14;
+            nSumV += (7193 * red - 6029 * g - 1163 * b) >> 14;
+            ++nPixels;
+        }
+    }
+    const std::ptrdiff_t nRowU = static_cast<std::ptrdiff_t>(nRow / 2) * dst.nPitchU;
+    const std::ptrdiff_t nRowV = static_cast<std::ptrdiff_t>(nRow / 2) * dst.nPitchV;
+    dst.pU[nRowU + nColumn / 2] = static_cast<std::uint8_t>((nSumU + 128 * nPixels) / nPixels);
+    dst.pV[nRowV + nColumn / 2] = static_cast<std::uint8_t>((nSumV + 128 * nPixels) / nPixels);
+}
+
+void PackedToPlanar(const tagYUVImage& dst, const std::uint8_t* pRgb) {
+    for (int r = 0; r < dst.nHeight; r += 2) {
+        for (int c = 0; c < dst.nWidth; c += 2) {
+            PackedBlockToPlanar(dst, pRgb, r, c);
+        }
+    }
+}
+
+} // namespace
+
+CCaptureStore::~CCaptureStore() {
+    if (m_pImage != nullptr) {
+        DIDestroy(m_pImage);
+    }
+}
+
+bool CCaptureStore::FitImage(int nWidth, int nHeight) {
+    if (m_pImage != nullptr && DIGetWidth(m_pImage) == nWidth && DIGetHeight(m_pImage) == nHeight) {
+        return true;
+    }
+    if (m_pImage != nullptr) {
+        DIDestroy(m_pImage);
+    }
+    m_pImage = DICreate();
+    if (m_pImage == nullptr) {
+        return false;
+    }
+    DISetContent(m_pImage, nWidth, nHeight, kBitsPerPixel);
+    return true;
+}
+
+std::int32_t CCaptureStore::CaptureToFile(IMediaStream* pStream, const CaptureImageInfo& info,
+                                          const wchar_t* pPath) {
+    CSingleLock lock(&m_csCapture);
+    if (pStream == nullptr) {
+        return FailedBecause(L"Input videostream Pointer is Null");
+    }
+    const MEDIA_FRAME* const pSample = pStream->GetCurrentFrame();
+    if (pSample == nullptr) {
+        return FailedBecause(L"Input videostream Can,t Get NULL Sample");
+    }
+    IStreamInfo* pRawInfo = nullptr;
+    const bool bFailed = pStream->GetStreamInfo(&pRawInfo) != 0;
+    const auto pStreamInfo = ComPtr<IStreamInfo>::Adopt(pRawInfo);
+    if (bFailed || !pStreamInfo) {
+        return FailedBecause(L"Input videostream Can,t Get NULL IStreamInfo");
+    }
+    const VIDEO_STREAM_INFO* const pFormat = pStreamInfo->GetVideoFormat();
+    if (pFormat == nullptr) {
+        return FailedBecause(L"Input videostream Can,t Get NULL Stream Info");
+    }
+    m_lastRequest = info;
+    const Size size = PictureSize(*pSample, *pFormat);
+    if (!FitImage(size.nWidth, size.nHeight)) {
+        return FailedBecause(L"DICreate() Failed");
+    }
+    std::uint8_t* const pBits = DIGetBits(m_pImage);
+    tagBITMAPINFOHEADER* const pHeader = DIGetBitmapInfo(m_pImage);
+    if (pBits == nullptr || pHeader == nullptr) {
+        return FailedBecause(L"DIGetBitmapInfo Get Null  Pointer");
+    }
+    const tagYUVImage& image = pSample->image;
+    if (pSample->nKind == KQ_PICTURE_PLANAR_YUV) {
+        Yuv420_2_rgb24(pHeader, pBits, image.pY, image.pU, image.pV, image.nPitchY, image.nPitchU,
+                       image.nPitchV);
+    } else if (pSample->nKind == KQ_PICTURE_PACKED_RGB) {
+        std::memcpy(pBits, image.pRgb, static_cast<std::size_t>(RgbRowSize(size.nWidth) * size.nHeight));
+    } else {
+        return FailedBecause(L" Input Video Frame Format no Support ");
+    }
+    const wchar_t* const pMimeType = MimeTypeOf(m_lastRequest.nFormat);
+    const std::int32_t nResult =
+        pMimeType != nullptr ? kq::Ok : FailedBecause(L" User Request Picture Format no Support ");
+    DISaveEx(m_pImage, pPath, pMimeType);
+    return nResult;
+}
+
+bool CCaptureStore::FitCopy(int nWidth, int nHeight) {
+    if (!m_pCopy || m_pCopy->image.nWidth != nWidth || m_pCopy->image.nHeight != nHeight) {
+        m_pCopy = MakeBlackFrame(nWidth, nHeight);
+    }
+    return m_pCopy != nullptr;
+}
+
+MEDIA_FRAME* CCaptureStore::CaptureCopy(IMediaStream* pStream) {
+    CSingleLock lock(&m_csCapture);
+    if (pStream == nullptr) {
+        KQLogEx(L"CMediaPlayer::CaptureCurrentImageEx FAILED,For Can't Get Video Stream \n");
+        return nullptr;
+    }
+    const MEDIA_FRAME* const pSample = pStream->GetCurrentFrame();
+    IStreamInfo* pRawInfo = nullptr;
+    const bool bFailed = pStream->GetStreamInfo(&pRawInfo) != 0;
+    const auto pStreamInfo = ComPtr<IStreamInfo>::Adopt(pRawInfo);
+    if (bFailed) {
+        return nullptr;
+    }
+    const VIDEO_STREAM_INFO* const pFormat = pStreamInfo ? pStreamInfo->GetVideoFormat() : nullptr;
+    if (pSample == nullptr || pFormat == nullptr) {
+        KQLogEx(L"CMediaPlayer::CaptureCurrentImageEx FAILED,For Can't Get Video Stream inof \n");
+        return nullptr;
+    }
+    const Size size = PictureSize(*pSample, *pFormat);
+    if (!FitCopy(size.nWidth, size.nHeight)) {
+        return nullptr;
+    }
+    if (pSample->nKind == KQ_PICTURE_PLANAR_YUV) {
+        CopyVideoFrame(m_pCopy.get(), pSample, 1, 0);
+        return m_pCopy.get();
+    }
+    if (pSample->nKind != KQ_PICTURE_PACKED_RGB || pSample->image.pRgb == nullptr) {
+        return nullptr;
+    }
+    m_pCopy->llTime = pSample->llTime;
+    m_pCopy->llPTS = pSample->llPTS;
+    m_pCopy->nFlags = pSample->nFlags;
+    PackedToPlanar(m_pCopy->image, pSample->image.pRgb);
+    return m_pCopy.get();
+}

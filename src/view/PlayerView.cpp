@@ -1,0 +1,135 @@
+#include "view/PlayerView.h"
+
+#include "com/UuidOf.h"
+
+#include <cstdlib>
+#include <new>
+
+CPlayerView::CPlayerView() : CUnknown(nullptr) {}
+
+CPlayerView* CPlayerView::CreatePlayView(void* pParent, const VRECT& rect, unsigned long a, unsigned long b,
+                                         long nIndex) {
+    auto* const pView = new (std::nothrow) CPlayerView;
+    if (pView == nullptr) {
+        return nullptr;
+    }
+    pView->AddRef();
+    if (!pView->SetWindowInfo(pParent, rect, a, b, nIndex)) {
+        pView->Release();
+        return nullptr;
+    }
+    return pView;
+}
+
+bool CPlayerView::SetWindowInfo(void* pParent, const VRECT& rect, unsigned long a, unsigned long b,
+                                long nIndex) {
+    m_pNativeView.reset(MakeYv12View());
+    m_nNativeResult = m_pNativeView ? m_pNativeView->Create(pParent, rect, a, b) : 0;
+    m_pParent = pParent;
+    m_nIndex = nIndex;
+    m_rect = {rect.x, rect.y, rect.x + rect.width, rect.y + rect.height};
+    return m_nNativeResult != 0;
+}
+
+std::int32_t CPlayerView::NonDelegatingQueryInterface(const _GUID& riid, void** ppv) {
+    if (riid == uuidof_class<IPlayerView>::get_guid()) {
+        return scombase::GetInterface(static_cast<IPlayerView*>(this), ppv);
+    }
+    return CUnknown::NonDelegatingQueryInterface(riid, ppv);
+}
+
+std::int32_t CPlayerView::SetVideoInput(int nSourceMode, IMediaStream* pStream) {
+    CSingleLock lock(&m_csView);
+    m_pStream.Reset();
+    if (pStream == nullptr) {
+        return kq::Ok;
+    }
+    m_nSourceMode = nSourceMode;
+    auto pNewStream = ComPtr<IMediaStream>::Share(pStream);
+    IStreamInfo* pRawInfo = nullptr;
+    const bool bFailed = pNewStream->GetStreamInfo(&pRawInfo) != 0;
+    const auto pInfo = ComPtr<IStreamInfo>::Adopt(pRawInfo);
+    const VIDEO_STREAM_INFO* const pFormat = !bFailed && pInfo ? pInfo->GetVideoFormat() : nullptr;
+    if (pFormat == nullptr) {
+        return kq::Refused;
+    }
+    if (m_pNativeView) {
+        m_pNativeView->SetSrcAspectRatio(pFormat->nAspectX, pFormat->nAspectY);
+    }
+    m_pBlackFrame = MakeBlackFrame(std::abs(pFormat->nWidth), std::abs(pFormat->nHeight));
+    m_pStream = std::move(pNewStream);
+    return kq::Ok;
+}
+
+std::int32_t CPlayerView::SetParentWND(void* /*pWindow*/) {
+    return kq::Refused;
+}
+
+void* CPlayerView::GetParentWND() {
+    return m_pParent;
+}
+
+std::int32_t CPlayerView::SetRect(const tagRECT& rect) {
+    CSingleLock lock(&m_csView);
+    m_rect = rect;
+    return kq::Ok;
+}
+
+tagRECT CPlayerView::GetRect() {
+    CSingleLock lock(&m_csView);
+    return m_rect;
+}
+
+int CPlayerView::GetIndex() {
+    return static_cast<int>(m_nIndex);
+}
+
+void* CPlayerView::GetWND() {
+    return m_pNativeView ? m_pNativeView->GetHwnd() : nullptr;
+}
+
+void CPlayerView::ShowCurrentImage(const MEDIA_FRAME* pFrame) {
+    CSingleLock lock(&m_csView);
+    if (!m_pStream) {
+        SetViewBlack();
+        return;
+    }
+    const MEDIA_FRAME* const pShown = pFrame != nullptr ? pFrame : m_pStream->GetCurrentFrame();
+    if (pShown == nullptr || pShown->nKind != KQ_PICTURE_PLANAR_YUV || pShown->image.pY == nullptr) {
+        SetViewBlack();
+        return;
+    }
+    ShowPicture(*pShown);
+}
+
+void CPlayerView::ShowBlack() {
+    CSingleLock lock(&m_csView);
+    SetViewBlack();
+}
+
+void CPlayerView::SetViewBlack() {
+    if (m_pBlackFrame) {
+        ShowPicture(*m_pBlackFrame);
+    }
+}
+
+void CPlayerView::ShowPicture(const MEDIA_FRAME& frame) {
+    if (m_pNativeView) {
+        m_pNativeView->ShowYUVImage(&frame.image);
+    }
+}
+
+int CPlayerView::GetCurrentSouceMode() {
+    CSingleLock lock(&m_csView);
+    return m_nSourceMode;
+}
+
+IMediaStream* CPlayerView::GetCurrenViewVideoStream() {
+    CSingleLock lock(&m_csView);
+    return m_pStream.Get();
+}
+
+ComPtr<IMediaStream> CPlayerView::AcquireVideoStream() {
+    CSingleLock lock(&m_csView);
+    return ComPtr<IMediaStream>::Share(m_pStream.Get());
+}

@@ -1,0 +1,62 @@
+/// @file
+/// One view: a native view, at most one video stream, a source mode, and a black picture of the stream's
+/// size.
+#pragma once
+
+#include "com/ComPtr.h"
+#include "com/Unknown.h"
+#include "thread/Critical.h"
+#include "view/PlanarFrame.h"
+
+#include <kqplayer/player.h>
+#include <kqplayer/view.h>
+
+#include <memory>
+
+class CPlayerView final : public scombase::CUnknown, public IPlayerView {
+public:
+    /// Makes a view on a native window. @return the view with one reference, or null when the window is
+    /// refused
+    static CPlayerView* CreatePlayView(void* pParent, const VRECT& rect, unsigned long a, unsigned long b,
+                                       long nIndex);
+    /// A view without a native view, with a count of 0; SetWindowInfo() makes the native view.
+    CPlayerView();
+    bool SetWindowInfo(void* pParent, const VRECT& rect, unsigned long a, unsigned long b, long nIndex);
+
+    KQ_FORWARD_IUNKNOWN
+    std::int32_t NonDelegatingQueryInterface(const _GUID& riid, void** ppv) override;
+
+    std::int32_t SetVideoInput(int nSourceMode, IMediaStream* pStream) override;
+    std::int32_t SetParentWND(void* pWindow) override;
+    void* GetParentWND() override;
+    std::int32_t SetRect(const tagRECT& rect) override;
+    tagRECT GetRect() override;
+    int GetIndex() override;
+    void* GetWND() override;
+
+    /// Shows a frame; null shows the stream's current frame. Without a stream, without a frame, or with a
+    /// frame that is not planar, the view shows black.
+    void ShowCurrentImage(const MEDIA_FRAME* pFrame);
+    /// Shows the black picture, if there is one.
+    void ShowBlack();
+    int GetCurrentSouceMode();
+    /// @return the stream, without a reference
+    IMediaStream* GetCurrenViewVideoStream();
+    /// @return the stream with a reference taken under the lock that guards it
+    ComPtr<IMediaStream> AcquireVideoStream();
+
+private:
+    /// As ShowBlack(), for callers that hold the view's lock.
+    void SetViewBlack();
+    void ShowPicture(const MEDIA_FRAME& frame);
+
+    std::unique_ptr<IYv12View> m_pNativeView;
+    ComPtr<IMediaStream> m_pStream;
+    int m_nNativeResult = 0; ///< non-zero: the native view exists
+    tagRECT m_rect{};
+    int m_nSourceMode = 0;
+    long m_nIndex = 0;
+    void* m_pParent = nullptr;
+    CCritical m_csView; ///< guards the stream, the source mode, the rectangle and the black frame
+    PlanarFramePtr m_pBlackFrame;
+};

@@ -1,0 +1,58 @@
+/// @file
+/// The native view over the view library, PlayerView.so.
+#pragma once
+
+#include <kqplayer/view.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
+/// Loads the view library, makes one library-side view, and feeds it with 32-bit RGB pictures.
+class YV12ViewWrapper final : public IYv12View {
+public:
+    YV12ViewWrapper();
+    YV12ViewWrapper(const YV12ViewWrapper&) = delete;
+    YV12ViewWrapper& operator=(const YV12ViewWrapper&) = delete;
+    ~YV12ViewWrapper() override;
+
+    int SetCropMode(unsigned int nMode) override;
+    int SetMaskMode(unsigned int nMode) override;
+    int SetCallbackWnd(void* pWindow) override;
+    int SetCropRect(tagRECT* pRect) override;
+    int GetCropRect(tagRECT* pRect) override;
+    int SetDisplayResizeMode(IMAGE_RESIZE_METHOD eMethod) override;
+    int Update() override;
+    void* GetHwnd() override;
+    void SetHwnd(void* pWindow) override;
+    int Create(void* pParent, const VRECT& rect, unsigned long a, unsigned long b) override;
+    int ShowYV12Image(tagBITMAPINFO* pInfo, unsigned char* pBits) override;
+    int ShowYUVImage(const tagYUVImage* pImage) override;
+    void SetSrcAspectRatio(int x, int y) override;
+
+    /// Opens the library and resolves its functions. @return 1, or 0 when it is missing or lacks a function
+    int LoadPlayerView();
+    /// @return 1
+    int UnloadPlayerView();
+
+private:
+    struct Functions;
+    struct AlignedDelete {
+        void operator()(unsigned char* p) const;
+    };
+
+    bool IsReady() const { return m_pView != nullptr && m_pFunctions != nullptr; }
+    void DestroyLibraryView();
+    bool FitBuffer(int nWidth, int nHeight);
+    /// A forwarded call: 0 without a view, the view handle as a number without functions.
+    template <class Call>
+    int Forward(Call call);
+
+    void* m_pLibrary = nullptr;
+    std::unique_ptr<Functions> m_pFunctions;
+    void* m_pView = nullptr;
+    std::unique_ptr<unsigned char[], AlignedDelete> m_pRgb; ///< width * height * 4 bytes
+    std::unique_ptr<tagBITMAPINFOHEADER> m_pHeader;
+    int m_nCachedWidth = 0;
+    int m_nCachedHeight = 0;
+};

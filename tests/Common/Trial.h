@@ -1,0 +1,76 @@
+/// @file
+/// One call of a conversion routine beside its plain reference, on memory that shows every stray access.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace kq::image::test {
+
+/// Memory that ends (or begins) at a page without access, so that one byte too far stops the test.
+class GuardedBuffer {
+public:
+    GuardedBuffer(std::size_t bytes, bool flushWithEnd);
+    GuardedBuffer(const GuardedBuffer&) = delete;
+    GuardedBuffer& operator=(const GuardedBuffer&) = delete;
+    ~GuardedBuffer();
+
+    std::uint8_t* data() const { return data_; }
+    std::size_t size() const { return bytes_; }
+
+private:
+    std::size_t bytes_;
+    std::size_t mapped_;
+    std::uint8_t* mapping_;
+    std::uint8_t* data_;
+};
+
+/// A plane or a bitmap inside a buffer of a trial.
+struct Area {
+    std::uint8_t* data;
+    std::int32_t pitch;
+};
+
+/// The random sizes, pitches and contents of one comparison.
+class Trial {
+public:
+    explicit Trial(std::uint32_t seed);
+
+    std::int32_t Between(std::int32_t low, std::int32_t high);
+    bool Flag() { return Between(0, 1) != 0; }
+    /// Mostly small and odd, sometimes wide.
+    std::int32_t Size();
+    /// As many rows as make a comparison quick.
+    std::int32_t Rows();
+
+    /// Rows to read: nothing but the rows is readable. Without a pitch a random one is taken.
+    Area Source(std::int32_t rowBytes, std::int32_t rows, std::int32_t pitch = 0);
+    /// Rows to write, with bytes around and between them that must stay as they are.
+    Area Destination(std::int32_t rowBytes, std::int32_t rows, std::int32_t pitch = 0);
+
+    /// Runs both on the same destinations.
+    /// @return empty when every byte agrees, otherwise where they differ
+    std::string Compare(const std::function<void()>& routine, const std::function<void()>& reference);
+
+private:
+    Area Place(std::vector<std::unique_ptr<GuardedBuffer>>& buffers, std::int32_t rowBytes, std::int32_t rows,
+               std::int32_t pitch, std::size_t margin);
+    void Fill(std::uint8_t* data, std::size_t bytes);
+
+    std::mt19937 random_;
+    std::vector<std::unique_ptr<GuardedBuffer>> sources_;
+    std::vector<std::unique_ptr<GuardedBuffer>> destinations_;
+};
+
+/// The instruction sets that this processor and this build can dispatch to.
+std::vector<std::int64_t> DispatchTargets();
+std::string TargetName(std::int64_t target);
+/// Dispatches to one target only; 0 goes back to the best one.
+void UseTarget(std::int64_t target);
+
+} // namespace kq::image::test

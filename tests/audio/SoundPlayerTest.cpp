@@ -1,0 +1,168 @@
+#include "audio/SoundPlayer.h"
+#include "tests/support/FakeStream.h"
+#include "tests/support/LoopbackDevice.h"
+#include "tests/support/ViewRecorder.h"
+
+#include <gtest/gtest.h>
+
+#include <AL/alext.h>
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <cstdlib>
+#include <dlfcn.h>
+
+namespace {
+
+std::atomic<bool> s_bUnplugged{false};
+
+} // namespace
+
+/// Stands in front of OpenAL's own, so that a test can unplug the device.
+extern "C" __attribute__((visibility("default"))) void alcGetIntegerv(ALCdevice* pDevice, ALCenum eParam,
+                                                                      ALCsizei nSize, ALCint* pValues) {
+    static const auto pfnReal = reinterpret_cast<LPALCGETINTEGERV>(dlsym(RTLD_NEXT, "alcGetIntegerv"));
+    pfnReal(pDevice, eParam, nSize, pValues);
+    if (eParam == ALC_CONNECTED && s_bUnplugged) {
+        *pValues = ALC_FALSE;
+    }
+}
+
+namespace {
+
+using kq::test::FakeAudio;
+using kq::test::LoopbackDevice;
+using kq::test::WaitUntil;
+
+TEST(SoundPlayer, HoldsATenthOfASecondInWholeSampleFrames) {
+    LoopbackDevice device;
+    const struct {
+        int nRate;
+        int nChannels;
+        int nBits;
+        bool bOpens;
+        unsigned int nBytesPerSec;
+        int nBufferSize;
+    } cases[] = {
+        {44100, 2, 16, true, 176400, 17640}, {22050, 1, 8, true, 22050, 2205},
+        {11025, 2, 16, true, 44100, 4408},   {48000, 6, 16, true, 576000, 57600},
+        {48000, 8, 16, true, 768000, 76800}, {48000, 3, 16, false, 0, 0},
+        {48000, 6, 8, false, 0, 0},          {48000, 2, 24, false, 0, 0},
+        {0, 2, 16, false, 0, 0},             {48000, 0, 16, false, 0, 0},
+    };
+    for (const auto& c : cases) {
+        SoundPlayer sound(nullptr);
+        EXPECT_EQ(sound.Open(c.nRate, c.nChannels, c.nBits), 1);
+        EXPECT_EQ(sound.IsOpen(), c.bOpens) << c.nRate << " " << c.nChannels << " " << c.nBits;
+        EXPECT_EQ(sound.GetBytesPerSec(), c.nBytesPerSec);
+        EXPECT_EQ(sound.GetBufferSize(), c.nBufferSize);
+        sound.Play(); // a refused one stays silent
+        sound.Stop();
+    }
+}
+
+/// Waits until the sound thread has refilled whatever has been played.
+void WaitForRefill(SoundPlayer& sound, std::int64_t llMost = INT64_MAX) {
+    const std::int64_t nBuffer = sound.GetBufferSize();
+    EXPECT_TRUE(WaitUntil([&] {
+        const std::int64_t llFull = (sound.GetPlayPos() / nBuffer + 2) * nBuffer;
+        return !sound.IsActive() || sound.GetTotalBytes() >= std::min(llFull, llMost);
+    }));
+}
+
+/// Renders in small pieces, so that the source never runs dry.
+std::vector<std::int16_t> RenderSteadily(LoopbackDevice& device, SoundPlayer& sound, int nFrames) {
+    constexpr int kPiece = 480;
+    std::vector<std::int16_t> all;
+    for (int n = 0; n < nFrames; n += kPiece) {
+        const auto piece = device.Render(kPiece);
+        all.insert(all.end(), piece.begin(), piece.end());
+        WaitForRefill(sound);
+    }
+    return all;
+}
+
+TEST(SoundPlayer, PlaysEverySampleOnceAndInOrder) {
+    LoopbackDevice device;
+    FakeAudio audio(1.5, 48000, 2, 1000); // chunks that do not fit the buffers
+    {
+        SoundPlayer sound(&audio);
+        sound.Open(48000, 2, 16);
+        sound.Play();
+        const auto samples = RenderSteadily(device, sound, 48000);
+        for (std::size_t k = 0; k < 48000; ++k) {
+            ASSERT_NEAR(samples[2 * k], FakeAudio::SampleOf(static_cast<std::int64_t>(k)), 1) << k;
+            ASSERT_NEAR(samples[2 * k + 1], FakeAudio::SampleOf(static_cast<std::int64_t>(k)), 1) << k;
+        }
+        EXPECT_EQ(sound.GetPlayPos(), 48000 * 4);
+        std::int64_t llPTS = -1;
+        std::int64_t llChunk = 0;
+        sound.m_TimeCodeMgr.SearchPTSReverse(48000 * 4 - 40, llPTS, llChunk);
+        EXPECT_EQ(llPTS, 47LL * 10'000'000 * 1000 / 48000);
+        EXPECT_EQ(llChunk, 47 * 1000 * 4);
+    }
+    EXPECT_EQ(audio.GetRefCount(), 1);
+}
+
+TEST(SoundPlayer, PausesAndResumesInPlace) {
+    LoopbackDevice device;
+    FakeAudio audio(3.0);
+    SoundPlayer sound(&audio);
+    sound.Open(48000, 2, 16);
+    sound.Play();
+    RenderSteadily(device, sound, 4800);
+    sound.Pause();
+    const std::int64_t llPaused = sound.GetPlayPos();
+    sound.Pause(); // nothing more happens
+    const auto silence = device.Render(4800);
+    // OpenAL fades out over its first period, and dithers.
+    EXPECT_TRUE(std::all_of(silence.begin() + 4800, silence.end(), [](std::int16_t s) { return std::abs(s) <= 1; }));
+    EXPECT_EQ(sound.GetPlayPos(), llPaused);
+    sound.Play();
+    const auto samples = RenderSteadily(device, sound, 4800);
+    EXPECT_NEAR(samples[2 * 4000], FakeAudio::SampleOf(llPaused / 4 + 4000), 1);
+    EXPECT_EQ(sound.GetPlayPos(), llPaused + 4800 * 4);
+}
+
+TEST(SoundPlayer, EndsAfterOneSecondOfSilence) {
+    LoopbackDevice device;
+    FakeAudio nothing(0.0);
+    SoundPlayer sound(&nothing);
+    sound.Open(48000, 2, 16);
+    sound.Play();
+    for (int nTenth = 0; nTenth < 8; ++nTenth) {
+        device.Render(4800);
+        WaitForRefill(sound, 192000);
+        ASSERT_FALSE(sound.IsStreamEnd());
+    }
+    EXPECT_EQ(sound.GetTotalBytes(), 192000); // ten silent tenths, of which two are still queued
+    device.Render(4800);
+    EXPECT_TRUE(WaitUntil([&] { return !sound.IsActive(); }));
+    EXPECT_TRUE(sound.IsStreamEnd());
+    EXPECT_EQ(sound.GetTotalBytes(), 192000);
+    sound.Play();               // a fresh start with nothing left plays nothing
+    EXPECT_EQ(sound.GetState(), THREAD_FINISHED);
+    EXPECT_FALSE(sound.IsPlaying());
+
+    FakeAudio something(2.0);
+    SoundPlayer again(&something);
+    again.Open(48000, 2, 16);
+    again.Play();
+    EXPECT_TRUE(again.IsPlaying());
+}
+
+TEST(SoundPlayer, ALostDeviceEndsTheSound) {
+    LoopbackDevice device;
+    FakeAudio audio(10.0);
+    SoundPlayer sound(&audio);
+    sound.Open(48000, 2, 16);
+    sound.Play();
+    RenderSteadily(device, sound, 4800);
+    s_bUnplugged = true;
+    EXPECT_TRUE(WaitUntil([&] { return !sound.IsActive(); }));
+    s_bUnplugged = false;
+    EXPECT_TRUE(sound.IsStreamEnd());
+    EXPECT_LT(audio.GetIndex(), 50); // it was not drained either
+}
+
+} // namespace

@@ -1,0 +1,73 @@
+// The parts of kqplay that compute something, without a player.
+#include <gtest/gtest.h>
+#include <host/kqplay/LateFrames.h>
+#include <host/kqplay/ProgressLine.h>
+
+#include <cmath>
+
+using namespace kqplay;
+
+namespace {
+
+constexpr double step = 0.010;
+
+/// Shows frames of 25 Hz from @p from on, each @p delay after its time.
+double Show(LateFrames& late, double from, int count, double delay) {
+    for (int i = 0; i < count; ++i)
+        late.Frame(100 + from + i * 0.040 + delay, from + i * 0.040);
+    return from + count * 0.040;
+}
+
+TEST(LateFrames, CountsThoseBeyondTheClockStepAndFiveMilliseconds) {
+    LateFrames late(step);
+    double at = Show(late, 0, 50, 0);
+    at = Show(late, at, 10, 0.014);
+    EXPECT_EQ(late.Count(), 0);
+    at = Show(late, at, 3, 0.016);
+    EXPECT_EQ(late.Count(), 3);
+    Show(late, at, 50, 0);
+    EXPECT_EQ(late.Count(), 3);
+}
+
+TEST(LateFrames, ASlowDriftOfTheSoundCardIsNotLate) {
+    LateFrames late(step);
+    for (int i = 0; i < 25 * 600; ++i)
+        late.Frame(100 + i * 0.040 * 1.001, i * 0.040);
+    EXPECT_EQ(late.Count(), 0);
+}
+
+TEST(LateFrames, ADecoderThatIsTooSlowIsLate) {
+    LateFrames late(step);
+    for (int i = 0; i < 100; ++i)
+        late.Frame(100 + i * 0.080, i * 0.040);
+    EXPECT_GT(late.Count(), 90);
+}
+
+TEST(LateFrames, APauseIsNotLate) {
+    LateFrames late(step);
+    const double at = Show(late, 0, 50, 0);
+    late.Restart();
+    Show(late, at, 50, 7.0);
+    EXPECT_EQ(late.Count(), 0);
+}
+
+TEST(ProgressLine, FormatsTimes) {
+    struct Row {
+        double seconds;
+        const char* text;
+    };
+    const Row rows[] = {
+        {0, "0:00.00"},      {-3, "0:00.00"},          {1.239, "0:01.24"},     {59.994, "0:59.99"},
+        {59.996, "1:00.00"}, {3599.996, "1:00:00.00"}, {3725.5, "1:02:05.50"}, {360000, "100:00:00.00"},
+    };
+    for (const Row& row : rows)
+        EXPECT_EQ(FormatTime(row.seconds), row.text) << row.seconds;
+}
+
+TEST(ProgressLine, LeavesOutWhatNobodyKnows) {
+    EXPECT_EQ(FormatProgress({"paused", 1.5, 0, std::nullopt}), "paused  0:01.50");
+    EXPECT_EQ(FormatProgress({"playing", 1.5, 8, 0}), "playing  0:01.50 / 0:08.00  0 late frames");
+    EXPECT_EQ(FormatProgress({"playing", 1.5, 8, 1}), "playing  0:01.50 / 0:08.00  1 late frame");
+}
+
+} // namespace

@@ -1,0 +1,37 @@
+#!/bin/sh
+# Makes the clips that kqplay's tests play. Usage: make_clips.sh FOLDER
+set -eu
+mkdir -p "$1"
+cd "$1"
+
+# clip NAME OPTION…: runs ffmpeg unless the clip is there already, and leaves whole files only.
+clip() {
+    name=$1
+    shift
+    [ -f "$name" ] && return
+    ffmpeg -v error -nostdin -y "$@" "new-$name"
+    mv "new-$name" "$name"
+}
+picture() { echo "testsrc2=size=$1:rate=$2"; }
+h264="-c:v libx264 -preset fast -bf 2 -pix_fmt yuv420p"
+
+# shellcheck disable=SC2086  # $h264 is a list
+{
+    clip plain.mp4 -f lavfi -i "$(picture 160x120 25)" -f lavfi -i sine=frequency=440:sample_rate=48000 \
+        -t 2 $h264 -c:a aac -ac 2
+    clip silent.mp4 -f lavfi -i "$(picture 176x144 30)" -t 1 $h264
+    clip one.mp4 -f lavfi -i "$(picture 64x48 25)" -frames:v 1 $h264
+    clip long.mp4 -f lavfi -i "$(picture 96x64 25)" -f lavfi -i sine=frequency=440:sample_rate=48000 \
+        -t 60 $h264 -c:a aac -ac 2
+}
+clip odd-1x1.mkv -f lavfi -i "$(picture 16x16 25)" -vf crop=1:1:8:8:exact=1,format=yuv420p -t 0.4 -c:v ffv1
+clip odd-3x5.mkv -f lavfi -i "$(picture 16x16 25)" -vf crop=3:5:8:8:exact=1,format=yuv420p -t 0.4 -c:v ffv1
+clip tone.wav -f lavfi -i sine=frequency=440:sample_rate=48000 -t 1 -ac 2 -c:a pcm_s16le
+clip surround.mkv -f lavfi -i sine=frequency=440:sample_rate=48000 -f lavfi -i "$(picture 64x48 25)" -t 0.8 \
+    -ac 6 -c:a pcm_s16le -c:v ffv1 -pix_fmt yuv422p10le
+clip picture.png -f lavfi -i "$(picture 64x48 25)" -frames:v 1
+
+[ -f truncated.mp4 ] || head -c 3000 plain.mp4 >truncated.mp4
+: >empty.mp4
+echo "These are words, not a film." >words.mp4
+mkdir -p folder.mp4

@@ -1,0 +1,280 @@
+#include "ReadImage.h"
+
+#include <kqplayer/imageproc.h>
+#include <kqplayer/log.h>
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <thread>
+#include <vector>
+
+using namespace kqtest;
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Handle {
+    void* p = DICreate();
+    Handle() = default;
+    ~Handle() { DIDestroy(p); }
+    Handle(const Handle&) = delete;
+    Handle& operator=(const Handle&) = delete;
+};
+
+std::uint8_t smooth(int x, int y, int channel) {
+    return static_cast<std::uint8_t>(128 + 100 * std::sin(x * 0.05 + channel) * std::cos(y * 0.04 - channel));
+}
+std::uint8_t noisy(int x, int y, int channel) {
+    return static_cast<std::uint8_t>((x * 2654435761u ^ y * 340573321u ^ channel * 97u) >> 7);
+}
+using Pattern = std::uint8_t (*)(int x, int y, int channel); ///< channel 0 is red
+
+void fill(void* pImage, int width, int height, Pattern pattern) {
+    ASSERT_EQ(DISetContent(pImage, width, height, 24), 1);
+    const std::size_t rowBytes = (width * 24 + 31) / 32 * 4;
+    for (int y = 0; y < height; ++y) {
+        for (int i = 0; i < width * 3; ++i) {
+            DIGetBits(pImage)[y * rowBytes + i] = pattern(i / 3, y, 2 - i % 3);
+        }
+    }
+}
+
+std::vector<std::uint8_t> expectedRgb(int width, int height, Pattern pattern) {
+    std::vector<std::uint8_t> rgb(std::size_t{3} * width * height);
+    for (int i = 0; i < width * height * 3; ++i) {
+        rgb[i] = pattern(i / 3 % width, i / 3 / width, i % 3);
+    }
+    return rgb;
+}
+
+double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) {
+    double sum = 1e-9;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        sum += (a[i] - b[i]) * (a[i] - b[i]);
+    }
+    return 10 * std::log10(255.0 * 255.0 * a.size() / sum);
+}
+
+/// A folder of the test's own, and the log lines that came while it lived.
+class ImageProcTest : public testing::Test {
+protected:
+    ImageProcTest() {
+        char name[] = "kqimage-XXXXXX";
+        m_folder = mkdtemp(name);
+        KQLogSetSink(
+            [](const char* pText, void* p) { static_cast<std::string*>(p)->append(pText).append("\n"); },
+            &m_log);
+    }
+    ~ImageProcTest() override {
+        KQLogSetSink(nullptr, nullptr);
+        fs::remove_all(m_folder);
+    }
+    std::size_t filesInFolder() const {
+        return std::distance(fs::directory_iterator(m_folder), fs::directory_iterator());
+    }
+
+    fs::path m_folder;
+    std::string m_log;
+};
+
+TEST_F(ImageProcTest, ContentHasTheDocumentedShape) {
+    const Handle image;
+    EXPECT_EQ(DIGetBits(image.p), nullptr);
+    EXPECT_EQ(DIGetBitmapInfo(image.p), nullptr);
+    ASSERT_EQ(DISetContent(image.p, 1921, 3, 24), 1);
+    EXPECT_EQ(DIGetWidth(image.p), 1921);
+    EXPECT_EQ(DIGetHeight(image.p), 3);
+    const tagBITMAPINFOHEADER* pHeader = DIGetBitmapInfo(image.p);
+    EXPECT_EQ(pHeader->biSize, 40u);
+    EXPECT_EQ(pHeader->biWidth, 1921);
+    EXPECT_EQ(pHeader->biHeight, 3);
+    EXPECT_EQ(pHeader->biPlanes, 1);
+    EXPECT_EQ(pHeader->biBitCount, 24);
+    EXPECT_EQ(pHeader->biSizeImage, 5764u * 3);
+    const unsigned char* pBits = DIGetBits(image.p);
+    EXPECT_EQ(std::vector<unsigned char>(pBits, pBits + 5764 * 3), std::vector<unsigned char>(5764 * 3));
+
+    const struct {
+        int width, height, bits;
+    } refused[] = {{0, 1, 24}, {1, 0, 24}, {-1, 1, 24},    {1, -1, 24},
+                   {1, 1, 32}, {1, 1, 8},  {65501, 1, 24}, {65500, 65500, 24}};
+    for (const auto& r : refused) {
+        ASSERT_EQ(DISetContent(image.p, 4, 4, 24), 1);
+        EXPECT_EQ(DISetContent(image.p, r.width, r.height, r.bits), 0) << r.width << 'x' << r.height;
+        EXPECT_EQ(DIGetWidth(image.p), 0);
+        EXPECT_EQ(DIGetHeight(image.p), 0);
+        EXPECT_EQ(DIGetBits(image.p), nullptr);
+    }
+    EXPECT_EQ(DISetContent(nullptr, 1, 1, 24), 0);
+    EXPECT_EQ(DIGetWidth(nullptr) + DIGetHeight(nullptr), 0);
+    EXPECT_EQ(DIGetBits(nullptr), nullptr);
+    EXPECT_EQ(DIGetBitmapInfo(nullptr), nullptr);
+    DIDestroy(nullptr);
+}
+
+struct Format {
+    const wchar_t* pMimeType;
+    std::function<RgbImage(const std::string&)> read; ///< null: not built in
+    bool isLossless;
+};
+
+const Format Formats[] = {
+    {L"image/bmp", readBmp, true},
+#ifdef KQ_HAVE_PNG
+    {L"image/png", readPng, true},
+#else
+    {L"image/png", nullptr, true},
+#endif
+#ifdef KQ_HAVE_JPEG
+    {L"image/jpeg", readJpeg, false},
+#else
+    {L"image/jpeg", nullptr, false},
+#endif
+};
+
+TEST_F(ImageProcTest, FilesHoldThePicture) {
+    const std::string path = m_folder / u8"Größe \u65E5\u672C \U0001F3AC";
+    const std::wstring widePath = m_folder.wstring() + L"/Größe \u65E5\u672C \U0001F3AC";
+    for (const Format& format : Formats) {
+        for (const auto& [width, height] : {std::pair{1, 1}, {3, 2}, {17, 9}, {640, 361}}) {
+            const Handle image;
+            const Pattern pattern = format.isLossless ? noisy : smooth;
+            fill(image.p, width, height, pattern);
+            const int saved = DISaveEx(image.p, widePath.c_str(), format.pMimeType);
+            if (!format.read) {
+                EXPECT_EQ(saved, 0);
+                EXPECT_NE(m_log.find("not built in"), std::string::npos) << m_log;
+                continue;
+            }
+            ASSERT_EQ(saved, 1) << m_log;
+            EXPECT_EQ(filesInFolder(), 1u);
+            const RgbImage read = format.read(path);
+            ASSERT_EQ(read.width, width);
+            ASSERT_EQ(read.height, height);
+            const std::vector<std::uint8_t> expected = expectedRgb(width, height, pattern);
+            if (format.isLossless) {
+                EXPECT_EQ(read.rgb, expected);
+            } else {
+                EXPECT_GT(psnr(read.rgb, expected), 40) << width;
+            }
+        }
+    }
+}
+
+TEST_F(ImageProcTest, FailuresAreLoggedAndLeaveNothing) {
+    const std::wstring folder = m_folder.wstring();
+    std::ofstream(m_folder / "file") << "content";
+    fs::create_directory(m_folder / "folder");
+    const Handle image;
+    const Handle empty;
+    fill(image.p, 5, 5, noisy);
+    const struct {
+        void* pImage;
+        const wchar_t* pPath;
+        std::wstring path;
+        const wchar_t* pMimeType;
+        const char* pReason;
+    } cases[] = {
+        {image.p, L"", folder + L"/missing/a.bmp", L"image/bmp", "No such file or directory"},
+        {image.p, L"", folder + L"/file/a.bmp", L"image/bmp", "Not a directory"},
+        {image.p, L"", folder + L"/folder", L"image/bmp", "it is a folder"},
+        {image.p, L"", L"/dev/full", L"image/bmp", "not a regular file"},
+        {image.p, L"", folder + L"/" + std::wstring(300, L'n'), L"image/bmp", "File name too long"},
+        {image.p, L"", folder + L"/a.tiff", L"image/tiff", "the format is not known"},
+        {image.p, L"", folder + L"/a.bmp", nullptr, "no format was given"},
+        {image.p, L"", folder + L"/\xD800.bmp", L"image/bmp", "the path is not Unicode"},
+        {image.p, L"", L"", L"image/bmp", "no path was given"},
+        {image.p, nullptr, L"", L"image/bmp", "no path was given"},
+        {empty.p, L"", folder + L"/a.bmp", L"image/bmp", "the image is empty"},
+        {nullptr, L"", folder + L"/a.bmp", L"image/bmp", "the image is empty"},
+    };
+    for (const auto& c : cases) {
+        m_log.clear();
+        EXPECT_EQ(DISaveEx(c.pImage, c.pPath != nullptr ? c.path.c_str() : nullptr, c.pMimeType), 0);
+        EXPECT_NE(m_log.find(c.pReason), std::string::npos) << m_log;
+        EXPECT_EQ(std::count(m_log.begin(), m_log.end(), '\n'), 1) << m_log;
+        const std::wstring ascii = c.path.substr(0, c.path.find(L'\xD800'));
+        EXPECT_NE(m_log.find(std::string(ascii.begin(), ascii.end())), std::string::npos) << m_log;
+        EXPECT_EQ(filesInFolder(), 2u);
+    }
+    EXPECT_EQ(readFile(m_folder / "file"), "content");
+    EXPECT_EQ(access("/dev/full", F_OK), 0);
+}
+
+/// No file of this process may become longer than @p bytes while the object lives: writing fails half-way, as
+/// it does on a full disk.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes) : m_handler(std::signal(SIGXFSZ, SIG_IGN)) {
+        getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit limit = {bytes, m_before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit() {
+        setrlimit(RLIMIT_FSIZE, &m_before);
+        std::signal(SIGXFSZ, m_handler);
+    }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+private:
+    rlimit m_before = {};
+    void (*m_handler)(int);
+};
+
+TEST_F(ImageProcTest, AFullDiskLeavesTheFormerFile) {
+    const fs::path path = m_folder / "picture";
+    const Handle image;
+    for (const Format& format : Formats) {
+        if (!format.read) {
+            continue;
+        }
+        fill(image.p, 40, 30, smooth);
+        ASSERT_EQ(DISaveEx(image.p, path.wstring().c_str(), format.pMimeType), 1);
+        const std::string former = readFile(path);
+        fill(image.p, 700, 500, noisy);
+        // At the first byte, within a block, and in the last block that is written.
+        for (const rlim_t limit : {0, 100000, 140000}) {
+            m_log.clear();
+            int saved = -1;
+            {
+                const FileSizeLimit full(limit);
+                saved = DISaveEx(image.p, path.wstring().c_str(), format.pMimeType);
+            }
+            EXPECT_EQ(saved, 0) << limit;
+            EXPECT_NE(m_log.find(path.string()), std::string::npos) << m_log;
+            EXPECT_NE(m_log.find("File too large"), std::string::npos) << m_log;
+            EXPECT_EQ(readFile(path), former);
+            EXPECT_EQ(filesInFolder(), 1u);
+        }
+    }
+}
+
+TEST_F(ImageProcTest, ThreadsSavingUnderOneNameLeaveOneWholeFile) {
+    const fs::path path = m_folder / "shared.bmp";
+    std::thread threads[4];
+    for (std::thread& thread : threads) {
+        thread = std::thread([&] {
+            const Handle image;
+            fill(image.p, 64, 64, noisy);
+            for (int n = 0; n < 20; ++n) {
+                EXPECT_EQ(DISaveEx(image.p, path.wstring().c_str(), L"image/bmp"), 1);
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(filesInFolder(), 1u);
+    EXPECT_EQ(readBmp(path).rgb, expectedRgb(64, 64, noisy));
+}
+
+} // namespace

@@ -1,0 +1,279 @@
+#include <kqplayer/log.h>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <clocale>
+#include <cstdarg>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Records = std::vector<std::string>;
+
+void keep(const char* pText, void* pUserData) {
+    static_cast<Records*>(pUserData)->push_back(pText);
+}
+
+/// Keeps the records of its scope.
+class Recorder {
+public:
+    Recorder() { KQLogSetSink(keep, &m_records); }
+    ~Recorder() { KQLogSetSink(nullptr, nullptr); }
+    Recorder(const Recorder&) = delete;
+    Recorder& operator=(const Recorder&) = delete;
+    Records take() { return std::move(m_records); }
+
+private:
+    Records m_records;
+};
+
+template <typename... Args>
+std::string logged(const wchar_t* pFormat, Args... args) {
+    Recorder recorder;
+    KQLogEx(pFormat, args...);
+    const Records records = recorder.take();
+    return records.size() == 1 ? records[0] : "(" + std::to_string(records.size()) + " records)";
+}
+
+TEST(KQLog, RendersNumbersAsPrintfDoes) {
+    const auto expect = [](const wchar_t* pFormat, const char* pNarrow, auto... args) {
+        char expected[512];
+        std::snprintf(expected, sizeof(expected), pNarrow, args...);
+        EXPECT_EQ(logged(pFormat, args...), expected);
+    };
+    expect(L"%d|%5d|%-5d|%05d|%+d|% d|%.3d", "%d|%5d|%-5d|%05d|%+d|% d|%.3d", 1, 2, 3, 4, 5, 6, 7);
+    expect(L"%i %u %o %x %X %#x %#o", "%i %u %o %x %X %#x %#o", -1, -1, 8, 255, 255, 255, 8);
+    expect(L"%hhd %hhu %hd %hu", "%hhd %hhu %hd %hu", 300, 300, 70000, 70000);
+    expect(L"%ld %lu %lld %llu %lx", "%ld %lu %lld %llu %lx", LONG_MIN, ULONG_MAX, LLONG_MIN, ULLONG_MAX,
+           -1L);
+    expect(L"%zu %zd %td %jd %ju", "%zu %zd %td %jd %ju", SIZE_MAX, ssize_t{-5}, ptrdiff_t{-6}, intmax_t{-7},
+           UINTMAX_MAX);
+    expect(L"%f %.2f %e %G %a %10.3f|%-10.1f|", "%f %.2f %e %G %a %10.3f|%-10.1f|", 1.5, 2.345, 1e100, 1e-10,
+           1.0, 3.14159, 2.0);
+    expect(L"%Lf %.0Lf", "%Lf %.0Lf", 1.25L, 2.0L);
+    expect(L"%*d|%-*d|%.*f|%*d", "%*d|%-*d|%.*f|%*d", 6, 1, 6, 2, 2, 3.14159, -4, 5);
+    expect(L"%p|%20p|%p", "%p|%20p|%p", reinterpret_cast<void*>(0x1234), reinterpret_cast<void*>(0x10),
+           static_cast<void*>(nullptr));
+}
+
+TEST(KQLog, RendersTextAsUtf8) {
+    const struct {
+        std::string actual;
+        std::string expected;
+    } cases[] = {
+        {logged(L"Grüße, \u65E5\u672C \U0001F3AC"), u8"Grüße, \u65E5\u672C \U0001F3AC"},
+        {logged(L"%ls|%S", L"Zoë", L"\u03A9"), u8"Zoë|\u03A9"},
+        {logged(L"%s|%s", u8"Zoë", ""), u8"Zoë|"},
+        {logged(L"%5ls|%-5ls|%5s|%-5s|", L"äö", L"äö", u8"äö", u8"äö"), u8"   äö|äö   |   äö|äö   |"},
+        {logged(L"%.2ls|%.2s|%.*s", L"äöü", u8"äöü", 1, u8"äöü"), u8"äö|äö|ä"},
+        {logged(L"%c%lc%C|%3c", 'a', static_cast<wint_t>(L'ß'), static_cast<wint_t>(L'Ω'), 'z'), u8"aßΩ|  z"},
+        {logged(L"%s %ls", static_cast<char*>(nullptr), static_cast<wchar_t*>(nullptr)), "(null) (null)"},
+        {logged(L"%s", "\xC3(\xFF\xED\xA0\x80\xF5\xC0\xAF\xE2\x82"),
+         u8"\uFFFD(\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD"},
+        {logged(L"%lc%lc", wint_t{0xD800}, wint_t{0x7FFFFFFF}), u8"\uFFFD\uFFFD"},
+        {logged(L"100%%"), "100%"},
+        {logged(L""), ""},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.actual, c.expected);
+    }
+}
+
+TEST(KQLog, DoesNotDependOnTheLocale) {
+    const std::string before = std::setlocale(LC_ALL, nullptr);
+    for (const char* pLocale : {"C", "C.UTF-8", "de_DE.UTF-8", ""}) {
+        std::setlocale(LC_ALL, pLocale); // a locale that is not installed changes nothing
+        EXPECT_EQ(logged(L"%.1f Ω %s %ls", 0.5, u8"ü", L"ü"), u8"0.5 Ω ü ü") << pLocale;
+    }
+    std::setlocale(LC_ALL, before.c_str());
+}
+
+TEST(KQLog, FaultyFormatsDoNoHarm) {
+    int untouched = 7;
+    EXPECT_EQ(logged(L"a%nb", &untouched), "ab");
+    EXPECT_EQ(untouched, 7);
+    EXPECT_EQ(logged(L"end %"), "end %");
+    EXPECT_EQ(logged(L"end %-08.3ll"), "end %-08.3ll");
+    EXPECT_EQ(logged(L"%d %y %s", 1, 2, 3), "1 %y %s");
+    EXPECT_EQ(logged(L"%1$d", 1), "%1$d");
+    EXPECT_EQ(logged(L"%99999999999999999999d", 1).size(), 65536u);
+    EXPECT_EQ(logged(L"%*d", INT_MIN, 1).size(), 65536u);
+    EXPECT_EQ(logged(L"%.2147483647f", 1.0).size(), 65538u);
+    EXPECT_EQ(logged(L"%-+ #0'-+ #0'd", 1), "+1");
+    Recorder recorder;
+    KQLogEx(nullptr);
+    EXPECT_TRUE(recorder.take().empty());
+}
+
+TEST(KQLog, ARecordIsOneLine) {
+    const struct {
+        const wchar_t* pText;
+        const char* pLine;
+    } cases[] = {
+        {L" CMediaPlayer::Stop \n", " CMediaPlayer::Stop "},
+        {L"a\r\n", "a"},
+        {L"\n\r\n", ""},
+        {L"a\nb\r\nc\n\nd\re\n", "a b c  d e"},
+        {L"a\tb", "a\tb"},
+        {L"\x1b[31mred\x7f", " [31mred "},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(logged(c.pText), c.pLine);
+    }
+}
+
+TEST(KQLog, KeepsErrno) {
+    Recorder recorder;
+    errno = ENOENT;
+    KQLogEx(L"%m|%5d", 1);
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(recorder.take(), Records{"No such file or directory|    1"});
+}
+
+TEST(KQLog, RecordsOfAnyLengthArriveWhole) {
+    for (const std::size_t length : {1000u, 1023u, 1024u, 1025u, 5000u, 3000000u}) {
+        const std::string text(length, 'x');
+        EXPECT_EQ(logged(L"<%s>", text.c_str()), "<" + text + ">");
+        EXPECT_EQ(logged((std::wstring(length, L'ä') + L"%d").c_str(), 42).size(), 2 * length + 2);
+    }
+}
+
+/// Standard error goes to a file for the time of its scope.
+class StandardErrorToFile {
+public:
+    StandardErrorToFile() : m_saved(dup(STDERR_FILENO)) {
+        char name[] = "kqlog-XXXXXX";
+        const int fd = mkstemp(name);
+        m_name = name;
+        dup2(fd, STDERR_FILENO);
+        close(fd);
+    }
+    ~StandardErrorToFile() {
+        dup2(m_saved, STDERR_FILENO);
+        close(m_saved);
+        unlink(m_name.c_str());
+    }
+    StandardErrorToFile(const StandardErrorToFile&) = delete;
+    StandardErrorToFile& operator=(const StandardErrorToFile&) = delete;
+
+    std::string content() const {
+        std::ifstream in(m_name);
+        std::stringstream text;
+        text << in.rdbuf();
+        return text.str();
+    }
+
+private:
+    int m_saved;
+    std::string m_name;
+};
+
+constexpr int Threads = 8;
+constexpr int RecordsPerThread = 300;
+
+void logFromManyThreads() {
+    std::thread threads[Threads];
+    for (int t = 0; t < Threads; ++t) {
+        threads[t] = std::thread([t] {
+            for (int n = 0; n < RecordsPerThread; ++n) {
+                KQLogEx(L"%d %d %ls\n", t, n, std::wstring(n % 7 == 0 ? 3000 : 10, L'a' + t).c_str());
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+/// Every record of logFromManyThreads() is there once, whole, and those of one thread are in order.
+void expectAllWhole(const Records& records) {
+    ASSERT_EQ(records.size(), std::size_t{Threads} * RecordsPerThread);
+    std::map<int, int> next;
+    for (const std::string& record : records) {
+        std::istringstream in(record);
+        int t = -1;
+        int n = -1;
+        std::string filling;
+        in >> t >> n >> filling;
+        EXPECT_EQ(n, next[t]++);
+        EXPECT_EQ(filling, std::string(n % 7 == 0 ? 3000 : 10, static_cast<char>('a' + t)));
+    }
+}
+
+TEST(KQLog, ThreadsDoNotTearRecords) {
+    Recorder recorder;
+    logFromManyThreads();
+    expectAllWhole(recorder.take());
+}
+
+TEST(KQLog, StandardErrorGetsOneLineARecord) {
+    const StandardErrorToFile file;
+    logFromManyThreads();
+    std::istringstream in(file.content());
+    Records lines;
+    for (std::string line; std::getline(in, line);) {
+        lines.push_back(line);
+    }
+    expectAllWhole(lines);
+}
+
+TEST(KQLog, AReplacedSinkNeverRunsAgain) {
+    struct Sink {
+        std::atomic<bool> replaced = false;
+        std::atomic<int> late = 0;
+        std::atomic<int> calls = 0;
+    };
+    const auto count = [](const char*, void* pUserData) {
+        auto* pSink = static_cast<Sink*>(pUserData);
+        ++pSink->calls;
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
+        pSink->late += pSink->replaced ? 1 : 0;
+    };
+    std::vector<Sink> sinks(50);
+    std::atomic<bool> stop = false;
+    KQLogSetSink(count, &sinks[0]);
+    std::thread threads[3];
+    for (std::thread& thread : threads) {
+        thread = std::thread([&stop] {
+            while (!stop) {
+                KQLogEx(L"record");
+            }
+        });
+    }
+    for (std::size_t i = 1; i < sinks.size(); ++i) {
+        KQLogSetSink(count, &sinks[i]);
+        sinks[i - 1].replaced = true;
+    }
+    while (sinks.back().calls == 0) {
+        std::this_thread::yield();
+    }
+    stop = true;
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    KQLogSetSink(nullptr, nullptr);
+    for (const Sink& sink : sinks) {
+        EXPECT_EQ(sink.late, 0);
+    }
+}
+
+TEST(KQLog, ASinkThatLogsAllTheSameDoesNotHang) {
+    const StandardErrorToFile file;
+    KQLogSetSink([](const char* pText, void*) { KQLogEx(L"from the sink: %s", pText); }, nullptr);
+    KQLogEx(L"hello");
+    KQLogSetSink(nullptr, nullptr);
+    EXPECT_EQ(file.content(), "from the sink: hello\n");
+}
+
+} // namespace

@@ -1,0 +1,330 @@
+#include "PlayerViewLibrary.h"
+#include "TestPicture.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <thread>
+#include <vector>
+
+using namespace kqtest;
+
+namespace {
+
+const PlayerViewLibrary& lib() {
+    static const PlayerViewLibrary library;
+    return library;
+}
+
+void* asParent(xcb_window_t window) {
+    return reinterpret_cast<void*>(static_cast<std::uintptr_t>(window));
+}
+void* const OffScreen = asParent(1);
+
+/// A view that is destroyed at the end of its scope.
+class TestView {
+public:
+    TestView(void* pParent, VRECT rect) : m_pView(lib().create(pParent, &rect)) {}
+    ~TestView() { lib().destroy(m_pView); }
+    TestView(const TestView&) = delete;
+    TestView& operator=(const TestView&) = delete;
+
+    void* get() const { return m_pView; }
+    xcb_window_t window() const {
+        return static_cast<xcb_window_t>(reinterpret_cast<std::uintptr_t>(lib().getHwnd(m_pView)));
+    }
+    void show(const TestPicture& picture) const {
+        lib().show(m_pView, picture.width, picture.height, const_cast<std::uint8_t*>(picture.pixels.data()));
+    }
+
+private:
+    void* m_pView;
+};
+
+TEST(PlayerView, ShowsPictureInChildWindow) {
+    Xvfb server;
+    const xcb_window_t parent = server.makeWindow(100, 50, 400, 300, 0xABCDEF);
+    const TestView view(asParent(parent), {30, 20, 160, 90});
+    const TestPicture picture = noise(160, 90);
+    view.show(picture);
+    const auto isShown = [&](const Image& image) { return showsAt(image, picture, 30, 20); };
+    const Image image = server.waitFor(isShown, parent);
+    EXPECT_TRUE(isShown(image));
+    EXPECT_TRUE(showsProbes(
+        image, {{29, 20, 0xABCDEF}, {30, 19, 0xABCDEF}, {190, 20, 0xABCDEF}, {30, 110, 0xABCDEF}}));
+}
+
+TEST(PlayerView, TopLevelWindowSurvivesItsCloseButton) {
+    Xvfb server;
+    const TestView view(nullptr, {200, 100, 160, 90});
+    const TestPicture picture = noise(160, 90);
+    view.show(picture);
+    EXPECT_TRUE(showsAt(server.waitFor([&](const Image& i) { return showsAt(i, picture, 200, 100); }),
+                        picture, 200, 100));
+    server.requestClose(view.window());
+    EXPECT_TRUE(waitUntil([&] { return !server.isViewable(view.window()); }));
+    EXPECT_TRUE(server.exists(view.window()));
+    view.show(picture);
+    EXPECT_EQ(lib().update(view.get()), 1);
+}
+
+TEST(PlayerView, DestroyRemovesTheWindow) {
+    Xvfb server;
+    xcb_window_t window = 0;
+    {
+        const TestView view(nullptr, {0, 0, 100, 100});
+        window = view.window();
+        EXPECT_TRUE(server.exists(window));
+    }
+    EXPECT_FALSE(server.exists(window));
+}
+
+TEST(PlayerView, HostsSettingsTakeEffectAtOnce) {
+    Xvfb server;
+    const TestView view(nullptr, {0, 0, 200, 200});
+    view.show(quadrants(200, 100));
+    const auto expect = [&](const char* pWhat, const std::vector<Probe>& probes) {
+        const Image image =
+            server.waitFor([&](const Image& i) { return showsProbes(i, probes); }, view.window());
+        EXPECT_TRUE(showsProbes(image, probes)) << pWhat;
+    };
+    expect("fit", {{100, 49, Black}, {1, 50, Red}, {199, 149, White}, {100, 150, Black}});
+    EXPECT_EQ(lib().setResizeMode(view.get(), IMAGE_RESIZE_STRETCH), 1);
+    expect("stretch", {{0, 0, Red}, {199, 0, Green}, {0, 199, Blue}, {199, 199, White}});
+    EXPECT_EQ(lib().setResizeMode(view.get(), static_cast<IMAGE_RESIZE_METHOD>(4)), 0);
+    EXPECT_EQ(lib().setResizeMode(view.get(), IMAGE_RESIZE_FIT), 1);
+    lib().setDisplayScale(view.get(), 1, 2);
+    expect("aspect", {{49, 100, Black}, {51, 1, Red}, {148, 198, White}, {151, 100, Black}});
+    lib().setDisplayScale(view.get(), 0, 0);
+    tagRECT crop = {100, 0, 200, 50};
+    tagRECT stored = {};
+    EXPECT_EQ(lib().setCropRect(view.get(), &crop), 1);
+    EXPECT_EQ(lib().getCropRect(view.get(), &stored), 1);
+    EXPECT_EQ(std::memcmp(&stored, &crop, sizeof(crop)), 0);
+    expect("crop rectangle without crop mode", {{1, 50, Red}, {199, 149, White}});
+    EXPECT_EQ(lib().setCropMode(view.get(), 1), 1);
+    expect("crop", {{100, 49, Black}, {1, 52, Green}, {198, 148, Green}});
+    EXPECT_EQ(lib().setCropRect(view.get(), nullptr), 1);
+    expect("no crop rectangle", {{1, 50, Red}, {199, 149, White}});
+}
+
+TEST(PlayerView, BadArgumentsAreRefused) {
+    tagRECT rect = {};
+    for (int (*pfn)(void*, unsigned) : {lib().setCropMode, lib().setMaskMode}) {
+        EXPECT_EQ(pfn(nullptr, 1), 0);
+    }
+    EXPECT_EQ(lib().setCallbackWnd(nullptr, nullptr), 0);
+    EXPECT_EQ(lib().setCropRect(nullptr, &rect), 0);
+    EXPECT_EQ(lib().getCropRect(nullptr, &rect), 0);
+    EXPECT_EQ(lib().setResizeMode(nullptr, IMAGE_RESIZE_FIT), 0);
+    EXPECT_EQ(lib().update(nullptr), 0);
+    EXPECT_EQ(lib().getHwnd(nullptr), nullptr);
+    lib().setDisplayScale(nullptr, 1, 1);
+    lib().show(nullptr, 1, 1, nullptr);
+    lib().destroy(nullptr);
+
+    Xvfb server;
+    const TestView view(nullptr, {0, 0, 64, 64});
+    EXPECT_EQ(lib().getCropRect(view.get(), nullptr), 0);
+    std::atomic<int> shown = 0;
+    lib().setSink(
+        view.get(),
+        [](void*, int, int, int, const unsigned char*, void* p) { ++*static_cast<std::atomic<int>*>(p); },
+        &shown);
+    std::vector<std::uint8_t> pixels(4 * 16385);
+    lib().show(view.get(), 1, 1, nullptr);
+    for (const auto& [width, height] : {std::pair{0, 1}, {1, 0}, {-1, 1}, {1, -1}, {16385, 1}, {1, 16385}}) {
+        lib().show(view.get(), width, height, pixels.data());
+    }
+    EXPECT_EQ(shown, 0);
+    lib().show(view.get(), 16384, 1, pixels.data());
+    lib().show(view.get(), 1, 16384, pixels.data());
+    EXPECT_EQ(shown, 2);
+}
+
+TEST(PlayerView, ParentMustBeAWindow) {
+    Xvfb server;
+    VRECT rect = {0, 0, 10, 10};
+    EXPECT_EQ(lib().create(asParent(0x1FFFFFFF), &rect), nullptr);
+    EXPECT_NE(server.screenshot().width, 0);
+}
+
+TEST(PlayerView, WithoutDisplayTheViewIsOffScreen) {
+    const TestPicture picture = noise(64, 48);
+    for (const char* pDisplay : {"", ":987", "nonsense"}) {
+        *pDisplay != '\0' ? setenv("DISPLAY", pDisplay, 1) : unsetenv("DISPLAY");
+        for (void* pParent : {static_cast<void*>(nullptr), OffScreen, asParent(0x400001)}) {
+            const TestView view(pParent, {0, 0, 64, 48});
+            ASSERT_NE(view.get(), nullptr);
+            EXPECT_EQ(view.window(), 0u);
+            view.show(picture);
+            EXPECT_EQ(lib().update(view.get()), 1);
+        }
+    }
+    unsetenv("DISPLAY");
+}
+
+struct SeenPicture {
+    void* pView;
+    int number;
+    std::vector<std::uint8_t> pixels;
+};
+
+void keepPicture(void* pView, int nView, int nWidth, int nHeight, const unsigned char* pPixels,
+                 void* pUserData) {
+    const std::size_t bytes = std::size_t{4} * nWidth * nHeight;
+    static_cast<std::vector<SeenPicture>*>(pUserData)->push_back({pView, nView, {pPixels, pPixels + bytes}});
+}
+
+TEST(PlayerView, SinksReceiveEveryPicture) {
+    const TestView first(OffScreen, {});
+    std::vector<SeenPicture> common;
+    std::vector<SeenPicture> own;
+    lib().setSink(nullptr, keepPicture, &common);
+    const TestView second(OffScreen, {});
+    lib().setSink(second.get(), keepPicture, &own);
+    const TestPicture a = noise(31, 17);
+    const TestPicture b = plain(5, 3, Green);
+    first.show(a);
+    second.show(b);
+    lib().setSink(nullptr, nullptr, nullptr);
+    first.show(a);
+    second.show(a);
+    lib().setSink(second.get(), nullptr, nullptr);
+    second.show(b);
+
+    ASSERT_EQ(common.size(), 2u);
+    EXPECT_EQ(common[0].pView, first.get());
+    EXPECT_EQ(common[0].pixels, a.pixels);
+    EXPECT_EQ(common[1].pView, second.get());
+    EXPECT_EQ(common[1].number, common[0].number + 1);
+    ASSERT_EQ(own.size(), 2u);
+    EXPECT_EQ(own[0].pixels, b.pixels);
+    EXPECT_EQ(own[1].pixels, a.pixels);
+    EXPECT_EQ(own[1].number, common[1].number);
+}
+
+TEST(PlayerView, ReplacingASinkWaitsUntilItNoLongerRuns) {
+    struct Flags {
+        std::atomic<bool> entered = false;
+        std::atomic<bool> left = false;
+    };
+    const auto slowSink = [](void*, int, int, int, const unsigned char*, void* pUserData) {
+        auto* pFlags = static_cast<Flags*>(pUserData);
+        pFlags->entered = true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        pFlags->left = true;
+    };
+    const TestView view(OffScreen, {});
+    for (void* pTarget : {static_cast<void*>(nullptr), view.get()}) {
+        Flags flags;
+        lib().setSink(pTarget, slowSink, &flags);
+        std::thread shower([&] { view.show(plain(2, 2, Red)); });
+        EXPECT_TRUE(waitUntil([&] { return flags.entered.load(); }));
+        lib().setSink(pTarget, nullptr, nullptr);
+        EXPECT_TRUE(flags.left);
+        shower.join();
+    }
+}
+
+TEST(PlayerView, DestroyedParentLeavesAnOffScreenView) {
+    Xvfb server;
+    const TestPicture picture = noise(160, 90);
+    const xcb_window_t parent = server.makeWindow(0, 0, 320, 240);
+    const TestView view(asParent(parent), {0, 0, 320, 180});
+    std::vector<SeenPicture> seen;
+    lib().setSink(view.get(), keepPicture, &seen);
+    view.show(picture);
+    server.destroyWindow(parent);
+    view.show(picture); // may still cross with the news
+    EXPECT_TRUE(waitUntil([&] { return view.window() == 0; }));
+    view.show(picture);
+    EXPECT_EQ(lib().update(view.get()), 1);
+    lib().setDisplayScale(view.get(), 4, 3);
+    EXPECT_EQ(seen.size(), 3u);
+}
+
+TEST(PlayerView, LostDisplayLeavesOffScreenViews) {
+    Xvfb server;
+    const TestPicture picture = noise(320, 180);
+    const TestView scaled(nullptr, {0, 0, 200, 200});
+    const TestView unscaled(nullptr, {0, 0, 320, 180});
+    std::atomic<bool> stop = false;
+    std::vector<std::thread> threads;
+    for (const TestView* pView : {&scaled, &unscaled}) {
+        threads.emplace_back([&, pView] {
+            while (!stop) {
+                pView->show(picture);
+            }
+        });
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    server.stop();
+    EXPECT_TRUE(waitUntil([&] { return scaled.window() == 0 && unscaled.window() == 0; }));
+    stop = true;
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+TEST(PlayerView, DrawsOnPoorServersToo) {
+    const std::vector<std::vector<std::string>> servers = {
+        {"-extension", "MIT-SHM"}, {"-render"}, {"-extension", "MIT-SHM", "-render"}};
+    for (const auto& arguments : servers) {
+        Xvfb server(arguments);
+        const TestView view(nullptr, {10, 10, 320, 240});
+        view.show(quadrants(160, 120));
+        const std::vector<Probe> probes = {{2, 2, Red}, {317, 2, Green}, {2, 237, Blue}, {317, 237, White}};
+        const Image image =
+            server.waitFor([&](const Image& i) { return showsProbes(i, probes); }, view.window());
+        EXPECT_TRUE(showsProbes(image, probes)) << arguments.back();
+    }
+}
+
+TEST(PlayerView, ScreenWithoutTrueColourMeansOffScreen) {
+    Xvfb server({"-screen", "0", "800x600x16"});
+    const TestView view(nullptr, {10, 10, 320, 240});
+    ASSERT_NE(view.get(), nullptr);
+    EXPECT_EQ(view.window(), 0u);
+    view.show(quadrants(160, 120));
+}
+
+TEST(PlayerView, SixteenViewsFromSixteenThreads) {
+    constexpr int Count = 16;
+    constexpr int Side = 128;
+    Xvfb server;
+    const xcb_window_t parent = server.makeWindow(0, 0, Count * Side / 4, 4 * Side);
+    std::thread threads[Count];
+    std::vector<void*> views(Count);
+    for (int i = 0; i < Count; ++i) {
+        threads[i] = std::thread([&, i] {
+            VRECT rect = {i % 4 * Side, i / 4 * Side, Side, Side};
+            views[i] = lib().create(asParent(parent), &rect);
+            for (int n = 0; n < 60; ++n) {
+                TestPicture picture = n % 3 == 0 ? plain(Side, Side, Black) : plain(50 + n, 40, White);
+                lib().show(views[i], picture.width, picture.height, picture.pixels.data());
+                lib().setResizeMode(views[i], static_cast<IMAGE_RESIZE_METHOD>(n % 4));
+            }
+            lib().setResizeMode(views[i], IMAGE_RESIZE_STRETCH);
+            TestPicture last = plain(64, 64, 0x0F0B07u * (i + 1));
+            lib().show(views[i], last.width, last.height, last.pixels.data());
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    std::vector<Probe> probes(Count);
+    for (int i = 0; i < Count; ++i) {
+        probes[i] = {i % 4 * Side + 3, i / 4 * Side + 124, 0x0F0B07u * (i + 1)};
+    }
+    EXPECT_TRUE(showsProbes(
+        server.waitFor([&](const Image& image) { return showsProbes(image, probes); }, parent), probes));
+    for (void* pView : views) {
+        lib().destroy(pView);
+    }
+}
+
+} // namespace

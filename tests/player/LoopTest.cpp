@@ -1,0 +1,236 @@
+#include "tests/support/FakeStream.h"
+#include "tests/support/LoopbackDevice.h"
+#include "tests/support/PlayerHost.h"
+#include "tests/support/ViewRecorder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <numeric>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using kq::test::Clock;
+using kq::test::FakeAudio;
+using kq::test::FakeVideo;
+using kq::test::LoopbackDevice;
+using kq::test::PlayerHost;
+using kq::test::ViewRecorder;
+using kq::test::WaitUntil;
+
+double Milliseconds(Clock::duration duration) {
+    return std::chrono::duration<double, std::milli>(duration).count();
+}
+
+std::vector<int> Numbers(int nFirst, int nEnd) {
+    std::vector<int> numbers(static_cast<std::size_t>(nEnd - nFirst));
+    std::iota(numbers.begin(), numbers.end(), nFirst);
+    return numbers;
+}
+
+/// Runs at most as far as the test renders.
+class WithSound : public testing::Test {
+protected:
+    LoopbackDevice m_device;
+    ViewRecorder m_recorder;
+
+    /// Renders 10 ms at a time until the condition holds.
+    bool RenderUntil(const std::function<bool()>& condition) {
+        return WaitUntil([&] {
+            if (condition()) {
+                return true;
+            }
+            m_device.Render(480);
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            return false;
+        });
+    }
+};
+
+TEST(Loop, PacesByTheWallClockAndShowsEveryFrameOnce) {
+    constexpr int kFrames = 12;
+    FakeVideo video(kFrames, 25);
+    ViewRecorder recorder;
+    PlayerHost host;
+    host.AddView(1, &video);
+    host->SetPlayTime(0, 0);
+    const auto start = Clock::now();
+    host->Play();
+    ASSERT_TRUE(host.WaitForEnd());
+    const auto frames = recorder.GetFrames();
+    ASSERT_GE(frames.size(), static_cast<std::size_t>(kFrames));
+    EXPECT_EQ(std::vector<int>(frames.begin(), frames.begin() + kFrames), Numbers(0, kFrames));
+    const auto pictures = recorder.GetPictures();
+    for (int n = 0; n < kFrames; ++n) {
+        // The clock moves in ticks of 10 ms, so a run that starts late in a tick sees the next one early.
+        EXPECT_GE(Milliseconds(pictures[static_cast<std::size_t>(n)].when - start), n * 40 - 10) << n;
+    }
+    // One report after each frame, except the last: it has ended the video.
+    std::vector<double> expected;
+    for (int n = 0; n < kFrames - 1; ++n) {
+        expected.push_back(n * 0.04);
+    }
+    const auto positions = host.GetPositions();
+    ASSERT_EQ(positions.size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        EXPECT_NEAR(positions[i], expected[i], 1e-9);
+    }
+    EXPECT_EQ(host->IsActivate(), KQ_ACTIVATE_ENDED);
+    host.ReleasePlayer();
+    EXPECT_EQ(video.GetRefCount(), 1);
+}
+
+TEST(Loop, EndsAtTheEndOfTheRange) {
+    FakeVideo video(50, 50, 16, 8, 3.0); // time stamps that start elsewhere
+    ViewRecorder recorder;
+    PlayerHost host;
+    host.AddView(1, &video);
+    host->SetPlayTime(0.2, 0.3);
+    testing::internal::CaptureStdout();
+    host->Play();
+    ASSERT_TRUE(host.WaitForEnd());
+    const std::string output = testing::internal::GetCapturedStdout();
+    EXPECT_NE(output.find("m_dPlayedTime >= m_dPlayLength  0.300000, 0.100000 Exit.\r\n"), std::string::npos);
+    const auto frames = recorder.GetFrames();
+    ASSERT_GE(frames.size(), 16u);
+    EXPECT_EQ(std::vector<int>(frames.begin(), frames.begin() + 16), Numbers(10, 26));
+    EXPECT_NEAR(host.GetLastPosition(), 0.3, 1e-9);
+}
+
+TEST(Loop, LateFramesAreShownAndNeverDropped) {
+    FakeVideo video(40, 100);
+    ViewRecorder recorder;
+    PlayerHost host;
+    host.AddView(1, &video);
+    host.m_onNotify = [](unsigned int nWhat) {
+        static int s_nCalls = 0;
+        if (nWhat == KQ_NOTIFY_POSITION && s_nCalls++ == 5) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(150));
+        }
+    };
+    const auto start = Clock::now();
+    host->Play();
+    ASSERT_TRUE(host.WaitForEnd());
+    const auto frames = recorder.GetFrames();
+    EXPECT_EQ(std::vector<int>(frames.begin(), frames.begin() + 40), Numbers(0, 40));
+    // The stall does not shift what follows it.
+    EXPECT_LT(Milliseconds(recorder.GetPictures()[39].when - start), 39 * 10 + 120);
+}
+
+TEST(Loop, PauseHoldsTheClock) {
+    FakeVideo video(100, 100);
+    ViewRecorder recorder;
+    PlayerHost host;
+    host.AddView(1, &video);
+    host->Play();
+    ASSERT_TRUE(WaitUntil([&] { return host.GetPositions().size() >= 5; }));
+    host->Pause();
+    ASSERT_TRUE(WaitUntil([&] { return host->IsPaused(); }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    const std::size_t nShown = recorder.GetCount();
+    const int nIndex = video.GetIndex();
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_EQ(recorder.GetCount(), nShown);
+    EXPECT_EQ(recorder.GetFrames().back(), nIndex); // the pause shows the frame that comes next
+    host->Resume();
+    ASSERT_TRUE(WaitUntil([&] { return recorder.GetCount() > nShown + 10; }));
+    const auto pictures = recorder.GetPictures();
+    // Ten frames take a tenth of a second: those of the pause are not made up for.
+    EXPECT_GT(Milliseconds(pictures[nShown + 10].when - pictures[nShown].when), 60);
+    EXPECT_FALSE(host->IsPaused());
+    const auto stop = Clock::now();
+    host->Stop();
+    EXPECT_LT(Milliseconds(Clock::now() - stop), 2000);
+}
+
+TEST(Loop, WithoutFrameRateOrFormatPositionsComeFromTheStamps) {
+    FakeVideo video(20, 50);
+    video.m_format.dFrameRate = 0;
+    PlayerHost host;
+    host.AddView(1, &video);
+    host->Load();
+    ASSERT_TRUE(host.WaitForPause());
+    host->SyncSeek(0.2, 1);
+    EXPECT_NEAR(host.GetLastPosition(), 0.2, 1e-9);
+    host->Resume();
+    ASSERT_TRUE(host.WaitForEnd());
+    EXPECT_NEAR(host.GetLastPosition(), 18 * 0.02, 1e-9);
+}
+
+TEST_F(WithSound, FramesFollowTheSoundThatIsHeard) {
+    FakeVideo video(100, 50);
+    FakeAudio audio(3.0);
+    PlayerHost host;
+    host.AddView(1, &video);
+    host.SetAudio(&audio);
+    host->Play();
+    ASSERT_TRUE(WaitUntil([&] { return m_recorder.GetCount() == 1; }));
+    for (int nPiece = 1; nPiece <= 20; ++nPiece) {
+        m_device.Render(960); // 20 ms, one frame
+        ASSERT_TRUE(WaitUntil([&] { return m_recorder.GetCount() > static_cast<std::size_t>(nPiece); }))
+            << nPiece;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        ASSERT_EQ(m_recorder.GetFrames(), Numbers(0, nPiece + 1)); // and no further
+    }
+    host->Pause();
+    ASSERT_TRUE(WaitUntil([&] { return host->IsPaused(); }));
+    m_device.Render(960);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(m_recorder.GetFrames().back(), 21); // the pause itself shows what comes next
+    host->Resume();
+    EXPECT_TRUE(RenderUntil([&] { return m_recorder.GetFrames().back() == 25; }));
+    host->Stop();
+    EXPECT_EQ(audio.GetRefCount(), 2);
+}
+
+TEST_F(WithSound, SoundGoesOnPastTheVideo) {
+    FakeVideo video(5, 50);
+    FakeAudio audio(0.5);
+    PlayerHost host;
+    host.AddView(1, &video);
+    host.SetAudio(&audio);
+    host->Play();
+    ASSERT_TRUE(RenderUntil([&] { return host.GetEnds() == 1; }));
+    EXPECT_GE(host.GetLastPosition(), 0.45);
+    const auto positions = host.GetPositions();
+    EXPECT_TRUE(std::is_sorted(positions.begin(), positions.end()));
+}
+
+TEST_F(WithSound, VideoGoesOnPastTheSound) {
+    FakeVideo video(100, 50);
+    FakeAudio audio(0.2);
+    PlayerHost host;
+    host.AddView(1, &video);
+    host.SetAudio(&audio);
+    host->Play();
+    ASSERT_TRUE(RenderUntil([&] { return host.GetEnds() == 1; }));
+    const auto frames = m_recorder.GetFrames();
+    ASSERT_GE(frames.size(), 100u);
+    EXPECT_EQ(std::vector<int>(frames.begin(), frames.begin() + 100), Numbers(0, 100));
+}
+
+TEST_F(WithSound, SoundAloneReportsItsPosition) {
+    FakeAudio audio(0.5);
+    PlayerHost host;
+    host.SetAudio(&audio);
+    host->Play();
+    ASSERT_TRUE(RenderUntil([&] { return host.GetEnds() == 1; }));
+    EXPECT_GT(host.GetLastPosition(), 0.4);
+    EXPECT_EQ(m_recorder.GetCount(), 0u);
+}
+
+TEST_F(WithSound, AnUnplayableFormatLeavesTheVideoRunning) {
+    FakeVideo video(10, 100);
+    FakeAudio audio(1.0, 48000, 3);
+    PlayerHost host;
+    host.AddView(1, &video);
+    host.SetAudio(&audio);
+    host->Play();
+    EXPECT_TRUE(host.WaitForEnd());
+    EXPECT_EQ(host.GetPositions().size(), 9u);
+}
+
+} // namespace

@@ -1,0 +1,265 @@
+#include "tests/support/FakeStream.h"
+#include "tests/support/PlayerHost.h"
+#include "tests/support/ViewRecorder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <memory>
+#include <random>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using kq::test::Clock;
+using kq::test::FakeAudio;
+using kq::test::FakeVideo;
+using kq::test::PlayerHost;
+using kq::test::WaitUntil;
+
+/// The component's own prints are not what these tests look at.
+class Quiet {
+public:
+    Quiet() { testing::internal::CaptureStdout(); }
+    Quiet(const Quiet&) = delete;
+    Quiet& operator=(const Quiet&) = delete;
+    ~Quiet() { testing::internal::GetCapturedStdout(); }
+};
+
+/// Seconds that the long tests take; KQ_STRESS_SECONDS asks for more than the everyday few.
+std::chrono::seconds StressTime() {
+    const char* const pText = std::getenv("KQ_STRESS_SECONDS");
+    return std::chrono::seconds(pText != nullptr ? std::max(1, std::atoi(pText)) : 6);
+}
+
+/// An OpenAL device that plays into nothing in real time.
+void UseNullDevice() {
+    setenv("ALSOFT_DRIVERS", "null", 1);
+}
+
+TEST(Stress, SixteenPlayersWithTwoViewsAndSound) {
+    UseNullDevice();
+    const Quiet quiet;
+    const auto deadline = Clock::now() + StressTime();
+    std::vector<std::thread> hosts;
+    for (unsigned int nSeed = 0; nSeed < 16; ++nSeed) {
+        hosts.emplace_back([nSeed, deadline] {
+            FakeVideo reference(80, 50, 32, 18);
+            FakeVideo other(80, 50, 32, 18);
+            FakeAudio audio(1.6);
+            PlayerHost host;
+            host.AddView(0, &reference);
+            host.AddView(1, &other);
+            host.SetAudio(&audio);
+            std::mt19937 random(nSeed);
+            while (Clock::now() < deadline) {
+                switch (random() % 6) {
+                case 0:
+                    host->Stop();
+                    break;
+                case 1:
+                    host->Pause();
+                    break;
+                case 2:
+                    host->Resume();
+                    break;
+                default:
+                    host->Play();
+                }
+                std::this_thread::sleep_for(std::chrono::milliseconds(random() % 60));
+            }
+            host.ReleasePlayer();
+            EXPECT_EQ(reference.GetRefCount(), 1);
+            EXPECT_EQ(audio.GetRefCount(), 1);
+        });
+    }
+    for (std::thread& host : hosts) {
+        host.join();
+    }
+}
+
+TEST(Stress, AThousandRunsStartedFromTheEndOfPlay) {
+    const Quiet quiet;
+    constexpr int kRuns = 1000;
+    // A run's last steps take a tenth of a second, so many players share the runs.
+    constexpr int kPlayers = 50;
+    FakeVideo video(1, 100);
+    std::vector<std::unique_ptr<PlayerHost>> hosts;
+    for (int i = 0; i < kPlayers; ++i) {
+        auto& host = *hosts.emplace_back(std::make_unique<PlayerHost>());
+        host.AddView(1, &video);
+        host->SetPlayTime(0, 0);
+        host.m_onNotify = [&host](unsigned int nWhat) {
+            if (nWhat == KQ_NOTIFY_END && host.GetEnds() < kRuns / kPlayers) {
+                EXPECT_EQ(host->Play(), 0);
+                EXPECT_EQ(host->IsActivate(), KQ_ACTIVATE_PLAYING);
+            }
+        };
+        host->Play();
+    }
+    for (const auto& pHost : hosts) {
+        EXPECT_TRUE(pHost->WaitForEnd(kRuns / kPlayers));
+        EXPECT_EQ((*pHost)->IsActivate(), KQ_ACTIVATE_ENDED);
+    }
+}
+
+TEST(Stress, ThePlayerMayBeReleasedAtTheEndOfPlay) {
+    const Quiet quiet;
+    FakeVideo video(2, 100);
+    for (int i = 0; i < 5; ++i) {
+        PlayerHost host;
+        host.AddView(1, &video);
+        std::atomic<bool> bReleased{false};
+        host.m_onNotify = [&](unsigned int nWhat) {
+            if (nWhat == KQ_NOTIFY_END) {
+                host.ReleasePlayer();
+                bReleased = true;
+            }
+        };
+        host->Play();
+        EXPECT_TRUE(WaitUntil([&] { return bReleased.load(); }));
+    }
+    EXPECT_EQ(video.GetRefCount(), 1);
+}
+
+TEST(Stress, ViewsAndStreamsComeAndGoWhileThePlayerRuns) {
+    const Quiet quiet;
+    FakeVideo reference(2000, 100, 32, 18);
+    FakeVideo other(2000, 100, 32, 18);
+    PlayerHost host;
+    host.AddView(1, &reference);
+    host->Play();
+    const auto deadline = Clock::now() + StressTime() / 2;
+    std::vector<std::thread> threads;
+    for (unsigned int nSeed = 0; nSeed < 3; ++nSeed) {
+        threads.emplace_back([&, nSeed] {
+            std::mt19937 random(nSeed);
+            while (Clock::now() < deadline) {
+                IPlayerView* const pView =
+                    host.GetManager()->CreatePlayView(reinterpret_cast<void*>(1), tagRECT{0, 0, 32, 18});
+                pView->SetVideoInput(static_cast<int>(random() % 3), random() % 2 == 0 ? &reference : &other);
+                std::this_thread::sleep_for(std::chrono::milliseconds(random() % 8));
+                if (random() % 2 == 0) {
+                    pView->SetVideoInput(1, nullptr);
+                }
+                host->GetMovieLength();
+                host->Update(1);
+                host.GetManager()->Remove(pView->GetIndex());
+                pView->Release();
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    host->Stop();
+    EXPECT_GT(host.GetPositions().size(), 50u);
+}
+
+TEST(Stress, AStormOfRequestsLosesNobody) {
+    UseNullDevice();
+    const Quiet quiet;
+    constexpr int kCalls = 250; // by each of four threads
+    for (const bool bAudio : {false, true}) {
+        for (const bool bVideo : {true, false}) {
+            FakeVideo video(100, 50, 32, 18);
+            FakeAudio audio(2.0);
+            PlayerHost host;
+            if (bVideo) {
+                host.AddView(1, &video);
+            }
+            if (bAudio) {
+                host.SetAudio(&audio);
+            }
+            std::atomic<unsigned int> nNotified{0};
+            host.m_onNotify = [&](unsigned int nWhat) {
+                switch (nNotified++ % 16) {
+                case 0:
+                    host->Seek(0.3, 1);
+                    break;
+                case 3:
+                    host->Pause();
+                    break;
+                case 6:
+                    host->Resume();
+                    break;
+                case 9:
+                    host->Forward();
+                    break;
+                case 12:
+                    host->Stop();
+                    break;
+                default:
+                    if (nWhat == KQ_NOTIFY_END) {
+                        host->Play();
+                    }
+                }
+            };
+            std::vector<std::thread> threads;
+            for (unsigned int nSeed = 0; nSeed < 4; ++nSeed) {
+                threads.emplace_back([&, nSeed] {
+                    std::mt19937 random(nSeed);
+                    const auto time = [&] { return static_cast<double>(random() % 220) / 100.0 - 0.1; };
+                    const CaptureImageInfo info{};
+                    for (int i = 0; i < kCalls; ++i) {
+                        switch (random() % 24) {
+                        case 0:
+                            host->Stop();
+                            break;
+                        case 1:
+                            host->Load();
+                            break;
+                        case 2:
+                        case 3:
+                            host->Pause();
+                            break;
+                        case 4:
+                        case 5:
+                            host->Resume();
+                            break;
+                        case 6:
+                            host->CaptureCurrentImage(&info, L"picture");
+                            break;
+                        case 7:
+                            host->CaptureCurrentImageEx();
+                            break;
+                        case 8:
+                            host->Update(static_cast<int>(random() % 2));
+                            break;
+                        case 9:
+                        case 10:
+                            host->Forward();
+                            break;
+                        case 11:
+                        case 12:
+                        case 13:
+                            host->Play();
+                            break;
+                        case 14:
+                        case 15:
+                        case 16:
+                            EXPECT_EQ(host->SyncSeek(time(), static_cast<int>(random() % 2)), 0);
+                            break;
+                        case 17:
+                            host->IsSeeking();
+                            break;
+                        default:
+                            host->Seek(time(), 1);
+                        }
+                    }
+                });
+            }
+            for (std::thread& thread : threads) {
+                thread.join();
+            }
+            host->Stop();
+            host->SetCallBack(nullptr, nullptr);
+            host->Stop();
+        }
+    }
+}
+
+} // namespace

@@ -1,0 +1,106 @@
+/// @file
+/// Streams that a test builds, and that remember what was asked of them.
+#pragma once
+
+#include <kqplayer/streams.h>
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace kq::test {
+
+/// What both fakes share: counting, identity, the information object, and the position.
+class FakeStream : public IMediaStream, public IQLXDispatch {
+public:
+    struct SeekCall {
+        double dSeconds;
+        int nMode;
+    };
+
+    std::int32_t QueryInterface(const _GUID& riid, void** ppv) override;
+    std::uint32_t AddRef() override { return ++m_nRefCount; }
+    std::uint32_t Release() override { return --m_nRefCount; } ///< lives on the stack: never deletes itself
+    std::int32_t GetStreamInfo(IStreamInfo** ppInfo) override;
+    std::int32_t Reserved() override { return 0; }
+    double Seek(double dSeconds, int nMode) override;
+    MEDIA_FRAME* GetCurrentFrame() override;
+    int NextFrame() override;
+    double GetFramePosition() override;
+    std::int32_t Invoke(std::int32_t nReserved0, std::int64_t llCommand, std::int32_t nReserved1) override;
+
+    int GetRefCount() const { return static_cast<int>(m_nRefCount); }
+    std::vector<SeekCall> GetSeeks() const;
+    std::vector<int> GetCommands() const;
+    int GetIndex() const;
+
+    bool m_bInfoFails = false;     ///< GetStreamInfo() fails
+    bool m_bNoFormat = false;      ///< the information has no format record
+    bool m_bHasDispatch = true;    ///< answers IID_IQLXDispatch
+
+protected:
+    FakeStream() = default;
+    ~FakeStream() = default;
+
+    virtual int IndexAt(double dSeconds) const = 0;
+    virtual double TimeOf(int nIndex) const = 0;
+    virtual const VIDEO_STREAM_INFO* VideoFormat() const { return nullptr; }
+    virtual const AUDIO_STREAM_INFO* AudioFormat() const { return nullptr; }
+
+    std::vector<MEDIA_FRAME> m_frames;
+    std::vector<std::vector<std::uint8_t>> m_data;
+
+private:
+    class Info;
+
+    mutable std::mutex m_lock;
+    int m_nIndex = 0;
+    std::vector<SeekCall> m_seeks;
+    std::vector<int> m_commands;
+    std::atomic<int> m_nRefCount{1};
+};
+
+/// Planar pictures at a constant rate; every sample of picture n is LumaOf(n), chroma is neutral. 200 pictures differ
+/// from each other and from black.
+class FakeVideo final : public FakeStream {
+public:
+    FakeVideo(int nFrames, double dFrameRate, int nWidth = 16, int nHeight = 8, double dFirstStamp = 0.0);
+
+    static int LumaOf(int nFrame) { return 17 + nFrame % 200; }
+
+    MEDIA_FRAME& FrameAt(int n) { return m_frames[static_cast<std::size_t>(n)]; }
+    VIDEO_STREAM_INFO m_format{};
+
+protected:
+    int IndexAt(double dSeconds) const override;
+    double TimeOf(int nIndex) const override;
+    const VIDEO_STREAM_INFO* VideoFormat() const override { return &m_format; }
+
+private:
+    double m_dRate; ///< of the pictures, whatever the format record says
+};
+
+/// 16-bit PCM in chunks of one length; sample frame k has the value k (modulo 20,000) in every channel.
+class FakeAudio final : public FakeStream {
+public:
+    FakeAudio(double dSeconds, int nRate = 48000, int nChannels = 2, int nChunkFrames = 960);
+
+    static std::int16_t SampleOf(std::int64_t nSampleFrame) {
+        return static_cast<std::int16_t>(nSampleFrame % 20000);
+    }
+
+    AUDIO_STREAM_INFO m_format{};
+
+protected:
+    int IndexAt(double dSeconds) const override;
+    double TimeOf(int nIndex) const override;
+    const AUDIO_STREAM_INFO* AudioFormat() const override { return &m_format; }
+
+private:
+    double m_dChunkSeconds;
+};
+
+} // namespace kq::test

@@ -1,0 +1,28 @@
+/// @file
+/// An OpenAL device that renders into memory, only as far as a test asks for.
+#pragma once
+
+#include <AL/al.h>
+#include <AL/alc.h>
+#include <cstdint>
+#include <vector>
+
+namespace kq::test {
+
+/// Its context is the process's current one for as long as it lives.
+class LoopbackDevice {
+public:
+    explicit LoopbackDevice(int nRate = 48000);
+    LoopbackDevice(const LoopbackDevice&) = delete;
+    LoopbackDevice& operator=(const LoopbackDevice&) = delete;
+    ~LoopbackDevice();
+
+    /// Renders that many sample frames. @return interleaved stereo samples
+    std::vector<std::int16_t> Render(int nFrames);
+
+private:
+    ALCdevice* m_pDevice = nullptr;
+    ALCcontext* m_pContext = nullptr;
+};
+
+} // namespace kq::test

@@ -1,0 +1,118 @@
+#include "tests/support/ViewRecorder.h"
+
+#include "tests/support/FakeStream.h"
+
+#include <kqplayer/player_view.h>
+
+#include <algorithm>
+#include <cstring>
+#include <dlfcn.h>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <unistd.h>
+
+namespace kq::test {
+
+namespace {
+
+void* Library() {
+    static void* const s_pLibrary = [] {
+        std::string path(4096, '\0');
+        path.resize(static_cast<std::size_t>(std::max<ssize_t>(0, readlink("/proc/self/exe", path.data(), path.size()))));
+        return dlopen((path.substr(0, path.rfind('/') + 1) + "PlayerView.so").c_str(), RTLD_NOW);
+    }();
+    return s_pLibrary;
+}
+
+template <class Function>
+Function* Find(const char* pName) {
+    void* const pLibrary = Library();
+    void* const pFound = pLibrary != nullptr ? dlsym(pLibrary, pName) : nullptr;
+    if (pFound == nullptr) {
+        throw std::runtime_error(std::string("the recording view library lacks ") + pName);
+    }
+    return reinterpret_cast<Function*>(pFound);
+}
+
+/// What picture n of FakeVideo looks like once it is RGB: a grey.
+std::uint32_t GreyOf(int nFrame) {
+    const int nGrey = std::clamp((9536 * FakeVideo::LumaOf(nFrame) + 16532 * 128 - 2268594) >> 13, 0, 255);
+    return static_cast<std::uint32_t>(nGrey);
+}
+
+int FrameOf(std::uint32_t nPixel) {
+    for (int n = 0; n < 200; ++n) {
+        if (GreyOf(n) == (nPixel & 0xFF)) {
+            return n;
+        }
+    }
+    return -1;
+}
+
+} // namespace
+
+bool WaitUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
+    const auto deadline = Clock::now() + limit;
+    while (!condition()) {
+        if (Clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+ViewRecorder::ViewRecorder() {
+    Find<decltype(PVSetPictureSink)>("PVSetPictureSink")(nullptr, &ViewRecorder::OnPicture, this);
+}
+
+ViewRecorder::~ViewRecorder() {
+    Find<decltype(PVSetPictureSink)>("PVSetPictureSink")(nullptr, nullptr, nullptr);
+}
+
+void ViewRecorder::OnPicture(void*, int nView, int nWidth, int nHeight, const unsigned char* pPixels,
+                             void* pUserData) {
+    auto& self = *static_cast<ViewRecorder*>(pUserData);
+    Picture picture{nView, nWidth, nHeight, 0, Clock::now()};
+    std::memcpy(&picture.nFirstPixel, pPixels, sizeof(picture.nFirstPixel));
+    const std::lock_guard<std::mutex> lock(self.m_lock);
+    self.m_pictures.push_back(picture);
+}
+
+std::vector<ViewRecorder::Picture> ViewRecorder::GetPictures(int nView) const {
+    const std::lock_guard<std::mutex> lock(m_lock);
+    std::vector<Picture> result;
+    std::copy_if(m_pictures.begin(), m_pictures.end(), std::back_inserter(result),
+                 [nView](const Picture& picture) { return picture.nView == nView; });
+    return result;
+}
+
+std::vector<int> ViewRecorder::GetFrames(int nView) const {
+    std::vector<int> frames;
+    for (const Picture& picture : GetPictures(nView)) {
+        frames.push_back(FrameOf(picture.nFirstPixel));
+    }
+    return frames;
+}
+
+std::size_t ViewRecorder::GetCount(int nView) const {
+    return GetPictures(nView).size();
+}
+
+void ViewRecorder::Clear() {
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_pictures.clear();
+}
+
+int ViewRecorder::GetAlive() {
+    return Find<int()>("RecordingViewsAlive")();
+}
+
+std::pair<int, int> ViewRecorder::GetScale() {
+    std::pair<int, int> scale{};
+    Find<void(int*, int*)>("RecordingViewScale")(&scale.first, &scale.second);
+    return scale;
+}
+
+} // namespace kq::test

@@ -1,0 +1,76 @@
+/// @file
+#pragma once
+
+#include <sys/types.h>
+#include <xcb/xcb.h>
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace kqtest {
+
+/// A screenshot: rows from top to bottom, a pixel 0xRRGGBB. Empty when there was nothing to take it of.
+struct Image {
+    int width = 0;
+    int height = 0;
+    std::vector<std::uint32_t> pixels;
+
+    std::uint32_t at(int x, int y) const { return pixels.at(static_cast<std::size_t>(y) * width + x); }
+    bool operator==(const Image& other) const {
+        return width == other.width && height == other.height && pixels == other.pixels;
+    }
+};
+
+/// An X server of the test's own, on a display number that is free, and a connection to it for what a host, a
+/// window manager or a user would do. While it lives DISPLAY names it. To be used from one thread.
+class Xvfb {
+public:
+    /// Starts the server and waits until it can be used.
+    /// @param extraArguments for the server, for instance {"-extension", "MIT-SHM"}
+    /// @throw std::runtime_error when it does not start
+    explicit Xvfb(const std::vector<std::string>& extraArguments = {});
+    ~Xvfb();
+    Xvfb(const Xvfb&) = delete;
+    Xvfb& operator=(const Xvfb&) = delete;
+
+    /// Ends the server, as if the display were lost. DISPLAY keeps naming it until the destructor.
+    void stop();
+
+    const std::string& display() const { return m_display; }
+    xcb_window_t root() const { return m_root; }
+
+    /// Makes and maps a window filled with a colour. @param parent 0: the root window
+    xcb_window_t makeWindow(int x, int y, int width, int height, std::uint32_t rgb = 0x808080,
+                            xcb_window_t parent = 0);
+    void destroyWindow(xcb_window_t window);
+    void resizeWindow(xcb_window_t window, int width, int height);
+    void unmapWindow(xcb_window_t window);
+    /// @return whether the window and all its ancestors are mapped; false for a window that does not exist
+    bool isViewable(xcb_window_t window);
+    bool exists(xcb_window_t window);
+    /// Sends what a window manager sends when the user closes a top-level window.
+    void requestClose(xcb_window_t window);
+
+    /// @param window 0: the root window
+    Image screenshot(xcb_window_t window = 0);
+    /// Takes screenshots until one is as wanted, for at most ten seconds. @return the last one
+    Image waitFor(const std::function<bool(const Image&)>& isWanted, xcb_window_t window = 0);
+
+private:
+    void start(const std::vector<std::string>& arguments);
+    void connect();
+    xcb_atom_t atom(const std::string& name);
+    void sync();
+
+    pid_t m_pid = -1;
+    std::string m_display;
+    xcb_connection_t* m_pConnection = nullptr;
+    xcb_window_t m_root = 0;
+};
+
+/// Polls until the condition holds, for at most ten seconds. @return whether it does
+bool waitUntil(const std::function<bool()>& condition);
+
+} // namespace kqtest

@@ -1,0 +1,154 @@
+#include "tests/support/ViewRecorder.h"
+#include "thread/BaseThread.h"
+#include "thread/SyncEvent.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using kq::test::Clock;
+using kq::test::WaitUntil;
+
+double MillisecondsOf(const std::function<void()>& action) {
+    const auto start = Clock::now();
+    action();
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+TEST(SyncEvent, TestsWithoutWaiting) {
+    const struct {
+        bool bSet;
+        bool bManual;
+        unsigned int nFirst;
+        unsigned int nSecond;
+    } cases[] = {
+        {false, true, WAIT_TIMED_OUT, WAIT_TIMED_OUT},
+        {true, true, WAIT_SET, WAIT_SET},
+        {true, false, WAIT_SET, WAIT_TIMED_OUT},
+    };
+    for (const auto& c : cases) {
+        SyncEvent event(c.bSet, c.bManual);
+        EXPECT_EQ(event.Wait(0), c.nFirst);
+        EXPECT_EQ(event.Wait(0), c.nSecond);
+    }
+}
+
+TEST(SyncEvent, WaitsForTheLimitOrTheEvent) {
+    SyncEvent event(false, true);
+    unsigned int nResult = 0;
+    const double dWaited = MillisecondsOf([&] { nResult = event.Wait(30); });
+    EXPECT_EQ(nResult, WAIT_TIMED_OUT);
+    EXPECT_GE(dWaited, 20.0); // three ticks, the first of which may be short
+
+    std::thread setter([&] { event.Set(); });
+    EXPECT_EQ(event.Wait(WAIT_FOREVER), WAIT_SET);
+    setter.join();
+    event.Reset();
+    EXPECT_EQ(event.Wait(0), WAIT_TIMED_OUT);
+}
+
+TEST(SyncEvent, OneOfManyWaitersGetsAnAutoResetEvent) {
+    SyncEvent event(false, false);
+    std::atomic<int> nGot{0};
+    std::vector<std::thread> waiters;
+    for (int i = 0; i < 4; ++i) {
+        waiters.emplace_back([&] { nGot += event.Wait(100) == WAIT_SET ? 1 : 0; });
+    }
+    event.Set();
+    for (std::thread& waiter : waiters) {
+        waiter.join();
+    }
+    EXPECT_EQ(nGot, 1);
+}
+
+/// Runs until it is stopped, or a body of the test's own.
+class Worker : public BaseThread {
+public:
+    ~Worker() override {
+        Abort();
+        Wait(WAIT_FOREVER);
+        JoinFinished();
+    }
+    int svc() override { return m_body ? m_body() : BaseThread::svc(); }
+    std::function<int()> m_body;
+    using BaseThread::IsOwnThread;
+    using BaseThread::MarkFinished;
+};
+
+TEST(BaseThread, IdleObjectDoesNothing) {
+    Worker worker;
+    EXPECT_EQ(worker.Abort(), 0);
+    EXPECT_EQ(worker.Wait(WAIT_FOREVER), WAIT_SET);
+    worker.Suspend();
+    worker.Resume();
+    EXPECT_EQ(worker.GetState(), THREAD_IDLE);
+}
+
+TEST(BaseThread, GoesThroughItsStates) {
+    Worker worker;
+    EXPECT_EQ(worker.Start(), 1);
+    EXPECT_EQ(worker.Start(), 0);
+    EXPECT_EQ(worker.GetState(), THREAD_RUNNING);
+    EXPECT_EQ(worker.Wait(20), WAIT_TIMED_OUT);
+    worker.Suspend();
+    worker.Suspend();
+    EXPECT_EQ(worker.Start(), 0);
+    worker.Resume();
+    EXPECT_EQ(worker.GetState(), THREAD_SUSPENDED);
+    worker.Resume();
+    EXPECT_EQ(worker.GetState(), THREAD_RUNNING);
+    worker.Suspend();
+    worker.Suspend();
+    worker.Suspend();
+    EXPECT_EQ(worker.Abort(), 1);
+    EXPECT_EQ(worker.Wait(WAIT_FOREVER), WAIT_SET);
+    EXPECT_EQ(worker.GetState(), THREAD_FINISHED);
+    EXPECT_EQ(worker.Abort(), 0);
+    EXPECT_EQ(worker.Start(), 1); // a finished thread starts again
+    EXPECT_EQ(worker.GetState(), THREAD_RUNNING);
+}
+
+TEST(BaseThread, StartedFromItsOwnEndLosesNoThreadAndKeepsTheNewState) {
+    constexpr int kRuns = 1000;
+    Worker worker;
+    std::atomic<int> nRuns{0};
+    worker.m_body = [&] {
+        worker.MarkFinished();
+        if (++nRuns < kRuns) {
+            EXPECT_EQ(worker.Start(), 1);
+        }
+        return 0;
+    };
+    worker.Start();
+    EXPECT_TRUE(WaitUntil([&] { return nRuns == kRuns && worker.GetState() == THREAD_FINISHED; }));
+}
+
+TEST(BaseThread, ManyControllersNeitherHangNorJoinTwice) {
+    Worker worker;
+    std::vector<std::thread> controllers;
+    for (int i = 0; i < 4; ++i) {
+        controllers.emplace_back([&worker, i] {
+            for (int k = 0; k < 40; ++k) {
+                if ((k + i) % 2 == 0) {
+                    worker.Start();
+                } else {
+                    worker.Abort();
+                    worker.Wait(50);
+                }
+            }
+        });
+    }
+    for (std::thread& controller : controllers) {
+        controller.join();
+    }
+    worker.Abort();
+    EXPECT_EQ(worker.Wait(WAIT_FOREVER), WAIT_SET);
+    EXPECT_FALSE(worker.IsOwnThread());
+}
+
+} // namespace

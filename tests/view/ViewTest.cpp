@@ -1,0 +1,195 @@
+#include "com/ComPtr.h"
+#include "tests/support/FakeStream.h"
+#include "tests/support/PlayerHost.h"
+#include "tests/support/ViewRecorder.h"
+#include "view/PlanarFrame.h"
+#include "view/PlayerView.h"
+#include "view/PlayerViewMgr.h"
+#include "view/YV12ViewWrapper.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+namespace {
+
+using kq::test::FakeVideo;
+using kq::test::ViewRecorder;
+
+void* const kOffScreen = reinterpret_cast<void*>(1);
+void* const kRefusedWindow = reinterpret_cast<void*>(2);
+constexpr tagRECT kPlace{10, 20, 110, 70};
+
+class ViewManager : public testing::Test {
+protected:
+    ViewManager() : m_pManager(ComPtr<CPlayerViewMgr>::Share(new CPlayerViewMgr)) {}
+
+    ComPtr<IPlayerView> MakeView(void* pParent = kOffScreen) {
+        return ComPtr<IPlayerView>::Adopt(m_pManager->CreatePlayView(pParent, kPlace));
+    }
+
+    ViewRecorder m_recorder;
+    ComPtr<CPlayerViewMgr> m_pManager;
+};
+
+TEST_F(ViewManager, NumbersViewsAndNeverReusesAnIndex) {
+    auto pFirst = MakeView();
+    auto pSecond = MakeView();
+    EXPECT_FALSE(MakeView(kRefusedWindow));
+    EXPECT_EQ(pFirst->GetIndex(), 0);
+    EXPECT_EQ(pSecond->GetIndex(), 1);
+    EXPECT_EQ(m_pManager->Remove(-1), 1);
+    EXPECT_EQ(m_pManager->Remove(7), 0);
+    EXPECT_EQ(m_pManager->GetCount(), 2);
+    EXPECT_EQ(m_pManager->Remove(0), 0);
+    const auto pThird = MakeView();
+    EXPECT_EQ(pThird->GetIndex(), 2);
+    EXPECT_EQ(m_pManager->GetCount(), 2);
+
+    IPlayerView* pItem = pSecond.Get();
+    EXPECT_EQ(m_pManager->GetItem(0, &pItem), kq::Failed);
+    EXPECT_EQ(m_pManager->GetItem(-1, &pItem), kq::Failed);
+    EXPECT_EQ(pItem, pSecond.Get());
+    EXPECT_EQ(m_pManager->GetItem(2, &pItem), 0);
+    EXPECT_EQ(pItem, pThird.Get());
+    EXPECT_EQ(pItem->Release(), 2u);
+    EXPECT_EQ(pFirst->GetIndex(), 0); // removed, yet alive while the host holds it
+    EXPECT_EQ(ViewRecorder::GetAlive(), 3);
+    pFirst.Reset();
+    EXPECT_EQ(ViewRecorder::GetAlive(), 2);
+}
+
+TEST_F(ViewManager, RectangleComesBackAsTheHostGaveIt) {
+    const auto pView = MakeView();
+    const auto expectRect = [&](const tagRECT& rect) {
+        const tagRECT got = pView->GetRect();
+        EXPECT_EQ(got.left, rect.left);
+        EXPECT_EQ(got.top, rect.top);
+        EXPECT_EQ(got.right, rect.right);
+        EXPECT_EQ(got.bottom, rect.bottom);
+    };
+    expectRect(kPlace);
+    pView->SetRect(tagRECT{1, 2, 3, 4});
+    expectRect(tagRECT{1, 2, 3, 4});
+    EXPECT_EQ(pView->GetParentWND(), kOffScreen);
+    EXPECT_NE(pView->GetWND(), nullptr);
+    EXPECT_EQ(pView->SetParentWND(nullptr), 1);
+}
+
+TEST_F(ViewManager, StreamsAreHeldOnceAndRefusedWithoutInformation) {
+    FakeVideo video(3, 25, 7, 5);
+    video.m_format.nAspectX = 16;
+    video.m_format.nAspectY = 9;
+    FakeVideo failing(3, 25);
+    failing.m_bInfoFails = true;
+    FakeVideo formatless(3, 25);
+    formatless.m_bNoFormat = true;
+    {
+        const auto pView = MakeView();
+        EXPECT_EQ(pView->SetVideoInput(1, &video), 0);
+        EXPECT_EQ(ViewRecorder::GetScale(), (std::pair<int, int>{16, 9}));
+        EXPECT_EQ(m_pManager->GetViewDecoder(1), &video);
+        EXPECT_EQ(m_pManager->GetViewDecoder(0), nullptr);
+        EXPECT_EQ(m_pManager->GetViewDecoder(-1), nullptr);
+        EXPECT_EQ(video.GetRefCount(), 2);
+        EXPECT_EQ(pView->SetVideoInput(1, &video), 0);
+        EXPECT_EQ(video.GetRefCount(), 2);
+        for (FakeVideo* pBad : {&failing, &formatless}) {
+            EXPECT_EQ(pView->SetVideoInput(1, pBad), 1);
+            EXPECT_EQ(m_pManager->GetViewDecoder(1), nullptr);
+            EXPECT_EQ(pBad->GetRefCount(), 1);
+        }
+        EXPECT_EQ(video.GetRefCount(), 1);
+        m_pManager->ShowCurrentImage(nullptr, 0);
+        EXPECT_EQ(m_recorder.GetFrames(), std::vector<int>{-1}); // the black picture of the last good stream
+        EXPECT_EQ(m_recorder.GetPictures()[0].nWidth, 7);
+        EXPECT_EQ(pView->SetVideoInput(1, &video), 0);
+    }
+    m_pManager.Reset(); // destroys the view
+    EXPECT_EQ(video.GetRefCount(), 1);
+    EXPECT_EQ(ViewRecorder::GetAlive(), 0);
+}
+
+TEST_F(ViewManager, GivesFramesToMatchingViewsAndOwnPicturesToTheRest) {
+    FakeVideo reference(10, 25);
+    FakeVideo other(10, 25);
+    other.Seek(7.0 / 25, 1);
+    auto pFirst = MakeView();
+    auto pSecond = MakeView();
+    m_pManager->ShowCurrentImage(&reference.FrameAt(3), 1); // nothing attached: nothing to show
+    EXPECT_EQ(m_recorder.GetCount(0), 0u);
+    pFirst->SetVideoInput(1, &reference);
+    pSecond->SetVideoInput(0, &other);
+
+    m_pManager->ShowCurrentImage(&reference.FrameAt(3), 1);
+    m_pManager->ShowCurrentImage(nullptr, 0);
+    MEDIA_FRAME packed = reference.FrameAt(3);
+    packed.nKind = KQ_PICTURE_PACKED_RGB;
+    m_pManager->ShowCurrentImage(&packed, 1);
+    MEDIA_FRAME planeless = reference.FrameAt(3);
+    planeless.image.pY = nullptr;
+    m_pManager->ShowCurrentImage(&planeless, 1);
+    m_pManager->ShowUserFrame();
+    pFirst->SetVideoInput(1, nullptr);
+    m_pManager->ShowCurrentImage(&reference.FrameAt(3), 1);
+
+    EXPECT_EQ(m_recorder.GetFrames(0), (std::vector<int>{3, 0, -1, -1, -1, -1}));
+    EXPECT_EQ(m_recorder.GetFrames(1), (std::vector<int>{7, 7, 7, 7, -1, 7}));
+    pFirst.Reset();
+    pSecond.Reset();
+    m_pManager.Reset(); // before the streams go
+}
+
+TEST(BlackFrame, HasItsPlanesInOneBuffer) {
+    const auto pFrame = MakeBlackFrame(7, 5);
+    ASSERT_NE(pFrame, nullptr);
+    const tagYUVImage& image = pFrame->image;
+    EXPECT_EQ(image.pV - image.pY, 35);
+    EXPECT_EQ(image.pU - image.pV, 12);
+    EXPECT_EQ(image.pA - image.pU, 12);
+    EXPECT_EQ(image.nPitchU, 4);
+    EXPECT_EQ(pFrame->llPTS, -1);
+    EXPECT_TRUE(std::all_of(image.pY, image.pV, [](int v) { return v == 0x10; }));
+    EXPECT_TRUE(std::all_of(image.pV, image.pA, [](int v) { return v == 0x80; }));
+    EXPECT_TRUE(std::all_of(image.pA, image.pA + 35, [](int v) { return v == 0xFF; }));
+    EXPECT_EQ(MakeBlackFrame(0, 5), nullptr);
+    EXPECT_EQ(MakeBlackFrame(1 << 20, 1 << 20), nullptr);
+}
+
+TEST(ViewWrapper, ForwardsAndFollowsThePictureSize) {
+    ViewRecorder recorder;
+    {
+        YV12ViewWrapper view;
+        EXPECT_EQ(view.SetCropMode(3), 0); // not created yet
+        EXPECT_NE(view.Create(kOffScreen, VRECT{0, 0, 16, 8}, 0, 0), 0);
+        EXPECT_NE(view.Create(kOffScreen, VRECT{0, 0, 16, 8}, 0, 0), 0);
+        EXPECT_EQ(ViewRecorder::GetAlive(), 1);
+        tagRECT rect{};
+        EXPECT_EQ(view.SetCropMode(3), 3);
+        EXPECT_EQ(view.SetMaskMode(4), 4);
+        EXPECT_EQ(view.SetCallbackWnd(nullptr), 7);
+        EXPECT_EQ(view.SetCropRect(&rect), 8);
+        EXPECT_EQ(view.GetCropRect(&rect), 9);
+        EXPECT_EQ(view.SetDisplayResizeMode(IMAGE_RESIZE_FILL), 2);
+        EXPECT_EQ(view.Update(), 10);
+        EXPECT_EQ(view.ShowYV12Image(nullptr, nullptr), 0);
+        EXPECT_EQ(view.ShowYUVImage(nullptr), 0);
+        FakeVideo small(1, 25, 3, 5);
+        FakeVideo large(1, 25, 64, 36);
+        for (FakeVideo* pVideo : {&small, &large, &small}) {
+            EXPECT_EQ(view.ShowYUVImage(&pVideo->FrameAt(0).image), 1);
+        }
+        tagYUVImage nothing = small.FrameAt(0).image;
+        nothing.nWidth = 0;
+        EXPECT_EQ(view.ShowYUVImage(&nothing), 0);
+    }
+    EXPECT_EQ(ViewRecorder::GetAlive(), 0);
+    const auto pictures = recorder.GetPictures(1);
+    ASSERT_EQ(pictures.size(), 3u);
+    EXPECT_EQ(pictures[1].nWidth, 64);
+    EXPECT_EQ(pictures[2].nHeight, 5);
+}
+
+} // namespace
