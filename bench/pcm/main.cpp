@@ -51,9 +51,13 @@ std::function<void()> Ours(const Job& job, const Samples& in, Samples& out) {
 
 /// Two taps with linear interpolation between phases: what "linear" means in this library.
 std::function<void()> Swr(const Job& job, const Samples& in, Samples& out) {
-    SwrContext* raw =
-        swr_alloc_set_opts(nullptr, av_get_default_channel_layout(job.out), AV_SAMPLE_FMT_S16, job.outRate,
-                           av_get_default_channel_layout(job.in), AV_SAMPLE_FMT_S16, job.inRate, 0, nullptr);
+    AVChannelLayout inLayout{}, outLayout{};
+    av_channel_layout_default(&inLayout, job.in);
+    av_channel_layout_default(&outLayout, job.out);
+    SwrContext* raw = nullptr;
+    if (swr_alloc_set_opts2(&raw, &outLayout, AV_SAMPLE_FMT_S16, job.outRate, &inLayout, AV_SAMPLE_FMT_S16,
+                            job.inRate, 0, nullptr) < 0)
+        return nullptr;
     const std::shared_ptr<SwrContext> context(raw, [](SwrContext* c) { swr_free(&c); });
     av_opt_set_int(raw, "filter_size", 2, 0);
     av_opt_set_int(raw, "linear_interp", 1, 0);

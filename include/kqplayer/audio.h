@@ -50,7 +50,7 @@ private:
     bool Grow(double capacity);
     bool MakeRoom(double workSamples, double outSamples);
     short* Block() const;
-    void KeepHistory(int nLength);
+    void KeepHistory(const short* pMixed, int nLength);
 
     short* m_pOutBuf;
     short* m_pWorkBuf;

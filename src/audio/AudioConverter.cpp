@@ -78,11 +78,13 @@ short* CAudioConverter::Block() const {
     return m_pWorkBuf + std::max(m_nOutSampleRate, std::min(m_nOutChannels, kMaxChannels));
 }
 
-/// Only the last frame before the block is ever read, so only that much of the block is kept.
-void CAudioConverter::KeepHistory(int nLength) {
-    short* block = Block();
+/// Only the last frame before the block is ever read, so only that much of the mixed samples is kept.
+void CAudioConverter::KeepHistory(const short* pMixed, int nLength) {
     const int frame = std::clamp(m_nOutChannels, 1, kMaxChannels);
-    std::memmove(block - frame, block + nLength - frame, Bytes(frame));
+    const int kept = std::max(frame - nLength, 0);
+    short* history = Block() - frame;
+    std::memmove(history, history + frame - kept, Bytes(kept));
+    std::memmove(history + kept, pMixed + nLength - (frame - kept), Bytes(frame - kept));
 }
 
 int CAudioConverter::Put(const short* pData, int nSamples) {
@@ -118,9 +120,9 @@ int CAudioConverter::ConvertData(const short* pData, int nSamples) {
     if (!MakeRoom(history + static_cast<double>(length) + frame, std::max<double>(converted, length)))
         return 0;
     const int blockLength = static_cast<int>(length);
-    short* block = Block();
     short* out = m_pOutBuf + m_nValidSize;
     const bool sameRate = m_nInSampleRate == m_nOutSampleRate;
+    short* block = sameRate ? out : Block();
     const auto& kernels = kq::audio::BestAudioKernels();
 
     int mixed = 0;
@@ -132,18 +134,16 @@ int CAudioConverter::ConvertData(const short* pData, int nSamples) {
         kernels.mix(pData, m_nInChannels, m_nOutChannels, frames, block);
         mixed = static_cast<int>(frames) * m_nOutChannels;
     }
-    std::memset(block + mixed, 0, Bytes(blockLength + frame - mixed));
+    std::memset(block + mixed, 0, Bytes(blockLength + (sameRate ? 0 : frame) - mixed));
 
     int count = static_cast<int>(converted);
-    if (sameRate) {
-        std::memcpy(out, block, Bytes(blockLength));
-    } else {
+    if (!sameRate) {
         count -= count % frame;
         if (count > 0)
             kernels.resample({block, frame, blockLength, count}, out);
     }
     m_dFraction += blockLength - count * ratio;
-    KeepHistory(blockLength);
+    KeepHistory(block, blockLength);
     return count;
 }
 

@@ -226,12 +226,19 @@ HWY_INLINE V32Half HighHalves(V32Half v) {
     return hn::ShiftRight<16>(v);
 }
 
-/// Both samples of a pair at kDoubles positions.
-HWY_INLINE V32Half LoadPairs(const short* frames, const std::int32_t* positions, int step) {
-    alignas(64) std::int32_t pairs[kDoubles];
-    for (int i = 0; i < kDoubles; ++i)
-        std::memcpy(&pairs[i], frames + static_cast<std::ptrdiff_t>(positions[i]) * step, 4);
-    return hn::Load(d32Half, pairs);
+/// Loads what lies at each of several positions side by side: a frame of kChannels (1 or 2) samples and the
+/// one behind it.
+template <int kChannels, class D>
+HWY_INLINE hn::Vec<D> LoadFrames(D d, const short* frames, const std::int32_t* positions) {
+    if constexpr (static_cast<int>(hn::MaxLanes(D())) == kChannels) {
+        return hn::LoadU(
+            d, reinterpret_cast<const std::int32_t*>(frames + std::ptrdiff_t{*positions} * kChannels));
+    } else {
+        const hn::Half<D> half;
+        return hn::Combine(d,
+                           LoadFrames<kChannels>(half, frames, positions + hn::MaxLanes(D()) / 2 / kChannels),
+                           LoadFrames<kChannels>(half, frames, positions));
+    }
 }
 
 template <int kChannels>
@@ -244,17 +251,19 @@ int ResampleVectors(const Resampling& job, int frames, short* out) {
         const Positions at = PositionsFrom(number, inSamples, outSamples);
         alignas(64) std::int32_t positions[kDoubles];
         hn::Store(at.first, d32Half, positions);
-        const V32Half a = LoadPairs(job.frames, positions, kChannels);
         if constexpr (kChannels == 1) {
-            const V32Half value = Interpolate(LowHalves(a), HighHalves(a), at.fraction);
+            const V32Half both = LoadFrames<1>(d32Half, job.frames, positions);
+            const V32Half value = Interpolate(LowHalves(both), HighHalves(both), at.fraction);
             const hn::Rebind<std::int16_t, decltype(d32Half)> narrow;
             hn::StoreU(hn::DemoteTo(narrow, value), narrow, out + j);
         } else {
-            const V32Half b = LoadPairs(job.frames + 2, positions, kChannels);
+            const V32 both = LoadFrames<2>(d32, job.frames, positions);
+            const V32Half a = hn::LowerHalf(d32Half, hn::ConcatEven(d32, both, both));
+            const V32Half b = hn::LowerHalf(d32Half, hn::ConcatOdd(d32, both, both));
             const V32Half left = Interpolate(LowHalves(a), LowHalves(b), at.fraction);
             const V32Half right = Interpolate(HighHalves(a), HighHalves(b), at.fraction);
-            const V32Half both = hn::Or(hn::And(left, hn::Set(d32Half, 0xFFFF)), hn::ShiftLeft<16>(right));
-            hn::StoreU(both, d32Half, reinterpret_cast<std::int32_t*>(out + 2 * j));
+            const V32Half pairs = hn::Or(hn::And(left, hn::Set(d32Half, 0xFFFF)), hn::ShiftLeft<16>(right));
+            hn::StoreU(pairs, d32Half, reinterpret_cast<std::int32_t*>(out + 2 * j));
         }
     }
     return j;
