@@ -88,7 +88,7 @@ TEST(Playback, KeepsToTheRangeThatWasAskedFor) {
 TEST(Playback, LoopsUntilItIsInterrupted) {
     const TemporaryFolder folder;
     Process kqplay(Headless(Clip("odd-3x5.mkv"), {"--loop", "--trace", folder / "trace", "--trace-hash"}));
-    usleep(2500000);
+    usleep(3500000);
     kill(kqplay.Id(), SIGINT);
     const Outcome outcome = kqplay.Finish();
     EXPECT_EQ(outcome.status, 0) << outcome.err;
