@@ -20,9 +20,9 @@ template <class T>
 struct LineAllocator {
     using value_type = T;
     static T* allocate(std::size_t count) {
-        return static_cast<T*>(::operator new(count * sizeof(T), std::align_val_t{64}));
+        return static_cast<T*>(::operator new (count * sizeof(T), std::align_val_t{64}));
     }
-    static void deallocate(T* p, std::size_t /*count*/) { ::operator delete(p, std::align_val_t{64}); }
+    static void deallocate(T* p, std::size_t /*count*/) { ::operator delete (p, std::align_val_t{64}); }
     bool operator==(const LineAllocator& /*other*/) const { return true; }
     bool operator!=(const LineAllocator& /*other*/) const { return false; }
 };

@@ -55,11 +55,11 @@ function(kq_pkg name)
 endfunction()
 
 # kq_test(NAME source… [LIBS target…] [FOLDER sub-folder of bin] [SERIAL] [TIMEOUT seconds]
-#         [ENV NAME=VALUE…] [FIXTURES name…])
+#         [ENV NAME=VALUE…] [FIXTURES name])
 # A GoogleTest program; every test in it is a test of its own for CTest.
 # SERIAL: its tests measure time and run alone. FIXTURES: what must have been set up before (FIXTURES_SETUP).
 function(kq_test name)
-    cmake_parse_arguments(arg "SERIAL" "FOLDER;TIMEOUT" "LIBS;ENV;FIXTURES" ${ARGN})
+    cmake_parse_arguments(arg "SERIAL" "FOLDER;TIMEOUT;FIXTURES" "LIBS;ENV" ${ARGN})
     add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
     target_link_libraries(${name} PRIVATE kq_settings ${arg_LIBS} GTest::gtest_main)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/src)
@@ -75,12 +75,13 @@ function(kq_test name)
         list(APPEND props RUN_SERIAL TRUE)
     endif()
     if(arg_FIXTURES)
-        list(APPEND props FIXTURES_REQUIRED "${arg_FIXTURES}")
+        list(APPEND props FIXTURES_REQUIRED ${arg_FIXTURES})
     endif()
     set(env "TSAN_OPTIONS=halt_on_error=1 second_deadlock_stack=1 suppressions=${PROJECT_SOURCE_DIR}/cmake/tsan.supp"
             "UBSAN_OPTIONS=print_stacktrace=1"
             "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/lsan.supp print_suppressions=0"
             ${arg_ENV})
-    list(APPEND props ENVIRONMENT "${env}")
+    # A launcher, because gtest_discover_tests() would take a list of several variables apart.
+    set_target_properties(${name} PROPERTIES CROSSCOMPILING_EMULATOR "env;${env}")
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES ${props})
 endfunction()

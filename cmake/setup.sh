@@ -18,7 +18,7 @@ build_packages=(
 )
 play_packages=(ffmpeg)
 test_packages=(ffmpeg xvfb xauth xdotool libyuv-dev)
-lint_packages=(clang-format clang-tidy)
+lint_packages=(clang-format clang-tidy shellcheck)
 i386_packages=(
     g++-multilib libgtest-dev:i386 libbenchmark-dev:i386 libopenal-dev:i386 libhwy-dev:i386
     libxcb1-dev:i386 libxcb-shm0-dev:i386 libxcb-render0-dev:i386 libxcb-present-dev:i386
@@ -70,19 +70,23 @@ require_packages() {
     reason=$(install_packages "$@") || die "$reason"
 }
 
-# build PRESET [TARGET]: configures once, then builds what has changed. Shows the output only when it fails.
+# run_logged LOG COMMAND…: runs a command, and shows the end of its output only when it fails.
+run_logged() {
+    local log=$1
+    shift
+    "$@" >"$log" 2>&1 && return
+    tail -n 30 "$log" >&2
+    say "all of this output is in $log" >&2
+    return 1
+}
+
+# build PRESET [TARGET]: configures once, then builds what has changed.
 build() {
     local preset=$1 log=build/$1-build.log
     mkdir -p build
     say "building $preset"
     if [[ ! -f build/$preset/build.ninja ]]; then
-        cmake --preset "$preset" >"$log" 2>&1 || {
-            cat "$log" >&2
-            return 1
-        }
+        run_logged "$log" cmake --preset "$preset" || return 1
     fi
-    cmake --build --preset "$preset" ${2:+--target "$2"} >"$log" 2>&1 || {
-        cat "$log" >&2
-        return 1
-    }
+    run_logged "$log" cmake --build --preset "$preset" ${2:+--target "$2"}
 }

@@ -2,6 +2,7 @@
 
 #include "ComPtr.h"
 
+#include <cmath>
 #include <cstdlib>
 
 namespace kqplay {
@@ -16,7 +17,8 @@ void DisplaySize(IMediaStream* video, int& width, int& height) {
     width = std::abs(format->nWidth);
     height = std::abs(format->nHeight);
     if (format->nAspectX > 0 && format->nAspectY > 0)
-        width = static_cast<int>(static_cast<double>(height) * format->nAspectX / format->nAspectY + 0.5);
+        width =
+            static_cast<int>(std::lround(static_cast<double>(height) * format->nAspectX / format->nAspectY));
 }
 
 } // namespace kqplay

@@ -115,7 +115,8 @@ FramePtr AudioSource::MakeFrame(Ticks time, std::vector<std::int16_t> samples) c
     frame->bytes = frame->samples.size() * sizeof(std::int16_t);
     frame->time = time;
     frame->position = ToSeconds(time) * m_converter.Rate();
-    frame->endPosition = frame->position + static_cast<double>(frame->samples.size() / m_channels);
+    const std::size_t count = frame->samples.size() / m_channels;
+    frame->endPosition = frame->position + static_cast<double>(count);
     frame->record.nType = 2;
     frame->record.image.nFormat = 2;
     frame->record.image.pU = reinterpret_cast<std::uint8_t*>(frame->samples.data());

@@ -23,7 +23,8 @@ constexpr int DamagedRun = 50;
 constexpr int MostThreads = 8;
 
 int ThreadCount(const DecoderSetup& setup, const AVCodecParameters& parameters) {
-    // FFmpeg's decoder of Theora and its forerunners spoils pictures after a seek when it works on several at once.
+    // FFmpeg's decoder of Theora and its forerunners spoils pictures after a seek when it works on several at
+    // once.
     const AVCodecID codec = parameters.codec_id;
     const bool spoils = codec == AV_CODEC_ID_THEORA || codec == AV_CODEC_ID_VP3 || codec == AV_CODEC_ID_VP4;
     if (parameters.codec_type != AVMEDIA_TYPE_VIDEO || spoils)

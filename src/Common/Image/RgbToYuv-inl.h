@@ -103,8 +103,9 @@ struct Yuv14 {
     }
     static HWY_INLINE V32 U(const PixelPairs& p) { return MulAddPairs(p.differences, SetPair(19072, 9700)); }
     static HWY_INLINE V32 V(const PixelPairs& p) {
-        return hn::Add(MulAddPairs(p.differences, SetPair(24116, -28768)),
-                       MulAddPairs(p.greenRed, SetPair(0, 4)));
+        // R is the upper half of its pair; G, below it, is shifted out.
+        const V32 red4 = hn::BitCast(d32, hn::ShiftRight<14>(hn::BitCast(du32, p.greenRed)));
+        return hn::Add(MulAddPairs(p.differences, SetPair(24116, -28768)), red4);
     }
 };
 

@@ -19,6 +19,10 @@ struct Case {
     Strings options;
 };
 
+void PrintTo(const Case& value, std::ostream* out) {
+    *out << value.clip;
+}
+
 class EveryFrame : public testing::TestWithParam<Case> {};
 
 /// Each frame once, in order; when the run ends, the view shows the last one again.
@@ -86,7 +90,7 @@ TEST(Playback, KeepsToTheRangeThatWasAskedFor) {
 TEST(Playback, LoopsUntilItIsInterrupted) {
     const TemporaryFolder folder;
     Process kqplay(Headless(Clip("odd-3x5.mkv"), {"--loop", "--trace", folder / "trace", "--trace-hash"}));
-    usleep(2500000);
+    usleep(3500000);
     kill(kqplay.Id(), SIGINT);
     const Outcome outcome = kqplay.Finish();
     EXPECT_EQ(outcome.status, 0) << outcome.err;

@@ -65,7 +65,8 @@ TEST(Pictures, OfAnyKindBecomeVideoRangePlanes) {
         EXPECT_EQ(image.nWidth, expected.width) << expected.clip;
         EXPECT_EQ(image.nHeight, expected.height) << expected.clip;
         const std::string pixels = PixelsOf(*frame);
-        const auto luma = static_cast<std::size_t>(expected.width * expected.height);
+        const auto luma =
+            static_cast<std::size_t>(expected.width) * static_cast<std::size_t>(expected.height);
         for (std::size_t i = 0; i < luma; ++i)
             EXPECT_NEAR(static_cast<std::uint8_t>(pixels[i]), expected.y, 1) << expected.clip;
         const std::size_t chroma = (pixels.size() - luma) / 2;

@@ -76,7 +76,7 @@ public:
 private:
     FramePtr Make(int index) {
         ++m_studio.alive;
-        const FramePtr frame(new Frame, [alive = &m_studio.alive](Frame* gone) {
+        FramePtr frame(new Frame, [alive = &m_studio.alive](Frame* gone) {
             --*alive;
             delete gone;
         });

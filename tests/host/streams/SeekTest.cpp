@@ -12,7 +12,7 @@ struct SeekCase {
     const char* clip;
     std::size_t frames;
     bool steady;          ///< frame n is on show at n / rate
-    std::size_t step = 3; ///< of the random order: every frame, or every third
+    std::size_t step = 3; ///< of the random order, 1 for every frame
 };
 
 void PrintTo(const SeekCase& seekCase, std::ostream* out) {
@@ -70,7 +70,7 @@ TEST_P(Seeking, ShowsTheFrameWhoseTimeItIs) {
     const std::vector<Shot> shots = PlayThrough(file.Video());
     std::mt19937 random(5);
     std::uniform_real_distribution<double> times(0, static_cast<double>(shots.back().time) / 1e7);
-    for (int i = 0; i < 15; ++i) {
+    for (int i = 0; i < 10; ++i) {
         const double time = times(random);
         file.Video().Seek(time, 1);
         const std::size_t n = FrameAt(shots, time);
@@ -100,7 +100,7 @@ TEST_P(Seeking, KeyFrameModeStaysAtOrBefore) {
     OpenedFile file(Clip(GetParam().clip));
     const std::vector<Shot> shots = PlayThrough(file.Video());
     double last = 0;
-    for (std::size_t n = 0; n < shots.size(); n += 5) {
+    for (std::size_t n = 0; n < shots.size(); n += 9) {
         const double time = static_cast<double>(shots[n].time) / 1e7;
         const double reached = file.Video().Seek(time, 0);
         ASSERT_LE(reached, time);
@@ -114,10 +114,10 @@ INSTANTIATE_TEST_SUITE_P(
     Clips, Seeking,
     testing::Values(SeekCase{"bframes.mp4", 100, true, 1}, SeekCase{"opengop.mp4", 100, true, 1},
                     SeekCase{"opengop.ts", 100, true}, SeekCase{"hevc.mp4", 50, true},
-                    SeekCase{"editlist.mp4", 82, true}, SeekCase{"matroska.mkv", 100, true},
-                    SeekCase{"flash.flv", 100, true}, SeekCase{"program.mpg", 100, true},
-                    SeekCase{"packets.avi", 50, true}, SeekCase{"theora.ogg", 50, true},
-                    SeekCase{"vp9.webm", 50, true}, SeekCase{"plain.h264", 100, true},
+                    SeekCase{"editlist.mp4", 82, true}, SeekCase{"matroska.mkv", 100, true, 8},
+                    SeekCase{"flash.flv", 100, true, 8}, SeekCase{"program.mpg", 100, true},
+                    SeekCase{"packets.avi", 50, true, 8}, SeekCase{"theora.ogg", 50, true},
+                    SeekCase{"vp9.webm", 50, true}, SeekCase{"plain.h264", 100, true, 8},
                     SeekCase{"vfr.mkv", 44, false}, SeekCase{"still-rgb24.png", 1, true}),
     [](const testing::TestParamInfo<SeekCase>& info) {
         std::string name = info.param.clip;
@@ -129,8 +129,10 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(KeyFrames, AreTheNearestBefore) {
     for (const char* clip : {"opengop.mp4", "opengop.ts"}) { // a key frame every 24 frames
         OpenedFile file(Clip(clip));
-        for (const int n : {0, 23, 24, 47, 50, 95, 96, 99})
-            EXPECT_DOUBLE_EQ(file.Video().Seek(n / 25.0, 0), n / 24 * 24 / 25.0) << clip << " " << n;
+        for (const int n : {0, 23, 24, 47, 50, 95, 96, 99}) {
+            const int key = n - n % 24;
+            EXPECT_DOUBLE_EQ(file.Video().Seek(n / 25.0, 0), key / 25.0) << clip << " " << n;
+        }
     }
 }
 
