@@ -164,8 +164,8 @@ FramePtr AudioSource::GoForward(Ticks time) {
     return frame ? From(frame, time) : nullptr;
 }
 
-bool AudioSource::Reaches(const Frame& frame, Ticks time) const {
-    return frame.time <= time;
+Ticks AudioSource::Tolerance() const {
+    return 0; // sound is placed by counting its samples
 }
 
 FramePtr AudioSource::From(FramePtr frame, Ticks time) const {

@@ -26,7 +26,7 @@ public:
 
     FramePtr Next() override;
     Landing Seek(Ticks time, bool exact) override;
-    bool Reaches(const Frame& frame, Ticks time) const override;
+    Ticks Tolerance() const override;
     FramePtr From(FramePtr frame, Ticks time) const override;
     void Notice(const std::string& text) const override;
     void Cancel() override;

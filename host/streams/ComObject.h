@@ -6,8 +6,19 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 
 namespace kq::streams {
+
+/// Owns one reference.
+struct Releaser {
+    template <class Interface>
+    void operator()(Interface* object) const {
+        object->Release();
+    }
+};
+template <class Interface>
+using ComHandle = std::unique_ptr<Interface, Releaser>;
 
 /// A counted object that answers IID_IUnknown and one identifier. It begins with one reference.
 template <class Interface>

@@ -104,6 +104,8 @@ void FileLog::FromFfmpeg(const std::string& text, bool isError) {
     int held = 0;
     {
         const std::lock_guard guard(m_lock);
+        if (isError && m_firstError.empty())
+            m_firstError = text;
         if (isError)
             m_lastError = text;
         const auto now = Clock::now();
@@ -121,6 +123,11 @@ void FileLog::FromFfmpeg(const std::string& text, bool isError) {
     if (held > 0)
         Notice(std::to_string(held) + " more messages of FFmpeg's");
     Notice(text);
+}
+
+std::string FileLog::FirstError() const {
+    const std::lock_guard guard(m_lock);
+    return m_firstError;
 }
 
 std::string FileLog::LastError() const {

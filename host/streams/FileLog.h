@@ -30,6 +30,8 @@ public:
     void Notice(const std::string& text) const;
     /// Hands on a message of FFmpeg's, unless several came within the last second; those are only counted.
     void FromFfmpeg(const std::string& text, bool isError);
+    /// @return FFmpeg's first error message, empty without one
+    std::string FirstError() const;
     /// @return FFmpeg's last error message, empty without one
     std::string LastError() const;
 
@@ -41,6 +43,7 @@ private:
     const std::string m_file;
     const Sink m_sink;
     mutable std::mutex m_lock;
+    std::string m_firstError;
     std::string m_lastError;
     Clock::time_point m_periodStart;
     int m_passed = 0;

@@ -45,8 +45,11 @@ public:
     /// Moves to the frame that is on show at @p time, so that Next() gives the one after it.
     /// @param exact false: to the key frame at or before it instead
     virtual Landing Seek(Ticks time, bool exact) = 0;
+    /// @return by how much the file's clock may have rounded a frame's time: a frame so little after a time
+    ///         still counts as on show at that time
+    virtual Ticks Tolerance() const = 0;
     /// @return true when the frame begins at or before @p time
-    virtual bool Reaches(const Frame& frame, Ticks time) const = 0;
+    bool Reaches(const Frame& frame, Ticks time) const { return frame.time <= time + Tolerance(); }
     /// @return the part of the frame from @p time on, when frames can be divided; otherwise the frame. Any
     /// thread.
     virtual FramePtr From(FramePtr frame, Ticks time) const = 0;

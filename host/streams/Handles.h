@@ -4,6 +4,7 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavfilter/avfilter.h>
 #include <libavformat/avformat.h>
 #include <libavutil/buffer.h>
 #include <libavutil/frame.h>
@@ -32,6 +33,7 @@ struct AvDeleter {
     void operator()(AVFrame* frame) const { av_frame_free(&frame); }
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }
     void operator()(AVBufferPool* pool) const { av_buffer_pool_uninit(&pool); }
+    void operator()(AVFilterGraph* graph) const { avfilter_graph_free(&graph); }
     void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
     void operator()(SwrContext* resampler) const { swr_free(&resampler); }
 };
@@ -41,6 +43,7 @@ using CodecHandle = std::unique_ptr<AVCodecContext, AvDeleter>;
 using FrameHandle = std::unique_ptr<AVFrame, AvDeleter>;
 using PacketHandle = std::unique_ptr<AVPacket, AvDeleter>;
 using PoolHandle = std::unique_ptr<AVBufferPool, AvDeleter>;
+using GraphHandle = std::unique_ptr<AVFilterGraph, AvDeleter>;
 using ScalerHandle = std::unique_ptr<SwsContext, AvDeleter>;
 using ResamplerHandle = std::unique_ptr<SwrContext, AvDeleter>;
 

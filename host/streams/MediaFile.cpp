@@ -3,6 +3,8 @@
 #include "AudioSource.h"
 #include "Demuxer.h"
 #include "FileLog.h"
+#include "FilteredDecoder.h"
+#include "Follower.h"
 #include "Orientation.h"
 #include "QueuedStream.h"
 #include "StreamDecoder.h"
@@ -66,8 +68,9 @@ struct Prepared {
     std::size_t queueBytes = 0;
 
     /// Starts its thread. @return null without a source
-    IMediaStream* Begin() {
-        return source ? new QueuedStream(std::move(source), format, queueBytes) : nullptr;
+    ComHandle<QueuedStream> Begin() {
+        return ComHandle<QueuedStream>(source ? new QueuedStream(std::move(source), format, queueBytes)
+                                              : nullptr);
     }
 };
 
@@ -77,13 +80,22 @@ public:
     Opening(const std::string& path, const OpenOptions& options)
         : m_path(path), m_options(options), m_log(FileLog::Make(path, options.log)) {}
 
-    bool Run(MediaFile& file, std::string& reason);
+    /// @param error receives one line that says what and why
+    /// @return false when the file cannot be opened or holds nothing to play
+    bool Run(std::string& error);
+
+    MediaFacts facts;
+    Prepared video; ///< empty when there is none
+    Prepared audio; ///< likewise
 
 private:
     DecoderSetup SetupFor(int index);
     std::unique_ptr<StreamDecoder> OpenDecoder(int index, double rate);
-    Prepared OpenVideo(MediaFacts& facts);
-    Prepared OpenAudio(MediaFacts& facts);
+    PictureKind KindOf(AVStream& stream) const;
+    std::unique_ptr<Decoder> Filter(std::unique_ptr<Decoder> decoder, Orientation orientation,
+                                    PictureKind& kind);
+    Prepared OpenVideo();
+    Prepared OpenAudio();
     void FindFileTimes();
     Ticks StartOf(const AVStream& stream) const;
     Ticks EndOf(const AVStream& stream) const;
@@ -96,38 +108,45 @@ private:
     bool m_demuxerInUse = false;
     int m_video = -1;
     int m_audio = -1;
+    std::string m_filterReason; ///< what is wrong with the filter graph
     Ticks m_fileStart = 0;
     Ticks m_fileEnd = 0; ///< counted from the start; 0 for unknown
 };
 
-bool Opening::Run(MediaFile& file, std::string& reason) {
+bool Opening::Run(std::string& error) {
     const LogScope scope(*m_log);
+    std::string reason;
     m_demuxer = Demuxer::Open(m_path, m_log, reason);
-    if (!m_demuxer)
+    if (!m_demuxer) {
+        error = m_path + ": " + reason;
         return false;
+    }
     m_video = m_options.video ? m_demuxer->BestStream(AVMEDIA_TYPE_VIDEO) : -1;
     m_audio = m_options.audio ? m_demuxer->BestStream(AVMEDIA_TYPE_AUDIO) : -1;
     FindFileTimes();
 
-    MediaFacts facts;
     facts.container = m_demuxer->Context().iformat->name;
     facts.duration = ToSeconds(m_fileEnd);
-    Prepared video = OpenVideo(facts);
-    Prepared audio = OpenAudio(facts);
-    file.facts = std::move(facts);
-    file.video = video.Begin();
-    file.audio = audio.Begin();
-    if (file.video != nullptr || file.audio != nullptr)
+    video = OpenVideo();
+    if (!m_filterReason.empty()) {
+        error = "filter \"" + m_options.filter + "\": " + m_filterReason;
+        return false;
+    }
+    audio = OpenAudio();
+    if (video.source || audio.source)
         return true;
-    reason = "no video or audio stream that can be decoded";
+    error = m_path + (m_options.audio ? ": no video or audio stream that can be decoded"
+                                      : ": no video stream that can be decoded");
     return false;
 }
 
 void Opening::FindFileTimes() {
-    const Ticks video = m_video >= 0 ? StartOf(m_demuxer->Stream(m_video)) : 0;
-    const Ticks audio = m_audio >= 0 ? StartOf(m_demuxer->Stream(m_audio)) : video;
-    const bool soundLeads = m_video < 0 || video - audio > LeastLead;
-    m_fileStart = soundLeads ? audio : video;
+    // The sound counts even when nobody wants to hear it, so that pictures have the same times either way.
+    const int sound = m_video >= 0 ? m_demuxer->BestStream(AVMEDIA_TYPE_AUDIO) : m_audio;
+    const Ticks videoStart = m_video >= 0 ? StartOf(m_demuxer->Stream(m_video)) : 0;
+    const Ticks audioStart = sound >= 0 ? StartOf(m_demuxer->Stream(sound)) : videoStart;
+    const bool soundLeads = m_video < 0 || videoStart - audioStart > LeastLead;
+    m_fileStart = soundLeads ? audioStart : videoStart;
     for (const int index : {m_video, m_audio})
         if (index >= 0)
             m_fileEnd = std::max(m_fileEnd, EndOf(m_demuxer->Stream(index)));
@@ -196,47 +215,78 @@ std::unique_ptr<StreamDecoder> Opening::OpenDecoder(int index, double rate) {
     return decoder;
 }
 
-Prepared Opening::OpenVideo(MediaFacts& facts) {
+Orientation OrientationOf(const AVStream& stream) {
+    return Orientation::FromDisplayMatrix(reinterpret_cast<const std::int32_t*>(
+        av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr)));
+}
+
+/// @return a stream's pictures as they are turned upright
+PictureKind Opening::KindOf(AVStream& stream) const {
+    PictureKind kind;
+    kind.width = stream.codecpar->width;
+    kind.height = stream.codecpar->height;
+    kind.rate = RateOf(stream);
+    const AVRational sample = av_guess_sample_aspect_ratio(&m_demuxer->Context(), &stream, nullptr);
+    if (sample.num > 0 && sample.den > 0)
+        kind.sampleAspect = sample;
+    if (OrientationOf(stream).swapAxes) {
+        std::swap(kind.width, kind.height);
+        std::swap(kind.sampleAspect.num, kind.sampleAspect.den);
+    }
+    return kind;
+}
+
+VIDEO_STREAM_INFO InfoOf(const PictureKind& kind, double seconds) {
+    VIDEO_STREAM_INFO info{};
+    info.nWidth = kind.width;
+    info.nHeight = kind.height;
+    info.dFrameRate = kind.rate;
+    info.nFrameCount = ToInt32(seconds * kind.rate);
+    av_reduce(&info.nAspectX, &info.nAspectY, std::int64_t{kind.width} * kind.sampleAspect.num,
+              std::int64_t{kind.height} * kind.sampleAspect.den, std::numeric_limits<std::int32_t>::max());
+    return info;
+}
+
+/// Puts the filters that the host asked for behind a decoder.
+/// @return null, with the reason in m_filterReason, when the graph is wrong
+std::unique_ptr<Decoder> Opening::Filter(std::unique_ptr<Decoder> decoder, Orientation orientation,
+                                         PictureKind& kind) {
+    auto filtered =
+        FilteredDecoder::Open(std::move(decoder), orientation, m_options.filter, kind, m_filterReason);
+    if (filtered)
+        kind = filtered->Output();
+    return filtered;
+}
+
+Prepared Opening::OpenVideo() {
     if (m_video < 0)
         return {};
     AVStream& stream = m_demuxer->Stream(m_video);
-    const AVCodecParameters& parameters = *stream.codecpar;
-    const double rate = RateOf(stream);
-    auto decoder = OpenDecoder(m_video, rate);
+    PictureKind kind = KindOf(stream);
+    std::unique_ptr<Decoder> decoder = OpenDecoder(m_video, kind.rate);
     if (!decoder)
         return {};
-
-    const auto* matrix = reinterpret_cast<const std::int32_t*>(
-        av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr));
-    const Orientation orientation = Orientation::FromDisplayMatrix(matrix);
-    VIDEO_STREAM_INFO info{};
-    info.nWidth = parameters.width;
-    info.nHeight = parameters.height;
-    info.dFrameRate = rate;
-    info.nFrameCount = ToInt32(ToSeconds(EndOf(stream)) * rate);
-    const AVRational sample = av_guess_sample_aspect_ratio(&m_demuxer->Context(), &stream, nullptr);
-    const std::int64_t sampleX = sample.num > 0 && sample.den > 0 ? sample.num : 1;
-    const std::int64_t sampleY = sample.num > 0 && sample.den > 0 ? sample.den : 1;
-    av_reduce(&info.nAspectX, &info.nAspectY, parameters.width * sampleX, parameters.height * sampleY,
-              std::numeric_limits<std::int32_t>::max());
-    if (orientation.swapAxes) {
-        std::swap(info.nWidth, info.nHeight);
-        std::swap(info.nAspectX, info.nAspectY);
+    Orientation orientation = OrientationOf(stream);
+    if (!m_options.filter.empty()) {
+        decoder = Filter(std::move(decoder), std::exchange(orientation, {}), kind);
+        if (!decoder)
+            return {};
     }
+    const VIDEO_STREAM_INFO info = InfoOf(kind, ToSeconds(EndOf(stream)));
 
-    facts.videoCodec = CodecText(parameters);
-    const char* format = av_get_pix_fmt_name(static_cast<AVPixelFormat>(parameters.format));
+    facts.videoCodec = CodecText(*stream.codecpar);
+    const char* format = av_get_pix_fmt_name(static_cast<AVPixelFormat>(stream.codecpar->format));
     facts.pixelFormat = format != nullptr ? format : "";
     facts.width = info.nWidth;
     facts.height = info.nHeight;
-    facts.frameRate = rate;
+    facts.frameRate = info.dFrameRate;
     facts.frameCount = info.nFrameCount;
     auto source =
-        std::make_unique<VideoSource>(std::move(decoder), orientation, rate, av_q2d(stream.time_base));
+        std::make_unique<VideoSource>(std::move(decoder), orientation, kind.rate, av_q2d(stream.time_base));
     return {std::move(source), info, m_options.queueBytes};
 }
 
-Prepared Opening::OpenAudio(MediaFacts& facts) {
+Prepared Opening::OpenAudio() {
     if (m_audio < 0)
         return {};
     AVStream& stream = m_demuxer->Stream(m_audio);
@@ -277,11 +327,31 @@ void MediaFile::Release() {
 }
 
 bool OpenMediaFile(const std::string& path, const OpenOptions& options, MediaFile& file, std::string& error) {
-    std::string reason;
-    if (Opening(path, options).Run(file, reason))
-        return true;
-    error = path + ": " + reason;
-    return false;
+    Opening opening(path, options);
+    if (!opening.Run(error))
+        return false;
+    file.facts = std::move(opening.facts);
+    file.video = opening.video.Begin().release();
+    file.audio = opening.audio.Begin().release();
+    return true;
+}
+
+bool OpenFollower(const std::string& path, IMediaStream& reference, const OpenOptions& options,
+                  MediaFile& file, std::string& error) {
+    ComHandle<TimedStream> followed = TimedStream::From(reference);
+    if (!followed) {
+        error = path + ": there is no stream of a media file to follow";
+        return false;
+    }
+    OpenOptions silent = options;
+    silent.audio = false;
+    Opening opening(path, silent);
+    if (!opening.Run(error))
+        return false;
+    file.facts = std::move(opening.facts);
+    file.video = new Follower(opening.video.Begin(), std::move(followed));
+    file.audio = nullptr;
+    return true;
 }
 
 } // namespace kq::streams

@@ -19,6 +19,14 @@ struct OpenOptions {
     int decoderThreads = 0; ///< for video; 0: one a core and one more, eight at most
     /// Sound with more channels is mixed to stereo (to mono for 1).
     int maxChannels = 8;
+    /// An FFmpeg filter graph that the pictures pass, "hflip" or "crop=iw/2:ih,eq=contrast=1.2"; empty for
+    /// none. It has one video input and one video output. It is given the pictures as they would be shown
+    /// without it (planar 4:2:0, upright), and may change size, format and rate. A wrong graph fails the
+    /// opening. With a graph, both modes of Seek() are exact. Filters find their way by time stamps: after a
+    /// seek the graph begins anew a few frames before the target, or with the file's first frame when one of
+    /// its filters may have to count frames (select, framestep, setpts with N or STARTPTS, tinterlace, ...);
+    /// such a seek takes as long as decoding up to there.
+    std::string filter;
     /// Receives one line a notice (damaged input skipped, and the like), from any thread. May be empty.
     std::function<void(const std::string&)> log;
 };
@@ -64,14 +72,42 @@ struct MediaFile {
 /// still is the time. VIDEO_STREAM_INFO::nFrameCount divided by the rate is the length likewise, and the
 /// aspect ratio is that of the picture on show.
 ///
-/// The calls of a stream wait for the decoder, so that null and 0 always mean the end. An input that can be
-/// read only once (a named pipe) seeks forward only.
+/// The calls of a stream wait for the decoder, so that the end is never mistaken: NextFrame() gives 0 there.
+/// A video stream then keeps its last frame as the current one, so that a view that is refreshed at the end
+/// of a run goes on showing the last picture; a sound stream has no current frame any more. An input that can
+/// be read only once (a named pipe) seeks forward only.
 ///
 /// A frame that GetCurrentFrame() gave to a thread stays valid until that thread's next GetCurrentFrame(),
 /// NextFrame() or Seek() call on the stream, also when another thread moves the position meanwhile.
 ///
-/// @param error receives one line that names the file and the reason
+/// @param error receives one line that names the file and the reason; for a wrong filter graph it names the
+///              graph instead: `filter "nosuch": No such filter: 'nosuch'`
 /// @return false when the file cannot be opened or has neither a video nor an audio stream to play
 bool OpenMediaFile(const std::string& path, const OpenOptions& options, MediaFile& file, std::string& error);
+
+/// Opens a file's video as one that follows another stream's time, for views side by side: the current frame
+/// is always the one on show at the time of the reference's current frame (the one with the same time stamp,
+/// or the nearest before it). With OpenOptions::filter and the reference's own file this shows before and
+/// after.
+///
+/// A host gives the follower to a view whose source mode is not the reference number. The player then asks
+/// for its frame whenever it shows the reference's, and never moves it. Seek() and NextFrame() change
+/// nothing: Seek() returns the time of the current frame, NextFrame() returns 0. GetFramePosition() is the
+/// current frame's own, GetStreamInfo() describes the file itself. A shorter file stays on its last frame;
+/// size and rate may differ.
+///
+/// The follower decodes ahead on its own thread like any stream, and drops what the reference passes over;
+/// when the reference goes back or far ahead, it seeks exactly. A call waits until the frame is there.
+///
+/// It holds a reference on @p reference, whose position and frames it never touches. Any thread may call it,
+/// as any stream; the same rules hold for how long frames stay valid.
+///
+/// @param reference a video stream of OpenMediaFile() or OpenFollower()
+/// @param options   as for OpenMediaFile(); sound is not opened
+/// @param file      receives the follower as its video
+/// @param error     as for OpenMediaFile()
+/// @return false when there is no video to show, or the reference is none of these streams
+bool OpenFollower(const std::string& path, IMediaStream& reference, const OpenOptions& options,
+                  MediaFile& file, std::string& error);
 
 } // namespace kq::streams

@@ -22,7 +22,8 @@ Ticks ToTicks(double seconds) {
 
 QueuedStream::QueuedStream(std::unique_ptr<FrameSource> source, const StreamFormat& format,
                            std::size_t queueBytes)
-    : ComObject(IID_IMediaStream), m_source(std::move(source)), m_format(format), m_queueBytes(queueBytes),
+    : m_source(std::move(source)), m_format(format),
+      m_holdsLast(std::holds_alternative<VIDEO_STREAM_INFO>(format)), m_queueBytes(queueBytes),
       m_thread([this] { DecodeAhead(); }) {}
 
 QueuedStream::~QueuedStream() {
@@ -60,8 +61,9 @@ MEDIA_FRAME* QueuedStream::GetCurrentFrame() {
 int QueuedStream::NextFrame() {
     std::unique_lock guard(m_lock);
     m_pins.Unpin();
-    WaitForFrame(guard);
-    if (m_queue.empty())
+    const std::size_t kept = m_holdsLast ? 1 : 0;
+    WaitForFrame(guard, kept);
+    if (m_queue.size() <= kept)
         return 0;
     Pop();
     m_work.notify_one();
@@ -75,25 +77,38 @@ double QueuedStream::GetFramePosition() {
     return m_queue.empty() ? m_endPosition : m_queue.front()->position;
 }
 
+Ticks QueuedStream::TimeOnShow() {
+    std::unique_lock guard(m_lock);
+    WaitForFrame(guard);
+    return CurrentTime() + m_source->Tolerance();
+}
+
 double QueuedStream::Seek(double dSeconds, int nMode) {
-    const bool exact = nMode != 0;
-    const Ticks time = ToTicks(dSeconds);
+    {
+        const std::lock_guard guard(m_lock);
+        m_pins.Unpin();
+    }
+    return ToSeconds(Move({ToTicks(dSeconds), nMode != 0}));
+}
+
+/// @return the time of the frame reached
+Ticks QueuedStream::Move(const SeekRequest& request) {
     const std::lock_guard seekGuard(m_seekLock);
     std::unique_lock guard(m_lock);
-    m_pins.Unpin();
-    if (!exact || !SeekInQueue(time)) {
-        m_seek = SeekRequest{time, exact};
+    if (!request.exact || !SeekInQueue(request.time)) {
+        m_seek = request;
         m_work.notify_one();
     }
     WaitForFrame(guard);
-    return ToSeconds(CurrentTime());
+    return CurrentTime();
 }
 
 /// Drops frames up to the one on show at a time, when that one is known to be in the queue.
 bool QueuedStream::SeekInQueue(Ticks time) {
     if (m_queue.empty() || !m_source->Reaches(*m_queue.front(), time))
         return false;
-    if (m_source->Reaches(*m_queue.back(), time))
+    const bool isLastKnown = m_ended && m_holdsLast;
+    if (m_source->Reaches(*m_queue.back(), time) && !isLastKnown)
         return false; // the frames to come may be nearer
     while (m_queue.size() > 1 && m_source->Reaches(*m_queue[1], time))
         Pop();
@@ -109,8 +124,9 @@ Ticks QueuedStream::CurrentTime() const {
 }
 
 /// Returns when there is a current frame or the stream has ended, and no seek is under way.
-void QueuedStream::WaitForFrame(std::unique_lock<std::mutex>& guard) {
-    m_result.wait(guard, [this] { return !m_seek && (!m_queue.empty() || m_ended); });
+/// @param ahead so many frames beyond the current one are waited for too
+void QueuedStream::WaitForFrame(std::unique_lock<std::mutex>& guard, std::size_t ahead) {
+    m_result.wait(guard, [this, ahead] { return !m_seek && (m_queue.size() > ahead || m_ended); });
 }
 
 void QueuedStream::DecodeAhead() {
@@ -142,6 +158,10 @@ void QueuedStream::MakeFrame(std::unique_lock<std::mutex>& guard) {
 
 void QueuedStream::CarryOutSeek(std::unique_lock<std::mutex>& guard) {
     const SeekRequest request = *m_seek;
+    if (request.exact && SeekInQueue(request.time)) { // the frame that was being made told what follows
+        m_seek.reset();
+        return;
+    }
     guard.unlock();
     Landing landing = m_source->Seek(request.time, request.exact);
     if (!landing.moved)

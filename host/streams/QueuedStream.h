@@ -2,10 +2,10 @@
 /// A stream for the player whose frames are made ahead on a thread of its own.
 #pragma once
 
-#include "ComObject.h"
 #include "FramePins.h"
 #include "FrameSource.h"
 #include "StreamInfo.h"
+#include "TimedStream.h"
 
 #include <condition_variable>
 #include <cstddef>
@@ -20,9 +20,10 @@ namespace kq::streams {
 
 /// IMediaStream over a FrameSource. Any thread may call it at any time.
 ///
-/// Calls wait for the frame that they need; null and 0 always mean the end. A frame stays valid for the
+/// Calls wait for the frame that they need, so that the end is never mistaken. A video stream keeps its last
+/// frame as the current one there, a sound stream has none. A frame stays valid for the
 /// thread that got it until that thread's next GetCurrentFrame(), NextFrame() or Seek().
-class QueuedStream : public ComObject<IMediaStream> {
+class QueuedStream : public TimedStream {
 public:
     /// @param queueBytes bound of the frames made ahead; three are always made
     QueuedStream(std::unique_ptr<FrameSource> source, const StreamFormat& format, std::size_t queueBytes);
@@ -33,6 +34,12 @@ public:
     MEDIA_FRAME* GetCurrentFrame() override;
     int NextFrame() override;
     double GetFramePosition() override;
+    Ticks TimeOnShow() override;
+
+    /// Moves to the frame that is on show at a time, as Seek() does in its exact mode; the frame that the
+    /// calling thread uses stays valid.
+    /// @return the time of that frame
+    Ticks GoTo(Ticks time) { return Move({time, true}); }
 
 private:
     struct SeekRequest {
@@ -42,11 +49,12 @@ private:
 
     ~QueuedStream() override;
 
+    Ticks Move(const SeekRequest& request);
     void DecodeAhead();
     bool WaitForWork(std::unique_lock<std::mutex>& guard);
     void MakeFrame(std::unique_lock<std::mutex>& guard);
     void CarryOutSeek(std::unique_lock<std::mutex>& guard);
-    void WaitForFrame(std::unique_lock<std::mutex>& guard);
+    void WaitForFrame(std::unique_lock<std::mutex>& guard, std::size_t ahead = 0);
     bool HasRoom() const;
     void Push(FramePtr frame);
     void Pop();
@@ -55,6 +63,7 @@ private:
 
     const std::unique_ptr<FrameSource> m_source;
     const StreamFormat m_format;
+    const bool m_holdsLast; ///< the last frame stays the current one at the end
     const std::size_t m_queueBytes;
 
     std::mutex m_seekLock;            ///< one seek at a time; taken before m_lock

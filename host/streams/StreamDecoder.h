@@ -2,6 +2,7 @@
 /// One stream of a file, decoded and put in order of time.
 #pragma once
 
+#include "Decoder.h"
 #include "Demuxer.h"
 #include "Handles.h"
 
@@ -13,23 +14,6 @@
 
 namespace kq::streams {
 
-/// Where a frame's time comes from.
-enum class StampKind {
-    Read,     ///< from the file
-    Missing,  ///< the file has none: counted on from the frame before
-    Repaired, ///< the file's did not go forward: counted on likewise
-};
-
-/// A decoded picture or piece of sound.
-struct Decoded {
-    FrameHandle data;
-    Ticks time =
-        0; ///< always above that of the one before it; below 0 only for sound before the file's start
-    Ticks duration = 0; ///< 0 when unknown
-    StampKind stamp = StampKind::Read;
-    bool key = false;
-};
-
 /// What a decoder needs to know beside the stream's own parameters.
 struct DecoderSetup {
     std::shared_ptr<Demuxer> demuxer;
@@ -39,38 +23,24 @@ struct DecoderSetup {
     int threads = 0;     ///< 0: one a core and one more, eight at most
 };
 
-/// Gives a stream's frames one after the other and moves among them. Used by one thread at a time, but for
-/// Cancel(). Damaged packets and frames are left out, with one line in the log for a run of them.
-class StreamDecoder {
+/// The frames of a file's stream. Damaged packets and frames are left out, with one line in the log for a run
+/// of them.
+class StreamDecoder : public Decoder {
 public:
     /// @param reason receives why it failed
     /// @return null without a decoder that takes the stream
     static std::unique_ptr<StreamDecoder> Open(const DecoderSetup& setup, std::string& reason);
-    ~StreamDecoder();
-    StreamDecoder(const StreamDecoder&) = delete;
-    StreamDecoder& operator=(const StreamDecoder&) = delete;
+    ~StreamDecoder() override;
 
-    /// @return false at the end, or after Cancel()
-    bool Next(Decoded& frame);
-
-    /// Moves to a place from which every frame from @p time on can be decoded.
-    /// @param first receives the first frame there: at or before @p time, or the first of the stream
-    /// @param nearest receives whether the first place tried served, so that no later key frame precedes @p
-    /// time
-    /// @return false when no frame can be had there
-    bool SeekAtOrBefore(Ticks time, Decoded& first, bool& nearest);
-    /// @return true when decoding on from @p from is the shorter way to @p to than seeking, or the only one
-    bool ForwardIsShorter(Ticks from, Ticks to) const;
-    bool Seekable() const { return m_setup.demuxer->Seekable(); }
-
-    /// A frame so little after a time still counts as on show at that time: half a tick of the file's clock.
-    Ticks Tolerance() const { return m_tolerance; }
-    const AVCodecContext& Codec() const { return *m_codec; }
-    const std::shared_ptr<FileLog>& Log() const { return m_setup.demuxer->Log(); }
-
-    /// Makes every present and later wait for data end at once. Any thread.
-    void Cancel() { m_cancelled = true; }
-    bool Cancelled() const { return m_cancelled; }
+    bool Next(Decoded& frame) override;
+    bool SeekAtOrBefore(Ticks time, Decoded& first, bool& nearest) override;
+    bool ForwardIsShorter(Ticks from, Ticks to) const override;
+    bool Seekable() const override { return m_setup.demuxer->Seekable(); }
+    bool HasKeyFrames() const override { return true; }
+    Ticks Tolerance() const override { return m_tolerance; }
+    const std::shared_ptr<FileLog>& Log() const override { return m_setup.demuxer->Log(); }
+    void Cancel() override { m_cancelled = true; }
+    bool Cancelled() const override { return m_cancelled; }
 
 private:
     static constexpr Ticks NoTime = std::numeric_limits<Ticks>::min();

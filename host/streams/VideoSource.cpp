@@ -34,8 +34,7 @@ MEDIA_FRAME RecordOf(const AVFrame& picture, Ticks time) {
 
 } // namespace
 
-VideoSource::VideoSource(std::unique_ptr<StreamDecoder> decoder, Orientation orientation, double rate,
-                         double tick)
+VideoSource::VideoSource(std::unique_ptr<Decoder> decoder, Orientation orientation, double rate, double tick)
     : m_decoder(std::move(decoder)), m_converter(orientation), m_rate(rate), m_tick(tick) {}
 
 FramePtr VideoSource::Next() {
@@ -81,6 +80,7 @@ double VideoSource::PositionOf(Ticks time) const {
 
 Landing VideoSource::Seek(Ticks time, bool exact) {
     time = std::max<Ticks>(time, 0);
+    exact = exact || !m_decoder->HasKeyFrames();
     const bool ahead = m_last && Reaches(*m_last, time);
     const bool seekable = m_decoder->Seekable();
     if (ahead && (exact || !seekable) && m_decoder->ForwardIsShorter(m_last->time, time))
@@ -102,7 +102,7 @@ Landing VideoSource::Seek(Ticks time, bool exact) {
 /// @param shown the frame on show so far; without data it is the last one given
 /// @return the frame on show at the time
 FramePtr VideoSource::GoForward(Ticks time, Decoded shown) {
-    const Ticks limit = time + m_decoder->Tolerance();
+    const Ticks limit = time + Tolerance();
     if (!shown.data || shown.time <= limit) {
         for (Decoded next; NextDecoded(next); next = {}) {
             if (next.time > limit) {
@@ -128,7 +128,7 @@ Landing VideoSource::SeekKey(Ticks time) {
     Ticks key = first.time;
     if (!nearest) {
         // The place found may lie several key frames back: look for the last one.
-        const Ticks limit = time + m_decoder->Tolerance();
+        const Ticks limit = time + Tolerance();
         for (Decoded next; m_decoder->Next(next) && next.time <= limit; next = {})
             if (next.key)
                 key = next.time;
@@ -138,8 +138,8 @@ Landing VideoSource::SeekKey(Ticks time) {
     return {true, GoForward(key, std::move(first))};
 }
 
-bool VideoSource::Reaches(const Frame& frame, Ticks time) const {
-    return frame.time <= time + m_decoder->Tolerance();
+Ticks VideoSource::Tolerance() const {
+    return m_decoder->Tolerance();
 }
 
 FramePtr VideoSource::From(FramePtr frame, Ticks /*time*/) const {

@@ -2,9 +2,9 @@
 /// The pictures of a video stream.
 #pragma once
 
+#include "Decoder.h"
 #include "FrameSource.h"
 #include "PlanarConverter.h"
-#include "StreamDecoder.h"
 
 #include <memory>
 #include <optional>
@@ -16,11 +16,11 @@ class VideoSource : public FrameSource {
 public:
     /// @param rate frames per second, above 0
     /// @param tick one unit of the file's clock in seconds: how exact its time stamps are
-    VideoSource(std::unique_ptr<StreamDecoder> decoder, Orientation orientation, double rate, double tick);
+    VideoSource(std::unique_ptr<Decoder> decoder, Orientation orientation, double rate, double tick);
 
     FramePtr Next() override;
     Landing Seek(Ticks time, bool exact) override;
-    bool Reaches(const Frame& frame, Ticks time) const override;
+    Ticks Tolerance() const override;
     FramePtr From(FramePtr frame, Ticks time) const override;
     void Notice(const std::string& text) const override;
     void Cancel() override;
@@ -32,7 +32,7 @@ private:
     Landing SeekKey(Ticks time);
     double PositionOf(Ticks time) const;
 
-    const std::unique_ptr<StreamDecoder> m_decoder;
+    const std::unique_ptr<Decoder> m_decoder;
     PlanarConverter m_converter;
     const double m_rate;
     const double m_tick;

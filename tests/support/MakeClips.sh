@@ -44,6 +44,9 @@ make_clip -f lavfi -i "$pictures" -vf "select='not(mod(n,3))+not(mod(n,7))'" -vs
 make_clip -i bframes.mp4 -itsoffset 1 -i bframes.mp4 -map 0:v -map 1:a -c copy latesound.mkv
 make_clip -f lavfi -i "$pictures" -f lavfi -i 'sine=sample_rate=48000:duration=2' $x264 -c:a flac shortsound.mkv
 
+make_clip -f lavfi -i 'testsrc2=size=96x64:rate=5:duration=52' $x264 \
+    -x264-params bframes=3:b-adapt=0:keyint=250:scenecut=0 longgop.mp4
+
 make_clip -f lavfi -i "$short" -pix_fmt yuv422p10 -c:v ffv1 deep422.mkv
 make_clip -f lavfi -i 'color=white:size=96x64:rate=25:duration=1' -pix_fmt yuvj420p -c:v mjpeg fullrange.avi
 make_clip -f lavfi -i 'color=red:size=1x1:rate=5:duration=1,format=gbrp' -c:v ffv1 one.mkv

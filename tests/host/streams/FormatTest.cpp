@@ -25,10 +25,9 @@ TEST(Pictures, AreThoseOfTheCommandLineTool) {
          {"bframes.mp4", "opengop.mp4", "editlist.mp4", "rotated.mp4", "program.mpg", "theora.ogg"}) {
         OpenedFile file(Clip(clip));
         std::string pixels;
-        while (const MEDIA_FRAME* frame = file.Video().GetCurrentFrame()) {
-            pixels += PixelsOf(*frame);
-            file.Video().NextFrame();
-        }
+        do
+            pixels += PixelsOf(*file.Video().GetCurrentFrame());
+        while (file.Video().NextFrame() > 0);
         EXPECT_TRUE(pixels == ReferencePixels(clip)) << clip;
     }
 }
@@ -82,13 +81,13 @@ TEST(Pictures, MayChangeTheirSizeOnTheWay) {
     OpenedFile file(Clip("changing.ts"));
     int small = 0;
     int large = 0;
-    while (const MEDIA_FRAME* frame = file.Video().GetCurrentFrame()) {
+    do {
+        const MEDIA_FRAME* frame = file.Video().GetCurrentFrame();
         small += frame->image.nWidth == 64 && frame->image.nHeight == 48 ? 1 : 0;
         large += frame->image.nWidth == 96 && frame->image.nHeight == 80 ? 1 : 0;
         EXPECT_EQ(static_cast<int>(PixelsOf(*frame).size()),
                   frame->image.nWidth * frame->image.nHeight * 3 / 2);
-        file.Video().NextFrame();
-    }
+    } while (file.Video().NextFrame() > 0);
     EXPECT_GE(small, 24);
     EXPECT_GE(large, 24);
 }

@@ -64,7 +64,7 @@ public:
         m_next = std::min(static_cast<int>(time / Step), m_studio.frames - 1);
         return {true, Make(m_next++)};
     }
-    bool Reaches(const Frame& frame, Ticks time) const override { return frame.time <= time; }
+    Ticks Tolerance() const override { return 0; }
     FramePtr From(FramePtr frame, Ticks /*time*/) const override { return frame; }
     void Notice(const std::string& /*text*/) const override {}
     void Cancel() override {
@@ -96,9 +96,9 @@ struct Released {
 };
 using StreamHandle = std::unique_ptr<IMediaStream, Released>;
 
-StreamHandle Play(Studio& studio, std::size_t queueBytes = 1'000'000) {
-    return StreamHandle(
-        new QueuedStream(std::make_unique<FakeSource>(studio), VIDEO_STREAM_INFO{}, queueBytes));
+StreamHandle Play(Studio& studio, std::size_t queueBytes = 1'000'000,
+                  const StreamFormat& format = VIDEO_STREAM_INFO{}) {
+    return StreamHandle(new QueuedStream(std::make_unique<FakeSource>(studio), format, queueBytes));
 }
 
 TEST(FrameQueue, IsBoundedInBytesAndFrames) {
@@ -127,11 +127,28 @@ TEST(FrameQueue, GivesTheSameFrameUntilItMoves) {
     EXPECT_EQ(stream->GetCurrentFrame()->llPTS, Step);
     EXPECT_GT(stream->NextFrame(), 0);
     EXPECT_EQ(stream->NextFrame(), 0);
-    EXPECT_EQ(stream->NextFrame(), 0);
-    EXPECT_EQ(stream->GetCurrentFrame(), nullptr);
-    EXPECT_EQ(stream->GetFramePosition(), 3);
-    EXPECT_DOUBLE_EQ(stream->Seek(0.1, 1), 0.1) << "alive again";
-    EXPECT_EQ(stream->GetCurrentFrame()->llPTS, Step);
+}
+
+TEST(FrameQueue, HoldsTheLastPictureButNoSound) {
+    const struct {
+        StreamFormat format;
+        bool holds;
+        double endPosition;
+    } cases[] = {{VIDEO_STREAM_INFO{}, true, 2}, {AUDIO_STREAM_INFO{}, false, 3}};
+    for (const auto& expected : cases) {
+        Studio studio;
+        studio.frames = 3;
+        const auto stream = Play(studio, 1'000'000, expected.format);
+        while (stream->NextFrame() > 0) {
+        }
+        EXPECT_EQ(stream->NextFrame(), 0);
+        const MEDIA_FRAME* last = stream->GetCurrentFrame();
+        EXPECT_EQ(last != nullptr, expected.holds);
+        EXPECT_EQ(last != nullptr ? last->llPTS : 2 * Step, 2 * Step);
+        EXPECT_EQ(stream->GetFramePosition(), expected.endPosition);
+        EXPECT_DOUBLE_EQ(stream->Seek(0.1, 1), 0.1) << "alive again";
+        EXPECT_EQ(stream->GetCurrentFrame()->llPTS, Step);
+    }
 }
 
 TEST(FrameQueue, WaitsForALateDecoder) {

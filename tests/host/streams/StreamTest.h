@@ -79,7 +79,7 @@ struct Shot {
     }
 };
 
-/// @return the current frame, an empty shot at the end
+/// @return the current frame, an empty shot without one
 inline Shot Look(IMediaStream& stream) {
     const MEDIA_FRAME* frame = stream.GetCurrentFrame();
     if (frame == nullptr)
@@ -87,13 +87,14 @@ inline Shot Look(IMediaStream& stream) {
     return {frame->llPTS, stream.GetFramePosition(), std::hash<std::string>()(PixelsOf(*frame))};
 }
 
-/// @return all frames from the current one to the end
+/// @return all pictures from the current one to the end
 inline std::vector<Shot> PlayThrough(IMediaStream& stream) {
+    if (stream.GetCurrentFrame() == nullptr)
+        return {};
     std::vector<Shot> shots;
-    for (Shot shot = Look(stream); shot.time >= 0; shot = Look(stream)) {
-        shots.push_back(shot);
-        stream.NextFrame();
-    }
+    do
+        shots.push_back(Look(stream));
+    while (stream.NextFrame() > 0);
     return shots;
 }
 
@@ -109,6 +110,26 @@ inline std::vector<std::int16_t> Listen(IMediaStream& stream, std::vector<std::i
     }
     return sound;
 }
+
+/// A follower that is given back when the test ends.
+class OpenedFollower {
+public:
+    OpenedFollower(const std::string& clip, IMediaStream& reference, const std::string& filter = {}) {
+        OpenOptions options;
+        options.filter = filter;
+        std::string error;
+        EXPECT_TRUE(OpenFollower(Clip(clip), reference, options, m_file, error)) << error;
+    }
+    ~OpenedFollower() { m_file.Release(); }
+    OpenedFollower(const OpenedFollower&) = delete;
+    OpenedFollower& operator=(const OpenedFollower&) = delete;
+
+    IMediaStream& Video() const { return *m_file.video; }
+    MediaFile& File() { return m_file; }
+
+private:
+    MediaFile m_file;
+};
 
 inline VIDEO_STREAM_INFO VideoFormat(IMediaStream& stream) {
     IStreamInfo* info = nullptr;

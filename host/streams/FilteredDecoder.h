@@ -1,0 +1,69 @@
+/// @file
+/// A decoder's pictures after FFmpeg's filters.
+#pragma once
+
+#include "Decoder.h"
+#include "FilterGraph.h"
+#include "PlanarConverter.h"
+
+#include <deque>
+#include <limits>
+#include <memory>
+#include <string>
+
+namespace kq::streams {
+
+/// Gives what a filter graph makes of the pictures of a decoder, which it converts to planar 4:2:0 and turns
+/// upright first. The graph is built anew for each seek, and where the pictures change their size.
+class FilteredDecoder : public Decoder {
+public:
+    /// @param input the pictures as they are turned upright
+    /// @param reason receives what is wrong with the graph
+    /// @return null for a wrong graph
+    static std::unique_ptr<FilteredDecoder> Open(std::unique_ptr<Decoder> inner, Orientation orientation,
+                                                 const std::string& description, const PictureKind& input,
+                                                 std::string& reason);
+
+    bool Next(Decoded& frame) override;
+    bool SeekAtOrBefore(Ticks time, Decoded& first, bool& nearest) override;
+    bool ForwardIsShorter(Ticks from, Ticks to) const override;
+    bool Seekable() const override { return m_inner->Seekable(); }
+    bool HasKeyFrames() const override { return false; }
+    Ticks Tolerance() const override { return m_inner->Tolerance(); }
+    const std::shared_ptr<FileLog>& Log() const override { return m_inner->Log(); }
+    void Cancel() override { m_inner->Cancel(); }
+    bool Cancelled() const override { return m_inner->Cancelled(); }
+
+    /// @return what came out of the graph when it was opened
+    const PictureKind& Output() const { return m_output; }
+
+private:
+    static constexpr Ticks NoTime = std::numeric_limits<Ticks>::min();
+
+    FilteredDecoder(std::unique_ptr<Decoder> inner, Orientation orientation, std::string description,
+                    const PictureKind& input, std::unique_ptr<FilterGraph> graph);
+
+    bool NextUnfiltered(Decoded& frame);
+    void Feed();
+    void Push(Decoded picture);
+    bool Rebuild(const PictureKind& input);
+    bool StartAt(Ticks time);
+    Ticks RunUp(Ticks time) const;
+    void Stamp(Decoded& frame);
+
+    const std::unique_ptr<Decoder> m_inner;
+    PlanarConverter m_converter;
+    const std::string m_description;
+    const PictureKind m_firstInput;
+    PictureKind m_input; ///< of the present graph
+    std::unique_ptr<FilterGraph> m_graph;
+    const PictureKind m_output;
+    const FilterMemory m_memory;
+
+    std::deque<Decoded> m_ahead; ///< decoded already, and the next to be converted
+    Decoded m_resized;           ///< converted, and waits for a graph of its size
+    Ticks m_lastTime = NoTime;   ///< of the picture given last since the start or a seek
+    Ticks m_duration = 0;        ///< of one picture that comes out
+};
+
+} // namespace kq::streams

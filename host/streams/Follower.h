@@ -1,0 +1,30 @@
+/// @file
+/// A video that follows another stream's time.
+#pragma once
+
+#include "QueuedStream.h"
+#include "TimedStream.h"
+
+namespace kq::streams {
+
+/// Shows, of its own pictures, always the one that is on show at the time of the reference's current frame.
+class Follower : public TimedStream {
+public:
+    Follower(ComHandle<QueuedStream> own, ComHandle<TimedStream> reference);
+
+    std::int32_t GetStreamInfo(IStreamInfo** ppInfo) override;
+    std::int32_t Reserved() override;
+    double Seek(double dSeconds, int nMode) override;
+    MEDIA_FRAME* GetCurrentFrame() override;
+    int NextFrame() override;
+    double GetFramePosition() override;
+    Ticks TimeOnShow() override;
+
+private:
+    Ticks Follow();
+
+    const ComHandle<QueuedStream> m_own;
+    const ComHandle<TimedStream> m_reference;
+};
+
+} // namespace kq::streams

@@ -1,0 +1,107 @@
+#include "ComponentHost.h"
+
+#include <dlfcn.h>
+
+#include <filesystem>
+#include <stdexcept>
+#include <thread>
+
+namespace kq::streams::test {
+namespace {
+
+/// The view library numbers the views of the whole process.
+int g_viewsMade = 0;
+
+std::string ViewLibraryPath() {
+    return (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "PlayerView.so").string();
+}
+
+template <class Interface>
+ComHandle<Interface> Own(void* pointer) {
+    if (pointer == nullptr)
+        throw std::runtime_error("the component lacks an interface");
+    return ComHandle<Interface>(static_cast<Interface*>(pointer));
+}
+
+} // namespace
+
+ComponentHost::ComponentHost(Marker marker)
+    : m_marker(std::move(marker)), m_viewLibrary(dlopen(ViewLibraryPath().c_str(), RTLD_NOW | RTLD_LOCAL)),
+      m_firstView(g_viewsMade) {
+    if (m_viewLibrary == nullptr)
+        throw std::runtime_error(dlerror());
+    void* found = nullptr;
+    DllGetClassObject(CLSID_CMediaPlayer, IID_IClassFactory, &found);
+    const auto factory = Own<IClassFactory>(found);
+    found = nullptr;
+    factory->CreateInstance(nullptr, IID_IMediaPlayer, &found);
+    m_player = Own<IMediaPlayer>(found);
+    IPlayerViewMgr* views = nullptr;
+    m_player->GetPlayerViewMgr(&views);
+    m_views = Own<IPlayerViewMgr>(views);
+    const auto setSink =
+        reinterpret_cast<decltype(&PVSetPictureSink)>(dlsym(m_viewLibrary, "PVSetPictureSink"));
+    setSink(nullptr, OnPicture, this);
+}
+
+ComponentHost::~ComponentHost() {
+    m_player->Stop();
+    reinterpret_cast<decltype(&PVSetPictureSink)>(dlsym(m_viewLibrary, "PVSetPictureSink"))(nullptr, nullptr,
+                                                                                            nullptr);
+    m_views.reset();
+    m_player.reset();
+    dlclose(m_viewLibrary);
+}
+
+void ComponentHost::AddView(int sourceMode, IMediaStream& video) {
+    void* const offScreen = reinterpret_cast<void*>(std::uintptr_t{1});
+    const auto view = Own<IPlayerView>(m_views->CreatePlayView(offScreen, tagRECT{0, 0, 64, 36}));
+    ++g_viewsMade;
+    view->SetVideoInput(sourceMode, &video);
+}
+
+void ComponentHost::SetAudio(IMediaStream& audio) {
+    void* input = nullptr;
+    m_player->QueryInterface(IID_IAudioInput, &input);
+    Own<IAudioInput>(input)->SetAudioInput(&audio);
+}
+
+void ComponentHost::LoadAndWait() {
+    Forget();
+    m_player->Load();
+    WaitForPicture([](const auto& pictures) { return !pictures.empty() && pictures.back().mark != 0; });
+}
+
+std::vector<ComponentHost::Picture> ComponentHost::Pictures() {
+    const std::lock_guard guard(m_lock);
+    return m_pictures;
+}
+
+void ComponentHost::Forget() {
+    const std::lock_guard guard(m_lock);
+    m_pictures.clear();
+}
+
+bool ComponentHost::WaitForPicture(const std::function<bool(const std::vector<Picture>&)>& satisfied) {
+    std::unique_lock guard(m_lock);
+    return m_shown.wait_for(guard, std::chrono::seconds(20), [&] { return satisfied(m_pictures); });
+}
+
+bool ComponentHost::WaitForEnd() {
+    const auto limit = Clock::now() + std::chrono::seconds(30);
+    while (m_player->IsActivate() != KQ_ACTIVATE_ENDED && Clock::now() < limit)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    return m_player->IsActivate() == KQ_ACTIVATE_ENDED;
+}
+
+void ComponentHost::OnPicture(void* /*handle*/, int view, int width, int height, const unsigned char* pixels,
+                              void* self) {
+    auto& host = *static_cast<ComponentHost*>(self);
+    const std::size_t bytes = static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4;
+    const Picture picture{view - host.m_firstView, host.m_marker(pixels, bytes), Clock::now()};
+    const std::lock_guard guard(host.m_lock);
+    host.m_pictures.push_back(picture);
+    host.m_shown.notify_all();
+}
+
+} // namespace kq::streams::test
