@@ -19,6 +19,10 @@ struct Case {
     Strings options;
 };
 
+void PrintTo(const Case& value, std::ostream* out) {
+    *out << value.clip;
+}
+
 class EveryFrame : public testing::TestWithParam<Case> {};
 
 /// Each frame once, in order; when the run ends, the view has no frame left and shows black.
