@@ -24,11 +24,26 @@ FileDescriptor OpenTarget(const std::string& logPath, bool verbose) {
     return FileDescriptor(open("/dev/null", O_WRONLY | O_CLOEXEC));
 }
 
-void TakeRecord(const char* text, void* userData) {
-    static_cast<const ComponentOutput*>(userData)->Note(text);
-}
+/// What the records of the image library begin with. The reason stands behind the last colon.
+constexpr const char* imageRecord = "DISaveEx: ";
 
 } // namespace
+
+void ComponentOutput::TakeRecord(const char* text, void* userData) {
+    auto* output = static_cast<ComponentOutput*>(userData);
+    output->Note(text);
+    const std::string record = text;
+    if (record.rfind(imageRecord, 0) != 0)
+        return;
+    const std::lock_guard guard(output->m_lock);
+    output->m_imageRecord = record;
+}
+
+std::string ComponentOutput::ImageComplaint() {
+    const std::lock_guard guard(m_lock);
+    const std::size_t colon = m_imageRecord.rfind(": ");
+    return colon == std::string::npos ? std::string() : m_imageRecord.substr(colon + 2);
+}
 
 ComponentOutput::~ComponentOutput() {
     KQLogSetSink(nullptr, nullptr);

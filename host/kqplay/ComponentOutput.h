@@ -4,6 +4,7 @@
 
 #include "FileDescriptor.h"
 
+#include <mutex>
 #include <string>
 
 namespace kqplay {
@@ -26,6 +27,9 @@ public:
     /// @return descriptor of the standard output that the process was started with
     int Screen() const { return m_screen.Get(); }
 
+    /// @return why the image library could not write the last file that it could not write
+    std::string ImageComplaint();
+
     /// Writes one line beside the component's own. Safe from any thread.
     void Note(const std::string& line) const;
 
@@ -43,8 +47,12 @@ public:
     };
 
 private:
+    static void TakeRecord(const char* text, void* userData);
+
     FileDescriptor m_screen;
     FileDescriptor m_target;
+    std::mutex m_lock;
+    std::string m_imageRecord;
 };
 
 } // namespace kqplay

@@ -1,8 +1,12 @@
 #include "Options.h"
 
+#include "Picture.h"
+
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cmath>
+#include <regex>
 
 namespace kqplay {
 namespace {
@@ -29,11 +33,52 @@ std::string NotSeconds(const std::string& text) {
     return number && value >= 0 ? std::string() : "'" + text + "' is not a number of seconds";
 }
 
+/// Takes "SEC:PATH". @return what is wrong with the text, or an empty string
+std::string ReadCapture(const std::string& text, Options& options) {
+    const std::size_t colon = text.find(':');
+    if (colon == std::string::npos || colon + 1 == text.size())
+        return "'" + text + "' is not SEC:PATH";
+    CaptureRequest request;
+    std::string wrong = NotSeconds(text.substr(0, colon));
+    if (!wrong.empty())
+        return wrong;
+    CLI::detail::lexical_cast(text.substr(0, colon), request.seconds);
+    request.path = text.substr(colon + 1);
+    if (!PictureFormat(request.path))
+        return "'" + request.path + "' does not end in .bmp, .jpg, .jpeg or .png";
+    options.captures.push_back(request);
+    return {};
+}
+
+/// Takes "PATH" or "PATH:COLSxROWS". @return what is wrong with the text, or an empty string
+std::string ReadContactSheet(const std::string& text, ContactSheetRequest& request) {
+    static const std::regex withSize("(.*):([0-9]{1,3})x([0-9]{1,3})");
+    constexpr int most = 32;
+    request.path = text;
+    std::smatch match;
+    if (std::regex_match(text, match, withSize)) {
+        request.path = match[1];
+        request.columns = std::stoi(match[2]);
+        request.rows = std::stoi(match[3]);
+    }
+    if (std::min(request.columns, request.rows) < 1 || std::max(request.columns, request.rows) > most)
+        return "a contact sheet has 1 to 32 columns and rows";
+    if (!PictureFormat(request.path))
+        return "'" + request.path + "' does not end in .bmp, .jpg, .jpeg or .png";
+    return {};
+}
+
 std::string NothingSelected(const Options& options) {
     if (!options.video && options.audio == AudioTarget::Off)
         return "--no-video and --no-audio leave nothing to play";
     if (options.traceHash && options.trace.empty())
         return "--trace-hash needs --trace FILE";
+    const bool needsVideo = options.views > 1 || !options.compare.empty() || !options.filter.empty() ||
+                            !options.captures.empty() || !options.contactSheet.path.empty();
+    if (needsVideo && !options.video)
+        return "--views, --compare, --filter, --capture-at and --contact-sheet need the pictures that "
+               "--no-video "
+               "leaves out";
     return {};
 }
 
@@ -45,10 +90,17 @@ int UsageError(const std::string& reason) {
 } // namespace
 
 std::optional<int> ParseOptions(int argc, const char* const* argv, Options& options) {
-    CLI::App app(
-        "Plays a media file.\n\nKeys, in the window and in the terminal: space pauses and resumes (and plays "
-        "again after a stop),\ns stops, q or Esc quits.",
-        "kqplay");
+    CLI::App app("Plays a media file.\n\n"
+                 "Keys, in the window and in the terminal:\n"
+                 "  space        pause, resume, and play again after a stop\n"
+                 "  Left, Right  5 s back, ahead          Up, Down  1 min ahead, back\n"
+                 "  Home, End    first, last picture      , .       one frame back, ahead\n"
+                 "  s            screenshot               S         stop\n"
+                 "  9, 0         quieter, louder          m         mute\n"
+                 "  f            full screen              L         loop on, off\n"
+                 "  i            what the file holds      q, Esc    quit\n"
+                 "A click or drag on the timeline at the bottom of the window goes there.",
+                 "kqplay");
     const CLI::Validator seconds(NotSeconds, "SECONDS");
     bool noVideo = false;
     bool noAudio = false;
@@ -76,6 +128,38 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
            "(wav:PATH)")
         ->type_name("auto|null|wav:PATH")
         ->excludes(audioOff);
+    auto* views = app.add_option("--views", options.views, "Show the pictures in this many views, 1 to 16");
+    views->check(CLI::Range(1, 16))->type_name("");
+    auto* compare =
+        app.add_option("--compare", options.compare, "Show a second file beside the first, in step");
+    compare->type_name("FILE2")->excludes(views);
+    app.add_option("--filter", options.filter,
+                   "Show the pictures beside themselves as they leave an FFmpeg filter graph")
+        ->type_name("GRAPH")
+        ->excludes(views)
+        ->excludes(compare);
+    app.add_option_function<std::vector<std::string>>(
+           "--capture-at",
+           [&](const std::vector<std::string>& texts) {
+               for (const std::string& text : texts) {
+                   const std::string wrong = ReadCapture(text, options);
+                   if (!wrong.empty())
+                       throw CLI::ValidationError("--capture-at", wrong);
+               }
+           },
+           "Before playing, write the picture of this time to a file (.bmp, .jpg, .jpeg, .png); may be given "
+           "several times")
+        ->type_name("SEC:PATH")
+        ->allow_extra_args(false);
+    app.add_option_function<std::string>(
+           "--contact-sheet",
+           [&](const std::string& text) {
+               const std::string wrong = ReadContactSheet(text, options.contactSheet);
+               if (!wrong.empty())
+                   throw CLI::ValidationError("--contact-sheet", wrong);
+           },
+           "Do not play, but write an overview picture, 4x4 pictures unless told otherwise")
+        ->type_name("PATH[:COLSxROWS]");
     app.add_option("--trace", options.trace, "Write what happens to a file, one JSON object a line")
         ->type_name("FILE");
     app.add_flag("--trace-hash", options.traceHash, "Give the trace's pictures a checksum");

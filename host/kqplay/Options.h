@@ -2,8 +2,11 @@
 /// The command line.
 #pragma once
 
+#include "ContactSheet.h"
+
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace kqplay {
 
@@ -22,6 +25,12 @@ enum class AudioTarget {
     Wav,  ///< a file
 };
 
+/// A picture that is to be written.
+struct CaptureRequest {
+    double seconds = 0; ///< in the file
+    std::string path;   ///< with the extension of a known format
+};
+
 /// What the user asked for.
 struct Options {
     std::string file;
@@ -30,6 +39,11 @@ struct Options {
     bool loop = false;
     bool video = true;
     bool headless = false;
+    int views = 1;
+    std::string compare; ///< second file, or empty
+    std::string filter;  ///< FFmpeg filter graph of the second view, or empty
+    std::vector<CaptureRequest> captures;
+    ContactSheetRequest contactSheet;
     AudioTarget audio = AudioTarget::Auto;
     std::string wavPath; ///< with AudioTarget::Wav
     int volume = 100;    ///< percent

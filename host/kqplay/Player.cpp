@@ -3,8 +3,13 @@
 namespace kqplay {
 namespace {
 
-/// The reference number is 1 with any number of views but two: the view of this mode paces playback.
-constexpr int referenceMode = 1;
+/// The view of this mode paces playback. All views that have it show the same frame.
+int ReferenceMode(std::size_t views) {
+    return views == 2 ? 0 : 1;
+}
+
+/// The second of two views, when it shows a stream of its own.
+constexpr int otherMode = 1;
 
 /// A range that no file fills. The run ends with its streams, whatever the length that a container claims.
 constexpr double upToTheEnd = 1e9;
@@ -14,7 +19,7 @@ constexpr double upToTheEnd = 1e9;
 void Player::Close() {
     if (m_player)
         m_player->Stop();
-    m_view.Reset();
+    m_shown.clear();
     m_views.Reset();
     m_audioInput.Reset();
     m_player.Reset();
@@ -39,12 +44,28 @@ bool Player::Create(PlayerListener& listener, std::string& error) {
 }
 
 bool Player::CreateView(void* parent, int width, int height) {
-    m_view = ComPtr<IPlayerView>(m_views->CreatePlayView(parent, tagRECT{0, 0, width, height}));
-    return static_cast<bool>(m_view);
+    ComPtr<IPlayerView> view(m_views->CreatePlayView(parent, tagRECT{0, 0, width, height}));
+    const bool made = static_cast<bool>(view);
+    if (made)
+        m_shown.push_back(std::move(view));
+    return made;
 }
 
-bool Player::SetVideo(IMediaStream* video) {
-    return m_view->SetVideoInput(referenceMode, video) == kq::Ok;
+bool Player::SetVideo(IMediaStream* video, IMediaStream* other) {
+    const int reference = ReferenceMode(m_shown.size());
+    for (ComPtr<IPlayerView>& view : m_shown) {
+        const bool showsOther = other && &view == &m_shown.back();
+        if (view->SetVideoInput(showsOther ? otherMode : reference, showsOther ? other : video) != kq::Ok)
+            return false;
+    }
+    return true;
+}
+
+std::vector<void*> Player::ViewWindows() const {
+    std::vector<void*> windows;
+    for (const ComPtr<IPlayerView>& view : m_shown)
+        windows.push_back(view->GetWND());
+    return windows;
 }
 
 void Player::SetAudio(IMediaStream* audio) {

@@ -1,5 +1,5 @@
 /// @file
-/// The player component, wrapped for one file in at most one view.
+/// The player component, wrapped for one reference stream in any number of views.
 #pragma once
 
 #include "ComPtr.h"
@@ -8,6 +8,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace kqplay {
 
@@ -23,7 +24,7 @@ protected:
     ~PlayerListener() = default;
 };
 
-/// A player, its view and its streams. One object a run of the program.
+/// A player, its views and its streams. One object a run of the program.
 class Player {
 public:
     ~Player() { Close(); }
@@ -33,11 +34,15 @@ public:
     bool Create(PlayerListener& listener, std::string& error);
     /// Ends the run and gives everything back, the player too.
     void Close();
+    /// Makes one more view.
     /// @param parent X11 window, or OffScreen()
     /// @return false when the view library makes no view
     bool CreateView(void* parent, int width, int height);
-    /// @return false when the stream does not tell its format
-    bool SetVideo(IMediaStream* video);
+    /// Gives every view its stream; to be called when all of them are there.
+    /// @param video reference stream, which all views show
+    /// @param other what the last view shows instead, or null
+    /// @return false when a stream does not tell its format
+    bool SetVideo(IMediaStream* video, IMediaStream* other);
     /// @param audio stream for the next run, or null for none, which also forgets the play range
     void SetAudio(IMediaStream* audio);
     /// @param length seconds; none: up to the end of the file
@@ -46,25 +51,39 @@ public:
     /// @return false when there is nothing to play
     bool Play();
     void Pause() { m_player->Pause(); }
+    /// Opens a run that is paused, at the begin of the range or where Seek() has moved to.
+    void Load() { m_player->Load(); }
+    /// Posts an exact seek; without a run the views show the picture at once.
+    void Seek(double seconds) { m_player->Seek(seconds, exactSeek); }
+    /// @return true while a seek has not been taken
+    bool IsSeeking() const { return m_player->IsSeeking(); }
+    /// @return true once the run has entered its pause: only then it steps
+    bool IsPaused() const { return m_player->IsPaused(); }
+    /// Posts a step of one frame.
+    void Forward() { m_player->Forward(); }
+    /// @return a copy of the reference stream's current picture, valid until the next call; null for none
+    const MEDIA_FRAME* CopyPicture() { return m_player->CaptureCurrentImageEx(); }
     /// Ends the run. When it returns, the views are black.
     void Stop() { m_player->Stop(); }
     /// @return KQ_ACTIVATE_STOPPED and so on
     int Activity() const { return m_player->IsActivate(); }
     /// @return seconds in the file, from its very beginning; 0 for unknown
     double MovieLength() const { return m_player->GetMovieLength(); }
-    /// @return the window that shows the view, null off-screen or without a view
-    void* ViewWindow() const { return m_view ? m_view->GetWND() : nullptr; }
+    /// @return the windows that show the views; null for one that is off-screen
+    std::vector<void*> ViewWindows() const;
 
     /// Parent of a view that has no window.
     static void* OffScreen();
 
 private:
+    static constexpr int exactSeek = 1;
+
     static long OnNotify(void* userData, unsigned int message, unsigned int what, unsigned int argument);
 
     ComPtr<IMediaPlayer> m_player;
     ComPtr<IAudioInput> m_audioInput;
     ComPtr<IPlayerViewMgr> m_views;
-    ComPtr<IPlayerView> m_view;
+    std::vector<ComPtr<IPlayerView>> m_shown;
 };
 
 } // namespace kqplay

@@ -41,15 +41,29 @@ std::string FormatProgress(const Progress& progress) {
     if (progress.late)
         text +=
             "  " + std::to_string(*progress.late) + (*progress.late == 1 ? " late frame" : " late frames");
+    if (!progress.note.empty())
+        text += "  " + progress.note;
     return text;
 }
 
 ProgressLine::ProgressLine(int screen, bool busy) : m_screen(screen), m_live(!busy && isatty(screen) != 0) {}
 
 void ProgressLine::Show(const Progress& progress) {
+    if (m_live)
+        Draw(FormatProgress(progress));
+}
+
+void ProgressLine::ShowBar(const std::string& what, int done, int all) {
+    constexpr int width = 30;
     if (!m_live)
         return;
-    std::string text = FormatProgress(progress).substr(0, Columns(m_screen) - 1);
+    const auto full = static_cast<std::size_t>(width * done / all);
+    Draw(what + "  [" + std::string(full, '#') + std::string(width - full, '.') + "]  " +
+         std::to_string(done) + "/" + std::to_string(all));
+}
+
+void ProgressLine::Draw(std::string text) {
+    text = text.substr(0, Columns(m_screen) - 1);
     if (text == m_shown)
         return;
     Write("\r" + text + "\033[K"); // text first, then the rest of the line: nothing flickers

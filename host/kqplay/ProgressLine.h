@@ -13,6 +13,7 @@ struct Progress {
     double position = 0;     ///< seconds in the file
     double length = 0;       ///< seconds; 0 for unknown
     std::optional<int> late; ///< frames that came late; none when nobody counts
+    std::string note = {};   ///< what a key has just changed, or empty
 };
 
 /// Draws the line in place on a terminal; elsewhere only the last line is written.
@@ -23,12 +24,15 @@ public:
     ProgressLine(int screen, bool busy);
     /// Draws the line again if it has changed.
     void Show(const Progress& progress);
+    /// Draws a bar for work of which @p done of @p all parts are done.
+    void ShowBar(const std::string& what, int done, int all);
     /// Removes the line, so that something else can be written.
     void Clear();
     /// Writes the last line, which stays.
     void Finish(const Progress& progress);
 
 private:
+    void Draw(std::string text);
     void Write(const std::string& text) const;
 
     int m_screen;

@@ -14,6 +14,7 @@ bool RunMonitor::Begin(bool loop) {
         ++m_runs;
     }
     m_late.Restart();
+    m_paused = false;
     const bool started = m_player.Play();
     TraceState();
     if (!started) {
@@ -23,14 +24,33 @@ bool RunMonitor::Begin(bool loop) {
     return started;
 }
 
+void RunMonitor::Load(bool loop) {
+    {
+        const std::lock_guard guard(m_lock);
+        m_loop = loop;
+        ++m_runs;
+    }
+    m_late.Restart();
+    m_paused = true;
+    m_player.Load();
+    TraceState();
+}
+
+void RunMonitor::SetLoop(bool loop) {
+    const std::lock_guard guard(m_lock);
+    m_loop = loop;
+}
+
 void RunMonitor::Pause() {
     m_late.Restart();
+    m_paused = true;
     m_player.Pause();
     TraceState();
 }
 
 void RunMonitor::Resume() {
     m_late.Restart(); // entering the pause gave a position too
+    m_paused = false;
     m_player.Play();
     TraceState();
 }
@@ -76,7 +96,7 @@ void RunMonitor::OnEnd() {
     m_trace.End();
     const std::lock_guard guard(m_lock); // to the very end: Halt() may destroy us once it is released
     --m_runs;
-    if (m_loop) {
+    if (m_loop && !m_paused) {
         m_late.Restart();
         if (m_player.Play())
             ++m_runs;

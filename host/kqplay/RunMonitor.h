@@ -26,8 +26,13 @@ public:
     /// Starts a run. @param loop start again whenever a run ends by itself
     /// @return false when there is nothing to play
     bool Begin(bool loop);
+    /// Opens a paused run, at the begin of the range or where the player has been moved to. Loops as Begin().
+    void Load(bool loop);
     void Pause();
     void Resume();
+    /// A run that ends by itself while it is paused (stepped past its last frame) is not started again.
+    void SetLoop(bool loop);
+    bool IsPaused() const { return m_paused; }
     /// Ends the run, and returns when the player has said its last word about it.
     void Halt();
     /// @return false when the run has ended and no further one follows
@@ -38,6 +43,8 @@ public:
     void ClearWake();
     /// @return seconds since the begin of the play range
     double Position() const { return m_position; }
+    /// For a move without a run, of which the player tells nothing.
+    void SetPosition(double seconds) { m_position = seconds; }
     int LateCount() const { return m_late.Count(); }
 
     /// A picture was handed to a view. Called on the thread that shows it.
@@ -54,6 +61,7 @@ private:
     LateFrames m_late;
     std::atomic<double> m_position{0};
     std::atomic<bool> m_pictureCame{false};
+    std::atomic<bool> m_paused{false};
 
     /// Guards what follows, and the decision to start a further round against the decision that there be
     /// none.

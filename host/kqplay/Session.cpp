@@ -1,9 +1,12 @@
 #include "Session.h"
 
+#include "Picture.h"
+#include "VideoSize.h"
+
 #include <poll.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <filesystem>
 
@@ -16,22 +19,52 @@ constexpr double wallClockStep = 0.010;
 /// The progress line and the look at the sound device come this often, in milliseconds.
 constexpr int refreshPeriod = 100;
 
+/// Time stamps of frames count in 100-ns units.
+constexpr double ticksPerSecond = 1e7;
+
+/// A note stays this long in the progress line, in microseconds.
+constexpr std::int64_t noteTime = 2'000'000;
+
+/// A step waits this long for the run to enter its pause, in milliseconds.
+constexpr int longestPause = 2000;
+
+constexpr double smallStep = 5;
+constexpr double largeStep = 60;
+constexpr int volumeStep = 5;
+
 /// Decoded frames wait in queues of this size: an eighth of a second of 1080p60 in planar 4:2:0.
 constexpr std::size_t queueBytes = std::size_t{24} << 20;
 
-/// Size of the picture as it is to be seen: the width follows the display aspect ratio.
-void DisplaySize(IMediaStream* video, int& width, int& height) {
-    ComPtr<IStreamInfo> info;
-    const VIDEO_STREAM_INFO* format = nullptr;
-    if (video->GetStreamInfo(info.Out()) == kq::Ok)
-        format = info->GetVideoFormat();
-    if (!format)
-        return;
-    width = std::abs(format->nWidth);
-    height = std::abs(format->nHeight);
-    if (format->nAspectX > 0 && format->nAspectY > 0)
-        width =
-            static_cast<int>(std::lround(static_cast<double>(height) * format->nAspectX / format->nAspectY));
+/// @return a name in the current folder that no file has: "clip-0003.120.png", then "clip-0003.120_2.png"
+std::string FreeName(const std::string& file, double seconds, const std::vector<std::string>& suffixes) {
+    char time[32];
+    std::snprintf(time, sizeof time, "-%08.3f", std::max(0.0, seconds));
+    const std::string stem = std::filesystem::path(file).stem().string() + time;
+    for (int attempt = 1;; ++attempt) {
+        std::string name = stem + (attempt > 1 ? "_" + std::to_string(attempt) : "") + ".png";
+        std::error_code ignored;
+        const bool taken = std::any_of(suffixes.begin(), suffixes.end(), [&](const std::string& suffix) {
+            return std::filesystem::exists(
+                std::filesystem::symlink_status(WithSuffix(name, suffix), ignored));
+        });
+        if (!taken)
+            return name;
+    }
+}
+
+std::string Describe(const kq::streams::MediaFacts& facts) {
+    char text[160];
+    std::string all = facts.container + ", " + FormatTime(facts.duration);
+    if (!facts.videoCodec.empty()) {
+        std::snprintf(text, sizeof text, " %dx%d %s, %.6g frames/s", facts.width, facts.height,
+                      facts.pixelFormat.c_str(), facts.frameRate);
+        all += "; " + facts.videoCodec + text;
+    }
+    if (!facts.audioCodec.empty()) {
+        std::snprintf(text, sizeof text, " %d Hz, %d channels", facts.sampleRate, facts.channels);
+        all += "; " + facts.audioCodec + text;
+    }
+    return all;
 }
 
 void HandOverPicture(void*, int view, int width, int height, const unsigned char* pixels, void* monitor) {
@@ -40,20 +73,59 @@ void HandOverPicture(void*, int view, int width, int height, const unsigned char
 
 } // namespace
 
+Session::Session(const Options& options)
+    : m_options(options), m_loop(options.loop), m_mute(options.mute), m_volume(options.volume) {}
+
 Session::~Session() {
     if (m_monitor)
         m_monitor->Halt();
     m_viewLibrary.SetPictureSink(nullptr, nullptr); // before the monitor goes
     m_player.Close();
+    m_second.Release();
     m_file.Release();
 }
 
 int Session::Run() {
-    if (!OpenLogAndTrace() || !OpenFile() || !OpenSound() || !OpenPlayer() || !OpenView())
+    if (!OpenLogAndTrace())
+        return ExitFailed;
+    if (!m_options.contactSheet.path.empty())
+        return DrawContactSheet();
+    if (!OpenFile() || !OpenSecond() || !TakeCaptures() || !OpenSound() || !OpenPlayer() || !OpenView())
         return ExitFailed;
     m_terminal.emplace();
     Start(m_options.start);
     return Loop();
+}
+
+/// Draws the overview instead of playing. @return the exit status
+int Session::DrawContactSheet() {
+    kq::streams::OpenOptions how;
+    how.audio = false;
+    how.queueBytes = 1; // what lies behind a picture is not wanted
+    how.log = [this](const std::string& line) { m_output.Note(line); };
+    std::string error;
+    if (!kq::streams::OpenMediaFile(m_options.file, how, m_file, error)) {
+        Fail(error);
+        return ExitFailed;
+    }
+    const ContactSheetRequest& request = m_options.contactSheet;
+    const int all = request.columns * request.rows;
+    ContactSheet sheet(*m_file.video, m_file.facts.duration, request);
+    const bool drawn = sheet.Draw(
+        [&](int done) {
+            m_progress->ShowBar("contact sheet", done, all);
+            return !m_signals.Take();
+        },
+        error);
+    m_progress->Clear();
+    if (!drawn && error.empty())
+        return ExitPlayed;
+    if (!drawn || !sheet.Save(m_output, error)) {
+        Fail(error);
+        return ExitFailed;
+    }
+    Say("contact sheet of " + std::to_string(all) + " pictures: " + request.path);
+    return ExitPlayed;
 }
 
 bool Session::OpenLogAndTrace() {
@@ -78,12 +150,58 @@ bool Session::OpenFile() {
     return kq::streams::OpenMediaFile(m_options.file, how, m_file, error) || Fail(error);
 }
 
+/// Opens what the second view shows beside the file, if it is to show anything else.
+bool Session::OpenSecond() {
+    if (m_options.compare.empty() && m_options.filter.empty())
+        return true;
+    if (!m_file.video)
+        return FailFile("no pictures to show beside others");
+    kq::streams::OpenOptions how;
+    how.queueBytes = queueBytes;
+    how.filter = m_options.filter;
+    how.log = [this](const std::string& line) { m_output.Note(line); };
+    const std::string& path = m_options.filter.empty() ? m_options.compare : m_options.file;
+    std::string error;
+    return kq::streams::OpenFollower(path, *m_file.video, how, m_second, error) || Fail(error);
+}
+
+/// Before playing, so that nothing of it shows in the trace and no picture waits for its time.
+bool Session::TakeCaptures() {
+    for (const CaptureRequest& request : m_options.captures) {
+        if (!m_file.video)
+            return FailFile("no pictures to capture");
+        constexpr int exact = 1;
+        m_file.video->Seek(request.seconds, exact);
+        if (!SavePictures(m_file.video->GetCurrentFrame(), request.path))
+            return false;
+    }
+    return true;
+}
+
+/// @param frame of the reference; the second view's own follows it
+bool Session::SavePictures(const MEDIA_FRAME* frame, const std::string& path) {
+    if (!m_second.video)
+        return SavePicture(frame, path);
+    return SavePicture(frame, WithSuffix(path, "-1")) &&
+           SavePicture(m_second.video->GetCurrentFrame(), WithSuffix(path, "-2"));
+}
+
+bool Session::SavePicture(const MEDIA_FRAME* frame, const std::string& path) {
+    if (!frame)
+        return Fail(path + ": there is no picture to write");
+    Picture picture;
+    if (!picture.Take(*frame))
+        return Fail(path + ": no memory for the picture");
+    std::string error;
+    return picture.Save(path, m_output, error) || Fail(error);
+}
+
 bool Session::OpenSound() {
     if (!m_file.audio)
         return true;
     std::string error;
     if (m_sound.Open(m_file.facts.sampleRate, m_output, error)) {
-        m_sound.SetGain(m_options.mute ? 0 : m_options.volume / 100.0);
+        m_sound.SetGain(m_mute ? 0 : m_volume / 100.0);
         return true;
     }
     if (!m_file.video)
@@ -94,6 +212,8 @@ bool Session::OpenSound() {
 
 bool Session::OpenPlayer() {
     m_monitor.emplace(m_player, m_trace, m_sound.IsOpen() ? m_sound.Period() : wallClockStep);
+    m_navigation.emplace(m_player, *m_monitor);
+    m_navigation->SetVideo(m_file.video);
     std::string error;
     if (!m_player.Create(*m_monitor, error))
         return Fail(error);
@@ -109,31 +229,39 @@ bool Session::OpenView() {
     int height = 1;
     DisplaySize(m_file.video, width, height);
     void* parent = OpenWindow(width, height);
-    if (!m_player.CreateView(parent, width, height))
-        return FailFile("cannot show pictures: " + m_viewLibrary.WhyNoView());
-    if (!m_player.SetVideo(m_file.video))
+    for (int i = 0; i < ViewCount(); ++i) {
+        if (!m_player.CreateView(parent, width, height))
+            return FailFile("cannot show pictures: " + m_viewLibrary.WhyNoView());
+    }
+    if (!m_player.SetVideo(m_file.video, m_second.video))
         return FailFile("the pictures have no known format");
     if (m_window)
-        m_window->Adopt(m_player.ViewWindow());
+        m_window->Adopt(m_player.ViewWindows());
     m_showsLate = m_viewLibrary.SetPictureSink(HandOverPicture, &*m_monitor);
     if (!m_showsLate && m_trace.IsOpen())
         Notice("PlayerView.so hands no pictures out: the trace has none");
     return true;
 }
 
-/// @return the parent for the view; its size goes to @p width and @p height
-void* Session::OpenWindow(int& width, int& height) {
+int Session::ViewCount() const {
+    return m_second.video ? 2 : m_options.views;
+}
+
+/// @return the parent for the views, each of which would like to have this size
+void* Session::OpenWindow(int width, int height) {
     if (m_options.headless)
         return Player::OffScreen();
-    const std::string name = std::filesystem::path(m_options.file).filename().string();
+    std::string name = std::filesystem::path(m_options.file).filename().string();
+    if (!m_options.compare.empty())
+        name += " | " + std::filesystem::path(m_options.compare).filename().string();
+    if (!m_options.filter.empty())
+        name += " | " + m_options.filter;
     std::string error;
-    m_window = VideoWindow::Open(name + " - kqplay", width, height, error);
+    m_window = VideoWindow::Open(name + " - kqplay", width, height, ViewCount(), error);
     if (!m_window) {
         Notice("no window (" + error + "): playing off-screen");
         return Player::OffScreen();
     }
-    width = m_window->Width();
-    height = m_window->Height();
     return m_window->Handle();
 }
 
@@ -160,7 +288,8 @@ void Session::Wait() {
         {m_terminal->Fd(), POLLIN, 0},
         {m_window ? m_window->Fd() : -1, POLLIN, 0},
     };
-    poll(sources, std::size(sources), refreshPeriod);
+    constexpr int keyPeriod = static_cast<int>(KeyDecoder::patience * 1000);
+    poll(sources, std::size(sources), m_terminal->IsWaiting() ? keyPeriod : refreshPeriod);
     m_monitor->ClearWake();
     m_keysTyped = sources[2].revents != 0;
 }
@@ -175,20 +304,26 @@ void Session::TakeSignals() {
 }
 
 void Session::TakeCommands() {
-    if (m_keysTyped) {
-        for (Command command : m_terminal->Take())
-            Obey(command);
-    }
-    if (m_window) {
-        for (Command command : m_window->Take())
-            Obey(command);
+    for (Command command : m_terminal->Take(m_keysTyped))
+        Obey(command);
+    if (!m_window)
+        return;
+    for (Command command : m_window->Take())
+        Obey(command);
+    if (const auto part = m_window->TakeTimelineClick()) {
+        m_steppedOut = false;
+        m_navigation->SeekTo(*part * m_rangeLength);
     }
 }
 
-/// Leaves when the run has ended by itself.
+/// Leaves when the run has ended by itself. One that was stepped past its last picture stays on it.
 void Session::TakeEnd() {
-    if (m_transport != Transport::Stopped && !m_monitor->IsRunning())
-        Leave(ExitPlayed, "played");
+    if (m_transport == Transport::Stopped || m_monitor->IsRunning())
+        return;
+    if (m_transport == Transport::Playing)
+        return Leave(ExitPlayed, "played");
+    m_transport = Transport::Stopped;
+    m_steppedOut = true;
 }
 
 void Session::WatchSoundDevice() {
@@ -199,6 +334,8 @@ void Session::WatchSoundDevice() {
 void Session::ShowProgress() {
     constexpr const char* names[] = {"playing", "paused", "stopped"};
     m_progress->Show(CurrentProgress(names[static_cast<int>(m_transport)]));
+    if (m_window && m_rangeLength > 0)
+        m_window->ShowPosition(m_navigation->Position() / m_rangeLength);
 }
 
 void Session::Obey(Command command) {
@@ -209,19 +346,68 @@ void Session::Obey(Command command) {
         return Stop();
     case Command::Quit:
         return Leave(ExitPlayed, "quit");
-    case Command::None:
+    case Command::StepForward:
+        return StepForward();
+    case Command::StepBackward:
+        return StepBackward();
+    case Command::Screenshot:
+        return TakeScreenshot();
+    case Command::ShowFacts:
+        return ShowFacts();
+    case Command::ToggleLoop:
+        return ToggleLoop();
+    case Command::ToggleFullScreen:
+        return m_window ? m_window->ToggleFullScreen() : void();
+    case Command::Quieter:
+        return SetVolume(m_volume - volumeStep, false);
+    case Command::Louder:
+        return SetVolume(m_volume + volumeStep, false);
+    case Command::ToggleMute:
+        return SetVolume(m_volume, !m_mute);
+    default:
+        return Move(command);
+    }
+}
+
+void Session::Move(Command command) {
+    m_steppedOut = m_steppedOut && command == Command::None;
+    switch (command) {
+    case Command::Back:
+        return m_navigation->SeekBy(-smallStep);
+    case Command::Ahead:
+        return m_navigation->SeekBy(smallStep);
+    case Command::FarBack:
+        return m_navigation->SeekBy(-largeStep);
+    case Command::FarAhead:
+        return m_navigation->SeekBy(largeStep);
+    case Command::ToBegin:
+        return m_navigation->SeekTo(0);
+    case Command::ToEnd:
+        return m_navigation->SeekToEnd();
+    default:
         break;
     }
 }
 
 /// @param begin seconds in the file
-void Session::Start(double begin) {
+void Session::SetRange(double begin) {
     std::optional<double> length = m_options.length;
     if (length)
         length = std::max(0.0, *length - (begin - m_options.start));
     m_rangeBegin = begin;
+    const double movie = m_player.MovieLength();
+    m_rangeLength = movie > 0 ? std::max(0.0, movie - begin) : 0;
+    if (length && (*length < m_rangeLength || m_rangeLength <= 0))
+        m_rangeLength = *length;
     m_player.SetRange(begin, length);
-    if (m_monitor->Begin(m_options.loop))
+    m_navigation->SetRange(begin, m_rangeLength);
+}
+
+/// @param begin seconds in the file
+void Session::Start(double begin) {
+    SetRange(begin);
+    m_steppedOut = false;
+    if (m_monitor->Begin(m_loop))
         m_transport = Transport::Playing;
     else
         Leave(ExitFailed, "failed");
@@ -243,8 +429,87 @@ void Session::TogglePause() {
     }
 }
 
+/// Pauses first. A step past the last picture ends the run, which then stays on that picture.
+void Session::StepForward() {
+    if (m_steppedOut || !m_file.video)
+        return;
+    if (m_transport == Transport::Stopped) {
+        m_monitor->Load(m_loop);
+        m_transport = Transport::Paused;
+        return;
+    }
+    if (WaitForPause())
+        m_navigation->StepForward();
+}
+
+void Session::StepBackward() {
+    if (!m_file.video)
+        return;
+    if (m_transport != Transport::Stopped && !WaitForPause())
+        return;
+    m_steppedOut = false;
+    m_navigation->StepBackward();
+}
+
+/// Pauses play. @return true when the picture stands still
+bool Session::WaitForPause() {
+    if (m_transport == Transport::Playing)
+        TogglePause();
+    for (int i = 0; i < longestPause && !m_player.IsPaused() && m_monitor->IsRunning(); ++i)
+        usleep(1000);
+    return m_player.IsPaused();
+}
+
+void Session::SetVolume(int volume, bool mute) {
+    m_volume = std::clamp(volume, 0, 100);
+    m_mute = mute;
+    if (m_sound.IsOpen())
+        m_sound.SetGain(m_mute ? 0 : m_volume / 100.0);
+    Show(m_mute ? "mute" : "volume " + std::to_string(m_volume) + " %");
+}
+
+void Session::ToggleLoop() {
+    m_loop = !m_loop;
+    m_monitor->SetLoop(m_loop);
+    Show(m_loop ? "loop on" : "loop off");
+}
+
+void Session::TakeScreenshot() {
+    if (!m_file.video)
+        return;
+    const MEDIA_FRAME* frame = m_player.CopyPicture();
+    if (!frame)
+        return Show("no picture");
+    const std::vector<std::string> suffixes =
+        m_second.video ? std::vector<std::string>{"-1", "-2"} : std::vector<std::string>{""};
+    const std::string name =
+        FreeName(m_options.file, static_cast<double>(frame->llPTS) / ticksPerSecond, suffixes);
+    if (SavePictures(frame, name))
+        Say("saved " + name);
+}
+
+void Session::ShowFacts() {
+    Say(m_options.file + ": " + Describe(m_file.facts));
+    if (!m_options.compare.empty())
+        Say(m_options.compare + ": " + Describe(m_second.facts));
+}
+
+/// Puts a word in the progress line for a while.
+void Session::Show(const std::string& note) {
+    m_note = note;
+    m_noteUntil = MonotonicMicroseconds() + noteTime;
+}
+
+/// Prints one line above the progress line.
+void Session::Say(const std::string& line) {
+    m_progress->Clear();
+    dprintf(m_output.Screen(), "%s\n", line.c_str());
+}
+
 void Session::Stop() {
+    m_navigation->Forget();
     m_monitor->Halt();
+    m_steppedOut = false;
     m_transport = Transport::Stopped;
 }
 
@@ -266,20 +531,22 @@ void Session::GoOnWithoutSound() {
         return Leave(ExitFailed, "failed");
     if (before == Transport::Stopped)
         return;
-    Start(m_options.loop ? m_options.start : position); // a loop's next rounds begin where this one does
+    Start(m_loop ? m_options.start : position); // a loop's next rounds begin where this one does
     if (before == Transport::Paused)
         TogglePause();
 }
 
-Progress Session::CurrentProgress(const char* state) const {
+Progress Session::CurrentProgress(const char* state) {
     Progress progress;
     progress.state = state;
-    progress.position = m_rangeBegin + m_monitor->Position();
+    progress.position = m_rangeBegin + m_navigation->Position();
     progress.length = m_player.MovieLength();
     if (progress.length > 0) // the player waits a second for more sound before it calls that the end
         progress.position = std::min(progress.position, progress.length);
     if (m_showsLate)
         progress.late = m_monitor->LateCount();
+    if (MonotonicMicroseconds() < m_noteUntil && !m_ending)
+        progress.note = m_note;
     return progress;
 }
 

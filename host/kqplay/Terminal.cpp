@@ -1,5 +1,7 @@
 #include "Terminal.h"
 
+#include "TraceWriter.h"
+
 #include <termios.h>
 #include <unistd.h>
 
@@ -7,7 +9,6 @@
 #include <array>
 #include <csignal>
 #include <cstdlib>
-#include <string_view>
 
 namespace kqplay {
 namespace {
@@ -56,21 +57,6 @@ bool OwnsTerminal() {
            tcgetattr(STDIN_FILENO, &g_userSettings) == 0;
 }
 
-/// @return how many bytes the first key sent: arrow keys and the like send Esc, [ and more, up to a letter or
-/// ~
-std::size_t KeyLength(std::string_view typed) {
-    constexpr char escape = 27;
-    if (typed.front() != escape || typed.size() == 1)
-        return 1;
-    std::size_t end = 2;
-    if (typed[1] == '[') {
-        while (end < typed.size() && (typed[end] < '@' || typed[end] > '~'))
-            ++end;
-        ++end;
-    }
-    return std::min(end, typed.size());
-}
-
 } // namespace
 
 Terminal::Terminal() {
@@ -86,20 +72,13 @@ Terminal::~Terminal() {
     LeaveKeyMode();
 }
 
-std::vector<Command> Terminal::Take() {
-    std::array<char, 64> keys;
-    const ssize_t count = read(m_fd, keys.data(), keys.size());
-    if (count <= 0) // readable, yet nothing there: the terminal has gone
+std::vector<Command> Terminal::Take(bool readable) {
+    std::array<char, 64> typed;
+    const ssize_t count = readable ? read(m_fd, typed.data(), typed.size()) : 0;
+    if (readable && count <= 0) // readable, yet nothing there: the terminal has gone
         m_fd = -1;
-    std::vector<Command> commands;
-    for (std::string_view rest(keys.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
-         !rest.empty();) {
-        const std::size_t length = KeyLength(rest);
-        if (length == 1)
-            commands.push_back(CommandOfKey(rest.front()));
-        rest.remove_prefix(length);
-    }
-    return commands;
+    const auto length = static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+    return m_keys.Take({typed.data(), length}, static_cast<double>(MonotonicMicroseconds()) / 1e6);
 }
 
 void Terminal::Suspend() {

@@ -2,7 +2,7 @@
 /// The keyboard side of the terminal.
 #pragma once
 
-#include "Command.h"
+#include "KeyDecoder.h"
 
 #include <vector>
 
@@ -22,14 +22,18 @@ public:
 
     /// @return descriptor that becomes readable when keys were typed, or -1 without a terminal
     int Fd() const { return m_fd; }
-    /// To be called when Fd() is readable.
+    /// To be called when Fd() is readable, and again soon while IsWaiting().
+    /// @param readable nothing is read without
     /// @return the commands that were typed
-    std::vector<Command> Take();
+    std::vector<Command> Take(bool readable);
+    /// @return true while the beginning of a key's sequence waits for its rest
+    bool IsWaiting() const { return m_keys.IsWaiting(); }
     /// Suspends the process as Ctrl-Z should, and returns when it goes on.
     void Suspend();
 
 private:
     int m_fd = -1;
+    KeyDecoder m_keys;
 };
 
 } // namespace kqplay

@@ -5,12 +5,17 @@
 #include <X11/Xlib.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 
 namespace kqplay {
 namespace {
 
 constexpr int smallestSide = 120;
+
+constexpr int timelineHeight = 8;
+constexpr unsigned long playedColour = 0xD0D0D0;
+constexpr unsigned long timelineColour = 0x404040;
 
 /// SDL is to take no signals, and only X11: the view library needs an X11 window as its parent.
 bool StartSdl() {
@@ -20,19 +25,47 @@ bool StartSdl() {
     return SDL_Init(SDL_INIT_VIDEO) == 0;
 }
 
-/// Scales a size down, ratio kept, until it fits on the screen.
+/// As many columns as rows, or one more.
+int ColumnsFor(int views) {
+    return static_cast<int>(std::ceil(std::sqrt(static_cast<double>(views))));
+}
+
+/// What a key does, with Shift and Caps Lock taken into account.
+Command CommandOf(const SDL_Keysym& key) {
+    switch (key.sym) {
+    case SDLK_LEFT:
+        return Command::Back;
+    case SDLK_RIGHT:
+        return Command::Ahead;
+    case SDLK_UP:
+        return Command::FarAhead;
+    case SDLK_DOWN:
+        return Command::FarBack;
+    case SDLK_HOME:
+        return Command::ToBegin;
+    case SDLK_END:
+        return Command::ToEnd;
+    default:
+        break;
+    }
+    const bool capital = ((key.mod & KMOD_SHIFT) != 0) != ((key.mod & KMOD_CAPS) != 0);
+    const bool letter = key.sym >= 'a' && key.sym <= 'z';
+    return CommandOfKey(capital && letter ? key.sym - 'a' + 'A' : key.sym);
+}
+
+/// Scales a size down, ratio kept, until it fits on the screen together with the timeline.
 void FitToScreen(int& width, int& height) {
     SDL_Rect screen;
     if (SDL_GetDisplayUsableBounds(0, &screen) != 0)
         return;
-    const double factor = std::min({1.0, screen.w * 1.0 / width, screen.h * 1.0 / height});
+    const double factor = std::min({1.0, screen.w * 1.0 / width, (screen.h - timelineHeight) * 1.0 / height});
     width = std::max(smallestSide, static_cast<int>(width * factor));
     height = std::max(smallestSide, static_cast<int>(height * factor));
 }
 
 } // namespace
 
-std::unique_ptr<VideoWindow> VideoWindow::Open(const std::string& title, int width, int height,
+std::unique_ptr<VideoWindow> VideoWindow::Open(const std::string& title, int width, int height, int views,
                                                std::string& error) {
     std::unique_ptr<VideoWindow> window(new VideoWindow);
     const auto refused = [&](const char* reason) {
@@ -43,9 +76,12 @@ std::unique_ptr<VideoWindow> VideoWindow::Open(const std::string& title, int wid
         return refused("DISPLAY is not set");
     if (!StartSdl())
         return refused(SDL_GetError());
+    window->m_columns = ColumnsFor(views);
+    width *= window->m_columns;
+    height *= (views + window->m_columns - 1) / window->m_columns;
     FitToScreen(width, height);
     window->m_window = SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED,
-                                        width, height, SDL_WINDOW_RESIZABLE);
+                                        width, height + timelineHeight, SDL_WINDOW_RESIZABLE);
     if (!window->m_window)
         return refused(SDL_GetError());
     SDL_SysWMinfo info;
@@ -69,9 +105,24 @@ void* VideoWindow::Handle() const {
     return reinterpret_cast<void*>(static_cast<std::uintptr_t>(m_id));
 }
 
-void VideoWindow::Adopt(void* viewWindow) {
-    m_view = static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(viewWindow));
-    FitView();
+void VideoWindow::Adopt(const std::vector<void*>& viewWindows) {
+    for (void* view : viewWindows)
+        m_views.push_back(static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(view)));
+    FitViews();
+    DrawTimeline();
+}
+
+void VideoWindow::ToggleFullScreen() {
+    const bool full = (SDL_GetWindowFlags(m_window) & SDL_WINDOW_FULLSCREEN_DESKTOP) != 0;
+    SDL_SetWindowFullscreen(m_window, full ? 0 : SDL_WINDOW_FULLSCREEN_DESKTOP);
+}
+
+void VideoWindow::ShowPosition(double part) {
+    const auto pixel = [this](double value) { return static_cast<int>(value * m_width); };
+    const bool moved = pixel(part) != pixel(m_part);
+    m_part = part;
+    if (moved)
+        DrawTimeline();
 }
 
 int VideoWindow::Fd() const {
@@ -82,24 +133,79 @@ std::vector<Command> VideoWindow::Take() {
     std::vector<Command> commands;
     SDL_Event event;
     while (SDL_PollEvent(&event) != 0) {
-        if (event.type == SDL_QUIT)
+        switch (event.type) {
+        case SDL_QUIT:
             commands.push_back(Command::Quit);
-        if (event.type == SDL_KEYDOWN)
-            commands.push_back(CommandOfKey(event.key.keysym.sym));
-        if (event.type == SDL_WINDOWEVENT && event.window.event == SDL_WINDOWEVENT_SIZE_CHANGED) {
-            m_width = event.window.data1;
-            m_height = event.window.data2;
-            FitView();
+            break;
+        case SDL_KEYDOWN:
+            commands.push_back(CommandOf(event.key.keysym));
+            break;
+        case SDL_MOUSEBUTTONDOWN:
+            m_dragging =
+                event.button.button == SDL_BUTTON_LEFT && event.button.y >= m_height - timelineHeight;
+            Drag(event.button.x);
+            break;
+        case SDL_MOUSEMOTION:
+            Drag(event.motion.x);
+            break;
+        case SDL_MOUSEBUTTONUP:
+            m_dragging = false;
+            break;
+        case SDL_WINDOWEVENT:
+            OnWindowEvent(event.window.event, event.window.data1, event.window.data2);
+            break;
+        default:
+            break;
         }
     }
     return commands;
 }
 
-void VideoWindow::FitView() {
-    if (m_view == 0)
+void VideoWindow::OnWindowEvent(int event, int width, int height) {
+    if (event == SDL_WINDOWEVENT_SIZE_CHANGED) {
+        m_width = width;
+        m_height = height;
+        FitViews();
+    }
+    if (event == SDL_WINDOWEVENT_SIZE_CHANGED || event == SDL_WINDOWEVENT_EXPOSED)
+        DrawTimeline();
+}
+
+void VideoWindow::Drag(int x) {
+    if (m_dragging)
+        m_clicked = std::clamp(static_cast<double>(x) / std::max(1, m_width - 1), 0.0, 1.0);
+}
+
+/// The views share what the timeline leaves. A window too low for both has no timeline.
+void VideoWindow::FitViews() {
+    const int count = static_cast<int>(m_views.size());
+    if (count == 0)
         return;
-    XMoveResizeWindow(m_display, m_view, 0, 0, static_cast<unsigned>(m_width),
-                      static_cast<unsigned>(m_height));
+    const int rows = (count + m_columns - 1) / m_columns;
+    const int free = m_height > 2 * timelineHeight ? m_height - timelineHeight : m_height;
+    for (int i = 0; i < count; ++i) {
+        const int left = m_width * (i % m_columns) / m_columns;
+        const int right = m_width * (i % m_columns + 1) / m_columns;
+        const int top = free * (i / m_columns) / rows;
+        const int bottom = free * (i / m_columns + 1) / rows;
+        XMoveResizeWindow(m_display, m_views[static_cast<std::size_t>(i)], left, top,
+                          static_cast<unsigned>(std::max(1, right - left)),
+                          static_cast<unsigned>(std::max(1, bottom - top)));
+    }
+    XFlush(m_display);
+}
+
+void VideoWindow::DrawTimeline() {
+    const int played = static_cast<int>(std::clamp(m_part, 0.0, 1.0) * m_width);
+    const GC context = XCreateGC(m_display, m_id, 0, nullptr);
+    const auto bar = [&](unsigned long colour, int left, int right) {
+        XSetForeground(m_display, context, colour);
+        XFillRectangle(m_display, m_id, context, left, m_height - timelineHeight,
+                       static_cast<unsigned>(std::max(0, right - left)), timelineHeight);
+    };
+    bar(playedColour, 0, played);
+    bar(timelineColour, played, m_width);
+    XFreeGC(m_display, context);
     XFlush(m_display);
 }
 

@@ -5,7 +5,9 @@
 #include "Command.h"
 
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 struct SDL_Window;
@@ -13,40 +15,52 @@ using Display = struct _XDisplay;
 
 namespace kqplay {
 
-/// A window that can be resized, for one player view. Used from the main thread only.
+/// A window that can be resized, for the player's views side by side, with a thin timeline below them. Used
+/// from the main thread only.
 class VideoWindow {
 public:
     /// Opens a window on the X server.
-    /// @param width,height size of the picture; the window is made smaller where the screen is
+    /// @param width,height size of one picture; the window is made smaller where the screen is
+    /// @param views how many of them
     /// @param error receives the reason for null
-    static std::unique_ptr<VideoWindow> Open(const std::string& title, int width, int height,
+    static std::unique_ptr<VideoWindow> Open(const std::string& title, int width, int height, int views,
                                              std::string& error);
     ~VideoWindow();
     VideoWindow(const VideoWindow&) = delete;
     VideoWindow& operator=(const VideoWindow&) = delete;
 
-    int Width() const { return m_width; }
-    int Height() const { return m_height; }
-    /// @return the X11 window, as the parent of a player view
+    /// @return the X11 window, as the parent of the player's views
     void* Handle() const;
-    /// Names the view's window, which is to follow the size of this one from now on.
-    void Adopt(void* viewWindow);
+    /// Names the views' windows, which are to follow the size of this one from now on.
+    void Adopt(const std::vector<void*>& viewWindows);
+    void ToggleFullScreen();
+    /// @param part of the timeline that lies before the position, 0 to 1
+    void ShowPosition(double part);
 
     /// @return descriptor that becomes readable when something happened to the window
     int Fd() const;
     /// @return the commands that were given since the last call; closing the window is Command::Quit
     std::vector<Command> Take();
+    /// @return where the timeline was clicked, or dragged to, last since the last call: 0 begin, 1 end
+    std::optional<double> TakeTimelineClick() { return std::exchange(m_clicked, std::nullopt); }
 
 private:
     VideoWindow() = default;
-    void FitView();
+    void OnWindowEvent(int event, int width, int height);
+    void FitViews();
+    void DrawTimeline();
+    void Drag(int x);
 
     SDL_Window* m_window = nullptr;
     Display* m_display = nullptr;
     unsigned long m_id = 0;
-    unsigned long m_view = 0;
+    std::vector<unsigned long> m_views;
+    int m_columns = 1;
     int m_width = 0;
     int m_height = 0;
+    double m_part = 0;
+    bool m_dragging = false;
+    std::optional<double> m_clicked;
 };
 
 } // namespace kqplay

@@ -30,6 +30,21 @@ TEST(CommandLine, RefusesWhatMakesNoSense) {
         {"--trace-hash", clip},
         {"-v", "--log", "somewhere", clip},
         {"--trace"},
+        {"--views", "0", clip},
+        {"--views", "17", clip},
+        {"--views", "2", "--compare", clip, clip},
+        {"--filter", "hflip", "--compare", clip, clip},
+        {"--capture-at", "1", clip},
+        {"--capture-at", "1:", clip},
+        {"--capture-at", "soon:a.png", clip},
+        {"--capture-at", "-1:a.png", clip},
+        {"--capture-at", "1:a.gif", clip},
+        {"--capture-at", "1:a", clip},
+        {"--capture-at", "1:a.png", "--no-video", clip},
+        {"--contact-sheet", "a.gif", clip},
+        {"--contact-sheet", "a.png:0x4", clip},
+        {"--contact-sheet", "a.png:33x1", clip},
+        {"--contact-sheet", "a.png:4x", clip},
     };
     for (const Strings& row : rows) {
         Strings command = {KqplayPath()};
@@ -49,8 +64,9 @@ TEST(CommandLine, TellsItsVersionAndHowItIsUsed) {
     const Outcome help = RunProcess({KqplayPath(), "--help"});
     EXPECT_EQ(help.status, 0);
     for (const char* option :
-         {"FILE", "--start", "--length", "--loop", "--volume", "--mute", "--no-audio", "--no-video",
-          "--headless", "--audio", "--trace", "--trace-hash", "--log", "--verbose", "--version"})
+         {"FILE",       "--start",    "--length",  "--loop",   "--volume",     "--mute",         "--no-audio",
+          "--no-video", "--headless", "--audio",   "--trace",  "--trace-hash", "--log",          "--verbose",
+          "--version",  "--views",    "--compare", "--filter", "--capture-at", "--contact-sheet"})
         EXPECT_NE(help.out.find(option), std::string::npos) << option;
 }
 

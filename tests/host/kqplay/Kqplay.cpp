@@ -82,6 +82,7 @@ std::vector<TraceEvent> ReadTrace(const std::string& path) {
         event.time = std::atoll(Field(line, "t_us").c_str());
         event.name = Field(line, "ev");
         event.hash = Field(line, "crc32");
+        event.view = static_cast<int>(Number(Field(line, "view")));
         event.width = static_cast<int>(Number(Field(line, "w")));
         event.height = static_cast<int>(Number(Field(line, "h")));
         event.position = Number(Field(line, "pos"));
@@ -137,6 +138,13 @@ std::string BlackHash(int width, int height) {
     std::vector<std::uint8_t> planes(PlanesSize(width, height), 0x80);
     std::fill_n(planes.begin(), width * height, std::uint8_t{0x10});
     return HashPlanes(planes.data(), width, height);
+}
+
+std::string HashBytes(const std::string& bytes) {
+    char text[16];
+    std::snprintf(text, sizeof text, "%08lx",
+                  crc32_z(0, reinterpret_cast<const Bytef*>(bytes.data()), bytes.size()));
+    return text;
 }
 
 std::vector<std::string> Headless(const std::string& clip, const std::vector<std::string>& options) {

@@ -34,6 +34,7 @@ struct TraceEvent {
     std::int64_t time = 0; ///< microseconds
     std::string name;      ///< picture, position, state, end
     std::string hash;      ///< picture
+    int view = 0;          ///< picture
     int width = 0;         ///< picture
     int height = 0;        ///< picture
     double position = 0;   ///< position, seconds
@@ -51,6 +52,9 @@ std::size_t CountEnds(const std::vector<TraceEvent>& trace);
 std::vector<std::string> ReferenceHashes(const std::string& path);
 /// @return the hash of the picture that a view shows when it has nothing to show
 std::string BlackHash(int width, int height);
+
+/// @return the hash of some bytes, as the trace writes it
+std::string HashBytes(const std::string& bytes);
 
 /// @return the command that plays a clip off-screen, with further options
 std::vector<std::string> Headless(const std::string& clip, const std::vector<std::string>& options);

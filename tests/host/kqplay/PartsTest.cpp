@@ -1,5 +1,6 @@
 // The parts of kqplay that compute something, without a player.
 #include <gtest/gtest.h>
+#include <host/kqplay/KeyDecoder.h>
 #include <host/kqplay/LateFrames.h>
 #include <host/kqplay/ProgressLine.h>
 
@@ -51,6 +52,38 @@ TEST(LateFrames, APauseIsNotLate) {
     EXPECT_EQ(late.Count(), 0);
 }
 
+TEST(KeyDecoder, TellsKeysApart) {
+    using Commands = std::vector<Command>;
+    struct Row {
+        std::vector<const char*> pieces; ///< each 10 ms after the one before
+        Commands commands;
+    };
+    const Row rows[] = {
+        {{" "}, {Command::TogglePause}},
+        {{"\033[D"}, {Command::Back}},
+        {{"\033", "[", "C"}, {Command::Ahead}},
+        {{"\033O", "A"}, {Command::FarAhead}},
+        {{"\033[1~\033[4~"}, {Command::ToBegin, Command::ToEnd}},
+        {{"\033[1;5D."}, {Command::None, Command::StepForward}},
+        {{"\033\033[B"}, {Command::Quit, Command::FarBack}},
+        {{"\033", "", "", "", "", "", ""}, {Command::Quit}},
+        {{"\033[", "", "", "", "", "", "", "q"}, {Command::Quit}}, // the piece is dropped, then q
+        {{"sS"}, {Command::Screenshot, Command::Stop}},
+    };
+    for (const Row& row : rows) {
+        KeyDecoder keys;
+        Commands commands;
+        double now = 100;
+        for (const char* piece : row.pieces) {
+            for (Command command : keys.Take(piece, now))
+                commands.push_back(command);
+            now += 0.010;
+        }
+        EXPECT_EQ(commands, row.commands) << testing::PrintToString(row.pieces);
+        EXPECT_FALSE(keys.IsWaiting());
+    }
+}
+
 TEST(ProgressLine, FormatsTimes) {
     struct Row {
         double seconds;
@@ -68,6 +101,7 @@ TEST(ProgressLine, LeavesOutWhatNobodyKnows) {
     EXPECT_EQ(FormatProgress({"paused", 1.5, 0, std::nullopt}), "paused  0:01.50");
     EXPECT_EQ(FormatProgress({"playing", 1.5, 8, 0}), "playing  0:01.50 / 0:08.00  0 late frames");
     EXPECT_EQ(FormatProgress({"playing", 1.5, 8, 1}), "playing  0:01.50 / 0:08.00  1 late frame");
+    EXPECT_EQ(FormatProgress({"playing", 1.5, 0, 0, "mute"}), "playing  0:01.50  0 late frames  mute");
 }
 
 } // namespace

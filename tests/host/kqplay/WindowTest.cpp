@@ -25,6 +25,8 @@ bool WaitFor(const std::function<bool()>& condition) {
     return false;
 }
 
+constexpr int timelineHeight = 8;
+
 class InWindow : public testing::Test {
 protected:
     void SetUp() override {
@@ -67,18 +69,44 @@ protected:
         return found;
     }
 
+    /// A capital letter is typed with Shift.
     void PressKey(Window window, KeySym key) {
+        const bool shift = key >= XK_A && key <= XK_Z;
+        if (shift)
+            SendKey(window, XK_Shift_L, KeyPress);
+        SendKey(window, key, KeyPress);
+        SendKey(window, key, KeyRelease);
+        if (shift)
+            SendKey(window, XK_Shift_L, KeyRelease);
+        XFlush(m_display);
+    }
+
+    void SendKey(Window window, KeySym key, int type) {
         XKeyEvent event = {};
         event.display = m_display;
         event.window = window;
         event.root = DefaultRootWindow(m_display);
         event.same_screen = True;
         event.keycode = XKeysymToKeycode(m_display, key);
-        for (int type : {KeyPress, KeyRelease}) {
-            event.type = type;
-            XSendEvent(m_display, window, True, type == KeyPress ? KeyPressMask : KeyReleaseMask,
-                       reinterpret_cast<XEvent*>(&event));
-        }
+        event.type = type;
+        XSendEvent(m_display, window, True, type == KeyPress ? KeyPressMask : KeyReleaseMask,
+                   reinterpret_cast<XEvent*>(&event));
+    }
+
+    /// Presses, moves or releases the left button, with coordinates inside the window.
+    void Mouse(Window window, int type, int x, int y) {
+        XEvent event = {};
+        event.type = type;
+        XButtonEvent& button = event.xbutton; // the same layout as a motion event's, but for the button
+        button.display = m_display;
+        button.window = window;
+        button.root = DefaultRootWindow(m_display);
+        button.same_screen = True;
+        button.x = x;
+        button.y = y;
+        if (type != MotionNotify)
+            button.button = Button1;
+        XSendEvent(m_display, window, True, ButtonPressMask | ButtonReleaseMask | PointerMotionMask, &event);
         XFlush(m_display);
     }
 
@@ -128,17 +156,38 @@ TEST_F(InWindow, ShowsThePictureFollowsTheSizeAndTakesKeys) {
 
     XResizeWindow(m_display, window, 401, 303);
     XFlush(m_display);
-    EXPECT_TRUE(WaitFor([&] { return ViewFills(window, 401, 303); }));
+    EXPECT_TRUE(WaitFor([&] { return ViewFills(window, 401, 303 - timelineHeight); }));
 
     PressKey(window, XK_space);
     EXPECT_TRUE(kqplay.WaitForOutput("paused  0:"));
     PressKey(window, XK_space);
-    PressKey(window, XK_s);
+    PressKey(window, XK_S);
     EXPECT_TRUE(kqplay.WaitForOutput("stopped  0:"));
     PressKey(window, XK_q);
     const Outcome outcome = kqplay.Finish();
     EXPECT_EQ(outcome.status, 0) << outcome.out;
     EXPECT_EQ(States(ReadTrace(m_folder / "trace")), (std::vector<int>{1, 2, 1, 3, 0}));
+}
+
+TEST_F(InWindow, AClickOrDragOnTheTimelineGoesThere) {
+    Process kqplay({KqplayPath(), "--no-audio", Clip("long.mp4")}, {{"DISPLAY", m_name}, {"TERM", "xterm"}},
+                   Process::Streams::PseudoTerminal);
+    const Window window = FindWindow();
+    ASSERT_NE(window, 0u);
+    XWindowAttributes size;
+    XGetWindowAttributes(m_display, window, &size);
+    PressKey(window, XK_space);
+    ASSERT_TRUE(kqplay.WaitForOutput("paused  0:"));
+    const int bar = size.height - timelineHeight / 2;
+    Mouse(window, ButtonPress, size.width / 2, size.height / 4); // the picture is no timeline
+    Mouse(window, ButtonRelease, size.width / 2, size.height / 4);
+    Mouse(window, ButtonPress, (size.width - 1) / 2, bar);
+    EXPECT_TRUE(kqplay.WaitForOutput("paused  0:29.") || kqplay.WaitForOutput("paused  0:30.", 1));
+    Mouse(window, MotionNotify, 0, bar);
+    EXPECT_TRUE(kqplay.WaitForOutput("paused  0:00.00"));
+    Mouse(window, ButtonRelease, 0, bar);
+    PressKey(window, XK_q);
+    EXPECT_EQ(kqplay.Finish().status, 0);
 }
 
 TEST_F(InWindow, ClosingItQuits) {
@@ -164,7 +213,7 @@ TEST_F(InWindow, FitsOnTheScreen) {
     XWindowAttributes attributes;
     XGetWindowAttributes(m_display, window, &attributes);
     EXPECT_EQ(attributes.width, 1024);
-    EXPECT_EQ(attributes.height, 341);
+    EXPECT_EQ(attributes.height, 341 + timelineHeight);
     kill(kqplay.Id(), SIGTERM);
     const Outcome outcome = kqplay.Finish();
     EXPECT_EQ(outcome.status, 0) << outcome.out;

@@ -1,0 +1,53 @@
+/// @file
+/// An overview picture of a file.
+#pragma once
+
+#include "ComponentOutput.h"
+#include "Picture.h"
+
+#include <streams/MediaFile.h>
+
+#include <functional>
+#include <string>
+
+namespace kqplay {
+
+/// What a contact sheet is to be.
+struct ContactSheetRequest {
+    std::string path; ///< with the extension of a known format; empty for no sheet
+    int columns = 4;
+    int rows = 4;
+};
+
+/// Draws evenly spaced pictures of a file, row by row, each with its time.
+///
+/// Each picture stands for an equal part of the file. The one in the part's middle is shown; where a key
+/// frame lies in the half of the part before it, that one is, because it takes no decoding of others.
+class ContactSheet {
+public:
+    /// Called with the number of pictures drawn. @return false to give up
+    using Progress = std::function<bool(int drawn)>;
+
+    /// @param video a video stream of MediaFile, nobody else's meanwhile
+    /// @param seconds length of the file
+    ContactSheet(IMediaStream& video, double seconds, const ContactSheetRequest& request);
+
+    /// @return false when it was given up, with an empty @p error, or failed, with one line in @p error
+    bool Draw(const Progress& progress, std::string& error);
+    bool Save(ComponentOutput& output, std::string& error) {
+        return m_sheet.Save(m_request.path, output, error);
+    }
+
+private:
+    bool GoTo(int tile);
+    bool DrawTile(int tile);
+
+    IMediaStream& m_video;
+    double m_part; ///< seconds that a picture stands for
+    ContactSheetRequest m_request;
+    int m_tileWidth = 0;
+    int m_tileHeight = 0;
+    Picture m_sheet;
+};
+
+} // namespace kqplay

@@ -1,0 +1,96 @@
+#include "Navigation.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace kqplay {
+namespace {
+
+/// A seek that the player has taken is believed to be over after this time, whatever the position says.
+constexpr std::int64_t longestSeek = 3'000'000;
+
+/// What counts as having arrived, in seconds: play goes on meanwhile.
+constexpr double arrival = 0.5;
+
+/// The exact seek to the frame before goes this far before the present one: more than a file's clock rounds
+/// off.
+constexpr double justBefore = 0.002;
+
+constexpr double usualFrame = 0.04;
+
+} // namespace
+
+void Navigation::SetVideo(IMediaStream* video) {
+    m_video = video;
+    ComPtr<IStreamInfo> info;
+    if (!video || video->GetStreamInfo(info.Out()) != kq::Ok)
+        return;
+    const VIDEO_STREAM_INFO* format = info->GetVideoFormat();
+    m_frame = format && format->dFrameRate > 0 ? 1 / format->dFrameRate : 0;
+}
+
+void Navigation::SetRange(double begin, double end) {
+    m_begin = begin;
+    m_end = end;
+    Forget();
+}
+
+void Navigation::SeekTo(double seconds) {
+    seconds = std::max(0.0, m_end > 0 ? std::min(seconds, m_end) : seconds);
+    m_target = seconds;
+    m_takenSince = MonotonicMicroseconds();
+    m_player.Seek(seconds);
+    if (!m_monitor.IsRunning()) { // moved at once, and nobody tells the position
+        m_monitor.SetPosition(seconds);
+        Forget();
+    }
+}
+
+void Navigation::SeekToEnd() {
+    // Half a frame before the end is within the last frame, also where --length sets the end.
+    const double frame = m_frame > 0 ? m_frame : usualFrame;
+    if (m_end > 0)
+        SeekTo(m_end - frame / 2);
+}
+
+void Navigation::StepForward() {
+    Forget();
+    m_player.Forward();
+}
+
+void Navigation::StepBackward() {
+    if (!m_video)
+        return;
+    const double frame = m_frame > 0 ? m_frame : usualFrame;
+    if (IsUnderWay())
+        return SeekTo(*m_target - frame);
+    SeekTo(FrameTime() - std::min(justBefore, frame / 2));
+}
+
+double Navigation::Position() {
+    return IsUnderWay() ? *m_target : m_monitor.Position();
+}
+
+/// The player tells when it has taken a request, and the position tells when it has got there.
+bool Navigation::IsUnderWay() {
+    if (!m_target)
+        return false;
+    const std::int64_t now = MonotonicMicroseconds();
+    if (m_player.IsSeeking()) {
+        m_takenSince = now;
+        return true;
+    }
+    const double past = m_monitor.Position() - *m_target;
+    const double frame = std::max(m_frame, usualFrame);
+    const bool arrived = past > -1.5 * frame && past < (m_monitor.IsPaused() ? frame / 4 : arrival);
+    if (arrived || now - m_takenSince > longestSeek)
+        m_target.reset();
+    return m_target.has_value();
+}
+
+/// @return time of the frame on show, while paused
+double Navigation::FrameTime() const {
+    return m_frame > 0 ? m_video->GetFramePosition() * m_frame - m_begin : m_monitor.Position();
+}
+
+} // namespace kqplay

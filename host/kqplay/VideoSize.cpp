@@ -1,0 +1,22 @@
+#include "VideoSize.h"
+
+#include "ComPtr.h"
+
+#include <cstdlib>
+
+namespace kqplay {
+
+void DisplaySize(IMediaStream* video, int& width, int& height) {
+    ComPtr<IStreamInfo> info;
+    const VIDEO_STREAM_INFO* format = nullptr;
+    if (video->GetStreamInfo(info.Out()) == kq::Ok)
+        format = info->GetVideoFormat();
+    if (!format)
+        return;
+    width = std::abs(format->nWidth);
+    height = std::abs(format->nHeight);
+    if (format->nAspectX > 0 && format->nAspectY > 0)
+        width = static_cast<int>(static_cast<double>(height) * format->nAspectX / format->nAspectY + 0.5);
+}
+
+} // namespace kqplay
