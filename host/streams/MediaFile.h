@@ -16,7 +16,7 @@ struct OpenOptions {
     bool audio = true; ///< open the best audio stream, if there is one
     /// Bound of each stream's queue of decoded frames, in bytes. At least three frames are always queued.
     std::size_t queueBytes = std::size_t{48} << 20;
-    int decoderThreads = 0; ///< for video; 0: one a core and one more, eight at most
+    int decoderThreads = 0; ///< for video; 0: one a core, eight at most
     /// Sound with more channels is mixed to stereo (to mono for 1).
     int maxChannels = 8;
     /// An FFmpeg filter graph that the pictures pass, "hflip" or "crop=iw/2:ih,eq=contrast=1.2"; empty for

@@ -31,7 +31,7 @@ int ThreadCount(const DecoderSetup& setup, const AVCodecParameters& parameters) 
         return 1;
     if (setup.threads > 0)
         return setup.threads;
-    return std::min(static_cast<int>(std::thread::hardware_concurrency()) + 1, MostThreads);
+    return std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, MostThreads);
 }
 
 } // namespace

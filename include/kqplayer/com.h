@@ -1,10 +1,11 @@
 /// @file
 /// The object model: identifiers, result codes, and the two interfaces that everything starts from.
 ///
-/// Every object is reached through interface pointers only. An interface pointer that a call hands out carries
-/// one reference, which its receiver gives back with Release(); the last Release() destroys the object. Counts
-/// change atomically, so AddRef() and Release() may be called from any thread. QueryInterface() with
-/// IID_IUnknown gives the same pointer every time, which is how two interface pointers are compared.
+/// Every object is reached through interface pointers only. An interface pointer that a call hands out
+/// carries one reference, which its receiver gives back with Release(); the last Release() destroys the
+/// object. Counts change atomically, so AddRef() and Release() may be called from any thread.
+/// QueryInterface() with IID_IUnknown gives the same pointer every time, which is how two interface pointers
+/// are compared.
 #pragma once
 
 #include "export.h"
@@ -29,8 +30,8 @@ inline bool operator!=(const _GUID& a, const _GUID& b) {
     return !(a == b);
 }
 
-/// Result codes: 0 is success, a negative value failure. Several player operations return 1 for a soft refusal
-/// (nothing was done, nothing is wrong with the object).
+/// Result codes: 0 is success, a negative value failure. Several player operations return 1 for a soft
+/// refusal (nothing was done, nothing is wrong with the object).
 namespace kq {
 inline constexpr std::int32_t Ok = 0;
 inline constexpr std::int32_t Refused = 1;
@@ -62,7 +63,8 @@ protected:
 struct IClassFactory : IUnknown {
     /// Makes an object and asks it for @p riid.
     /// @param pUnkOuter outer unknown for aggregation, usually null; allowed with IID_IUnknown only
-    /// @return 0; 0x80040110 for an outer unknown with another interface; 0x80000004, with null in @p ppv, when
+    /// @return 0; 0x80040110 for an outer unknown with another interface; 0x80000004, with null in @p ppv,
+    /// when
     ///         the class does not offer the interface; 0x80000002 when memory ran out
     virtual std::int32_t CreateInstance(IUnknown* pUnkOuter, const _GUID& riid, void** ppv) = 0;
     /// Counts a lock on the server up (non-zero) or down (zero). @return 0

@@ -6,8 +6,8 @@
  * `player->v->Play(player)`. What the operations do, their units, ownership and threads are described in
  * player.h and streams.h; the slots here are the same ones, in the same order.
  *
- * A host's own stream is a structure whose first member is a pointer to a KQ_IMediaStreamVtbl that the host has
- * filled in.
+ * A host's own stream is a structure whose first member is a pointer to a KQ_IMediaStreamVtbl that the host
+ * has filled in.
  */
 #ifndef KQPLAYER_C_H
 #define KQPLAYER_C_H
@@ -90,7 +90,8 @@ typedef struct KQ_CaptureImageInfo {
 } KQ_CaptureImageInfo;
 
 /** Message 3025; nWhat 1: position (nArgument for KQ_PlayedTime()), 2: end of play. */
-typedef long (*KQ_PlayerCallback)(void* pUserData, unsigned int nMessage, unsigned int nWhat, unsigned int nArgument);
+typedef long (*KQ_PlayerCallback)(void* pUserData, unsigned int nMessage, unsigned int nWhat,
+                                  unsigned int nArgument);
 
 static inline double KQ_PlayedTime(unsigned int nArgument) {
     return *(const double*)(uintptr_t)nArgument;
@@ -124,7 +125,8 @@ struct KQ_IUnknownVtbl {
 
 struct KQ_IClassFactoryVtbl {
     KQ_UNKNOWN_SLOTS(KQ_IClassFactory)
-    int32_t (*CreateInstance)(KQ_IClassFactory* self, KQ_IUnknown* pUnkOuter, const KQ_GUID* riid, void** ppv);
+    int32_t (*CreateInstance)(KQ_IClassFactory* self, KQ_IUnknown* pUnkOuter, const KQ_GUID* riid,
+                              void** ppv);
     int32_t (*LockServer)(KQ_IClassFactory* self, int fLock);
 };
 
@@ -180,7 +182,8 @@ struct KQ_IMediaPlayerVtbl {
     int32_t (*Forward)(KQ_IMediaPlayer* self);
     int32_t (*SyncForward)(KQ_IMediaPlayer* self);
     int32_t (*Update)(KQ_IMediaPlayer* self, int nImmediate);
-    int32_t (*CaptureCurrentImage)(KQ_IMediaPlayer* self, const KQ_CaptureImageInfo* pInfo, const wchar_t* pPath);
+    int32_t (*CaptureCurrentImage)(KQ_IMediaPlayer* self, const KQ_CaptureImageInfo* pInfo,
+                                   const wchar_t* pPath);
     KQ_MEDIA_FRAME* (*CaptureCurrentImageEx)(KQ_IMediaPlayer* self);
     int32_t (*Load)(KQ_IMediaPlayer* self);
     bool (*IsSeeking)(KQ_IMediaPlayer* self);

@@ -1,11 +1,12 @@
 /// @file
-/// The log library, libKQ_Log.so. A host that wants the records elsewhere than on standard error installs a sink.
+/// The log library, libKQ_Log.so. A host that wants the records elsewhere than on standard error installs a
+/// sink.
 #pragma once
 
 #include "export.h"
 
-/// Receives one whole record, rendered as UTF-8 with its line end trimmed. Called by the thread that logs, one call
-/// at a time for the whole process. It may not log itself.
+/// Receives one whole record, rendered as UTF-8 with its line end trimmed. Called by the thread that logs,
+/// one call at a time for the whole process. It may not log itself.
 typedef void (*KQLogSink)(const char* pText, void* pUserData);
 
 /// Writes one record. The format string and %ls/%s arguments follow the wide printf rules; %s takes char*.

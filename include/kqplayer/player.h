@@ -33,8 +33,8 @@ enum : int {
     KQ_ACTIVATE_ENDED = 3,
 };
 
-/// Called on the playback thread with (user data, PLAYER_NOTIFY, what, argument). The result is ignored. While
-/// it runs, playback waits: a callback that returns late delays the next picture.
+/// Called on the playback thread with (user data, PLAYER_NOTIFY, what, argument). The result is ignored.
+/// While it runs, playback waits: a callback that returns late delays the next picture.
 using KQPlayerCallback = long (*)(void* pUserData, unsigned int nMessage, unsigned int nWhat,
                                   unsigned int nArgument);
 
@@ -55,7 +55,8 @@ struct IPlayerView : IUnknown {
     virtual std::int32_t SetParentWND(void* pWindow) = 0;
     /// @return the parent window given at creation
     virtual void* GetParentWND() = 0;
-    /// Stores a rectangle for GetRect(). The window is not moved: a host moves the window that GetWND() returns.
+    /// Stores a rectangle for GetRect(). The window is not moved: a host moves the window that GetWND()
+    /// returns.
     /// @return 0
     virtual std::int32_t SetRect(const tagRECT& rect) = 0;
     /// @return the rectangle as the host gave it last
@@ -72,7 +73,8 @@ protected:
 /// The views of one player. Views live no longer than their manager, whatever references a host holds.
 struct IPlayerViewMgr : IUnknown {
     /// Makes a view.
-    /// @param pParent X11 window that becomes the view's parent, as a pointer-sized id; null for a window of its
+    /// @param pParent X11 window that becomes the view's parent, as a pointer-sized id; null for a window of
+    /// its
     ///        own; 1 for an off-screen view
     /// @param rect placement inside the parent, in pixels
     /// @return the view with one reference, or null when PlayerView.so is missing or refuses the window
@@ -92,7 +94,8 @@ protected:
 
 /// The player. Made by the class factory for CLSID_CMediaPlayer; releasing the last reference stops it.
 struct IMediaPlayer : IUnknown {
-    /// @return the longer of the video's (frame count / frame rate) and the audio's duration, in seconds; 0 when
+    /// @return the longer of the video's (frame count / frame rate) and the audio's duration, in seconds; 0
+    /// when
     ///         there is no stream or the reference stream gives no information
     virtual double GetMovieLength() = 0;
     /// Sets the play range.
@@ -103,13 +106,14 @@ struct IMediaPlayer : IUnknown {
     /// Registers the callback; null turns it off. A call that is being made at that moment still completes.
     /// @return 0
     virtual std::int32_t SetCallBack(KQPlayerCallback pfnCallBack, void* pUserData) = 0;
-    /// @return 0, with one reference in @p ppMgr; 0x80000008 and null when there is no view manager; 0x80000005
+    /// @return 0, with one reference in @p ppMgr; 0x80000008 and null when there is no view manager;
+    /// 0x80000005
     ///         for a null @p ppMgr
     virtual std::int32_t GetPlayerViewMgr(IPlayerViewMgr** ppMgr) = 0;
     /// @return 0 stopped, 1 playing, 2 paused or loaded, 3 ended
     virtual int IsActivate() = 0;
-    /// Ends the run and waits for the playback thread; every view then shows black. @return 0, or 1 from inside
-    /// the callback
+    /// Ends the run and waits for the playback thread; every view then shows black. @return 0, or 1 from
+    /// inside the callback
     virtual std::int32_t Stop() = 0;
     /// Starts a run from the begin of the play range, or resumes a paused one.
     /// @return 0; 1 when there is neither a reference stream nor an audio stream
@@ -118,8 +122,8 @@ struct IMediaPlayer : IUnknown {
     virtual std::int32_t Pause() = 0;
     /// Undoes one Pause(). @return 0
     virtual std::int32_t Resume() = 0;
-    /// Moves the position: at once when no run is active, otherwise as soon as the loop takes the request. Only
-    /// the most recent request counts; a time below 0 is ignored.
+    /// Moves the position: at once when no run is active, otherwise as soon as the loop takes the request.
+    /// Only the most recent request counts; a time below 0 is ignored.
     /// @param dTime seconds from the begin of the play range
     /// @param nMode handed to IMediaStream::Seek(): 1 exact, 0 key frame
     /// @return 0
@@ -141,7 +145,8 @@ struct IMediaPlayer : IUnknown {
     /// @return 0, or 0x80000008 with a log line that says why
     virtual std::int32_t CaptureCurrentImage(const CaptureImageInfo* pInfo, const wchar_t* pPath) = 0;
     /// Copies the reference stream's current picture.
-    /// @return a planar frame that the player owns, valid until the next call with another picture size or until
+    /// @return a planar frame that the player owns, valid until the next call with another picture size or
+    /// until
     ///         the player is destroyed; null when there is no picture
     virtual MEDIA_FRAME* CaptureCurrentImageEx() = 0;
     /// Opens a run paused on its first frame, stopping the present run first. @return 0, or 1 from inside the

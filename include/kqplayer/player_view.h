@@ -40,6 +40,13 @@ KQ_EXTERN_C void* PVGetHwnd(void* pView);
 /// the call returns. A picture without pixels or with a side outside 1 to 16384 is ignored.
 KQ_EXTERN_C void PVShowRGB32Image(void* pView, int nWidth, int nHeight, unsigned char* pPixels);
 
+/// Optional: lends the memory that the next picture will be drawn from, so that a caller who makes its
+/// pictures there saves the copy. Valid until the next call of this function or of PVShowRGB32Image() for the
+/// view, to which it is then given as the pixels.
+/// @return room for nWidth * nHeight * 4 bytes, or null: off-screen, no memory, or not a size that can be
+/// shown
+KQ_EXTERN_C unsigned char* PVGetPictureBuffer(void* pView, int nWidth, int nHeight);
+
 /// Receives every picture handed to a view, on the thread that shows it, before it is drawn.
 /// It may not show pictures, make or destroy views, or set sinks.
 /// @param nView number of the view in order of creation within the process, from 0

@@ -1,11 +1,11 @@
 /// @file
 /// What a host implements so that the player can play its media.
 ///
-/// A video stream is attached to a view with IPlayerView::SetVideoInput(), the audio stream to the player with
-/// IAudioInput::SetAudioInput(). The player keeps a reference while it holds a stream. It does not serialise its
-/// calls into one stream: a video stream is called from the playback thread and from the host's own threads
-/// (seek while stopped, play length, capture, refresh of a view); an audio stream is read by the sound thread and
-/// sought by the playback thread while the sound thread is not running.
+/// A video stream is attached to a view with IPlayerView::SetVideoInput(), the audio stream to the player
+/// with IAudioInput::SetAudioInput(). The player keeps a reference while it holds a stream. It does not
+/// serialise its calls into one stream: a video stream is called from the playback thread and from the host's
+/// own threads (seek while stopped, play length, capture, refresh of a view); an audio stream is read by the
+/// sound thread and sought by the playback thread while the sound thread is not running.
 #pragma once
 
 #include "com.h"
@@ -41,7 +41,8 @@ struct IMediaStream : IUnknown {
     /// @param nMode    1: exactly the frame that is on show at that time; 0: the key frame at or before it
     /// @return the time actually reached, in seconds
     virtual double Seek(double dSeconds, int nMode) = 0;
-    /// @return the frame at the position, or null when there is none. The stream keeps ownership. The same frame
+    /// @return the frame at the position, or null when there is none. The stream keeps ownership. The same
+    /// frame
     ///         comes again until NextFrame() or Seek() moves the position, and stays valid until then.
     virtual MEDIA_FRAME* GetCurrentFrame() = 0;
     /// Drops the current frame. @return above 0: a further frame follows; otherwise the stream has ended

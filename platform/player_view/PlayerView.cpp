@@ -131,6 +131,10 @@ void PVShowRGB32Image(void* pView, int nWidth, int nHeight, unsigned char* pPixe
     }
 }
 
+unsigned char* PVGetPictureBuffer(void* pView, int nWidth, int nHeight) {
+    return pView != nullptr ? asView(pView)->lend(nWidth, nHeight) : nullptr;
+}
+
 void PVSetPictureSink(void* pView, PVPictureSink pfnSink, void* pUserData) {
     const PictureSink sink = {pfnSink, pUserData};
     if (pView == nullptr) {

@@ -4,6 +4,14 @@
 
 #include <utility>
 
+namespace {
+
+bool isSize(int nWidth, int nHeight) {
+    return nWidth > 0 && nWidth <= MaxSide && nHeight > 0 && nHeight <= MaxSide;
+}
+
+} // namespace
+
 View::View(std::unique_ptr<ViewWindow> pWindow)
     : m_pWindow(std::move(pWindow)), m_number(ViewRegistry::instance().add(m_sinks)) {}
 
@@ -15,9 +23,12 @@ xcb_window_t View::window() {
     return m_pWindow ? m_pWindow->window() : 0;
 }
 
+unsigned char* View::lend(int nWidth, int nHeight) {
+    return m_pWindow && isSize(nWidth, nHeight) ? m_pWindow->lend({nWidth, nHeight}) : nullptr;
+}
+
 void View::show(int nWidth, int nHeight, const unsigned char* pPixels) {
-    const auto isSide = [](int side) { return side > 0 && side <= MaxSide; };
-    if (pPixels == nullptr || !isSide(nWidth) || !isSide(nHeight)) {
+    if (pPixels == nullptr || !isSize(nWidth, nHeight)) {
         return;
     }
     m_sinks.call(this, m_number, nWidth, nHeight, pPixels);

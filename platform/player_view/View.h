@@ -20,6 +20,8 @@ public:
     PictureSinks& sinks() { return m_sinks; }
     /// @return the window, or 0
     xcb_window_t window();
+    /// @return memory for the next picture, see ViewWindow::lend(), or null
+    unsigned char* lend(int nWidth, int nHeight);
     /// Ignores a picture without pixels or of a size that cannot be shown.
     void show(int nWidth, int nHeight, const unsigned char* pPixels);
     void update();

@@ -219,23 +219,39 @@ void ViewWindow::leave() {
     const std::lock_guard<std::mutex> guard(m_lock);
     m_window = 0;
     m_hasPicture = false;
-    for (auto& pPicture : m_pPictures) {
-        pPicture.reset();
+    m_pPictures[m_current].reset();
+    if (!m_isLent) {
+        m_pPictures[1 - m_current].reset();
     }
     m_pBackPixmaps.reset();
     m_pPainter.reset();
 }
 
+std::uint8_t* ViewWindow::lend(Size size) {
+    const SigpipeGuard noSigpipe;
+    const std::lock_guard<std::mutex> guard(m_lock);
+    m_isLent = m_window != 0 && preparePictures(size);
+    if (!m_isLent) {
+        return nullptr;
+    }
+    ShmPicture& picture = *m_pPictures[1 - m_current];
+    picture.waitUntilUnused();
+    return picture.pixels();
+}
+
 void ViewWindow::show(Size size, const std::uint8_t* pPixels) {
     const SigpipeGuard noSigpipe;
     const std::lock_guard<std::mutex> guard(m_lock);
+    m_isLent = false;
     if (m_window == 0 || !preparePictures(size)) {
         return;
     }
     const int next = 1 - m_current;
     ShmPicture& picture = *m_pPictures[next];
-    picture.waitUntilUnused();
-    std::memcpy(picture.pixels(), pPixels, picture.bytes());
+    if (picture.pixels() != pPixels) {
+        picture.waitUntilUnused();
+        std::memcpy(picture.pixels(), pPixels, picture.bytes());
+    }
     const bool sameLayout = m_hasPicture && m_pPictures[m_current]->size() == size;
     m_current = next;
     m_hasPicture = true;

@@ -30,7 +30,13 @@ public:
     ViewWindow(const ViewWindow&) = delete;
     ViewWindow& operator=(const ViewWindow&) = delete;
 
+    /// Lends the memory that the next picture will be drawn from. It stays valid until the next call of
+    /// lend() or show(), also when the window goes meanwhile.
     /// @param size of 1 to MaxSide
+    /// @return null when there is no window or no memory
+    std::uint8_t* lend(Size size);
+    /// @param size of 1 to MaxSide
+    /// @param pPixels copied, unless it is what lend() gave for this size
     void show(Size size, const std::uint8_t* pPixels);
     /// Takes over the settings and draws the last picture with them.
     void apply(const DisplaySettings& settings);
@@ -68,6 +74,7 @@ private:
     std::unique_ptr<ShmPicture> m_pPictures[2];
     int m_current = 0; ///< the picture shown last
     bool m_hasPicture = false;
+    bool m_isLent = false; ///< somebody may be writing the picture that comes next
     bool m_needsRedraw = false;
     DisplaySettings m_settings;
 };

@@ -24,6 +24,7 @@ struct YV12ViewWrapper::Functions {
     int (*PVUpdate)(void*);
     void* (*PVGetHwnd)(void*);
     void (*PVShowRGB32Image)(void*, int, int, unsigned char*);
+    unsigned char* (*PVGetPictureBuffer)(void*, int, int); ///< null when the library has none
 };
 
 namespace {
@@ -127,6 +128,7 @@ int YV12ViewWrapper::LoadPlayerView() {
         std::printf("Failed to Load %s Library!\r\n", library.path.c_str());
         return 0;
     }
+    Resolve(m_pLibrary, "PVGetPictureBuffer", f.PVGetPictureBuffer);
     std::printf("Successed to Load %s Library!\r\n", library.path.c_str());
     return 1;
 }
@@ -199,19 +201,11 @@ void YV12ViewWrapper::SetSrcAspectRatio(int x, int y) {
     }
 }
 
-bool YV12ViewWrapper::FitBuffer(int nWidth, int nHeight) {
-    if (m_pRgb && nWidth == m_nCachedWidth && nHeight == m_nCachedHeight) {
+bool YV12ViewWrapper::FitHeader(int nWidth, int nHeight) {
+    if (m_pHeader && nWidth == m_nCachedWidth && nHeight == m_nCachedHeight) {
         return true;
     }
-    m_pRgb.reset();
-    m_nCachedWidth = 0;
-    m_nCachedHeight = 0;
     if (nWidth <= 0 || nHeight <= 0 || nWidth > INT32_MAX / 4 / nHeight) {
-        return false;
-    }
-    const std::size_t nBytes = static_cast<std::size_t>(nWidth) * static_cast<std::size_t>(nHeight) * 4;
-    m_pRgb.reset(static_cast<unsigned char*>(::operator new[](nBytes, kRgbAlignment, std::nothrow)));
-    if (!m_pRgb) {
         return false;
     }
     if (!m_pHeader) {
@@ -220,6 +214,7 @@ bool YV12ViewWrapper::FitBuffer(int nWidth, int nHeight) {
             return false;
         }
     }
+    m_pRgb.reset();
     m_nCachedWidth = nWidth;
     m_nCachedHeight = nHeight;
     m_pHeader->biWidth = nWidth;
@@ -228,12 +223,30 @@ bool YV12ViewWrapper::FitBuffer(int nWidth, int nHeight) {
     return true;
 }
 
+unsigned char* YV12ViewWrapper::PictureBuffer() {
+    if (m_pFunctions->PVGetPictureBuffer != nullptr) {
+        if (auto* const pLent = m_pFunctions->PVGetPictureBuffer(m_pView, m_nCachedWidth, m_nCachedHeight)) {
+            return pLent;
+        }
+    }
+    if (!m_pRgb) {
+        const std::size_t nBytes =
+            static_cast<std::size_t>(m_nCachedWidth) * static_cast<std::size_t>(m_nCachedHeight) * 4;
+        m_pRgb.reset(static_cast<unsigned char*>(::operator new[](nBytes, kRgbAlignment, std::nothrow)));
+    }
+    return m_pRgb.get();
+}
+
 int YV12ViewWrapper::ShowYUVImage(const tagYUVImage* pImage) {
-    if (pImage == nullptr || !IsReady() || !FitBuffer(pImage->nWidth, pImage->nHeight)) {
+    if (pImage == nullptr || !IsReady() || !FitHeader(pImage->nWidth, pImage->nHeight)) {
         return 0;
     }
-    Yuv420_2_rgb32(m_pHeader.get(), m_pRgb.get(), pImage->pY, pImage->pU, pImage->pV, pImage->nPitchY,
+    unsigned char* const pRgb = PictureBuffer();
+    if (pRgb == nullptr) {
+        return 0;
+    }
+    Yuv420_2_rgb32(m_pHeader.get(), pRgb, pImage->pY, pImage->pU, pImage->pV, pImage->nPitchY,
                    pImage->nPitchU, pImage->nPitchV);
-    m_pFunctions->PVShowRGB32Image(m_pView, pImage->nWidth, pImage->nHeight, m_pRgb.get());
+    m_pFunctions->PVShowRGB32Image(m_pView, pImage->nWidth, pImage->nHeight, pRgb);
     return 1;
 }

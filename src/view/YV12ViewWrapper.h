@@ -43,7 +43,9 @@ private:
 
     bool IsReady() const { return m_pView != nullptr && m_pFunctions != nullptr; }
     void DestroyLibraryView();
-    bool FitBuffer(int nWidth, int nHeight);
+    bool FitHeader(int nWidth, int nHeight);
+    /// The library's own memory for the next picture where it lends some, otherwise the wrapper's buffer.
+    unsigned char* PictureBuffer();
     /// A forwarded call: 0 without a view, the view handle as a number without functions.
     template <class Call>
     int Forward(Call call);
@@ -51,7 +53,7 @@ private:
     void* m_pLibrary = nullptr;
     std::unique_ptr<Functions> m_pFunctions;
     void* m_pView = nullptr;
-    std::unique_ptr<unsigned char[], AlignedDelete> m_pRgb; ///< width * height * 4 bytes
+    std::unique_ptr<unsigned char[], AlignedDelete> m_pRgb; ///< width * height * 4 bytes, once it is needed
     std::unique_ptr<tagBITMAPINFOHEADER> m_pHeader;
     int m_nCachedWidth = 0;
     int m_nCachedHeight = 0;

@@ -1,16 +1,17 @@
 #include "audio/SoundPlayer.h"
+
 #include "tests/support/FakeStream.h"
 #include "tests/support/LoopbackDevice.h"
 #include "tests/support/ViewRecorder.h"
 
+#include <AL/alext.h>
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <AL/alext.h>
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
-#include <dlfcn.h>
 
 namespace {
 
@@ -44,11 +45,16 @@ TEST(SoundPlayer, HoldsATenthOfASecondInWholeSampleFrames) {
         unsigned int nBytesPerSec;
         int nBufferSize;
     } cases[] = {
-        {44100, 2, 16, true, 176400, 17640}, {22050, 1, 8, true, 22050, 2205},
-        {11025, 2, 16, true, 44100, 4408},   {48000, 6, 16, true, 576000, 57600},
-        {48000, 8, 16, true, 768000, 76800}, {48000, 3, 16, false, 0, 0},
-        {48000, 6, 8, false, 0, 0},          {48000, 2, 24, false, 0, 0},
-        {0, 2, 16, false, 0, 0},             {48000, 0, 16, false, 0, 0},
+        {44100, 2, 16, true, 176400, 17640},
+        {22050, 1, 8, true, 22050, 2205},
+        {11025, 2, 16, true, 44100, 4408},
+        {48000, 6, 16, true, 576000, 57600},
+        {48000, 8, 16, true, 768000, 76800},
+        {48000, 3, 16, false, 0, 0},
+        {48000, 6, 8, false, 0, 0},
+        {48000, 2, 24, false, 0, 0},
+        {0, 2, 16, false, 0, 0},
+        {48000, 0, 16, false, 0, 0},
     };
     for (const auto& c : cases) {
         SoundPlayer sound(nullptr);
@@ -116,7 +122,8 @@ TEST(SoundPlayer, PausesAndResumesInPlace) {
     sound.Pause(); // nothing more happens
     const auto silence = device.Render(4800);
     // OpenAL fades out over its first period, and dithers.
-    EXPECT_TRUE(std::all_of(silence.begin() + 4800, silence.end(), [](std::int16_t s) { return std::abs(s) <= 1; }));
+    EXPECT_TRUE(
+        std::all_of(silence.begin() + 4800, silence.end(), [](std::int16_t s) { return std::abs(s) <= 1; }));
     EXPECT_EQ(sound.GetPlayPos(), llPaused);
     sound.Play();
     const auto samples = RenderSteadily(device, sound, 4800);
@@ -140,7 +147,7 @@ TEST(SoundPlayer, EndsAfterOneSecondOfSilence) {
     EXPECT_TRUE(WaitUntil([&] { return !sound.IsActive(); }));
     EXPECT_TRUE(sound.IsStreamEnd());
     EXPECT_EQ(sound.GetTotalBytes(), 192000);
-    sound.Play();               // a fresh start with nothing left plays nothing
+    sound.Play(); // a fresh start with nothing left plays nothing
     EXPECT_EQ(sound.GetState(), THREAD_FINISHED);
     EXPECT_FALSE(sound.IsPlaying());
 

@@ -1,5 +1,6 @@
-#include "com/ComPtr.h"
 #include "com/Factory.h"
+
+#include "com/ComPtr.h"
 #include "com/Unknown.h"
 #include "com/UuidOf.h"
 #include "tests/support/PlayerHost.h"

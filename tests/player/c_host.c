@@ -1,4 +1,5 @@
-/* A host in plain C: its own stream, a player reached through slots and identifiers alone, a run to its end. */
+/* A host in plain C: its own stream, a player reached through slots and identifiers alone, a run to its end.
+ */
 #include <kqplayer/kqplayer_c.h>
 
 #include <stdatomic.h>
@@ -99,9 +100,11 @@ static const KQ_VIDEO_STREAM_INFO* InfoVideo(KQ_IStreamInfo* self) {
     return &stream.format;
 }
 
-static const KQ_IMediaStreamVtbl streamTable = {StreamQuery,    StreamAddRef, StreamRelease, StreamInfo,    StreamReserved,
-                                                StreamSeek,     StreamCurrent, StreamNext,   StreamPosition};
-static const KQ_IStreamInfoVtbl infoTable = {InfoQuery, InfoAddRef, InfoRelease, {NULL}, InfoAudio, InfoVideo};
+static const KQ_IMediaStreamVtbl streamTable = {StreamQuery,   StreamAddRef,   StreamRelease,
+                                                StreamInfo,    StreamReserved, StreamSeek,
+                                                StreamCurrent, StreamNext,     StreamPosition};
+static const KQ_IStreamInfoVtbl infoTable = {InfoQuery, InfoAddRef, InfoRelease,
+                                             {NULL},    InfoAudio,  InfoVideo};
 
 static void MakeStream(void) {
     stream.interface.v = &streamTable;

@@ -9,7 +9,8 @@ namespace kq::test {
 
 class FakeStream::Info final : public IStreamInfo {
 public:
-    Info(const AUDIO_STREAM_INFO* pAudio, const VIDEO_STREAM_INFO* pVideo) : m_pAudio(pAudio), m_pVideo(pVideo) {}
+    Info(const AUDIO_STREAM_INFO* pAudio, const VIDEO_STREAM_INFO* pVideo)
+        : m_pAudio(pAudio), m_pVideo(pVideo) {}
 
     std::int32_t QueryInterface(const _GUID&, void**) override { return kq::NoInterface; }
     std::uint32_t AddRef() override { return ++m_nRefCount; }
@@ -66,7 +67,8 @@ double FakeStream::Seek(double dSeconds, int nMode) {
 
 MEDIA_FRAME* FakeStream::GetCurrentFrame() {
     const std::lock_guard<std::mutex> lock(m_lock);
-    return m_nIndex < static_cast<int>(m_frames.size()) ? &m_frames[static_cast<std::size_t>(m_nIndex)] : nullptr;
+    return m_nIndex < static_cast<int>(m_frames.size()) ? &m_frames[static_cast<std::size_t>(m_nIndex)]
+                                                        : nullptr;
 }
 
 int FakeStream::NextFrame() {
@@ -106,7 +108,8 @@ FakeVideo::FakeVideo(int nFrames, double dFrameRate, int nWidth, int nHeight, do
     m_format = {nWidth, nHeight, dFrameRate, nFrames, nWidth, nHeight};
     const std::size_t nLuma = static_cast<std::size_t>(nWidth) * static_cast<std::size_t>(nHeight);
     const int nChromaWidth = (nWidth + 1) / 2;
-    const std::size_t nChroma = static_cast<std::size_t>(nChromaWidth) * static_cast<std::size_t>((nHeight + 1) / 2);
+    const std::size_t nChroma =
+        static_cast<std::size_t>(nChromaWidth) * static_cast<std::size_t>((nHeight + 1) / 2);
     for (int n = 0; n < nFrames; ++n) {
         std::vector<std::uint8_t> planes(nLuma + 2 * nChroma, 128);
         std::fill_n(planes.begin(), nLuma, static_cast<std::uint8_t>(LumaOf(n)));

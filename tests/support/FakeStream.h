@@ -37,9 +37,9 @@ public:
     std::vector<int> GetCommands() const;
     int GetIndex() const;
 
-    bool m_bInfoFails = false;     ///< GetStreamInfo() fails
-    bool m_bNoFormat = false;      ///< the information has no format record
-    bool m_bHasDispatch = true;    ///< answers IID_IQLXDispatch
+    bool m_bInfoFails = false;  ///< GetStreamInfo() fails
+    bool m_bNoFormat = false;   ///< the information has no format record
+    bool m_bHasDispatch = true; ///< answers IID_IQLXDispatch
 
 protected:
     FakeStream() = default;
@@ -63,8 +63,8 @@ private:
     std::atomic<int> m_nRefCount{1};
 };
 
-/// Planar pictures at a constant rate; every sample of picture n is LumaOf(n), chroma is neutral. 200 pictures differ
-/// from each other and from black.
+/// Planar pictures at a constant rate; every sample of picture n is LumaOf(n), chroma is neutral. 200
+/// pictures differ from each other and from black.
 class FakeVideo final : public FakeStream {
 public:
     FakeVideo(int nFrames, double dFrameRate, int nWidth = 16, int nHeight = 8, double dFirstStamp = 0.0);

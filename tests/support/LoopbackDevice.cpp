@@ -1,6 +1,7 @@
 #include "tests/support/LoopbackDevice.h"
 
 #include <AL/alext.h>
+
 #include <array>
 #include <stdexcept>
 

@@ -4,13 +4,14 @@
 
 #include <kqplayer/player_view.h>
 
+#include <dlfcn.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstring>
-#include <dlfcn.h>
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <unistd.h>
 
 namespace kq::test {
 
@@ -19,7 +20,8 @@ namespace {
 void* Library() {
     static void* const s_pLibrary = [] {
         std::string path(4096, '\0');
-        path.resize(static_cast<std::size_t>(std::max<ssize_t>(0, readlink("/proc/self/exe", path.data(), path.size()))));
+        path.resize(static_cast<std::size_t>(
+            std::max<ssize_t>(0, readlink("/proc/self/exe", path.data(), path.size()))));
         return dlopen((path.substr(0, path.rfind('/') + 1) + "PlayerView.so").c_str(), RTLD_NOW);
     }();
     return s_pLibrary;

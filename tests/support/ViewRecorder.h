@@ -13,7 +13,8 @@ namespace kq::test {
 using Clock = std::chrono::steady_clock;
 
 /// Polls until the condition holds. @return whether it did before a generous limit ran out
-bool WaitUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit = std::chrono::seconds(20));
+bool WaitUntil(const std::function<bool()>& condition,
+               std::chrono::milliseconds limit = std::chrono::seconds(20));
 
 /// Collects pictures for as long as it lives. One at a time in a process.
 class ViewRecorder {

@@ -44,6 +44,7 @@ PlayerViewLibrary::PlayerViewLibrary() {
     resolve(pLibrary, "PVUpdate", update);
     resolve(pLibrary, "PVGetHwnd", getHwnd);
     resolve(pLibrary, "PVShowRGB32Image", show);
+    resolve(pLibrary, "PVGetPictureBuffer", lend);
     resolve(pLibrary, "PVSetPictureSink", setSink);
     dlclose(pLibrary); // it stays all the same: event threads may run in it
 }

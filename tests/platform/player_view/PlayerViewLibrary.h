@@ -21,6 +21,7 @@ struct PlayerViewLibrary {
     decltype(&PVUpdate) update;
     decltype(&PVGetHwnd) getHwnd;
     decltype(&PVShowRGB32Image) show;
+    decltype(&PVGetPictureBuffer) lend;
     decltype(&PVSetPictureSink) setSink;
 };
 

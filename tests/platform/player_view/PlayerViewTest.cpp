@@ -57,6 +57,36 @@ TEST(PlayerView, ShowsPictureInChildWindow) {
         image, {{29, 20, 0xABCDEF}, {30, 19, 0xABCDEF}, {190, 20, 0xABCDEF}, {30, 110, 0xABCDEF}}));
 }
 
+TEST(PlayerView, ShowsPicturesMadeInLentMemory) {
+    Xvfb server;
+    const xcb_window_t parent = server.makeWindow(0, 0, 320, 240);
+    const TestView view(asParent(parent), {0, 0, 160, 90});
+    const auto showLent = [&](const TestPicture& picture) {
+        std::uint8_t* const pLent = lib().lend(view.get(), picture.width, picture.height);
+        ASSERT_NE(pLent, nullptr);
+        std::memcpy(pLent, picture.pixels.data(), picture.pixels.size());
+        lib().show(view.get(), picture.width, picture.height, pLent);
+    };
+    for (int i = 0; i < 4; ++i) { // both buffers, and a copied picture between lent ones
+        const TestPicture picture = noise(160 - i % 2, 90);
+        i == 2 ? view.show(picture) : showLent(picture);
+    }
+    const TestPicture picture = noise(160, 90);
+    showLent(picture);
+    const auto isShown = [&](const Image& image) { return showsAt(image, picture, 0, 0); };
+    EXPECT_TRUE(isShown(server.waitFor(isShown, parent)));
+
+    // What is lent stays there when the window goes.
+    std::uint8_t* const pLent = lib().lend(view.get(), 160, 90);
+    ASSERT_NE(pLent, nullptr);
+    server.destroyWindow(parent);
+    EXPECT_TRUE(waitUntil([&] { return view.window() == 0; }));
+    std::memcpy(pLent, picture.pixels.data(), picture.pixels.size());
+    lib().show(view.get(), 160, 90, pLent);
+    EXPECT_EQ(lib().lend(view.get(), 160, 90), nullptr);
+    EXPECT_EQ(lib().lend(view.get(), 0, 90), nullptr);
+}
+
 TEST(PlayerView, TopLevelWindowSurvivesItsCloseButton) {
     Xvfb server;
     const TestView view(nullptr, {200, 100, 160, 90});

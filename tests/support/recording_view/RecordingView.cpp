@@ -1,5 +1,5 @@
-// A view library that draws nothing and hands every picture to its sink. Built a second time without one of the
-// required functions.
+// A view library that draws nothing and hands every picture to its sink. Built a second time without one of
+// the required functions.
 #include <kqplayer/player_view.h>
 
 #include <atomic>

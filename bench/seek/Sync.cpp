@@ -1,0 +1,92 @@
+// Whether sound and picture agree again after a seek: a clip that flashes and beeps once a second is sought
+// while it plays, to shortly before a flash.
+#include "Seek.h"
+
+#include <bench/playback/Measured.h>
+#include <bench/playback/RealTimeDevice.h>
+#include <host/streams/MediaFile.h>
+#include <tests/host/streams/ComponentHost.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <stdexcept>
+
+namespace bench {
+namespace {
+
+using kq::streams::test::ComponentHost;
+
+constexpr int seconds = 12;
+/// Flashes and beeps further apart belong to different seconds.
+constexpr double farApart = 300;
+
+/// @return 2 for a flash, 1 otherwise
+std::size_t IsFlash(const unsigned char* pixels, std::size_t bytes) {
+    return pixels[bytes / 2] > 128 ? 2 : 1;
+}
+
+std::string FlashClip() {
+    return MakeClip(
+        "seek-flash.mkv",
+        {"-f", "lavfi", "-i",
+         "color=black:size=320x180:rate=60,drawbox=enable='lt(mod(t,1),0.016)':color=white:t=fill", "-f",
+         "lavfi", "-i", "aevalsrc='if(lt(mod(t,1),0.02),0.8*cos(2*PI*1000*t),0)':s=48000", "-t",
+         std::to_string(seconds), "-c:v", "libx264", "-pix_fmt", "yuv420p", "-ac", "2", "-c:a", "pcm_s16le"});
+}
+
+/// @return for each flash, how much later it came than its beep, in milliseconds
+void Pair(const std::vector<double>& flashes, const std::vector<double>& beeps, Row& row) {
+    for (const double flash : flashes) {
+        const auto nearer = [flash](double a, double b) { return std::abs(a - flash) < std::abs(b - flash); };
+        const auto beep = std::min_element(beeps.begin(), beeps.end(), nearer);
+        if (beep == beeps.end() || std::abs(*beep - flash) > farApart)
+            ++row.missed;
+        else
+            row.milliseconds.push_back(flash - *beep);
+    }
+}
+
+} // namespace
+
+double SoundPeriod() {
+    return RealTimeDevice::Period * 1000.0 / RealTimeDevice::SampleRate;
+}
+
+Row MeasureSync(int count) {
+    Row row{"flash and beep, 60 Hz", "picture after sound", {}, 0};
+    kq::streams::MediaFile file;
+    std::string error;
+    if (!kq::streams::OpenMediaFile(FlashClip(), {}, file, error))
+        throw std::runtime_error(error);
+    RealTimeDevice device;
+    std::vector<double> flashes;
+    {
+        ComponentHost host(IsFlash);
+        host.AddView(1, *file.video);
+        host.SetAudio(*file.audio);
+        host->Play();
+        std::mt19937 random(43);
+        for (int i = 0; i < count; ++i) {
+            const double before = 0.15 + static_cast<double>(random() % 150) / 1000;
+            const auto second = static_cast<double>(1 + random() % (seconds - 3));
+            host->SyncSeek(second - before, 1);
+            host.Forget();
+            const bool came = host.WaitForPicture(
+                [](const auto& pictures) { return !pictures.empty() && pictures.back().mark == 2; });
+            if (came)
+                flashes.push_back(
+                    std::chrono::duration<double, std::milli>(host.Pictures().back().when.time_since_epoch())
+                        .count());
+            else
+                ++row.missed;
+            std::this_thread::sleep_for(std::chrono::milliseconds(120));
+        }
+    }
+    device.Stop();
+    file.Release();
+    Pair(flashes, device.Beeps(), row);
+    return row;
+}
+
+} // namespace bench
