@@ -46,6 +46,9 @@ public:
     virtual bool SeekAtOrBefore(Ticks time, Decoded& first, bool& nearest) = 0;
     /// @return true when decoding on from @p from is the shorter way to @p to than seeking, or the only one
     virtual bool ForwardIsShorter(Ticks from, Ticks to) const = 0;
+    /// Frames that begin before @p time may be left out from now on, as far as the decoder can do without
+    /// them, until the next seek. Before any time, all come.
+    virtual void LeaveOutBefore(Ticks time) = 0;
     virtual bool Seekable() const = 0;
     /// @return false when there is no such thing as a key frame to land on
     virtual bool HasKeyFrames() const = 0;

@@ -27,6 +27,7 @@ public:
     bool Next(Decoded& frame) override;
     bool SeekAtOrBefore(Ticks time, Decoded& first, bool& nearest) override;
     bool ForwardIsShorter(Ticks from, Ticks to) const override;
+    void LeaveOutBefore(Ticks /*time*/) override {} // the graph may need every picture
     bool Seekable() const override { return m_inner->Seekable(); }
     bool HasKeyFrames() const override { return false; }
     Ticks Tolerance() const override { return m_inner->Tolerance(); }

@@ -137,9 +137,17 @@ bool StreamDecoder::Feed() {
     if (m_waitForKey && (m_packet->flags & AV_PKT_FLAG_KEY) == 0)
         return true;
     m_waitForKey = false;
+    m_codec->skip_frame = IsWanted(*m_packet) ? AVDISCARD_DEFAULT : AVDISCARD_NONREF;
     if (avcodec_send_packet(m_codec.get(), m_packet.get()) < 0)
         NoteDamage();
     return true;
+}
+
+/// @return false for a packet whose frame is only wanted if others depend on it
+bool StreamDecoder::IsWanted(const AVPacket& packet) const {
+    if (m_leaveOutBefore == NoTime || packet.pts == AV_NOPTS_VALUE)
+        return true;
+    return av_rescale_q(packet.pts, Stream().time_base, TickBase) - m_setup.fileStart >= m_leaveOutBefore;
 }
 
 /// @return false for a frame that is not to be shown
@@ -253,6 +261,7 @@ void StreamDecoder::Restart(bool waitForKey) {
     m_settling = waitForKey;
     m_fromStart = !waitForKey;
     m_damaged = 0;
+    m_leaveOutBefore = NoTime;
     m_lastTime = NoTime;
     m_lastPacket = AV_NOPTS_VALUE;
 }

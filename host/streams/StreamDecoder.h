@@ -35,6 +35,7 @@ public:
     bool Next(Decoded& frame) override;
     bool SeekAtOrBefore(Ticks time, Decoded& first, bool& nearest) override;
     bool ForwardIsShorter(Ticks from, Ticks to) const override;
+    void LeaveOutBefore(Ticks time) override { m_leaveOutBefore = time; }
     bool Seekable() const override { return m_setup.demuxer->Seekable(); }
     bool HasKeyFrames() const override { return true; }
     Ticks Tolerance() const override { return m_tolerance; }
@@ -50,6 +51,7 @@ private:
     bool OpenCodec(std::string& reason);
     bool Feed();
     bool Receive(AVFrame& frame);
+    bool IsWanted(const AVPacket& packet) const;
     bool IsFit(const AVFrame& frame);
     void Stamp(Decoded& frame);
     void NoteDamage();
@@ -67,10 +69,11 @@ private:
     Ticks m_tolerance = 0;
     Ticks m_frameDuration = 0;
 
-    bool m_draining = false;   ///< the last packet was read
-    bool m_waitForKey = false; ///< after a seek packets are dropped up to a key frame's
-    bool m_settling = false;   ///< after a seek unfit frames are expected
-    bool m_fromStart = true;   ///< decoding began at the file's first packet
+    Ticks m_leaveOutBefore = NoTime; ///< frames that no others depend on are not decoded before this time
+    bool m_draining = false;         ///< the last packet was read
+    bool m_waitForKey = false;       ///< after a seek packets are dropped up to a key frame's
+    bool m_settling = false;         ///< after a seek unfit frames are expected
+    bool m_fromStart = true;         ///< decoding began at the file's first packet
     bool m_noStamps = false;   ///< the file has no time stamps: only counting from the start tells times
     int m_damaged = 0;         ///< packets and frames left out since the last good frame
     Ticks m_lastTime = NoTime; ///< of the frame given last

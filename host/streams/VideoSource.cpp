@@ -32,6 +32,9 @@ MEDIA_FRAME RecordOf(const AVFrame& picture, Ticks time) {
     return record;
 }
 
+/// A seek decodes every frame from so long before its target on.
+constexpr Ticks LeastDecoded = TicksPerSecond / 4;
+
 } // namespace
 
 VideoSource::VideoSource(std::unique_ptr<Decoder> decoder, Orientation orientation, double rate, double tick)
@@ -89,13 +92,23 @@ Landing VideoSource::Seek(Ticks time, bool exact) {
         return {};
     if (!exact)
         return SeekKey(time);
+    auto frame = SeekExact(time, time - LeastDecoded);
+    // A frame that stays on show for long may have been left out.
+    if (frame && frame->time < time - LeastDecoded)
+        frame = SeekExact(time, 0);
+    return {true, std::move(frame)};
+}
+
+/// @param leaveOut frames that begin before are not decoded if no others depend on them
+FramePtr VideoSource::SeekExact(Ticks time, Ticks leaveOut) {
     Decoded first;
     bool nearest = false;
     m_ahead.reset();
     m_last = nullptr;
     if (!m_decoder->SeekAtOrBefore(time, first, nearest))
-        return {true, nullptr};
-    return {true, GoForward(time, std::move(first))};
+        return nullptr;
+    m_decoder->LeaveOutBefore(leaveOut);
+    return GoForward(time, std::move(first));
 }
 
 /// Decodes up to the first frame after a time.

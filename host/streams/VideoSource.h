@@ -29,6 +29,7 @@ private:
     bool NextDecoded(Decoded& frame);
     FramePtr Convert(Decoded frame);
     FramePtr GoForward(Ticks time, Decoded shown);
+    FramePtr SeekExact(Ticks time, Ticks leaveOut);
     Landing SeekKey(Ticks time);
     double PositionOf(Ticks time) const;
 
