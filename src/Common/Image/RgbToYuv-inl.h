@@ -316,7 +316,7 @@ void BgrRowToPacked(const std::uint8_t* pixels, std::uint8_t* out, std::size_t w
         const std::size_t count = std::min(piece, width - x);
         ConvertRgbRows<SourceBgr, Yuv14>(pixels + x * 3, pixels + x * 3, {y, y, u, v},
                                          {count, count + count % 2});
-        PlanarRowToPacked<kYuy2>(y, u, v, out + x * 2, (count + 1) / 2);
+        PlanarRowToPacked<kYuy2, false>(y, u, v, out + x * 2, (count + 1) / 2);
     }
 }
 

@@ -10,8 +10,6 @@
 #include "Kernels.h"
 #include "Lanes-inl.h"
 
-#include <hwy/cache_control.h>
-
 #include <cstring>
 
 HWY_BEFORE_NAMESPACE();
@@ -185,18 +183,6 @@ struct Components13 {
     }
 };
 
-/// Output of this size bypasses the caches, which it would leave again before anybody reads it: without that,
-/// every line is first read from memory, only to be overwritten.
-constexpr std::ptrdiff_t kStreamBytes = 4 << 20;
-
-template <bool kStream>
-HWY_INLINE void StoreVector(V8 v, std::uint8_t* out) {
-    if constexpr (kStream)
-        hn::Stream(v, d8, out);
-    else
-        hn::StoreU(v, d8, out);
-}
-
 /// Bytes B, G, R and a constant. kParts tells Deal() how often Store() interleaves within lanes.
 template <int kFourth>
 struct Layout32 {
@@ -358,15 +344,8 @@ template <class Arithmetic, class Layout>
 void PlanarPictureToRgb(const PlanarToRgb& job) {
     if (job.width <= 0)
         return;
-    const std::ptrdiff_t bytes = job.width * job.height * static_cast<std::ptrdiff_t>(Layout::kPixelBytes);
-    const auto address =
-        reinterpret_cast<std::uintptr_t>(job.rgb.data) | static_cast<std::uintptr_t>(job.rgb.pitch);
-    if (bytes >= kStreamBytes && address % kBlock == 0) {
-        PlanarPictureRowsToRgb<Arithmetic, Layout, true>(job);
-        hwy::FlushStream();
-    } else {
-        PlanarPictureRowsToRgb<Arithmetic, Layout, false>(job);
-    }
+    WithStores(job.rgb, job.width * static_cast<std::ptrdiff_t>(Layout::kPixelBytes), job.height,
+               [&](auto stream) { PlanarPictureRowsToRgb<Arithmetic, Layout, stream>(job); });
 }
 
 /// The (u, v) pairs of half a block of macropixels.
