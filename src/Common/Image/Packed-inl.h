@@ -149,15 +149,15 @@ HWY_INLINE void StoreSplitChroma(V8 chroma, std::uint8_t* u, std::uint8_t* v) {
     }
 }
 
-template <bool kYuy2>
+template <bool kYuy2, bool kStream>
 void PackedRowPairToPlanar(const std::uint8_t* upper, const std::uint8_t* lower, std::uint8_t* y0,
                            std::uint8_t* y1, std::uint8_t* u, std::uint8_t* v, std::size_t macropixels) {
     std::size_t k = 0;
     for (; k + kHalfBlock <= macropixels; k += kHalfBlock) {
         const V8 a0 = LoadLanes<32>(upper + 4 * k), a1 = LoadLanes<32>(upper + 4 * k + 16);
         const V8 b0 = LoadLanes<32>(lower + 4 * k), b1 = LoadLanes<32>(lower + 4 * k + 16);
-        hn::StoreU(EveryOtherByte<!kYuy2>(a0, a1), d8, y0 + 2 * k);
-        hn::StoreU(EveryOtherByte<!kYuy2>(b0, b1), d8, y1 + 2 * k);
+        StoreVector<kStream>(EveryOtherByte<!kYuy2>(a0, a1), y0 + 2 * k);
+        StoreVector<kStream>(EveryOtherByte<!kYuy2>(b0, b1), y1 + 2 * k);
         StoreSplitChroma(EveryOtherByte<kYuy2>(MeanDown(a0, b0), MeanDown(a1, b1)), u + k, v + k);
     }
     constexpr int luma = kYuy2 ? 0 : 1;
@@ -176,11 +176,13 @@ void PackedRowPairToPlanar(const std::uint8_t* upper, const std::uint8_t* lower,
 void PackedToPlanarPicture(const PackedToPlanar& job) {
     if (job.macropixels <= 0)
         return;
-    for (std::ptrdiff_t row = 0; row < job.rows; row += 2) {
-        const auto convert = job.yuy2 ? PackedRowPairToPlanar<true> : PackedRowPairToPlanar<false>;
-        convert(job.packed.Row(row), job.packed.Row(row + 1), job.y.Row(row), job.y.Row(row + 1),
-                job.u.Row(row / 2), job.v.Row(row / 2), static_cast<std::size_t>(job.macropixels));
-    }
+    WithStores(job.y, job.macropixels * 2, job.rows, [&](auto stream) {
+        const auto convert =
+            job.yuy2 ? PackedRowPairToPlanar<true, stream> : PackedRowPairToPlanar<false, stream>;
+        for (std::ptrdiff_t row = 0; row < job.rows; row += 2)
+            convert(job.packed.Row(row), job.packed.Row(row + 1), job.y.Row(row), job.y.Row(row + 1),
+                    job.u.Row(row / 2), job.v.Row(row / 2), static_cast<std::size_t>(job.macropixels));
+    });
 }
 
 void SwapPairs(const std::uint8_t* source, std::uint8_t* out, std::size_t bytes) {

@@ -218,13 +218,13 @@ HWY_INLINE V16 MeanChroma(V16 quarters01, V16 quarters23) {
 }
 
 /// Converts a block of two rows, or of a single one; row1 and y1 count with two only.
-template <class Source, class Arithmetic, int kRows>
+template <class Source, class Arithmetic, int kRows, bool kStream>
 HWY_INLINE void ConvertRgbBlock(const std::uint8_t* row0, const std::uint8_t* row1, const PlanarRows& out) {
     const HalfSums a = SumHalf<Source, Arithmetic, kRows, 0>(row0, row1);
     const HalfSums b = SumHalf<Source, Arithmetic, kRows, 2>(row0, row1);
-    hn::StoreU(PackLuma(a.y[0], b.y[0], Arithmetic::kLumaOffset), d8, out.y0);
+    StoreVector<kStream>(PackLuma(a.y[0], b.y[0], Arithmetic::kLumaOffset), out.y0);
     if constexpr (kRows == 2)
-        hn::StoreU(PackLuma(a.y[1], b.y[1], Arithmetic::kLumaOffset), d8, out.y1);
+        StoreVector<kStream>(PackLuma(a.y[1], b.y[1], Arithmetic::kLumaOffset), out.y1);
     StoreChroma(MeanChroma<Arithmetic, kRows>(a.u, b.u), MeanChroma<Arithmetic, kRows>(a.v, b.v), out.u,
                 out.v);
 }
@@ -236,13 +236,14 @@ struct RowLengths {
 };
 
 /// Rows that share a chroma row: two, or a single one, which needs neither row1 nor out.y1.
-template <class Source, class Arithmetic, int kRows>
+template <class Source, class Arithmetic, int kRows, bool kStream>
 void ConvertRgbRows(const std::uint8_t* row0, const std::uint8_t* row1, PlanarRows out, RowLengths lengths) {
     constexpr std::size_t pixelBytes = Source::kPixelBytes;
     std::size_t x = 0;
     for (; x + kBlock <= lengths.pixels; x += kBlock)
-        ConvertRgbBlock<Source, Arithmetic, kRows>(row0 + x * pixelBytes, row1 + x * pixelBytes,
-                                                   {out.y0 + x, out.y1 + x, out.u + x / 2, out.v + x / 2});
+        ConvertRgbBlock<Source, Arithmetic, kRows, kStream>(
+            row0 + x * pixelBytes, row1 + x * pixelBytes,
+            {out.y0 + x, out.y1 + x, out.u + x / 2, out.v + x / 2});
     const std::size_t rest = lengths.pixels - x;
     if (rest == 0)
         return;
@@ -254,7 +255,7 @@ void ConvertRgbRows(const std::uint8_t* row0, const std::uint8_t* row1, PlanarRo
         if (rest % 2 != 0)
             std::memcpy(in[i] + rest * pixelBytes, in[i] + (rest - 1) * pixelBytes, pixelBytes);
     }
-    ConvertRgbBlock<Source, Arithmetic, kRows>(in[0], in[1], {y[0], y[1], u, v});
+    ConvertRgbBlock<Source, Arithmetic, kRows, false>(in[0], in[1], {y[0], y[1], u, v});
     std::memcpy(out.y0 + x, y[0], lengths.luma - x);
     if constexpr (kRows == 2)
         std::memcpy(out.y1 + x, y[1], lengths.luma - x);
@@ -268,16 +269,18 @@ void RgbPictureToPlanar(const RgbToPlanar& job) {
         return;
     const std::size_t width = static_cast<std::size_t>(job.width);
     const RowLengths full = {width, width + (job.repeatLastColumn ? width % 2 : 0)};
-    std::ptrdiff_t row = 0;
-    for (; row + 1 < job.height; row += 2)
-        ConvertRgbRows<Source, Arithmetic, 2>(
-            job.rgb.Row(row), job.rgb.Row(row + 1),
-            {job.y.Row(row), job.y.Row(row + 1), job.u.Row(row / 2), job.v.Row(row / 2)}, full);
-    if (row < job.height)
-        ConvertRgbRows<Source, Arithmetic, 1>(
-            job.rgb.Row(row), job.rgb.Row(row),
-            {job.y.Row(row), job.y.Row(row), job.u.Row(row / 2), job.v.Row(row / 2)},
-            {width - width % 2, width - width % 2});
+    WithStores(job.y, job.width, job.height, [&](auto stream) {
+        std::ptrdiff_t row = 0;
+        for (; row + 1 < job.height; row += 2)
+            ConvertRgbRows<Source, Arithmetic, 2, stream>(
+                job.rgb.Row(row), job.rgb.Row(row + 1),
+                {job.y.Row(row), job.y.Row(row + 1), job.u.Row(row / 2), job.v.Row(row / 2)}, full);
+        if (row < job.height)
+            ConvertRgbRows<Source, Arithmetic, 1, stream>(
+                job.rgb.Row(row), job.rgb.Row(row),
+                {job.y.Row(row), job.y.Row(row), job.u.Row(row / 2), job.v.Row(row / 2)},
+                {width - width % 2, width - width % 2});
+    });
 }
 
 void CopyAlpha(const RgbToPlanar& job) {
@@ -328,8 +331,8 @@ void BgrRowToPacked(const std::uint8_t* pixels, std::uint8_t* out, std::size_t w
     alignas(64) std::uint8_t y[piece], u[piece / 2], v[piece / 2];
     for (std::size_t x = 0; x < width; x += piece) {
         const std::size_t count = std::min(piece, width - x);
-        ConvertRgbRows<SourceBgr, Yuv14, 1>(pixels + x * 3, pixels + x * 3, {y, y, u, v},
-                                            {count, count + count % 2});
+        ConvertRgbRows<SourceBgr, Yuv14, 1, false>(pixels + x * 3, pixels + x * 3, {y, y, u, v},
+                                                   {count, count + count % 2});
         PlanarRowToPacked<kYuy2, false>(y, u, v, out + x * 2, (count + 1) / 2);
     }
 }
