@@ -7,10 +7,14 @@
 #define KQ_IMAGE_LANES_INL_H
 #endif
 
+#include "Kernels.h"
+
+#include <hwy/cache_control.h>
 #include <hwy/highway.h>
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 HWY_BEFORE_NAMESPACE();
 namespace kq::image::HWY_NAMESPACE {
@@ -143,6 +147,30 @@ HWY_INLINE V Pinned(V v) {
 /// The same 16 bytes in every lane.
 HWY_INLINE V8 EveryLane(const std::uint8_t* bytes) {
     return hn::LoadDup128(d8, bytes);
+}
+
+/// Output of this size bypasses the caches, which it would leave again before anybody reads it: without that,
+/// every line is first read from memory, only to be overwritten.
+constexpr std::ptrdiff_t kStreamBytes = 4 << 20;
+
+template <bool kStream>
+HWY_INLINE void StoreVector(V8 v, std::uint8_t* out) {
+    if constexpr (kStream)
+        hn::Stream(v, d8, out);
+    else
+        hn::StoreU(v, d8, out);
+}
+
+/// Calls convert with whether a picture of this many bytes per row and rows is to bypass the caches.
+template <class Convert>
+HWY_INLINE void WithStores(Plane out, std::ptrdiff_t rowBytes, std::ptrdiff_t rows, Convert convert) {
+    const auto address = reinterpret_cast<std::uintptr_t>(out.data) | static_cast<std::uintptr_t>(out.pitch);
+    if (rowBytes * rows >= kStreamBytes && address % kBlock == 0) {
+        convert(std::true_type());
+        hwy::FlushStream();
+    } else {
+        convert(std::false_type());
+    }
 }
 
 } // namespace

@@ -16,19 +16,62 @@ HWY_BEFORE_NAMESPACE();
 namespace kq::image::HWY_NAMESPACE {
 namespace {
 
-/// Chroma of a block as bytes U, V in turn, dealt for interleaving with luma.
-HWY_INLINE V8 InterleavedChroma(const std::uint8_t* u, const std::uint8_t* v) {
-    const V16 uWords = hn::PromoteTo(d16, hn::LoadU(d8Half, u));
-    const V16 vWords = hn::PromoteTo(d16, hn::LoadU(d8Half, v));
-    return hn::BitCast(d8, hn::Or(uWords, hn::ShiftLeft<8>(vWords)));
+/// Chroma of a block where packed pixels have it: one sample for each column, U and V in turn.
+struct BlockChroma {
+    V16 left, right;
+};
+
+#if HWY_TARGET <= HWY_AVX2 && HWY_TARGET > HWY_AVX3
+/// Widens the lower 8 bytes to the even (or odd) positions of the first lane and the upper 8 to those of the
+/// second. Both lanes hold the same bytes: one shuffle is cheaper here than a conversion that crosses lanes.
+template <bool kOdd>
+HWY_INLINE V16 WidenTwice(V8 bytes) {
+    constexpr std::uint8_t none = 0x80;
+    alignas(32) static constexpr std::uint8_t kIndex[2][32] = {
+        {0, none, 1, none, 2,  none, 3,  none, 4,  none, 5,  none, 6,  none, 7,  none,
+         8, none, 9, none, 10, none, 11, none, 12, none, 13, none, 14, none, 15, none},
+        {none, 0, none, 1, none, 2,  none, 3,  none, 4,  none, 5,  none, 6,  none, 7,
+         none, 8, none, 9, none, 10, none, 11, none, 12, none, 13, none, 14, none, 15}};
+    return hn::BitCast(d16, hn::TableLookupBytes(bytes, hn::Load(d8, kIndex[kOdd])));
 }
 
-template <bool kYuy2>
-HWY_INLINE void StorePackedBlock(V8 y, V8 chroma, std::uint8_t* out) {
-    const V8 first = kYuy2 ? y : chroma;
-    const V8 second = kYuy2 ? chroma : y;
-    hn::StoreU(hn::InterleaveLower(d8, first, second), d8, out);
-    hn::StoreU(hn::InterleaveUpper(d8, first, second), d8, out + kBlock);
+template <bool kOdd>
+HWY_INLINE V16 WidenBytes(const std::uint8_t* p) {
+    return WidenTwice<kOdd>(EveryLane(p));
+}
+
+template <bool kOdd>
+HWY_INLINE BlockChroma LoadChroma(const std::uint8_t* u, const std::uint8_t* v) {
+    const V8 uTwice = EveryLane(u), vTwice = EveryLane(v);
+    return {WidenTwice<kOdd>(hn::InterleaveLower(d8, uTwice, vTwice)),
+            WidenTwice<kOdd>(hn::InterleaveUpper(d8, uTwice, vTwice))};
+}
+#else
+template <bool kOdd, class V>
+HWY_INLINE V16 Widen(V bytes) {
+    const V16 words = hn::PromoteTo(d16, bytes);
+    return kOdd ? hn::ShiftLeft<8>(words) : words;
+}
+
+/// A half block of bytes at the even (or odd) positions.
+template <bool kOdd>
+HWY_INLINE V16 WidenBytes(const std::uint8_t* p) {
+    return Widen<kOdd>(hn::LoadU(d8Half, p));
+}
+
+template <bool kOdd>
+HWY_INLINE BlockChroma LoadChroma(const std::uint8_t* u, const std::uint8_t* v) {
+    const V8 both = hn::BitCast(d8, hn::Or(WidenBytes<false>(u), WidenBytes<true>(v)));
+    return {Widen<kOdd>(hn::LowerHalf(d8Half, both)), Widen<kOdd>(hn::UpperHalf(d8Half, both))};
+}
+#endif
+
+template <bool kYuy2, bool kStream>
+HWY_INLINE void StorePackedBlock(const std::uint8_t* y, const BlockChroma& chroma, std::uint8_t* out) {
+    const V16 left = hn::Or(WidenBytes<!kYuy2>(y), chroma.left);
+    const V16 right = hn::Or(WidenBytes<!kYuy2>(y + kHalfBlock), chroma.right);
+    StoreVector<kStream>(hn::BitCast(d8, left), out);
+    StoreVector<kStream>(hn::BitCast(d8, right), out + kBlock);
 }
 
 /// The samples of fewer macropixels than a block has.
@@ -42,50 +85,33 @@ void PackRest(const std::uint8_t* y, const std::uint8_t* u, const std::uint8_t* 
     }
 }
 
-template <bool kYuy2>
+template <bool kYuy2, bool kStream>
 void PlanarRowToPacked(const std::uint8_t* y, const std::uint8_t* u, const std::uint8_t* v, std::uint8_t* out,
                        std::size_t macropixels) {
     std::size_t k = 0;
     for (; k + kHalfBlock <= macropixels; k += kHalfBlock)
-        StorePackedBlock<kYuy2>(Deal<2>(hn::LoadU(d8, y + 2 * k)), Deal<2>(InterleavedChroma(u + k, v + k)),
-                                out + 4 * k);
+        StorePackedBlock<kYuy2, kStream>(y + 2 * k, LoadChroma<kYuy2>(u + k, v + k), out + 4 * k);
     PackRest<kYuy2>(y + 2 * k, u + k, v + k, out + 4 * k, macropixels - k);
 }
 
-template <bool kYuy2>
-void PlanarRowPairToPacked(const PlanarToPacked& job, std::ptrdiff_t row) {
-    const std::uint8_t* u = job.u.Row(row / 2);
-    const std::uint8_t* v = job.v.Row(row / 2);
-    const std::uint8_t* y[2] = {job.y.Row(row), job.y.Row(row + 1)};
-    std::uint8_t* out[2] = {job.packed.Row(row), job.packed.Row(row + 1)};
-    const std::size_t macropixels = static_cast<std::size_t>(job.macropixels);
-    std::size_t k = 0;
-    for (; k + kHalfBlock <= macropixels; k += kHalfBlock) {
-        const V8 chroma = Deal<2>(InterleavedChroma(u + k, v + k));
-        for (int i = 0; i < 2; ++i)
-            StorePackedBlock<kYuy2>(Deal<2>(hn::LoadU(d8, y[i] + 2 * k)), chroma, out[i] + 4 * k);
-    }
-    for (int i = 0; i < 2; ++i)
-        PackRest<kYuy2>(y[i] + 2 * k, u + k, v + k, out[i] + 4 * k, macropixels - k);
-}
-
-template <bool kYuy2>
+/// One row after the other: memory takes a single ascending stream faster than two rows side by side, and the
+/// chroma row is in the nearest cache when it is read again.
+template <bool kYuy2, bool kStream>
 void PlanarPictureToPacked(const PlanarToPacked& job) {
-    std::ptrdiff_t row = 0;
-    for (; row + 1 < job.rows; row += 2)
-        PlanarRowPairToPacked<kYuy2>(job, row);
-    if (row < job.rows)
-        PlanarRowToPacked<kYuy2>(job.y.Row(row), job.u.Row(row / 2), job.v.Row(row / 2), job.packed.Row(row),
-                                 static_cast<std::size_t>(job.macropixels));
+    for (std::ptrdiff_t row = 0; row < job.rows; ++row)
+        PlanarRowToPacked<kYuy2, kStream>(job.y.Row(row), job.u.Row(row / 2), job.v.Row(row / 2),
+                                          job.packed.Row(row), static_cast<std::size_t>(job.macropixels));
 }
 
 void PlanarToPackedPicture(const PlanarToPacked& job) {
     if (job.macropixels <= 0)
         return;
-    if (job.yuy2)
-        PlanarPictureToPacked<true>(job);
-    else
-        PlanarPictureToPacked<false>(job);
+    WithStores(job.packed, job.macropixels * 4, job.rows, [&](auto stream) {
+        if (job.yuy2)
+            PlanarPictureToPacked<true, stream>(job);
+        else
+            PlanarPictureToPacked<false, stream>(job);
+    });
 }
 
 /// The bytes at even (or odd) positions of two vectors, in natural order.
@@ -123,15 +149,15 @@ HWY_INLINE void StoreSplitChroma(V8 chroma, std::uint8_t* u, std::uint8_t* v) {
     }
 }
 
-template <bool kYuy2>
+template <bool kYuy2, bool kStream>
 void PackedRowPairToPlanar(const std::uint8_t* upper, const std::uint8_t* lower, std::uint8_t* y0,
                            std::uint8_t* y1, std::uint8_t* u, std::uint8_t* v, std::size_t macropixels) {
     std::size_t k = 0;
     for (; k + kHalfBlock <= macropixels; k += kHalfBlock) {
         const V8 a0 = LoadLanes<32>(upper + 4 * k), a1 = LoadLanes<32>(upper + 4 * k + 16);
         const V8 b0 = LoadLanes<32>(lower + 4 * k), b1 = LoadLanes<32>(lower + 4 * k + 16);
-        hn::StoreU(EveryOtherByte<!kYuy2>(a0, a1), d8, y0 + 2 * k);
-        hn::StoreU(EveryOtherByte<!kYuy2>(b0, b1), d8, y1 + 2 * k);
+        StoreVector<kStream>(EveryOtherByte<!kYuy2>(a0, a1), y0 + 2 * k);
+        StoreVector<kStream>(EveryOtherByte<!kYuy2>(b0, b1), y1 + 2 * k);
         StoreSplitChroma(EveryOtherByte<kYuy2>(MeanDown(a0, b0), MeanDown(a1, b1)), u + k, v + k);
     }
     constexpr int luma = kYuy2 ? 0 : 1;
@@ -150,11 +176,13 @@ void PackedRowPairToPlanar(const std::uint8_t* upper, const std::uint8_t* lower,
 void PackedToPlanarPicture(const PackedToPlanar& job) {
     if (job.macropixels <= 0)
         return;
-    for (std::ptrdiff_t row = 0; row < job.rows; row += 2) {
-        const auto convert = job.yuy2 ? PackedRowPairToPlanar<true> : PackedRowPairToPlanar<false>;
-        convert(job.packed.Row(row), job.packed.Row(row + 1), job.y.Row(row), job.y.Row(row + 1),
-                job.u.Row(row / 2), job.v.Row(row / 2), static_cast<std::size_t>(job.macropixels));
-    }
+    WithStores(job.y, job.macropixels * 2, job.rows, [&](auto stream) {
+        const auto convert =
+            job.yuy2 ? PackedRowPairToPlanar<true, stream> : PackedRowPairToPlanar<false, stream>;
+        for (std::ptrdiff_t row = 0; row < job.rows; row += 2)
+            convert(job.packed.Row(row), job.packed.Row(row + 1), job.y.Row(row), job.y.Row(row + 1),
+                    job.u.Row(row / 2), job.v.Row(row / 2), static_cast<std::size_t>(job.macropixels));
+    });
 }
 
 void SwapPairs(const std::uint8_t* source, std::uint8_t* out, std::size_t bytes) {

@@ -19,28 +19,31 @@ HWY_BEFORE_NAMESPACE();
 namespace kq::image::HWY_NAMESPACE {
 namespace {
 
-/// A group of pixels, one 32-bit part each, as two pairs of 16-bit values: (B - G, B - R) and (G, R). Any
-/// weighted sum of B, G and R is one of these four, and one whose weights add up to 0 needs the differences
-/// only.
-struct PixelPairs {
-    V16 differences, greenRed;
+/// A group of pixels, one 32-bit part each: bytes B, R, G, R. A weighted sum of B, G and R is the sum of two
+/// multiples of small sums of neighbours; one whose weights add up to 0 needs only the differences B - R and
+/// G - R.
+struct Pixels {
+    V8 brgr;
+    V16 differences;
 };
 
-/// Makes the pairs from pixels whose B, G and R lie at given bytes, kStep bytes apart, kFirst bytes into each
-/// lane.
+/// The sum of kB B + kR0 R in the first and of kG G + kR1 R in the second 16 bits of each pixel.
+template <int kB, int kR0, int kG, int kR1>
+HWY_INLINE V16 NeighbourSums(V8 brgr) {
+    constexpr auto byte = [](int weight) { return static_cast<std::uint32_t>(weight & 0xFF); };
+    return MulAddBytePairs(
+        brgr, hn::BitCast(d8, hn::Set(du32, byte(kB) | byte(kR0) << 8 | byte(kG) << 16 | byte(kR1) << 24)));
+}
+
+/// Takes pixels whose B, G and R lie at given bytes, kStep bytes apart, kFirst bytes into each lane.
 template <int kFirst, int kStep, int kB, int kG, int kR>
-HWY_INLINE PixelPairs MakePairs(V8 pixels) {
-    constexpr std::uint8_t none = 0x80;
+HWY_INLINE Pixels MakePixels(V8 source) {
     constexpr std::uint8_t at[4] = {kFirst, kFirst + kStep, kFirst + 2 * kStep, kFirst + 3 * kStep};
-    alignas(16) static constexpr std::uint8_t kBgbr[16] = {
-        at[0] + kB, at[0] + kG, at[0] + kB, at[0] + kR, at[1] + kB, at[1] + kG, at[1] + kB, at[1] + kR,
-        at[2] + kB, at[2] + kG, at[2] + kB, at[2] + kR, at[3] + kB, at[3] + kG, at[3] + kB, at[3] + kR};
-    alignas(16) static constexpr std::uint8_t kGr[16] = {at[0] + kG, none, at[0] + kR, none, at[1] + kG, none,
-                                                         at[1] + kR, none, at[2] + kG, none, at[2] + kR, none,
-                                                         at[3] + kG, none, at[3] + kR, none};
-    const V8 minus = hn::BitCast(d8, Set16(1 - 256));
-    return {MulAddBytePairs(hn::TableLookupBytes(pixels, EveryLane(kBgbr)), minus),
-            hn::BitCast(d16, hn::TableLookupBytes(pixels, EveryLane(kGr)))};
+    alignas(16) static constexpr std::uint8_t kIndex[16] = {
+        at[0] + kB, at[0] + kR, at[0] + kG, at[0] + kR, at[1] + kB, at[1] + kR, at[1] + kG, at[1] + kR,
+        at[2] + kB, at[2] + kR, at[2] + kG, at[2] + kR, at[3] + kB, at[3] + kR, at[3] + kG, at[3] + kR};
+    const V8 brgr = hn::TableLookupBytes(source, EveryLane(kIndex));
+    return {brgr, NeighbourSums<1, -1, 1, -1>(brgr)};
 }
 
 /// Four-byte pixels.
@@ -50,8 +53,8 @@ struct Source32 {
 
     /// Quarter i of the block: in lane l the pixels from 4 (i kLanes + l) on.
     template <int i>
-    static HWY_INLINE PixelPairs Load(const std::uint8_t* p) {
-        return MakePairs<0, 4, kB, kG, kR>(hn::LoadU(d8, p + i * kBlock));
+    static HWY_INLINE Pixels Load(const std::uint8_t* p) {
+        return MakePixels<0, 4, kB, kG, kR>(hn::LoadU(d8, p + i * kBlock));
     }
 };
 using SourceBgra = Source32<0, 1, 2>;
@@ -63,11 +66,11 @@ struct SourceBgr {
     static constexpr std::size_t kPixelBytes = 3;
 
     template <int i>
-    static HWY_INLINE PixelPairs Load(const std::uint8_t* p) {
+    static HWY_INLINE Pixels Load(const std::uint8_t* p) {
         if constexpr (i != 0)
-            return MakePairs<4, 3, 0, 1, 2>(LoadLanes<12>(p + i * 12 * kLanes - 4));
+            return MakePixels<4, 3, 0, 1, 2>(LoadLanes<12>(p + i * 12 * kLanes - 4));
         else
-            return MakePairs<4, 3, 0, 1, 2>(LoadFirst(p));
+            return MakePixels<4, 3, 0, 1, 2>(LoadFirst(p));
     }
 
 private:
@@ -90,29 +93,28 @@ private:
 };
 
 /// The arithmetic of BgrToYuv14() times 4, so that each term is the upper half of its 32-bit part:
-///     4 Y' = 28150 (G + R) - 4882 (B - G) + 11306 (B - R)
-///     4 u = 19072 (B - G) + 9700 (B - R)
-///     4 v = 24116 (B - G) - 28768 (B - R) + 4 R
+///     4 Y' = 292 (22 B - 112 R) + 16516 (2 G + 3 R)
+///     4 u = 28772 (B - R) - 19072 (G - R)
+///     4 v = -4652 (B - R) - 24116 (G - R) + 4 R
 struct Yuv14 {
     static constexpr int kLumaOffset = 16;
-    static constexpr int kChromaOffset = 512;
+    static constexpr int kChromaOffset = 128;
 
-    static HWY_INLINE V32 Y(const PixelPairs& p) {
-        return hn::Add(MulAddPairs(p.greenRed, SetPair(28150, 28150)),
-                       MulAddPairs(p.differences, SetPair(-4882, 11306)));
+    static HWY_INLINE V32 Y(const Pixels& p) {
+        return MulAddPairs(NeighbourSums<22, -112, 2, 3>(p.brgr), SetPair(292, 16516));
     }
-    static HWY_INLINE V32 U(const PixelPairs& p) { return MulAddPairs(p.differences, SetPair(19072, 9700)); }
-    static HWY_INLINE V32 V(const PixelPairs& p) {
-        // R is the upper half of its pair; G, below it, is shifted out.
-        const V32 red4 = hn::BitCast(d32, hn::ShiftRight<14>(hn::BitCast(du32, p.greenRed)));
-        return hn::Add(MulAddPairs(p.differences, SetPair(24116, -28768)), red4);
+    static HWY_INLINE V32 U(const Pixels& p) { return MulAddPairs(p.differences, SetPair(28772, -19072)); }
+    static HWY_INLINE V32 V(const Pixels& p) {
+        // R is the highest byte. The two bits of G below 4 R change nothing: all the rest is a multiple of 4.
+        const V32 red4 = hn::BitCast(d32, hn::ShiftRight<22>(hn::BitCast(du32, p.brgr)));
+        return hn::Add(MulAddPairs(p.differences, SetPair(-4652, -24116)), red4);
     }
 };
 
 /// The arithmetic of BgrToYuv10():
-///     263 R + 516 G + 100 B = 616 G + 263 R + 100 (B - G)
-///     450 B - 298 G - 152 R = 298 (B - G) + 152 (B - R)
-///     450 R - 377 G - 73 B = 377 (B - G) - 450 (B - R)
+///     100 B + 516 G + 263 R = 5 (20 B + R) + 129 (4 G + 2 R)
+///     450 B - 298 G - 152 R = 450 (B - R) - 298 (G - R)
+///     450 R - 377 G - 73 B = -73 (B - R) - 377 (G - R)
 struct Yuv10 {
     static constexpr int kLumaOffset = 0;
     static constexpr int kChromaOffset = 0;
@@ -121,16 +123,14 @@ struct Yuv10 {
         const V32 value = hn::ShiftRight<10>(hn::Add(sum, hn::Set(d32, offset)));
         return hn::ShiftLeft<16>(hn::Min(hn::Max(value, hn::Set(d32, 16)), hn::Set(d32, high)));
     }
-    static HWY_INLINE V32 Y(const PixelPairs& p) {
-        return Clamped(
-            hn::Add(MulAddPairs(p.greenRed, SetPair(616, 263)), MulAddPairs(p.differences, SetPair(100, 0))),
-            16896, 235);
+    static HWY_INLINE V32 Y(const Pixels& p) {
+        return Clamped(MulAddPairs(NeighbourSums<20, 1, 4, 2>(p.brgr), SetPair(5, 129)), 16896, 235);
     }
-    static HWY_INLINE V32 U(const PixelPairs& p) {
-        return Clamped(MulAddPairs(p.differences, SetPair(298, 152)), 131584, 240);
+    static HWY_INLINE V32 U(const Pixels& p) {
+        return Clamped(MulAddPairs(p.differences, SetPair(450, -298)), 131584, 240);
     }
-    static HWY_INLINE V32 V(const PixelPairs& p) {
-        return Clamped(MulAddPairs(p.differences, SetPair(377, -450)), 131584, 240);
+    static HWY_INLINE V32 V(const Pixels& p) {
+        return Clamped(MulAddPairs(p.differences, SetPair(-73, -377)), 131584, 240);
     }
 };
 
@@ -185,36 +185,48 @@ HWY_INLINE V32 AddHigh(V32 a, V32 b) {
     return hn::BitCast(d32, hn::Add(hn::BitCast(d16, a), hn::BitCast(d16, b)));
 }
 
-/// Two quarters of a block of two rows: luma of each row, chroma terms of both.
+/// Two quarters of a block of one or two rows: luma of each row, chroma terms of all.
 struct HalfSums {
-    V16 y0, y1, u, v;
+    V16 y[2], u, v;
 };
 
-template <class Source, class Arithmetic, int kFirst>
+template <class Source, class Arithmetic, int kRows, int kFirst>
 HWY_INLINE HalfSums SumHalf(const std::uint8_t* row0, const std::uint8_t* row1) {
     using A = Arithmetic;
-    const PixelPairs a0 = Source::template Load<kFirst>(row0);
-    const PixelPairs b0 = Source::template Load<kFirst + 1>(row0);
-    const V16 y0 = Pinned(HighHalves(A::Y(a0), A::Y(b0)));
-    const PixelPairs a1 = Source::template Load<kFirst>(row1);
-    const PixelPairs b1 = Source::template Load<kFirst + 1>(row1);
-    const V16 y1 = Pinned(HighHalves(A::Y(a1), A::Y(b1)));
-    const V16 u = Pinned(HighHalves(AddHigh(A::U(a0), A::U(a1)), AddHigh(A::U(b0), A::U(b1))));
-    const V16 v = Pinned(HighHalves(AddHigh(A::V(a0), A::V(a1)), AddHigh(A::V(b0), A::V(b1))));
-    return {y0, y1, u, v};
+    HalfSums sums{};
+    const Pixels a0 = Source::template Load<kFirst>(row0);
+    const Pixels b0 = Source::template Load<kFirst + 1>(row0);
+    sums.y[0] = Pinned(HighHalves(A::Y(a0), A::Y(b0)));
+    if constexpr (kRows == 1) {
+        sums.u = HighHalves(A::U(a0), A::U(b0));
+        sums.v = HighHalves(A::V(a0), A::V(b0));
+    } else {
+        const Pixels a1 = Source::template Load<kFirst>(row1);
+        const Pixels b1 = Source::template Load<kFirst + 1>(row1);
+        sums.y[1] = Pinned(HighHalves(A::Y(a1), A::Y(b1)));
+        sums.u = Pinned(HighHalves(AddHigh(A::U(a0), A::U(a1)), AddHigh(A::U(b0), A::U(b1))));
+        sums.v = Pinned(HighHalves(AddHigh(A::V(a0), A::V(a1)), AddHigh(A::V(b0), A::V(b1))));
+    }
+    return sums;
 }
 
-/// Converts a block of two rows; a single row is given twice, which yields its rounding of two pixels as
-/// well.
-template <class Source, class Arithmetic>
+/// The mean of the chroma terms of 2 x kRows pixels, given the sums of the rows.
+template <class Arithmetic, int kRows>
+HWY_INLINE V16 MeanChroma(V16 quarters01, V16 quarters23) {
+    const V16 sum = hn::Add(AddColumns(quarters01, quarters23), Set16(Arithmetic::kChromaOffset * 2 * kRows));
+    return hn::ShiftRight<kRows>(sum);
+}
+
+/// Converts a block of two rows, or of a single one; row1 and y1 count with two only.
+template <class Source, class Arithmetic, int kRows, bool kStream>
 HWY_INLINE void ConvertRgbBlock(const std::uint8_t* row0, const std::uint8_t* row1, const PlanarRows& out) {
-    const HalfSums a = SumHalf<Source, Arithmetic, 0>(row0, row1);
-    const HalfSums b = SumHalf<Source, Arithmetic, 2>(row0, row1);
-    hn::StoreU(PackLuma(a.y0, b.y0, Arithmetic::kLumaOffset), d8, out.y0);
-    hn::StoreU(PackLuma(a.y1, b.y1, Arithmetic::kLumaOffset), d8, out.y1);
-    const V16 offset = Set16(Arithmetic::kChromaOffset);
-    StoreChroma(hn::ShiftRight<2>(hn::Add(AddColumns(a.u, b.u), offset)),
-                hn::ShiftRight<2>(hn::Add(AddColumns(a.v, b.v), offset)), out.u, out.v);
+    const HalfSums a = SumHalf<Source, Arithmetic, kRows, 0>(row0, row1);
+    const HalfSums b = SumHalf<Source, Arithmetic, kRows, 2>(row0, row1);
+    StoreVector<kStream>(PackLuma(a.y[0], b.y[0], Arithmetic::kLumaOffset), out.y0);
+    if constexpr (kRows == 2)
+        StoreVector<kStream>(PackLuma(a.y[1], b.y[1], Arithmetic::kLumaOffset), out.y1);
+    StoreChroma(MeanChroma<Arithmetic, kRows>(a.u, b.u), MeanChroma<Arithmetic, kRows>(a.v, b.v), out.u,
+                out.v);
 }
 
 /// A row pair's lengths: an odd column may count for chroma only, and its luma sample may be written twice.
@@ -223,27 +235,30 @@ struct RowLengths {
     std::size_t luma;   ///< luma samples to write
 };
 
-template <class Source, class Arithmetic>
+/// Rows that share a chroma row: two, or a single one, which needs neither row1 nor out.y1.
+template <class Source, class Arithmetic, int kRows, bool kStream>
 void ConvertRgbRows(const std::uint8_t* row0, const std::uint8_t* row1, PlanarRows out, RowLengths lengths) {
     constexpr std::size_t pixelBytes = Source::kPixelBytes;
     std::size_t x = 0;
     for (; x + kBlock <= lengths.pixels; x += kBlock)
-        ConvertRgbBlock<Source, Arithmetic>(row0 + x * pixelBytes, row1 + x * pixelBytes,
-                                            {out.y0 + x, out.y1 + x, out.u + x / 2, out.v + x / 2});
+        ConvertRgbBlock<Source, Arithmetic, kRows, kStream>(
+            row0 + x * pixelBytes, row1 + x * pixelBytes,
+            {out.y0 + x, out.y1 + x, out.u + x / 2, out.v + x / 2});
     const std::size_t rest = lengths.pixels - x;
     if (rest == 0)
         return;
     alignas(64) std::uint8_t in[2][kBlock * pixelBytes] = {};
     alignas(64) std::uint8_t y[2][kBlock], u[kHalfBlock], v[kHalfBlock];
     const std::uint8_t* rows[2] = {row0, row1};
-    for (int i = 0; i < 2; ++i) {
+    for (int i = 0; i < kRows; ++i) {
         std::memcpy(in[i], rows[i] + x * pixelBytes, rest * pixelBytes);
         if (rest % 2 != 0)
             std::memcpy(in[i] + rest * pixelBytes, in[i] + (rest - 1) * pixelBytes, pixelBytes);
     }
-    ConvertRgbBlock<Source, Arithmetic>(in[0], in[1], {y[0], y[1], u, v});
+    ConvertRgbBlock<Source, Arithmetic, kRows, false>(in[0], in[1], {y[0], y[1], u, v});
     std::memcpy(out.y0 + x, y[0], lengths.luma - x);
-    std::memcpy(out.y1 + x, y[1], lengths.luma - x);
+    if constexpr (kRows == 2)
+        std::memcpy(out.y1 + x, y[1], lengths.luma - x);
     std::memcpy(out.u + x / 2, u, (rest + 1) / 2);
     std::memcpy(out.v + x / 2, v, (rest + 1) / 2);
 }
@@ -254,16 +269,18 @@ void RgbPictureToPlanar(const RgbToPlanar& job) {
         return;
     const std::size_t width = static_cast<std::size_t>(job.width);
     const RowLengths full = {width, width + (job.repeatLastColumn ? width % 2 : 0)};
-    std::ptrdiff_t row = 0;
-    for (; row + 1 < job.height; row += 2)
-        ConvertRgbRows<Source, Arithmetic>(
-            job.rgb.Row(row), job.rgb.Row(row + 1),
-            {job.y.Row(row), job.y.Row(row + 1), job.u.Row(row / 2), job.v.Row(row / 2)}, full);
-    if (row < job.height)
-        ConvertRgbRows<Source, Arithmetic>(
-            job.rgb.Row(row), job.rgb.Row(row),
-            {job.y.Row(row), job.y.Row(row), job.u.Row(row / 2), job.v.Row(row / 2)},
-            {width - width % 2, width - width % 2});
+    WithStores(job.y, job.width, job.height, [&](auto stream) {
+        std::ptrdiff_t row = 0;
+        for (; row + 1 < job.height; row += 2)
+            ConvertRgbRows<Source, Arithmetic, 2, stream>(
+                job.rgb.Row(row), job.rgb.Row(row + 1),
+                {job.y.Row(row), job.y.Row(row + 1), job.u.Row(row / 2), job.v.Row(row / 2)}, full);
+        if (row < job.height)
+            ConvertRgbRows<Source, Arithmetic, 1, stream>(
+                job.rgb.Row(row), job.rgb.Row(row),
+                {job.y.Row(row), job.y.Row(row), job.u.Row(row / 2), job.v.Row(row / 2)},
+                {width - width % 2, width - width % 2});
+    });
 }
 
 void CopyAlpha(const RgbToPlanar& job) {
@@ -314,9 +331,9 @@ void BgrRowToPacked(const std::uint8_t* pixels, std::uint8_t* out, std::size_t w
     alignas(64) std::uint8_t y[piece], u[piece / 2], v[piece / 2];
     for (std::size_t x = 0; x < width; x += piece) {
         const std::size_t count = std::min(piece, width - x);
-        ConvertRgbRows<SourceBgr, Yuv14>(pixels + x * 3, pixels + x * 3, {y, y, u, v},
-                                         {count, count + count % 2});
-        PlanarRowToPacked<kYuy2>(y, u, v, out + x * 2, (count + 1) / 2);
+        ConvertRgbRows<SourceBgr, Yuv14, 1, false>(pixels + x * 3, pixels + x * 3, {y, y, u, v},
+                                                   {count, count + count % 2});
+        PlanarRowToPacked<kYuy2, false>(y, u, v, out + x * 2, (count + 1) / 2);
     }
 }
 

@@ -10,8 +10,6 @@
 #include "Kernels.h"
 #include "Lanes-inl.h"
 
-#include <hwy/cache_control.h>
-
 #include <cstring>
 
 HWY_BEFORE_NAMESPACE();
@@ -185,18 +183,6 @@ struct Components13 {
     }
 };
 
-/// Output of this size bypasses the caches, which it would leave again before anybody reads it: without that,
-/// every line is first read from memory, only to be overwritten.
-constexpr std::ptrdiff_t kStreamBytes = 4 << 20;
-
-template <bool kStream>
-HWY_INLINE void StoreVector(V8 v, std::uint8_t* out) {
-    if constexpr (kStream)
-        hn::Stream(v, d8, out);
-    else
-        hn::StoreU(v, d8, out);
-}
-
 /// Bytes B, G, R and a constant. kParts tells Deal() how often Store() interleaves within lanes.
 template <int kFourth>
 struct Layout32 {
@@ -358,15 +344,8 @@ template <class Arithmetic, class Layout>
 void PlanarPictureToRgb(const PlanarToRgb& job) {
     if (job.width <= 0)
         return;
-    const std::ptrdiff_t bytes = job.width * job.height * static_cast<std::ptrdiff_t>(Layout::kPixelBytes);
-    const auto address =
-        reinterpret_cast<std::uintptr_t>(job.rgb.data) | static_cast<std::uintptr_t>(job.rgb.pitch);
-    if (bytes >= kStreamBytes && address % kBlock == 0) {
-        PlanarPictureRowsToRgb<Arithmetic, Layout, true>(job);
-        hwy::FlushStream();
-    } else {
-        PlanarPictureRowsToRgb<Arithmetic, Layout, false>(job);
-    }
+    WithStores(job.rgb, job.width * static_cast<std::ptrdiff_t>(Layout::kPixelBytes), job.height,
+               [&](auto stream) { PlanarPictureRowsToRgb<Arithmetic, Layout, stream>(job); });
 }
 
 /// The (u, v) pairs of half a block of macropixels.
@@ -381,37 +360,38 @@ HWY_INLINE V16 PackedLuma(V8 packed) {
 }
 
 /// A block of macropixels to natural order 24-bit pixels.
-template <bool kYuy2>
+template <bool kYuy2, bool kStream>
 HWY_INLINE void ConvertPackedBlock(const std::uint8_t* packed, std::uint8_t* out) {
     const V8 low = LoadLanes<32>(packed);
     const V8 high = LoadLanes<32>(packed + 16);
     const V8 y = PackSaturated(PackedLuma<kYuy2>(low), PackedLuma<kYuy2>(high));
-    Layout24::Store<false>(Rgb13::Convert(y, Rgb13::MakeTerms(PackedChroma<kYuy2>(low)),
-                                          Rgb13::MakeTerms(PackedChroma<kYuy2>(high))),
-                           out);
+    Layout24::Store<kStream>(Rgb13::Convert(y, Rgb13::MakeTerms(PackedChroma<kYuy2>(low)),
+                                            Rgb13::MakeTerms(PackedChroma<kYuy2>(high))),
+                             out);
 }
 
-template <bool kYuy2>
+template <bool kYuy2, bool kStream>
 void PackedRowToBgr(const std::uint8_t* packed, std::uint8_t* out, std::size_t width) {
     std::size_t x = 0;
     for (; x + kBlock <= width; x += kBlock)
-        ConvertPackedBlock<kYuy2>(packed + x * 2, out + x * 3);
+        ConvertPackedBlock<kYuy2, kStream>(packed + x * 2, out + x * 3);
     if (x == width)
         return;
     alignas(64) std::uint8_t packedRest[kBlock * 2] = {};
     alignas(64) std::uint8_t outRest[kBlock * 3];
     std::memcpy(packedRest, packed + x * 2, (width - x + 1) / 2 * 4);
-    ConvertPackedBlock<kYuy2>(packedRest, outRest);
+    ConvertPackedBlock<kYuy2, false>(packedRest, outRest);
     std::memcpy(out + x * 3, outRest, (width - x) * 3);
 }
 
 void PackedToBgr(const PackedToRgb& job) {
     if (job.width <= 0)
         return;
-    for (std::ptrdiff_t row = 0; row < job.height; ++row) {
-        const auto convert = job.yuy2 ? PackedRowToBgr<true> : PackedRowToBgr<false>;
-        convert(job.packed.Row(row), job.rgb.Row(row), static_cast<std::size_t>(job.width));
-    }
+    WithStores(job.rgb, job.width * 3, job.height, [&](auto stream) {
+        const auto convert = job.yuy2 ? PackedRowToBgr<true, stream> : PackedRowToBgr<false, stream>;
+        for (std::ptrdiff_t row = 0; row < job.height; ++row)
+            convert(job.packed.Row(row), job.rgb.Row(row), static_cast<std::size_t>(job.width));
+    });
 }
 
 } // namespace
