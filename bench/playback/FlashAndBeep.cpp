@@ -52,7 +52,7 @@ void MeasureFlashAndBeep() {
     {
         kqplay::Player player;
         if (!player.Create(watch, error) || !player.CreateView(kqplay::Player::OffScreen(), 320, 180) ||
-            !player.SetVideo(file.video))
+            !player.SetVideo(file.video, nullptr))
             throw std::runtime_error(error.empty() ? views.WhyNoView() : error);
         player.SetAudio(file.audio);
         views.SetPictureSink(FlashWatch::OnPicture, &watch);
