@@ -110,14 +110,17 @@ HWY_INLINE V Deal(V v) {
     return Permute32(v, index);
 }
 
-/// Takes back Deal<4>().
-template <class V>
+/// Takes back Deal<kParts>().
+template <std::size_t kParts, class V>
 HWY_INLINE V Gather(V v) {
     if constexpr (kLanes == 1)
         return v;
+    constexpr std::size_t width = 4 / kParts;
     alignas(64) std::int32_t index[kBlock / 4];
-    for (std::size_t i = 0; i < kBlock / 4; ++i)
-        index[i] = static_cast<std::int32_t>(i % kLanes * 4 + i / kLanes);
+    for (std::size_t i = 0; i < kBlock / 4; ++i) {
+        const std::size_t part = i / width;
+        index[i] = static_cast<std::int32_t>((part % kLanes * kParts + part / kLanes) * width + i % width);
+    }
     return Permute32(v, index);
 }
 

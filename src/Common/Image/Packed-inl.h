@@ -114,53 +114,42 @@ void PlanarToPackedPicture(const PlanarToPacked& job) {
     });
 }
 
-/// The bytes at even (or odd) positions of two vectors, in natural order.
+/// The bytes at even (or odd) positions as 16-bit values.
 template <bool kOdd>
-HWY_INLINE V8 EveryOtherByte(V8 low, V8 high) {
-    const auto a = hn::BitCast(du16, low);
-    const auto b = hn::BitCast(du16, high);
-    const auto mask = hn::Set(du16, 255);
-    return PackSaturated(hn::BitCast(d16, kOdd ? hn::ShiftRight<8>(a) : hn::And(a, mask)),
-                         hn::BitCast(d16, kOdd ? hn::ShiftRight<8>(b) : hn::And(b, mask)));
+HWY_INLINE V16 EveryOtherByte(V8 bytes) {
+    const auto words = hn::BitCast(du16, bytes);
+    return hn::BitCast(d16, kOdd ? hn::ShiftRight<8>(words) : hn::And(words, hn::Set(du16, 255)));
 }
 
-/// The truncated mean of bytes.
-HWY_INLINE V8 MeanDown(V8 a, V8 b) {
-    const V8 up = hn::AverageRound(a, b);
-    return hn::Sub(up, hn::And(hn::Xor(a, b), hn::Set(d8, 1)));
+/// The truncated mean of the bytes at even (or odd) positions.
+template <bool kOdd>
+HWY_INLINE V16 MeanOfEveryOtherByte(V8 a, V8 b) {
+    return hn::ShiftRight<1>(hn::Add(EveryOtherByte<kOdd>(a), EveryOtherByte<kOdd>(b)));
 }
 
 /// Splits bytes U, V in turn and stores the samples of one block; the lanes are in natural order.
 HWY_INLINE void StoreSplitChroma(V8 chroma, std::uint8_t* u, std::uint8_t* v) {
     alignas(16) static constexpr std::uint8_t kIndex[16] = {0, 2, 4, 6, 8, 10, 12, 14,
                                                             1, 3, 5, 7, 9, 11, 13, 15};
-    const V8 split = hn::TableLookupBytes(chroma, EveryLane(kIndex));
-    const hn::Repartition<std::uint64_t, decltype(d8)> d64;
-    const hn::Repartition<std::uint64_t, decltype(d8Half)> d64Half;
-    if constexpr (kLanes == 1) {
-        hn::StoreU(hn::LowerHalf(d8Half, split), d8Half, u);
-        hn::StoreU(hn::UpperHalf(d8Half, split), d8Half, v);
-    } else {
-        const auto parts = hn::BitCast(d64, split);
-        hn::StoreU(hn::LowerHalf(d64Half, hn::ConcatEven(d64, parts, parts)), d64Half,
-                   reinterpret_cast<std::uint64_t*>(u));
-        hn::StoreU(hn::LowerHalf(d64Half, hn::ConcatOdd(d64, parts, parts)), d64Half,
-                   reinterpret_cast<std::uint64_t*>(v));
-    }
+    const V8 split = Gather<2>(hn::TableLookupBytes(chroma, EveryLane(kIndex)));
+    hn::StoreU(hn::LowerHalf(d8Half, split), d8Half, u);
+    hn::StoreU(hn::UpperHalf(d8Half, split), d8Half, v);
 }
 
 template <bool kYuy2, bool kStream>
 void PackedRowPairToPlanar(const std::uint8_t* upper, const std::uint8_t* lower, std::uint8_t* y0,
                            std::uint8_t* y1, std::uint8_t* u, std::uint8_t* v, std::size_t macropixels) {
+    constexpr int luma = kYuy2 ? 0 : 1;
     std::size_t k = 0;
     for (; k + kHalfBlock <= macropixels; k += kHalfBlock) {
         const V8 a0 = LoadLanes<32>(upper + 4 * k), a1 = LoadLanes<32>(upper + 4 * k + 16);
         const V8 b0 = LoadLanes<32>(lower + 4 * k), b1 = LoadLanes<32>(lower + 4 * k + 16);
-        StoreVector<kStream>(EveryOtherByte<!kYuy2>(a0, a1), y0 + 2 * k);
-        StoreVector<kStream>(EveryOtherByte<!kYuy2>(b0, b1), y1 + 2 * k);
-        StoreSplitChroma(EveryOtherByte<kYuy2>(MeanDown(a0, b0), MeanDown(a1, b1)), u + k, v + k);
+        StoreVector<kStream>(PackSaturated(EveryOtherByte<luma>(a0), EveryOtherByte<luma>(a1)), y0 + 2 * k);
+        StoreVector<kStream>(PackSaturated(EveryOtherByte<luma>(b0), EveryOtherByte<luma>(b1)), y1 + 2 * k);
+        StoreSplitChroma(
+            PackSaturated(MeanOfEveryOtherByte<!luma>(a0, b0), MeanOfEveryOtherByte<!luma>(a1, b1)), u + k,
+            v + k);
     }
-    constexpr int luma = kYuy2 ? 0 : 1;
     for (; k < macropixels; ++k) {
         const std::uint8_t* a = upper + 4 * k;
         const std::uint8_t* b = lower + 4 * k;

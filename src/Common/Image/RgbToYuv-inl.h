@@ -139,7 +139,7 @@ HWY_INLINE V8 PackLuma(V16 quarters01, V16 quarters23, int offset) {
     alignas(16) static constexpr std::uint8_t kIndex[16] = {0, 2,  4,  6,  1, 3,  5,  7,
                                                             8, 10, 12, 14, 9, 11, 13, 15};
     const V8 packed = PackSaturated(quarters01, quarters23);
-    const V8 ordered = Gather(hn::TableLookupBytes(packed, EveryLane(kIndex)));
+    const V8 ordered = Gather<4>(hn::TableLookupBytes(packed, EveryLane(kIndex)));
     return offset == 0 ? ordered : hn::Add(ordered, hn::Set(d8, static_cast<std::uint8_t>(offset)));
 }
 

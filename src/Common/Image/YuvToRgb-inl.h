@@ -86,14 +86,37 @@ struct Saturating {
     struct Channel<W, true> {
         V16 main, rest;
 
+        // With X = 256 (sample - 128) + kNudge, the upper half of kRate X is the rest but for a constant: the
+        // nudge stands in for the fraction of kOffset, and is found by trying all samples.
+        static_assert(W::kU == 0 || W::kV == 0);
+        static constexpr int kRate = (W::kU + W::kV - (256 << kShift)) << (8 - kShift);
+        static constexpr int RestOf(int sample) {
+            return ((W::kU + W::kV - (256 << kShift)) * sample + W::kOffset) >> kShift;
+        }
+        static constexpr int UpperHalf(int sample, int nudge) {
+            return ((256 * (sample - 128) + nudge) * kRate) >> 16;
+        }
+        static constexpr bool Suits(int nudge) {
+            for (int sample = 1; sample < 256; ++sample)
+                if (UpperHalf(sample, nudge) - UpperHalf(0, nudge) != RestOf(sample) - RestOf(0))
+                    return false;
+            return true;
+        }
+        static constexpr int FindNudge() {
+            int nudge = 0;
+            while (!Suits(nudge))
+                ++nudge;
+            return nudge;
+        }
+        static constexpr int kNudge = FindNudge();
+        static constexpr int kRestOffset = RestOf(0) - UpperHalf(0, kNudge) + 128 * 256 + kLumaBias - kNudge;
+        static_assert(kNudge < 256 && kRate < 32768 && UpperHalf(0, kNudge) + kRestOffset >= 0 &&
+                      UpperHalf(255, kNudge) + kRestOffset < 32768);
+
         static HWY_INLINE Channel Make(V16 uv) {
-            static_assert(W::kU == 0 || W::kV == 0);
-            constexpr int step = 256 * (1 << kShift);
-            using Rest = Weights<W::kU == 0 ? 0 : W::kU - step, W::kV == 0 ? 0 : W::kV - step,
-                                 W::kOffset + 128 * step + kLumaBias*(1 << kShift)>;
-            static_assert(Rest::kMin >= 0 && (Rest::kMax >> kShift) < 32768);
-            return {hn::Xor(RepeatSampleHigh < W::kU == 0 ? 2 : 0 > (uv), Set16(-32768)),
-                    RepeatLow(hn::ShiftRight<kShift>(WeightedSum<Rest>(uv)))};
+            constexpr int sample = W::kU == 0 ? 2 : 0;
+            const V16 x = hn::Xor(RepeatSampleHigh<sample>(uv), Set16(-32768 + kNudge));
+            return {x, hn::Add(hn::MulHigh(x, Set16(kRate)), Set16(kRestOffset))};
         }
         HWY_INLINE V16 AddTo(V16 luma) const { return hn::SaturatedAdd(hn::SaturatedAdd(luma, main), rest); }
     };
