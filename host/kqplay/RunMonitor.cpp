@@ -3,6 +3,12 @@
 #include <sys/eventfd.h>
 
 namespace kqplay {
+namespace {
+
+/// Positions that are further apart, in seconds, tell of a seek.
+constexpr double longestGap = 0.5;
+
+} // namespace
 
 RunMonitor::RunMonitor(Player& player, TraceWriter& trace, double clockStep)
     : m_player(player), m_trace(trace), m_wake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)), m_late(clockStep) {}
@@ -85,8 +91,10 @@ void RunMonitor::OnPicture(int view, int width, int height, const unsigned char*
 }
 
 void RunMonitor::OnPosition(double seconds) {
-    m_position = seconds;
-    if (m_pictureCame.exchange(false))
+    const double moved = seconds - m_position.exchange(seconds);
+    if (moved < 0 || moved > longestGap) // a seek
+        m_late.Restart();
+    if (m_pictureCame.exchange(false) && !m_paused)
         m_late.Frame(static_cast<double>(MonotonicMicroseconds()) / 1e6, seconds);
     m_trace.Position(seconds);
 }
