@@ -6,7 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -346,5 +348,56 @@ std::string CaseName(const testing::TestParamInfo<RoutineCase>& info) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Image, EveryRoutine, testing::ValuesIn(kRoutines), CaseName);
+
+/// A picture in every format, its buffers at cache lines.
+struct BigPicture {
+    static constexpr std::int32_t kWidth = 2104, kPitch = 2112, kHeight = 2002;
+    static constexpr std::size_t kLuma = std::size_t{kPitch} * kHeight;
+
+    explicit BigPicture(std::uint32_t seed) : bytes(kLuma * 6 + 64) {
+        for (std::size_t i = 0; i < kLuma * 6; ++i)
+            y[i] = static_cast<std::uint8_t>((seed = seed * 1664525u + 1013904223u) >> 24);
+    }
+
+    std::vector<std::uint8_t> bytes;
+    std::uint8_t* y = bytes.data() + 64 - reinterpret_cast<std::uintptr_t>(bytes.data()) % 64;
+    std::uint8_t *u = y + kLuma, *v = u + kLuma / 2, *wide = v + kLuma / 2;
+    tagBITMAPINFOHEADER header = Header(kWidth, kHeight, 32);
+};
+
+/// Runs a routine and its reference on equal pictures.
+template <class Routine, class Call>
+void CompareBig(const char* name, Routine routine, Routine plain, Call call) {
+    BigPicture in(1), want(2);
+    call(plain, in, want);
+    for (const std::int64_t target : DispatchTargets()) {
+        UseTarget(target);
+        BigPicture got(2);
+        call(routine, in, got);
+        EXPECT_EQ(0, std::memcmp(want.y, got.y, BigPicture::kLuma * 6)) << name << ", " << TargetName(target);
+    }
+    UseTarget(0);
+}
+
+TEST(BigPictures, AreTheReferencesWhenTheyBypassTheCaches) {
+    using P = BigPicture;
+    constexpr std::int32_t p = P::kPitch;
+    CompareBig("Yuv420_2_rgb32", Yuv420_2_rgb32, reference::Yuv420_2_rgb32, [](auto routine, P& in, P& out) {
+        routine(&out.header, out.wide, in.y, in.u, in.v, p, p / 2, p / 2);
+    });
+    CompareBig("Argb_2_yuv420", EightParameters{Argb_2_yuv420}, EightParameters{reference::Argb_2_yuv420},
+               [](auto routine, P& in, P& out) {
+                   routine(out.y, out.u, out.v, p, p / 2, p / 2, &in.header, in.wide);
+               });
+    CompareBig("YUY2_2_Rgb24", YUY2_2_Rgb24, reference::YUY2_2_Rgb24, [](auto routine, P& in, P& out) {
+        routine(out.wide, P::kHeight, p * 3, 0, 0, P::kWidth, P::kHeight, in.wide, p * 2, 1, 0, 0);
+    });
+    CompareBig("Yuv420_2_YUY2", Yuv420_2_YUY2, reference::Yuv420_2_YUY2, [](auto routine, P& in, P& out) {
+        routine(out.wide, p * 2, 0, 0, P::kWidth, P::kHeight, 1, in.y, in.u, in.v, p, p / 2, p / 2, 0, 0);
+    });
+    CompareBig("YUY2_2_Yuv420", YUY2_2_Yuv420, reference::YUY2_2_Yuv420, [](auto routine, P& in, P& out) {
+        routine(out.y, out.u, out.v, p, p / 2, p / 2, 0, 0, P::kWidth, P::kHeight, in.wide, p * 2, 1, 0, 0);
+    });
+}
 
 } // namespace

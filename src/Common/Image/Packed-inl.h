@@ -16,62 +16,42 @@ HWY_BEFORE_NAMESPACE();
 namespace kq::image::HWY_NAMESPACE {
 namespace {
 
-/// Chroma of a block where packed pixels have it: one sample for each column, U and V in turn.
-struct BlockChroma {
-    V16 left, right;
-};
-
-#if HWY_TARGET <= HWY_AVX2 && HWY_TARGET > HWY_AVX3
-/// Widens the lower 8 bytes to the even (or odd) positions of the first lane and the upper 8 to those of the
-/// second. Both lanes hold the same bytes: one shuffle is cheaper here than a conversion that crosses lanes.
-template <bool kOdd>
-HWY_INLINE V16 WidenTwice(V8 bytes) {
-    constexpr std::uint8_t none = 0x80;
-    alignas(32) static constexpr std::uint8_t kIndex[2][32] = {
-        {0, none, 1, none, 2,  none, 3,  none, 4,  none, 5,  none, 6,  none, 7,  none,
-         8, none, 9, none, 10, none, 11, none, 12, none, 13, none, 14, none, 15, none},
-        {none, 0, none, 1, none, 2,  none, 3,  none, 4,  none, 5,  none, 6,  none, 7,
-         none, 8, none, 9, none, 10, none, 11, none, 12, none, 13, none, 14, none, 15}};
-    return hn::BitCast(d16, hn::TableLookupBytes(bytes, hn::Load(d8, kIndex[kOdd])));
-}
-
-template <bool kOdd>
-HWY_INLINE V16 WidenBytes(const std::uint8_t* p) {
-    return WidenTwice<kOdd>(EveryLane(p));
-}
-
-template <bool kOdd>
-HWY_INLINE BlockChroma LoadChroma(const std::uint8_t* u, const std::uint8_t* v) {
-    const V8 uTwice = EveryLane(u), vTwice = EveryLane(v);
-    return {WidenTwice<kOdd>(hn::InterleaveLower(d8, uTwice, vTwice)),
-            WidenTwice<kOdd>(hn::InterleaveUpper(d8, uTwice, vTwice))};
-}
+/// Stores four vectors lane by lane: the first lane of each, then the second of each.
+template <bool kStream>
+HWY_INLINE void StoreLaneByLane(V8 v0, V8 v1, V8 v2, V8 v3, std::uint8_t* out) {
+#if HWY_TARGET <= HWY_AVX3
+    const auto store = [&](V8 low, V8 high, std::uint8_t* p) {
+        StoreVector<kStream>(V8{_mm512_shuffle_i32x4(low.raw, high.raw, 0x88)}, p);
+        StoreVector<kStream>(V8{_mm512_shuffle_i32x4(low.raw, high.raw, 0xDD)}, p + kBlock);
+    };
+    store(hn::ConcatLowerLower(d8, v1, v0), hn::ConcatLowerLower(d8, v3, v2), out);
+    store(hn::ConcatUpperUpper(d8, v1, v0), hn::ConcatUpperUpper(d8, v3, v2), out + 2 * kBlock);
+#elif HWY_TARGET <= HWY_AVX2
+    StoreVector<kStream>(hn::ConcatLowerLower(d8, v1, v0), out);
+    StoreVector<kStream>(hn::ConcatLowerLower(d8, v3, v2), out + kBlock);
+    StoreVector<kStream>(hn::ConcatUpperUpper(d8, v1, v0), out + 2 * kBlock);
+    StoreVector<kStream>(hn::ConcatUpperUpper(d8, v3, v2), out + 3 * kBlock);
 #else
-template <bool kOdd, class V>
-HWY_INLINE V16 Widen(V bytes) {
-    const V16 words = hn::PromoteTo(d16, bytes);
-    return kOdd ? hn::ShiftLeft<8>(words) : words;
-}
-
-/// A half block of bytes at the even (or odd) positions.
-template <bool kOdd>
-HWY_INLINE V16 WidenBytes(const std::uint8_t* p) {
-    return Widen<kOdd>(hn::LoadU(d8Half, p));
-}
-
-template <bool kOdd>
-HWY_INLINE BlockChroma LoadChroma(const std::uint8_t* u, const std::uint8_t* v) {
-    const V8 both = hn::BitCast(d8, hn::Or(WidenBytes<false>(u), WidenBytes<true>(v)));
-    return {Widen<kOdd>(hn::LowerHalf(d8Half, both)), Widen<kOdd>(hn::UpperHalf(d8Half, both))};
-}
+    StoreVector<kStream>(v0, out);
+    StoreVector<kStream>(v1, out + kBlock);
+    StoreVector<kStream>(v2, out + 2 * kBlock);
+    StoreVector<kStream>(v3, out + 3 * kBlock);
 #endif
+}
 
+/// Packs kBlock macropixels. Lane l of the luma vectors has the columns from 32 l and from 32 l + 16 on,
+/// which is where interleaving leaves their chroma, so that lanes are crossed once only, on the way out.
 template <bool kYuy2, bool kStream>
-HWY_INLINE void StorePackedBlock(const std::uint8_t* y, const BlockChroma& chroma, std::uint8_t* out) {
-    const V16 left = hn::Or(WidenBytes<!kYuy2>(y), chroma.left);
-    const V16 right = hn::Or(WidenBytes<!kYuy2>(y + kHalfBlock), chroma.right);
-    StoreVector<kStream>(hn::BitCast(d8, left), out);
-    StoreVector<kStream>(hn::BitCast(d8, right), out + kBlock);
+HWY_INLINE void PackBlock(const std::uint8_t* y, const std::uint8_t* u, const std::uint8_t* v,
+                          std::uint8_t* out) {
+    const V8 us = hn::LoadU(d8, u), vs = hn::LoadU(d8, v);
+    const V8 yLow = LoadLanes<32>(y), uvLow = hn::InterleaveLower(d8, us, vs);
+    const V8 yHigh = LoadLanes<32>(y + 16), uvHigh = hn::InterleaveUpper(d8, us, vs);
+    const V8 low[2] = {kYuy2 ? yLow : uvLow, kYuy2 ? uvLow : yLow};
+    const V8 high[2] = {kYuy2 ? yHigh : uvHigh, kYuy2 ? uvHigh : yHigh};
+    StoreLaneByLane<kStream>(hn::InterleaveLower(d8, low[0], low[1]), hn::InterleaveUpper(d8, low[0], low[1]),
+                             hn::InterleaveLower(d8, high[0], high[1]),
+                             hn::InterleaveUpper(d8, high[0], high[1]), out);
 }
 
 /// The samples of fewer macropixels than a block has.
@@ -88,10 +68,15 @@ void PackRest(const std::uint8_t* y, const std::uint8_t* u, const std::uint8_t* 
 template <bool kYuy2, bool kStream>
 void PlanarRowToPacked(const std::uint8_t* y, const std::uint8_t* u, const std::uint8_t* v, std::uint8_t* out,
                        std::size_t macropixels) {
+    if (macropixels < kBlock)
+        return PackRest<kYuy2>(y, u, v, out, macropixels);
     std::size_t k = 0;
-    for (; k + kHalfBlock <= macropixels; k += kHalfBlock)
-        StorePackedBlock<kYuy2, kStream>(y + 2 * k, LoadChroma<kYuy2>(u + k, v + k), out + 4 * k);
-    PackRest<kYuy2>(y + 2 * k, u + k, v + k, out + 4 * k, macropixels - k);
+    for (; k + kBlock <= macropixels; k += kBlock)
+        PackBlock<kYuy2, kStream>(y + 2 * k, u + k, v + k, out + 4 * k);
+    if (k == macropixels)
+        return;
+    k = macropixels - kBlock; // The last block overlaps its neighbour.
+    PackBlock<kYuy2, false>(y + 2 * k, u + k, v + k, out + 4 * k);
 }
 
 /// One row after the other: memory takes a single ascending stream faster than two rows side by side, and the
