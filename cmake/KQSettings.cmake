@@ -54,6 +54,13 @@ function(kq_pkg name)
     set(${name}_FOUND ${${name}_FOUND} PARENT_SCOPE)
 endfunction()
 
+# kq_uses_regex(source…): GCC takes <regex> for uninitialised once it is instrumented.
+function(kq_uses_regex)
+    if(KQ_SANITIZE)
+        set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS -Wno-maybe-uninitialized)
+    endif()
+endfunction()
+
 # kq_test(NAME source… [LIBS target…] [FOLDER sub-folder of bin] [SERIAL] [TIMEOUT seconds]
 #         [ENV NAME=VALUE…] [FIXTURES name])
 # A GoogleTest program; every test in it is a test of its own for CTest.
