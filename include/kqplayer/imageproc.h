@@ -22,6 +22,8 @@ KQ_EXTERN_C struct tagBITMAPINFOHEADER* DIGetBitmapInfo(void* pImage);
 /// appears whole or not at all, and a file of that name stays intact when writing fails.
 /// @param pPath the path, encoded as UTF-8 on its way to the file system
 /// @param pMimeType L"image/bmp", L"image/jpeg" or L"image/png"; null writes nothing
+/// JPEG is written at quality 92 without chroma subsampling: smooth pictures come back with a PSNR above 40
+/// dB.
 /// @return 1 when the file was written; 0 otherwise, with a log line that names the file and the reason
 KQ_EXTERN_C int DISaveEx(void* pImage, const wchar_t* pPath, const wchar_t* pMimeType);
 KQ_EXTERN_C void DIDestroy(void* pImage); ///< frees the image; null is ignored
