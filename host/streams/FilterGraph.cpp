@@ -219,6 +219,7 @@ void FilterGraph::Finish() {
 }
 
 FilterGraph::Pulled FilterGraph::Pull(AVFrame& picture) {
+    av_frame_unref(&picture); // FFmpeg overwrites what is in it
     const int result = av_buffersink_get_frame(m_sink, &picture);
     if (result >= 0)
         return Pulled::Picture;
