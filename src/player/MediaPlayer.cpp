@@ -1,5 +1,6 @@
 #include "player/MediaPlayer.h"
 
+#include "com/QueryInfo.h"
 #include "com/UuidOf.h"
 #include "player/LowMemory.h"
 #include "player/PlaybackRun.h"
@@ -18,14 +19,6 @@ namespace {
 constexpr useconds_t kSeekPollMicroseconds = 1'000;
 /// A time above this is a request; anything below stands for none.
 constexpr double kNotSet = -0.001;
-
-/// The stream's information, or null when the query fails.
-ComPtr<IStreamInfo> QueryInfo(IMediaStream& stream) {
-    IStreamInfo* pInfo = nullptr;
-    const bool bFailed = stream.GetStreamInfo(&pInfo) != 0;
-    auto result = ComPtr<IStreamInfo>::Adopt(pInfo);
-    return bFailed ? ComPtr<IStreamInfo>() : std::move(result);
-}
 
 } // namespace
 

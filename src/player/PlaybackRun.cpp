@@ -1,6 +1,7 @@
 #include "player/PlaybackRun.h"
 
 #include "audio/SoundPlayer.h"
+#include "com/QueryInfo.h"
 #include "thread/TickClock.h"
 
 #include <kqplayer/log.h>
@@ -69,11 +70,8 @@ void PlaybackRun::ReadVideoFormat() {
         m_dFrameRate = 25.0;
         return;
     }
-    IStreamInfo* pInfo = nullptr;
-    const bool bFailed = m_pVideo->GetStreamInfo(&pInfo) != 0;
-    m_pVideoInfo = ComPtr<IStreamInfo>::Adopt(pInfo);
-    const VIDEO_STREAM_INFO* const pFormat =
-        !bFailed && m_pVideoInfo ? m_pVideoInfo->GetVideoFormat() : nullptr;
+    m_pVideoInfo = QueryInfo(*m_pVideo.Get());
+    const VIDEO_STREAM_INFO* const pFormat = m_pVideoInfo ? m_pVideoInfo->GetVideoFormat() : nullptr;
     m_dFrameRate = pFormat != nullptr ? pFormat->dFrameRate : 0.0;
 }
 
@@ -83,11 +81,8 @@ void PlaybackRun::ReadAudioFormat() {
     if (!m_pAudio) {
         return;
     }
-    IStreamInfo* pInfo = nullptr;
-    const bool bFailed = m_pAudio->GetStreamInfo(&pInfo) != 0;
-    m_pAudioInfo = ComPtr<IStreamInfo>::Adopt(pInfo);
-    const AUDIO_STREAM_INFO* const pFormat =
-        !bFailed && m_pAudioInfo ? m_pAudioInfo->GetAudioFormat() : nullptr;
+    m_pAudioInfo = QueryInfo(*m_pAudio.Get());
+    const AUDIO_STREAM_INFO* const pFormat = m_pAudioInfo ? m_pAudioInfo->GetAudioFormat() : nullptr;
     if (pFormat != nullptr) {
         m_player.m_audioFormat = CMediaPlayer::CopyAudioFormat(*pFormat);
         m_bHasAudioFormat = true;

@@ -1,5 +1,6 @@
 #include "view/PlayerView.h"
 
+#include "com/QueryInfo.h"
 #include "com/UuidOf.h"
 
 #include <cstdlib>
@@ -46,10 +47,8 @@ std::int32_t CPlayerView::SetVideoInput(int nSourceMode, IMediaStream* pStream) 
     }
     m_nSourceMode = nSourceMode;
     auto pNewStream = ComPtr<IMediaStream>::Share(pStream);
-    IStreamInfo* pRawInfo = nullptr;
-    const bool bFailed = pNewStream->GetStreamInfo(&pRawInfo) != 0;
-    const auto pInfo = ComPtr<IStreamInfo>::Adopt(pRawInfo);
-    const VIDEO_STREAM_INFO* const pFormat = !bFailed && pInfo ? pInfo->GetVideoFormat() : nullptr;
+    const auto pInfo = QueryInfo(*pNewStream.Get());
+    const VIDEO_STREAM_INFO* const pFormat = pInfo ? pInfo->GetVideoFormat() : nullptr;
     if (pFormat == nullptr) {
         return kq::Refused;
     }
