@@ -169,6 +169,17 @@ struct Saturating {
     static HWY_INLINE BgrBlock Convert(V8 y, const Terms& low, const Terms& high) {
         V16 lumaLow, lumaHigh;
         Lumas(y, &lumaLow, &lumaHigh);
+        return Sum(lumaLow, lumaHigh, low, high);
+    }
+    /// The same from luma samples in 16-bit words.
+    static HWY_INLINE BgrBlock ConvertWords(V16 yLow, V16 yHigh, const Terms& low, const Terms& high) {
+        const V16 bias = Set16(kLumaBias);
+        return Sum(hn::Sub(hn::Mul(yLow, Set16(149)), bias), hn::Sub(hn::Mul(yHigh, Set16(149)), bias), low,
+                   high);
+    }
+
+private:
+    static HWY_INLINE BgrBlock Sum(V16 lumaLow, V16 lumaHigh, const Terms& low, const Terms& high) {
         return {Pack(lumaLow, lumaHigh, low.b, high.b), Pack(lumaLow, lumaHigh, low.g, high.g),
                 Pack(lumaLow, lumaHigh, low.r, high.r)};
     }
@@ -432,9 +443,9 @@ template <bool kYuy2, bool kStream>
 HWY_INLINE void ConvertPackedBlock(const std::uint8_t* packed, std::uint8_t* out) {
     const V8 low = LoadLanes<32>(packed);
     const V8 high = LoadLanes<32>(packed + 16);
-    const V8 y = PackSaturated(PackedLuma<kYuy2>(low), PackedLuma<kYuy2>(high));
-    Layout24::Store<kStream>(Rgb13::Convert(y, Rgb13::MakeTerms(PackedChroma<kYuy2>(low)),
-                                            Rgb13::MakeTerms(PackedChroma<kYuy2>(high))),
+    Layout24::Store<kStream>(Rgb13::ConvertWords(PackedLuma<kYuy2>(low), PackedLuma<kYuy2>(high),
+                                                 Rgb13::MakeTerms(PackedChroma<kYuy2>(low)),
+                                                 Rgb13::MakeTerms(PackedChroma<kYuy2>(high))),
                              out);
 }
 
