@@ -2,7 +2,11 @@
 /// Visibility of the symbols that the libraries publish. Everything else stays hidden.
 #pragma once
 
+#include "version.h"
+
 #define KQ_API __attribute__((visibility("default")))
+/// Of members of a published class that are not for its users.
+#define KQ_LOCAL __attribute__((visibility("hidden")))
 
 #ifdef __cplusplus
 #define KQ_EXTERN_C extern "C" KQ_API
