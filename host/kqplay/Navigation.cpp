@@ -24,7 +24,7 @@ constexpr double usualFrame = 0.04;
 
 void Navigation::SetVideo(IMediaStream* video) {
     m_video = video;
-    ComPtr<IStreamInfo> info;
+    kq::ComPtr<IStreamInfo> info;
     if (!video || video->GetStreamInfo(info.Out()) != kq::Ok)
         return;
     const VIDEO_STREAM_INFO* format = info->GetVideoFormat();

@@ -26,25 +26,20 @@ void Player::Close() {
 }
 
 bool Player::Create(PlayerListener& listener, std::string& error) {
-    ComPtr<IClassFactory> factory;
-    void** out = reinterpret_cast<void**>(factory.Out());
-    std::int32_t result = DllGetClassObject(CLSID_CMediaPlayer, IID_IClassFactory, out);
-    if (result == kq::Ok)
-        result = factory->CreateInstance(nullptr, IID_IMediaPlayer, reinterpret_cast<void**>(m_player.Out()));
-    if (result == kq::Ok)
-        result = m_player->QueryInterface(IID_IAudioInput, reinterpret_cast<void**>(m_audioInput.Out()));
+    std::int32_t result = kq::CreatePlayer(m_player);
     if (result == kq::Ok)
         result = m_player->GetPlayerViewMgr(m_views.Out());
     if (result != kq::Ok) {
-        error = result == kq::OutOfMemory ? "no memory for a player" : "the component gives no player";
+        error = std::string("the component gives no player: ") + kq::ResultText(result);
         return false;
     }
+    m_audioInput = m_player.As<IAudioInput>();
     m_player->SetCallBack(OnNotify, &listener);
     return true;
 }
 
 bool Player::CreateView(void* parent, int width, int height) {
-    ComPtr<IPlayerView> view(m_views->CreatePlayView(parent, tagRECT{0, 0, width, height}));
+    auto view = kq::ComPtr<IPlayerView>::Adopt(m_views->CreatePlayView(parent, tagRECT{0, 0, width, height}));
     const bool made = static_cast<bool>(view);
     if (made)
         m_shown.push_back(std::move(view));
@@ -53,7 +48,7 @@ bool Player::CreateView(void* parent, int width, int height) {
 
 bool Player::SetVideo(IMediaStream* video, IMediaStream* other) {
     const int reference = ReferenceMode(m_shown.size());
-    for (ComPtr<IPlayerView>& view : m_shown) {
+    for (kq::ComPtr<IPlayerView>& view : m_shown) {
         const bool showsOther = other && &view == &m_shown.back();
         if (view->SetVideoInput(showsOther ? otherMode : reference, showsOther ? other : video) != kq::Ok)
             return false;
@@ -63,7 +58,7 @@ bool Player::SetVideo(IMediaStream* video, IMediaStream* other) {
 
 std::vector<void*> Player::ViewWindows() const {
     std::vector<void*> windows;
-    for (const ComPtr<IPlayerView>& view : m_shown)
+    for (const kq::ComPtr<IPlayerView>& view : m_shown)
         windows.push_back(view->GetWND());
     return windows;
 }
@@ -81,7 +76,7 @@ bool Player::Play() {
 }
 
 void* Player::OffScreen() {
-    return reinterpret_cast<void*>(std::uintptr_t{1});
+    return kq::OffScreenParent();
 }
 
 long Player::OnNotify(void* userData, unsigned int message, unsigned int what, unsigned int argument) {

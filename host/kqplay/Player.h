@@ -2,8 +2,7 @@
 /// The player component, wrapped for one reference stream in any number of views.
 #pragma once
 
-#include "ComPtr.h"
-
+#include <kqplayer/convenience.h>
 #include <kqplayer/kqplayer.h>
 
 #include <optional>
@@ -80,10 +79,10 @@ private:
 
     static long OnNotify(void* userData, unsigned int message, unsigned int what, unsigned int argument);
 
-    ComPtr<IMediaPlayer> m_player;
-    ComPtr<IAudioInput> m_audioInput;
-    ComPtr<IPlayerViewMgr> m_views;
-    std::vector<ComPtr<IPlayerView>> m_shown;
+    kq::ComPtr<IMediaPlayer> m_player;
+    kq::ComPtr<IAudioInput> m_audioInput;
+    kq::ComPtr<IPlayerViewMgr> m_views;
+    std::vector<kq::ComPtr<IPlayerView>> m_shown;
 };
 
 } // namespace kqplay

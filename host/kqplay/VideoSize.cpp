@@ -1,6 +1,6 @@
 #include "VideoSize.h"
 
-#include "ComPtr.h"
+#include <kqplayer/convenience.h>
 
 #include <cmath>
 #include <cstdlib>
@@ -8,7 +8,7 @@
 namespace kqplay {
 
 void DisplaySize(IMediaStream* video, int& width, int& height) {
-    ComPtr<IStreamInfo> info;
+    kq::ComPtr<IStreamInfo> info;
     const VIDEO_STREAM_INFO* format = nullptr;
     if (video->GetStreamInfo(info.Out()) == kq::Ok)
         format = info->GetVideoFormat();

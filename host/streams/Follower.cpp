@@ -4,16 +4,8 @@
 
 namespace kq::streams {
 
-Follower::Follower(ComHandle<QueuedStream> own, ComHandle<TimedStream> reference)
-    : m_own(std::move(own)), m_reference(std::move(reference)) {}
-
-std::int32_t Follower::GetStreamInfo(IStreamInfo** ppInfo) {
-    return m_own->GetStreamInfo(ppInfo);
-}
-
-std::int32_t Follower::Reserved() {
-    return Failed;
-}
+Follower::Follower(ComPtr<QueuedStream> own, ComPtr<TimedStream> reference)
+    : TimedStream(own->Format()), m_own(std::move(own)), m_reference(std::move(reference)) {}
 
 double Follower::Seek(double /*dSeconds*/, int /*nMode*/) {
     return ToSeconds(Follow());

@@ -10,10 +10,8 @@ namespace kq::streams {
 /// Shows, of its own pictures, always the one that is on show at the time of the reference's current frame.
 class Follower : public TimedStream {
 public:
-    Follower(ComHandle<QueuedStream> own, ComHandle<TimedStream> reference);
+    Follower(ComPtr<QueuedStream> own, ComPtr<TimedStream> reference);
 
-    std::int32_t GetStreamInfo(IStreamInfo** ppInfo) override;
-    std::int32_t Reserved() override;
     double Seek(double dSeconds, int nMode) override;
     MEDIA_FRAME* GetCurrentFrame() override;
     int NextFrame() override;
@@ -23,8 +21,8 @@ public:
 private:
     Ticks Follow();
 
-    const ComHandle<QueuedStream> m_own;
-    const ComHandle<TimedStream> m_reference;
+    const ComPtr<QueuedStream> m_own;
+    const ComPtr<TimedStream> m_reference;
 };
 
 } // namespace kq::streams

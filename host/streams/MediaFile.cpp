@@ -68,9 +68,10 @@ struct Prepared {
     std::size_t queueBytes = 0;
 
     /// Starts its thread. @return null without a source
-    ComHandle<QueuedStream> Begin() {
-        return ComHandle<QueuedStream>(source ? new QueuedStream(std::move(source), format, queueBytes)
-                                              : nullptr);
+    ComPtr<QueuedStream> Begin() {
+        if (!source)
+            return nullptr;
+        return ComPtr<QueuedStream>::Adopt(new QueuedStream(std::move(source), format, queueBytes));
     }
 };
 
@@ -331,14 +332,14 @@ bool OpenMediaFile(const std::string& path, const OpenOptions& options, MediaFil
     if (!opening.Run(error))
         return false;
     file.facts = std::move(opening.facts);
-    file.video = opening.video.Begin().release();
-    file.audio = opening.audio.Begin().release();
+    file.video = opening.video.Begin().Detach();
+    file.audio = opening.audio.Begin().Detach();
     return true;
 }
 
 bool OpenFollower(const std::string& path, IMediaStream& reference, const OpenOptions& options,
                   MediaFile& file, std::string& error) {
-    ComHandle<TimedStream> followed = TimedStream::From(reference);
+    ComPtr<TimedStream> followed = TimedStream::From(reference);
     if (!followed) {
         error = path + ": there is no stream of a media file to follow";
         return false;

@@ -22,7 +22,7 @@ Ticks ToTicks(double seconds) {
 
 QueuedStream::QueuedStream(std::unique_ptr<FrameSource> source, const StreamFormat& format,
                            std::size_t queueBytes)
-    : m_source(std::move(source)), m_format(format),
+    : TimedStream(format), m_source(std::move(source)),
       m_holdsLast(std::holds_alternative<VIDEO_STREAM_INFO>(format)), m_queueBytes(queueBytes),
       m_thread([this] { DecodeAhead(); }) {}
 
@@ -34,17 +34,6 @@ QueuedStream::~QueuedStream() {
     }
     m_work.notify_one();
     m_thread.join();
-}
-
-std::int32_t QueuedStream::GetStreamInfo(IStreamInfo** ppInfo) {
-    if (ppInfo == nullptr)
-        return NullPointer;
-    *ppInfo = new StreamInfo(m_format);
-    return Ok;
-}
-
-std::int32_t QueuedStream::Reserved() {
-    return Failed;
 }
 
 MEDIA_FRAME* QueuedStream::GetCurrentFrame() {

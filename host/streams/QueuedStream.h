@@ -4,7 +4,6 @@
 
 #include "FramePins.h"
 #include "FrameSource.h"
-#include "StreamInfo.h"
 #include "TimedStream.h"
 
 #include <condition_variable>
@@ -28,8 +27,6 @@ public:
     /// @param queueBytes bound of the frames made ahead; three are always made
     QueuedStream(std::unique_ptr<FrameSource> source, const StreamFormat& format, std::size_t queueBytes);
 
-    std::int32_t GetStreamInfo(IStreamInfo** ppInfo) override;
-    std::int32_t Reserved() override;
     double Seek(double dSeconds, int nMode) override;
     MEDIA_FRAME* GetCurrentFrame() override;
     int NextFrame() override;
@@ -62,7 +59,6 @@ private:
     Ticks CurrentTime() const;
 
     const std::unique_ptr<FrameSource> m_source;
-    const StreamFormat m_format;
     const bool m_holdsLast; ///< the last frame stays the current one at the end
     const std::size_t m_queueBytes;
 

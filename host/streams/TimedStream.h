@@ -2,11 +2,9 @@
 /// A stream whose time can be asked for without a trace.
 #pragma once
 
-#include "ComObject.h"
 #include "Handles.h"
 
-#include <kqplayer/identifiers.h>
-#include <kqplayer/streams.h>
+#include <kqplayer/convenience.h>
 
 namespace kq::streams {
 
@@ -15,7 +13,7 @@ inline constexpr _GUID IID_TimedStream = {
     0x52C9D1A4, 0x7F0E, 0x4B63, {0x9A, 0x51, 0x3D, 0x8E, 0x60, 0x17, 0xC2, 0xF5}};
 
 /// What a follower needs of its reference.
-class TimedStream : public ComObject<IMediaStream> {
+class TimedStream : public MediaStream {
 public:
     /// @return the latest time at which a frame has to begin to be on show together with the current one: the
     ///         current frame's own time, and what its file's clock may have rounded off. Waits for the frame,
@@ -23,22 +21,22 @@ public:
     virtual Ticks TimeOnShow() = 0;
 
     /// @return the stream with one reference, null for a stream of somebody else's
-    static ComHandle<TimedStream> From(IMediaStream& stream) {
+    static ComPtr<TimedStream> From(IMediaStream& stream) {
         void* found = nullptr;
         stream.QueryInterface(IID_TimedStream, &found);
-        return ComHandle<TimedStream>(static_cast<TimedStream*>(found));
+        return ComPtr<TimedStream>::Adopt(static_cast<TimedStream*>(found));
     }
 
     std::int32_t QueryInterface(const _GUID& riid, void** ppv) override {
         if (ppv == nullptr || riid != IID_TimedStream)
-            return ComObject::QueryInterface(riid, ppv);
+            return MediaStream::QueryInterface(riid, ppv);
         AddRef();
         *ppv = this;
         return Ok;
     }
 
 protected:
-    TimedStream() : ComObject(IID_IMediaStream) {}
+    explicit TimedStream(const StreamFormat& format) : MediaStream(format) {}
 };
 
 } // namespace kq::streams

@@ -58,7 +58,7 @@ int LengthOf(const MEDIA_FRAME& frame) {
 
 #define KQ_REPORT(operation) ReportAt(operation, __LINE__)
 
-SoundPlayer::SoundPlayer(IMediaStream* pStream) : m_pStream(ComPtr<IMediaStream>::Share(pStream)) {}
+SoundPlayer::SoundPlayer(IMediaStream* pStream) : m_pStream(kq::ComPtr<IMediaStream>::Share(pStream)) {}
 
 SoundPlayer::~SoundPlayer() {
     Close();

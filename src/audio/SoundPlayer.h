@@ -3,9 +3,9 @@
 #pragma once
 
 #include "audio/TimeCodeMgr.h"
-#include "com/ComPtr.h"
 #include "thread/BaseThread.h"
 
+#include <kqplayer/convenience.h>
 #include <kqplayer/streams.h>
 
 #include <AL/al.h>
@@ -92,7 +92,7 @@ private:
     int m_nFrameRemain = 0;          ///< its bytes not yet copied
     std::atomic<std::int32_t> m_bStreamEnd{0};
     std::uint32_t m_nSilenceBytes = 0; ///< silence inserted so far, all in all
-    ComPtr<IMediaStream> m_pStream;
+    kq::ComPtr<IMediaStream> m_pStream;
     std::int64_t m_llTotalBytes = 0;
     int m_nBytesPerSec = 0;
     std::int32_t m_bPlaying = 0;

@@ -2,16 +2,15 @@
 /// Asking a stream for its information.
 #pragma once
 
-#include "com/ComPtr.h"
-
+#include <kqplayer/convenience.h>
 #include <kqplayer/streams.h>
 
 #include <utility>
 
 /// @return the stream's information, or null when the query fails
-inline ComPtr<IStreamInfo> QueryInfo(IMediaStream& stream) {
+inline kq::ComPtr<IStreamInfo> QueryInfo(IMediaStream& stream) {
     IStreamInfo* pInfo = nullptr;
     const bool bFailed = stream.GetStreamInfo(&pInfo) != 0;
-    auto result = ComPtr<IStreamInfo>::Adopt(pInfo);
-    return bFailed ? ComPtr<IStreamInfo>() : std::move(result);
+    auto result = kq::ComPtr<IStreamInfo>::Adopt(pInfo);
+    return bFailed ? kq::ComPtr<IStreamInfo>() : std::move(result);
 }

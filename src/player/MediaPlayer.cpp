@@ -40,7 +40,7 @@ void CMediaPlayer::operator delete(void* pMemory, std::size_t nBytes) noexcept {
 }
 
 CMediaPlayer::CMediaPlayer() : CUnknown(nullptr) {
-    m_pViewMgr = ComPtr<CPlayerViewMgr>::Share(new (std::nothrow) CPlayerViewMgr);
+    m_pViewMgr = kq::ComPtr<CPlayerViewMgr>::Share(new (std::nothrow) CPlayerViewMgr);
 }
 
 CMediaPlayer::~CMediaPlayer() {
@@ -422,8 +422,8 @@ int CMediaPlayer::GetSeekNum() {
     return m_pViewMgr && m_pViewMgr->GetCount() == 2 ? 0 : 1;
 }
 
-ComPtr<IMediaStream> CMediaPlayer::AcquireReferenceStream() {
-    return m_pViewMgr ? m_pViewMgr->AcquireViewDecoder(GetSeekNum()) : ComPtr<IMediaStream>();
+kq::ComPtr<IMediaStream> CMediaPlayer::AcquireReferenceStream() {
+    return m_pViewMgr ? m_pViewMgr->AcquireViewDecoder(GetSeekNum()) : kq::ComPtr<IMediaStream>();
 }
 
 IMediaStream* CMediaPlayer::GetStreamInReferenceView() {
@@ -450,7 +450,7 @@ void CMediaPlayer::Invoke(int nCommand) {
     if (!pStream || pStream->QueryInterface(IID_IQLXDispatch, &pRaw) < 0 || pRaw == nullptr) {
         return;
     }
-    const auto pDispatch = ComPtr<IQLXDispatch>::Adopt(static_cast<IQLXDispatch*>(pRaw));
+    const auto pDispatch = kq::ComPtr<IQLXDispatch>::Adopt(static_cast<IQLXDispatch*>(pRaw));
     pDispatch->Invoke(0, nCommand, 0);
 }
 
@@ -477,10 +477,10 @@ std::int32_t CMediaPlayer::SetAudioInput(IMediaStream* pStream) {
     }
     IStreamInfo* pRawInfo = nullptr;
     pStream->GetStreamInfo(&pRawInfo);
-    const auto pInfo = ComPtr<IStreamInfo>::Adopt(pRawInfo);
+    const auto pInfo = kq::ComPtr<IStreamInfo>::Adopt(pRawInfo);
     if (const AUDIO_STREAM_INFO* const pFormat = pInfo ? pInfo->GetAudioFormat() : nullptr) {
         m_audioFormat = CopyAudioFormat(*pFormat);
-        m_pAudioStream = ComPtr<IMediaStream>::Share(pStream);
+        m_pAudioStream = kq::ComPtr<IMediaStream>::Share(pStream);
     }
     KQLogEx(L" CMediaPlayer::SetAudioInput \n");
     return kq::Ok;

@@ -2,13 +2,13 @@
 /// The player: its interfaces, its transport state, and the requests that the playback loop takes.
 #pragma once
 
-#include "com/ComPtr.h"
 #include "com/Unknown.h"
 #include "thread/BaseThread.h"
 #include "thread/Critical.h"
 #include "view/CaptureStore.h"
 #include "view/PlayerViewMgr.h"
 
+#include <kqplayer/convenience.h>
 #include <kqplayer/player.h>
 
 #include <atomic>
@@ -115,7 +115,7 @@ private:
     CMediaPlayer();
 
     static AudioFormat CopyAudioFormat(const AUDIO_STREAM_INFO& info);
-    ComPtr<IMediaStream> AcquireReferenceStream();
+    kq::ComPtr<IMediaStream> AcquireReferenceStream();
     bool HasAnyStream();
     void Invoke(int nCommand);
     bool RefusedOnOwnThread(const wchar_t* pOperation);
@@ -131,15 +131,15 @@ private:
     void NotifyPosition();
     void Notify(unsigned int nWhat, unsigned int nArgument);
 
-    ComPtr<CPlayerViewMgr> m_pViewMgr;
+    kq::ComPtr<CPlayerViewMgr> m_pViewMgr;
     CCritical m_csLock;
     std::atomic<std::int32_t> m_bPauseEntered{0};
     std::atomic<std::int32_t> m_bSeekPending{0};
     std::atomic<std::int32_t> m_bPlayAudio{0};
-    AudioFormat m_audioFormat;           ///< guarded by m_csLock
-    ComPtr<IMediaStream> m_pAudioStream; ///< guarded by m_csLock
-    std::uint32_t m_dwClockStart = 0;    ///< wall clock; the loop's own
-    std::uint32_t m_dwPausedTime = 0;    ///< milliseconds; the loop's own
+    AudioFormat m_audioFormat;               ///< guarded by m_csLock
+    kq::ComPtr<IMediaStream> m_pAudioStream; ///< guarded by m_csLock
+    std::uint32_t m_dwClockStart = 0;        ///< wall clock; the loop's own
+    std::uint32_t m_dwPausedTime = 0;        ///< milliseconds; the loop's own
     std::atomic<double> m_dPlayedTime{0.0};
     std::atomic<double> m_dBeginTime{-1.0}; ///< -1.0: not set
     std::atomic<double> m_dPlayLength{0.0}; ///< 0.001 or less: no limit

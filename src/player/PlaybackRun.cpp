@@ -58,7 +58,7 @@ void PlaybackRun::StartUp() {
 
 void PlaybackRun::TakeStreams() {
     CSingleLock lock(&m_player.m_csLock);
-    m_pAudio = ComPtr<IMediaStream>::Share(m_player.m_pAudioStream.Get());
+    m_pAudio = kq::ComPtr<IMediaStream>::Share(m_player.m_pAudioStream.Get());
     lock.Unlock();
     m_player.m_bVideoEnd = 0;
     m_nReference = m_player.GetSeekNum();

@@ -2,9 +2,9 @@
 /// One run of the player, from its start to the end of play.
 #pragma once
 
-#include "com/ComPtr.h"
 #include "player/MediaPlayer.h"
 
+#include <kqplayer/convenience.h>
 #include <kqplayer/streams.h>
 
 #include <cstdint>
@@ -102,10 +102,11 @@ private:
     bool IsVideoLive() const;
 
     CMediaPlayer& m_player;
-    ComPtr<IMediaStream> m_pVideo; ///< the reference stream as found at start-up, kept to the end of the run
-    ComPtr<IMediaStream> m_pAudio;
-    ComPtr<IStreamInfo> m_pVideoInfo;
-    ComPtr<IStreamInfo> m_pAudioInfo;
+    kq::ComPtr<IMediaStream>
+        m_pVideo; ///< the reference stream as found at start-up, kept to the end of the run
+    kq::ComPtr<IMediaStream> m_pAudio;
+    kq::ComPtr<IStreamInfo> m_pVideoInfo;
+    kq::ComPtr<IStreamInfo> m_pAudioInfo;
     std::unique_ptr<SoundPlayer> m_pSound;
     bool m_bHasAudioFormat = false;
     int m_nReference = 1;

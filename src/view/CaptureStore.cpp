@@ -1,8 +1,7 @@
 #include "view/CaptureStore.h"
 
-#include "com/ComPtr.h"
-
 #include <kqplayer/capture.h>
+#include <kqplayer/convenience.h>
 #include <kqplayer/image.h>
 #include <kqplayer/imageproc.h>
 #include <kqplayer/log.h>
@@ -120,7 +119,7 @@ std::int32_t CCaptureStore::CaptureToFile(IMediaStream* pStream, const CaptureIm
     }
     IStreamInfo* pRawInfo = nullptr;
     const bool bFailed = pStream->GetStreamInfo(&pRawInfo) != 0;
-    const auto pStreamInfo = ComPtr<IStreamInfo>::Adopt(pRawInfo);
+    const auto pStreamInfo = kq::ComPtr<IStreamInfo>::Adopt(pRawInfo);
     if (bFailed || !pStreamInfo) {
         return FailedBecause(L"Input videostream Can,t Get NULL IStreamInfo");
     }
@@ -170,7 +169,7 @@ MEDIA_FRAME* CCaptureStore::CaptureCopy(IMediaStream* pStream) {
     const MEDIA_FRAME* const pSample = pStream->GetCurrentFrame();
     IStreamInfo* pRawInfo = nullptr;
     const bool bFailed = pStream->GetStreamInfo(&pRawInfo) != 0;
-    const auto pStreamInfo = ComPtr<IStreamInfo>::Adopt(pRawInfo);
+    const auto pStreamInfo = kq::ComPtr<IStreamInfo>::Adopt(pRawInfo);
     if (bFailed) {
         return nullptr;
     }

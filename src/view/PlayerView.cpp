@@ -46,7 +46,7 @@ std::int32_t CPlayerView::SetVideoInput(int nSourceMode, IMediaStream* pStream) 
         return kq::Ok;
     }
     m_nSourceMode = nSourceMode;
-    auto pNewStream = ComPtr<IMediaStream>::Share(pStream);
+    auto pNewStream = kq::ComPtr<IMediaStream>::Share(pStream);
     const auto pInfo = QueryInfo(*pNewStream.Get());
     const VIDEO_STREAM_INFO* const pFormat = pInfo ? pInfo->GetVideoFormat() : nullptr;
     if (pFormat == nullptr) {
@@ -128,7 +128,7 @@ IMediaStream* CPlayerView::GetCurrenViewVideoStream() {
     return m_pStream.Get();
 }
 
-ComPtr<IMediaStream> CPlayerView::AcquireVideoStream() {
+kq::ComPtr<IMediaStream> CPlayerView::AcquireVideoStream() {
     CSingleLock lock(&m_csView);
-    return ComPtr<IMediaStream>::Share(m_pStream.Get());
+    return kq::ComPtr<IMediaStream>::Share(m_pStream.Get());
 }

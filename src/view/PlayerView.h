@@ -3,11 +3,11 @@
 /// size.
 #pragma once
 
-#include "com/ComPtr.h"
 #include "com/Unknown.h"
 #include "thread/Critical.h"
 #include "view/PlanarFrame.h"
 
+#include <kqplayer/convenience.h>
 #include <kqplayer/player.h>
 #include <kqplayer/view.h>
 
@@ -43,7 +43,7 @@ public:
     /// @return the stream, without a reference
     IMediaStream* GetCurrenViewVideoStream();
     /// @return the stream with a reference taken under the lock that guards it
-    ComPtr<IMediaStream> AcquireVideoStream();
+    kq::ComPtr<IMediaStream> AcquireVideoStream();
 
 private:
     /// As ShowBlack(), for callers that hold the view's lock.
@@ -51,7 +51,7 @@ private:
     void ShowPicture(const MEDIA_FRAME& frame);
 
     std::unique_ptr<IYv12View> m_pNativeView;
-    ComPtr<IMediaStream> m_pStream;
+    kq::ComPtr<IMediaStream> m_pStream;
     int m_nNativeResult = 0; ///< non-zero: the native view exists
     tagRECT m_rect{};
     int m_nSourceMode = 0;

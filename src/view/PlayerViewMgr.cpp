@@ -98,8 +98,8 @@ IMediaStream* CPlayerViewMgr::GetViewDecoder(int nMode) {
     return pView != nullptr ? pView->GetCurrenViewVideoStream() : nullptr;
 }
 
-ComPtr<IMediaStream> CPlayerViewMgr::AcquireViewDecoder(int nMode) {
+kq::ComPtr<IMediaStream> CPlayerViewMgr::AcquireViewDecoder(int nMode) {
     CRecursiveLock lock(&m_csViews);
     CPlayerView* const pView = GetView(nMode);
-    return pView != nullptr ? pView->AcquireVideoStream() : ComPtr<IMediaStream>();
+    return pView != nullptr ? pView->AcquireVideoStream() : kq::ComPtr<IMediaStream>();
 }

@@ -2,10 +2,10 @@
 /// The views of one player.
 #pragma once
 
-#include "com/ComPtr.h"
 #include "com/Unknown.h"
 #include "thread/Critical.h"
 
+#include <kqplayer/convenience.h>
 #include <kqplayer/player.h>
 
 #include <map>
@@ -36,7 +36,7 @@ public:
     /// @return the stream of that view, without a reference, or null
     IMediaStream* GetViewDecoder(int nMode);
     /// GetViewDecoder() with a reference taken under the locks that guard it.
-    ComPtr<IMediaStream> AcquireViewDecoder(int nMode);
+    kq::ComPtr<IMediaStream> AcquireViewDecoder(int nMode);
 
 private:
     std::map<unsigned int, CPlayerView*> m_views; ///< one reference each

@@ -1,10 +1,10 @@
 #include "com/Factory.h"
 
-#include "com/ComPtr.h"
 #include "com/Unknown.h"
 #include "com/UuidOf.h"
 #include "tests/support/PlayerHost.h"
 
+#include <kqplayer/convenience.h>
 #include <kqplayer/kqplayer.h>
 
 #include <gtest/gtest.h>
@@ -15,10 +15,10 @@ using kq::test::PlayerHost;
 
 void* const kUntouched = reinterpret_cast<void*>(0x1234);
 
-ComPtr<IClassFactory> GetFactory() {
+kq::ComPtr<IClassFactory> GetFactory() {
     void* p = nullptr;
     EXPECT_EQ(DllGetClassObject(CLSID_CMediaPlayer, IID_IClassFactory, &p), 0);
-    return ComPtr<IClassFactory>::Adopt(static_cast<IClassFactory*>(p));
+    return kq::ComPtr<IClassFactory>::Adopt(static_cast<IClassFactory*>(p));
 }
 
 TEST(ClassObject, IsGivenOnlyForTheKnownClassAndFactoryInterfaces) {
@@ -80,7 +80,7 @@ TEST(ObjectIdentity, IsOneForAllInterfacesOfAnObject) {
     PlayerHost other;
     void* p = nullptr;
     ASSERT_EQ(host->QueryInterface(IID_IAudioInput, &p), 0);
-    const auto pAudio = ComPtr<IUnknown>::Adopt(static_cast<IUnknown*>(p));
+    const auto pAudio = kq::ComPtr<IUnknown>::Adopt(static_cast<IUnknown*>(p));
     EXPECT_TRUE(scombase::IsEqualObject(pAudio.Get(), host.Get()));
     EXPECT_FALSE(scombase::IsEqualObject(other.Get(), host.Get()));
     EXPECT_FALSE(scombase::IsEqualObject(nullptr, host.Get()));

@@ -2,8 +2,7 @@
 /// A small host: a player made through the factory, with views and a recording callback.
 #pragma once
 
-#include "com/ComPtr.h"
-
+#include <kqplayer/convenience.h>
 #include <kqplayer/kqplayer.h>
 
 #include <atomic>

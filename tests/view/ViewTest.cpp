@@ -1,4 +1,3 @@
-#include "com/ComPtr.h"
 #include "tests/support/FakeStream.h"
 #include "tests/support/PlayerHost.h"
 #include "tests/support/ViewRecorder.h"
@@ -6,6 +5,8 @@
 #include "view/PlayerView.h"
 #include "view/PlayerViewMgr.h"
 #include "view/YV12ViewWrapper.h"
+
+#include <kqplayer/convenience.h>
 
 #include <gtest/gtest.h>
 
@@ -24,14 +25,14 @@ constexpr tagRECT kPlace{10, 20, 110, 70};
 
 class ViewManager : public testing::Test {
 protected:
-    ViewManager() : m_pManager(ComPtr<CPlayerViewMgr>::Share(new CPlayerViewMgr)) {}
+    ViewManager() : m_pManager(kq::ComPtr<CPlayerViewMgr>::Share(new CPlayerViewMgr)) {}
 
-    ComPtr<IPlayerView> MakeView(void* pParent = kOffScreen) {
-        return ComPtr<IPlayerView>::Adopt(m_pManager->CreatePlayView(pParent, kPlace));
+    kq::ComPtr<IPlayerView> MakeView(void* pParent = kOffScreen) {
+        return kq::ComPtr<IPlayerView>::Adopt(m_pManager->CreatePlayView(pParent, kPlace));
     }
 
     ViewRecorder m_recorder;
-    ComPtr<CPlayerViewMgr> m_pManager;
+    kq::ComPtr<CPlayerViewMgr> m_pManager;
 };
 
 TEST_F(ViewManager, NumbersViewsAndNeverReusesAnIndex) {

@@ -17,10 +17,10 @@ std::string ViewLibraryPath() {
 }
 
 template <class Interface>
-ComHandle<Interface> Own(void* pointer) {
+ComPtr<Interface> Own(void* pointer) {
     if (pointer == nullptr)
         throw std::runtime_error("the component lacks an interface");
-    return ComHandle<Interface>(static_cast<Interface*>(pointer));
+    return ComPtr<Interface>::Adopt(static_cast<Interface*>(pointer));
 }
 
 } // namespace
@@ -48,8 +48,8 @@ ComponentHost::~ComponentHost() {
     m_player->Stop();
     reinterpret_cast<decltype(&PVSetPictureSink)>(dlsym(m_viewLibrary, "PVSetPictureSink"))(nullptr, nullptr,
                                                                                             nullptr);
-    m_views.reset();
-    m_player.reset();
+    m_views.Reset();
+    m_player.Reset();
     dlclose(m_viewLibrary);
 }
 

@@ -2,8 +2,7 @@
 /// The component with streams of media files, as a host without windows sees it.
 #pragma once
 
-#include "host/streams/ComObject.h"
-
+#include <kqplayer/convenience.h>
 #include <kqplayer/kqplayer.h>
 #include <kqplayer/player_view.h>
 
@@ -34,7 +33,7 @@ public:
     ComponentHost(const ComponentHost&) = delete;
     ComponentHost& operator=(const ComponentHost&) = delete;
 
-    IMediaPlayer* operator->() const { return m_player.get(); }
+    IMediaPlayer* operator->() const { return m_player.Get(); }
     void AddView(int sourceMode, IMediaStream& video);
     void SetAudio(IMediaStream& audio);
 
@@ -56,8 +55,8 @@ private:
     const Marker m_marker;
     void* m_viewLibrary;
     int m_firstView = 0; ///< number of this host's first view within the process
-    ComHandle<IMediaPlayer> m_player;
-    ComHandle<IPlayerViewMgr> m_views;
+    ComPtr<IMediaPlayer> m_player;
+    ComPtr<IPlayerViewMgr> m_views;
     std::mutex m_lock;
     std::condition_variable m_shown;
     std::vector<Picture> m_pictures;

@@ -128,11 +128,9 @@ TEST(Followers, MayFollowFollowers) {
 }
 
 /// A host's own stream.
-class ForeignStream : public ComObject<IMediaStream> {
+class ForeignStream : public MediaStream {
 public:
-    ForeignStream() : ComObject(IID_IMediaStream) {}
-    std::int32_t GetStreamInfo(IStreamInfo** /*ppInfo*/) override { return Failed; }
-    std::int32_t Reserved() override { return Failed; }
+    ForeignStream() : MediaStream(VIDEO_STREAM_INFO{}) {}
     double Seek(double /*dSeconds*/, int /*nMode*/) override { return 0; }
     MEDIA_FRAME* GetCurrentFrame() override { return nullptr; }
     int NextFrame() override { return 0; }
@@ -141,7 +139,7 @@ public:
 
 TEST(Followers, ThatCannotBeAreOneClearLine) {
     OpenedFile file(Clip("bframes.mp4"));
-    const ComHandle<IMediaStream> foreign(new ForeignStream);
+    const auto foreign = ComPtr<IMediaStream>::Adopt(new ForeignStream);
     const struct {
         std::string path;
         IMediaStream& reference;

@@ -1,0 +1,288 @@
+/// @file
+/// C++ conveniences beside the raw interfaces: an owning interface pointer, results as text, and base classes
+/// that do the counting, the queries and the description of a host's own streams.
+///
+/// Header only and nothing of it is exported: what is here is compiled into the host and is no part of the
+/// binary interface. kqplayer.h does not include it; hosts that prefer to count themselves leave it out.
+#pragma once
+
+#include "com.h"
+#include "identifiers.h"
+#include "player.h"
+#include "streams.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <type_traits>
+#include <utility>
+#include <variant>
+
+namespace kq {
+
+/// @return what a result code says, for people: "out of memory". Never null; the text is never freed.
+inline const char* ResultText(std::int32_t nResult) {
+    switch (nResult) {
+    case Ok:
+        return "success";
+    case Refused:
+        return "refused: nothing was done";
+    case OutOfMemory:
+        return "out of memory";
+    case NoInterface:
+        return "the object does not offer this interface";
+    case NullPointer:
+        return "a null pointer was given";
+    case Failed:
+        return "failed";
+    case NoAggregation:
+        return "an object inside another one is asked for IUnknown first";
+    case ClassNotAvailable:
+        return "there is no such class";
+    default:
+        return nResult < 0 ? "an unknown failure" : "an unknown success";
+    }
+}
+
+/// @return the identifier of a public interface, by its type: IdentifierOf<IMediaPlayer>()
+template <class Interface>
+const _GUID& IdentifierOf() = delete;
+
+template <>
+inline const _GUID& IdentifierOf<IUnknown>() {
+    return IID_IUnknown;
+}
+template <>
+inline const _GUID& IdentifierOf<IClassFactory>() {
+    return IID_IClassFactory;
+}
+template <>
+inline const _GUID& IdentifierOf<IMediaPlayer>() {
+    return IID_IMediaPlayer;
+}
+template <>
+inline const _GUID& IdentifierOf<IAudioInput>() {
+    return IID_IAudioInput;
+}
+template <>
+inline const _GUID& IdentifierOf<IPlayerViewMgr>() {
+    return IID_IPlayerViewMgr;
+}
+template <>
+inline const _GUID& IdentifierOf<IPlayerView>() {
+    return IID_IPlayerView;
+}
+template <>
+inline const _GUID& IdentifierOf<IMediaStream>() {
+    return IID_IMediaStream;
+}
+template <>
+inline const _GUID& IdentifierOf<IStreamInfo>() {
+    return IID_IStreamInfo;
+}
+template <>
+inline const _GUID& IdentifierOf<IQLXDispatch>() {
+    return IID_IQLXDispatch;
+}
+
+/// Owns one reference on an object, or none (null).
+///
+/// A copy takes a reference of its own. As with other pointers, one ComPtr is used from one thread at a time;
+/// the object's own rules say from where it may be called.
+template <class T>
+class ComPtr {
+public:
+    ComPtr() = default;
+    ComPtr(std::nullptr_t) {}
+    ComPtr(const ComPtr& other) : ComPtr(Share(other.m_p)) {}
+    ComPtr(ComPtr&& other) noexcept : m_p(other.Detach()) {}
+    /// From a pointer to a class that derives from T.
+    template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
+    ComPtr(ComPtr<U> other) noexcept : m_p(other.Detach()) {}
+    ~ComPtr() { Reset(); }
+
+    /// Takes over the reference that @p p carries: for pointers that a call or `new` has handed out.
+    static ComPtr Adopt(T* p) {
+        ComPtr result;
+        result.m_p = p;
+        return result;
+    }
+    /// Adds a reference: for pointers that are somebody else's.
+    static ComPtr Share(T* p) {
+        if (p != nullptr) {
+            p->AddRef();
+        }
+        return Adopt(p);
+    }
+
+    ComPtr& operator=(const ComPtr& other) {
+        ComPtr copy(other);
+        std::swap(m_p, copy.m_p);
+        return *this;
+    }
+    /// Exchanges the two: the reference that was held here is given back when @p other goes.
+    ComPtr& operator=(ComPtr&& other) noexcept {
+        std::swap(m_p, other.m_p);
+        return *this;
+    }
+
+    /// Gives the reference back.
+    void Reset() {
+        if (T* const p = Detach()) {
+            p->Release();
+        }
+    }
+    /// Empties the pointer without giving the reference back. @return what was held
+    T* Detach() { return std::exchange(m_p, nullptr); }
+    /// Where a call stores an interface that it hands out with one reference. Empties the pointer first.
+    T** Out() {
+        Reset();
+        return &m_p;
+    }
+
+    /// @return another interface of the object, or null when it does not offer it or there is no object
+    template <class Other>
+    ComPtr<Other> As() const {
+        void* p = nullptr;
+        if (m_p == nullptr || m_p->QueryInterface(IdentifierOf<Other>(), &p) < 0) {
+            return nullptr;
+        }
+        return ComPtr<Other>::Adopt(static_cast<Other*>(p));
+    }
+
+    T* Get() const { return m_p; } ///< borrowed: valid while this pointer holds it
+    T* operator->() const { return m_p; }
+    T& operator*() const { return *m_p; }
+    explicit operator bool() const { return m_p != nullptr; }
+
+private:
+    T* m_p = nullptr;
+};
+
+/// Makes a player.
+/// @return 0; otherwise the code of the step that failed, and @p pPlayer is null
+inline std::int32_t CreatePlayer(ComPtr<IMediaPlayer>& pPlayer) {
+    pPlayer.Reset();
+    void* p = nullptr;
+    std::int32_t nResult = DllGetClassObject(CLSID_CMediaPlayer, IID_IClassFactory, &p);
+    if (nResult < 0) {
+        return nResult;
+    }
+    const auto pFactory = ComPtr<IClassFactory>::Adopt(static_cast<IClassFactory*>(p));
+    p = nullptr;
+    nResult = pFactory->CreateInstance(nullptr, IID_IMediaPlayer, &p);
+    pPlayer = ComPtr<IMediaPlayer>::Adopt(static_cast<IMediaPlayer*>(p));
+    return nResult;
+}
+
+/// @return what stands for "no window" as a view's parent: the view is off-screen
+inline void* OffScreenParent() {
+    return reinterpret_cast<void*>(std::uintptr_t{1});
+}
+
+/// Base of an object that a host implements: counts its references, destroys itself with the last one, and
+/// answers queries for IID_IUnknown and for its interfaces.
+///
+/// The object begins with one reference, its maker's: `ComPtr<Mine>::Adopt(new Mine)`. Make it with `new`.
+/// Counting and queries are safe from any thread.
+/// @tparam First the interface whose pointer also stands for the object's identity
+/// @tparam More  further public interfaces, for instance IQLXDispatch
+template <class First, class... More>
+class ComObject : public First, public More... {
+public:
+    ComObject(const ComObject&) = delete;
+    ComObject& operator=(const ComObject&) = delete;
+
+    std::int32_t QueryInterface(const _GUID& riid, void** ppv) override {
+        if (ppv == nullptr) {
+            return NullPointer;
+        }
+        *ppv = nullptr;
+        if (riid == IID_IUnknown) {
+            *ppv = static_cast<First*>(this);
+        }
+        Offer<First>(riid, ppv);
+        (Offer<More>(riid, ppv), ...);
+        if (*ppv == nullptr) {
+            return NoInterface;
+        }
+        AddRef();
+        return Ok;
+    }
+    std::uint32_t AddRef() override { return ++m_nReferences; }
+    std::uint32_t Release() override {
+        const std::uint32_t nLeft = --m_nReferences;
+        if (nLeft == 0) {
+            delete this;
+        }
+        return nLeft;
+    }
+
+protected:
+    ComObject() = default;
+    virtual ~ComObject() = default;
+
+private:
+    template <class Interface>
+    void Offer(const _GUID& riid, void** ppv) {
+        if (riid == IdentifierOf<Interface>()) {
+            *ppv = static_cast<Interface*>(this);
+        }
+    }
+
+    std::atomic<std::uint32_t> m_nReferences{1};
+};
+
+/// What a stream holds: pictures or sound.
+using StreamFormat = std::variant<VIDEO_STREAM_INFO, AUDIO_STREAM_INFO>;
+
+/// The description of a stream, a copy of its format record for whoever asked.
+class StreamInfo final : public ComObject<IStreamInfo> {
+public:
+    explicit StreamInfo(const StreamFormat& format) : m_format(format) {}
+
+    /// Does what IMediaStream::GetStreamInfo() has to.
+    static std::int32_t Give(const StreamFormat& format, IStreamInfo** ppInfo) {
+        if (ppInfo == nullptr) {
+            return NullPointer;
+        }
+        *ppInfo = new (std::nothrow) StreamInfo(format);
+        return *ppInfo != nullptr ? Ok : OutOfMemory;
+    }
+
+    std::int32_t Reserved0() override { return Failed; }
+    std::int32_t Reserved1() override { return Failed; }
+    std::int32_t Reserved2() override { return Failed; }
+    std::int32_t Reserved3() override { return Failed; }
+    std::int32_t Reserved4() override { return Failed; }
+    std::int32_t Reserved5() override { return Failed; }
+    std::int32_t Reserved6() override { return Failed; }
+    std::int32_t Reserved7() override { return Failed; }
+    const AUDIO_STREAM_INFO* GetAudioFormat() override { return std::get_if<AUDIO_STREAM_INFO>(&m_format); }
+    const VIDEO_STREAM_INFO* GetVideoFormat() override { return std::get_if<VIDEO_STREAM_INFO>(&m_format); }
+
+private:
+    const StreamFormat m_format;
+};
+
+/// Base of a host's own stream: what is left to write is Seek(), GetCurrentFrame(), NextFrame() and
+/// GetFramePosition() of IMediaStream. A stream that offers further interfaces derives from
+/// `ComObject<IMediaStream, …>` instead and calls StreamInfo::Give() itself.
+class MediaStream : public ComObject<IMediaStream> {
+public:
+    std::int32_t GetStreamInfo(IStreamInfo** ppInfo) override { return StreamInfo::Give(m_format, ppInfo); }
+    std::int32_t Reserved() override { return Failed; }
+
+    /// @return what the stream holds; it does not change
+    const StreamFormat& Format() const { return m_format; }
+
+protected:
+    /// @param format a VIDEO_STREAM_INFO or an AUDIO_STREAM_INFO
+    explicit MediaStream(const StreamFormat& format) : m_format(format) {}
+
+private:
+    const StreamFormat m_format;
+};
+
+} // namespace kq

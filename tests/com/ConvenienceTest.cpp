@@ -1,0 +1,92 @@
+#include <kqplayer/convenience.h>
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+
+namespace {
+
+using kq::ComPtr;
+
+/// Counts how many of it are alive.
+class Silence final : public kq::ComObject<IMediaStream, IQLXDispatch> {
+public:
+    Silence() { ++s_nAlive; }
+    ~Silence() override { --s_nAlive; }
+    std::int32_t GetStreamInfo(IStreamInfo** ppInfo) override {
+        return kq::StreamInfo::Give(AUDIO_STREAM_INFO{48000, 2, 16, 192000, 1.5, 0}, ppInfo);
+    }
+    std::int32_t Reserved() override { return kq::Failed; }
+    double Seek(double /*dSeconds*/, int /*nMode*/) override { return 0; }
+    MEDIA_FRAME* GetCurrentFrame() override { return nullptr; }
+    int NextFrame() override { return 0; }
+    double GetFramePosition() override { return 0; }
+    std::int32_t Invoke(std::int32_t /*n0*/, std::int64_t /*llCommand*/, std::int32_t /*n1*/) override {
+        return kq::Ok;
+    }
+
+    static inline int s_nAlive = 0;
+};
+
+TEST(ResultText, TellsEveryCodeFromTheOthers) {
+    std::set<std::string> texts;
+    const std::int32_t codes[] = {kq::Ok,
+                                  kq::Refused,
+                                  kq::OutOfMemory,
+                                  kq::NoInterface,
+                                  kq::NullPointer,
+                                  kq::Failed,
+                                  kq::NoAggregation,
+                                  kq::ClassNotAvailable,
+                                  -1,
+                                  2};
+    for (const std::int32_t nCode : codes) {
+        texts.insert(kq::ResultText(nCode));
+    }
+    EXPECT_EQ(texts.size(), std::size(codes));
+}
+
+TEST(ComPtr, GivesBackWhatItHolds) {
+    {
+        auto pStream = ComPtr<Silence>::Adopt(new Silence);
+        ComPtr<IMediaStream> pCopy = pStream;
+        auto pShared = ComPtr<IMediaStream>::Share(pStream.Get());
+        pCopy = pShared;
+        pShared = std::move(pCopy);
+        IUnknown* const pDetached = ComPtr<IMediaStream>(pShared).Detach();
+        EXPECT_EQ(pDetached->Release(), 3u); // pStream, pShared, and what pCopy got in exchange
+        pStream.Reset();
+        pShared = nullptr;
+        EXPECT_EQ(Silence::s_nAlive, 1);
+        *pCopy.Out() = nullptr;
+        EXPECT_EQ(Silence::s_nAlive, 0);
+        EXPECT_FALSE(pCopy.As<IMediaStream>());
+    }
+    EXPECT_EQ(Silence::s_nAlive, 0);
+}
+
+TEST(ComObject, OffersItsInterfacesUnderOneIdentity) {
+    const auto pStream = ComPtr<IMediaStream>::Adopt(new Silence);
+    const auto pDispatch = pStream.As<IQLXDispatch>();
+    ASSERT_TRUE(pDispatch);
+    EXPECT_EQ(pDispatch->Invoke(0, 0, 0), kq::Ok);
+    EXPECT_EQ(pDispatch.As<IUnknown>().Get(), pStream.As<IUnknown>().Get());
+    EXPECT_FALSE(pDispatch.As<IMediaPlayer>());
+    EXPECT_EQ(pStream->QueryInterface(IID_IUnknown, nullptr), kq::NullPointer);
+
+    ComPtr<IStreamInfo> pInfo;
+    ASSERT_EQ(pStream->GetStreamInfo(pInfo.Out()), kq::Ok);
+    EXPECT_EQ(pInfo->GetVideoFormat(), nullptr);
+    EXPECT_EQ(pInfo->GetAudioFormat()->dDuration, 1.5);
+    EXPECT_EQ(pStream->GetStreamInfo(nullptr), kq::NullPointer);
+}
+
+TEST(CreatePlayer, GivesAPlayerWithItsInterfaces) {
+    ComPtr<IMediaPlayer> pPlayer;
+    ASSERT_EQ(kq::CreatePlayer(pPlayer), kq::Ok);
+    EXPECT_TRUE(pPlayer.As<IAudioInput>());
+    EXPECT_EQ(pPlayer->IsActivate(), KQ_ACTIVATE_STOPPED);
+}
+
+} // namespace
