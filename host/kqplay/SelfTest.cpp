@@ -3,7 +3,7 @@
 #include "Player.h"
 #include "TraceWriter.h"
 
-#include <streams/StreamInfo.h>
+#include <kqplayer/convenience.h>
 
 #include <algorithm>
 #include <atomic>
@@ -15,11 +15,6 @@
 
 namespace kqplay {
 namespace {
-
-using kq::streams::ComHandle;
-using kq::streams::ComObject;
-using kq::streams::StreamFormat;
-using kq::streams::StreamInfo;
 
 constexpr double rangeSeconds = 1.0;
 constexpr double longestRun = 6.0; ///< seconds; far more than the second that is played
@@ -38,13 +33,8 @@ constexpr int chunkFrames = sampleRate / 100;
 constexpr int chunkCount = 200; ///< twice the range: the tone does not end within it
 
 /// What both streams have in common: a format, and frames of equal length that are counted.
-class CountedStream : public ComObject<IMediaStream> {
+class CountedStream : public kq::MediaStream {
 public:
-    std::int32_t GetStreamInfo(IStreamInfo** ppInfo) override {
-        *ppInfo = new StreamInfo(m_format);
-        return kq::Ok;
-    }
-    std::int32_t Reserved() override { return kq::Failed; }
     double Seek(double seconds, int) override {
         GoTo(std::clamp(static_cast<int>(std::lround(seconds * m_rate)), 0, m_count));
         return m_index / m_rate;
@@ -57,8 +47,8 @@ public:
     double GetFramePosition() override { return m_index; }
 
 protected:
-    CountedStream(const StreamFormat& format, double rate, int count)
-        : ComObject(IID_IMediaStream), m_format(format), m_rate(rate), m_count(count) {}
+    CountedStream(const kq::StreamFormat& format, double rate, int count)
+        : MediaStream(format), m_rate(rate), m_count(count) {}
 
     /// Makes the frame's contents.
     virtual void Make(MEDIA_FRAME& frame, int index) = 0;
@@ -69,7 +59,6 @@ protected:
     }
 
 private:
-    const StreamFormat m_format;
     const double m_rate;
     const int m_count;
     int m_index = 0;
@@ -240,15 +229,15 @@ void EndRun(Player& player, Watcher& watcher) {
 
 SelfTestResult RunSelfTest(ViewLibrary& views, bool inWindow, bool sound) {
     SelfTestResult result;
-    const ComHandle<MovingBar> video(new MovingBar);
-    const ComHandle<SoftTone> audio(new SoftTone);
+    const auto video = kq::ComPtr<MovingBar>::Adopt(new MovingBar);
+    const auto audio = kq::ComPtr<SoftTone>::Adopt(new SoftTone);
     Watcher watcher;
     Player player;
-    if (!SetUp(player, watcher, views, inWindow, video.get(), result.failure))
+    if (!SetUp(player, watcher, views, inWindow, video.Get(), result.failure))
         return result;
     result.inWindow = inWindow && player.ViewWindows().front() != nullptr;
     if (sound)
-        player.SetAudio(audio.get());
+        player.SetAudio(audio.Get());
     player.SetRange(0, rangeSeconds);
     result.watched = views.SetPictureSink(&Watcher::TakePicture, &watcher);
     if (!player.Play())
