@@ -5,7 +5,7 @@
 
 #include <host/kqplay/Player.h>
 #include <host/kqplay/ViewLibrary.h>
-#include <streams/MediaFile.h>
+#include <kqplayer/media_file.h>
 
 #include <atomic>
 #include <stdexcept>

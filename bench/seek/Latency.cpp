@@ -2,7 +2,7 @@
 #include "Seek.h"
 
 #include <bench/playback/Measured.h>
-#include <host/streams/MediaFile.h>
+#include <kqplayer/media_file.h>
 #include <tests/host/streams/ComponentHost.h>
 
 #include <cmath>

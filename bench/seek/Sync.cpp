@@ -4,7 +4,7 @@
 
 #include <bench/playback/Measured.h>
 #include <bench/playback/RealTimeDevice.h>
-#include <host/streams/MediaFile.h>
+#include <kqplayer/media_file.h>
 #include <tests/host/streams/ComponentHost.h>
 
 #include <algorithm>

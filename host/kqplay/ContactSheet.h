@@ -5,7 +5,7 @@
 #include "ComponentOutput.h"
 #include "Picture.h"
 
-#include <streams/MediaFile.h>
+#include <kqplayer/media_file.h>
 
 #include <functional>
 #include <string>

@@ -15,7 +15,7 @@
 #include "VideoWindow.h"
 #include "ViewLibrary.h"
 
-#include <streams/MediaFile.h>
+#include <kqplayer/media_file.h>
 
 #include <memory>
 #include <optional>

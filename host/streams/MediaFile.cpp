@@ -1,4 +1,4 @@
-#include "MediaFile.h"
+#include <kqplayer/media_file.h>
 
 #include "AudioSource.h"
 #include "Demuxer.h"

@@ -51,10 +51,10 @@ public:
     int GetInputSampleRate(); ///< Hz, as given at construction
 
 private:
-    bool Grow(double capacity);
-    bool MakeRoom(double workSamples, double outSamples);
-    short* Block() const;
-    void KeepHistory(const short* pMixed, int nLength);
+    KQ_LOCAL bool Grow(double capacity);
+    KQ_LOCAL bool MakeRoom(double workSamples, double outSamples);
+    KQ_LOCAL short* Block() const;
+    KQ_LOCAL void KeepHistory(const short* pMixed, int nLength);
 
     short* m_pOutBuf;
     short* m_pWorkBuf;

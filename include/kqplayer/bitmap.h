@@ -2,6 +2,8 @@
 /// The published 40-byte Windows bitmap header, as the conversion routines and the image library use it.
 #pragma once
 
+#include "version.h"
+
 #include <cstdint>
 
 /// Describes the rows of a bitmap. The conversions read its size and bit count only.

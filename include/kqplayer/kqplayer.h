@@ -7,3 +7,4 @@
 #include "player.h"
 #include "records.h"
 #include "streams.h"
+#include "version.h"

@@ -12,6 +12,8 @@
 #ifndef KQPLAYER_C_H
 #define KQPLAYER_C_H
 
+#include "version.h"
+
 #include <stdbool.h>
 #include <stdint.h>
 #include <wchar.h>

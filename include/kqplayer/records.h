@@ -5,6 +5,8 @@
 /// pointers widen and nothing else changes. Both layouts are checked at compile time below.
 #pragma once
 
+#include "version.h"
+
 #include <cstddef>
 #include <cstdint>
 

@@ -2,7 +2,7 @@
 /// What the tests of the streams share: opening a clip, and looking at what it gives.
 #pragma once
 
-#include "host/streams/MediaFile.h"
+#include <kqplayer/media_file.h>
 
 #include <gtest/gtest.h>
 

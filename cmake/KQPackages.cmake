@@ -1,0 +1,57 @@
+# Debian packages: cpack -G DEB --config build/<preset>/CPackConfig.cmake
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME kqplayer)
+set(CPACK_PACKAGE_VENDOR KQPlayer)
+set(CPACK_PACKAGE_CONTACT "KQPlayer developers <kqplayer@localhost>")
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/deb)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_VERBATIM_VARIABLES ON)
+
+set(CPACK_COMPONENTS_ALL Runtime Development)
+if(TARGET kqplay)
+    list(APPEND CPACK_COMPONENTS_ALL Program)
+endif()
+
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+# Dependencies on distribution packages are those that dpkg-shlibdeps finds.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/bin)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE i386)
+endif()
+set(runtime "libkqplayer${PROJECT_VERSION_MAJOR}")
+set(this_version "(= ${PROJECT_VERSION})")
+
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime})
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "embeddable, frame-accurate media player component
+ The shared library that hosts load, its sibling libraries, and the library
+ that draws its views in X11 windows.")
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libkqplayer-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${runtime} ${this_version}")
+if(TARGET kq_streams)
+    string(APPEND CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS ", pkgconf | pkg-config, libavformat-dev, libavcodec-dev,"
+           " libavfilter-dev, libavutil-dev, libswscale-dev, libswresample-dev")
+endif()
+set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "embeddable media player component: building hosts
+ Headers, CMake package, pkg-config files and examples, and media files
+ through FFmpeg as streams for the player.")
+
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME kqplay)
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION video)
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "${runtime} ${this_version}")
+set(CPACK_DEBIAN_PROGRAM_DESCRIPTION "media player that steps, seeks and compares exactly
+ Plays media files in a window, moves to the very frame, shows two files or
+ a filter's result side by side, and writes stills and contact sheets.")
+
+include(CPack)

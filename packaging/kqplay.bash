@@ -1,0 +1,20 @@
+# shellcheck shell=bash
+# Completes kqplay's options, which it names itself, and files.
+_kqplay() {
+    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} options
+    COMPREPLY=()
+    case $previous in
+    --audio)
+        mapfile -t COMPREPLY < <(compgen -W "auto null wav:" -- "$current")
+        return
+        ;;
+    --start | --length | --volume | --views | --filter | --capture-at) return ;;
+    esac
+    if [[ $current == -* ]]; then
+        options=$("$1" --help 2>/dev/null | grep -o -- '^ *-[a-z-][^ ]*' | tr ',' '\n')
+        mapfile -t COMPREPLY < <(compgen -W "$options" -- "$current")
+        return
+    fi
+    mapfile -t COMPREPLY < <(compgen -f -- "$current")
+}
+complete -o filenames -F _kqplay kqplay
