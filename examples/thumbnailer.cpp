@@ -53,8 +53,13 @@ std::string Capture(const char* path, double seconds, const std::filesystem::pat
     player->Seek(seconds, 1);
     CaptureImageInfo info{};
     info.nFormat = FormatOf(picture);
-    result = player->CaptureCurrentImage(&info, picture.wstring().c_str()); // its log line says why it failed
-    return result == kq::Ok ? std::string() : "cannot write " + picture.string();
+    std::error_code ignored;
+    std::filesystem::remove(picture, ignored);
+    result = player->CaptureCurrentImage(&info, picture.wstring().c_str());
+    if (result != kq::Ok)
+        return std::string("there is no picture to write: ") + kq::ResultText(result);
+    // The file appears whole or not at all; a line of the component's log says why not.
+    return std::filesystem::exists(picture, ignored) ? std::string() : "cannot write " + picture.string();
 }
 
 } // namespace

@@ -140,9 +140,9 @@ struct IMediaPlayer : IUnknown {
     /// Writes the reference stream's current picture to a file, on the caller's thread.
     /// @param pInfo picture format, see CaptureImageInfo
     /// @param pPath path of the file; the file appears whole or not at all
-    /// @return 0x80000008, with a log line that says why, when there is no picture or no such format;
-    /// otherwise
-    ///         0, also when the file cannot be written: the log has the reason then
+    /// @return 0 once the picture was handed to the image library, whose log line tells when the file could
+    ///         not be written; 0x80000008, with a log line that says why, when there is no picture to write or
+    ///         no such format
     virtual std::int32_t CaptureCurrentImage(const CaptureImageInfo* pInfo, const wchar_t* pPath) = 0;
     /// Copies the reference stream's current picture.
     /// @return a planar frame that the player owns, valid until the next call with another picture size or

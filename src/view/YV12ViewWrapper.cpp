@@ -1,6 +1,7 @@
 #include "view/YV12ViewWrapper.h"
 
 #include <kqplayer/image.h>
+#include <kqplayer/log.h>
 
 #include <dlfcn.h>
 #include <unistd.h>
@@ -52,21 +53,24 @@ std::string ComponentFolder() {
 }
 
 struct OpenedLibrary {
-    void* pHandle;
+    void* pHandle = nullptr;
     std::string path;
+    std::string error; ///< why there is no handle
 };
 
 /// A library beside the executable, which is a host's own choice, goes before the one beside the component.
 OpenedLibrary OpenPlayerView() {
     const std::array<std::string, 2> folders = {ExecutableFolder(), ComponentFolder()};
-    std::string path;
+    OpenedLibrary library;
     for (const std::string& folder : folders) {
-        path = folder + kLibraryName;
-        if (void* const pHandle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {
-            return {pHandle, path};
+        library.path = folder + kLibraryName;
+        library.pHandle = dlopen(library.path.c_str(), RTLD_NOW | RTLD_LOCAL);
+        if (library.pHandle != nullptr) {
+            break;
         }
+        library.error += (library.error.empty() ? "" : "; ") + std::string(dlerror());
     }
-    return {nullptr, path};
+    return library;
 }
 
 template <class Function>
@@ -107,6 +111,10 @@ int YV12ViewWrapper::LoadPlayerView() {
     OpenedLibrary library = OpenPlayerView();
     m_pLibrary = library.pHandle;
     if (m_pLibrary == nullptr) {
+        KQLogEx(
+            L"No view can be made: %s. PlayerView.so is installed beside libKQPlayer.so; a host may have one "
+            L"of its own beside its program.\r\n",
+            library.error.c_str());
         return 0;
     }
     m_pFunctions = std::make_unique<Functions>();

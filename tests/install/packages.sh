@@ -1,0 +1,54 @@
+#!/usr/bin/env bash
+# Makes the Debian packages and unpacks them into one tree: packages.sh BUILD LIBDIR
+set -euo pipefail
+build=$1 libdir=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+
+fail() {
+    echo "packages: $*" >&2
+    exit 1
+}
+
+cpack -G DEB --config "$build/CPackConfig.cmake" -B "$work/debs" >log 2>&1 || { cat log >&2 && fail "cpack failed"; }
+
+# field PACKAGE NAME: of its control file.
+field() { dpkg-deb -f debs/"$1"_*.deb "$2"; }
+
+# What each package holds is its own, and its files are all there.
+declare -A holds=(
+    [libkqplayer1]="$libdir/libKQPlayer.so.1 $libdir/libKQ_Log.so.1 $libdir/PlayerView.so"
+    [libkqplayer-dev]="include/kqplayer/kqplayer.h include/kqplayer/media_file.h $libdir/libKQPlayer.so
+        $libdir/libKQStreams.a $libdir/cmake/KQPlayer/KQPlayerConfig.cmake $libdir/pkgconfig/kqplayer.pc
+        share/doc/kqplayer/examples/minimal_host.cpp"
+    [kqplay]="bin/kqplay share/applications/kqplay.desktop share/icons/hicolor/scalable/apps/kqplay.svg
+        share/man/man1/kqplay.1 share/bash-completion/completions/kqplay"
+)
+for package in "${!holds[@]}"; do
+    dpkg-deb -x debs/"$package"_*.deb "$package"
+    for file in ${holds[$package]}; do
+        [[ -e $package/usr/$file || -L $package/usr/$file ]] || fail "$package lacks $file"
+    done
+    cp -an "$package/." root
+done
+[[ $(find libkqplayer1 libkqplayer-dev kqplay ! -type d | wc -l) == $(find root ! -type d | wc -l) ]] ||
+    fail "two packages hold the same file"
+[[ $(field libkqplayer1 Depends) == *libopenal1* ]] || fail "the runtime needs no OpenAL: $(field libkqplayer1 Depends)"
+[[ $(field kqplay Depends) == *"libkqplayer1 (= "*libavformat* ]] || fail "kqplay needs: $(field kqplay Depends)"
+[[ $(field libkqplayer-dev Depends) == *"libkqplayer1 (= "* ]] || fail "the development package lacks its library"
+dpkg-deb -I debs/libkqplayer1_*.deb shlibs | grep -q '^libKQPlayer 1 libkqplayer1' || fail "no shlibs file"
+
+# The program runs, and manual page and completion know each of its options.
+root/usr/bin/kqplay --version | grep -q '^kqplay [1-9]' || fail "kqplay does not run"
+page=$(sed 's/\\-/-/g' root/usr/share/man/man1/kqplay.1)
+mapfile -t options < <(root/usr/bin/kqplay --help | sed -n 's/^ *\(-.,\)\?\(--[a-z-]*\).*/\2/p')
+((${#options[@]} > 15)) || fail "kqplay --help shows only ${#options[@]} options"
+# shellcheck disable=SC1091
+source root/usr/share/bash-completion/completions/kqplay
+for option in "${options[@]}"; do
+    grep -qE -- "$option( |$)" <<<"$page" || fail "the manual page does not tell of $option"
+    COMP_WORDS=(root/usr/bin/kqplay "${option%?}") COMP_CWORD=1
+    _kqplay root/usr/bin/kqplay
+    [[ " ${COMPREPLY[*]} " == *" $option "* ]] || fail "$option is not completed: ${COMPREPLY[*]}"
+done
