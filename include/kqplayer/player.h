@@ -141,8 +141,8 @@ struct IMediaPlayer : IUnknown {
     /// @param pInfo picture format, see CaptureImageInfo
     /// @param pPath path of the file; the file appears whole or not at all
     /// @return 0 once the picture was handed to the image library, whose log line tells when the file could
-    ///         not be written; 0x80000008, with a log line that says why, when there is no picture to write or
-    ///         no such format
+    ///         not be written; 0x80000008, with a log line that says why, when there is no picture to write
+    ///         or no such format
     virtual std::int32_t CaptureCurrentImage(const CaptureImageInfo* pInfo, const wchar_t* pPath) = 0;
     /// Copies the reference stream's current picture.
     /// @return a planar frame that the player owns, valid until the next call with another picture size or
