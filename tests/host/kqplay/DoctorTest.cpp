@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <optional>
 #include <regex>
 
 using namespace kqtest;
@@ -31,9 +33,9 @@ protected:
     /// @return the program to run: a copy with another view library if the case wants one
     std::string Program() {
         if (!GetParam().viewLibrary)
-            return KqplayPath();
-        fs::copy_file(KqplayPath(), m_folder / "kqplay");
-        for (const auto& file : fs::directory_iterator(fs::path(KqplayPath()).parent_path())) {
+            return KQPLAY_PROGRAM;
+        fs::copy_file(KQPLAY_PROGRAM, m_folder / "kqplay");
+        for (const auto& file : fs::directory_iterator(fs::path(KQPLAY_PROGRAM).parent_path())) {
             const std::string name = file.path().filename().string();
             if (name.rfind("libKQ", 0) == 0)
                 fs::copy_file(file, m_folder / name);
@@ -124,7 +126,7 @@ INSTANTIATE_TEST_SUITE_P(Machines, Doctor, testing::ValuesIn(cases),
                          [](const auto& info) { return std::string(info.param.name); });
 
 TEST(DoctorOptions, ItPlaysNoFile) {
-    EXPECT_EQ(RunProcess({KqplayPath(), "--doctor", Clip("plain.mp4")}).status, 2);
+    EXPECT_EQ(RunProcess({KQPLAY_PROGRAM, "--doctor", Clip("plain.mp4")}).status, 2);
 }
 
 } // namespace
