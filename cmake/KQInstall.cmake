@@ -16,6 +16,8 @@ install(TARGETS PlayerView LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kqplayer DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
         COMPONENT Development FILES_MATCHING PATTERN "*.h")
+install(FILES ${PROJECT_SOURCE_DIR}/CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/kqplayer
+        COMPONENT Development)
 install(EXPORT KQPlayerTargets NAMESPACE KQPlayer:: DESTINATION ${cmake_folder} COMPONENT Development)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/kqplayer COMPONENT Development)
 
@@ -53,7 +55,11 @@ if(TARGET kqplay)
     install(FILES ${templates}/kqplay.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications COMPONENT Program)
     install(FILES ${templates}/kqplay.svg DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps
             COMPONENT Program)
-    install(FILES ${templates}/kqplay.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT Program)
+    # Manual pages are installed compressed; without a time stamp, equal sources give equal packages.
+    execute_process(COMMAND gzip -9nc ${templates}/kqplay.1 OUTPUT_FILE ${generated}/kqplay.1.gz
+                    COMMAND_ERROR_IS_FATAL ANY)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${templates}/kqplay.1)
+    install(FILES ${generated}/kqplay.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT Program)
     install(FILES ${templates}/kqplay.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
             RENAME kqplay COMPONENT Program)
 endif()

@@ -2,6 +2,7 @@
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME kqplayer)
 set(CPACK_PACKAGE_VENDOR KQPlayer)
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
 set(CPACK_PACKAGE_CONTACT "KQPlayer developers <kqplayer@localhost>")
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/deb)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
@@ -33,8 +34,8 @@ set(this_version "(= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "embeddable, frame-accurate media player component
- The shared library that hosts load, its sibling libraries, and the library
- that draws its views in X11 windows.")
+The shared library that hosts load, its sibling libraries, and the library
+that draws its views in X11 windows.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libkqplayer-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
@@ -44,14 +45,14 @@ if(TARGET kq_streams)
            " libavfilter-dev, libavutil-dev, libswscale-dev, libswresample-dev")
 endif()
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "embeddable media player component: building hosts
- Headers, CMake package, pkg-config files and examples, and media files
- through FFmpeg as streams for the player.")
+Headers, CMake package, pkg-config files and examples, and media files
+through FFmpeg as streams for the player.")
 
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME kqplay)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION video)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "${runtime} ${this_version}")
 set(CPACK_DEBIAN_PROGRAM_DESCRIPTION "media player that steps, seeks and compares exactly
- Plays media files in a window, moves to the very frame, shows two files or
- a filter's result side by side, and writes stills and contact sheets.")
+Plays media files in a window, moves to the very frame, shows two files or
+a filter's result side by side, and writes stills and contact sheets.")
 
 include(CPack)

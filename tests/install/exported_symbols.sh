@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # Compares the symbols that the libraries in a folder export with a list: exported_symbols.sh FOLDER LIST
+# The list is the same for both data models.
 # A change of the binary interface has to be a change of the list. To write it anew: … FOLDER LIST --update
 set -euo pipefail
 folder=$1 list=$2

@@ -10,6 +10,7 @@ prefix="$work/moved prefix"
 examples="$prefix/share/doc/kqplayer/examples"
 package="$prefix/$libdir/cmake/KQPlayer"
 cd "$work"
+unset DISPLAY WAYLAND_DISPLAY
 
 fail() {
     echo "installed_tree: $*" >&2

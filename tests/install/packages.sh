@@ -23,7 +23,7 @@ declare -A holds=(
         $libdir/libKQStreams.a $libdir/cmake/KQPlayer/KQPlayerConfig.cmake $libdir/pkgconfig/kqplayer.pc
         share/doc/kqplayer/examples/minimal_host.cpp"
     [kqplay]="bin/kqplay share/applications/kqplay.desktop share/icons/hicolor/scalable/apps/kqplay.svg
-        share/man/man1/kqplay.1 share/bash-completion/completions/kqplay"
+        share/man/man1/kqplay.1.gz share/bash-completion/completions/kqplay"
 )
 for package in "${!holds[@]}"; do
     dpkg-deb -x debs/"$package"_*.deb "$package"
@@ -41,7 +41,7 @@ dpkg-deb -I debs/libkqplayer1_*.deb shlibs | grep -q '^libKQPlayer 1 libkqplayer
 
 # The program runs, and manual page and completion know each of its options.
 root/usr/bin/kqplay --version | grep -q '^kqplay [1-9]' || fail "kqplay does not run"
-page=$(sed 's/\\-/-/g' root/usr/share/man/man1/kqplay.1)
+page=$(zcat root/usr/share/man/man1/kqplay.1.gz | sed 's/\\-/-/g')
 mapfile -t options < <(root/usr/bin/kqplay --help | sed -n 's/^ *\(-.,\)\?\(--[a-z-]*\).*/\2/p')
 ((${#options[@]} > 15)) || fail "kqplay --help shows only ${#options[@]} options"
 # shellcheck disable=SC1091
