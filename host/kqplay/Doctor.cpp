@@ -8,8 +8,6 @@
 #include "ViewLibrary.h"
 
 #include <AL/al.h>
-#include <AL/alc.h>
-#include <AL/alext.h>
 #include <SDL_version.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
@@ -21,6 +19,7 @@
 #include <cstring>
 #include <fstream>
 #include <memory>
+#include <regex>
 #include <sstream>
 #include <thread>
 
@@ -157,46 +156,30 @@ void DescribeFfmpeg(DoctorReport& report) {
     report.Line("", std::string(avutil_license()) + "; " + FfmpegConfiguration());
 }
 
-/// The version is only told where a context is: a device that renders into memory needs no hardware.
-std::string OpenAlVersion() {
-    const auto open = reinterpret_cast<LPALCLOOPBACKOPENDEVICESOFT>(
-        alcGetProcAddress(nullptr, "alcLoopbackOpenDeviceSOFT"));
-    ALCdevice* device = open ? open(nullptr) : nullptr;
-    if (!device)
-        return "unknown";
-    const ALCint attributes[] = {ALC_FORMAT_CHANNELS_SOFT,
-                                 ALC_STEREO_SOFT,
-                                 ALC_FORMAT_TYPE_SOFT,
-                                 ALC_SHORT_SOFT,
-                                 ALC_FREQUENCY,
-                                 48000,
-                                 0};
-    std::string version = "unknown";
-    ALCcontext* before = alcGetCurrentContext();
-    if (ALCcontext* context = alcCreateContext(device, attributes)) {
-        alcMakeContextCurrent(context);
-        version = std::string(alGetString(AL_VERSION)) + ", " + alGetString(AL_RENDERER);
-        alcMakeContextCurrent(before);
-        alcDestroyContext(context);
-    }
-    alcCloseDevice(device);
-    return version;
+/// An installed library's file is named after its version: libKQPlayer.so.1.0.0.
+void CompareVersion(DoctorReport& report, const std::string& path) {
+    static const std::regex versioned(".*\\.so\\.([0-9]+\\.[0-9]+\\.[0-9]+)");
+    std::smatch match;
+    if (std::regex_match(path, match, versioned) && match[1] != KQPLAY_VERSION)
+        report.Fault(path + " is of version " + match[1].str() + ", kqplay of " KQPLAY_VERSION ".",
+                     "Remove the one that is out of date; its libraries are found before the others.");
 }
 
-void DescribeLibraries(DoctorReport& report, const ComponentOutput& output) {
+void DescribeLibraries(DoctorReport& report) {
+    constexpr const char* notLoaded = "not loaded as a library of its own";
     report.Section("Libraries");
     DescribeFfmpeg(report);
-    {
-        const ComponentOutput::QuietErrors quiet(output);
-        report.Line("OpenAL", OpenAlVersion());
-    }
     SDL_version sdl;
     SDL_GetVersion(&sdl);
     report.Line("SDL", Format("%d.%d.%d", sdl.major, sdl.minor, sdl.patch));
-    for (const char* name :
-         {"libKQPlayer", "libKQ_Com", "libKQ_Log", "libKQ_ImageProc", "libopenal", "libavcodec"}) {
+    for (const char* name : {"libKQPlayer", "libKQ_Com", "libKQ_Log", "libKQ_ImageProc"}) {
         const std::string path = PathOfLoaded(std::string(name) + ".so");
-        report.Line(name, path.empty() ? "not loaded as a library of its own" : path);
+        report.Line(name, path.empty() ? notLoaded : path);
+        CompareVersion(report, path);
+    }
+    for (const char* name : {"libopenal", "libavcodec"}) {
+        const std::string path = PathOfLoaded(std::string(name) + ".so");
+        report.Line(name, path.empty() ? notLoaded : path);
     }
 }
 
@@ -205,7 +188,7 @@ void DescribeViewLibrary(DoctorReport& report, const ViewLibrary& views) {
     if (views.Path().empty()) {
         std::string folders;
         for (const std::string& folder : ViewLibrary::Folders())
-            folders += (folders.empty() ? "" : " and ") + folder;
+            folders += (folders.empty() ? "" : " or ") + folder;
         report.Fault("PlayerView.so cannot be loaded: " + views.WhyNoView() + ".",
                      "Put the PlayerView.so of this version into " + folders +
                          ", or install KQPlayer again.");
@@ -328,6 +311,7 @@ bool DescribeSound(DoctorReport& report, const Options& options, AudioOutput& so
         return false;
     }
     report.Line("device", sound.DeviceName());
+    report.Line("OpenAL", std::string(alGetString(AL_VERSION)) + ", " + alGetString(AL_RENDERER));
     report.Line("rate, period", Format("%d Hz, %.0f sample frames (%s)", sound.Rate(),
                                        sound.Rate() * sound.Period(), Milliseconds(sound.Period()).c_str()));
     JudgePeriod(report, sound, configured);
@@ -398,7 +382,7 @@ ExitStatus RunDoctor(const Options& options) {
     DoctorReport report(output.Screen());
     ViewLibrary views;
     DescribeProgram(report);
-    DescribeLibraries(report, output);
+    DescribeLibraries(report);
     DescribeViewLibrary(report, views);
     const bool window = DescribeDisplay(report, options);
     const bool heard = DescribeSound(report, options, sound, configured, output);

@@ -82,7 +82,8 @@ const Case cases[] = {
      {"--audio", "null"},
      0,
      {"KQPlayer +[0-9]", "MIT-SHM yes", "device +No Output", "shown +in a window", "50 of 50 in order",
-      "paced by +the sound", "PlayerView.so +/.*PlayerView.so", "conclusion +All is well"}},
+      "paced by +the sound", "PlayerView.so +/.*PlayerView.so",
+      "conclusion +(All is well|Nothing is broken; 1 note)"}}, // a busy machine shows pictures late
     {"NoDisplayNoDevice",
      nullptr,
      false,
@@ -90,7 +91,7 @@ const Case cases[] = {
      {},
      0,
      {"DISPLAY +not set", "no sound device", "set to 'nosuch'", "shown +off-screen", "50 of 50 in order",
-      "paced by +the wall clock", "Nothing is broken; 2 notes"}},
+      "paced by +the wall clock", "Nothing is broken; [23] notes"}},
     {"DisplayThatDoesNotAnswer",
      nullptr,
      false,
