@@ -41,7 +41,7 @@ void DoctorReport::Line(const std::string& name, const std::string& value) {
     std::string label = name;
     for (const std::string& line : Wrap(value)) {
         label.resize(std::max(label.size(), nameWidth), ' ');
-        Print("  " + label + "  " + line);
+        Print(label.insert(0, "  ").append("  ").append(line));
         label.clear();
     }
 }

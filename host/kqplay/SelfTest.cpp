@@ -127,7 +127,8 @@ private:
         constexpr double pi = 3.14159265358979323846;
         constexpr double step = 2 * pi * 440 / sampleRate;
         for (int i = 0; i < chunkFrames * channels; ++i) {
-            const double phase = step * (index * chunkFrames + i / channels);
+            const int sample = index * chunkFrames + i / channels;
+            const double phase = step * sample;
             m_samples[static_cast<std::size_t>(i)] = static_cast<std::int16_t>(3277 * std::sin(phase));
         }
         frame.image.pU = reinterpret_cast<std::uint8_t*>(m_samples.data());
