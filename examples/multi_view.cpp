@@ -68,8 +68,8 @@ bool Play(const Streams& opened, void* parent, std::string& error) {
         error = kq::ResultText(result);
         return false;
     }
-    const auto left = Show(*views.Get(), parent, 100, pacingMode, *opened.before);
-    const auto right = Show(*views.Get(), parent, 760, otherMode, *opened.after);
+    const auto left = Show(*views, parent, 100, pacingMode, *opened.before);
+    const auto right = Show(*views, parent, 760, otherMode, *opened.after);
     if (!left || !right) {
         error = "PlayerView.so is missing or refuses the window";
         return false;

@@ -25,7 +25,7 @@ class Numbered : public kq::MediaStream {
 public:
     double Seek(double seconds, int /*mode: every frame is a key frame*/) override {
         const std::lock_guard guard(m_lock);
-        m_index = std::clamp(static_cast<int>(seconds * m_rate + 1e-6), 0, m_count - 1);
+        m_index = static_cast<int>(std::clamp(seconds * m_rate + 1e-6, 0.0, m_count - 1.0));
         return static_cast<double>(m_index) / m_rate;
     }
     MEDIA_FRAME* GetCurrentFrame() override {
@@ -127,7 +127,7 @@ int Fail(int status, const char* why) {
 int main(int argc, char** argv) {
     const bool headless = argc > 1 && std::strcmp(argv[1], "--headless") == 0;
     const int seconds = argc > (headless ? 2 : 1) ? std::atoi(argv[argc - 1]) : 5;
-    if (seconds <= 0)
+    if (seconds < 1 || seconds > 3600)
         return Fail(2, "usage: own_stream [--headless] [SECONDS]");
     kq::ComPtr<IMediaPlayer> player;
     kq::ComPtr<IPlayerViewMgr> views;

@@ -63,7 +63,11 @@ OpenedLibrary OpenPlayerView() {
     const std::array<std::string, 2> folders = {ExecutableFolder(), ComponentFolder()};
     OpenedLibrary library;
     for (const std::string& folder : folders) {
-        library.path = folder + kLibraryName;
+        const std::string path = folder + kLibraryName;
+        if (path == library.path) {
+            continue;
+        }
+        library.path = path;
         library.pHandle = dlopen(library.path.c_str(), RTLD_NOW | RTLD_LOCAL);
         if (library.pHandle != nullptr) {
             break;

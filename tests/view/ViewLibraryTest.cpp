@@ -1,5 +1,6 @@
 #include "tests/support/FakeStream.h"
 #include "tests/support/PlayerHost.h"
+#include "tests/support/Recorder.h"
 #include "view/YV12ViewWrapper.h"
 
 #include <gtest/gtest.h>
@@ -24,6 +25,10 @@ TEST(ViewLibrary, ThatCannotServeGivesNoView) {
         EXPECT_NE(output.find("lacking/PlayerView.so Library!\r\n"), std::string::npos) << output;
     } else {
         EXPECT_EQ(output, "");
+        const auto log = kq::test::TakeLog();
+        ASSERT_EQ(log.size(), 1u);
+        EXPECT_EQ(log[0].rfind("No view can be made: /", 0), 0u) << log[0];
+        EXPECT_NE(log[0].find("missing/PlayerView.so: cannot open"), std::string::npos) << log[0];
     }
     EXPECT_EQ(view.GetHwnd(), nullptr);
     kq::test::FakeVideo video(1, 25);
