@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <thread>
 
-namespace kq::streams::test {
+namespace bench {
 namespace {
 
 /// The view library numbers the views of the whole process.
@@ -104,4 +104,4 @@ void ComponentHost::OnPicture(void* /*handle*/, int view, int width, int height,
     host.m_shown.notify_all();
 }
 
-} // namespace kq::streams::test
+} // namespace bench

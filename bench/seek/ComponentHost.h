@@ -13,7 +13,9 @@
 #include <mutex>
 #include <vector>
 
-namespace kq::streams::test {
+namespace bench {
+
+using kq::streams::ComHandle;
 
 using Clock = std::chrono::steady_clock;
 
@@ -63,4 +65,4 @@ private:
     std::vector<Picture> m_pictures;
 };
 
-} // namespace kq::streams::test
+} // namespace bench
