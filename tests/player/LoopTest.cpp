@@ -69,14 +69,10 @@ TEST(Loop, PacesByTheWallClockAndShowsEveryFrameOnce) {
         EXPECT_GE(Milliseconds(pictures[static_cast<std::size_t>(n)].when - start), n * 40 - 10) << n;
     }
     // One report after each frame, except the last: it has ended the video.
-    std::vector<double> expected;
-    for (int n = 0; n < kFrames - 1; ++n) {
-        expected.push_back(n * 0.04);
-    }
     const auto positions = host.GetPositions();
-    ASSERT_EQ(positions.size(), expected.size());
-    for (std::size_t i = 0; i < expected.size(); ++i) {
-        EXPECT_NEAR(positions[i], expected[i], 1e-9);
+    ASSERT_EQ(positions.size(), static_cast<std::size_t>(kFrames - 1));
+    for (std::size_t i = 0; i < positions.size(); ++i) {
+        EXPECT_NEAR(positions[i], static_cast<double>(i) * 0.04, 1e-9);
     }
     EXPECT_EQ(host->IsActivate(), KQ_ACTIVATE_ENDED);
     host.ReleasePlayer();
@@ -108,16 +104,16 @@ TEST(Loop, LateFramesAreShownAndNeverDropped) {
     host.m_onNotify = [](unsigned int nWhat) {
         static int s_nCalls = 0;
         if (nWhat == KQ_NOTIFY_POSITION && s_nCalls++ == 5) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(150));
+            std::this_thread::sleep_for(std::chrono::milliseconds(250));
         }
     };
-    const auto start = Clock::now();
     host->Play();
     ASSERT_TRUE(host.WaitForEnd());
     const auto frames = recorder.GetFrames();
     EXPECT_EQ(std::vector<int>(frames.begin(), frames.begin() + 40), Numbers(0, 40));
-    // The stall does not shift what follows it.
-    EXPECT_LT(Milliseconds(recorder.GetPictures()[39].when - start), 39 * 10 + 120);
+    // The stall does not shift what follows it: the pictures that it held up come at once.
+    const auto pictures = recorder.GetPictures();
+    EXPECT_LT(Milliseconds(pictures[15].when - pictures[6].when), 9 * 10);
 }
 
 TEST(Loop, PauseHoldsTheClock) {
@@ -141,9 +137,6 @@ TEST(Loop, PauseHoldsTheClock) {
     // Ten frames take a tenth of a second: those of the pause are not made up for.
     EXPECT_GT(Milliseconds(pictures[nShown + 10].when - pictures[nShown].when), 60);
     EXPECT_FALSE(host->IsPaused());
-    const auto stop = Clock::now();
-    host->Stop();
-    EXPECT_LT(Milliseconds(Clock::now() - stop), 2000);
 }
 
 TEST(Loop, WithoutFrameRateOrFormatPositionsComeFromTheStamps) {
@@ -186,30 +179,29 @@ TEST_F(WithSound, FramesFollowTheSoundThatIsHeard) {
     EXPECT_EQ(audio.GetRefCount(), 2);
 }
 
-TEST_F(WithSound, SoundGoesOnPastTheVideo) {
-    FakeVideo video(5, 50);
-    FakeAudio audio(0.5);
-    PlayerHost host;
-    host.AddView(1, &video);
-    host.SetAudio(&audio);
-    host->Play();
-    ASSERT_TRUE(RenderUntil([&] { return host.GetEnds() == 1; }));
-    EXPECT_GE(host.GetLastPosition(), 0.45);
-    const auto positions = host.GetPositions();
-    EXPECT_TRUE(std::is_sorted(positions.begin(), positions.end()));
-}
-
-TEST_F(WithSound, VideoGoesOnPastTheSound) {
-    FakeVideo video(100, 50);
-    FakeAudio audio(0.2);
-    PlayerHost host;
-    host.AddView(1, &video);
-    host.SetAudio(&audio);
-    host->Play();
-    ASSERT_TRUE(RenderUntil([&] { return host.GetEnds() == 1; }));
-    const auto frames = m_recorder.GetFrames();
-    ASSERT_GE(frames.size(), 100u);
-    EXPECT_EQ(std::vector<int>(frames.begin(), frames.begin() + 100), Numbers(0, 100));
+TEST_F(WithSound, TheLongerOfSoundAndVideoGoesOn) {
+    const struct {
+        int nFrames;
+        double dSound, dLastPosition;
+    } cases[] = {{5, 0.5, 0.45}, {100, 0.2, 1.96}};
+    for (const auto& c : cases) {
+        m_recorder.Clear();
+        FakeVideo video(c.nFrames, 50);
+        FakeAudio audio(c.dSound);
+        PlayerHost host;
+        const int nView = host.AddView(1, &video);
+        host.SetAudio(&audio);
+        host->Play();
+        ASSERT_TRUE(RenderUntil([&] { return host.GetEnds() == 1; }));
+        EXPECT_GE(host.GetLastPosition(), c.dLastPosition - 1e-9);
+        const auto positions = host.GetPositions();
+        EXPECT_TRUE(std::is_sorted(positions.begin(), positions.end()));
+        EXPECT_EQ(nView, 0);
+        auto frames = m_recorder.GetFrames(static_cast<int>(&c - cases)); // views are counted on
+        ASSERT_GE(frames.size(), static_cast<std::size_t>(c.nFrames));
+        frames.resize(static_cast<std::size_t>(c.nFrames));
+        EXPECT_EQ(frames, Numbers(0, c.nFrames));
+    }
 }
 
 TEST_F(WithSound, SoundAloneReportsItsPosition) {
