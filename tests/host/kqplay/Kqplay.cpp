@@ -136,8 +136,8 @@ Trace PlayTraced(const std::string& clip, Strings options, const std::string& er
 }
 
 AtTerminal::AtTerminal(Strings options, Process::Environment environment)
-    : process((options.insert(options.begin(), {"sh", "-c", "cd \"$0\" && exec \"$@\"", folder / "", KQPLAY_PROGRAM,
-                                                "--trace", folder / "trace", "--trace-hash"}),
+    : process((options.insert(options.begin(), {"sh", "-c", "cd \"$0\" && exec \"$@\"", folder / "",
+                                                KQPLAY_PROGRAM, "--trace", folder / "trace", "--trace-hash"}),
                options),
               (environment["TERM"] = "xterm", environment), Process::Streams::PseudoTerminal) {}
 
