@@ -1,9 +1,9 @@
 // From the call to the picture: seeks and frame steps on 1080p clips whose pictures carry their number.
+#include "ComponentHost.h"
 #include "Seek.h"
 
 #include <bench/playback/Measured.h>
 #include <kqplayer/media_file.h>
-#include <tests/host/streams/ComponentHost.h>
 
 #include <cmath>
 #include <functional>
@@ -12,9 +12,6 @@
 
 namespace bench {
 namespace {
-
-using kq::streams::test::Clock;
-using kq::streams::test::ComponentHost;
 
 constexpr int width = 1920;
 constexpr double rate = 25;

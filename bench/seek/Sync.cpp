@@ -1,11 +1,11 @@
 // Whether sound and picture agree again after a seek: a clip that flashes and beeps once a second is sought
 // while it plays, to shortly before a flash.
+#include "ComponentHost.h"
 #include "Seek.h"
 
 #include <bench/playback/Measured.h>
 #include <bench/playback/RealTimeDevice.h>
 #include <kqplayer/media_file.h>
-#include <tests/host/streams/ComponentHost.h>
 
 #include <algorithm>
 #include <cmath>
@@ -14,8 +14,6 @@
 
 namespace bench {
 namespace {
-
-using kq::streams::test::ComponentHost;
 
 constexpr int seconds = 12;
 /// Flashes and beeps further apart belong to different seconds.

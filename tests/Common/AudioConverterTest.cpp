@@ -52,10 +52,8 @@ TEST_F(AudioTargets, MixEveryLayoutAlike) {
         const int out = kOut[trial.Between(0, 2)];
         const short* source = Source(trial, in * frames);
         short* destination = Destination(trial, out * frames);
-        const auto call = [&](const AudioKernels& kernels) {
-            return [&] { kernels.mix(source, in, out, static_cast<std::size_t>(frames), destination); };
-        };
-        return trial.Compare(call(BestAudioKernels()), call(PlainAudioKernels()));
+        return trial.Compare(BestAudioKernels().mix, PlainAudioKernels().mix, source, in, out,
+                             static_cast<std::size_t>(frames), destination);
     });
 }
 
@@ -66,10 +64,7 @@ TEST_F(AudioTargets, ResampleAlike) {
         const short* source = Source(trial, channels * (inFrames + 2)) + channels;
         short* destination = Destination(trial, channels * outFrames);
         const Resampling job = {source, channels, inFrames * channels, outFrames * channels};
-        const auto call = [&](const AudioKernels& kernels) {
-            return [&] { kernels.resample(job, destination); };
-        };
-        return trial.Compare(call(BestAudioKernels()), call(PlainAudioKernels()));
+        return trial.Compare(BestAudioKernels().resample, PlainAudioKernels().resample, job, destination);
     });
 }
 

@@ -23,16 +23,6 @@ std::int32_t PaddedRow(std::int32_t width, int bits) {
     return (width * bits + 31) / 32 * 4;
 }
 
-tagBITMAPINFOHEADER Header(std::int32_t width, std::int32_t height, int bits) {
-    tagBITMAPINFOHEADER header{};
-    header.biSize = 40;
-    header.biWidth = width;
-    header.biHeight = height;
-    header.biPlanes = 1;
-    header.biBitCount = static_cast<std::uint16_t>(bits);
-    return header;
-}
-
 struct PlanarAreas {
     Area y, u, v;
 };
@@ -54,12 +44,8 @@ std::string ComparePlanarToRgb(Trial& trial, int bits, bool signedHeight, Routin
     const PlanarAreas in = PlanarSource(trial, width, height);
     const Area out = trial.Destination(PaddedRow(width, bits), height, PaddedRow(width, bits) + (width == 0));
     tagBITMAPINFOHEADER header = Header(width, signedHeight && trial.Flag() ? -height : height, bits);
-    const auto call = [&](Routine r) {
-        return [&, r] {
-            r(&header, out.data, in.y.data, in.u.data, in.v.data, in.y.pitch, in.u.pitch, in.v.pitch);
-        };
-    };
-    return trial.Compare(call(routine), call(plain));
+    return trial.Compare(routine, plain, &header, out.data, in.y.data, in.u.data, in.v.data, in.y.pitch,
+                         in.u.pitch, in.v.pitch);
 }
 
 /// The RGB to planar routines with eight parameters.
@@ -69,12 +55,8 @@ std::string CompareRgbToPlanar(Trial& trial, int bits, Routine routine, Routine 
     const Area in = trial.Source(PaddedRow(width, bits), height, PaddedRow(width, bits) + (width == 0));
     const PlanarAreas out = PlanarDestination(trial, width + width % 2, height);
     tagBITMAPINFOHEADER header = Header(width, height, bits);
-    const auto call = [&](Routine r) {
-        return [&, r] {
-            r(out.y.data, out.u.data, out.v.data, out.y.pitch, out.u.pitch, out.v.pitch, &header, in.data);
-        };
-    };
-    return trial.Compare(call(routine), call(plain));
+    return trial.Compare(routine, plain, out.y.data, out.u.data, out.v.data, out.y.pitch, out.u.pitch,
+                         out.v.pitch, &header, in.data);
 }
 
 std::string CompareArgbWithPitch(Trial& trial) {
@@ -82,15 +64,10 @@ std::string CompareArgbWithPitch(Trial& trial) {
     const Area in = trial.Source(4 * width, height);
     const PlanarAreas out = PlanarDestination(trial, width + width % 2, height);
     tagBITMAPINFOHEADER header = Header(width, height, 32);
-    const auto call = [&](auto routine) {
-        return [&, routine] {
-            routine(out.y.data, out.u.data, out.v.data, out.y.pitch, out.u.pitch, out.v.pitch, &header,
-                    in.data, in.pitch);
-        };
-    };
     using Routine = void (*)(std::uint8_t*, std::uint8_t*, std::uint8_t*, std::int32_t, std::int32_t,
                              std::int32_t, tagBITMAPINFOHEADER*, std::uint8_t*, std::int32_t);
-    return trial.Compare(call(Routine{Argb_2_yuv420}), call(Routine{reference::Argb_2_yuv420}));
+    return trial.Compare(Routine{Argb_2_yuv420}, Routine{reference::Argb_2_yuv420}, out.y.data, out.u.data,
+                         out.v.data, out.y.pitch, out.u.pitch, out.v.pitch, &header, in.data, in.pitch);
 }
 
 std::string CompareWithAlpha(Trial& trial) {
@@ -99,13 +76,8 @@ std::string CompareWithAlpha(Trial& trial) {
     const PlanarAreas out = PlanarDestination(trial, width, height);
     const Area alpha = trial.Destination(width, height, out.y.pitch + (out.y.pitch == 0));
     tagBITMAPINFOHEADER header = Header(width, height, 32);
-    const auto call = [&](auto routine) {
-        return [&, routine] {
-            routine(out.y.data, out.u.data, out.v.data, alpha.data, out.y.pitch, out.u.pitch, out.v.pitch,
-                    &header, in.data);
-        };
-    };
-    return trial.Compare(call(Rgb32_2_yuv420A), call(reference::Rgb32_2_yuv420A));
+    return trial.Compare(Rgb32_2_yuv420A, reference::Rgb32_2_yuv420A, out.y.data, out.u.data, out.v.data,
+                         alpha.data, out.y.pitch, out.u.pitch, out.v.pitch, &header, in.data);
 }
 
 std::string ComparePalette(Trial& trial) {
@@ -115,13 +87,8 @@ std::string ComparePalette(Trial& trial) {
     const Area info = trial.Source(40 + 256 * 4, 1);
     auto* bitmap = reinterpret_cast<tagBITMAPINFO*>(info.data);
     bitmap->bmiHeader = Header(width, height, 8);
-    const auto call = [&](auto routine) {
-        return [&, routine] {
-            routine(out.y.data, out.u.data, out.v.data, out.y.pitch, out.u.pitch, out.v.pitch, bitmap,
-                    in.data);
-        };
-    };
-    return trial.Compare(call(Rgb8_2_YUV420), call(reference::Rgb8_2_YUV420));
+    return trial.Compare(Rgb8_2_YUV420, reference::Rgb8_2_YUV420, out.y.data, out.u.data, out.v.data,
+                         out.y.pitch, out.u.pitch, out.v.pitch, bitmap, in.data);
 }
 
 /// A rectangle inside a picture that is larger by the position and some more.
@@ -144,13 +111,9 @@ std::string CompareRgbToPacked(Trial& trial) {
     const Area destination =
         trial.Destination(rowBytes, out.y + in.height, rowBytes + 8 + trial.Between(0, 20));
     const std::int32_t yuy2 = trial.Between(0, 2);
-    const auto call = [&](auto routine) {
-        return [&, routine] {
-            routine(destination.data, destination.pitch, out.x, out.y, width, in.height, yuy2, source.data,
-                    in.height + in.y + below, source.pitch, in.x, in.y);
-        };
-    };
-    return trial.Compare(call(Rgb24_2_YUY2), call(reference::Rgb24_2_YUY2));
+    return trial.Compare(Rgb24_2_YUY2, reference::Rgb24_2_YUY2, destination.data, destination.pitch, out.x,
+                         out.y, width, in.height, yuy2, source.data, in.height + in.y + below, source.pitch,
+                         in.x, in.y);
 }
 
 std::string ComparePackedToRgb(Trial& trial) {
@@ -160,13 +123,9 @@ std::string ComparePackedToRgb(Trial& trial) {
     const Area source = trial.Source(2 * start + (width + 1) / 2 * 4, in.y + in.height);
     const Area destination = trial.Destination(3 * (out.x + width), out.y + in.height + below);
     const std::int32_t yuy2 = trial.Between(0, 2);
-    const auto call = [&](auto routine) {
-        return [&, routine] {
-            routine(destination.data, out.y + in.height + below, destination.pitch, out.x, out.y, width,
-                    in.height, source.data, source.pitch, yuy2, in.x, in.y);
-        };
-    };
-    return trial.Compare(call(YUY2_2_Rgb24), call(reference::YUY2_2_Rgb24));
+    return trial.Compare(YUY2_2_Rgb24, reference::YUY2_2_Rgb24, destination.data, out.y + in.height + below,
+                         destination.pitch, out.x, out.y, width, in.height, source.data, source.pitch, yuy2,
+                         in.x, in.y);
 }
 
 std::string ComparePackedBlit(Trial& trial) {
@@ -177,13 +136,9 @@ std::string ComparePackedBlit(Trial& trial) {
     const Area source = trial.Source(rowBytes, in.y + in.height);
     const Area destination = trial.Destination(rowBytes, in.y + in.height);
     const std::int32_t x = trial.Between(0, 50), y = trial.Between(0, 50);
-    const auto call = [&](auto routine) {
-        return [&, routine] {
-            routine(destination.data, destination.pitch, x, y, in.width, in.height, yuy2Destination,
-                    source.data, source.pitch, yuy2Source, in.x, in.y);
-        };
-    };
-    return trial.Compare(call(YUY2_Blt_fast), call(reference::YUY2_Blt_fast));
+    return trial.Compare(YUY2_Blt_fast, reference::YUY2_Blt_fast, destination.data, destination.pitch, x, y,
+                         in.width, in.height, yuy2Destination, source.data, source.pitch, yuy2Source, in.x,
+                         in.y);
 }
 
 std::string ComparePlanarBlit(Trial& trial) {
@@ -196,14 +151,9 @@ std::string ComparePlanarBlit(Trial& trial) {
     };
     const PlanarAreas s = planes(in, [&](int bytes, int rows) { return trial.Source(bytes, rows); });
     const PlanarAreas d = planes(out, [&](int bytes, int rows) { return trial.Destination(bytes, rows); });
-    const auto call = [&](auto routine) {
-        return [&, routine] {
-            routine(d.y.data, d.u.data, d.v.data, d.y.pitch, d.u.pitch, d.v.pitch, out.x, out.y, width,
-                    out.y + in.height, s.y.data, s.u.data, s.v.data, s.y.pitch, s.u.pitch, s.v.pitch, in.x,
-                    in.y);
-        };
-    };
-    return trial.Compare(call(YV12_Blt_fast), call(reference::YV12_Blt_fast));
+    return trial.Compare(YV12_Blt_fast, reference::YV12_Blt_fast, d.y.data, d.u.data, d.v.data, d.y.pitch,
+                         d.u.pitch, d.v.pitch, out.x, out.y, width, out.y + in.height, s.y.data, s.u.data,
+                         s.v.data, s.y.pitch, s.u.pitch, s.v.pitch, in.x, in.y);
 }
 
 std::string ComparePackedToPlanar(Trial& trial) {
@@ -214,13 +164,9 @@ std::string ComparePackedToPlanar(Trial& trial) {
                            trial.Destination(out.x / 2 + pairs, out.y / 2 + rows),
                            trial.Destination(out.x / 2 + pairs, out.y / 2 + rows)};
     const std::int32_t yuy2 = trial.Between(0, 2), x = trial.Between(0, 50);
-    const auto call = [&](auto routine) {
-        return [&, routine] {
-            routine(d.y.data, d.u.data, d.v.data, d.y.pitch, d.u.pitch, d.v.pitch, out.x, out.y, in.width,
-                    in.height, source.data, source.pitch, yuy2, x, in.y);
-        };
-    };
-    return trial.Compare(call(YUY2_2_Yuv420), call(reference::YUY2_2_Yuv420));
+    return trial.Compare(YUY2_2_Yuv420, reference::YUY2_2_Yuv420, d.y.data, d.u.data, d.v.data, d.y.pitch,
+                         d.u.pitch, d.v.pitch, out.x, out.y, in.width, in.height, source.data, source.pitch,
+                         yuy2, x, in.y);
 }
 
 std::string ComparePlanarToPacked(Trial& trial) {
@@ -231,13 +177,9 @@ std::string ComparePlanarToPacked(Trial& trial) {
                            trial.Source(in.x / 2 + pairs, in.y / 2 + rows)};
     const Area destination = trial.Destination(4 * pairs, out.y + 2 * rows);
     const std::int32_t yuy2 = trial.Between(0, 2), x = trial.Between(0, 50);
-    const auto call = [&](auto routine) {
-        return [&, routine] {
-            routine(destination.data, destination.pitch, x, out.y, in.width, in.height, yuy2, s.y.data,
-                    s.u.data, s.v.data, s.y.pitch, s.u.pitch, s.v.pitch, in.x, in.y);
-        };
-    };
-    return trial.Compare(call(Yuv420_2_YUY2), call(reference::Yuv420_2_YUY2));
+    return trial.Compare(Yuv420_2_YUY2, reference::Yuv420_2_YUY2, destination.data, destination.pitch, x,
+                         out.y, in.width, in.height, yuy2, s.y.data, s.u.data, s.v.data, s.y.pitch, s.u.pitch,
+                         s.v.pitch, in.x, in.y);
 }
 
 /// The output converters: strideUnit is what one unit of the destination stride counts.
@@ -251,10 +193,8 @@ std::string CompareOutput(Trial& trial, KQ_CONVERT_YUV* routine, KQ_CONVERT_YUV*
     const std::int32_t stride = columns * pixelBytes / strideUnit + trial.Between(0, 9);
     const Area out = trial.Destination(columns * pixelBytes, height, stride * strideUnit + (stride == 0));
     const std::int32_t signedHeight = trial.Flag() ? -height : height;
-    const auto call = [&](KQ_CONVERT_YUV* r) {
-        return [&, r] { r(y.data, y.pitch, u.data, v.data, v.pitch, out.data, width, signedHeight, stride); };
-    };
-    return trial.Compare(call(routine), call(plain));
+    return trial.Compare(routine, plain, y.data, y.pitch, u.data, v.data, v.pitch, out.data, width,
+                         signedHeight, stride);
 }
 
 /// The contiguous planar copy: three quarters of a plane more than the luma rows take.
@@ -266,45 +206,29 @@ std::string ComparePlanarOutput(Trial& trial) {
     const std::int32_t stride = width + trial.Between(0, 9);
     const Area out = trial.Destination(2 * stride + 2, height, 2 * stride + 2);
     const std::int32_t signedHeight = trial.Flag() ? -height : height;
-    const auto call = [&](KQ_CONVERT_YUV* r) {
-        return [&, r] { r(y.data, y.pitch, u.data, v.data, v.pitch, out.data, width, signedHeight, stride); };
-    };
-    return trial.Compare(call(yuv12_out), call(reference::yuv12_out));
+    return trial.Compare(yuv12_out, reference::yuv12_out, y.data, y.pitch, u.data, v.data, v.pitch, out.data,
+                         width, signedHeight, stride);
 }
-
-using EightParameters = void (*)(std::uint8_t*, std::uint8_t*, std::uint8_t*, std::int32_t, std::int32_t,
-                                 std::int32_t, tagBITMAPINFOHEADER*, std::uint8_t*);
 
 struct RoutineCase {
     const char* name;
     std::string (*compare)(Trial&);
 };
 
+#define BOTH(routine) routine, reference::routine
+
 constexpr RoutineCase kRoutines[] = {
-    {"Yuv420_2_rgb32",
-     [](Trial& t) { return ComparePlanarToRgb(t, 32, true, Yuv420_2_rgb32, reference::Yuv420_2_rgb32); }},
-    {"Yuv420_2_rgb24",
-     [](Trial& t) { return ComparePlanarToRgb(t, 24, true, Yuv420_2_rgb24, reference::Yuv420_2_rgb24); }},
-    {"Yuv420_2_Argb",
-     [](Trial& t) { return ComparePlanarToRgb(t, 32, false, Yuv420_2_Argb, reference::Yuv420_2_Argb); }},
+    {"Yuv420_2_rgb32", [](Trial& t) { return ComparePlanarToRgb(t, 32, true, BOTH(Yuv420_2_rgb32)); }},
+    {"Yuv420_2_rgb24", [](Trial& t) { return ComparePlanarToRgb(t, 24, true, BOTH(Yuv420_2_rgb24)); }},
+    {"Yuv420_2_Argb", [](Trial& t) { return ComparePlanarToRgb(t, 32, false, BOTH(Yuv420_2_Argb)); }},
     {"Yuv420_2_rgb24Simple",
-     [](Trial& t) {
-         return ComparePlanarToRgb(t, 24, false, Yuv420_2_rgb24Simple, reference::Yuv420_2_rgb24Simple);
-     }},
-    {"Rgb32_2_yuv420",
-     [](Trial& t) { return CompareRgbToPlanar(t, 32, Rgb32_2_yuv420, reference::Rgb32_2_yuv420); }},
+     [](Trial& t) { return ComparePlanarToRgb(t, 24, false, BOTH(Yuv420_2_rgb24Simple)); }},
+    {"Rgb32_2_yuv420", [](Trial& t) { return CompareRgbToPlanar(t, 32, BOTH(Rgb32_2_yuv420)); }},
     {"Argb_2_yuv420",
-     [](Trial& t) {
-         return CompareRgbToPlanar(t, 32, EightParameters{Argb_2_yuv420},
-                                   EightParameters{reference::Argb_2_yuv420});
-     }},
-    {"Argb_2_yuv420 with pitch", CompareArgbWithPitch},
-    {"Rgb24_2_yuv420",
-     [](Trial& t) { return CompareRgbToPlanar(t, 24, Rgb24_2_yuv420, reference::Rgb24_2_yuv420); }},
-    {"Rgb24_2_yuv420Simple",
-     [](Trial& t) {
-         return CompareRgbToPlanar(t, 24, Rgb24_2_yuv420Simple, reference::Rgb24_2_yuv420Simple);
-     }},
+     [](Trial& t) { return CompareRgbToPlanar<EightParameters>(t, 32, BOTH(Argb_2_yuv420)); }},
+    {"Argb_2_yuv420WithPitch", CompareArgbWithPitch},
+    {"Rgb24_2_yuv420", [](Trial& t) { return CompareRgbToPlanar(t, 24, BOTH(Rgb24_2_yuv420)); }},
+    {"Rgb24_2_yuv420Simple", [](Trial& t) { return CompareRgbToPlanar(t, 24, BOTH(Rgb24_2_yuv420Simple)); }},
     {"Rgb32_2_yuv420A", CompareWithAlpha},
     {"Rgb8_2_YUV420", ComparePalette},
     {"Rgb24_2_YUY2", CompareRgbToPacked},
@@ -313,16 +237,18 @@ constexpr RoutineCase kRoutines[] = {
     {"YV12_Blt_fast", ComparePlanarBlit},
     {"YUY2_2_Yuv420", ComparePackedToPlanar},
     {"Yuv420_2_YUY2", ComparePlanarToPacked},
-    {"yuv2rgb_32", [](Trial& t) { return CompareOutput(t, yuv2rgb_32, reference::yuv2rgb_32, 4, 4, false); }},
-    {"yuv2rgb_24", [](Trial& t) { return CompareOutput(t, yuv2rgb_24, reference::yuv2rgb_24, 3, 1, true); }},
-    {"yuv2rgb_555",
-     [](Trial& t) { return CompareOutput(t, yuv2rgb_555, reference::yuv2rgb_555, 2, 2, false); }},
-    {"yuv2rgb_565",
-     [](Trial& t) { return CompareOutput(t, yuv2rgb_565, reference::yuv2rgb_565, 2, 2, false); }},
-    {"yuy2_out", [](Trial& t) { return CompareOutput(t, yuy2_out, reference::yuy2_out, 2, 1, true); }},
-    {"uyvy_out", [](Trial& t) { return CompareOutput(t, uyvy_out, reference::uyvy_out, 2, 1, false); }},
+    {"yuv2rgb_32", [](Trial& t) { return CompareOutput(t, BOTH(yuv2rgb_32), 4, 4, false); }},
+    {"yuv2rgb_24", [](Trial& t) { return CompareOutput(t, BOTH(yuv2rgb_24), 3, 1, true); }},
+    {"yuv2rgb_555", [](Trial& t) { return CompareOutput(t, BOTH(yuv2rgb_555), 2, 2, false); }},
+    {"yuv2rgb_565", [](Trial& t) { return CompareOutput(t, BOTH(yuv2rgb_565), 2, 2, false); }},
+    {"yuy2_out", [](Trial& t) { return CompareOutput(t, BOTH(yuy2_out), 2, 1, true); }},
+    {"uyvy_out", [](Trial& t) { return CompareOutput(t, BOTH(uyvy_out), 2, 1, false); }},
     {"yuv12_out", ComparePlanarOutput},
 };
+
+void PrintTo(const RoutineCase& value, std::ostream* out) {
+    *out << value.name;
+}
 
 class EveryRoutine : public testing::TestWithParam<RoutineCase> {
 protected:
@@ -340,14 +266,8 @@ TEST_P(EveryRoutine, WritesTheReferencesBytesOnEveryTarget) {
     }
 }
 
-std::string CaseName(const testing::TestParamInfo<RoutineCase>& info) {
-    std::string name = info.param.name;
-    for (char& c : name)
-        c = c == ' ' ? '_' : c;
-    return name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Image, EveryRoutine, testing::ValuesIn(kRoutines), CaseName);
+INSTANTIATE_TEST_SUITE_P(Image, EveryRoutine, testing::ValuesIn(kRoutines),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 /// A picture in every format, its buffers at cache lines.
 struct BigPicture {

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -16,14 +17,6 @@ namespace {
 using namespace kq::image;
 using namespace kq::image::test;
 using Bytes = std::vector<std::uint8_t>;
-
-tagBITMAPINFOHEADER Header(std::int32_t width, std::int32_t height, int bits) {
-    tagBITMAPINFOHEADER header{};
-    header.biWidth = width;
-    header.biHeight = height;
-    header.biBitCount = static_cast<std::uint16_t>(bits);
-    return header;
-}
 
 /// A 2x2 picture of one colour through a routine with eight parameters: Y, U, V.
 template <class Routine>
@@ -42,9 +35,6 @@ Bytes ToYuv(Routine routine, int bits, Bgr colour) {
     routine(y.data(), u.data(), v.data(), 2, 1, 1, &header, pixels.data());
     return {y[0], u[0], v[0]};
 }
-
-using EightParameters = void (*)(std::uint8_t*, std::uint8_t*, std::uint8_t*, std::int32_t, std::int32_t,
-                                 std::int32_t, tagBITMAPINFOHEADER*, std::uint8_t*);
 
 TEST(ImageValues, ColoursBecomeTheirYuv) {
     const struct {
@@ -158,94 +148,91 @@ protected:
 };
 
 constexpr int kSide = 512;
+constexpr int kHalf = kSide / 2;
 
-/// Runs a routine over all (y, u, v): columns hold u, rows v, and each 2x2 block four values of y.
-void CheckEveryYuv(
-    int pixelBytes, const std::function<Bgr(int, int, int)>& formula,
-    const std::function<void(std::uint8_t*, std::uint8_t*, std::uint8_t*, std::uint8_t*)>& routine) {
-    Bytes y(kSide * kSide), u(kSide * kSide / 4), v(u.size()), out(y.size() * 4);
+/// Runs a routine over all (y, u, v) on every target: columns hold u, rows v, and each 2x2 block four values
+/// of y.
+template <class Formula, class Routine>
+void CheckEveryYuv(int pixelBytes, Formula formula, Routine routine) {
+    Bytes y(kSide * kSide), u(kHalf * kHalf), v(u.size()), want, out(y.size() * 4);
     for (std::size_t i = 0; i < u.size(); ++i) {
         u[i] = static_cast<std::uint8_t>(i % 256);
         v[i] = static_cast<std::uint8_t>(i / 256);
     }
     for (int first = 0; first < 256; first += 4) {
-        for (std::size_t i = 0; i < y.size(); ++i)
-            y[i] = static_cast<std::uint8_t>(first + i % 2 + i / kSide % 2 * 2);
-        routine(y.data(), u.data(), v.data(), out.data());
+        want.clear();
         for (std::size_t i = 0; i < y.size(); ++i) {
-            const std::size_t row = i / kSide, column = i % kSide;
-            const Bgr want = formula(y[i], static_cast<int>(column / 2), static_cast<int>(row / 2));
-            const std::uint8_t* got = &out[i * static_cast<std::size_t>(pixelBytes)];
-            ASSERT_TRUE(got[0] == want.b && got[1] == want.g && got[2] == want.r)
-                << "y " << int{y[i]} << ", u " << column / 2 << ", v " << row / 2;
+            y[i] = static_cast<std::uint8_t>(first + i % 2 + i / kSide % 2 * 2);
+            const Bgr colour =
+                formula(y[i], static_cast<int>(i % kSide / 2), static_cast<int>(i / kSide / 2));
+            want.insert(want.end(), {colour.b, colour.g, colour.r});
+        }
+        for (const std::int64_t target : DispatchTargets()) {
+            UseTarget(target);
+            routine(y.data(), u.data(), v.data(), out.data());
+            const auto step = static_cast<std::size_t>(pixelBytes);
+            for (std::size_t i = 0; i < y.size(); ++i)
+                ASSERT_EQ(0, std::memcmp(&out[i * step], &want[i * 3], 3))
+                    << TargetName(target) << ": y " << int{y[i]} << ", u " << i % kSide / 2 << ", v "
+                    << i / kSide / 2;
         }
     }
 }
 
 TEST_F(EveryInput, OfYuvGivesTheFormula) {
-    for (const std::int64_t target : DispatchTargets()) {
-        SCOPED_TRACE(TargetName(target));
-        UseTarget(target);
-        auto header = Header(kSide, -kSide, 24);
-        CheckEveryYuv(3, YuvToBgr13, [&](auto y, auto u, auto v, auto out) {
-            header.biHeight = kSide;
-            Yuv420_2_rgb24(&header, out, y, u, v, kSide, kSide / 2, kSide / 2);
-        });
-        CheckEveryYuv(3, YuvToBgr10, [&](auto y, auto u, auto v, auto out) {
-            // Bottom-up: the planes are read from the last row up instead.
-            Yuv420_2_rgb24Simple(&header, out, y + (kSide - 1) * kSide, u + (kSide / 2 - 1) * (kSide / 2),
-                                 v + (kSide / 2 - 1) * (kSide / 2), -kSide, -kSide / 2, -kSide / 2);
-        });
-        CheckEveryYuv(4, YuvToComponents13, [&](auto y, auto u, auto v, auto out) {
-            yuv2rgb_32(y, kSide, u, v, kSide / 2, out, kSide, kSide, kSide);
-        });
-        const auto& lut = Tables().lut;
-        CheckEveryYuv(
-            3,
-            [&](int y, int u, int v) {
-                return Bgr{SaturateTableSum(lut[0][y] + lut[1][u]),
-                           SaturateTableSum(lut[0][y] + lut[2][u] + lut[3][v]),
-                           SaturateTableSum(lut[0][y] + lut[4][v])};
-            },
-            [&](auto y, auto u, auto v, auto out) {
-                yuv2rgb_24(y, kSide, u, v, kSide / 2, out, kSide, kSide, kSide * 3);
-            });
-    }
+    auto header = Header(kSide, kSide, 24);
+    CheckEveryYuv(3, YuvToBgr13, [&](auto y, auto u, auto v, auto out) {
+        Yuv420_2_rgb24(&header, out, y, u, v, kSide, kHalf, kHalf);
+    });
+    CheckEveryYuv(3, YuvToBgr10, [&](auto y, auto u, auto v, auto out) {
+        // Writes bottom-up: the planes are read from the last row up instead.
+        Yuv420_2_rgb24Simple(&header, out, y + (kSide - 1) * kSide, u + (kHalf - 1) * kHalf,
+                             v + (kHalf - 1) * kHalf, -kSide, -kHalf, -kHalf);
+    });
+    CheckEveryYuv(4, YuvToComponents13, [&](auto y, auto u, auto v, auto out) {
+        yuv2rgb_32(y, kSide, u, v, kHalf, out, kSide, kSide, kSide);
+    });
+    const auto& lut = Tables().lut;
+    const auto byTables = [&](int y, int u, int v) {
+        return Bgr{SaturateTableSum(lut[0][y] + lut[1][u]),
+                   SaturateTableSum(lut[0][y] + lut[2][u] + lut[3][v]),
+                   SaturateTableSum(lut[0][y] + lut[4][v])};
+    };
+    CheckEveryYuv(3, byTables, [&](auto y, auto u, auto v, auto out) {
+        yuv2rgb_24(y, kSide, u, v, kHalf, out, kSide, kSide, kSide * 3);
+    });
 }
 
 /// Runs a routine over all colours, each in a 2x2 block of its own, so that U and V show its chroma terms.
 void CheckEveryRgb(EightParameters routine, YuvTerms (*formula)(Bgr), int chromaOffset) {
     constexpr int row = kSide * 3;
-    Bytes pixels(kSide * row), y(kSide * kSide), u(kSide * kSide / 4), v(u.size());
+    Bytes pixels(kSide * row), y(kSide * kSide), u(kHalf * kHalf), v(u.size());
     auto header = Header(kSide, kSide, 24);
     for (int blue = 0; blue < 256; ++blue) {
-        for (int r = 0; r < kSide; ++r) {
-            for (int c = 0; c < kSide; ++c) {
-                std::uint8_t* p = &pixels[static_cast<std::size_t>(r * row + c * 3)];
-                p[0] = static_cast<std::uint8_t>(blue);
-                p[1] = static_cast<std::uint8_t>(255 - r / 2);
-                p[2] = static_cast<std::uint8_t>(c / 2);
-            }
+        for (int i = 0; i < kSide * kSide; ++i) {
+            pixels[static_cast<std::size_t>(i * 3)] = static_cast<std::uint8_t>(blue);
+            pixels[static_cast<std::size_t>(i * 3 + 1)] = static_cast<std::uint8_t>(255 - i / kSide / 2);
+            pixels[static_cast<std::size_t>(i * 3 + 2)] = static_cast<std::uint8_t>(i % kSide / 2);
         }
-        routine(y.data(), u.data(), v.data(), kSide, kSide / 2, kSide / 2, &header, pixels.data());
-        for (std::size_t i = 0; i < u.size(); ++i) {
-            const auto green = static_cast<std::uint8_t>(i / 256), red = static_cast<std::uint8_t>(i % 256);
-            const YuvTerms want = formula({static_cast<std::uint8_t>(blue), green, red});
-            const std::size_t luma = i / 256 * 2 * kSide + i % 256 * 2;
-            ASSERT_TRUE(y[luma] == want.y && y[luma + kSide + 1] == want.y && u[i] == want.u + chromaOffset &&
-                        v[i] == want.v + chromaOffset)
-                << "blue " << blue << ", green " << int{green} << ", red " << int{red};
+        for (const std::int64_t target : DispatchTargets()) {
+            UseTarget(target);
+            routine(y.data(), u.data(), v.data(), kSide, kHalf, kHalf, &header, pixels.data());
+            for (std::size_t i = 0; i < u.size(); ++i) {
+                const auto green = static_cast<std::uint8_t>(i / 256),
+                           red = static_cast<std::uint8_t>(i % 256);
+                const YuvTerms want = formula({static_cast<std::uint8_t>(blue), green, red});
+                const std::size_t luma = i / 256 * 2 * kSide + i % 256 * 2;
+                ASSERT_TRUE(y[luma] == want.y && y[luma + kSide + 1] == want.y &&
+                            u[i] == want.u + chromaOffset && v[i] == want.v + chromaOffset)
+                    << TargetName(target) << ": " << blue << ", " << int{green} << ", " << int{red};
+            }
         }
     }
 }
 
 TEST_F(EveryInput, OfRgbGivesTheFormula) {
-    for (const std::int64_t target : DispatchTargets()) {
-        SCOPED_TRACE(TargetName(target));
-        UseTarget(target);
-        CheckEveryRgb(Rgb24_2_yuv420, BgrToYuv14, 128);
-        CheckEveryRgb(Rgb24_2_yuv420Simple, BgrToYuv10, 0);
-    }
+    CheckEveryRgb(Rgb24_2_yuv420, BgrToYuv14, 128);
+    CheckEveryRgb(Rgb24_2_yuv420Simple, BgrToYuv10, 0);
 }
 
 TEST(ImagePreconditionsDeathTest, StopTheProcessWithTheExpression) {

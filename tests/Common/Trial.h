@@ -2,6 +2,8 @@
 /// One call of a conversion routine beside its plain reference, on memory that shows every stray access.
 #pragma once
 
+#include <kqplayer/bitmap.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -56,6 +58,10 @@ public:
     /// Runs both on the same destinations.
     /// @return empty when every byte agrees, otherwise where they differ
     std::string Compare(const std::function<void()>& routine, const std::function<void()>& reference);
+    template <class Routine, class... Arguments>
+    std::string Compare(Routine routine, Routine reference, Arguments... arguments) {
+        return Compare([&] { routine(arguments...); }, [&] { reference(arguments...); });
+    }
 
 private:
     Area Place(std::vector<std::unique_ptr<GuardedBuffer>>& buffers, std::int32_t rowBytes, std::int32_t rows,
@@ -66,6 +72,14 @@ private:
     std::vector<std::unique_ptr<GuardedBuffer>> sources_;
     std::vector<std::unique_ptr<GuardedBuffer>> destinations_;
 };
+
+/// A header as far as the routines read it.
+inline tagBITMAPINFOHEADER Header(std::int32_t width, std::int32_t height, int bits) {
+    return {40, width, height, 1, static_cast<std::uint16_t>(bits), 0, 0, 0, 0, 0, 0};
+}
+
+using EightParameters = void (*)(std::uint8_t*, std::uint8_t*, std::uint8_t*, std::int32_t, std::int32_t,
+                                 std::int32_t, tagBITMAPINFOHEADER*, std::uint8_t*);
 
 /// The instruction sets that this processor and this build can dispatch to.
 std::vector<std::int64_t> DispatchTargets();

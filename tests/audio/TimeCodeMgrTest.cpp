@@ -47,7 +47,7 @@ TEST(TimeCodeMgr, UnstampedChunksLengthenTheOneBefore) {
 }
 
 TEST(TimeCodeMgr, ADayOfStereoStaysSmallAndExact) {
-    constexpr int kChunk = 1024 * 4;
+    constexpr int kChunk = 16 * 1024 * 4;
     constexpr std::int64_t kTotal = 24LL * 3600 * 48000 * 4;
     TimeCodeMgr map;
     for (std::int64_t llPos = 0; llPos < kTotal; llPos += kChunk) {

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <thread>
 #include <vector>
@@ -20,6 +21,14 @@ using kq::test::WaitUntil;
 
 class Seeking : public testing::Test {
 protected:
+    /// Waits for that many pictures. @return the first of them
+    std::vector<int> FirstFrames(std::size_t nCount) {
+        EXPECT_TRUE(WaitUntil([&] { return m_recorder.GetCount() >= nCount; }));
+        auto frames = m_recorder.GetFrames();
+        frames.resize(nCount);
+        return frames;
+    }
+
     Seeking() : m_video(150, 50) { m_host.AddView(1, &m_video); }
     ~Seeking() override { m_host->Stop(); }
 
@@ -38,18 +47,13 @@ TEST_F(Seeking, WithoutARunMovesThePictureAndTheNextStart) {
     EXPECT_EQ(m_video.GetSeeks().back().nMode, 0);
     EXPECT_FALSE(m_host->IsSeeking());
     m_host->Play();
-    ASSERT_TRUE(WaitUntil([&] { return m_recorder.GetCount() > 3; }));
-    const auto frames = m_recorder.GetFrames();
-    EXPECT_EQ(std::vector<int>(frames.begin() + 1, frames.begin() + 4), (std::vector<int>{70, 71, 72}));
+    EXPECT_EQ(FirstFrames(4), (std::vector<int>{70, 70, 71, 72}));
     EXPECT_EQ(m_video.GetSeeks().back().nMode, 1); // the start is exact, whatever was asked for
 }
 
-TEST_F(Seeking, WithoutARunAnUnsetBeginCountsAsZero) {
-    EXPECT_EQ(m_host->SyncSeek(1.0, 1), 0);
-    EXPECT_EQ(m_video.GetSeeks().back().dSeconds, 1.0);
-}
-
 TEST_F(Seeking, ZeroWithoutARunDoesNotSeekAgainAtTheStart) {
+    EXPECT_EQ(m_host->SyncSeek(1.0, 1), 0);
+    EXPECT_EQ(m_video.GetSeeks().back().dSeconds, 1.0); // a begin that was never set counts as 0
     m_host->SetPlayTime(0.4, 0);
     m_host->Seek(0.0, 1);
     const std::size_t nSeeks = m_video.GetSeeks().size();
@@ -72,9 +76,7 @@ TEST_F(Seeking, WhilePausedShowsTheFrameBeforeItReturns) {
     EXPECT_EQ(m_recorder.GetFrames().back(), 12);
     m_recorder.Clear();
     m_host->Resume();
-    ASSERT_TRUE(WaitUntil([&] { return m_recorder.GetCount() >= 3; }));
-    const auto frames = m_recorder.GetFrames();
-    EXPECT_EQ(std::vector<int>(frames.begin(), frames.begin() + 3), (std::vector<int>{12, 13, 14}));
+    EXPECT_EQ(FirstFrames(3), (std::vector<int>{12, 13, 14}));
 }
 
 TEST_F(Seeking, WhilePlayingGoesOnFromThere) {
@@ -87,11 +89,18 @@ TEST_F(Seeking, WhilePlayingGoesOnFromThere) {
     ASSERT_NE(landed, frames.end());
     EXPECT_LT(*(landed - 1), 50);
     EXPECT_EQ(*(landed + 1), 101);
+    m_recorder.Clear();
     m_host->Seek(0.5, 1);
-    EXPECT_TRUE(WaitUntil([&] { return m_recorder.GetFrames().back() < 50; }));
+    EXPECT_TRUE(WaitUntil([&] {
+        const auto now = m_recorder.GetFrames();
+        return std::find(now.begin(), now.end(), 25) != now.end();
+    }));
     EXPECT_FALSE(m_host->IsSeeking());
-    // The position is told after the picture has been shown.
-    EXPECT_TRUE(WaitUntil([&] { return std::abs(m_host.GetLastPosition() - 0.5) < 0.2; }));
+    EXPECT_TRUE(WaitUntil([&] { // told after the picture has been shown
+        const auto positions = m_host.GetPositions();
+        return std::any_of(positions.begin(), positions.end(),
+                           [](double d) { return std::abs(d - 0.5) < 0.02; });
+    }));
 }
 
 TEST_F(Seeking, OnResumeIsCarriedOutBeforeAnythingIsShown) {
@@ -106,9 +115,7 @@ TEST_F(Seeking, OnResumeIsCarriedOutBeforeAnythingIsShown) {
     ASSERT_TRUE(m_host.WaitForPause());
     m_recorder.Clear();
     m_host->Forward();
-    ASSERT_TRUE(WaitUntil([&] { return m_recorder.GetCount() >= 4; }));
-    const auto frames = m_recorder.GetFrames();
-    EXPECT_EQ(std::vector<int>(frames.begin(), frames.begin() + 4), (std::vector<int>{1, 50, 51, 52}));
+    EXPECT_EQ(FirstFrames(4), (std::vector<int>{1, 50, 51, 52}));
 }
 
 TEST_F(Seeking, StepsFrameByFrameWhilePaused) {
@@ -119,8 +126,7 @@ TEST_F(Seeking, StepsFrameByFrameWhilePaused) {
     EXPECT_EQ(m_host->Forward(), 0);
     EXPECT_EQ(m_host->SyncForward(), 0);
     EXPECT_EQ(m_host->Forward(), 0);
-    ASSERT_TRUE(WaitUntil([&] { return m_recorder.GetCount() >= 3; }));
-    EXPECT_EQ(m_recorder.GetFrames(), (std::vector<int>{1, 2, 3}));
+    EXPECT_EQ(FirstFrames(3), (std::vector<int>{1, 2, 3}));
     ASSERT_TRUE(WaitUntil([&] { return m_host.GetPositions().size() == 4; }));
     EXPECT_NEAR(m_host.GetLastPosition(), 0.06, 1e-9);
 

@@ -21,7 +21,8 @@ pictures='testsrc2=size=160x120:rate=25:duration=4'
 short='testsrc2=size=96x64:rate=25:duration=2'
 tone='sine=frequency=440:sample_rate=44100:duration=4'
 sound='-c:a aac -aac_pns 0'
-x264='-c:v libx264 -preset veryfast -pix_fmt yuv420p'
+# One thread: what an encoder makes depends on how many it has.
+x264='-c:v libx264 -threads 1 -preset veryfast -pix_fmt yuv420p'
 
 make_clip -f lavfi -i "$pictures" -f lavfi -i "$tone" $x264 -x264-params bframes=3:b-adapt=0:keyint=250:scenecut=0 \
     $sound bframes.mp4
@@ -32,12 +33,12 @@ make_clip -i bframes.mp4 -c:v copy -bsf:v h264_mp4toannexb -an plain.h264
 make_clip -i bframes.mp4 -c copy -metadata:s:v rotate=90 -an rotated.mp4
 make_clip -f lavfi -i "$pictures" $x264 -x264-params open-gop=1:bframes=3:b-adapt=0:keyint=24:scenecut=0 opengop.mp4
 make_clip -i opengop.mp4 -c copy -output_ts_offset 3600 opengop.ts
-make_clip -f lavfi -i "$short" -c:v libx265 -preset ultrafast -x265-params log-level=error:open-gop=1:keyint=12 \
+make_clip -f lavfi -i "$short" -c:v libx265 -preset ultrafast -x265-params log-level=error:pools=none:frame-threads=1:open-gop=1:keyint=12 \
     -pix_fmt yuv420p hevc.mp4
-make_clip -f lavfi -i "$pictures" -f lavfi -i "$tone" -c:v mpeg2video -g 12 -bf 2 -c:a mp2 -b:a 128k program.mpg
-make_clip -f lavfi -i "$short" -f lavfi -i "$tone" -c:v mpeg4 -g 30 -bf 0 -shortest -c:a ac3 -b:a 128k packets.avi
+make_clip -f lavfi -i "$pictures" -f lavfi -i "$tone" -c:v mpeg2video -threads 1 -g 12 -bf 2 -c:a mp2 -b:a 128k program.mpg
+make_clip -f lavfi -i "$short" -f lavfi -i "$tone" -c:v mpeg4 -threads 1 -g 30 -bf 0 -shortest -c:a ac3 -b:a 128k packets.avi
 make_clip -f lavfi -i "$short" -f lavfi -i "$tone" -c:v libtheora -g 20 -shortest -c:a libvorbis theora.ogg
-make_clip -f lavfi -i "$short" -f lavfi -i "$tone" -c:v libvpx-vp9 -deadline realtime -cpu-used 8 -g 20 -c:a libopus \
+make_clip -f lavfi -i "$short" -f lavfi -i "$tone" -c:v libvpx-vp9 -threads 1 -deadline realtime -cpu-used 8 -g 20 -c:a libopus \
     -shortest vp9.webm
 make_clip -f lavfi -i "$pictures" -vf "select='not(mod(n,3))+not(mod(n,7))'" -vsync vfr $x264 \
     -x264-params keyint=250:bframes=2 vfr.mkv
@@ -57,9 +58,9 @@ done
 make_clip -i still-rgb24.png -vf 'split[a][b];[a]palettegen[p];[b][p]paletteuse' -pix_fmt pal8 still-pal8.png
 make_clip -f lavfi -i 'color=white:size=32x16:rate=1:duration=1' -frames:v 1 -pix_fmt yuvj444p still.jpg
 make_clip -f lavfi -i "$short" -vf setsar=4/3 $x264 anamorphic.mp4
-make_clip -f lavfi -i 'color=red:size=64x48:rate=25:duration=1' -pix_fmt yuv420p -f mpegts -c:v mpeg2video part1.ts
+make_clip -f lavfi -i 'color=red:size=64x48:rate=25:duration=1' -pix_fmt yuv420p -f mpegts -c:v mpeg2video -threads 1 part1.ts
 make_clip -f lavfi -i 'color=red:size=96x80:rate=25:duration=1' -pix_fmt yuv420p -f mpegts -output_ts_offset 1 \
-    -c:v mpeg2video part2.ts
+    -c:v mpeg2video -threads 1 part2.ts
 cat part1.ts part2.ts >changing.ts
 rm part1.ts part2.ts
 

@@ -9,9 +9,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <stdexcept>
 #include <string>
-#include <thread>
+#include <string_view>
 
 namespace kq::test {
 
@@ -54,15 +55,12 @@ int FrameOf(std::uint32_t nPixel) {
 
 } // namespace
 
-bool WaitUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
-    const auto deadline = Clock::now() + limit;
-    while (!condition()) {
-        if (Clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
+std::size_t HashOfPixels(const unsigned char* pPixels, int nWidth, int nHeight) {
+    const std::size_t nBytes = static_cast<std::size_t>(nWidth) * static_cast<std::size_t>(nHeight) * 4;
+    const auto isLit = [](unsigned char n) { return n != 0 && n != 255; };
+    return std::any_of(pPixels, pPixels + nBytes, isLit)
+               ? std::hash<std::string_view>()({reinterpret_cast<const char*>(pPixels), nBytes})
+               : 0;
 }
 
 ViewRecorder::ViewRecorder() {
@@ -76,18 +74,22 @@ ViewRecorder::~ViewRecorder() {
 void ViewRecorder::OnPicture(void*, int nView, int nWidth, int nHeight, const unsigned char* pPixels,
                              void* pUserData) {
     auto& self = *static_cast<ViewRecorder*>(pUserData);
-    Picture picture{nView, nWidth, nHeight, 0, Clock::now()};
+    Picture picture{nView, nWidth, nHeight, 0, HashOfPixels(pPixels, nWidth, nHeight), Clock::now()};
     std::memcpy(&picture.nFirstPixel, pPixels, sizeof(picture.nFirstPixel));
     const std::lock_guard<std::mutex> lock(self.m_lock);
     self.m_pictures.push_back(picture);
 }
 
-std::vector<ViewRecorder::Picture> ViewRecorder::GetPictures(int nView) const {
+std::vector<ViewRecorder::Picture> ViewRecorder::GetAllPictures() const {
     const std::lock_guard<std::mutex> lock(m_lock);
-    std::vector<Picture> result;
-    std::copy_if(m_pictures.begin(), m_pictures.end(), std::back_inserter(result),
-                 [nView](const Picture& picture) { return picture.nView == nView; });
-    return result;
+    return m_pictures;
+}
+
+std::vector<ViewRecorder::Picture> ViewRecorder::GetPictures(int nView) const {
+    std::vector<Picture> pictures = GetAllPictures();
+    const auto isOther = [nView](const Picture& picture) { return picture.nView != nView; };
+    pictures.erase(std::remove_if(pictures.begin(), pictures.end(), isOther), pictures.end());
+    return pictures;
 }
 
 std::vector<int> ViewRecorder::GetFrames(int nView) const {

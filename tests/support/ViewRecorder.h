@@ -2,19 +2,21 @@
 /// Pictures that the player hands to the recording view library.
 #pragma once
 
+#include "tests/support/WaitUntil.h"
+
 #include <chrono>
 #include <cstdint>
-#include <functional>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 namespace kq::test {
 
 using Clock = std::chrono::steady_clock;
 
-/// Polls until the condition holds. @return whether it did before a generous limit ran out
-bool WaitUntil(const std::function<bool()>& condition,
-               std::chrono::milliseconds limit = std::chrono::seconds(20));
+/// @return a number for a picture of B, G, R, 255 pixels: another one for every other picture, 0 for a black
+/// one
+std::size_t HashOfPixels(const unsigned char* pPixels, int nWidth, int nHeight);
 
 /// Collects pictures for as long as it lives. One at a time in a process.
 class ViewRecorder {
@@ -24,6 +26,7 @@ public:
         int nWidth;
         int nHeight;
         std::uint32_t nFirstPixel; ///< 0xFFRRGGBB
+        std::size_t nHash;         ///< HashOfPixels()
         Clock::time_point when;
     };
 
@@ -32,6 +35,7 @@ public:
     ViewRecorder& operator=(const ViewRecorder&) = delete;
     ~ViewRecorder();
 
+    std::vector<Picture> GetAllPictures() const;
     std::vector<Picture> GetPictures(int nView = 0) const;
     /// The frame numbers of FakeVideo that the pictures of a view show; -1 for black.
     std::vector<int> GetFrames(int nView = 0) const;

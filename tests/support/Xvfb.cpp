@@ -1,23 +1,22 @@
 #include "Xvfb.h"
 
+#include "WaitUntil.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <stdexcept>
-#include <thread>
 
 namespace kqtest {
 namespace {
 
-constexpr auto Patience = std::chrono::seconds(10);
 constexpr int StartTimeoutMs = 60000;
 
 struct FreeDeleter {
@@ -112,14 +111,13 @@ void Xvfb::stop() {
     }
 }
 
-xcb_window_t Xvfb::makeWindow(int x, int y, int width, int height, std::uint32_t rgb, xcb_window_t parent) {
+xcb_window_t Xvfb::makeWindow(int x, int y, int width, int height, std::uint32_t rgb) {
     const xcb_window_t window = xcb_generate_id(m_pConnection);
     const std::uint32_t values[] = {rgb, 1};
-    xcb_create_window(m_pConnection, XCB_COPY_FROM_PARENT, window, parent != 0 ? parent : m_root,
-                      static_cast<std::int16_t>(x), static_cast<std::int16_t>(y),
-                      static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(height), 0,
-                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
-                      XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
+    xcb_create_window(m_pConnection, XCB_COPY_FROM_PARENT, window, m_root, static_cast<std::int16_t>(x),
+                      static_cast<std::int16_t>(y), static_cast<std::uint16_t>(width),
+                      static_cast<std::uint16_t>(height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                      XCB_COPY_FROM_PARENT, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
     xcb_map_window(m_pConnection, window);
     sync();
     return window;
@@ -133,11 +131,6 @@ void Xvfb::destroyWindow(xcb_window_t window) {
 void Xvfb::resizeWindow(xcb_window_t window, int width, int height) {
     const std::uint32_t values[] = {static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)};
     xcb_configure_window(m_pConnection, window, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, values);
-    sync();
-}
-
-void Xvfb::unmapWindow(xcb_window_t window) {
-    xcb_unmap_window(m_pConnection, window);
     sync();
 }
 
@@ -197,7 +190,7 @@ Image Xvfb::screenshot(xcb_window_t window) {
 
 Image Xvfb::waitFor(const std::function<bool(const Image&)>& isWanted, xcb_window_t window) {
     Image image;
-    waitUntil([&] {
+    kq::test::WaitUntil([&] {
         image = screenshot(window);
         return isWanted(image);
     });
@@ -207,17 +200,6 @@ Image Xvfb::waitFor(const std::function<bool(const Image&)>& isWanted, xcb_windo
 void Xvfb::sync() {
     const Reply<xcb_get_input_focus_reply_t> pReply(
         xcb_get_input_focus_reply(m_pConnection, xcb_get_input_focus(m_pConnection), nullptr));
-}
-
-bool waitUntil(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + Patience;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
 }
 
 } // namespace kqtest

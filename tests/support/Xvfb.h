@@ -18,9 +18,6 @@ struct Image {
     std::vector<std::uint32_t> pixels;
 
     std::uint32_t at(int x, int y) const { return pixels.at(static_cast<std::size_t>(y) * width + x); }
-    bool operator==(const Image& other) const {
-        return width == other.width && height == other.height && pixels == other.pixels;
-    }
 };
 
 /// An X server of the test's own, on a display number that is free, and a connection to it for what a host, a
@@ -39,14 +36,11 @@ public:
     void stop();
 
     const std::string& display() const { return m_display; }
-    xcb_window_t root() const { return m_root; }
 
-    /// Makes and maps a window filled with a colour. @param parent 0: the root window
-    xcb_window_t makeWindow(int x, int y, int width, int height, std::uint32_t rgb = 0x808080,
-                            xcb_window_t parent = 0);
+    /// Makes and maps a window filled with a colour.
+    xcb_window_t makeWindow(int x, int y, int width, int height, std::uint32_t rgb = 0x808080);
     void destroyWindow(xcb_window_t window);
     void resizeWindow(xcb_window_t window, int width, int height);
-    void unmapWindow(xcb_window_t window);
     /// @return whether the window and all its ancestors are mapped; false for a window that does not exist
     bool isViewable(xcb_window_t window);
     bool exists(xcb_window_t window);
@@ -55,7 +49,7 @@ public:
 
     /// @param window 0: the root window
     Image screenshot(xcb_window_t window = 0);
-    /// Takes screenshots until one is as wanted, for at most ten seconds. @return the last one
+    /// Takes screenshots until one is as wanted, for a long time. @return the last one
     Image waitFor(const std::function<bool(const Image&)>& isWanted, xcb_window_t window = 0);
 
 private:
@@ -69,8 +63,5 @@ private:
     xcb_connection_t* m_pConnection = nullptr;
     xcb_window_t m_root = 0;
 };
-
-/// Polls until the condition holds, for at most ten seconds. @return whether it does
-bool waitUntil(const std::function<bool()>& condition);
 
 } // namespace kqtest

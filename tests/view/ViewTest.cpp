@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 namespace {
@@ -64,16 +65,12 @@ TEST_F(ViewManager, NumbersViewsAndNeverReusesAnIndex) {
 
 TEST_F(ViewManager, RectangleComesBackAsTheHostGaveIt) {
     const auto pView = MakeView();
-    const auto expectRect = [&](const tagRECT& rect) {
+    EXPECT_EQ(pView->GetRect().bottom, kPlace.bottom);
+    for (const tagRECT& rect : {kPlace, tagRECT{1, 2, 3, 4}}) {
+        pView->SetRect(rect);
         const tagRECT got = pView->GetRect();
-        EXPECT_EQ(got.left, rect.left);
-        EXPECT_EQ(got.top, rect.top);
-        EXPECT_EQ(got.right, rect.right);
-        EXPECT_EQ(got.bottom, rect.bottom);
-    };
-    expectRect(kPlace);
-    pView->SetRect(tagRECT{1, 2, 3, 4});
-    expectRect(tagRECT{1, 2, 3, 4});
+        EXPECT_EQ(std::memcmp(&got, &rect, sizeof(rect)), 0);
+    }
     EXPECT_EQ(pView->GetParentWND(), kOffScreen);
     EXPECT_NE(pView->GetWND(), nullptr);
     EXPECT_EQ(pView->SetParentWND(nullptr), 1);

@@ -1,16 +1,10 @@
 // Exit statuses and messages: wrong command lines, and files that cannot be played.
 #include "Kqplay.h"
 
-#include <gtest/gtest.h>
-
-#include <fstream>
-
 using namespace kqtest;
 namespace fs = std::filesystem;
 
 namespace {
-
-using Strings = std::vector<std::string>;
 
 TEST(CommandLine, RefusesWhatMakesNoSense) {
     const std::string clip = Clip("plain.mp4");
@@ -47,7 +41,7 @@ TEST(CommandLine, RefusesWhatMakesNoSense) {
         {"--contact-sheet", "a.png:4x", clip},
     };
     for (const Strings& row : rows) {
-        Strings command = {KqplayPath()};
+        Strings command = {KQPLAY_PROGRAM};
         command.insert(command.end(), row.begin(), row.end());
         SCOPED_TRACE(testing::PrintToString(row));
         const Outcome outcome = RunProcess(command);
@@ -58,10 +52,10 @@ TEST(CommandLine, RefusesWhatMakesNoSense) {
 }
 
 TEST(CommandLine, TellsItsVersionAndHowItIsUsed) {
-    const Outcome version = RunProcess({KqplayPath(), "--version"});
+    const Outcome version = RunProcess({KQPLAY_PROGRAM, "--version"});
     EXPECT_EQ(version.status, 0);
     EXPECT_EQ(version.out.rfind("kqplay ", 0), 0u) << version.out;
-    const Outcome help = RunProcess({KqplayPath(), "--help"});
+    const Outcome help = RunProcess({KQPLAY_PROGRAM, "--help"});
     EXPECT_EQ(help.status, 0);
     for (const char* option :
          {"FILE",       "--start",    "--length",  "--loop",   "--volume",     "--mute",         "--no-audio",
@@ -81,34 +75,39 @@ void ExpectOneLine(const Outcome& outcome, const std::string& named, const std::
 }
 
 TEST(BadInput, EndsInOneLineThatNamesTheFileAndTheReason) {
-    struct Row {
-        const char* clip;
-        Strings options;
-        const char* reason;
-    };
-    const Row rows[] = {
-        {"missing.mp4", {}, "No such file"}, {"folder.mp4", {}, "irectory"},
-        {"empty.mp4", {}, "mpty"},           {"words.mp4", {}, ""},
-        {"truncated.mp4", {}, ""},           {"tone.wav", {"--no-audio"}, ""},
-        {"silent.mp4", {"--no-video"}, ""},  {"picture.png", {"--no-video"}, ""},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.clip);
-        ExpectOneLine(RunProcess(Headless(Clip(row.clip), row.options)), Clip(row.clip), row.reason);
-    }
-}
-
-TEST(BadInput, FilesThatCannotBeWrittenAreNamed) {
     const TemporaryFolder folder;
     const std::string nowhere = folder / "no-such-folder/file";
-    for (const char* option : {"--trace", "--log"}) {
-        SCOPED_TRACE(option);
-        ExpectOneLine(RunProcess(Headless(Clip("one.mp4"), {option, nowhere})), nowhere, "No such file");
+    const struct {
+        std::string clip;
+        Strings options;
+        std::string named, reason;
+    } rows[] = {
+        {"missing.mp4", {}, "", "No such file"},
+        {"folder.mp4", {}, "", "irectory"},
+        {"empty.mp4", {}, "", "mpty"},
+        {"words.mp4", {}, "", ""},
+        {"truncated.mp4", {}, "", ""},
+        {"tone.wav", {"--no-audio"}, "", ""},
+        {"silent.mp4", {"--no-video"}, "", ""},
+        {"picture.png", {"--no-video"}, "", ""},
+        {"tone.wav", {"--filter", "hflip"}, "", ""},
+        {"one.mp4", {"--trace", nowhere}, nowhere, "No such file"},
+        {"one.mp4", {"--log", nowhere}, nowhere, "No such file"},
+        {"plain.mp4", {"--audio", "wav:" + nowhere}, nowhere, "No such file"},
+        {"plain.mp4", {"--audio", "wav:" + folder / ""}, folder / "", "irectory"},
+        {"silent.mp4", {"--compare", Clip("missing.mp4")}, Clip("missing.mp4"), "No such file"},
+        {"silent.mp4", {"--compare", Clip("tone.wav")}, Clip("tone.wav"), ""},
+        {"silent.mp4", {"--filter", "hflip[a"}, "filter \"hflip[a\"", ""},
+        {"silent.mp4", {"--capture-at", "0:" + nowhere + ".png"}, nowhere + ".png", "No such file"},
+        {"silent.mp4", {"--capture-at", "0:/proc/a.png"}, "/proc/a.png", ""},
+        {"silent.mp4", {"--contact-sheet", nowhere + ".png"}, nowhere + ".png", "No such file"},
+        {"silent.mp4", {"--contact-sheet", "/proc/a.bmp:1x1"}, "/proc/a.bmp", ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.clip + " " + testing::PrintToString(row.options));
+        ExpectOneLine(RunProcess(Headless(Clip(row.clip), row.options)),
+                      row.named.empty() ? Clip(row.clip) : row.named, row.reason);
     }
-    ExpectOneLine(RunProcess(Headless(Clip("plain.mp4"), {"--audio", "wav:" + nowhere})), nowhere,
-                  "No such file");
-    ExpectOneLine(RunProcess(Headless(Clip("plain.mp4"), {"--audio", "wav:" + folder / ""})), folder / "",
-                  "irectory");
 }
 
 TEST(BadInput, FullDisksAreReported) {
@@ -126,67 +125,48 @@ TEST(BadInput, UnusualSourcesPlay) {
     }
 }
 
-/// kqplay and its libraries, copied without the view library.
-class WithoutViewLibrary : public testing::Test {
-protected:
-    WithoutViewLibrary() {
-        fs::copy_file(KqplayPath(), m_folder / "kqplay");
-        for (const auto& file : fs::directory_iterator(fs::path(KqplayPath()).parent_path())) {
-            const std::string name = file.path().filename().string();
-            if (name.rfind("libKQ", 0) == 0)
-                fs::copy_file(file, m_folder / name);
-        }
+TEST(BadInput, ViewLibrariesThatCannotServeAreNamed) {
+    const TemporaryFolder folder; // for kqplay and its libraries, but for the view library
+    fs::copy_file(KQPLAY_PROGRAM, folder / "kqplay");
+    for (const auto& file : fs::directory_iterator(fs::path(KQPLAY_PROGRAM).parent_path())) {
+        const std::string name = file.path().filename().string();
+        if (name.rfind("libKQ", 0) == 0)
+            fs::copy_file(file, folder / name);
     }
-
-    Outcome Play() {
-        return RunProcess({m_folder / "kqplay", "--headless", "--no-audio", Clip("silent.mp4")});
-    }
-
-    TemporaryFolder m_folder;
-};
-
-TEST_F(WithoutViewLibrary, SaysThatItIsMissing) {
-    ExpectOneLine(Play(), Clip("silent.mp4"), "PlayerView.so: cannot open shared object file");
-}
-
-TEST_F(WithoutViewLibrary, SaysThatItIsDamaged) {
-    std::ofstream(m_folder / "PlayerView.so") << "not a library at all, whatever its name says\n";
-    ExpectOneLine(Play(), Clip("silent.mp4"), "PlayerView.so");
-}
-
-TEST_F(WithoutViewLibrary, SaysWhichFunctionIsLacking) {
-    fs::copy_file(KQPLAY_LACKING_VIEW, m_folder / "PlayerView.so");
-    ExpectOneLine(Play(), Clip("silent.mp4"), "PlayerView.so has no function PVShowRGB32Image");
-}
-
-TEST_F(WithoutViewLibrary, PlaysWithALibraryThatHandsNoPicturesOut) {
-    fs::copy_file(KQPLAY_PLAIN_VIEW, m_folder / "PlayerView.so");
-    const Outcome outcome = Play();
+    const auto play = [&] {
+        return RunProcess({folder / "kqplay", "--headless", "--no-audio", Clip("silent.mp4")});
+    };
+    const std::string library = folder / "PlayerView.so";
+    ExpectOneLine(play(), Clip("silent.mp4"), "PlayerView.so: cannot open shared object file");
+    kq::test::WriteFile(library, "not a library at all, whatever its name says\n");
+    ExpectOneLine(play(), Clip("silent.mp4"), "PlayerView.so");
+    fs::copy_file(KQPLAY_LACKING_VIEW, library, fs::copy_options::overwrite_existing);
+    ExpectOneLine(play(), Clip("silent.mp4"), "PlayerView.so has no function PVShowRGB32Image");
+    fs::copy_file(KQPLAY_PLAIN_VIEW, library, fs::copy_options::overwrite_existing); // has no picture sink
+    const Outcome outcome = play();
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(outcome.out.find("late"), std::string::npos) << "nobody counted late frames: " << outcome.out;
 }
 
 TEST(Output, BelongsToKqplayUnlessTheUserWantsMore) {
     const TemporaryFolder folder;
-    const std::string clip = Clip("plain.mp4");
-    const Outcome quiet = RunProcess(Headless(clip, {"--audio", "null"}));
-    EXPECT_EQ(Lines(quiet.out).size(), 1u) << quiet.out;
+    const auto options = [](const Strings& more) {
+        Strings all = {"--audio", "null", "--start", "1.8"};
+        all.insert(all.end(), more.begin(), more.end());
+        return Headless(Clip("plain.mp4"), all);
+    };
+    // All at the same time: each one plays in real time.
+    Process quietOne(options({}));
+    Process loggedOne(options({"--log", folder / "log"}));
+    Process verboseOne(options({"-v"}));
+    const Outcome quiet = quietOne.Finish(), logged = loggedOne.Finish(), verbose = verboseOne.Finish();
     EXPECT_EQ(quiet.out.rfind("played  0:0", 0), 0u) << quiet.out;
-    EXPECT_EQ(quiet.err, "");
-
-    const Outcome logged = RunProcess(Headless(clip, {"--audio", "null", "--log", folder / "log"}));
-    EXPECT_EQ(Lines(logged.out).size(), 1u) << logged.out;
-    EXPECT_EQ(logged.err, "");
-    std::ifstream file(folder / "log");
-    const std::string log(std::istreambuf_iterator<char>(file), {});
-
-    const Outcome verbose = RunProcess(Headless(clip, {"--audio", "null", "-v"}));
-    EXPECT_EQ(Lines(verbose.out).size(), 1u) << verbose.out;
-    for (const std::string& text : {log, verbose.err}) {
-        EXPECT_NE(text.find("soundplayer:: player begin"), std::string::npos) << "printed by the component\n"
-                                                                              << text;
-        EXPECT_NE(text.find("CMediaPlayer::SetPlayTime"), std::string::npos) << "logged by the component\n"
-                                                                             << text;
+    for (const Outcome* outcome : {&quiet, &logged, &verbose})
+        EXPECT_EQ(Lines(outcome->out).size(), 1u) << outcome->out;
+    EXPECT_EQ(quiet.err + logged.err, "");
+    for (const std::string& text : {kq::test::ReadFile(folder / "log"), verbose.err}) {
+        EXPECT_NE(text.find("soundplayer:: player begin"), std::string::npos) << "printed\n" << text;
+        EXPECT_NE(text.find("CMediaPlayer::SetPlayTime"), std::string::npos) << "logged\n" << text;
     }
 }
 

@@ -2,167 +2,130 @@
 // decoder.
 #include "Kqplay.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
+#include <cmath>
 
 using namespace kqtest;
 
 namespace {
 
-using Strings = std::vector<std::string>;
-
 constexpr double rate = 25;
+const std::string home = "\033[H", end = "\033OF", left = "\033[D", right = "\033[C", up = "\033OA",
+                  down = "\033[B";
 
 class Navigating : public testing::Test {
 protected:
     static void SetUpTestSuite() { s_frames = ReferenceHashes(Clip("long.mp4")); }
 
-    /// @return the number of the frame that the paused player shows when it quits; -1 for none of the clip's
-    int QuitAndTell(Process& kqplay) {
-        kqplay.Type("q");
-        const Outcome outcome = kqplay.Finish();
-        EXPECT_EQ(outcome.status, 0) << outcome.out;
-        Strings shown = PictureHashes(ReadTrace(m_folder / "trace"));
-        while (!shown.empty() && shown.back() == BlackHash(96, 64)) // shown by the stop that ends the run
-            shown.pop_back();
-        if (shown.empty())
-            return -1;
-        const auto found = std::find(s_frames.begin(), s_frames.end(), shown.back());
-        return found == s_frames.end() ? -1 : static_cast<int>(found - s_frames.begin());
+    /// Starts kqplay on the clip of a minute.
+    static Strings Command(const Strings& options) {
+        Strings all = {"--headless", Clip("long.mp4")};
+        all.insert(all.end(), options.begin(), options.end());
+        return all;
     }
 
-    Strings Command(const Strings& options) {
-        Strings all = {"--trace", m_folder / "trace", "--trace-hash"};
-        all.insert(all.end(), options.begin(), options.end());
-        return Headless(Clip("long.mp4"), all);
+    /// @return the numbers of the frames that a view has shown, -1 for none of the clip's; without the black
+    ///         that the stop at the end shows
+    static std::vector<int> FramesOf(const Trace& trace, int view = 0) {
+        std::vector<int> numbers;
+        for (const std::string& hash : trace.Pictures(view)) {
+            const auto found = std::find(s_frames.begin(), s_frames.end(), hash);
+            numbers.push_back(found == s_frames.end() ? -1 : static_cast<int>(found - s_frames.begin()));
+        }
+        while (!numbers.empty() && numbers.back() == -1 && trace.Pictures(view).back() == BlackHash(96, 64))
+            numbers.pop_back();
+        return numbers;
     }
 
     static Strings s_frames;
-    TemporaryFolder m_folder;
-    Process::Environment m_environment = {{"TERM", "xterm"}};
 };
 Strings Navigating::s_frames;
 
-struct Walk {
-    const char* name;
-    std::vector<std::string> keys; ///< each waits for what the one before has brought
-    std::vector<std::string> shown;
-    int frame;
-};
-
-class Paused : public Navigating, public testing::WithParamInterface<Walk> {};
-
-TEST_P(Paused, KeysLeadToTheFrame) {
+TEST_F(Navigating, KeysLeadToTheFrame) {
+    const struct {
+        std::string keys; ///< typed when the keys before have brought what they had to
+        const char* shown;
+        int frame;
+    } rows[] = {
+        {home, "paused  0:00.00 ", 0},
+        {",,", "", 0}, // nothing before the first
+        {right, "paused  0:05.00", 125},
+        {".......", "paused  0:05.28", 132},
+        {home + right + right + right + left + right, "paused  0:15.00", 375}, // quick presses add up
+        {up, "paused  0:59.96", 1499},
+        {down, "paused  0:00.00 ", 0},
+        {".", "paused  0:00.04", 1},
+        {home + right + right, "paused  0:10.00", 250},
+        {",,,,,,,", "paused  0:09.72", 243},
+        {",", "paused  0:09.68", 242},
+        {end, "paused  0:59.96", 1499},
+        {"..", "stopped  0:5", 1499},
+        {",", "", 1498},
+    };
     for (const Strings& sound : {Strings{"--no-audio"}, Strings{"--audio", "null"}}) {
-        Process kqplay(Command(sound), m_environment, Process::Streams::PseudoTerminal);
-        ASSERT_TRUE(kqplay.WaitForOutput("playing  0:00"));
-        kqplay.Type(" ");
-        ASSERT_TRUE(kqplay.WaitForOutput("paused  0:0"));
-        for (std::size_t i = 0; i < GetParam().keys.size(); ++i) {
-            kqplay.Type(GetParam().keys[i]);
-            EXPECT_TRUE(kqplay.WaitForOutput(GetParam().shown[i])) << kqplay.Output();
+        AtTerminal kqplay(Command(sound));
+        kqplay.Press("", "playing  0:00");
+        kqplay.Press(" ", "paused  0:0");
+        for (const auto& row : rows) {
+            kqplay.Press(row.keys, row.shown);
+            kqplay.Arrive();
         }
-        usleep(400000);
-        EXPECT_EQ(QuitAndTell(kqplay), GetParam().frame);
+        const std::vector<int> frames = FramesOf(kqplay.Quit());
+        auto at = frames.begin();
+        for (const auto& row : rows) {
+            at = std::find(at, frames.end(), row.frame);
+            ASSERT_NE(at, frames.end()) << row.frame << " in " << testing::PrintToString(frames);
+        }
+        EXPECT_EQ(frames.back(), 1498);
     }
 }
 
-const char* const home = "\033[H";
-const char* const end = "\033OF";
-const char* const left = "\033[D";
-const char* const right = "\033[C";
-const char* const up = "\033OA";
-const char* const down = "\033[B";
-
-INSTANTIATE_TEST_SUITE_P(
-    Keys, Paused,
-    testing::Values(
-        Walk{"Home", {home}, {"paused  0:00.00 "}, 0}, Walk{"End", {end}, {"paused  0:59.96"}, 1499},
-        Walk{"QuickPressesAddUp",
-             {std::string(home) + right + right + right + left + right},
-             {"paused  0:15.00"},
-             375},
-        Walk{"MinutesStopAtTheEnds", {up, down}, {"paused  0:59.96", "paused  0:00.00 "}, 0},
-        Walk{"OneFrameOn", {home, "."}, {"paused  0:00.00 ", "paused  0:00.04"}, 1},
-        Walk{"ManyFramesOn",
-             {std::string(home) + right, "......."},
-             {"paused  0:05.00", "paused  0:05.28"},
-             132},
-        Walk{"OneFrameBack", {std::string(home) + right, ","}, {"paused  0:05.00", "paused  0:04.96"}, 124},
-        Walk{"ManyFramesBack",
-             {std::string(home) + right + right, ",,,,,,,"},
-             {"paused  0:10.00", "paused  0:09.72"},
-             243},
-        Walk{"NothingBeforeTheFirst", {home, ",,"}, {"paused  0:00.00 ", "paused  0:00.00 "}, 0},
-        Walk{"TheLastOneStays",
-             {end, "..", ","},
-             {"paused  0:59.96", "stopped  0:5", "stopped  0:59.9"},
-             1498}),
-    [](const auto& info) { return std::string(info.param.name); });
-
 TEST_F(Navigating, AStepPausesAndShowsTheNextFrame) {
-    Process kqplay(Command({"--no-audio"}), m_environment, Process::Streams::PseudoTerminal);
-    ASSERT_TRUE(kqplay.WaitForOutput("playing  0:00"));
-    kqplay.Type(".");
-    ASSERT_TRUE(kqplay.WaitForOutput("paused  0:0"));
-    usleep(400000);
-    const int frame = QuitAndTell(kqplay);
-    const Strings shown = PictureHashes(ReadTrace(m_folder / "trace"));
-    EXPECT_GT(frame, 0);
-    EXPECT_NE(std::find(shown.begin(), shown.end(), s_frames[static_cast<std::size_t>(frame) - 1]),
-              shown.end());
+    AtTerminal kqplay(Command({"--no-audio"}));
+    kqplay.Press("", "playing  0:00");
+    kqplay.Press(".", "paused  0:0");
+    kqplay.Arrive();
+    const std::vector<int> frames = FramesOf(kqplay.Quit());
+    ASSERT_GT(frames.size(), 1u);
+    for (std::size_t i = 1; i < frames.size(); ++i)
+        EXPECT_LE(frames[i] - frames[i - 1], 1);
 }
 
 TEST_F(Navigating, ASeekWhilePlayingGoesOnFromThere) {
-    Process kqplay(Command({"--audio", "null"}), m_environment, Process::Streams::PseudoTerminal);
-    ASSERT_TRUE(kqplay.WaitForOutput("playing  0:00"));
-    kqplay.Type(std::string(home) + right + right + right + right);
-    ASSERT_TRUE(kqplay.WaitForOutput("playing  0:21"));
-    kqplay.Type(" ");
-    ASSERT_TRUE(kqplay.WaitForOutput("paused  0:2"));
-    usleep(300000);
-    EXPECT_GE(QuitAndTell(kqplay), 20 * rate);
-    const Strings shown = PictureHashes(ReadTrace(m_folder / "trace"));
-    EXPECT_NE(std::find(shown.begin(), shown.end(), s_frames[500]), shown.end())
-        << "it begins with the target";
+    AtTerminal kqplay(Command({"--audio", "null"}));
+    kqplay.Press("", "playing  0:00");
+    kqplay.Press(home + right + right + right + right, "playing  0:21");
+    kqplay.Press(" ", "paused  0:2");
+    kqplay.Arrive();
+    const std::vector<int> frames = FramesOf(kqplay.Quit());
+    EXPECT_GE(frames.back(), 20 * rate);
+    EXPECT_NE(std::find(frames.begin(), frames.end(), 500), frames.end()) << "it begins with the target";
 }
 
 TEST_F(Navigating, AStoppedPlayerMovesToo) {
-    Process kqplay(Command({"--no-audio"}), m_environment, Process::Streams::PseudoTerminal);
-    ASSERT_TRUE(kqplay.WaitForOutput("playing  0:00"));
-    kqplay.Type("S");
-    ASSERT_TRUE(kqplay.WaitForOutput("stopped  0:0"));
-    kqplay.Type(std::string(home) + right + right);
-    ASSERT_TRUE(kqplay.WaitForOutput("stopped  0:10.00"));
-    kqplay.Type(" ");
-    ASSERT_TRUE(kqplay.WaitForOutput("playing  0:10"));
-    kqplay.Type("S");
-    usleep(200000);
-    kqplay.Type(std::string(home) + right);
-    usleep(200000);
-    kqplay.Type("."); // opens it, paused
-    ASSERT_TRUE(kqplay.WaitForOutput("paused  0:05.00")) << kqplay.Output();
-    usleep(300000);
-    EXPECT_EQ(QuitAndTell(kqplay), 125);
+    AtTerminal kqplay(Command({"--no-audio"}));
+    kqplay.Press("", "playing  0:00");
+    kqplay.Press("S", "stopped  0:0");
+    kqplay.Press(home + right + right, "stopped  0:10.00");
+    kqplay.Press(" ", "playing  0:10");
+    kqplay.Press("S", "stopped  0:1");
+    kqplay.Press(home + right, "stopped  0:05.00");
+    kqplay.Press(".", "paused  0:05.00"); // opens it, paused
+    kqplay.Arrive();
+    EXPECT_EQ(FramesOf(kqplay.Quit()).back(), 125);
 }
 
-TEST_F(Navigating, OtherKeysTellWhatTheyDid) {
-    Process kqplay(Command({"--audio", "null", "--volume", "95"}), m_environment,
-                   Process::Streams::PseudoTerminal);
-    ASSERT_TRUE(kqplay.WaitForOutput("playing  0:00"));
-    const std::pair<const char*, const char*> rows[] = {
-        {"9", "volume 90 %"},  {"0", "volume 95 %"}, {"0", "volume 100 %"},
-        {"0", "volume 100 %"}, {"m", "mute"},        {"m", "volume 100 %"},
-        {"L", "loop on"},      {"L", "loop off"},    {"i", "96x64 yuv420p, 25 frames/s; aac"},
-        {"f", "playing"},
-    };
-    for (const auto& [key, text] : rows) {
-        kqplay.Type(key);
-        EXPECT_TRUE(kqplay.WaitForOutput(text)) << key;
-    }
-    kqplay.Type("q");
-    EXPECT_EQ(kqplay.Finish().status, 0);
+TEST_F(Navigating, TwoViewsStepAndSeekTogether) {
+    AtTerminal kqplay(Command({"--no-audio", "--compare", Clip("long.mp4")}));
+    kqplay.Press("", "playing  0:00");
+    kqplay.Press(" ", "paused  0:0");
+    kqplay.Press(home + up, "paused  0:59.96");
+    kqplay.Press(",,,", "paused  0:59.84");
+    kqplay.Press(left, "paused  0:54.84");
+    kqplay.Press("..", "paused  0:54.92");
+    const Trace trace = kqplay.Quit();
+    EXPECT_EQ(FramesOf(trace).back(), 1373);
+    EXPECT_EQ(trace.Pictures(0), trace.Pictures(1));
 }
 
 } // namespace

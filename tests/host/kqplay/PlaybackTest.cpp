@@ -2,124 +2,119 @@
 // FFmpeg's decoder and the plain reference conversion.
 #include "Kqplay.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <csignal>
+#include <memory>
 
 using namespace kqtest;
 
 namespace {
 
-using Strings = std::vector<std::string>;
-
-struct Case {
-    const char* name;
-    const char* clip;
-    Strings options;
-};
-
-void PrintTo(const Case& value, std::ostream* out) {
-    *out << value.clip;
-}
-
-class EveryFrame : public testing::TestWithParam<Case> {};
-
 /// Each frame once, in order; when the run ends, the view shows the last one again.
-TEST_P(EveryFrame, IsShownOnceInOrderAndBitExact) {
-    const TemporaryFolder folder;
-    const std::string clip = Clip(GetParam().clip);
-    Strings options = GetParam().options;
-    options.insert(options.end(), {"--trace", folder / "trace", "--trace-hash"});
-    const Outcome outcome = RunProcess(Headless(clip, options));
-    ASSERT_EQ(outcome.status, 0) << outcome.err;
-
-    const auto trace = ReadTrace(folder / "trace");
-    Strings expected = ReferenceHashes(clip);
-    ASSERT_FALSE(expected.empty());
-    expected.push_back(expected.back());
-    EXPECT_EQ(PictureHashes(trace), expected);
-    EXPECT_EQ(CountEnds(trace), 1u);
-    ASSERT_FALSE(States(trace).empty());
-    EXPECT_EQ(States(trace).front(), 1);
+TEST(EveryFrame, IsShownOnceInOrderAndBitExactInEveryView) {
+    const struct {
+        const char* clip;
+        Strings options;
+        int views;
+    } rows[] = {
+        {"plain.mp4", {"--audio", "null"}, 1},
+        {"plain.mp4", {"--no-audio"}, 1},
+        {"silent.mp4", {"--views", "3"}, 3},
+        {"silent.mp4", {"--views", "2"}, 2},
+        {"one.mp4", {}, 1},
+        {"odd-1x1.mkv", {}, 1},
+        {"odd-3x5.mkv", {}, 1},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.clip + (" " + testing::PrintToString(row.options)));
+        const Trace trace = PlayTraced(Clip(row.clip), row.options);
+        for (int view = 0; view < row.views; ++view)
+            EXPECT_EQ(trace.Pictures(view), HashesOfARun(Clip(row.clip))) << "view " << view;
+        EXPECT_EQ(trace.Pictures(row.views), Strings());
+        EXPECT_EQ(trace.CountEnds(), 1u);
+        ASSERT_FALSE(trace.States().empty());
+        EXPECT_EQ(trace.States().front(), 1);
+        double last = -1;
+        for (const TraceEvent& event : trace.events) {
+            if (event.name == "position") {
+                EXPECT_GE(event.position, last);
+                last = event.position;
+            }
+        }
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Clips, EveryFrame,
-                         testing::Values(Case{"WithSound", "plain.mp4", {"--audio", "null"}},
-                                         Case{"SoundLeftOut", "plain.mp4", {"--no-audio"}},
-                                         Case{"Silent", "silent.mp4", {}}, Case{"OneFrame", "one.mp4", {}},
-                                         Case{"OnePixel", "odd-1x1.mkv", {}},
-                                         Case{"OddSize", "odd-3x5.mkv", {}}),
-                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST(Playback, TakesAsLongAsTheClip) {
-    struct Row {
+    const struct {
         Strings options;
         const char* clip;
         double seconds;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {{"--audio", "null"}, "plain.mp4", 2.0},
         {{"--no-audio"}, "plain.mp4", 1.96},
         {{"--audio", "null", "--no-video"}, "plain.mp4", 2.0},
         {{"--audio", "null", "--start", "1.5"}, "plain.mp4", 0.5},
         {{"--audio", "null"}, "tone.wav", 1.0},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.clip + (" " + testing::PrintToString(row.options)));
-        const Outcome outcome = RunProcess(Headless(Clip(row.clip), row.options));
-        EXPECT_EQ(outcome.status, 0) << outcome.err;
+    const TemporaryFolder folder;
+    std::vector<std::unique_ptr<Process>> running; // all at the same time
+    for (const auto& row : rows) {
+        Strings options = row.options;
+        options.insert(options.end(), {"--trace", folder / std::to_string(running.size())});
+        running.push_back(std::make_unique<Process>(Headless(Clip(row.clip), options)));
+    }
+    for (std::size_t i = 0; i < running.size(); ++i) {
+        SCOPED_TRACE(rows[i].clip + (" " + testing::PrintToString(rows[i].options)));
+        const Outcome outcome = running[i]->Finish();
+        EXPECT_EQ(outcome.status, 0);
         EXPECT_EQ(outcome.err, "");
-        EXPECT_GE(outcome.seconds, row.seconds - 0.1);
+        const Trace trace(folder / std::to_string(i));
+        ASSERT_EQ(trace.CountEnds(), 1u);
+        const auto first = trace.events.front().time, last = trace.events.back().time;
+        EXPECT_GE(static_cast<double>(last - first) / 1e6, rows[i].seconds - 0.1);
     }
 }
 
 TEST(Playback, KeepsToTheRangeThatWasAskedFor) {
-    const TemporaryFolder folder;
-    const Outcome outcome =
-        RunProcess(Headless(Clip("plain.mp4"), {"--no-audio", "--start", "0.4", "--length", "1", "--trace",
-                                                folder / "trace", "--trace-hash"}));
-    ASSERT_EQ(outcome.status, 0) << outcome.err;
-    Strings shown = PictureHashes(ReadTrace(folder / "trace"));
+    const Trace trace = PlayTraced(Clip("plain.mp4"), {"--no-audio", "--start", "0.4", "--length", "1"});
     const Strings all = ReferenceHashes(Clip("plain.mp4"));
     // 0.40 to 1.40 s at 25 frames a second. On leaving, the view shows the stream's next frame.
-    const Strings expected(all.begin() + 10, all.begin() + 10 + 26 + 1);
-    EXPECT_EQ(shown, expected);
+    EXPECT_EQ(trace.Pictures(), Strings(all.begin() + 10, all.begin() + 10 + 26 + 1));
 }
 
 TEST(Playback, LoopsUntilItIsInterrupted) {
-    const TemporaryFolder folder;
-    Process kqplay(Headless(Clip("odd-3x5.mkv"), {"--loop", "--trace", folder / "trace", "--trace-hash"}));
-    usleep(3500000);
-    kill(kqplay.Id(), SIGINT);
-    const Outcome outcome = kqplay.Finish();
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
-    const auto trace = ReadTrace(folder / "trace");
-    EXPECT_GE(CountEnds(trace), 3u);
-    Strings round = ReferenceHashes(Clip("odd-3x5.mkv"));
-    round.push_back(round.back());
-    Strings twice = round;
-    twice.insert(twice.end(), round.begin(), round.end());
-    Strings shown = PictureHashes(trace);
-    ASSERT_GE(shown.size(), twice.size());
-    shown.resize(twice.size());
-    EXPECT_EQ(shown, twice);
+    AtTerminal kqplay({"--headless", "-v", "--loop", Clip("odd-3x5.mkv")});
+    for (int run = 0; run < 4; ++run)
+        kqplay.Press("", "svc End of Play");
+    kill(kqplay.process.Id(), SIGINT);
+    const Trace trace = kqplay.Quit("");
+    EXPECT_GE(trace.CountEnds(), 3u);
+    const Strings round = HashesOfARun(Clip("odd-3x5.mkv"));
+    const Strings shown = trace.Pictures();
+    ASSERT_GE(shown.size(), 3 * round.size());
+    for (std::size_t i = 0; i < 3 * round.size(); ++i)
+        ASSERT_EQ(shown[i], round[i % round.size()]) << i;
 }
 
-TEST(Playback, ReportsPositionsInOrder) {
+TEST(Compare, BothViewsShowTheSameTime) {
+    const Trace trace = PlayTraced(Clip("plain.mp4"), {"--no-audio", "--compare", Clip("silent.mp4")});
+    const Strings first = HashesOfARun(Clip("plain.mp4"));
+    const Strings second = ReferenceHashes(Clip("silent.mp4")); // 30 frames a second for one second
+    EXPECT_EQ(trace.Pictures(0), first);
+    Strings expected;
+    for (std::size_t i = 0; i < first.size(); ++i)
+        expected.push_back(second[std::min(i * 30 / 25, second.size() - 1)]);
+    EXPECT_EQ(trace.Pictures(1), expected);
+}
+
+TEST(Filter, ShowsBeforeAndAfter) {
     const TemporaryFolder folder;
-    RunProcess(Headless(Clip("plain.mp4"), {"--audio", "null", "--trace", folder / "trace"}));
-    double last = -1;
-    std::size_t count = 0;
-    for (const TraceEvent& event : ReadTrace(folder / "trace")) {
-        if (event.name != "position")
-            continue;
-        EXPECT_GE(event.position, last);
-        last = event.position;
-        ++count;
-    }
-    EXPECT_GE(count, 49u); // all 50 frames but the last, which ends the stream
-    EXPECT_GE(last, 1.92);
+    const std::string flipped = folder / "flipped.mkv";
+    const Outcome made = RunProcess(
+        {"ffmpeg", "-v", "error", "-i", Clip("silent.mp4"), "-vf", "hflip", "-c:v", "ffv1", flipped});
+    ASSERT_EQ(made.status, 0) << made.err;
+    const Trace trace = PlayTraced(Clip("silent.mp4"), {"--filter", "hflip"});
+    EXPECT_EQ(trace.Pictures(0), HashesOfARun(Clip("silent.mp4")));
+    EXPECT_EQ(trace.Pictures(1), HashesOfARun(flipped));
 }
 
 } // namespace

@@ -11,17 +11,17 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdlib>
-#include <ctime>
 #include <sstream>
 
 namespace kqtest {
 namespace {
 
+constexpr double Patience = 60; ///< seconds
+
 double Now() {
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
 [[noreturn]] void Become(const std::vector<std::string>& command, const Process::Environment& environment) {
@@ -63,8 +63,7 @@ std::vector<std::string> Lines(const std::string& text) {
     return lines;
 }
 
-Process::Process(const std::vector<std::string>& command, const Environment& environment, Streams streams)
-    : m_started(Now()) {
+Process::Process(const std::vector<std::string>& command, const Environment& environment, Streams streams) {
     if (streams == Streams::PseudoTerminal)
         StartOnTerminal(command, environment);
     else
@@ -122,19 +121,23 @@ bool Process::TerminalIsNormal() const {
     return tcgetattr(m_terminal, &settings) == 0 && (settings.c_lflag & normal) == normal;
 }
 
-bool Process::WaitForOutput(const std::string& text, double seconds) {
-    const double until = Now() + seconds;
-    while (m_outcome.out.find(text) == std::string::npos && Now() < until)
+bool Process::WaitForOutput(const std::string& text) {
+    const double until = Now() + Patience;
+    std::size_t at = std::string::npos;
+    while ((at = m_outcome.out.find(text, m_waitedFor)) == std::string::npos && Now() < until)
         ReadSome(50);
-    return m_outcome.out.find(text) != std::string::npos;
+    if (at == std::string::npos)
+        return false;
+    m_waitedFor = at + text.size();
+    return true;
 }
 
-Outcome Process::Finish(double seconds) {
-    const double until = Now() + seconds;
+Outcome Process::Finish() {
+    const double until = Now() + Patience;
     int status = 0;
     while (waitpid(m_pid, &status, WNOHANG) == 0) {
         if (Now() > until) {
-            ADD_FAILURE() << "killed after " << seconds << " s; it printed:\n"
+            ADD_FAILURE() << "killed after " << Patience << " s; it printed:\n"
                           << m_outcome.out << m_outcome.err;
             kill(m_pid, SIGKILL);
         }
@@ -143,7 +146,6 @@ Outcome Process::Finish(double seconds) {
     while (ReadSome(0)) {
     }
     m_pid = -1;
-    m_outcome.seconds = Now() - m_started;
     m_outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     return m_outcome;
 }

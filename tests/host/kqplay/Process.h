@@ -15,7 +15,6 @@ struct Outcome {
     int status = -1; ///< exit status, or minus the signal's number
     std::string out; ///< standard output, or all that came to the pseudo-terminal
     std::string err;
-    double seconds = 0;
 };
 
 /// Lines of a text.
@@ -42,10 +41,11 @@ public:
     void Type(const std::string& keys) const;
     /// @return true when the pseudo-terminal echoes and collects lines, as a shell's user expects
     bool TerminalIsNormal() const;
-    /// Waits until standard output (or the pseudo-terminal) has shown a text. @return false when it did not
-    bool WaitForOutput(const std::string& text, double seconds = 20);
+    /// Waits until standard output (or the pseudo-terminal) has shown a text, behind the one that was waited
+    /// for before. @return false when it did not
+    bool WaitForOutput(const std::string& text);
     /// Collects what comes until the program ends.
-    Outcome Finish(double seconds = 60);
+    Outcome Finish();
 
 private:
     void StartOnTerminal(const std::vector<std::string>& command, const Environment& environment);
@@ -56,7 +56,7 @@ private:
     int m_out = -1;
     int m_err = -1;
     int m_terminal = -1;
-    double m_started = 0;
+    std::size_t m_waitedFor = 0; ///< end of the text that was waited for last
     Outcome m_outcome;
 };
 

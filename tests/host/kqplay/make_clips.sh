@@ -13,7 +13,7 @@ clip() {
     mv "new-$name" "$name"
 }
 picture() { echo "testsrc2=size=$1:rate=$2"; }
-h264="-c:v libx264 -preset fast -bf 2 -pix_fmt yuv420p"
+h264="-c:v libx264 -threads 1 -preset fast -bf 2 -pix_fmt yuv420p"
 
 # shellcheck disable=SC2086  # $h264 is a list
 {

@@ -1,7 +1,6 @@
 // Sound: formats, chunks, and where it stands in time.
 #include "StreamTest.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 
@@ -15,28 +14,25 @@ OpenOptions AudioOnly(int maxChannels = 8) {
     return options;
 }
 
-struct ChannelCase {
-    const char* layout;
-    int maxChannels;
-    int channels;
-};
-
 TEST(AudioFormats, KeepTheChannelsThatOpenALKnows) {
-    const ChannelCase cases[] = {
+    const struct {
+        const char* layout;
+        int maxChannels, channels;
+    } cases[] = {
         {"mono", 8, 1}, {"stereo", 8, 2}, {"quad", 8, 4}, {"5.1", 8, 6}, {"6.1", 8, 7}, {"7.1", 8, 8},
         {"3.0", 8, 2},  {"5.0", 8, 2},    {"7.1", 2, 2},  {"5.1", 6, 6}, {"5.1", 4, 2}, {"stereo", 1, 1},
     };
-    for (const ChannelCase& expected : cases) {
+    for (const auto& expected : cases) {
+        SCOPED_TRACE(expected.layout);
         OpenedFile file(Clip(std::string("sound-") + expected.layout + ".wav"),
                         AudioOnly(expected.maxChannels));
         const AUDIO_STREAM_INFO format = AudioFormat(file.Audio());
-        EXPECT_EQ(format.nChannels, expected.channels) << expected.layout;
-        EXPECT_EQ(format.nSampleRate, 48000) << expected.layout;
-        EXPECT_EQ(format.nBitsPerSample, 16) << expected.layout;
-        EXPECT_EQ(format.nBytesPerSec, 48000 * 2 * expected.channels) << expected.layout;
-        EXPECT_NEAR(format.dDuration, 1, 1e-3) << expected.layout;
-        EXPECT_EQ(Listen(file.Audio()).size(), 48000U * static_cast<unsigned>(expected.channels))
-            << expected.layout;
+        EXPECT_EQ(format.nChannels, expected.channels);
+        EXPECT_EQ(format.nSampleRate, 48000);
+        EXPECT_EQ(format.nBitsPerSample, 16);
+        EXPECT_EQ(format.nBytesPerSec, 48000 * 2 * expected.channels);
+        EXPECT_NEAR(format.dDuration, 1, 1e-3);
+        EXPECT_EQ(Listen(file.Audio()).size(), 48000U * static_cast<unsigned>(expected.channels));
     }
 }
 

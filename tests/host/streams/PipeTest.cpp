@@ -1,15 +1,12 @@
 // Input that can be read only once.
 #include "StreamTest.h"
+#include "tests/support/Files.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <thread>
 
 namespace kq::streams::test {
@@ -18,26 +15,26 @@ namespace {
 /// A named pipe, and a thread that writes a clip into it as fast as it is read.
 class FedPipe {
 public:
-    explicit FedPipe(const std::string& clip) {
-        std::string pattern = (std::filesystem::temp_directory_path() / "kq-pipe-XXXXXX").string();
-        m_folder = mkdtemp(pattern.data());
+    /// @param staysOpen no reader sees an end
+    explicit FedPipe(const std::string& clip, bool staysOpen = false) {
         mkfifo(Path().c_str(), 0600);
+        m_end = staysOpen ? open(Path().c_str(), O_RDWR) : -1;
         m_writer = std::thread([this, clip] {
-            std::ifstream source(Clip(clip), std::ios::binary);
-            std::ofstream(Path(), std::ios::binary) << source.rdbuf();
+            std::ofstream(Path(), std::ios::binary) << std::ifstream(Clip(clip), std::ios::binary).rdbuf();
         });
     }
     ~FedPipe() {
         m_writer.join();
-        std::filesystem::remove_all(m_folder);
+        close(m_end);
     }
     FedPipe(const FedPipe&) = delete;
     FedPipe& operator=(const FedPipe&) = delete;
 
-    std::string Path() const { return m_folder + "/pipe"; }
+    std::string Path() const { return m_folder / "pipe"; }
 
 private:
-    std::string m_folder;
+    kq::test::TemporaryFolder m_folder;
+    int m_end = -1;
     std::thread m_writer;
 };
 
@@ -74,28 +71,15 @@ TEST(Pipes, AStreamGivenBackDoesNotStopTheOther) {
 }
 
 TEST(Pipes, ThatFallSilentDoNotHoldUpTheEnd) {
-    std::string pattern = (std::filesystem::temp_directory_path() / "kq-pipe-XXXXXX").string();
-    const std::string folder = mkdtemp(pattern.data());
-    const std::string path = folder + "/pipe";
-    mkfifo(path.c_str(), 0600);
-    const int end = open(path.c_str(), O_RDWR); // stays open, so that no reader sees an end
-    std::thread feeder([end] {
-        std::ifstream source(Clip("matroska.mkv"), std::ios::binary);
-        const std::string content(std::istreambuf_iterator<char>(source), {});
-        EXPECT_EQ(write(end, content.data(), content.size()), static_cast<ssize_t>(content.size()));
-    });
-    {
-        OpenedFile file(path);
-        for (int i = 0; i < 80; ++i) {
-            EXPECT_GT(file.Video().NextFrame(), 0);
-            file.Audio().NextFrame();
-        }
-        // The twenty pictures left do not fill the queue: the decoder waits for more.
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    } // the test hangs here if a stream waits for data for ever
-    feeder.join();
-    close(end);
-    std::filesystem::remove_all(folder);
+    FedPipe pipe("matroska.mkv", true);
+    OpenedFile file(pipe.Path());
+    for (int i = 0; i < 80; ++i) {
+        EXPECT_GT(file.Video().NextFrame(), 0);
+        file.Audio().NextFrame();
+    }
+    // The twenty pictures left do not fill the queue: the decoder waits for more. The test hangs at the end
+    // of the file's life if a stream waits for data for ever.
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
 }
 
 } // namespace

@@ -1,6 +1,8 @@
 // The queue between a source of frames and the player, with a source that the test controls.
 #include "host/streams/QueuedStream.h"
 
+#include "tests/support/WaitUntil.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -10,6 +12,8 @@
 
 namespace kq::streams::test {
 namespace {
+
+using kq::test::WaitUntil;
 
 constexpr Ticks Step = TicksPerSecond / 10;
 constexpr std::size_t FrameBytes = 100;
@@ -34,14 +38,11 @@ struct Studio {
         const std::lock_guard guard(lock);
         return made;
     }
-    /// Waits until the number of frames made does not change any more.
-    int Settled() {
-        int last = -1;
-        for (int now = Made(); now != last; now = Made()) {
-            last = now;
-            std::this_thread::sleep_for(std::chrono::milliseconds(60));
-        }
-        return last;
+    /// Waits until so many frames have been made, and whether more are. @return the number
+    int Settled(int expected) {
+        WaitUntil([&] { return Made() >= expected; });
+        std::this_thread::sleep_for(std::chrono::milliseconds(60));
+        return Made();
     }
 };
 
@@ -91,14 +92,9 @@ private:
     int m_next = 0;
 };
 
-struct Released {
-    void operator()(IMediaStream* stream) const { stream->Release(); }
-};
-using StreamHandle = std::unique_ptr<IMediaStream, Released>;
-
-StreamHandle Play(Studio& studio, std::size_t queueBytes = 1'000'000,
+ComPtr<IMediaStream> Play(Studio& studio, std::size_t queueBytes = 1'000'000,
                   const StreamFormat& format = VIDEO_STREAM_INFO{}) {
-    return StreamHandle(new QueuedStream(std::make_unique<FakeSource>(studio), format, queueBytes));
+    return ComPtr<IMediaStream>::Adopt(new QueuedStream(std::make_unique<FakeSource>(studio), format, queueBytes));
 }
 
 TEST(FrameQueue, IsBoundedInBytesAndFrames) {
@@ -110,9 +106,10 @@ TEST(FrameQueue, IsBoundedInBytesAndFrames) {
         Studio studio;
         studio.frames = 1000;
         const auto stream = Play(studio, expected.bytes);
-        EXPECT_EQ(studio.Settled(), expected.frames);
+        EXPECT_EQ(studio.Settled(expected.frames), expected.frames);
         stream->NextFrame();
-        EXPECT_EQ(studio.Settled(), expected.frames + 1) << "what was taken is made up for";
+        EXPECT_EQ(studio.Settled(expected.frames + 1), expected.frames + 1)
+            << "what was taken is made up for";
     }
 }
 
@@ -171,7 +168,7 @@ TEST(FrameQueue, WaitsForALateDecoder) {
 TEST(FrameQueue, NearSeeksOnlyDropFrames) {
     Studio studio;
     const auto stream = Play(studio, FrameBytes * 10);
-    EXPECT_EQ(studio.Settled(), 10);
+    EXPECT_EQ(studio.Settled(10), 10);
     EXPECT_DOUBLE_EQ(stream->Seek(0.55, 1), 0.5);
     EXPECT_DOUBLE_EQ(stream->Seek(0.5, 1), 0.5);
     EXPECT_EQ(studio.seeks, 0);
@@ -185,7 +182,7 @@ TEST(FrameQueue, EndsWhileTheDecoderWaits) {
     studio.allowed = 1;
     auto stream = Play(studio);
     EXPECT_NE(stream->GetCurrentFrame(), nullptr);
-    stream.reset(); // the test hangs here if the thread is not told to end
+    stream.Reset(); // the test hangs here if the thread is not told to end
     EXPECT_EQ(studio.alive, 0);
 }
 
@@ -213,7 +210,7 @@ TEST(FramePinning, IsBounded) {
         std::thread([&stream] { stream->GetCurrentFrame(); }).join();
         stream->NextFrame();
     }
-    studio.Settled();
+    studio.Settled(103);
     EXPECT_LE(studio.alive, 32 + 3);
 }
 

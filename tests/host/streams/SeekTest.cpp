@@ -1,9 +1,7 @@
 // Seeking against playing from the start to the end.
 #include "StreamTest.h"
 
-#include <algorithm>
 #include <cmath>
-#include <numeric>
 #include <random>
 
 namespace kq::streams::test {
@@ -22,12 +20,12 @@ void PrintTo(const SeekCase& seekCase, std::ostream* out) {
 
 class Seeking : public testing::TestWithParam<SeekCase> {};
 
-std::vector<std::size_t> Shuffled(std::size_t count, std::size_t step) {
+std::vector<std::size_t> Order(std::size_t count, std::size_t step, bool shuffled) {
     std::vector<std::size_t> order;
     for (std::size_t n = 0; n < count; n += step)
         order.push_back(n);
-    std::mt19937 random(17);
-    std::shuffle(order.begin(), order.end(), random);
+    if (shuffled)
+        std::shuffle(order.begin(), order.end(), std::mt19937(17));
     return order;
 }
 
@@ -42,15 +40,6 @@ std::vector<std::size_t> BackAndForth(std::size_t count) {
     return order;
 }
 
-/// @return the frame that is on show at a time
-std::size_t FrameAt(const std::vector<Shot>& shots, double seconds) {
-    const auto time = static_cast<std::int64_t>(seconds * 1e7);
-    const auto after =
-        std::upper_bound(shots.begin(), shots.end(), time,
-                         [](std::int64_t value, const Shot& shot) { return value < shot.time; });
-    return after == shots.begin() ? 0 : static_cast<std::size_t>(after - shots.begin()) - 1;
-}
-
 TEST_P(Seeking, ShowsExactlyTheFrameOfEveryTime) {
     OpenedFile file(Clip(GetParam().clip));
     const double rate = VideoFormat(file.Video()).dFrameRate;
@@ -59,9 +48,8 @@ TEST_P(Seeking, ShowsExactlyTheFrameOfEveryTime) {
     for (std::size_t n = 1; n < shots.size(); ++n)
         ASSERT_GT(shots[n].time, shots[n - 1].time);
 
-    std::vector<std::size_t> forward(shots.size());
-    std::iota(forward.begin(), forward.end(), 0);
-    for (const auto& order : {forward, BackAndForth(shots.size()), Shuffled(shots.size(), GetParam().step)}) {
+    for (const auto& order : {Order(shots.size(), 1, false), BackAndForth(shots.size()),
+                              Order(shots.size(), GetParam().step, true)}) {
         for (const std::size_t n : order) {
             const double time =
                 GetParam().steady ? static_cast<double>(n) / rate : static_cast<double>(shots[n].time) / 1e7;
@@ -84,7 +72,7 @@ TEST_P(Seeking, ShowsTheFrameWhoseTimeItIs) {
     for (int i = 0; i < 10; ++i) {
         const double time = times(random);
         file.Video().Seek(time, 1);
-        const std::size_t n = FrameAt(shots, time);
+        const std::size_t n = ShotAt(shots, std::llround(time * 1e7));
         const bool onTheEdge =
             n + 1 < shots.size() && static_cast<double>(shots[n + 1].time) / 1e7 - time < 1e-3;
         if (!onTheEdge) {
@@ -116,7 +104,7 @@ TEST_P(Seeking, KeyFrameModeStaysAtOrBefore) {
         const double reached = file.Video().Seek(time, 0);
         ASSERT_LE(reached, time);
         ASSERT_GE(reached, last) << "key frames go forward";
-        ASSERT_EQ(Look(file.Video()), shots[FrameAt(shots, reached + 1e-6)]);
+        ASSERT_EQ(Look(file.Video()), shots[ShotAt(shots, std::llround(reached * 1e7))]);
         last = reached;
     }
 }
@@ -130,12 +118,7 @@ INSTANTIATE_TEST_SUITE_P(
                     SeekCase{"packets.avi", 50, true, 8}, SeekCase{"theora.ogg", 50, true},
                     SeekCase{"vp9.webm", 50, true}, SeekCase{"plain.h264", 100, true, 8},
                     SeekCase{"vfr.mkv", 44, false}, SeekCase{"still-rgb24.png", 1, true}),
-    [](const testing::TestParamInfo<SeekCase>& info) {
-        std::string name = info.param.clip;
-        std::replace_if(
-            name.begin(), name.end(), [](char c) { return std::isalnum(c) == 0; }, '_');
-        return name;
-    });
+    [](const auto& info) { return NameOf(info.param.clip); });
 
 TEST(KeyFrames, AreTheNearestBefore) {
     for (const char* clip : {"opengop.mp4", "opengop.ts"}) { // a key frame every 24 frames

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
@@ -19,16 +21,19 @@ inline std::string Clip(const std::string& name) {
     return std::string(KQ_CLIPS) + "/" + name;
 }
 
-/// A file that is given back when the test ends, with everything that it wrote to its log.
+/// A file, or a follower, that is given back when the test ends, with everything that it wrote to its log.
 class OpenedFile {
 public:
-    explicit OpenedFile(const std::string& path, OpenOptions options = {}) {
+    explicit OpenedFile(const std::string& path, OpenOptions options = {},
+                        IMediaStream* reference = nullptr) {
         options.log = [this](const std::string& line) {
             const std::lock_guard guard(m_lock);
             m_log += line + "\n";
         };
         std::string error;
-        EXPECT_TRUE(OpenMediaFile(path, options, m_file, error)) << error;
+        EXPECT_TRUE(reference != nullptr ? OpenFollower(path, *reference, options, m_file, error)
+                                         : OpenMediaFile(path, options, m_file, error))
+            << error;
     }
     ~OpenedFile() { m_file.Release(); }
     OpenedFile(const OpenedFile&) = delete;
@@ -46,6 +51,18 @@ private:
     std::mutex m_lock;
     std::string m_log;
     MediaFile m_file;
+};
+
+inline OpenOptions Filtered(const std::string& graph) {
+    OpenOptions options;
+    options.filter = graph;
+    return options;
+}
+
+class OpenedFollower : public OpenedFile {
+public:
+    OpenedFollower(const std::string& clip, IMediaStream& reference, const std::string& graph = {})
+        : OpenedFile(Clip(clip), Filtered(graph), &reference) {}
 };
 
 /// The picture's planes without the padding of their rows, Y then Cb then Cr.
@@ -111,29 +128,29 @@ inline std::vector<std::int16_t> Listen(IMediaStream& stream, std::vector<std::i
     return sound;
 }
 
-/// A follower that is given back when the test ends.
-class OpenedFollower {
-public:
-    OpenedFollower(const std::string& clip, IMediaStream& reference, const std::string& filter = {}) {
-        OpenOptions options;
-        options.filter = filter;
-        std::string error;
-        EXPECT_TRUE(OpenFollower(Clip(clip), reference, options, m_file, error)) << error;
-    }
-    ~OpenedFollower() { m_file.Release(); }
-    OpenedFollower(const OpenedFollower&) = delete;
-    OpenedFollower& operator=(const OpenedFollower&) = delete;
+/// @return all pictures of a clip
+inline std::vector<Shot> AllShots(const std::string& clip, const std::string& graph = {}) {
+    return PlayThrough(OpenedFile(Clip(clip), Filtered(graph)).Video());
+}
 
-    IMediaStream& Video() const { return *m_file.video; }
-    MediaFile& File() { return m_file; }
+/// @return the shot that is on show at a time in 100-ns units
+inline std::size_t ShotAt(const std::vector<Shot>& shots, std::int64_t time) {
+    const auto after =
+        std::upper_bound(shots.begin(), shots.end(), time,
+                         [](std::int64_t value, const Shot& shot) { return value < shot.time; });
+    return after == shots.begin() ? 0 : static_cast<std::size_t>(after - shots.begin()) - 1;
+}
 
-private:
-    MediaFile m_file;
-};
+/// @return the clip's name as a test's name may have it
+inline std::string NameOf(std::string clip) {
+    std::replace_if(
+        clip.begin(), clip.end(), [](char c) { return std::isalnum(c) == 0; }, '_');
+    return clip;
+}
 
 inline VIDEO_STREAM_INFO VideoFormat(IMediaStream& stream) {
     IStreamInfo* info = nullptr;
-    EXPECT_EQ(stream.GetStreamInfo(&info), 0);
+    stream.GetStreamInfo(&info);
     const VIDEO_STREAM_INFO format = *info->GetVideoFormat();
     EXPECT_EQ(info->GetAudioFormat(), nullptr);
     info->Release();
@@ -142,7 +159,7 @@ inline VIDEO_STREAM_INFO VideoFormat(IMediaStream& stream) {
 
 inline AUDIO_STREAM_INFO AudioFormat(IMediaStream& stream) {
     IStreamInfo* info = nullptr;
-    EXPECT_EQ(stream.GetStreamInfo(&info), 0);
+    stream.GetStreamInfo(&info);
     const AUDIO_STREAM_INFO format = *info->GetAudioFormat();
     EXPECT_EQ(info->GetVideoFormat(), nullptr);
     info->Release();

@@ -1,4 +1,5 @@
 #include "ReadImage.h"
+#include "tests/support/Files.h"
 
 #include <kqplayer/imageproc.h>
 #include <kqplayer/log.h>
@@ -9,14 +10,13 @@
 
 #include <cmath>
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include <cstring>
 #include <functional>
 #include <thread>
 #include <vector>
 
 using namespace kqtest;
+using kq::test::ReadFile;
 namespace fs = std::filesystem;
 
 namespace {
@@ -67,21 +67,15 @@ double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>&
 class ImageProcTest : public testing::Test {
 protected:
     ImageProcTest() {
-        char name[] = "kqimage-XXXXXX";
-        m_folder = mkdtemp(name);
         KQLogSetSink(
             [](const char* pText, void* p) { static_cast<std::string*>(p)->append(pText).append("\n"); },
             &m_log);
     }
-    ~ImageProcTest() override {
-        KQLogSetSink(nullptr, nullptr);
-        fs::remove_all(m_folder);
-    }
-    std::size_t filesInFolder() const {
-        return std::distance(fs::directory_iterator(m_folder), fs::directory_iterator());
-    }
+    ~ImageProcTest() override { KQLogSetSink(nullptr, nullptr); }
+    std::size_t filesInFolder() const { return m_temporary.CountFiles(); }
 
-    fs::path m_folder;
+    const kq::test::TemporaryFolder m_temporary;
+    const fs::path m_folder = m_temporary / "";
     std::string m_log;
 };
 
@@ -92,13 +86,8 @@ TEST_F(ImageProcTest, ContentHasTheDocumentedShape) {
     ASSERT_EQ(DISetContent(image.p, 1921, 3, 24), 1);
     EXPECT_EQ(DIGetWidth(image.p), 1921);
     EXPECT_EQ(DIGetHeight(image.p), 3);
-    const tagBITMAPINFOHEADER* pHeader = DIGetBitmapInfo(image.p);
-    EXPECT_EQ(pHeader->biSize, 40u);
-    EXPECT_EQ(pHeader->biWidth, 1921);
-    EXPECT_EQ(pHeader->biHeight, 3);
-    EXPECT_EQ(pHeader->biPlanes, 1);
-    EXPECT_EQ(pHeader->biBitCount, 24);
-    EXPECT_EQ(pHeader->biSizeImage, 5764u * 3);
+    const tagBITMAPINFOHEADER expected = {40, 1921, 3, 1, 24, 0, 5764u * 3, 0, 0, 0, 0};
+    EXPECT_EQ(std::memcmp(DIGetBitmapInfo(image.p), &expected, sizeof(expected)), 0);
     const unsigned char* pBits = DIGetBits(image.p);
     EXPECT_EQ(std::vector<unsigned char>(pBits, pBits + 5764 * 3), std::vector<unsigned char>(5764 * 3));
 
@@ -126,19 +115,14 @@ struct Format {
     bool isLossless;
 };
 
+#ifndef KQ_HAVE_PNG
+constexpr std::nullptr_t readPng = nullptr;
+#endif
+#ifndef KQ_HAVE_JPEG
+constexpr std::nullptr_t readJpeg = nullptr;
+#endif
 const Format Formats[] = {
-    {L"image/bmp", readBmp, true},
-#ifdef KQ_HAVE_PNG
-    {L"image/png", readPng, true},
-#else
-    {L"image/png", nullptr, true},
-#endif
-#ifdef KQ_HAVE_JPEG
-    {L"image/jpeg", readJpeg, false},
-#else
-    {L"image/jpeg", nullptr, false},
-#endif
-};
+    {L"image/bmp", readBmp, true}, {L"image/png", readPng, true}, {L"image/jpeg", readJpeg, false}};
 
 TEST_F(ImageProcTest, FilesHoldThePicture) {
     const std::string path = m_folder / u8"Größe \u65E5\u672C \U0001F3AC";
@@ -205,7 +189,7 @@ TEST_F(ImageProcTest, FailuresAreLoggedAndLeaveNothing) {
         EXPECT_NE(m_log.find(std::string(ascii.begin(), ascii.end())), std::string::npos) << m_log;
         EXPECT_EQ(filesInFolder(), 2u);
     }
-    EXPECT_EQ(readFile(m_folder / "file"), "content");
+    EXPECT_EQ(ReadFile(m_folder / "file"), "content");
     EXPECT_EQ(access("/dev/full", F_OK), 0);
 }
 
@@ -239,7 +223,7 @@ TEST_F(ImageProcTest, AFullDiskLeavesTheFormerFile) {
         }
         fill(image.p, 40, 30, smooth);
         ASSERT_EQ(DISaveEx(image.p, path.wstring().c_str(), format.pMimeType), 1);
-        const std::string former = readFile(path);
+        const std::string former = ReadFile(path);
         fill(image.p, 700, 500, noisy);
         // At the first byte, within a block, and in the last block that is written.
         for (const rlim_t limit : {0, 100000, 140000}) {
@@ -252,7 +236,7 @@ TEST_F(ImageProcTest, AFullDiskLeavesTheFormerFile) {
             EXPECT_EQ(saved, 0) << limit;
             EXPECT_NE(m_log.find(path.string()), std::string::npos) << m_log;
             EXPECT_NE(m_log.find("File too large"), std::string::npos) << m_log;
-            EXPECT_EQ(readFile(path), former);
+            EXPECT_EQ(ReadFile(path), former);
             EXPECT_EQ(filesInFolder(), 1u);
         }
     }

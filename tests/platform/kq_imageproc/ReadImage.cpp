@@ -1,8 +1,8 @@
 #include "ReadImage.h"
 
+#include "tests/support/Files.h"
+
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 
 #ifdef KQ_HAVE_PNG
 #include <png.h>
@@ -13,13 +13,8 @@
 
 namespace kqtest {
 
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 RgbImage readBmp(const std::string& path) {
-    const std::string file = readFile(path);
+    const std::string file = kq::test::ReadFile(path);
     const auto number = [&file](std::size_t at, int bytes) {
         std::uint32_t value = 0;
         for (int i = 0; i < bytes; ++i) {

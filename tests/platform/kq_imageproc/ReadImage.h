@@ -15,7 +15,6 @@ struct RgbImage {
     std::vector<std::uint8_t> rgb;
 };
 
-std::string readFile(const std::string& path);
 RgbImage readBmp(const std::string& path);
 #ifdef KQ_HAVE_PNG
 RgbImage readPng(const std::string& path);

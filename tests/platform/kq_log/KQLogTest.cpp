@@ -1,16 +1,11 @@
 #include <kqplayer/log.h>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <climits>
 #include <clocale>
-#include <cstdarg>
-#include <cstring>
-#include <fstream>
 #include <map>
 #include <sstream>
 #include <string>
@@ -21,51 +16,44 @@ namespace {
 
 using Records = std::vector<std::string>;
 
-void keep(const char* pText, void* pUserData) {
-    static_cast<Records*>(pUserData)->push_back(pText);
-}
-
 /// Keeps the records of its scope.
-class Recorder {
-public:
-    Recorder() { KQLogSetSink(keep, &m_records); }
+struct Recorder {
+    Recorder() {
+        KQLogSetSink([](const char* pText, void* p) { static_cast<Records*>(p)->push_back(pText); },
+                     &records);
+    }
     ~Recorder() { KQLogSetSink(nullptr, nullptr); }
     Recorder(const Recorder&) = delete;
     Recorder& operator=(const Recorder&) = delete;
-    Records take() { return std::move(m_records); }
 
-private:
-    Records m_records;
+    Records records;
 };
 
 template <typename... Args>
 std::string logged(const wchar_t* pFormat, Args... args) {
     Recorder recorder;
     KQLogEx(pFormat, args...);
-    const Records records = recorder.take();
-    return records.size() == 1 ? records[0] : "(" + std::to_string(records.size()) + " records)";
+    return recorder.records.size() == 1 ? recorder.records[0] : "not one record";
 }
 
-TEST(KQLog, RendersNumbersAsPrintfDoes) {
-    const auto expect = [](const wchar_t* pFormat, const char* pNarrow, auto... args) {
-        char expected[512];
-        std::snprintf(expected, sizeof(expected), pNarrow, args...);
-        EXPECT_EQ(logged(pFormat, args...), expected);
-    };
-    expect(L"%d|%5d|%-5d|%05d|%+d|% d|%.3d", "%d|%5d|%-5d|%05d|%+d|% d|%.3d", 1, 2, 3, 4, 5, 6, 7);
-    expect(L"%i %u %o %x %X %#x %#o", "%i %u %o %x %X %#x %#o", -1, -1, 8, 255, 255, 255, 8);
-    expect(L"%hhd %hhu %hd %hu", "%hhd %hhu %hd %hu", 300, 300, 70000, 70000);
-    expect(L"%ld %lu %lld %llu %lx", "%ld %lu %lld %llu %lx", LONG_MIN, ULONG_MAX, LLONG_MIN, ULLONG_MAX,
-           -1L);
-    expect(L"%zu %zd %td %jd %ju", "%zu %zd %td %jd %ju", SIZE_MAX, ssize_t{-5}, ptrdiff_t{-6}, intmax_t{-7},
-           UINTMAX_MAX);
-    expect(L"%f %.2f %e %G %a %10.3f|%-10.1f|", "%f %.2f %e %G %a %10.3f|%-10.1f|", 1.5, 2.345, 1e100, 1e-10,
-           1.0, 3.14159, 2.0);
-    expect(L"%Lf %.0Lf", "%Lf %.0Lf", 1.25L, 2.0L);
-    expect(L"%*d|%-*d|%.*f|%*d", "%*d|%-*d|%.*f|%*d", 6, 1, 6, 2, 2, 3.14159, -4, 5);
-    expect(L"%p|%20p|%p", "%p|%20p|%p", reinterpret_cast<void*>(0x1234), reinterpret_cast<void*>(0x10),
-           static_cast<void*>(nullptr));
-}
+TEST(KQLog, RendersNumbersAsPrintfDoes){
+#define EXPECT_AS_PRINTF(format, ...)                                                                        \
+    {                                                                                                        \
+        char expected[512];                                                                                  \
+        std::snprintf(expected, sizeof(expected), format, __VA_ARGS__);                                      \
+        EXPECT_EQ(logged(L##format, __VA_ARGS__), expected);                                                 \
+    }
+    EXPECT_AS_PRINTF("%d|%5d|%-5d|%05d|%+d|% d|%.3d", 1, 2, 3, 4, 5, 6, 7)
+        EXPECT_AS_PRINTF("%i %u %o %x %X %#x %#o", -1, -1u, 8, 255, 255, 255, 8)
+            EXPECT_AS_PRINTF("%hhd %hhu %hd %hu", 300, 300, 70000, 70000)
+                EXPECT_AS_PRINTF("%ld %lu %lld %llu %lx", LONG_MIN, ULONG_MAX, LLONG_MIN, ULLONG_MAX, 1ul)
+                    EXPECT_AS_PRINTF("%zu %zd %td %jd %ju", SIZE_MAX, ssize_t{-5}, ptrdiff_t{-6},
+                                     intmax_t{-7}, UINTMAX_MAX)
+                        EXPECT_AS_PRINTF("%f %.2f %e %G %a %10.3f|%-10.1f|", 1.5, 2.345, 1e100, 1e-10, 1.0,
+                                         3.14159, 2.0) EXPECT_AS_PRINTF("%Lf %.0Lf", 1.25L, 2.0L)
+                            EXPECT_AS_PRINTF("%*d|%-*d|%.*f|%*d", 6, 1, 6, 2, 2, 3.14159, -4, 5)
+                                EXPECT_AS_PRINTF("%p|%20p|%p", reinterpret_cast<void*>(0x1234),
+                                                 reinterpret_cast<void*>(0x10), static_cast<void*>(nullptr))}
 
 TEST(KQLog, RendersTextAsUtf8) {
     const struct {
@@ -113,14 +101,11 @@ TEST(KQLog, FaultyFormatsDoNoHarm) {
     EXPECT_EQ(logged(L"%-+ #0'-+ #0'd", 1), "+1");
     Recorder recorder;
     KQLogEx(nullptr);
-    EXPECT_TRUE(recorder.take().empty());
+    EXPECT_TRUE(recorder.records.empty());
 }
 
 TEST(KQLog, ARecordIsOneLine) {
-    const struct {
-        const wchar_t* pText;
-        const char* pLine;
-    } cases[] = {
+    const std::pair<const wchar_t*, const char*> cases[] = {
         {L" CMediaPlayer::Stop \n", " CMediaPlayer::Stop "},
         {L"a\r\n", "a"},
         {L"\n\r\n", ""},
@@ -128,8 +113,8 @@ TEST(KQLog, ARecordIsOneLine) {
         {L"a\tb", "a\tb"},
         {L"\x1b[31mred\x7f", " [31mred "},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(logged(c.pText), c.pLine);
+    for (const auto& [pText, pLine] : cases) {
+        EXPECT_EQ(logged(pText), pLine);
     }
 }
 
@@ -138,7 +123,7 @@ TEST(KQLog, KeepsErrno) {
     errno = ENOENT;
     KQLogEx(L"%m|%5d", 1);
     EXPECT_EQ(errno, ENOENT);
-    EXPECT_EQ(recorder.take(), Records{"No such file or directory|    1"});
+    EXPECT_EQ(recorder.records, Records{"No such file or directory|    1"});
 }
 
 TEST(KQLog, RecordsOfAnyLengthArriveWhole) {
@@ -148,36 +133,6 @@ TEST(KQLog, RecordsOfAnyLengthArriveWhole) {
         EXPECT_EQ(logged((std::wstring(length, L'ä') + L"%d").c_str(), 42).size(), 2 * length + 2);
     }
 }
-
-/// Standard error goes to a file for the time of its scope.
-class StandardErrorToFile {
-public:
-    StandardErrorToFile() : m_saved(dup(STDERR_FILENO)) {
-        char name[] = "kqlog-XXXXXX";
-        const int fd = mkstemp(name);
-        m_name = name;
-        dup2(fd, STDERR_FILENO);
-        close(fd);
-    }
-    ~StandardErrorToFile() {
-        dup2(m_saved, STDERR_FILENO);
-        close(m_saved);
-        unlink(m_name.c_str());
-    }
-    StandardErrorToFile(const StandardErrorToFile&) = delete;
-    StandardErrorToFile& operator=(const StandardErrorToFile&) = delete;
-
-    std::string content() const {
-        std::ifstream in(m_name);
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
-
-private:
-    int m_saved;
-    std::string m_name;
-};
 
 constexpr int Threads = 8;
 constexpr int RecordsPerThread = 300;
@@ -214,13 +169,13 @@ void expectAllWhole(const Records& records) {
 TEST(KQLog, ThreadsDoNotTearRecords) {
     Recorder recorder;
     logFromManyThreads();
-    expectAllWhole(recorder.take());
+    expectAllWhole(recorder.records);
 }
 
 TEST(KQLog, StandardErrorGetsOneLineARecord) {
-    const StandardErrorToFile file;
+    testing::internal::CaptureStderr();
     logFromManyThreads();
-    std::istringstream in(file.content());
+    std::istringstream in(testing::internal::GetCapturedStderr());
     Records lines;
     for (std::string line; std::getline(in, line);) {
         lines.push_back(line);
@@ -269,11 +224,11 @@ TEST(KQLog, AReplacedSinkNeverRunsAgain) {
 }
 
 TEST(KQLog, ASinkThatLogsAllTheSameDoesNotHang) {
-    const StandardErrorToFile file;
+    testing::internal::CaptureStderr();
     KQLogSetSink([](const char* pText, void*) { KQLogEx(L"from the sink: %s", pText); }, nullptr);
     KQLogEx(L"hello");
     KQLogSetSink(nullptr, nullptr);
-    EXPECT_EQ(file.content(), "from the sink: hello\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "from the sink: hello\n");
 }
 
 } // namespace

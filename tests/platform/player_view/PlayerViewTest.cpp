@@ -1,18 +1,46 @@
-#include "PlayerViewLibrary.h"
 #include "TestPicture.h"
+#include "tests/support/WaitUntil.h"
 
+#include <kqplayer/player_view.h>
+
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <thread>
 #include <vector>
 
 using namespace kqtest;
+using kq::test::WaitUntil;
 
 namespace {
+
+/// PlayerView.so of this build, its functions looked up by name as the component does. It is never unloaded:
+/// event threads may run in it.
+struct PlayerViewLibrary {
+    void* const library = dlopen(
+        (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "PlayerView.so").c_str(), RTLD_NOW);
+#define FUNCTION(member, name)                                                                               \
+    decltype(&name) const member = reinterpret_cast<decltype(&name)>(dlsym(library, #name))
+    FUNCTION(create, PVCreatePlayerView);
+    FUNCTION(destroy, PVDestroyPlayerView);
+    FUNCTION(setCropMode, PVSetCropMode);
+    FUNCTION(setMaskMode, PVSetMaskMode);
+    FUNCTION(setCallbackWnd, PVSetCallbackWnd);
+    FUNCTION(setCropRect, PVSetCropRect);
+    FUNCTION(getCropRect, PVGetCropRect);
+    FUNCTION(setResizeMode, PVSetDisplayResizeMode);
+    FUNCTION(setDisplayScale, PVSetDisplayScale);
+    FUNCTION(update, PVUpdate);
+    FUNCTION(getHwnd, PVGetHwnd);
+    FUNCTION(show, PVShowRGB32Image);
+    FUNCTION(lend, PVGetPictureBuffer);
+    FUNCTION(setSink, PVSetPictureSink);
+};
 
 const PlayerViewLibrary& lib() {
     static const PlayerViewLibrary library;
@@ -80,34 +108,28 @@ TEST(PlayerView, ShowsPicturesMadeInLentMemory) {
     std::uint8_t* const pLent = lib().lend(view.get(), 160, 90);
     ASSERT_NE(pLent, nullptr);
     server.destroyWindow(parent);
-    EXPECT_TRUE(waitUntil([&] { return view.window() == 0; }));
+    EXPECT_TRUE(WaitUntil([&] { return view.window() == 0; }));
     std::memcpy(pLent, picture.pixels.data(), picture.pixels.size());
     lib().show(view.get(), 160, 90, pLent);
     EXPECT_EQ(lib().lend(view.get(), 160, 90), nullptr);
     EXPECT_EQ(lib().lend(view.get(), 0, 90), nullptr);
 }
 
-TEST(PlayerView, TopLevelWindowSurvivesItsCloseButton) {
-    Xvfb server;
-    const TestView view(nullptr, {200, 100, 160, 90});
-    const TestPicture picture = noise(160, 90);
-    view.show(picture);
-    EXPECT_TRUE(showsAt(server.waitFor([&](const Image& i) { return showsAt(i, picture, 200, 100); }),
-                        picture, 200, 100));
-    server.requestClose(view.window());
-    EXPECT_TRUE(waitUntil([&] { return !server.isViewable(view.window()); }));
-    EXPECT_TRUE(server.exists(view.window()));
-    view.show(picture);
-    EXPECT_EQ(lib().update(view.get()), 1);
-}
-
-TEST(PlayerView, DestroyRemovesTheWindow) {
+TEST(PlayerView, TopLevelWindowSurvivesItsCloseButtonAndGoesWithItsView) {
     Xvfb server;
     xcb_window_t window = 0;
     {
-        const TestView view(nullptr, {0, 0, 100, 100});
+        const TestView view(nullptr, {200, 100, 160, 90});
         window = view.window();
+        const TestPicture picture = noise(160, 90);
+        view.show(picture);
+        EXPECT_TRUE(showsAt(server.waitFor([&](const Image& i) { return showsAt(i, picture, 200, 100); }),
+                            picture, 200, 100));
+        server.requestClose(window);
+        EXPECT_TRUE(WaitUntil([&] { return !server.isViewable(window); }));
         EXPECT_TRUE(server.exists(window));
+        view.show(picture);
+        EXPECT_EQ(lib().update(view.get()), 1);
     }
     EXPECT_FALSE(server.exists(window));
 }
@@ -175,11 +197,18 @@ TEST(PlayerView, BadArgumentsAreRefused) {
     EXPECT_EQ(shown, 2);
 }
 
-TEST(PlayerView, ParentMustBeAWindow) {
-    Xvfb server;
-    VRECT rect = {0, 0, 10, 10};
-    EXPECT_EQ(lib().create(asParent(0x1FFFFFFF), &rect), nullptr);
-    EXPECT_NE(server.screenshot().width, 0);
+TEST(PlayerView, ParentMustBeAWindowAndTheScreenTrueColour) {
+    {
+        Xvfb server;
+        VRECT rect = {0, 0, 10, 10};
+        EXPECT_EQ(lib().create(asParent(0x1FFFFFFF), &rect), nullptr);
+        EXPECT_NE(server.screenshot().width, 0);
+    }
+    Xvfb server({"-screen", "0", "800x600x16"});
+    const TestView view(nullptr, {10, 10, 320, 240});
+    ASSERT_NE(view.get(), nullptr);
+    EXPECT_EQ(view.window(), 0u);
+    view.show(quadrants(160, 120));
 }
 
 TEST(PlayerView, WithoutDisplayTheViewIsOffScreen) {
@@ -253,7 +282,7 @@ TEST(PlayerView, ReplacingASinkWaitsUntilItNoLongerRuns) {
         Flags flags;
         lib().setSink(pTarget, slowSink, &flags);
         std::thread shower([&] { view.show(plain(2, 2, Red)); });
-        EXPECT_TRUE(waitUntil([&] { return flags.entered.load(); }));
+        EXPECT_TRUE(WaitUntil([&] { return flags.entered.load(); }));
         lib().setSink(pTarget, nullptr, nullptr);
         EXPECT_TRUE(flags.left);
         shower.join();
@@ -270,7 +299,7 @@ TEST(PlayerView, DestroyedParentLeavesAnOffScreenView) {
     view.show(picture);
     server.destroyWindow(parent);
     view.show(picture); // may still cross with the news
-    EXPECT_TRUE(waitUntil([&] { return view.window() == 0; }));
+    EXPECT_TRUE(WaitUntil([&] { return view.window() == 0; }));
     view.show(picture);
     EXPECT_EQ(lib().update(view.get()), 1);
     lib().setDisplayScale(view.get(), 4, 3);
@@ -293,7 +322,7 @@ TEST(PlayerView, LostDisplayLeavesOffScreenViews) {
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     server.stop();
-    EXPECT_TRUE(waitUntil([&] { return scaled.window() == 0 && unscaled.window() == 0; }));
+    EXPECT_TRUE(WaitUntil([&] { return scaled.window() == 0 && unscaled.window() == 0; }));
     stop = true;
     for (std::thread& thread : threads) {
         thread.join();
@@ -312,14 +341,6 @@ TEST(PlayerView, DrawsOnPoorServersToo) {
             server.waitFor([&](const Image& i) { return showsProbes(i, probes); }, view.window());
         EXPECT_TRUE(showsProbes(image, probes)) << arguments.back();
     }
-}
-
-TEST(PlayerView, ScreenWithoutTrueColourMeansOffScreen) {
-    Xvfb server({"-screen", "0", "800x600x16"});
-    const TestView view(nullptr, {10, 10, 320, 240});
-    ASSERT_NE(view.get(), nullptr);
-    EXPECT_EQ(view.window(), 0u);
-    view.show(quadrants(160, 120));
 }
 
 TEST(PlayerView, SixteenViewsFromSixteenThreads) {

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <thread>
 
-namespace kq::streams::test {
+namespace bench {
 namespace {
 
 /// The view library numbers the views of the whole process.
@@ -16,13 +16,6 @@ std::string ViewLibraryPath() {
     return (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "PlayerView.so").string();
 }
 
-template <class Interface>
-ComPtr<Interface> Own(void* pointer) {
-    if (pointer == nullptr)
-        throw std::runtime_error("the component lacks an interface");
-    return ComPtr<Interface>::Adopt(static_cast<Interface*>(pointer));
-}
-
 } // namespace
 
 ComponentHost::ComponentHost(Marker marker)
@@ -30,15 +23,9 @@ ComponentHost::ComponentHost(Marker marker)
       m_firstView(g_viewsMade) {
     if (m_viewLibrary == nullptr)
         throw std::runtime_error(dlerror());
-    void* found = nullptr;
-    DllGetClassObject(CLSID_CMediaPlayer, IID_IClassFactory, &found);
-    const auto factory = Own<IClassFactory>(found);
-    found = nullptr;
-    factory->CreateInstance(nullptr, IID_IMediaPlayer, &found);
-    m_player = Own<IMediaPlayer>(found);
-    IPlayerViewMgr* views = nullptr;
-    m_player->GetPlayerViewMgr(&views);
-    m_views = Own<IPlayerViewMgr>(views);
+    if (const std::int32_t result = kq::CreatePlayer(m_player))
+        throw std::runtime_error(std::string("no player: ") + kq::ResultText(result));
+    m_player->GetPlayerViewMgr(m_views.Out());
     const auto setSink =
         reinterpret_cast<decltype(&PVSetPictureSink)>(dlsym(m_viewLibrary, "PVSetPictureSink"));
     setSink(nullptr, OnPicture, this);
@@ -54,16 +41,13 @@ ComponentHost::~ComponentHost() {
 }
 
 void ComponentHost::AddView(int sourceMode, IMediaStream& video) {
-    void* const offScreen = reinterpret_cast<void*>(std::uintptr_t{1});
-    const auto view = Own<IPlayerView>(m_views->CreatePlayView(offScreen, tagRECT{0, 0, 64, 36}));
+    const auto view = ComPtr<IPlayerView>::Adopt(m_views->CreatePlayView(kq::OffScreenParent(), tagRECT{0, 0, 64, 36}));
     ++g_viewsMade;
     view->SetVideoInput(sourceMode, &video);
 }
 
 void ComponentHost::SetAudio(IMediaStream& audio) {
-    void* input = nullptr;
-    m_player->QueryInterface(IID_IAudioInput, &input);
-    Own<IAudioInput>(input)->SetAudioInput(&audio);
+    m_player.As<IAudioInput>()->SetAudioInput(&audio);
 }
 
 void ComponentHost::LoadAndWait() {
@@ -104,4 +88,4 @@ void ComponentHost::OnPicture(void* /*handle*/, int view, int width, int height,
     host.m_shown.notify_all();
 }
 
-} // namespace kq::streams::test
+} // namespace bench

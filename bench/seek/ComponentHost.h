@@ -12,7 +12,9 @@
 #include <mutex>
 #include <vector>
 
-namespace kq::streams::test {
+namespace bench {
+
+using kq::ComPtr;
 
 using Clock = std::chrono::steady_clock;
 
@@ -62,4 +64,4 @@ private:
     std::vector<Picture> m_pictures;
 };
 
-} // namespace kq::streams::test
+} // namespace bench
