@@ -117,8 +117,9 @@ public:
     }
 
     ComPtr& operator=(const ComPtr& other) {
-        ComPtr copy(other);
-        std::swap(m_p, copy.m_p);
+        if (this != &other) {
+            *this = Share(other.m_p);
+        }
         return *this;
     }
     /// Exchanges the two: the reference that was held here is given back when @p other goes.
