@@ -1,8 +1,9 @@
 // From the call to the picture: seeks and frame steps on 1080p clips whose pictures carry their number.
 #include "Seek.h"
 
-#include <bench/playback/Measured.h>
 #include <kqplayer/media_file.h>
+
+#include <bench/playback/Measured.h>
 #include <tests/host/streams/ComponentHost.h>
 
 #include <cmath>

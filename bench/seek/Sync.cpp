@@ -2,9 +2,10 @@
 // while it plays, to shortly before a flash.
 #include "Seek.h"
 
+#include <kqplayer/media_file.h>
+
 #include <bench/playback/Measured.h>
 #include <bench/playback/RealTimeDevice.h>
-#include <kqplayer/media_file.h>
 #include <tests/host/streams/ComponentHost.h>
 
 #include <algorithm>
