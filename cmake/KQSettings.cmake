@@ -61,6 +61,14 @@ function(kq_uses_regex)
     endif()
 endfunction()
 
+# kq_vector_code(source…): nothing in there outlives its block, and watching every vector for that would take the
+# compiler three times as long.
+function(kq_vector_code)
+    if(KQ_SANITIZE STREQUAL "address")
+        set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS -fno-sanitize-address-use-after-scope)
+    endif()
+endfunction()
+
 # kq_test(NAME source… [LIBS target…] [FOLDER sub-folder of bin] [SERIAL] [TIMEOUT seconds]
 #         [ENV NAME=VALUE…] [FIXTURES name])
 # A GoogleTest program; every test in it is a test of its own for CTest.

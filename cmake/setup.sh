@@ -18,7 +18,7 @@ build_packages=(
 )
 play_packages=(ffmpeg)
 test_packages=(ffmpeg xvfb xauth xdotool libyuv-dev clang dpkg-dev file)
-lint_packages=(clang-format clang-tidy shellcheck)
+lint_packages=(clang-format clang-tidy shellcheck doxygen)
 i386_packages=(
     g++-multilib libgtest-dev:i386 libbenchmark-dev:i386 libopenal-dev:i386 libhwy-dev:i386
     libxcb1-dev:i386 libxcb-shm0-dev:i386 libxcb-render0-dev:i386 libxcb-present-dev:i386

@@ -4,7 +4,6 @@
 #include <ctime>
 
 namespace bench {
-namespace {
 
 void SleepUntil(double milliseconds) {
     timespec until;
@@ -12,8 +11,6 @@ void SleepUntil(double milliseconds) {
     until.tv_nsec = static_cast<long>((milliseconds - static_cast<double>(until.tv_sec) * 1e3) * 1e6);
     clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr);
 }
-
-} // namespace
 
 double NowMilliseconds() {
     timespec now;

@@ -12,6 +12,8 @@ namespace bench {
 
 /// @return a monotonic time
 double NowMilliseconds();
+/// @param milliseconds what NowMilliseconds() is to say then
+void SleepUntil(double milliseconds);
 
 /// A sound card without delay: a block is heard from the moment on at which it is rendered.
 class RealTimeDevice {

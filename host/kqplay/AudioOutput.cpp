@@ -19,18 +19,6 @@ namespace {
 
 constexpr int periodFrames = 256;
 
-bool UserConfiguredOpenAl() {
-    if (std::getenv("ALSOFT_CONF"))
-        return true;
-    const char* home = std::getenv("HOME");
-    const char* config = std::getenv("XDG_CONFIG_HOME");
-    std::error_code ignored;
-    if (config && fs::exists(fs::path(config) / "alsoft.conf", ignored))
-        return true;
-    return home && (fs::exists(fs::path(home) / ".alsoftrc", ignored) ||
-                    fs::exists(fs::path(home) / ".config" / "alsoft.conf", ignored));
-}
-
 /// Makes the file to record to, so that an unwritable one is reported with its reason.
 bool CreateRecording(const std::string& path, std::string& error) {
     struct stat facts;
@@ -67,7 +55,7 @@ bool AudioOutput::Configure(const Options& options, std::string& error) {
         setenv("ALSOFT_DRIVERS", "null", 1);
     if (record)
         setenv("ALSOFT_DRIVERS", "wave", 1);
-    if (!record && UserConfiguredOpenAl())
+    if (!record && IsConfiguredByUser())
         return true;
 
     m_settingsFolder = MakePrivateFolder(error);
@@ -104,6 +92,17 @@ bool AudioOutput::Open(int sampleRate, const ComponentOutput& output, std::strin
     return false;
 }
 
+int AudioOutput::Rate() const {
+    ALCint rate = 0;
+    alcGetIntegerv(m_device, ALC_FREQUENCY, 1, &rate);
+    return rate;
+}
+
+std::string AudioOutput::DeviceName() const {
+    const char* name = alcGetString(m_device, ALC_ALL_DEVICES_SPECIFIER);
+    return name ? name : "";
+}
+
 void AudioOutput::SetGain(double gain) {
     alListenerf(AL_GAIN, static_cast<float>(gain));
 }
@@ -120,6 +119,18 @@ double AudioOutput::Period() const {
     ALCint periodsPerSecond = 0;
     alcGetIntegerv(m_device, ALC_REFRESH, 1, &periodsPerSecond);
     return periodsPerSecond > 0 ? 1.0 / periodsPerSecond : 0;
+}
+
+bool AudioOutput::IsConfiguredByUser() {
+    if (std::getenv("ALSOFT_CONF"))
+        return true;
+    const char* home = std::getenv("HOME");
+    const char* config = std::getenv("XDG_CONFIG_HOME");
+    std::error_code ignored;
+    if (config && fs::exists(fs::path(config) / "alsoft.conf", ignored))
+        return true;
+    return home && (fs::exists(fs::path(home) / ".alsoftrc", ignored) ||
+                    fs::exists(fs::path(home) / ".config" / "alsoft.conf", ignored));
 }
 
 void AudioOutput::Close() {

@@ -39,6 +39,12 @@ public:
     bool IsConnected() const;
     /// @return seconds by which the played position moves at a time
     double Period() const;
+    /// @return rate of the device, Hz
+    int Rate() const;
+    std::string DeviceName() const;
+    /// @return true when the user has settings for OpenAL Soft, which kqplay then leaves alone. To be asked
+    ///         before Configure().
+    static bool IsConfiguredByUser();
     /// Closes the device. A recorded file is complete after that.
     void Close();
 

@@ -69,6 +69,8 @@ std::string ReadContactSheet(const std::string& text, ContactSheetRequest& reque
 }
 
 std::string NothingSelected(const Options& options) {
+    if (options.file.empty() && !options.doctor)
+        return "FILE is required";
     if (!options.video && options.audio == AudioTarget::Off)
         return "--no-video and --no-audio leave nothing to play";
     if (options.traceHash && options.trace.empty())
@@ -106,7 +108,7 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
     bool noAudio = false;
 
     app.set_version_flag("--version", "kqplay " KQPLAY_VERSION, "Print the version and exit");
-    app.add_option("FILE", options.file, "What to play")->required();
+    auto* file = app.add_option("FILE", options.file, "What to play");
     app.add_option("--start", options.start, "Begin at this time")->check(seconds)->type_name("");
     app.add_option("--length", options.length, "Play no more than this")->check(seconds)->type_name("");
     app.add_flag("--loop", options.loop, "Play again and again");
@@ -163,6 +165,11 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
     app.add_option("--trace", options.trace, "Write what happens to a file, one JSON object a line")
         ->type_name("FILE");
     app.add_flag("--trace-hash", options.traceHash, "Give the trace's pictures a checksum");
+    app.add_flag(
+           "--doctor", options.doctor,
+           "Do not play a file, but examine what kqplay runs on, play a second of picture and sound, and "
+           "say what is wrong")
+        ->excludes(file);
     auto* log = app.add_option("--log", options.log, "Write what the component prints and logs to a file");
     log->type_name("FILE");
     app.add_flag("-v,--verbose", options.verbose, "Print what the component prints and logs")->excludes(log);

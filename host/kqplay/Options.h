@@ -50,7 +50,8 @@ struct Options {
     bool mute = false;
     std::string trace; ///< path, or empty
     bool traceHash = false;
-    std::string log; ///< path, or empty
+    bool doctor = false; ///< no file is played: what kqplay runs on is examined
+    std::string log;     ///< path, or empty
     bool verbose = false;
 };
 

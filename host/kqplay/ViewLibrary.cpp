@@ -1,8 +1,12 @@
 #include "ViewLibrary.h"
 
+#include "LoadedLibraries.h"
+
 #include <dlfcn.h>
 
 #include <filesystem>
+
+namespace fs = std::filesystem;
 
 namespace kqplay {
 namespace {
@@ -19,13 +23,27 @@ constexpr const char* requiredFunctions[] = {
 
 } // namespace
 
-ViewLibrary::ViewLibrary() {
+std::vector<std::string> ViewLibrary::Folders() {
     std::error_code failure;
-    m_path =
-        (std::filesystem::read_symlink("/proc/self/exe", failure).parent_path() / "PlayerView.so").string();
-    m_library = dlopen(m_path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (!m_library)
-        m_loadError = dlerror();
+    std::vector<std::string> folders = {
+        fs::read_symlink("/proc/self/exe", failure).parent_path().string(),
+        fs::path(PathOfLoaded("libKQPlayer.so")).parent_path().string(),
+    };
+    if (folders[0] == folders[1])
+        folders.pop_back();
+    return folders;
+}
+
+ViewLibrary::ViewLibrary() {
+    for (const std::string& folder : Folders()) {
+        const std::string path = folder + "/PlayerView.so";
+        m_library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+        if (m_library) {
+            m_path = path;
+            return;
+        }
+        m_loadError += (m_loadError.empty() ? "" : "; ") + std::string(dlerror());
+    }
 }
 
 ViewLibrary::~ViewLibrary() {
@@ -33,6 +51,14 @@ ViewLibrary::~ViewLibrary() {
         return;
     SetPictureSink(nullptr, nullptr);
     dlclose(m_library);
+}
+
+std::string ViewLibrary::LackingFunction() const {
+    for (const char* name : requiredFunctions) {
+        if (m_library && !dlsym(m_library, name))
+            return name;
+    }
+    return {};
 }
 
 bool ViewLibrary::SetPictureSink(PVPictureSink sink, void* userData) {
@@ -46,11 +72,8 @@ bool ViewLibrary::SetPictureSink(PVPictureSink sink, void* userData) {
 std::string ViewLibrary::WhyNoView() const {
     if (!m_library)
         return m_loadError;
-    for (const char* name : requiredFunctions) {
-        if (!dlsym(m_library, name))
-            return m_path + " has no function " + name;
-    }
-    return m_path + " refuses the window";
+    const std::string lacking = LackingFunction();
+    return lacking.empty() ? m_path + " refuses the window" : m_path + " has no function " + lacking;
 }
 
 } // namespace kqplay

@@ -1,14 +1,16 @@
 /// @file
-/// The view library beside the program, seen by a host.
+/// The view library, seen by a host.
 #pragma once
 
 #include <kqplayer/player_view.h>
 
 #include <string>
+#include <vector>
 
 namespace kqplay {
 
-/// PlayerView.so, the same instance that the component draws with.
+/// PlayerView.so, the same instance that the component draws with: like the component, it is looked for
+/// beside the program, then beside libKQPlayer.so.
 class ViewLibrary {
 public:
     ViewLibrary();
@@ -16,11 +18,17 @@ public:
     ViewLibrary(const ViewLibrary&) = delete;
     ViewLibrary& operator=(const ViewLibrary&) = delete;
 
+    /// @return where it was found, or empty
+    const std::string& Path() const { return m_path; }
+    /// @return the name of a required function that the library does not have, or empty
+    std::string LackingFunction() const;
     /// Has every picture of every view handed to @p sink; null ends that.
     /// @return false when the library offers no such function
     bool SetPictureSink(PVPictureSink sink, void* userData);
     /// @return why the component could not make a view
     std::string WhyNoView() const;
+    /// @return the folders in which it is looked for
+    static std::vector<std::string> Folders();
 
 private:
     std::string m_path;

@@ -1,3 +1,4 @@
+#include "Doctor.h"
 #include "Options.h"
 #include "Session.h"
 
@@ -5,6 +6,8 @@ int main(int argc, char** argv) {
     kqplay::Options options;
     if (const auto status = kqplay::ParseOptions(argc, argv, options))
         return *status;
+    if (options.doctor)
+        return kqplay::RunDoctor(options);
     kqplay::Session session(options);
     return session.Run();
 }

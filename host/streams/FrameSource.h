@@ -30,6 +30,8 @@ using FramePtr = std::shared_ptr<Frame>;
 struct Landing {
     bool moved = false; ///< false: the source cannot go there and stays where it is
     FramePtr frame;     ///< the frame there, null when there is none
+    /// The frames right before it, as far as they were on the way.
+    std::vector<FramePtr> before = {};
 };
 
 /// Makes frames in order of time. Called by the one thread that decodes ahead, but for From() and Cancel().

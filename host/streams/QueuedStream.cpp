@@ -10,6 +10,8 @@ namespace {
 
 constexpr std::size_t LeastQueued = 3;
 constexpr std::size_t MostQueued = 32;
+/// After so many frames forward nobody is going back and forth any more.
+constexpr int PastLasts = 50;
 
 Ticks ToTicks(double seconds) {
     constexpr double Longest = 1e9; // seconds; any file is shorter
@@ -94,8 +96,10 @@ Ticks QueuedStream::Move(const SeekRequest& request) {
 
 /// Drops frames up to the one on show at a time, when that one is known to be in the queue.
 bool QueuedStream::SeekInQueue(Ticks time) {
-    if (m_queue.empty() || !m_source->Reaches(*m_queue.front(), time))
+    if (m_queue.empty())
         return false;
+    if (!m_source->Reaches(*m_queue.front(), time))
+        return SeekInPast(time);
     const bool isLastKnown = m_ended && m_holdsLast;
     if (m_source->Reaches(*m_queue.back(), time) && !isLastKnown)
         return false; // the frames to come may be nearer
@@ -105,6 +109,16 @@ bool QueuedStream::SeekInQueue(Ticks time) {
     m_queue.front() = m_source->From(m_queue.front(), time);
     m_queuedBytes += m_queue.front()->bytes;
     m_work.notify_one();
+    return true;
+}
+
+/// Takes frames back up to the one on show at a time, when that one is still there.
+bool QueuedStream::SeekInPast(Ticks time) {
+    if (m_past.empty() || !m_source->Reaches(*m_past.front(), time))
+        return false;
+    while (!m_source->Reaches(*m_queue.front(), time))
+        Unpop();
+    m_pastLeft = PastLasts;
     return true;
 }
 
@@ -159,6 +173,7 @@ void QueuedStream::CarryOutSeek(std::unique_lock<std::mutex>& guard) {
     if (landing.moved) {
         m_queue.clear();
         m_queuedBytes = 0;
+        Remember(std::move(landing.before));
         m_ended = landing.frame == nullptr;
         if (landing.frame)
             Push(std::move(landing.frame));
@@ -181,7 +196,26 @@ void QueuedStream::Pop() {
     m_lastTime = m_queue.front()->time;
     m_endPosition = m_queue.front()->endPosition;
     m_queuedBytes -= m_queue.front()->bytes;
+    if (m_pastLeft > 0) {
+        m_past.push_back(std::move(m_queue.front()));
+        if (m_past.size() > m_mostPast)
+            m_past.pop_front();
+        if (--m_pastLeft == 0)
+            m_past.clear();
+    }
     m_queue.pop_front();
+}
+
+void QueuedStream::Remember(std::vector<FramePtr> past) {
+    m_mostPast = past.size();
+    m_pastLeft = past.empty() ? 0 : PastLasts;
+    m_past.assign(past.begin(), past.end());
+}
+
+void QueuedStream::Unpop() {
+    m_queuedBytes += m_past.back()->bytes;
+    m_queue.push_front(std::move(m_past.back()));
+    m_past.pop_back();
 }
 
 } // namespace kq::streams

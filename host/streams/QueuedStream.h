@@ -14,6 +14,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace kq::streams {
 
@@ -55,7 +56,10 @@ private:
     bool HasRoom() const;
     void Push(FramePtr frame);
     void Pop();
+    void Unpop();
     bool SeekInQueue(Ticks time);
+    bool SeekInPast(Ticks time);
+    void Remember(std::vector<FramePtr> past);
     Ticks CurrentTime() const;
 
     const std::unique_ptr<FrameSource> m_source;
@@ -68,7 +72,10 @@ private:
     std::condition_variable m_result; ///< a frame, the end, or a seek carried out
     std::deque<FramePtr> m_queue;     ///< the first one is the current frame
     std::size_t m_queuedBytes = 0;
-    bool m_ended = false; ///< there is no frame after the queue's last
+    std::deque<FramePtr> m_past; ///< the frames right before the queue, after a step back
+    std::size_t m_mostPast = 0;  ///< bound of them
+    int m_pastLeft = 0;          ///< frames until the past is forgotten, so that playing does not pay for it
+    bool m_ended = false;        ///< there is no frame after the queue's last
     bool m_quit = false;
     std::optional<SeekRequest> m_seek; ///< set until it is carried out
     double m_endPosition = 0;          ///< end of the frame dropped last

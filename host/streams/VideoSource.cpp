@@ -35,6 +35,12 @@ MEDIA_FRAME RecordOf(const AVFrame& picture, Ticks time) {
 /// A seek decodes every frame from so long before its target on.
 constexpr Ticks LeastDecoded = TicksPerSecond / 4;
 
+/// Somebody who goes back by less than this is likely to go back further, frame by frame: some of the frames
+/// that the way leads over anyway are kept.
+constexpr Ticks Nearby = 3 * TicksPerSecond;
+constexpr std::size_t MostKept = 24;
+constexpr std::size_t MostKeptBytes = 64 << 20;
+
 } // namespace
 
 VideoSource::VideoSource(std::unique_ptr<Decoder> decoder, Orientation orientation, double rate, double tick)
@@ -92,6 +98,8 @@ Landing VideoSource::Seek(Ticks time, bool exact) {
         return {};
     if (!exact)
         return SeekKey(time);
+    if (m_last && m_last->time > time && m_last->time < time + Nearby)
+        return SeekBack(time);
     auto frame = SeekExact(time, time - LeastDecoded);
     // A frame that stays on show for long may have been left out.
     if (frame && frame->time < time - LeastDecoded)
@@ -99,8 +107,24 @@ Landing VideoSource::Seek(Ticks time, bool exact) {
     return {true, std::move(frame)};
 }
 
+Landing VideoSource::SeekBack(Ticks time) {
+    std::deque<Decoded> passed;
+    Landing landing{true, SeekExact(time, time - 2 * LeastDecoded, &passed)};
+    if (!landing.frame || landing.frame->time < time - 2 * LeastDecoded)
+        return {true, SeekExact(time, 0)};
+    std::size_t bytes = 0;
+    for (auto decoded = passed.rbegin(); decoded != passed.rend(); ++decoded) {
+        auto frame = Convert(std::move(*decoded));
+        if (!frame || (bytes += frame->bytes) > MostKeptBytes)
+            break;
+        landing.before.insert(landing.before.begin(), std::move(frame));
+    }
+    return landing;
+}
+
 /// @param leaveOut frames that begin before are not decoded if no others depend on them
-FramePtr VideoSource::SeekExact(Ticks time, Ticks leaveOut) {
+/// @param passed receives the last frames before the one on show, of those that begin from leaveOut on
+FramePtr VideoSource::SeekExact(Ticks time, Ticks leaveOut, std::deque<Decoded>* passed) {
     Decoded first;
     bool nearest = false;
     m_ahead.reset();
@@ -108,19 +132,28 @@ FramePtr VideoSource::SeekExact(Ticks time, Ticks leaveOut) {
     if (!m_decoder->SeekAtOrBefore(time, first, nearest))
         return nullptr;
     m_decoder->LeaveOutBefore(leaveOut);
-    return GoForward(time, std::move(first));
+    FramePtr frame = GoForward(time, std::move(first), passed);
+    while (passed != nullptr && !passed->empty() && passed->front().time < leaveOut)
+        passed->pop_front();
+    return frame;
 }
 
 /// Decodes up to the first frame after a time.
 /// @param shown the frame on show so far; without data it is the last one given
+/// @param passed receives the last frames before the one on show
 /// @return the frame on show at the time
-FramePtr VideoSource::GoForward(Ticks time, Decoded shown) {
+FramePtr VideoSource::GoForward(Ticks time, Decoded shown, std::deque<Decoded>* passed) {
     const Ticks limit = time + Tolerance();
     if (!shown.data || shown.time <= limit) {
         for (Decoded next; NextDecoded(next); next = {}) {
             if (next.time > limit) {
                 m_ahead = std::move(next);
                 break;
+            }
+            if (passed != nullptr && shown.data) {
+                passed->push_back(std::move(shown));
+                if (passed->size() > MostKept)
+                    passed->pop_front();
             }
             shown = std::move(next);
         }

@@ -6,6 +6,7 @@
 #include "FrameSource.h"
 #include "PlanarConverter.h"
 
+#include <deque>
 #include <memory>
 #include <optional>
 
@@ -28,8 +29,9 @@ public:
 private:
     bool NextDecoded(Decoded& frame);
     FramePtr Convert(Decoded frame);
-    FramePtr GoForward(Ticks time, Decoded shown);
-    FramePtr SeekExact(Ticks time, Ticks leaveOut);
+    FramePtr GoForward(Ticks time, Decoded shown, std::deque<Decoded>* passed = nullptr);
+    Landing SeekBack(Ticks time);
+    FramePtr SeekExact(Ticks time, Ticks leaveOut, std::deque<Decoded>* passed = nullptr);
     Landing SeekKey(Ticks time);
     double PositionOf(Ticks time) const;
 

@@ -21,7 +21,11 @@
 /// Cost: equal rates cost about a copy of the samples; Get() moves what stays in the queue to its front.
 class KQ_API CAudioConverter {
 public:
-    /// @param nBufferSize samples that the queue holds before it grows; 0 (or less) for 262,144
+    /// @param nInChannels    channels of what is put, 1 to 8
+    /// @param nOutChannels   channels of what is got
+    /// @param nInSampleRate  Hz
+    /// @param nOutSampleRate Hz
+    /// @param nBufferSize    samples that the queue holds before it grows; 0 (or less) for 262,144
     CAudioConverter(int nInChannels, int nOutChannels, int nInSampleRate, int nOutSampleRate,
                     int nBufferSize);
     ~CAudioConverter();
@@ -43,8 +47,8 @@ public:
     /// Empties the queue. The remainder and the last frame of the previous block stay.
     void Reset();
 
-    int GetInputChannels();
-    int GetInputSampleRate();
+    int GetInputChannels();   ///< as given at construction
+    int GetInputSampleRate(); ///< Hz, as given at construction
 
 private:
     KQ_LOCAL bool Grow(double capacity);
@@ -66,5 +70,8 @@ private:
 /// Mixes mono sample arrays into one. A sum outside the 16-bit range is limited to 32767 or -32767 and lowers
 /// the gain to what would have kept it in range; the gain then recovers by nInputs / 441,000 a sample. It
 /// starts at 1 with every call.
-/// @param ppInputs nInputs arrays of nSamples samples; pOut may be one of them
+/// @param ppInputs the arrays
+/// @param nInputs  how many there are
+/// @param nSamples length of each
+/// @param pOut     receives nSamples samples; may be one of the inputs
 KQ_API void IntermixAudio(short** ppInputs, int nInputs, int nSamples, short* pOut);

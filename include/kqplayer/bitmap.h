@@ -6,32 +6,33 @@
 
 #include <cstdint>
 
+/// Describes the rows of a bitmap. The conversions read its size and bit count only.
 struct tagBITMAPINFOHEADER {
-    std::uint32_t biSize;
-    std::int32_t biWidth;
-    std::int32_t biHeight;
-    std::uint16_t biPlanes;
-    std::uint16_t biBitCount;
-    std::uint32_t biCompression;
-    std::uint32_t biSizeImage;
-    std::int32_t biXPelsPerMeter;
-    std::int32_t biYPelsPerMeter;
-    std::uint32_t biClrUsed;
-    std::uint32_t biClrImportant;
+    std::uint32_t biSize;         ///< bytes of the header, 40
+    std::int32_t biWidth;         ///< pixels
+    std::int32_t biHeight;        ///< pixels; what its sign says, each routine tells
+    std::uint16_t biPlanes;       ///< 1
+    std::uint16_t biBitCount;     ///< bits per pixel: 8, 24 or 32
+    std::uint32_t biCompression;  ///< 0: none
+    std::uint32_t biSizeImage;    ///< bytes of all rows, or 0
+    std::int32_t biXPelsPerMeter; ///< resolution; 0 for unknown
+    std::int32_t biYPelsPerMeter; ///< resolution; 0 for unknown
+    std::uint32_t biClrUsed;      ///< entries of the colour table; 0: as many as the bit count allows
+    std::uint32_t biClrImportant; ///< 0: all
 };
 
 /// One entry of a colour table.
 struct RGBQUAD {
-    std::uint8_t rgbBlue;
-    std::uint8_t rgbGreen;
-    std::uint8_t rgbRed;
-    std::uint8_t rgbReserved;
+    std::uint8_t rgbBlue;     ///< 0 to 255
+    std::uint8_t rgbGreen;    ///< 0 to 255
+    std::uint8_t rgbRed;      ///< 0 to 255
+    std::uint8_t rgbReserved; ///< 0
 };
 
 /// A header followed by its colour table, whose length the header's bit count gives.
 struct tagBITMAPINFO {
-    tagBITMAPINFOHEADER bmiHeader;
-    RGBQUAD bmiColors[1];
+    tagBITMAPINFOHEADER bmiHeader; ///< size and bit count
+    RGBQUAD bmiColors[1];          ///< the first entry; with 8 bits up to 256 follow
 };
 
 static_assert(sizeof(tagBITMAPINFOHEADER) == 40 && sizeof(RGBQUAD) == 4);

@@ -49,6 +49,7 @@ inline const char* ResultText(std::int32_t nResult) {
 template <class Interface>
 const _GUID& IdentifierOf() = delete;
 
+/// @cond One specialisation an interface.
 template <>
 inline const _GUID& IdentifierOf<IUnknown>() {
     return IID_IUnknown;
@@ -85,6 +86,7 @@ template <>
 inline const _GUID& IdentifierOf<IQLXDispatch>() {
     return IID_IQLXDispatch;
 }
+/// @endcond
 
 /// Owns one reference on an object, or none (null).
 ///
@@ -94,8 +96,10 @@ template <class T>
 class ComPtr {
 public:
     ComPtr() = default;
-    ComPtr(std::nullptr_t) {}
+    ComPtr(std::nullptr_t) {} ///< null
+    /// Adds a reference.
     ComPtr(const ComPtr& other) : ComPtr(Share(other.m_p)) {}
+    /// Takes the reference over; @p other is null then.
     ComPtr(ComPtr&& other) noexcept : m_p(other.Detach()) {}
     /// From a pointer to a class that derives from T.
     template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
@@ -116,6 +120,7 @@ public:
         return Adopt(p);
     }
 
+    /// Gives the present reference back and adds one on what @p other holds.
     ComPtr& operator=(const ComPtr& other) {
         if (this != &other) {
             *this = Share(other.m_p);
@@ -152,10 +157,10 @@ public:
         return ComPtr<Other>::Adopt(static_cast<Other*>(p));
     }
 
-    T* Get() const { return m_p; } ///< borrowed: valid while this pointer holds it
-    T* operator->() const { return m_p; }
-    T& operator*() const { return *m_p; }
-    explicit operator bool() const { return m_p != nullptr; }
+    T* Get() const { return m_p; }                            ///< borrowed: valid while this pointer holds it
+    T* operator->() const { return m_p; }                     ///< not for null
+    T& operator*() const { return *m_p; }                     ///< not for null
+    explicit operator bool() const { return m_p != nullptr; } ///< true unless null
 
 private:
     T* m_p = nullptr;
@@ -195,6 +200,7 @@ public:
     ComObject(const ComObject&) = delete;
     ComObject& operator=(const ComObject&) = delete;
 
+    /// See IUnknown.
     std::int32_t QueryInterface(const _GUID& riid, void** ppv) override {
         if (ppv == nullptr) {
             return NullPointer;
@@ -211,7 +217,9 @@ public:
         AddRef();
         return Ok;
     }
+    /// See IUnknown.
     std::uint32_t AddRef() override { return ++m_nReferences; }
+    /// See IUnknown.
     std::uint32_t Release() override {
         const std::uint32_t nLeft = --m_nReferences;
         if (nLeft == 0) {
@@ -241,6 +249,7 @@ using StreamFormat = std::variant<VIDEO_STREAM_INFO, AUDIO_STREAM_INFO>;
 /// The description of a stream, a copy of its format record for whoever asked.
 class StreamInfo final : public ComObject<IStreamInfo> {
 public:
+    /// @param format what is described; it is copied
     explicit StreamInfo(const StreamFormat& format) : m_format(format) {}
 
     /// Does what IMediaStream::GetStreamInfo() has to.

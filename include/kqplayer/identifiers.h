@@ -20,8 +20,9 @@ KQ_EXTERN_C const _GUID IID_IAudioOutput;   ///< 29B857F5-9C9F-4586-85EA-BDE2F1F
 KQ_EXTERN_C const _GUID IID_IDibImage;      ///< 2E1ADF80-6F97-47F5-A3AA-9EB80EE12D3F
 
 /// Gives the factory of a class.
-/// @param riid IID_IClassFactory or IID_IUnknown
-/// @param ppv  receives the factory with one reference; untouched on failure
+/// @param rclsid identifier of the class, CLSID_CMediaPlayer
+/// @param riid   IID_IClassFactory or IID_IUnknown
+/// @param ppv    receives the factory with one reference; untouched on failure
 /// @return 0; 0x80000004 for another interface; 0x80040111 for an unknown class; 0x80000002 without memory;
 ///         0x80000005 for a null @p ppv
 KQ_EXTERN_C std::int32_t DllGetClassObject(const _GUID& rclsid, const _GUID& riid, void** ppv);

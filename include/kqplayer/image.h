@@ -36,6 +36,8 @@
 /// Preconditions: a header whose biBitCount is 32, and no null pointer.
 /// @param lpDstBmi  the rows lie top-down for a positive biHeight and bottom-up for a negative one
 /// @param lpDstBits destination, |biHeight| x biWidth x 4 bytes
+/// @param pY,pU,pV  luma, Cb and Cr planes
+/// @param nPt_Y,nPt_U,nPt_V their pitches
 /// @return 0; -1 with nothing written for a width of 0 or less or a height of 0
 KQ_API std::int32_t Yuv420_2_rgb32(tagBITMAPINFOHEADER* lpDstBmi, std::uint8_t* lpDstBits, std::uint8_t* pY,
                                    std::uint8_t* pU, std::uint8_t* pV, std::int32_t nPt_Y, std::int32_t nPt_U,

@@ -9,6 +9,9 @@
 /// @return a new empty image, or null without memory
 KQ_EXTERN_C void* DICreate(void);
 /// Gives the image a size and depth; its pixels are then black.
+/// @param pImage        the image, whose present pixels are lost
+/// @param nWidth        pixels
+/// @param nHeight       pixels
 /// @param nBitsPerPixel 24 (rows of ((width*24+31)/32)*4 bytes, B G R, top-down)
 /// @return 1, or 0 when the size or depth is not supported or memory ran out; the image is then empty
 KQ_EXTERN_C int DISetContent(void* pImage, int nWidth, int nHeight, int nBitsPerPixel);
@@ -20,7 +23,8 @@ KQ_EXTERN_C unsigned char* DIGetBits(void* pImage);
 KQ_EXTERN_C struct tagBITMAPINFOHEADER* DIGetBitmapInfo(void* pImage);
 /// Writes the image to a file. The file is written under a temporary name in its folder and renamed, so it
 /// appears whole or not at all, and a file of that name stays intact when writing fails.
-/// @param pPath the path, encoded as UTF-8 on its way to the file system
+/// @param pImage    the image
+/// @param pPath     the path, encoded as UTF-8 on its way to the file system
 /// @param pMimeType L"image/bmp", L"image/jpeg" or L"image/png"; null writes nothing
 /// JPEG is written at quality 92 without chroma subsampling: smooth pictures come back with a PSNR above 40
 /// dB.

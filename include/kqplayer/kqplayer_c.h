@@ -22,6 +22,8 @@
 extern "C" {
 #endif
 
+/** @cond The records and slots of records.h, com.h, streams.h and player.h, which explain them. */
+
 typedef struct KQ_GUID {
     uint32_t Data1;
     uint16_t Data2;
@@ -196,6 +198,8 @@ struct KQ_IAudioInputVtbl {
     KQ_UNKNOWN_SLOTS(KQ_IAudioInput)
     int32_t (*SetAudioInput)(KQ_IAudioInput* self, KQ_IMediaStream* pStream);
 };
+
+/** @endcond */
 
 #ifdef __cplusplus
 }

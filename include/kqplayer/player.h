@@ -47,6 +47,7 @@ inline double KQPlayedTime(unsigned int nArgument) {
 /// One view: a native window, at most one video stream, and a small integer, its source mode.
 struct IPlayerView : IUnknown {
     /// Attaches a stream, or detaches the present one with a null @p pStream.
+    /// @param pStream     the stream, of which the view takes a reference; null for none
     /// @param nSourceMode the view's source mode. The stream of the view whose mode equals the player's
     ///        reference number paces playback; that number is 0 with exactly two views, otherwise 1.
     /// @return 0; 1 when the stream gives no video information: the view then holds no stream
@@ -56,8 +57,7 @@ struct IPlayerView : IUnknown {
     /// @return the parent window given at creation
     virtual void* GetParentWND() = 0;
     /// Stores a rectangle for GetRect(). The window is not moved: a host moves the window that GetWND()
-    /// returns.
-    /// @return 0
+    /// returns. @return 0
     virtual std::int32_t SetRect(const tagRECT& rect) = 0;
     /// @return the rectangle as the host gave it last
     virtual tagRECT GetRect() = 0;
@@ -74,8 +74,7 @@ protected:
 struct IPlayerViewMgr : IUnknown {
     /// Makes a view.
     /// @param pParent X11 window that becomes the view's parent, as a pointer-sized id; null for a window of
-    /// its
-    ///        own; 1 for an off-screen view
+    ///        its own; 1 for an off-screen view
     /// @param rect placement inside the parent, in pixels
     /// @return the view with one reference, or null when PlayerView.so is missing or refuses the window
     virtual IPlayerView* CreatePlayView(void* pParent, const tagRECT& rect) = 0;
@@ -84,6 +83,7 @@ struct IPlayerViewMgr : IUnknown {
     /// Takes a view out. References that the host holds keep it alive. Indices are never used again.
     /// @return 0, whether or not there was such a view; 1 for a negative index
     virtual std::int32_t Remove(int nIndex) = 0;
+    /// @param nIndex the view's index, see IPlayerView::GetIndex()
     /// @param ppView receives the view with one reference; untouched on failure
     /// @return 0, or 0x80000008 when no view has that index
     virtual std::int32_t GetItem(int nIndex, IPlayerView** ppView) = 0;
@@ -95,8 +95,7 @@ protected:
 /// The player. Made by the class factory for CLSID_CMediaPlayer; releasing the last reference stops it.
 struct IMediaPlayer : IUnknown {
     /// @return the longer of the video's (frame count / frame rate) and the audio's duration, in seconds; 0
-    /// when
-    ///         there is no stream or the reference stream gives no information
+    ///         when there is no stream or the reference stream gives no information
     virtual double GetMovieLength() = 0;
     /// Sets the play range.
     /// @param dBegin begin in stream seconds
@@ -107,8 +106,7 @@ struct IMediaPlayer : IUnknown {
     /// @return 0
     virtual std::int32_t SetCallBack(KQPlayerCallback pfnCallBack, void* pUserData) = 0;
     /// @return 0, with one reference in @p ppMgr; 0x80000008 and null when there is no view manager;
-    /// 0x80000005
-    ///         for a null @p ppMgr
+    ///         0x80000005 for a null @p ppMgr
     virtual std::int32_t GetPlayerViewMgr(IPlayerViewMgr** ppMgr) = 0;
     /// @return 0 stopped, 1 playing, 2 paused or loaded, 3 ended
     virtual int IsActivate() = 0;
@@ -143,13 +141,12 @@ struct IMediaPlayer : IUnknown {
     /// @param pInfo picture format, see CaptureImageInfo
     /// @param pPath path of the file; the file appears whole or not at all
     /// @return 0 once the picture was handed to the image library, whose log line tells when the file could
-    /// not
-    ///         be written; 0x80000008, with a log line that says why, when there is no picture to write
+    ///         not be written; 0x80000008, with a log line that says why, when there is no picture to write
+    ///         or no such format
     virtual std::int32_t CaptureCurrentImage(const CaptureImageInfo* pInfo, const wchar_t* pPath) = 0;
     /// Copies the reference stream's current picture.
     /// @return a planar frame that the player owns, valid until the next call with another picture size or
-    /// until
-    ///         the player is destroyed; null when there is no picture
+    ///         until the player is destroyed; null when there is no picture
     virtual MEDIA_FRAME* CaptureCurrentImageEx() = 0;
     /// Opens a run paused on its first frame, stopping the present run first. @return 0, or 1 from inside the
     /// callback

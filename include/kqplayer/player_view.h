@@ -27,14 +27,17 @@ KQ_EXTERN_C int PVSetCropMode(void* pView,
 KQ_EXTERN_C int PVSetMaskMode(void* pView, unsigned int nMode); ///< accepted; no mask is drawn
 KQ_EXTERN_C int PVSetCallbackWnd(void* pView, void* pWindow);   ///< accepted; views call nobody back
 KQ_EXTERN_C int PVSetCropRect(void* pView, tagRECT* pRect);     ///< source pixels; null: the whole picture
+/// @param pView the view
+/// @param pRect receives the crop rectangle, in source pixels
 KQ_EXTERN_C int PVGetCropRect(void* pView, tagRECT* pRect);
+/// @return 0 also for a method that does not exist
 KQ_EXTERN_C int PVSetDisplayResizeMode(void* pView, IMAGE_RESIZE_METHOD eMethod);
-/// @param x,y display aspect ratio of the source; a part of 0 or less: square pixels
+/// @param pView the view
+/// @param x,y   display aspect ratio of the source; a part of 0 or less: square pixels
 KQ_EXTERN_C void PVSetDisplayScale(void* pView, int x, int y);
 KQ_EXTERN_C int PVUpdate(void* pView); ///< draws the last picture again
 /// @return the X11 window id of the view's window as a pointer-sized value; null for an off-screen view, and
-/// once
-///         somebody else has destroyed the window
+///         once somebody else has destroyed the window
 KQ_EXTERN_C void* PVGetHwnd(void* pView);
 /// Shows a picture. The pixels (B, G, R, 255, top-down, rows of 4 * width bytes) are copied or drawn before
 /// the call returns. A picture without pixels or with a side outside 1 to 16384 is ignored.
@@ -44,12 +47,17 @@ KQ_EXTERN_C void PVShowRGB32Image(void* pView, int nWidth, int nHeight, unsigned
 /// pictures there saves the copy. Valid until the next call of this function or of PVShowRGB32Image() for the
 /// view, to which it is then given as the pixels.
 /// @return room for nWidth * nHeight * 4 bytes, or null: off-screen, no memory, or not a size that can be
-/// shown
+///         shown
 KQ_EXTERN_C unsigned char* PVGetPictureBuffer(void* pView, int nWidth, int nHeight);
 
 /// Receives every picture handed to a view, on the thread that shows it, before it is drawn.
 /// It may not show pictures, make or destroy views, or set sinks.
-/// @param nView number of the view in order of creation within the process, from 0
+/// @param pView     handle of the view
+/// @param nView     number of the view in order of creation within the process, from 0
+/// @param nWidth    pixels
+/// @param nHeight   pixels
+/// @param pPixels   B, G, R, 255, top-down, rows of 4 * nWidth bytes; valid during the call
+/// @param pUserData as given with the sink
 typedef void (*PVPictureSink)(void* pView, int nView, int nWidth, int nHeight, const unsigned char* pPixels,
                               void* pUserData);
 /// Installs a sink for one view, or with a null handle for all views, present and future. A null sink removes

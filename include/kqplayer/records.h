@@ -20,15 +20,15 @@ struct tagYUVImage {
         std::uint8_t* pV;          ///< Cr, as Cb
         std::int32_t nAudioLength; ///< audio frame: length of the PCM in bytes
     };
-    std::uint8_t* pA; ///< alpha, nHeight rows of nWidth samples, or null
-    std::int32_t nWidth;
-    std::int32_t nHeight;
+    std::uint8_t* pA;     ///< alpha, nHeight rows of nWidth samples, or null
+    std::int32_t nWidth;  ///< pixels
+    std::int32_t nHeight; ///< pixels
     std::int32_t nPitchY; ///< bytes from one row to the next
-    std::int32_t nPitchU;
-    std::int32_t nPitchV;
+    std::int32_t nPitchU; ///< likewise
+    std::int32_t nPitchV; ///< likewise
     union {
-        std::int32_t nPitchA;
-        std::uint8_t* pRgb; ///< packed RGB picture: B, G, R, top-down, rows of ((nWidth*24+31)/32)*4 bytes
+        std::int32_t nPitchA; ///< likewise
+        std::uint8_t* pRgb;   ///< packed RGB picture: B, G, R, top-down, rows of ((nWidth*24+31)/32)*4 bytes
     };
 };
 
@@ -43,9 +43,9 @@ inline constexpr std::int64_t KQ_NO_PTS = -1;
 
 /// One picture or one chunk of audio. A stream owns its frames; see IMediaStream::GetCurrentFrame().
 struct MEDIA_FRAME {
-    std::int32_t nType; ///< 2 in frames that the component builds; never read
-    std::int32_t nKind; ///< KQ_PICTURE_PLANAR_YUV or KQ_PICTURE_PACKED_RGB
-    tagYUVImage image;
+    std::int32_t nType;       ///< 2 in frames that the component builds; never read
+    std::int32_t nKind;       ///< KQ_PICTURE_PLANAR_YUV or KQ_PICTURE_PACKED_RGB
+    tagYUVImage image;        ///< the picture, or the sound in pU and nAudioLength
     std::int32_t reserved[7]; ///< zero
     std::int64_t llTime;      ///< copied with the frame, never interpreted
     std::int64_t llPTS;       ///< presentation time stamp in 100-ns units, KQ_NO_PTS for none
@@ -64,28 +64,28 @@ struct VIDEO_STREAM_INFO {
 
 /// Format of an audio stream. Its frames hold interleaved signed 16-bit samples.
 struct AUDIO_STREAM_INFO {
-    std::int32_t nSampleRate; ///< Hz
-    std::int32_t nChannels;
+    std::int32_t nSampleRate;    ///< Hz
+    std::int32_t nChannels;      ///< 1, 2, 4, 6, 7 or 8; see the guide for what can be played
     std::int32_t nBitsPerSample; ///< replaced by 16 in the player's copy
     std::int32_t nBytesPerSec;   ///< replaced by rate * channels * 2 in the player's copy
     double dDuration;            ///< seconds
-    std::int32_t nReserved;
+    std::int32_t nReserved;      ///< copied, never interpreted
 };
 
 /// A host's rectangle, in pixels; right and bottom are exclusive.
 struct tagRECT {
-    std::int32_t left;
-    std::int32_t top;
-    std::int32_t right;
-    std::int32_t bottom;
+    std::int32_t left;   ///< first column
+    std::int32_t top;    ///< first row
+    std::int32_t right;  ///< column behind the last one
+    std::int32_t bottom; ///< row behind the last one
 };
 
 /// The same rectangle as views and the view library use it.
 struct VRECT {
-    std::int32_t x;
-    std::int32_t y;
-    std::int32_t width;
-    std::int32_t height;
+    std::int32_t x;      ///< first column
+    std::int32_t y;      ///< first row
+    std::int32_t width;  ///< columns
+    std::int32_t height; ///< rows
 };
 
 /// What IMediaPlayer::CaptureCurrentImage() is to write.

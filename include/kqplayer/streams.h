@@ -14,13 +14,13 @@
 /// Describes a stream. The records stay valid while the object is held.
 struct IStreamInfo : IUnknown {
     virtual std::int32_t Reserved0() = 0; ///< eight slots that the player never calls
-    virtual std::int32_t Reserved1() = 0;
-    virtual std::int32_t Reserved2() = 0;
-    virtual std::int32_t Reserved3() = 0;
-    virtual std::int32_t Reserved4() = 0;
-    virtual std::int32_t Reserved5() = 0;
-    virtual std::int32_t Reserved6() = 0;
-    virtual std::int32_t Reserved7() = 0;
+    virtual std::int32_t Reserved1() = 0; ///< never called
+    virtual std::int32_t Reserved2() = 0; ///< never called
+    virtual std::int32_t Reserved3() = 0; ///< never called
+    virtual std::int32_t Reserved4() = 0; ///< never called
+    virtual std::int32_t Reserved5() = 0; ///< never called
+    virtual std::int32_t Reserved6() = 0; ///< never called
+    virtual std::int32_t Reserved7() = 0; ///< never called
     /// @return the audio format, or null when this is not an audio stream
     virtual const AUDIO_STREAM_INFO* GetAudioFormat() = 0;
     /// @return the video format, or null when this is not a video stream
@@ -42,8 +42,7 @@ struct IMediaStream : IUnknown {
     /// @return the time actually reached, in seconds
     virtual double Seek(double dSeconds, int nMode) = 0;
     /// @return the frame at the position, or null when there is none. The stream keeps ownership. The same
-    /// frame
-    ///         comes again until NextFrame() or Seek() moves the position, and stays valid until then.
+    ///         frame comes again until NextFrame() or Seek() moves the position, and stays valid until then.
     virtual MEDIA_FRAME* GetCurrentFrame() = 0;
     /// Drops the current frame. @return above 0: a further frame follows; otherwise the stream has ended
     virtual int NextFrame() = 0;
@@ -56,7 +55,10 @@ protected:
 
 /// Optional interface of a video stream (IID_IQLXDispatch): it is told what the transport does.
 struct IQLXDispatch : IUnknown {
+    /// @param nReserved0 0
     /// @param llCommand 0 play, 1 stop, 3 pause or load, 4 resume
+    /// @param nReserved1 0
+    /// @return not looked at
     virtual std::int32_t Invoke(std::int32_t nReserved0, std::int64_t llCommand, std::int32_t nReserved1) = 0;
 
 protected:

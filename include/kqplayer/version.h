@@ -7,8 +7,11 @@
 #ifndef KQPLAYER_VERSION_H
 #define KQPLAYER_VERSION_H
 
+/** Also the number of the binary interface. */
 #define KQPLAYER_VERSION_MAJOR 1
+/** Counts additions. */
 #define KQPLAYER_VERSION_MINOR 0
+/** Counts corrections. */
 #define KQPLAYER_VERSION_PATCH 0
 /** 10203 for version 1.2.3 */
 #define KQPLAYER_VERSION                                                                                     \

@@ -19,18 +19,23 @@ enum IMAGE_RESIZE_METHOD : std::int32_t {
 class KQ_API IYv12View {
 public:
     virtual ~IYv12View() = default;
+    /// 0: off, otherwise the crop rectangle is used.
     virtual int SetCropMode(unsigned int nMode) = 0;
-    virtual int SetMaskMode(unsigned int nMode) = 0;
-    virtual int SetCallbackWnd(void* pWindow) = 0;
+    virtual int SetMaskMode(unsigned int nMode) = 0; ///< handed to the view library
+    virtual int SetCallbackWnd(void* pWindow) = 0;   ///< handed to the view library
     /// @param pRect the part of the picture to show, in source pixels; null for all of it
     virtual int SetCropRect(tagRECT* pRect) = 0;
+    /// @param pRect receives the crop rectangle, in source pixels
     virtual int GetCropRect(tagRECT* pRect) = 0;
-    virtual int SetDisplayResizeMode(IMAGE_RESIZE_METHOD eMethod) = 0;
-    virtual int Update() = 0;
+    virtual int SetDisplayResizeMode(IMAGE_RESIZE_METHOD eMethod) = 0; ///< IMAGE_RESIZE_FIT at first
+    virtual int Update() = 0;                                          ///< draws the last picture again
     /// @return the window that shows the view, or null
     virtual void* GetHwnd() = 0;
     virtual void SetHwnd(void* pWindow) = 0; ///< does nothing
     /// Makes the view on a parent window (see IPlayerViewMgr::CreatePlayView()).
+    /// @param pParent the parent window
+    /// @param rect    placement in the parent, in pixels
+    /// @param a,b     not read
     /// @return non-zero for success; 0 when the view library cannot be loaded or refuses the window
     virtual int Create(void* pParent, const VRECT& rect, unsigned long a, unsigned long b) = 0;
     virtual int ShowYV12Image(tagBITMAPINFO* pInfo, unsigned char* pBits) = 0; ///< does nothing, returns 0

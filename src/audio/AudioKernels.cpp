@@ -269,8 +269,28 @@ int ResampleVectors(const Resampling& job, int frames, short* out) {
     return j;
 }
 
-/// Any number of channels: positions in vectors, samples one by one.
+/// A frame between two neighbours, a vector of samples at a time; the last group overlaps the one before it.
+template <class D>
+HWY_INLINE void InterpolateFrame(D d, const short* a, int channels, double fraction, short* out) {
+    const hn::Rebind<std::int32_t, D> wide;
+    const hn::Rebind<std::int16_t, D> narrow;
+    constexpr int group = static_cast<int>(hn::MaxLanes(D()));
+    const auto fractions = hn::Set(d, fraction);
+    for (int done = 0; done < channels; done += group) {
+        const int c = std::min(done, channels - group);
+        const auto from = hn::PromoteTo(wide, hn::LoadU(narrow, a + c));
+        const auto to = hn::PromoteTo(wide, hn::LoadU(narrow, a + c + channels));
+        const auto step = hn::DemoteTo(wide, hn::Mul(hn::PromoteTo(d, hn::Sub(to, from)), fractions));
+        const auto value = hn::DemoteTo(narrow, hn::Add(from, step));
+        hn::StoreU(hn::Max(value, hn::Set(narrow, -32767)), narrow, out + c);
+    }
+}
+
+/// Positions in vectors, then a frame at a time.
 int ResampleManyChannels(const Resampling& job, int frames, short* out) {
+    const hn::CappedTag<double, 4> dGroup;
+    if (job.channels < static_cast<int>(hn::MaxLanes(dGroup)))
+        return 0;
     const VDouble inSamples = hn::Set(dDouble, job.inSamples);
     const VDouble outSamples = hn::Set(dDouble, job.outSamples);
     VDouble number = hn::Iota(dDouble, 1.0);
@@ -281,31 +301,12 @@ int ResampleManyChannels(const Resampling& job, int frames, short* out) {
         alignas(64) double fractions[kDoubles];
         hn::Store(at.first, d32Half, positions);
         hn::Store(at.fraction, dDouble, fractions);
-        for (int i = 0; i < kDoubles; ++i) {
-            const short* a = job.frames + static_cast<std::ptrdiff_t>(positions[i]) * job.channels;
-            short* frame = out + static_cast<std::ptrdiff_t>(j + i) * job.channels;
-            for (int c = 0; c < job.channels; ++c) {
-                const int value = a[c] + static_cast<int>((a[c + job.channels] - a[c]) * fractions[i]);
-                frame[c] = static_cast<short>(std::clamp(value, -32767, 32767));
-            }
-        }
+        for (int i = 0; i < kDoubles; ++i)
+            InterpolateFrame(dGroup, job.frames + static_cast<std::ptrdiff_t>(positions[i]) * job.channels,
+                             job.channels, fractions[i],
+                             out + static_cast<std::ptrdiff_t>(j + i) * job.channels);
     }
     return j;
-}
-
-/// The frames that fill no vector, by the plain formula.
-void ResampleRest(const Resampling& job, int frame, int frames, short* out) {
-    for (; frame < frames; ++frame) {
-        const double x = (frame + 1.0) * job.inSamples / job.outSamples - 1;
-        const int first = std::max(static_cast<int>(x + 1) - 1, -1);
-        const double fraction = std::clamp<double>(x, first, first + 1.0) - first;
-        const short* a = job.frames + static_cast<std::ptrdiff_t>(first) * job.channels;
-        for (int c = 0; c < job.channels; ++c) {
-            const int value = a[c] + static_cast<int>((a[c + job.channels] - a[c]) * fraction);
-            out[static_cast<std::ptrdiff_t>(frame) * job.channels + c] =
-                static_cast<short>(std::clamp(value, -32767, 32767));
-        }
-    }
 }
 
 void Resample(const Resampling& job, short* out) {
@@ -313,7 +314,10 @@ void Resample(const Resampling& job, short* out) {
     const int done = job.channels == 1   ? ResampleVectors<1>(job, frames, out)
                      : job.channels == 2 ? ResampleVectors<2>(job, frames, out)
                                          : ResampleManyChannels(job, frames, out);
-    ResampleRest(job, done, frames, out);
+    // The frames that fill no vector.
+    Resampling rest = job;
+    rest.from = done;
+    PlainAudioKernels().resample(rest, out);
 }
 
 int Sum(short* const* inputs, int count, double gain, int start, int end, short* out) {

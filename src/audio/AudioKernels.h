@@ -14,6 +14,7 @@ struct Resampling {
     int channels;
     int inSamples;  ///< samples of the block
     int outSamples; ///< samples to make, whole frames
+    int from = 0;   ///< output frame to begin with
 };
 
 struct AudioKernels {

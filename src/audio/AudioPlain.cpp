@@ -21,7 +21,8 @@ void Mix(const short* in, int inChannels, int outChannels, std::size_t frames, s
 
 void Resample(const Resampling& job, short* out) {
     const int frames = job.outSamples / job.channels;
-    for (int j = 0; j < frames; ++j) {
+    out += static_cast<std::ptrdiff_t>(job.from) * job.channels;
+    for (int j = job.from; j < frames; ++j) {
         const double x = (j + 1.0) * job.inSamples / job.outSamples - 1;
         const int first = std::max(static_cast<int>(x + 1) - 1, -1);
         const double fraction = std::clamp<double>(x, first, first + 1.0) - first;

@@ -72,6 +72,11 @@ HWY_INLINE V16 MulAddBytePairs(V8 a, V8 b) {
     return V16{KQ_X86(maddubs_epi16)(a.raw, b.raw)};
 }
 
+/// (a b + 2^14) >> 15.
+HWY_INLINE V16 MulRounded(V16 a, V16 b) {
+    return V16{KQ_X86(mulhrs_epi16)(a.raw, b.raw)};
+}
+
 /// The even (or odd) 32-bit parts of two vectors, those of low first, each lane for itself.
 template <int kSelection>
 HWY_INLINE V16 SelectParts(V16 low, V16 high) {

@@ -31,26 +31,17 @@ struct Weights {
     static constexpr int kMax = kOffset + (kU > 0 ? 255 * kU : 0) + (kV > 0 ? 255 * kV : 0);
 };
 
-/// The chroma part of a channel for the (u, v) pairs of half a block, in 32 bits.
-template <class W>
-HWY_INLINE V32 WeightedSum(V16 uv) {
-    return hn::Add(MulAddPairs(uv, SetPair(W::kU, W::kV)), hn::Set(d32, W::kOffset));
-}
+/// Chroma samples of half a block: (u, v) pairs of 16-bit words, each 256 times a sample.
+using ChromaPairs = V16;
 
-/// Repeats the low half of each 32-bit value for the two columns of its pair.
-HWY_INLINE V16 RepeatLow(V32 v) {
-    alignas(16) static constexpr std::uint8_t kIndex[16] = {0, 1, 0, 1, 4,  5,  4,  5,
-                                                            8, 9, 8, 9, 12, 13, 12, 13};
-    return hn::BitCast(d16, hn::TableLookupBytes(hn::BitCast(d8, v), EveryLane(kIndex)));
-}
-
-/// 256 times the u (kByte 0) or v (kByte 2) sample of each pair, for both columns.
-template <int kByte>
-HWY_INLINE V16 RepeatSampleHigh(V16 uv) {
-    constexpr std::uint8_t none = 0x80, k = kByte;
-    alignas(16) static constexpr std::uint8_t kIndex[16] = {
-        none, k, none, k, none, k + 4, none, k + 4, none, k + 8, none, k + 8, none, k + 12, none, k + 12};
-    return hn::BitCast(d16, hn::TableLookupBytes(hn::BitCast(d8, uv), EveryLane(kIndex)));
+/// Repeats the first (0) or the second (1) word of each pair for the two columns of the pair.
+template <int kWord>
+HWY_INLINE V16 RepeatWord(V16 pairs) {
+    constexpr std::uint8_t k = 2 * kWord;
+    alignas(16) static constexpr std::uint8_t kIndex[16] = {k,      k + 1,  k,      k + 1, k + 4, k + 5,
+                                                            k + 4,  k + 5,  k + 8,  k + 9, k + 8, k + 9,
+                                                            k + 12, k + 13, k + 12, k + 13};
+    return hn::BitCast(d16, hn::TableLookupBytes(hn::BitCast(d8, pairs), EveryLane(kIndex)));
 }
 
 /// Arithmetics with luma factor 149 x 2^kShift and kShift + 7 fractional bits, in 16-bit lanes.
@@ -70,65 +61,93 @@ struct Saturating {
     static constexpr bool
         kIsWide = (W::kMin >> kShift) + kLumaBias<-32768 || (W::kMax >> kShift) + kLumaBias> 32767;
 
-    /// The terms of one channel for half a block.
-    template <class W, bool kWide = kIsWide<W>>
-    struct Channel {
+    // A channel of one sample takes it as x = 256 (sample - 128) + nudge. A product of x whose lowest bits
+    // are dropped is then the term but for a constant: the nudge stands in for the fraction of kOffset, and
+    // is found by trying all samples.
+    template <class Term>
+    static constexpr int FindNudge(Term term, int (*product)(int x)) {
+        for (int nudge = 0;; ++nudge) {
+            bool suits = true;
+            for (int sample = 1; sample < 256 && suits; ++sample)
+                suits = product(256 * (sample - 128) + nudge) - product(256 * -128 + nudge) ==
+                        term(sample) - term(0);
+            if (suits)
+                return nudge;
+        }
+    }
+
+    /// A channel whose term is one 16-bit word: a rounded product of x.
+    template <class W, bool kWide>
+    struct SampleChannel {
         V16 term;
 
-        static HWY_INLINE Channel Make(V16 uv) {
-            using Biased = Weights<W::kU, W::kV, W::kOffset + kLumaBias*(1 << kShift)>;
-            return {RepeatLow(hn::ShiftRight<kShift>(WeightedSum<Biased>(uv)))};
+        static constexpr int kRate = (W::kU + W::kV) << (7 - kShift);
+        static constexpr int TermOf(int sample) {
+            return (((W::kU + W::kV) * sample + W::kOffset) >> kShift) + kLumaBias;
+        }
+        static constexpr int Product(int x) { return (x * kRate + 0x4000) >> 15; }
+        static constexpr int kNudge = FindNudge(TermOf, Product);
+        static constexpr int kTermOffset = TermOf(0) - Product(256 * -128 + kNudge);
+        static_assert(kRate < 32768);
+
+        static HWY_INLINE SampleChannel Make(V16 x) {
+            return {hn::Add(MulRounded(x, Set16(kRate)), Set16(kTermOffset))};
         }
         HWY_INLINE V16 AddTo(V16 luma) const { return hn::SaturatedAdd(luma, term); }
     };
 
+    /// A channel whose term is x plus a rest.
     template <class W>
-    struct Channel<W, true> {
+    struct SampleChannel<W, true> {
         V16 main, rest;
 
-        // With X = 256 (sample - 128) + kNudge, the upper half of kRate X is the rest but for a constant: the
-        // nudge stands in for the fraction of kOffset, and is found by trying all samples.
-        static_assert(W::kU == 0 || W::kV == 0);
         static constexpr int kRate = (W::kU + W::kV - (256 << kShift)) << (8 - kShift);
         static constexpr int RestOf(int sample) {
             return ((W::kU + W::kV - (256 << kShift)) * sample + W::kOffset) >> kShift;
         }
-        static constexpr int UpperHalf(int sample, int nudge) {
-            return ((256 * (sample - 128) + nudge) * kRate) >> 16;
-        }
-        static constexpr bool Suits(int nudge) {
-            for (int sample = 1; sample < 256; ++sample)
-                if (UpperHalf(sample, nudge) - UpperHalf(0, nudge) != RestOf(sample) - RestOf(0))
-                    return false;
-            return true;
-        }
-        static constexpr int FindNudge() {
-            int nudge = 0;
-            while (!Suits(nudge))
-                ++nudge;
-            return nudge;
-        }
-        static constexpr int kNudge = FindNudge();
-        static constexpr int kRestOffset = RestOf(0) - UpperHalf(0, kNudge) + 128 * 256 + kLumaBias - kNudge;
-        static_assert(kNudge < 256 && kRate < 32768 && UpperHalf(0, kNudge) + kRestOffset >= 0 &&
-                      UpperHalf(255, kNudge) + kRestOffset < 32768);
+        static constexpr int Product(int x) { return (x * kRate) >> 16; }
+        static constexpr int kNudge = FindNudge(RestOf, Product);
+        static constexpr int kRestOffset =
+            RestOf(0) - Product(256 * -128 + kNudge) + 128 * 256 + kLumaBias - kNudge;
+        static_assert(kNudge < 256 && kRate < 32768 && Product(256 * -128 + kNudge) + kRestOffset >= 0 &&
+                      Product(256 * 127 + kNudge) + kRestOffset < 32768);
 
-        static HWY_INLINE Channel Make(V16 uv) {
-            constexpr int sample = W::kU == 0 ? 2 : 0;
-            const V16 x = hn::Xor(RepeatSampleHigh<sample>(uv), Set16(-32768 + kNudge));
+        static HWY_INLINE SampleChannel Make(V16 x) {
             return {x, hn::Add(hn::MulHigh(x, Set16(kRate)), Set16(kRestOffset))};
         }
         HWY_INLINE V16 AddTo(V16 luma) const { return hn::SaturatedAdd(hn::SaturatedAdd(luma, main), rest); }
     };
 
-    struct Terms {
-        Channel<Blue> b;
-        Channel<Green> g;
-        Channel<Red> r;
+    using BlueTerm = SampleChannel<Blue, kIsWide<Blue>>;
+    using RedTerm = SampleChannel<Red, kIsWide<Red>>;
+    static_assert(Blue::kV == 0 && Red::kU == 0 && !kIsWide<Green>);
+
+    /// The channel of both samples: the upper halves of 32-bit sums.
+    struct GreenTerm {
+        V16 term;
+
+        static constexpr int kUFactor = Green::kU * (1 << (8 - kShift));
+        static constexpr int kVFactor = Green::kV * (1 << (8 - kShift));
+        static constexpr int kSumOffset =
+            (Green::kOffset + 128 * (Green::kU + Green::kV) + (kLumaBias << kShift)) * (1 << (16 - kShift)) -
+            BlueTerm::kNudge * kUFactor - RedTerm::kNudge * kVFactor;
+
+        static HWY_INLINE GreenTerm Make(V16 x) {
+            const V32 sum = hn::Add(MulAddPairs(x, SetPair(kUFactor, kVFactor)), hn::Set(d32, kSumOffset));
+            return {RepeatWord<1>(hn::BitCast(d16, sum))};
+        }
+        HWY_INLINE V16 AddTo(V16 luma) const { return hn::SaturatedAdd(luma, term); }
     };
 
-    static HWY_INLINE Terms MakeTerms(V16 uv) {
-        return {Channel<Blue>::Make(uv), Channel<Green>::Make(uv), Channel<Red>::Make(uv)};
+    struct Terms {
+        BlueTerm b;
+        GreenTerm g;
+        RedTerm r;
+    };
+
+    static HWY_INLINE Terms MakeTerms(ChromaPairs uv) {
+        const V16 x = hn::Xor(uv, SetPair(0x8000 + BlueTerm::kNudge, 0x8000 + RedTerm::kNudge));
+        return {BlueTerm::Make(RepeatWord<0>(x)), GreenTerm::Make(x), RedTerm::Make(RepeatWord<1>(x))};
     }
 
     /// 149 y - kLumaBias as 127 y - 22 (255 - y), from y and its complement side by side.
@@ -143,11 +162,24 @@ struct Saturating {
 
     template <class C>
     static HWY_INLINE V8 Pack(V16 lumaLow, V16 lumaHigh, const C& low, const C& high) {
-        return PackSaturated(hn::ShiftRight<7>(low.AddTo(lumaLow)), hn::ShiftRight<7>(high.AddTo(lumaHigh)));
+        // Shifts and shuffles compete for the same ports of a processor; a product's upper half is the shift.
+        const V16 by7 = Set16(1 << (16 - 7));
+        return PackSaturated(hn::MulHigh(low.AddTo(lumaLow), by7), hn::MulHigh(high.AddTo(lumaHigh), by7));
     }
     static HWY_INLINE BgrBlock Convert(V8 y, const Terms& low, const Terms& high) {
         V16 lumaLow, lumaHigh;
         Lumas(y, &lumaLow, &lumaHigh);
+        return Sum(lumaLow, lumaHigh, low, high);
+    }
+    /// The same from luma samples in 16-bit words.
+    static HWY_INLINE BgrBlock ConvertWords(V16 yLow, V16 yHigh, const Terms& low, const Terms& high) {
+        const V16 bias = Set16(kLumaBias);
+        return Sum(hn::Sub(hn::Mul(yLow, Set16(149)), bias), hn::Sub(hn::Mul(yHigh, Set16(149)), bias), low,
+                   high);
+    }
+
+private:
+    static HWY_INLINE BgrBlock Sum(V16 lumaLow, V16 lumaHigh, const Terms& low, const Terms& high) {
         return {Pack(lumaLow, lumaHigh, low.b, high.b), Pack(lumaLow, lumaHigh, low.g, high.g),
                 Pack(lumaLow, lumaHigh, low.r, high.r)};
     }
@@ -175,13 +207,17 @@ struct Components13 {
     struct Channel {
         V16 whole, fraction;
 
+        /// @param uv pairs of 8 times the samples: the upper half of a sum is the whole part, the lower half
+        ///           the fraction in 16 bits
         static HWY_INLINE Channel Make(V16 uv) {
-            const V32 sum = hn::ShiftRight<3>(WeightedSum<Weights<kU, kV, -128 * (kU + kV) - 153216>>(uv));
-            return {RepeatLow(hn::ShiftRight<10>(sum)), RepeatLow(hn::And(sum, hn::Set(d32, 1023)))};
+            const V16 sum = hn::BitCast(d16, hn::Add(MulAddPairs(uv, SetPair(kU, kV)),
+                                                     hn::Set(d32, 8 * (-128 * (kU + kV) - 153216))));
+            return {RepeatWord<1>(sum),
+                    hn::BitCast(d16, hn::ShiftRight<6>(hn::BitCast(du16, RepeatWord<0>(sum))))};
         }
         HWY_INLINE V16 Apply(V16 y, V16 scaled) const {
-            const V16 carry =
-                hn::BitCast(d16, hn::ShiftRight<10>(hn::BitCast(du16, hn::Add(scaled, fraction))));
+            const auto sum = hn::BitCast(du16, hn::Add(scaled, fraction));
+            const V16 carry = hn::BitCast(d16, hn::MulHigh(sum, hn::Set(du16, 1 << (16 - 10))));
             return hn::Add(hn::Add(y, whole), carry);
         }
     };
@@ -192,8 +228,9 @@ struct Components13 {
         Channel<0, 16591> c2;
     };
 
-    static HWY_INLINE Terms MakeTerms(V16 uv) {
-        return {Channel<13123, 0>::Make(uv), Channel<-6686, -3218>::Make(uv), Channel<0, 16591>::Make(uv)};
+    static HWY_INLINE Terms MakeTerms(ChromaPairs uv) {
+        const V16 uv8 = hn::BitCast(d16, hn::ShiftRight<5>(hn::BitCast(du16, uv)));
+        return {Channel<13123, 0>::Make(uv8), Channel<-6686, -3218>::Make(uv8), Channel<0, 16591>::Make(uv8)};
     }
     static HWY_INLINE BgrBlock Convert(V8 y, const Terms& low, const Terms& high) {
         const V16 yLow = hn::BitCast(d16, hn::InterleaveLower(d8, y, hn::Zero(d8)));
@@ -308,10 +345,29 @@ struct BlockTerms {
     typename Arithmetic::Terms low, high;
 };
 
+/// The samples of half a block, each in the upper byte of a word, in the order of Deal<kParts>().
+template <class Arithmetic, std::size_t kParts>
+HWY_INLINE V16 LoadChroma(const std::uint8_t* samples) {
+#if HWY_TARGET <= HWY_AVX2 && HWY_TARGET > HWY_AVX3
+    // All samples fit a lane: each lane picks its own.
+    alignas(64) std::uint8_t index[kBlock];
+    constexpr std::size_t width = 8 / kParts;
+    for (std::size_t word = 0; word < kHalfBlock; ++word) {
+        const std::size_t lane = word / 8, part = word % 8 / width;
+        index[2 * word] = 0x80;
+        index[2 * word + 1] = static_cast<std::uint8_t>((part * kLanes + lane) * width + word % width);
+    }
+    const V8 all = Limit<Arithmetic>(hn::LoadDup128(d8, samples));
+    return hn::BitCast(d16, hn::TableLookupBytes(all, hn::Load(d8, index)));
+#else
+    return hn::ShiftLeft<8>(Deal<kParts>(hn::PromoteTo(d16, Limit<Arithmetic>(hn::LoadU(d8Half, samples)))));
+#endif
+}
+
 template <class Arithmetic, class Layout>
 HWY_INLINE BlockTerms<Arithmetic> MakeBlockTerms(const std::uint8_t* uSamples, const std::uint8_t* vSamples) {
-    const V16 u = Deal<Layout::kParts>(hn::PromoteTo(d16, Limit<Arithmetic>(hn::LoadU(d8Half, uSamples))));
-    const V16 v = Deal<Layout::kParts>(hn::PromoteTo(d16, Limit<Arithmetic>(hn::LoadU(d8Half, vSamples))));
+    const V16 u = LoadChroma<Arithmetic, Layout::kParts>(uSamples);
+    const V16 v = LoadChroma<Arithmetic, Layout::kParts>(vSamples);
     return {Arithmetic::MakeTerms(hn::InterleaveLower(d16, u, v)),
             Arithmetic::MakeTerms(hn::InterleaveUpper(d16, u, v))};
 }
@@ -371,15 +427,15 @@ void PlanarPictureToRgb(const PlanarToRgb& job) {
                [&](auto stream) { PlanarPictureRowsToRgb<Arithmetic, Layout, stream>(job); });
 }
 
-/// The (u, v) pairs of half a block of macropixels.
 template <bool kYuy2>
-HWY_INLINE V16 PackedChroma(V8 packed) {
+HWY_INLINE ChromaPairs PackedChroma(V8 packed) {
     const V16 words = hn::BitCast(d16, packed);
-    return kYuy2 ? hn::BitCast(d16, hn::ShiftRight<8>(hn::BitCast(du16, words))) : hn::And(words, Set16(255));
+    return kYuy2 ? hn::And(words, Set16(0xFF00)) : hn::ShiftLeft<8>(words);
 }
 template <bool kYuy2>
 HWY_INLINE V16 PackedLuma(V8 packed) {
-    return PackedChroma<!kYuy2>(packed);
+    const V16 words = hn::BitCast(d16, packed);
+    return kYuy2 ? hn::And(words, Set16(255)) : hn::BitCast(d16, hn::ShiftRight<8>(hn::BitCast(du16, words)));
 }
 
 /// A block of macropixels to natural order 24-bit pixels.
@@ -387,9 +443,9 @@ template <bool kYuy2, bool kStream>
 HWY_INLINE void ConvertPackedBlock(const std::uint8_t* packed, std::uint8_t* out) {
     const V8 low = LoadLanes<32>(packed);
     const V8 high = LoadLanes<32>(packed + 16);
-    const V8 y = PackSaturated(PackedLuma<kYuy2>(low), PackedLuma<kYuy2>(high));
-    Layout24::Store<kStream>(Rgb13::Convert(y, Rgb13::MakeTerms(PackedChroma<kYuy2>(low)),
-                                            Rgb13::MakeTerms(PackedChroma<kYuy2>(high))),
+    Layout24::Store<kStream>(Rgb13::ConvertWords(PackedLuma<kYuy2>(low), PackedLuma<kYuy2>(high),
+                                                 Rgb13::MakeTerms(PackedChroma<kYuy2>(low)),
+                                                 Rgb13::MakeTerms(PackedChroma<kYuy2>(high))),
                              out);
 }
 

@@ -133,7 +133,7 @@ protected:
         fs::copy_file(KqplayPath(), m_folder / "kqplay");
         for (const auto& file : fs::directory_iterator(fs::path(KqplayPath()).parent_path())) {
             const std::string name = file.path().filename().string();
-            if (file.path().extension() == ".so" && name != "PlayerView.so")
+            if (name.rfind("libKQ", 0) == 0)
                 fs::copy_file(file, m_folder / name);
         }
     }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <random>
 
 namespace kq::streams::test {
@@ -30,6 +31,17 @@ std::vector<std::size_t> Shuffled(std::size_t count, std::size_t step) {
     return order;
 }
 
+/// Back from the last frame to the first, now and then some frames forward again.
+std::vector<std::size_t> BackAndForth(std::size_t count) {
+    std::vector<std::size_t> order;
+    for (std::size_t n = count; n-- > 0;) {
+        order.push_back(n);
+        for (std::size_t forward = 1; n % 11 == 0 && forward < 5 && n + forward < count; ++forward)
+            order.push_back(n + forward);
+    }
+    return order;
+}
+
 /// @return the frame that is on show at a time
 std::size_t FrameAt(const std::vector<Shot>& shots, double seconds) {
     const auto time = static_cast<std::int64_t>(seconds * 1e7);
@@ -47,10 +59,9 @@ TEST_P(Seeking, ShowsExactlyTheFrameOfEveryTime) {
     for (std::size_t n = 1; n < shots.size(); ++n)
         ASSERT_GT(shots[n].time, shots[n - 1].time);
 
-    for (const bool inOrder : {true, false}) {
-        std::vector<std::size_t> order = Shuffled(shots.size(), inOrder ? 1 : GetParam().step);
-        if (inOrder)
-            std::sort(order.begin(), order.end());
+    std::vector<std::size_t> forward(shots.size());
+    std::iota(forward.begin(), forward.end(), 0);
+    for (const auto& order : {forward, BackAndForth(shots.size()), Shuffled(shots.size(), GetParam().step)}) {
         for (const std::size_t n : order) {
             const double time =
                 GetParam().steady ? static_cast<double>(n) / rate : static_cast<double>(shots[n].time) / 1e7;

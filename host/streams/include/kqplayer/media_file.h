@@ -37,20 +37,20 @@ struct MediaFacts {
     std::string videoCodec;  ///< "h264 (High)", empty without video
     std::string audioCodec;  ///< "aac (LC)", empty without audio
     std::string pixelFormat; ///< of the source, "yuv420p10le"
-    int width = 0;
-    int height = 0;
-    double frameRate = 0; ///< average, frames per second
-    int frameCount = 0;
-    int sampleRate = 0;
-    int channels = 0;    ///< of the source
-    double duration = 0; ///< seconds
+    int width = 0;           ///< pixels
+    int height = 0;          ///< pixels
+    double frameRate = 0;    ///< average, frames per second
+    int frameCount = 0;      ///< of the video
+    int sampleRate = 0;      ///< Hz
+    int channels = 0;        ///< of the source
+    double duration = 0;     ///< seconds
 };
 
 /// An open file. Copies share nothing: the struct is a plain holder, and Release() gives the streams back.
 struct MediaFile {
     IMediaStream* video = nullptr; ///< one reference, or null
     IMediaStream* audio = nullptr; ///< one reference, or null
-    MediaFacts facts;
+    MediaFacts facts;              ///< what the file holds
 
     /// Gives both streams back; they live on while others hold references.
     void Release();
@@ -80,7 +80,10 @@ struct MediaFile {
 /// A frame that GetCurrentFrame() gave to a thread stays valid until that thread's next GetCurrentFrame(),
 /// NextFrame() or Seek() call on the stream, also when another thread moves the position meanwhile.
 ///
-/// @param error receives one line that names the file and the reason; for a wrong filter graph it names the
+/// @param path    the file, or whatever else FFmpeg opens
+/// @param options how to open it
+/// @param file    receives the streams
+/// @param error   receives one line that names the file and the reason; for a wrong filter graph it names the
 ///              graph instead: `filter "nosuch": No such filter: 'nosuch'`
 /// @return false when the file cannot be opened or has neither a video nor an audio stream to play
 bool OpenMediaFile(const std::string& path, const OpenOptions& options, MediaFile& file, std::string& error);
@@ -102,6 +105,7 @@ bool OpenMediaFile(const std::string& path, const OpenOptions& options, MediaFil
 /// It holds a reference on @p reference, whose position and frames it never touches. Any thread may call it,
 /// as any stream; the same rules hold for how long frames stay valid.
 ///
+/// @param path      the file
 /// @param reference a video stream of OpenMediaFile() or OpenFollower()
 /// @param options   as for OpenMediaFile(); sound is not opened
 /// @param file      receives the follower as its video
