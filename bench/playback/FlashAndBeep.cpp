@@ -3,9 +3,10 @@
 #include "Measured.h"
 #include "RealTimeDevice.h"
 
+#include <kqplayer/media_file.h>
+
 #include <host/kqplay/Player.h>
 #include <host/kqplay/ViewLibrary.h>
-#include <kqplayer/media_file.h>
 
 #include <atomic>
 #include <stdexcept>

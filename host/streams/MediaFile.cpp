@@ -1,5 +1,3 @@
-#include <kqplayer/media_file.h>
-
 #include "AudioSource.h"
 #include "Demuxer.h"
 #include "FileLog.h"
@@ -9,6 +7,8 @@
 #include "QueuedStream.h"
 #include "StreamDecoder.h"
 #include "VideoSource.h"
+
+#include <kqplayer/media_file.h>
 
 extern "C" {
 #include <libavutil/display.h>

@@ -122,8 +122,9 @@ public:
 
     /// Gives the present reference back and adds one on what @p other holds.
     ComPtr& operator=(const ComPtr& other) {
-        ComPtr copy(other);
-        std::swap(m_p, copy.m_p);
+        if (this != &other) {
+            *this = Share(other.m_p);
+        }
         return *this;
     }
     /// Exchanges the two: the reference that was held here is given back when @p other goes.
