@@ -21,9 +21,13 @@ using kq::image::test::Trial;
 using kq::image::test::UseTarget;
 using Samples = std::vector<short>;
 
-/// Guarded samples to read.
+/// Guarded samples to read, in some trials the extremes only.
 short* Source(Trial& trial, std::int32_t samples) {
-    return reinterpret_cast<short*>(trial.Source(samples * 2, 1).data);
+    auto* source = reinterpret_cast<short*>(trial.Source(samples * 2, 1).data);
+    if (trial.Between(0, 3) == 0)
+        std::generate(source, source + samples,
+                      [&] { return static_cast<short>(trial.Flag() ? 32767 : -32768); });
+    return source;
 }
 short* Destination(Trial& trial, std::int32_t samples) {
     return reinterpret_cast<short*>(trial.Destination(samples * 2, 1).data);
