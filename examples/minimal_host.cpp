@@ -44,7 +44,8 @@ int Play(const char* path, void* parent) {
     const auto video = kq::ComPtr<IMediaStream>::Adopt(file.video);
     const auto audio = kq::ComPtr<IMediaStream>::Adopt(file.audio);
 
-    // A player, and its views.
+    // A player, and its views. What the callback uses outlives the player, whose last reference waits for it.
+    Run run;
     kq::ComPtr<IMediaPlayer> player;
     if (const std::int32_t result = kq::CreatePlayer(player); result != kq::Ok)
         return Fail("no player", kq::ResultText(result));
@@ -62,14 +63,11 @@ int Play(const char* path, void* parent) {
     if (audio)
         player.As<IAudioInput>()->SetAudioInput(audio.Get());
 
-    Run run;
     player->SetCallBack(OnNotify, &run);
     player->SetPlayTime(0, 0); // from the start to the end
     if (const std::int32_t result = player->Play(); result != kq::Ok)
         return Fail(path, kq::ResultText(result));
     run.ended.get_future().wait();
-    player->Stop(); // the playback thread has finished when this returns
-
     std::printf("played %.2f seconds\n", run.position);
     return 0;
 }

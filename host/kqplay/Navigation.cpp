@@ -43,7 +43,7 @@ void Navigation::SeekTo(double seconds) {
     m_takenSince = MonotonicMicroseconds();
     m_player.Seek(seconds);
     if (!m_monitor.IsRunning()) { // moved at once, and nobody tells the position
-        m_monitor.SetPosition(seconds);
+        m_monitor.SetPosition(m_frame > 0 ? FrameTime() : seconds);
         Forget();
     }
 }
@@ -56,7 +56,8 @@ void Navigation::SeekToEnd() {
 }
 
 void Navigation::StepForward() {
-    Forget();
+    if (IsUnderWay())
+        return SeekTo(*m_target + (m_frame > 0 ? m_frame : usualFrame));
     m_player.Forward();
 }
 
@@ -102,7 +103,7 @@ bool Navigation::IsUnderWay() {
     return m_target.has_value();
 }
 
-/// @return time of the frame on show, while paused
+/// @return time of the frame on show, while paused or without a run
 double Navigation::FrameTime() const {
     return m_frame > 0 ? m_video->GetFramePosition() * m_frame - m_begin : m_monitor.Position();
 }

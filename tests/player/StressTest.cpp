@@ -197,7 +197,8 @@ void MakeAStorm(bool bVideo, bool bAudio) {
             [&] { host->Seek(time(), 1); },
         };
         for (int i = 0; i < kCalls; ++i) {
-            (random() % 4 == 0 ? once : often)[random() % 6]();
+            const auto& actions = random() % 4 == 0 ? once : often;
+            actions[random() % 6]();
         }
     };
     std::vector<std::thread> threads;
