@@ -125,6 +125,8 @@ TEST(Stress, ViewsAndStreamsComeAndGoWhileThePlayerRuns) {
     PlayerHost host;
     host.AddView(1, &reference);
     host->Play();
+    // A run that starts while there are two views looks for source mode 0.
+    ASSERT_TRUE(WaitUntil([&] { return !host.GetPositions().empty(); }));
     const auto deadline = Clock::now() + StressTime() / 2;
     std::vector<std::thread> threads;
     for (unsigned int nSeed = 0; nSeed < 3; ++nSeed) {

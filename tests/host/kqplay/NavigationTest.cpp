@@ -123,6 +123,7 @@ TEST_F(Navigating, TwoViewsStepAndSeekTogether) {
     kqplay.Press(",,,", "paused  0:59.84");
     kqplay.Press(left, "paused  0:54.84");
     kqplay.Press("..", "paused  0:54.92");
+    kqplay.Arrive();
     const Trace trace = kqplay.Quit();
     EXPECT_EQ(FramesOf(trace).back(), 1373);
     EXPECT_EQ(trace.Pictures(0), trace.Pictures(1));

@@ -93,8 +93,9 @@ private:
 };
 
 ComPtr<IMediaStream> Play(Studio& studio, std::size_t queueBytes = 1'000'000,
-                  const StreamFormat& format = VIDEO_STREAM_INFO{}) {
-    return ComPtr<IMediaStream>::Adopt(new QueuedStream(std::make_unique<FakeSource>(studio), format, queueBytes));
+                          const StreamFormat& format = VIDEO_STREAM_INFO{}) {
+    return ComPtr<IMediaStream>::Adopt(
+        new QueuedStream(std::make_unique<FakeSource>(studio), format, queueBytes));
 }
 
 TEST(FrameQueue, IsBoundedInBytesAndFrames) {
