@@ -41,7 +41,8 @@ ComponentHost::~ComponentHost() {
 }
 
 void ComponentHost::AddView(int sourceMode, IMediaStream& video) {
-    const auto view = ComPtr<IPlayerView>::Adopt(m_views->CreatePlayView(kq::OffScreenParent(), tagRECT{0, 0, 64, 36}));
+    const auto view =
+        ComPtr<IPlayerView>::Adopt(m_views->CreatePlayView(kq::OffScreenParent(), tagRECT{0, 0, 64, 36}));
     ++g_viewsMade;
     view->SetVideoInput(sourceMode, &video);
 }

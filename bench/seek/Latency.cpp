@@ -2,8 +2,9 @@
 #include "ComponentHost.h"
 #include "Seek.h"
 
-#include <bench/playback/Measured.h>
 #include <kqplayer/media_file.h>
+
+#include <bench/playback/Measured.h>
 
 #include <cmath>
 #include <functional>

@@ -3,9 +3,10 @@
 #include "ComponentHost.h"
 #include "Seek.h"
 
+#include <kqplayer/media_file.h>
+
 #include <bench/playback/Measured.h>
 #include <bench/playback/RealTimeDevice.h>
-#include <kqplayer/media_file.h>
 
 #include <algorithm>
 #include <cmath>
