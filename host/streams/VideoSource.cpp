@@ -35,11 +35,16 @@ MEDIA_FRAME RecordOf(const AVFrame& picture, Ticks time) {
 /// A seek decodes every frame from so long before its target on.
 constexpr Ticks LeastDecoded = TicksPerSecond / 4;
 
-/// Somebody who goes back by less than this is likely to go back further, frame by frame: some of the frames
-/// that the way leads over anyway are kept.
+/// Somebody who goes back by less than this is likely to go back further, frame by frame: the last frames
+/// that the way leads over are kept.
 constexpr Ticks Nearby = 3 * TicksPerSecond;
-constexpr std::size_t MostKept = 24;
-constexpr std::size_t MostKeptBytes = 64 << 20;
+
+/// @return so many of them, given one
+std::size_t MostKept(const AVFrame& picture) {
+    constexpr std::size_t frames = 24;
+    constexpr std::size_t bytes = 64 << 20;
+    return std::min(frames, bytes / std::max<std::size_t>(BytesOf(picture), 1));
+}
 
 } // namespace
 
@@ -112,10 +117,9 @@ Landing VideoSource::SeekBack(Ticks time) {
     Landing landing{true, SeekExact(time, time - 2 * LeastDecoded, &passed)};
     if (!landing.frame || landing.frame->time < time - 2 * LeastDecoded)
         return {true, SeekExact(time, 0)};
-    std::size_t bytes = 0;
     for (auto decoded = passed.rbegin(); decoded != passed.rend(); ++decoded) {
         auto frame = Convert(std::move(*decoded));
-        if (!frame || (bytes += frame->bytes) > MostKeptBytes)
+        if (!frame)
             break;
         landing.before.insert(landing.before.begin(), std::move(frame));
     }
@@ -152,7 +156,7 @@ FramePtr VideoSource::GoForward(Ticks time, Decoded shown, std::deque<Decoded>* 
             }
             if (passed != nullptr && shown.data) {
                 passed->push_back(std::move(shown));
-                if (passed->size() > MostKept)
+                if (passed->size() > MostKept(*passed->back().data))
                     passed->pop_front();
             }
             shown = std::move(next);
