@@ -209,7 +209,7 @@ void StreamDecoder::ReportDamage() {
                   m_codec->codec_type == AVMEDIA_TYPE_VIDEO ? "video" : "audio", m_damaged,
                   ToSeconds(std::max<Ticks>(m_lastTime, 0)));
     m_damaged = 0;
-    Log()->Notice(text);
+    StreamDecoder::Log()->Notice(text);
 }
 
 bool StreamDecoder::SeekAtOrBefore(Ticks time, Decoded& first, bool& nearest) {

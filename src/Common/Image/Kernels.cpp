@@ -5,7 +5,8 @@
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
-#if HWY_TARGET != HWY_SCALAR
+// Better targets have lower numbers; without SSE4 the plain routines serve.
+#if HWY_TARGET <= HWY_SSE4
 #include "Packed-inl.h"
 #include "RgbToYuv-inl.h"
 #include "YuvToRgb-inl.h"
@@ -15,7 +16,7 @@ HWY_BEFORE_NAMESPACE();
 namespace kq::image::HWY_NAMESPACE {
 
 const Kernels* TargetKernels() {
-#if HWY_TARGET == HWY_SCALAR
+#if HWY_TARGET > HWY_SSE4
     return nullptr;
 #else
     static constexpr Kernels kernels = {

@@ -79,7 +79,7 @@ private:
         const V8Lane first = hn::ShiftLeftBytes<4>(d8Lane, hn::LoadU(d8Lane, p));
         return WithFirstLane(first, p);
     }
-    static HWY_INLINE V8 WithFirstLane(V8Lane first, const std::uint8_t* p) {
+    static HWY_INLINE V8 WithFirstLane(V8Lane first, [[maybe_unused]] const std::uint8_t* p) {
 #if HWY_TARGET <= HWY_AVX3
         const hn::Full256<std::uint8_t> half;
         return hn::Combine(d8, hn::Combine(half, hn::LoadU(d8Lane, p + 32), hn::LoadU(d8Lane, p + 20)),
