@@ -52,7 +52,7 @@ void MeasureFlashAndBeep() {
     kqplay::ViewLibrary views;
     {
         kqplay::Player player;
-        if (!player.Create(watch, error) || !player.CreateView(kqplay::Player::OffScreen(), 320, 180) ||
+        if (!player.Create(watch, error) || !player.CreateView(kq::OffScreenParent(), 320, 180) ||
             !player.SetVideo(file.video, nullptr))
             throw std::runtime_error(error.empty() ? views.WhyNoView() : error);
         player.SetAudio(file.audio);

@@ -73,8 +73,8 @@ public:
         m_host.LoadAndWait();
         rows.push_back(Seeks("exact seek, paused", 1, count));
         rows.push_back(Seeks("key-frame seek, paused", 0, count));
-        rows.push_back(StepsForward(count));
-        rows.push_back(StepsBack(count));
+        rows.push_back(Steps("one frame forward", 1, count, [this](int) { m_host->SyncForward(); }));
+        rows.push_back(Steps("one frame back", -1, count, [this](int n) { m_host->SyncSeek(n / rate, 1); }));
         m_host->Resume();
         rows.push_back(Seeks("exact seek, playing", 1, count));
         rows.push_back(Seeks("key-frame seek, playing", 0, count));
@@ -92,29 +92,17 @@ private:
         return row;
     }
 
-    Row StepsForward(int count) {
-        Row row{m_name, "one frame forward", {}, 0};
+    /// @param by 1 or -1, which step() goes, given the frame that is to come
+    Row Steps(const std::string& what, int by, int count, const std::function<void(int)>& step) {
+        Row row{m_name, what, {}, 0};
         int n = 0;
         for (int i = 0; i < count; ++i) {
             if (i % 10 == 0) {
                 n = RandomFrame();
                 m_host->SyncSeek(n / rate, 1);
             }
-            Time(row, ++n, [&] { m_host->SyncForward(); });
-        }
-        return row;
-    }
-
-    Row StepsBack(int count) {
-        Row row{m_name, "one frame back", {}, 0};
-        int n = 0;
-        for (int i = 0; i < count; ++i) {
-            if (i % 10 == 0) {
-                n = RandomFrame();
-                m_host->SyncSeek(n / rate, 1);
-            }
-            --n;
-            Time(row, n, [&] { m_host->SyncSeek(n / rate, 1); });
+            n += by;
+            Time(row, n, [&] { step(n); });
         }
         return row;
     }

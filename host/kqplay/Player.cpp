@@ -75,10 +75,6 @@ bool Player::Play() {
     return m_player->Play() == kq::Ok;
 }
 
-void* Player::OffScreen() {
-    return kq::OffScreenParent();
-}
-
 long Player::OnNotify(void* userData, unsigned int message, unsigned int what, unsigned int argument) {
     auto* listener = static_cast<PlayerListener*>(userData);
     if (message != PLAYER_NOTIFY)

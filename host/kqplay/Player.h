@@ -34,7 +34,7 @@ public:
     /// Ends the run and gives everything back, the player too.
     void Close();
     /// Makes one more view.
-    /// @param parent X11 window, or OffScreen()
+    /// @param parent X11 window, or kq::OffScreenParent()
     /// @return false when the view library makes no view
     bool CreateView(void* parent, int width, int height);
     /// Gives every view its stream; to be called when all of them are there.
@@ -70,9 +70,6 @@ public:
     double MovieLength() const { return m_player->GetMovieLength(); }
     /// @return the windows that show the views; null for one that is off-screen
     std::vector<void*> ViewWindows() const;
-
-    /// Parent of a view that has no window.
-    static void* OffScreen();
 
 private:
     static constexpr int exactSeek = 1;

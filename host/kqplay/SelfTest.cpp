@@ -209,7 +209,7 @@ bool SetUp(Player& player, Watcher& watcher, ViewLibrary& views, bool inWindow, 
            std::string& error) {
     if (!player.Create(watcher, error))
         return false;
-    if (!player.CreateView(inWindow ? nullptr : Player::OffScreen(), width, height)) {
+    if (!player.CreateView(inWindow ? nullptr : kq::OffScreenParent(), width, height)) {
         error = "no view can be made: " + views.WhyNoView();
         return false;
     }

@@ -250,7 +250,7 @@ int Session::ViewCount() const {
 /// @return the parent for the views, each of which would like to have this size
 void* Session::OpenWindow(int width, int height) {
     if (m_options.headless)
-        return Player::OffScreen();
+        return kq::OffScreenParent();
     std::string name = std::filesystem::path(m_options.file).filename().string();
     if (!m_options.compare.empty())
         name += " | " + std::filesystem::path(m_options.compare).filename().string();
@@ -260,7 +260,7 @@ void* Session::OpenWindow(int width, int height) {
     m_window = VideoWindow::Open(name + " - kqplay", width, height, ViewCount(), error);
     if (!m_window) {
         Notice("no window (" + error + "): playing off-screen");
-        return Player::OffScreen();
+        return kq::OffScreenParent();
     }
     return m_window->Handle();
 }

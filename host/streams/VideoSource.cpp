@@ -103,27 +103,29 @@ Landing VideoSource::Seek(Ticks time, bool exact) {
         return {};
     if (!exact)
         return SeekKey(time);
-    if (m_last && m_last->time > time && m_last->time < time + Nearby)
-        return SeekBack(time);
-    auto frame = SeekExact(time, time - LeastDecoded);
+    std::deque<Decoded> passed;
+    const bool back = m_last && m_last->time > time && m_last->time < time + Nearby;
+    const Ticks from = time - (back ? 2 * LeastDecoded : LeastDecoded);
+    auto frame = SeekExact(time, from, back ? &passed : nullptr);
     // A frame that stays on show for long may have been left out.
-    if (frame && frame->time < time - LeastDecoded)
+    if (frame && frame->time < from) {
+        passed.clear();
         frame = SeekExact(time, 0);
-    return {true, std::move(frame)};
+    }
+    return {true, std::move(frame), ConvertAll(std::move(passed))};
 }
 
-Landing VideoSource::SeekBack(Ticks time) {
-    std::deque<Decoded> passed;
-    Landing landing{true, SeekExact(time, time - 2 * LeastDecoded, &passed)};
-    if (!landing.frame || landing.frame->time < time - 2 * LeastDecoded)
-        return {true, SeekExact(time, 0)};
-    for (auto decoded = passed.rbegin(); decoded != passed.rend(); ++decoded) {
-        auto frame = Convert(std::move(*decoded));
+/// @return the last ones, up to one that cannot be converted
+std::vector<FramePtr> VideoSource::ConvertAll(std::deque<Decoded> decoded) {
+    std::vector<FramePtr> frames;
+    for (; !decoded.empty(); decoded.pop_back()) {
+        auto frame = Convert(std::move(decoded.back()));
         if (!frame)
             break;
-        landing.before.insert(landing.before.begin(), std::move(frame));
+        frames.push_back(std::move(frame));
     }
-    return landing;
+    std::reverse(frames.begin(), frames.end());
+    return frames;
 }
 
 /// @param leaveOut frames that begin before are not decoded if no others depend on them

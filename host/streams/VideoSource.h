@@ -9,6 +9,7 @@
 #include <deque>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace kq::streams {
 
@@ -30,7 +31,7 @@ private:
     bool NextDecoded(Decoded& frame);
     FramePtr Convert(Decoded frame);
     FramePtr GoForward(Ticks time, Decoded shown, std::deque<Decoded>* passed = nullptr);
-    Landing SeekBack(Ticks time);
+    std::vector<FramePtr> ConvertAll(std::deque<Decoded> decoded);
     FramePtr SeekExact(Ticks time, Ticks leaveOut, std::deque<Decoded>* passed = nullptr);
     Landing SeekKey(Ticks time);
     double PositionOf(Ticks time) const;

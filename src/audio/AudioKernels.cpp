@@ -241,8 +241,10 @@ HWY_INLINE hn::Vec<D> LoadFrames(D d, const short* frames, const std::int32_t* p
     }
 }
 
-template <int kChannels>
-int ResampleVectors(const Resampling& job, int frames, short* out) {
+/// Calls make(first frame, their positions stored, their fractions) for kDoubles output frames at a time.
+/// @return the frames made
+template <class Make>
+HWY_INLINE int ForVectorsOfFrames(const Resampling& job, int frames, Make make) {
     const VDouble inSamples = hn::Set(dDouble, job.inSamples);
     const VDouble outSamples = hn::Set(dDouble, job.outSamples);
     VDouble number = hn::Iota(dDouble, 1.0);
@@ -251,22 +253,29 @@ int ResampleVectors(const Resampling& job, int frames, short* out) {
         const Positions at = PositionsFrom(number, inSamples, outSamples);
         alignas(64) std::int32_t positions[kDoubles];
         hn::Store(at.first, d32Half, positions);
+        make(j, positions, at.fraction);
+    }
+    return j;
+}
+
+template <int kChannels>
+int ResampleVectors(const Resampling& job, int frames, short* out) {
+    return ForVectorsOfFrames(job, frames, [&](int j, const std::int32_t* positions, VDouble fraction) {
         if constexpr (kChannels == 1) {
             const V32Half both = LoadFrames<1>(d32Half, job.frames, positions);
-            const V32Half value = Interpolate(LowHalves(both), HighHalves(both), at.fraction);
+            const V32Half value = Interpolate(LowHalves(both), HighHalves(both), fraction);
             const hn::Rebind<std::int16_t, decltype(d32Half)> narrow;
             hn::StoreU(hn::DemoteTo(narrow, value), narrow, out + j);
         } else {
             const V32 both = LoadFrames<2>(d32, job.frames, positions);
             const V32Half a = hn::LowerHalf(d32Half, hn::ConcatEven(d32, both, both));
             const V32Half b = hn::LowerHalf(d32Half, hn::ConcatOdd(d32, both, both));
-            const V32Half left = Interpolate(LowHalves(a), LowHalves(b), at.fraction);
-            const V32Half right = Interpolate(HighHalves(a), HighHalves(b), at.fraction);
+            const V32Half left = Interpolate(LowHalves(a), LowHalves(b), fraction);
+            const V32Half right = Interpolate(HighHalves(a), HighHalves(b), fraction);
             const V32Half pairs = hn::Or(hn::And(left, hn::Set(d32Half, 0xFFFF)), hn::ShiftLeft<16>(right));
             hn::StoreU(pairs, d32Half, reinterpret_cast<std::int32_t*>(out + 2 * j));
         }
-    }
-    return j;
+    });
 }
 
 /// A frame between two neighbours, a vector of samples at a time; the last group overlaps the one before it.
@@ -291,22 +300,14 @@ int ResampleManyChannels(const Resampling& job, int frames, short* out) {
     const hn::CappedTag<double, 4> dGroup;
     if (job.channels < static_cast<int>(hn::MaxLanes(dGroup)))
         return 0;
-    const VDouble inSamples = hn::Set(dDouble, job.inSamples);
-    const VDouble outSamples = hn::Set(dDouble, job.outSamples);
-    VDouble number = hn::Iota(dDouble, 1.0);
-    int j = 0;
-    for (; j + kDoubles <= frames; j += kDoubles, number = hn::Add(number, hn::Set(dDouble, kDoubles))) {
-        const Positions at = PositionsFrom(number, inSamples, outSamples);
-        alignas(64) std::int32_t positions[kDoubles];
+    return ForVectorsOfFrames(job, frames, [&](int j, const std::int32_t* positions, VDouble fraction) {
         alignas(64) double fractions[kDoubles];
-        hn::Store(at.first, d32Half, positions);
-        hn::Store(at.fraction, dDouble, fractions);
+        hn::Store(fraction, dDouble, fractions);
         for (int i = 0; i < kDoubles; ++i)
             InterpolateFrame(dGroup, job.frames + static_cast<std::ptrdiff_t>(positions[i]) * job.channels,
                              job.channels, fractions[i],
                              out + static_cast<std::ptrdiff_t>(j + i) * job.channels);
-    }
-    return j;
+    });
 }
 
 void Resample(const Resampling& job, short* out) {
