@@ -8,6 +8,7 @@
 #endif
 
 #include "Kernels.h"
+#include "Repeated.h"
 
 #include <hwy/cache_control.h>
 #include <hwy/highway.h>
@@ -39,6 +40,9 @@ constexpr std::size_t kBlock = HWY_MAX_BYTES;
 constexpr std::size_t kHalfBlock = kBlock / 2;
 constexpr std::size_t kLanes = kBlock / 16;
 
+/// Whether a vector has two of them.
+#define KQ_TWO_LANES (HWY_TARGET <= HWY_AVX2 && HWY_TARGET > HWY_AVX3)
+
 #if HWY_TARGET <= HWY_AVX3
 #define KQ_X86(name) _mm512_##name
 #elif HWY_TARGET <= HWY_AVX2
@@ -47,14 +51,23 @@ constexpr std::size_t kLanes = kBlock / 16;
 #define KQ_X86(name) _mm_##name
 #endif
 
-HWY_INLINE V16 Set16(int value) {
-    return hn::Set(d16, static_cast<std::int16_t>(value));
+/// A constant out of memory, and the same as bytes, as 16-bit and as 32-bit values.
+template <std::uint32_t kPattern>
+HWY_INLINE V8 Pattern() {
+    return hn::Load(d8, reinterpret_cast<const std::uint8_t*>(Repeated<kPattern>::parts));
 }
-
-/// Two 16-bit constants, the first at the even positions.
-HWY_INLINE V16 SetPair(int even, int odd) {
-    return hn::BitCast(d16, hn::Set(d32, static_cast<std::int32_t>((static_cast<std::uint32_t>(odd) << 16) |
-                                                                   (even & 0xFFFF))));
+template <int kValue>
+HWY_INLINE V8 Bytes() {
+    return Pattern<(kValue & 0xFFu) * 0x01010101u>();
+}
+/// The first value at the even positions.
+template <int kEven, int kOdd = kEven>
+HWY_INLINE V16 Words() {
+    return hn::BitCast(d16, Pattern<(kEven & 0xFFFFu) | (kOdd & 0xFFFFu) << 16>());
+}
+template <int kValue>
+HWY_INLINE V32 DoubleWords() {
+    return hn::BitCast(d32, Pattern<static_cast<std::uint32_t>(kValue)>());
 }
 
 /// Packs two vectors of 16-bit values into bytes with saturation, each lane for itself.
@@ -144,6 +157,32 @@ HWY_INLINE V8 LoadLanes(const std::uint8_t* p) {
 #endif
 }
 
+/// Two vectors, each lane for itself.
+struct LanePairs {
+    V8 even, odd;
+};
+
+/// Loads two vectors' bytes: the first, third and so on of their 16-byte parts into one vector, the others
+/// into another.
+HWY_INLINE LanePairs LoadAlternating(const std::uint8_t* p) {
+#if KQ_TWO_LANES
+    // Blends are cheaper than moves from lane to lane.
+    const V8 first = hn::LoadU(d8, p), middle = hn::LoadU(d8, p + 16), last = hn::LoadU(d8, p + 32);
+    return {hn::ConcatUpperLower(d8, middle, first), hn::ConcatUpperLower(d8, last, middle)};
+#else
+    return {LoadLanes<32>(p), LoadLanes<32>(p + 16)};
+#endif
+}
+
+/// Where the bytes of a vector come from in their lanes; 0x80 stands for 0.
+struct ByteIndex {
+    alignas(64) std::uint8_t bytes[kBlock];
+};
+
+HWY_INLINE V8 PickBytes(V8 source, const ByteIndex& index) {
+    return hn::TableLookupBytes(source, hn::Load(d8, index.bytes));
+}
+
 /// Has the value ready at this point of the program. Compilers tend to compute everything that a block needs
 /// side by side, run out of registers, and pass half of it through memory.
 template <class V>
@@ -168,6 +207,18 @@ HWY_INLINE void StoreVector(V8 v, std::uint8_t* out) {
     else
         hn::StoreU(v, d8, out);
 }
+
+#if KQ_TWO_LANES
+/// Interleaves the two lanes' parts; the first half of them goes to low, the second to high.
+template <class Part>
+HWY_INLINE void StoreInterleavedHalves(V8 v, std::uint8_t* low, std::uint8_t* high) {
+    const hn::Full128<Part> parts;
+    const auto even = hn::BitCast(parts, hn::LowerHalf(d8Half, v));
+    const auto odd = hn::BitCast(parts, hn::UpperHalf(d8Half, v));
+    hn::StoreU(hn::BitCast(d8Half, hn::InterleaveLower(parts, even, odd)), d8Half, low);
+    hn::StoreU(hn::BitCast(d8Half, hn::InterleaveUpper(parts, even, odd)), d8Half, high);
+}
+#endif
 
 /// Calls convert with whether a picture of this many bytes per row and rows is to bypass the caches.
 template <class Convert>

@@ -45,10 +45,10 @@ template <bool kYuy2, bool kStream>
 HWY_INLINE void PackBlock(const std::uint8_t* y, const std::uint8_t* u, const std::uint8_t* v,
                           std::uint8_t* out) {
     const V8 us = hn::LoadU(d8, u), vs = hn::LoadU(d8, v);
-    const V8 yLow = LoadLanes<32>(y), uvLow = hn::InterleaveLower(d8, us, vs);
-    const V8 yHigh = LoadLanes<32>(y + 16), uvHigh = hn::InterleaveUpper(d8, us, vs);
-    const V8 low[2] = {kYuy2 ? yLow : uvLow, kYuy2 ? uvLow : yLow};
-    const V8 high[2] = {kYuy2 ? yHigh : uvHigh, kYuy2 ? uvHigh : yHigh};
+    const LanePairs ys = LoadAlternating(y);
+    const V8 uvLow = hn::InterleaveLower(d8, us, vs), uvHigh = hn::InterleaveUpper(d8, us, vs);
+    const V8 low[2] = {kYuy2 ? ys.even : uvLow, kYuy2 ? uvLow : ys.even};
+    const V8 high[2] = {kYuy2 ? ys.odd : uvHigh, kYuy2 ? uvHigh : ys.odd};
     StoreLaneByLane<kStream>(hn::InterleaveLower(d8, low[0], low[1]), hn::InterleaveUpper(d8, low[0], low[1]),
                              hn::InterleaveLower(d8, high[0], high[1]),
                              hn::InterleaveUpper(d8, high[0], high[1]), out);
@@ -103,7 +103,8 @@ void PlanarToPackedPicture(const PlanarToPacked& job) {
 template <bool kOdd>
 HWY_INLINE V16 EveryOtherByte(V8 bytes) {
     const auto words = hn::BitCast(du16, bytes);
-    return hn::BitCast(d16, kOdd ? hn::ShiftRight<8>(words) : hn::And(words, hn::Set(du16, 255)));
+    return hn::BitCast(d16,
+                       kOdd ? hn::ShiftRight<8>(words) : hn::And(words, hn::BitCast(du16, Words<255>())));
 }
 
 /// The truncated mean of the bytes at even (or odd) positions.
@@ -116,9 +117,14 @@ HWY_INLINE V16 MeanOfEveryOtherByte(V8 a, V8 b) {
 HWY_INLINE void StoreSplitChroma(V8 chroma, std::uint8_t* u, std::uint8_t* v) {
     alignas(16) static constexpr std::uint8_t kIndex[16] = {0, 2, 4, 6, 8, 10, 12, 14,
                                                             1, 3, 5, 7, 9, 11, 13, 15};
-    const V8 split = Gather<2>(hn::TableLookupBytes(chroma, EveryLane(kIndex)));
-    hn::StoreU(hn::LowerHalf(d8Half, split), d8Half, u);
-    hn::StoreU(hn::UpperHalf(d8Half, split), d8Half, v);
+    const V8 split = hn::TableLookupBytes(chroma, EveryLane(kIndex));
+#if KQ_TWO_LANES
+    StoreInterleavedHalves<std::uint64_t>(split, u, v);
+#else
+    const V8 ordered = Gather<2>(split);
+    hn::StoreU(hn::LowerHalf(d8Half, ordered), d8Half, u);
+    hn::StoreU(hn::UpperHalf(d8Half, ordered), d8Half, v);
+#endif
 }
 
 template <bool kYuy2, bool kStream>
@@ -127,13 +133,15 @@ void PackedRowPairToPlanar(const std::uint8_t* upper, const std::uint8_t* lower,
     constexpr int luma = kYuy2 ? 0 : 1;
     std::size_t k = 0;
     for (; k + kHalfBlock <= macropixels; k += kHalfBlock) {
-        const V8 a0 = LoadLanes<32>(upper + 4 * k), a1 = LoadLanes<32>(upper + 4 * k + 16);
-        const V8 b0 = LoadLanes<32>(lower + 4 * k), b1 = LoadLanes<32>(lower + 4 * k + 16);
-        StoreVector<kStream>(PackSaturated(EveryOtherByte<luma>(a0), EveryOtherByte<luma>(a1)), y0 + 2 * k);
-        StoreVector<kStream>(PackSaturated(EveryOtherByte<luma>(b0), EveryOtherByte<luma>(b1)), y1 + 2 * k);
-        StoreSplitChroma(
-            PackSaturated(MeanOfEveryOtherByte<!luma>(a0, b0), MeanOfEveryOtherByte<!luma>(a1, b1)), u + k,
-            v + k);
+        const LanePairs a = LoadAlternating(upper + 4 * k);
+        const LanePairs b = LoadAlternating(lower + 4 * k);
+        StoreVector<kStream>(PackSaturated(EveryOtherByte<luma>(a.even), EveryOtherByte<luma>(a.odd)),
+                             y0 + 2 * k);
+        StoreVector<kStream>(PackSaturated(EveryOtherByte<luma>(b.even), EveryOtherByte<luma>(b.odd)),
+                             y1 + 2 * k);
+        StoreSplitChroma(PackSaturated(MeanOfEveryOtherByte<!luma>(a.even, b.even),
+                                       MeanOfEveryOtherByte<!luma>(a.odd, b.odd)),
+                         u + k, v + k);
     }
     for (; k < macropixels; ++k) {
         const std::uint8_t* a = upper + 4 * k;

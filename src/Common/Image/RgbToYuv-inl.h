@@ -31,18 +31,24 @@ struct Pixels {
 template <int kB, int kR0, int kG, int kR1>
 HWY_INLINE V16 NeighbourSums(V8 brgr) {
     constexpr auto byte = [](int weight) { return static_cast<std::uint32_t>(weight & 0xFF); };
-    return MulAddBytePairs(
-        brgr, hn::BitCast(d8, hn::Set(du32, byte(kB) | byte(kR0) << 8 | byte(kG) << 16 | byte(kR1) << 24)));
+    return MulAddBytePairs(brgr, Pattern<byte(kB) | byte(kR0) << 8 | byte(kG) << 16 | byte(kR1) << 24>());
 }
 
-/// Takes pixels whose B, G and R lie at given bytes, kStep bytes apart, kFirst bytes into each lane.
-template <int kFirst, int kStep, int kB, int kG, int kR>
-HWY_INLINE Pixels MakePixels(V8 source) {
-    constexpr std::uint8_t at[4] = {kFirst, kFirst + kStep, kFirst + 2 * kStep, kFirst + 3 * kStep};
-    alignas(16) static constexpr std::uint8_t kIndex[16] = {
-        at[0] + kB, at[0] + kR, at[0] + kG, at[0] + kR, at[1] + kB, at[1] + kR, at[1] + kG, at[1] + kR,
-        at[2] + kB, at[2] + kR, at[2] + kG, at[2] + kR, at[3] + kB, at[3] + kR, at[3] + kG, at[3] + kR};
-    const V8 brgr = hn::TableLookupBytes(source, EveryLane(kIndex));
+/// @param first, others where the pixels of the first lane and of all others begin in their lanes
+/// @param step          bytes from one pixel to the next
+/// @param b, g, r       where a pixel has its channels
+constexpr ByteIndex IndexPixels(int first, int others, int step, int b, int g, int r) {
+    ByteIndex index{};
+    for (std::size_t i = 0; i < kBlock; ++i) {
+        const int pixel = (i < 16 ? first : others) + static_cast<int>(i % 16 / 4) * step;
+        const int channels[4] = {b, r, g, r};
+        index.bytes[i] = static_cast<std::uint8_t>(pixel + channels[i % 4]);
+    }
+    return index;
+}
+
+HWY_INLINE Pixels MakePixels(V8 source, const ByteIndex& index) {
+    const V8 brgr = PickBytes(source, index);
     return {brgr, NeighbourSums<1, -1, 1, -1>(brgr)};
 }
 
@@ -54,40 +60,42 @@ struct Source32 {
     /// Quarter i of the block: in lane l the pixels from 4 (i kLanes + l) on.
     template <int i>
     static HWY_INLINE Pixels Load(const std::uint8_t* p) {
-        return MakePixels<0, 4, kB, kG, kR>(hn::LoadU(d8, p + i * kBlock));
+        static constexpr ByteIndex kIndex = IndexPixels(0, 0, 4, kB, kG, kR);
+        return MakePixels(hn::LoadU(d8, p + i * kBlock), kIndex);
     }
 };
 using SourceBgra = Source32<0, 1, 2>;
 using SourceXrgb = Source32<3, 2, 1>;
 
-/// Three-byte pixels B, G, R. All lanes but the block's first are loaded from 4 bytes before their pixels, so
-/// that nothing beyond the block is read.
+/// Three-byte pixels B, G, R. A lane is loaded from its pixels on, or from 4 bytes before them, so that
+/// nothing beyond the block is read.
 struct SourceBgr {
     static constexpr std::size_t kPixelBytes = 3;
 
     template <int i>
     static HWY_INLINE Pixels Load(const std::uint8_t* p) {
-        if constexpr (i != 0)
-            return MakePixels<4, 3, 0, 1, 2>(LoadLanes<12>(p + i * 12 * kLanes - 4));
+        static constexpr ByteIndex kIndex =
+            IndexPixels(i == 0 ? 0 : 4, IsOneLoad(i) ? 0 : 4, kPixelBytes, 0, 1, 2);
+        const std::uint8_t* from = p + i * 12 * kLanes;
+        if constexpr (i == 0)
+            return MakePixels(LoadFirst(p), kIndex);
+        else if constexpr (IsOneLoad(i))
+            return MakePixels(hn::LoadU(d8, from - 4), kIndex);
         else
-            return MakePixels<4, 3, 0, 1, 2>(LoadFirst(p));
+            return MakePixels(LoadLanes<12>(from - 4), kIndex);
     }
 
 private:
+    /// Whether the bytes around a quarter belong to the block, and two lanes meet between its pixels.
+    static constexpr bool IsOneLoad(int i) { return kLanes == 2 && (i == 1 || i == 2); }
+
     static HWY_INLINE V8 LoadFirst(const std::uint8_t* p) {
-        // The first lane's bytes move up by the 4 that the others start early.
-        const V8Lane first = hn::ShiftLeftBytes<4>(d8Lane, hn::LoadU(d8Lane, p));
-        return WithFirstLane(first, p);
-    }
-    static HWY_INLINE V8 WithFirstLane(V8Lane first, [[maybe_unused]] const std::uint8_t* p) {
 #if HWY_TARGET <= HWY_AVX3
         const hn::Full256<std::uint8_t> half;
         return hn::Combine(d8, hn::Combine(half, hn::LoadU(d8Lane, p + 32), hn::LoadU(d8Lane, p + 20)),
-                           hn::Combine(half, hn::LoadU(d8Lane, p + 8), first));
-#elif HWY_TARGET <= HWY_AVX2
-        return hn::Combine(d8, hn::LoadU(d8Lane, p + 8), first);
+                           hn::Combine(half, hn::LoadU(d8Lane, p + 8), hn::LoadU(d8Lane, p)));
 #else
-        return first;
+        return LoadLanes<8>(p);
 #endif
     }
 };
@@ -101,13 +109,13 @@ struct Yuv14 {
     static constexpr int kChromaOffset = 128;
 
     static HWY_INLINE V32 Y(const Pixels& p) {
-        return MulAddPairs(NeighbourSums<22, -112, 2, 3>(p.brgr), SetPair(292, 16516));
+        return MulAddPairs(NeighbourSums<22, -112, 2, 3>(p.brgr), Words<292, 16516>());
     }
-    static HWY_INLINE V32 U(const Pixels& p) { return MulAddPairs(p.differences, SetPair(28772, -19072)); }
+    static HWY_INLINE V32 U(const Pixels& p) { return MulAddPairs(p.differences, Words<28772, -19072>()); }
     static HWY_INLINE V32 V(const Pixels& p) {
         // R is the highest byte. The two bits of G below 4 R change nothing: all the rest is a multiple of 4.
         const V32 red4 = hn::BitCast(d32, hn::ShiftRight<22>(hn::BitCast(du32, p.brgr)));
-        return hn::Add(MulAddPairs(p.differences, SetPair(-4652, -24116)), red4);
+        return hn::Add(MulAddPairs(p.differences, Words<-4652, -24116>()), red4);
     }
 };
 
@@ -119,28 +127,33 @@ struct Yuv10 {
     static constexpr int kLumaOffset = 0;
     static constexpr int kChromaOffset = 0;
 
-    static HWY_INLINE V32 Clamped(V32 sum, int offset, int high) {
-        const V32 value = hn::ShiftRight<10>(hn::Add(sum, hn::Set(d32, offset)));
-        return hn::ShiftLeft<16>(hn::Min(hn::Max(value, hn::Set(d32, 16)), hn::Set(d32, high)));
+    template <int kOffset, int kHigh>
+    static HWY_INLINE V32 Clamped(V32 sum) {
+        const V32 value = hn::ShiftRight<10>(hn::Add(sum, DoubleWords<kOffset>()));
+        return hn::ShiftLeft<16>(hn::Min(hn::Max(value, DoubleWords<16>()), DoubleWords<kHigh>()));
     }
     static HWY_INLINE V32 Y(const Pixels& p) {
-        return Clamped(MulAddPairs(NeighbourSums<20, 1, 4, 2>(p.brgr), SetPair(5, 129)), 16896, 235);
+        return Clamped<16896, 235>(MulAddPairs(NeighbourSums<20, 1, 4, 2>(p.brgr), Words<5, 129>()));
     }
     static HWY_INLINE V32 U(const Pixels& p) {
-        return Clamped(MulAddPairs(p.differences, SetPair(450, -298)), 131584, 240);
+        return Clamped<131584, 240>(MulAddPairs(p.differences, Words<450, -298>()));
     }
     static HWY_INLINE V32 V(const Pixels& p) {
-        return Clamped(MulAddPairs(p.differences, SetPair(-73, -377)), 131584, 240);
+        return Clamped<131584, 240>(MulAddPairs(p.differences, Words<-73, -377>()));
     }
 };
 
 /// Puts the luma of a block, given as the upper halves of two quarters each, into natural order.
-HWY_INLINE V8 PackLuma(V16 quarters01, V16 quarters23, int offset) {
+template <int kOffset>
+HWY_INLINE V8 PackLuma(V16 quarters01, V16 quarters23) {
     alignas(16) static constexpr std::uint8_t kIndex[16] = {0, 2,  4,  6,  1, 3,  5,  7,
                                                             8, 10, 12, 14, 9, 11, 13, 15};
     const V8 packed = PackSaturated(quarters01, quarters23);
     const V8 ordered = Gather<4>(hn::TableLookupBytes(packed, EveryLane(kIndex)));
-    return offset == 0 ? ordered : hn::Add(ordered, hn::Set(d8, static_cast<std::uint8_t>(offset)));
+    if constexpr (kOffset == 0)
+        return ordered;
+    else
+        return hn::Add(ordered, Bytes<kOffset>());
 }
 
 /// Adds horizontal neighbours. The result's lanes hold quarters 0 and 1 in turn, then 2 and 3.
@@ -164,11 +177,7 @@ HWY_INLINE void StoreChroma(V16 u, V16 v, std::uint8_t* uOut, std::uint8_t* vOut
         }
     }
 #elif HWY_TARGET <= HWY_AVX2
-    const hn::Full128<std::uint16_t> pairs;
-    const auto even = hn::BitCast(pairs, hn::LowerHalf(d8Half, both));
-    const auto odd = hn::BitCast(pairs, hn::UpperHalf(d8Half, both));
-    hn::StoreU(hn::BitCast(d8Half, hn::InterleaveLower(pairs, even, odd)), d8Half, uOut);
-    hn::StoreU(hn::BitCast(d8Half, hn::InterleaveUpper(pairs, even, odd)), d8Half, vOut);
+    StoreInterleavedHalves<std::uint16_t>(both, uOut, vOut);
 #else
     hn::StoreU(hn::LowerHalf(d8Half, both), d8Half, uOut);
     hn::StoreU(hn::UpperHalf(d8Half, both), d8Half, vOut);
@@ -213,7 +222,8 @@ HWY_INLINE HalfSums SumHalf(const std::uint8_t* row0, const std::uint8_t* row1) 
 /// The mean of the chroma terms of 2 x kRows pixels, given the sums of the rows.
 template <class Arithmetic, int kRows>
 HWY_INLINE V16 MeanChroma(V16 quarters01, V16 quarters23) {
-    const V16 sum = hn::Add(AddColumns(quarters01, quarters23), Set16(Arithmetic::kChromaOffset * 2 * kRows));
+    const V16 sum =
+        hn::Add(AddColumns(quarters01, quarters23), Words<Arithmetic::kChromaOffset * 2 * kRows>());
     return hn::ShiftRight<kRows>(sum);
 }
 
@@ -222,9 +232,9 @@ template <class Source, class Arithmetic, int kRows, bool kStream>
 HWY_INLINE void ConvertRgbBlock(const std::uint8_t* row0, const std::uint8_t* row1, const PlanarRows& out) {
     const HalfSums a = SumHalf<Source, Arithmetic, kRows, 0>(row0, row1);
     const HalfSums b = SumHalf<Source, Arithmetic, kRows, 2>(row0, row1);
-    StoreVector<kStream>(PackLuma(a.y[0], b.y[0], Arithmetic::kLumaOffset), out.y0);
+    StoreVector<kStream>(PackLuma<Arithmetic::kLumaOffset>(a.y[0], b.y[0]), out.y0);
     if constexpr (kRows == 2)
-        StoreVector<kStream>(PackLuma(a.y[1], b.y[1], Arithmetic::kLumaOffset), out.y1);
+        StoreVector<kStream>(PackLuma<Arithmetic::kLumaOffset>(a.y[1], b.y[1]), out.y1);
     StoreChroma(MeanChroma<Arithmetic, kRows>(a.u, b.u), MeanChroma<Arithmetic, kRows>(a.v, b.v), out.u,
                 out.v);
 }

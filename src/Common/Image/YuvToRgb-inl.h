@@ -55,6 +55,7 @@ HWY_INLINE V16 RepeatWord(V16 pairs) {
 template <int kShift, class Blue, class Green, class Red, bool kLimitSamples>
 struct Saturating {
     static constexpr bool kLimit = kLimitSamples;
+    static constexpr bool kComplement = true;
     static constexpr int kLumaBias = 22 * 255;
 
     template <class W>
@@ -91,7 +92,7 @@ struct Saturating {
         static_assert(kRate < 32768);
 
         static HWY_INLINE SampleChannel Make(V16 x) {
-            return {hn::Add(MulRounded(x, Set16(kRate)), Set16(kTermOffset))};
+            return {hn::Add(MulRounded(x, Words<kRate>()), Words<kTermOffset>())};
         }
         HWY_INLINE V16 AddTo(V16 luma) const { return hn::SaturatedAdd(luma, term); }
     };
@@ -113,7 +114,7 @@ struct Saturating {
                       Product(256 * 127 + kNudge) + kRestOffset < 32768);
 
         static HWY_INLINE SampleChannel Make(V16 x) {
-            return {x, hn::Add(hn::MulHigh(x, Set16(kRate)), Set16(kRestOffset))};
+            return {x, hn::Add(hn::MulHigh(x, Words<kRate>()), Words<kRestOffset>())};
         }
         HWY_INLINE V16 AddTo(V16 luma) const { return hn::SaturatedAdd(hn::SaturatedAdd(luma, main), rest); }
     };
@@ -133,7 +134,7 @@ struct Saturating {
             BlueTerm::kNudge * kUFactor - RedTerm::kNudge * kVFactor;
 
         static HWY_INLINE GreenTerm Make(V16 x) {
-            const V32 sum = hn::Add(MulAddPairs(x, SetPair(kUFactor, kVFactor)), hn::Set(d32, kSumOffset));
+            const V32 sum = hn::Add(MulAddPairs(x, Words<kUFactor, kVFactor>()), DoubleWords<kSumOffset>());
             return {RepeatWord<1>(hn::BitCast(d16, sum))};
         }
         HWY_INLINE V16 AddTo(V16 luma) const { return hn::SaturatedAdd(luma, term); }
@@ -146,36 +147,29 @@ struct Saturating {
     };
 
     static HWY_INLINE Terms MakeTerms(ChromaPairs uv) {
-        const V16 x = hn::Xor(uv, SetPair(0x8000 + BlueTerm::kNudge, 0x8000 + RedTerm::kNudge));
+        const V16 x = hn::Xor(uv, Words<0x8000 + BlueTerm::kNudge, 0x8000 + RedTerm::kNudge>());
         return {BlueTerm::Make(RepeatWord<0>(x)), GreenTerm::Make(x), RedTerm::Make(RepeatWord<1>(x))};
     }
 
-    /// 149 y - kLumaBias as 127 y - 22 (255 - y), from y and its complement side by side.
-    static HWY_INLINE V16 Luma(V8 yAndComplement) {
-        return MulAddBytePairs(yAndComplement, hn::BitCast(d8, Set16(127 + (-22) * 256)));
-    }
-    static HWY_INLINE void Lumas(V8 y, V16* low, V16* high) {
-        const V8 complement = hn::Not(y);
-        *low = Luma(hn::InterleaveLower(d8, y, complement));
-        *high = Luma(hn::InterleaveUpper(d8, y, complement));
+    /// 149 y - kLumaBias as 127 y - 22 (255 - y).
+    static HWY_INLINE V16 Luma(V16 yAndComplement) {
+        return MulAddBytePairs(hn::BitCast(d8, yAndComplement), hn::BitCast(d8, Words<127 + (-22) * 256>()));
     }
 
     template <class C>
     static HWY_INLINE V8 Pack(V16 lumaLow, V16 lumaHigh, const C& low, const C& high) {
         // Shifts and shuffles compete for the same ports of a processor; a product's upper half is the shift.
-        const V16 by7 = Set16(1 << (16 - 7));
+        const V16 by7 = Words<(1 << (16 - 7))>();
         return PackSaturated(hn::MulHigh(low.AddTo(lumaLow), by7), hn::MulHigh(high.AddTo(lumaHigh), by7));
     }
-    static HWY_INLINE BgrBlock Convert(V8 y, const Terms& low, const Terms& high) {
-        V16 lumaLow, lumaHigh;
-        Lumas(y, &lumaLow, &lumaHigh);
-        return Sum(lumaLow, lumaHigh, low, high);
+    static HWY_INLINE BgrBlock Convert(V16 yLow, V16 yHigh, const Terms& low, const Terms& high) {
+        return Sum(Luma(yLow), Luma(yHigh), low, high);
     }
     /// The same from luma samples in 16-bit words.
     static HWY_INLINE BgrBlock ConvertWords(V16 yLow, V16 yHigh, const Terms& low, const Terms& high) {
-        const V16 bias = Set16(kLumaBias);
-        return Sum(hn::Sub(hn::Mul(yLow, Set16(149)), bias), hn::Sub(hn::Mul(yHigh, Set16(149)), bias), low,
-                   high);
+        const V16 bias = Words<kLumaBias>();
+        return Sum(hn::Sub(hn::Mul(yLow, Words<149>()), bias), hn::Sub(hn::Mul(yHigh, Words<149>()), bias),
+                   low, high);
     }
 
 private:
@@ -202,6 +196,7 @@ using TableComponents =
 /// where every part fits 16 bits.
 struct Components13 {
     static constexpr bool kLimit = false;
+    static constexpr bool kComplement = false;
 
     template <int kU, int kV>
     struct Channel {
@@ -210,14 +205,15 @@ struct Components13 {
         /// @param uv pairs of 8 times the samples: the upper half of a sum is the whole part, the lower half
         ///           the fraction in 16 bits
         static HWY_INLINE Channel Make(V16 uv) {
-            const V16 sum = hn::BitCast(d16, hn::Add(MulAddPairs(uv, SetPair(kU, kV)),
-                                                     hn::Set(d32, 8 * (-128 * (kU + kV) - 153216))));
+            const V16 sum = hn::BitCast(d16, hn::Add(MulAddPairs(uv, Words<kU, kV>()),
+                                                     DoubleWords<8 * (-128 * (kU + kV) - 153216)>()));
             return {RepeatWord<1>(sum),
                     hn::BitCast(d16, hn::ShiftRight<6>(hn::BitCast(du16, RepeatWord<0>(sum))))};
         }
         HWY_INLINE V16 Apply(V16 y, V16 scaled) const {
             const auto sum = hn::BitCast(du16, hn::Add(scaled, fraction));
-            const V16 carry = hn::BitCast(d16, hn::MulHigh(sum, hn::Set(du16, 1 << (16 - 10))));
+            const V16 carry =
+                hn::BitCast(d16, hn::MulHigh(sum, hn::BitCast(du16, Words<(1 << (16 - 10))>())));
             return hn::Add(hn::Add(y, whole), carry);
         }
     };
@@ -232,11 +228,9 @@ struct Components13 {
         const V16 uv8 = hn::BitCast(d16, hn::ShiftRight<5>(hn::BitCast(du16, uv)));
         return {Channel<13123, 0>::Make(uv8), Channel<-6686, -3218>::Make(uv8), Channel<0, 16591>::Make(uv8)};
     }
-    static HWY_INLINE BgrBlock Convert(V8 y, const Terms& low, const Terms& high) {
-        const V16 yLow = hn::BitCast(d16, hn::InterleaveLower(d8, y, hn::Zero(d8)));
-        const V16 yHigh = hn::BitCast(d16, hn::InterleaveUpper(d8, y, hn::Zero(d8)));
-        const V16 scaledLow = hn::Mul(yLow, Set16(173));
-        const V16 scaledHigh = hn::Mul(yHigh, Set16(173));
+    static HWY_INLINE BgrBlock Convert(V16 yLow, V16 yHigh, const Terms& low, const Terms& high) {
+        const V16 scaledLow = hn::Mul(yLow, Words<173>());
+        const V16 scaledHigh = hn::Mul(yHigh, Words<173>());
         return {PackSaturated(low.c0.Apply(yLow, scaledLow), high.c0.Apply(yHigh, scaledHigh)),
                 PackSaturated(low.c1.Apply(yLow, scaledLow), high.c1.Apply(yHigh, scaledHigh)),
                 PackSaturated(low.c2.Apply(yLow, scaledLow), high.c2.Apply(yHigh, scaledHigh))};
@@ -251,7 +245,7 @@ struct Layout32 {
 
     template <bool kStream>
     static HWY_INLINE void Store(const BgrBlock& block, std::uint8_t* out) {
-        const V8 fourth = hn::Set(d8, kFourth);
+        const V8 fourth = Bytes<kFourth>();
         const auto bgLow = hn::BitCast(du16, hn::InterleaveLower(d8, block.b, block.g));
         const auto bgHigh = hn::BitCast(du16, hn::InterleaveUpper(d8, block.b, block.g));
         const auto raLow = hn::BitCast(du16, hn::InterleaveLower(d8, block.r, fourth));
@@ -272,7 +266,7 @@ struct Layout24 {
     /// vectors has it, and the vectors are blended from the channels.
     template <bool kStream>
     static HWY_INLINE void Store(const BgrBlock& block, std::uint8_t* out) {
-#if HWY_TARGET <= HWY_AVX2 && HWY_TARGET > HWY_AVX3
+#if KQ_TWO_LANES
         alignas(16) static constexpr std::uint8_t kB[16] = {0, 11, 6,  1, 12, 7,  2,  13,
                                                             8, 3,  14, 9, 4,  15, 10, 5};
         alignas(16) static constexpr std::uint8_t kG[16] = {5,  0, 11, 6,  1, 12, 7,  2,
@@ -315,9 +309,9 @@ struct Layout16 {
     template <bool kStream>
     static HWY_INLINE void Store(const BgrBlock& block, std::uint8_t* out) {
         const V8 blue =
-            hn::BitCast(d8, hn::ShiftRight<3>(hn::BitCast(du16, hn::And(block.b, hn::Set(d8, 0xF8)))));
-        const V8 green = hn::And(block.g, hn::Set(d8, static_cast<std::uint8_t>(0xFF00 >> kGreenBits)));
-        V8 red = hn::And(block.r, hn::Set(d8, 0xF8));
+            hn::BitCast(d8, hn::ShiftRight<3>(hn::BitCast(du16, hn::And(block.b, Bytes<0xF8>()))));
+        const V8 green = hn::And(block.g, Bytes<(0xFF00 >> kGreenBits)>());
+        V8 red = hn::And(block.r, Bytes<0xF8>());
         if constexpr (kGreenBits == 5)
             red = hn::BitCast(d8, hn::ShiftRight<1>(hn::BitCast(du16, red)));
         StoreVector<kStream>(hn::BitCast(d8, Words(hn::InterleaveLower(d8, green, hn::Zero(d8)),
@@ -345,20 +339,36 @@ struct BlockTerms {
     typename Arithmetic::Terms low, high;
 };
 
+#if KQ_TWO_LANES
+/// Where words get the samples of half a block from, in the order of Deal<kParts>(), when every lane has them
+/// all.
+/// @param even, odd whether the even (or odd) bytes are samples, not 0
+constexpr ByteIndex IndexHalfBlock(std::size_t kParts, bool even, bool odd) {
+    ByteIndex index{};
+    const std::size_t width = 8 / kParts;
+    for (std::size_t word = 0; word < kHalfBlock; ++word) {
+        const std::size_t lane = word / 8, part = word % 8 / width;
+        const auto at = static_cast<std::uint8_t>((part * kLanes + lane) * width + word % width);
+        index.bytes[2 * word] = even ? at : 0x80;
+        index.bytes[2 * word + 1] = odd ? at : 0x80;
+    }
+    return index;
+}
+
+/// Half a block's samples fit a lane; every lane picks its own, which is cheaper than moves from lane to
+/// lane.
+template <class Arithmetic>
+HWY_INLINE V16 PickHalfBlock(const std::uint8_t* samples, const ByteIndex& index) {
+    return hn::BitCast(d16, PickBytes(Limit<Arithmetic>(hn::LoadDup128(d8, samples)), index));
+}
+#endif
+
 /// The samples of half a block, each in the upper byte of a word, in the order of Deal<kParts>().
 template <class Arithmetic, std::size_t kParts>
 HWY_INLINE V16 LoadChroma(const std::uint8_t* samples) {
-#if HWY_TARGET <= HWY_AVX2 && HWY_TARGET > HWY_AVX3
-    // All samples fit a lane: each lane picks its own.
-    alignas(64) std::uint8_t index[kBlock];
-    constexpr std::size_t width = 8 / kParts;
-    for (std::size_t word = 0; word < kHalfBlock; ++word) {
-        const std::size_t lane = word / 8, part = word % 8 / width;
-        index[2 * word] = 0x80;
-        index[2 * word + 1] = static_cast<std::uint8_t>((part * kLanes + lane) * width + word % width);
-    }
-    const V8 all = Limit<Arithmetic>(hn::LoadDup128(d8, samples));
-    return hn::BitCast(d16, hn::TableLookupBytes(all, hn::Load(d8, index)));
+#if KQ_TWO_LANES
+    static constexpr ByteIndex kIndex = IndexHalfBlock(kParts, false, true);
+    return PickHalfBlock<Arithmetic>(samples, kIndex);
 #else
     return hn::ShiftLeft<8>(Deal<kParts>(hn::PromoteTo(d16, Limit<Arithmetic>(hn::LoadU(d8Half, samples)))));
 #endif
@@ -372,11 +382,36 @@ HWY_INLINE BlockTerms<Arithmetic> MakeBlockTerms(const std::uint8_t* uSamples, c
             Arithmetic::MakeTerms(hn::InterleaveUpper(d16, u, v))};
 }
 
+/// The samples of a block, each in the lower byte of a word, in the order of Deal<kParts>(). The upper byte
+/// is the complement or 0, as the arithmetic wants it.
+struct LumaWords {
+    V16 low, high;
+};
+
+template <class Arithmetic, std::size_t kParts>
+HWY_INLINE LumaWords LoadLuma(const std::uint8_t* samples) {
+#if KQ_TWO_LANES
+    if constexpr (kParts > 1) {
+        static constexpr ByteIndex kIndex = IndexHalfBlock(kParts / 2, true, Arithmetic::kComplement);
+        const V16 low = PickHalfBlock<Arithmetic>(samples, kIndex);
+        const V16 high = PickHalfBlock<Arithmetic>(samples + kHalfBlock, kIndex);
+        if constexpr (Arithmetic::kComplement)
+            return {hn::Xor(low, Words<0xFF00>()), hn::Xor(high, Words<0xFF00>())};
+        else
+            return {low, high};
+    }
+#endif
+    const V8 y = Deal<kParts>(Limit<Arithmetic>(hn::LoadU(d8, samples)));
+    const V8 beside = Arithmetic::kComplement ? hn::Not(y) : hn::Zero(d8);
+    return {hn::BitCast(d16, hn::InterleaveLower(d8, y, beside)),
+            hn::BitCast(d16, hn::InterleaveUpper(d8, y, beside))};
+}
+
 template <class Arithmetic, class Layout, bool kStream>
 HWY_INLINE void ConvertBlock(const std::uint8_t* luma, const BlockTerms<Arithmetic>& terms,
                              std::uint8_t* out) {
-    const V8 y = Deal<Layout::kParts>(Limit<Arithmetic>(hn::LoadU(d8, luma)));
-    Layout::template Store<kStream>(Arithmetic::Convert(y, terms.low, terms.high), out);
+    const LumaWords y = LoadLuma<Arithmetic, Layout::kParts>(luma);
+    Layout::template Store<kStream>(Arithmetic::Convert(y.low, y.high, terms.low, terms.high), out);
 }
 
 /// Rows that share a chroma row: two, or the last one of an odd height.
@@ -430,22 +465,22 @@ void PlanarPictureToRgb(const PlanarToRgb& job) {
 template <bool kYuy2>
 HWY_INLINE ChromaPairs PackedChroma(V8 packed) {
     const V16 words = hn::BitCast(d16, packed);
-    return kYuy2 ? hn::And(words, Set16(0xFF00)) : hn::ShiftLeft<8>(words);
+    return kYuy2 ? hn::And(words, Words<0xFF00>()) : hn::ShiftLeft<8>(words);
 }
 template <bool kYuy2>
 HWY_INLINE V16 PackedLuma(V8 packed) {
     const V16 words = hn::BitCast(d16, packed);
-    return kYuy2 ? hn::And(words, Set16(255)) : hn::BitCast(d16, hn::ShiftRight<8>(hn::BitCast(du16, words)));
+    return kYuy2 ? hn::And(words, Words<255>())
+                 : hn::BitCast(d16, hn::ShiftRight<8>(hn::BitCast(du16, words)));
 }
 
 /// A block of macropixels to natural order 24-bit pixels.
 template <bool kYuy2, bool kStream>
 HWY_INLINE void ConvertPackedBlock(const std::uint8_t* packed, std::uint8_t* out) {
-    const V8 low = LoadLanes<32>(packed);
-    const V8 high = LoadLanes<32>(packed + 16);
-    Layout24::Store<kStream>(Rgb13::ConvertWords(PackedLuma<kYuy2>(low), PackedLuma<kYuy2>(high),
-                                                 Rgb13::MakeTerms(PackedChroma<kYuy2>(low)),
-                                                 Rgb13::MakeTerms(PackedChroma<kYuy2>(high))),
+    const LanePairs in = LoadAlternating(packed);
+    Layout24::Store<kStream>(Rgb13::ConvertWords(PackedLuma<kYuy2>(in.even), PackedLuma<kYuy2>(in.odd),
+                                                 Rgb13::MakeTerms(PackedChroma<kYuy2>(in.even)),
+                                                 Rgb13::MakeTerms(PackedChroma<kYuy2>(in.odd))),
                              out);
 }
 
