@@ -3,7 +3,8 @@
 //
 //     bench_pcm [--json] [--rounds N]
 //
-// "copy" copies the output's samples, "swr" and "speex" do the same conversion of the same blocks.
+// "copy" copies the output's samples, "queued" copies them into a queue and out of it again, "swr" and
+// "speex" do the same conversion of the same blocks.
 #include "bench/Compare.h"
 
 #include <kqplayer/audio.h>
@@ -92,6 +93,10 @@ std::vector<Contestant> Contestants(const Job& job, const Samples& in, Samples& 
     const std::size_t made =
         static_cast<std::size_t>(std::int64_t{kFrames} * job.outRate / job.inRate * job.out);
     all.push_back({"copy", [&, made] { std::memcpy(out.data(), out.data() + made, made * sizeof(short)); }});
+    all.push_back({"queued", [&, made, queue = std::make_shared<Samples>(made)] {
+                       std::memcpy(queue->data(), out.data() + made, made * sizeof(short));
+                       std::memcpy(out.data(), queue->data(), made * sizeof(short));
+                   }});
     return all;
 }
 

@@ -3,6 +3,7 @@
 #include "MixingTable.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 #undef HWY_TARGET_INCLUDE
@@ -23,6 +24,7 @@ namespace hn = hwy::HWY_NAMESPACE;
 namespace {
 
 constexpr hn::ScalableTag<std::int16_t> d16;
+constexpr hn::ScalableTag<std::uint16_t> du16;
 constexpr hn::ScalableTag<std::int32_t> d32;
 constexpr hn::ScalableTag<double> dDouble;
 constexpr hn::Half<decltype(d16)> d16Half;
@@ -42,8 +44,8 @@ HWY_INLINE V16 Divide(V16 v) {
         return v;
     } else if constexpr ((kDivisor & (kDivisor - 1)) == 0) {
         constexpr int shift = kDivisor == 2 ? 1 : kDivisor == 4 ? 2 : 3;
-        const V16 round = hn::And(hn::ShiftRight<15>(v), hn::Set(d16, kDivisor - 1));
-        return hn::ShiftRight<shift>(hn::Add(v, round));
+        const auto sign = hn::BitCast(du16, kDivisor == 2 ? v : hn::ShiftRight<15>(v));
+        return hn::ShiftRight<shift>(hn::Add(v, hn::BitCast(d16, hn::ShiftRight<16 - shift>(sign))));
     } else {
         // The upper half of the product with 2^(16 + shift) / divisor, rounded up, is exact for 16-bit
         // values.
@@ -173,6 +175,106 @@ HWY_INLINE void MixVector(const short* in, short* out) {
         }
         hn::StoreInterleaved3(low[0], low[1], low[2], d32, pairs);
         hn::StoreInterleaved3(high[0], high[1], high[2], d32, pairs + 3 * kSamples / 2);
+    }
+}
+
+// The layouts that hosts ask for most, without moves from one 16-byte part of a vector to another.
+
+constexpr hn::Full128<std::int16_t> dPart;
+constexpr int kPartSamples = 8;
+
+/// Loads each 16-byte part from an address of its own, kStride samples further than the one before.
+template <int kStride, class D>
+HWY_INLINE hn::Vec<D> LoadParts(D d, const short* p) {
+    if constexpr (static_cast<int>(hn::MaxLanes(D())) == kPartSamples) {
+        return hn::LoadU(d, p);
+    } else {
+        const hn::Half<D> half;
+        constexpr int parts = static_cast<int>(hn::MaxLanes(D())) / kPartSamples;
+        return hn::Combine(d, LoadParts<kStride>(half, p + kStride * parts / 2), LoadParts<kStride>(half, p));
+    }
+}
+
+/// Where the bytes of a 16-byte part come from, by the 16-bit words; 0x80 stands for 0.
+struct WordIndex {
+    alignas(16) std::uint8_t bytes[16];
+
+    constexpr explicit WordIndex(std::array<int, kPartSamples> words) : bytes() {
+        for (std::size_t i = 0; i < kPartSamples; ++i) {
+            bytes[2 * i] = static_cast<std::uint8_t>(words[i] < 0 ? 0x80 : 2 * words[i]);
+            bytes[2 * i + 1] = static_cast<std::uint8_t>(words[i] < 0 ? 0x80 : 2 * words[i] + 1);
+        }
+    }
+};
+
+template <class D>
+HWY_INLINE hn::Vec<D> PickWords(D d, hn::Vec<D> v, const WordIndex& index) {
+    const hn::Repartition<std::uint8_t, D> bytes;
+    return hn::BitCast(d, hn::TableLookupBytes(hn::BitCast(bytes, v), hn::LoadDup128(bytes, index.bytes)));
+}
+
+template <>
+HWY_INLINE void MixVector<1, 2>(const short* in, short* out) {
+    for (int i = 0; i < kSamples; i += kPartSamples) {
+        const auto v = hn::LoadU(dPart, in + i);
+        hn::StoreU(hn::InterleaveLower(dPart, v, v), dPart, out + 2 * i);
+        hn::StoreU(hn::InterleaveUpper(dPart, v, v), dPart, out + 2 * i + kPartSamples);
+    }
+}
+
+template <>
+HWY_INLINE void MixVector<2, 1>(const short* in, short* out) {
+    const auto sums = [](V16 v) {
+        V32 unused = hn::Zero(d32);
+        return hn::ReorderWidenMulAccumulate(d32, Divide<2>(v), hn::Set(d16, 1), hn::Zero(d32), unused);
+    };
+    const V32 even = sums(LoadParts<2 * kPartSamples>(d16, in));
+    const V32 odd = sums(LoadParts<2 * kPartSamples>(d16, in + kPartSamples));
+    hn::StoreU(hn::ReorderDemote2To(d16, even, odd), d16, out);
+}
+
+template <>
+HWY_INLINE void MixVector<2, 6>(const short* in, short* out) {
+    static constexpr WordIndex kIndex[3] = {WordIndex({0, 1, -1, -1, -1, -1, 2, 3}),
+                                            WordIndex({-1, -1, -1, -1, 4, 5, -1, -1}),
+                                            WordIndex({-1, -1, 6, 7, -1, -1, -1, -1})};
+    for (int i = 0; i < 2 * kSamples; i += kPartSamples) {
+        const auto frames = hn::LoadU(dPart, in + i);
+        for (int k = 0; k < 3; ++k)
+            hn::StoreU(PickWords(dPart, frames, kIndex[k]), dPart, out + 3 * i + k * kPartSamples);
+    }
+}
+
+/// The sum of three values, limited to 16 bits. Of the largest and the smallest one, either the sum fits, or
+/// all three have its sign.
+HWY_INLINE V16 LimitedSum(V16 a, V16 b, V16 c) {
+    const V16 low = hn::Min(a, b), high = hn::Max(a, b);
+    const V16 middle = hn::Max(low, hn::Min(high, c));
+    return hn::SaturatedAdd(hn::SaturatedAdd(hn::Min(low, c), hn::Max(high, c)), middle);
+}
+
+/// Each 16-byte part makes four frames from 48 bytes: pairs of channels, of which pair k of frame f is part
+/// (3 f + k) / 4 of three, in its quarter (3 f + k) % 4.
+template <>
+HWY_INLINE void MixVector<6, 2>(const short* in, short* out) {
+    static constexpr WordIndex kFirst({0, 1, 6, 7, 4, 5, 2, 3}), kSecond({2, 3, 0, 1, 6, 7, 4, 5}),
+        kSecondSwapped({3, 2, 1, 0, 7, 6, 5, 4}), kThird({4, 5, 2, 3, 0, 1, 6, 7});
+    alignas(16) static constexpr std::int32_t kOuter[4] = {-1, 0, 0, -1}, kInner[4] = {0, -1, 0, 0};
+    const auto outer = hn::MaskFromVec(hn::BitCast(d16, hn::LoadDup128(d32, kOuter)));
+    const auto inner = hn::MaskFromVec(hn::BitCast(d16, hn::LoadDup128(d32, kInner)));
+    for (int i = 0; i < 2; ++i, in += kSamples * 3, out += kSamples) {
+        const V16 v0 = LoadParts<3 * kPartSamples>(d16, in);
+        const V16 v1 = LoadParts<3 * kPartSamples>(d16, in + kPartSamples);
+        const V16 v2 = LoadParts<3 * kPartSamples>(d16, in + 2 * kPartSamples);
+        // The first and the last quarter come from one part, the second and the third from one each.
+        const auto pair = [&](V16 first, V16 second, V16 third) {
+            return hn::IfThenElse(outer, first, hn::IfThenElse(inner, second, third));
+        };
+        const V16 front = PickWords(d16, pair(v0, v2, v1), kFirst);
+        const V16 middle = Divide<2>(pair(v1, v0, v2));
+        const V16 side = PickWords(d16, Divide<4>(pair(v2, v1, v0)), kThird);
+        const V16 both = hn::Add(PickWords(d16, middle, kSecond), PickWords(d16, middle, kSecondSwapped));
+        hn::StoreU(hn::Max(LimitedSum(front, both, side), hn::Set(d16, -32767)), d16, out);
     }
 }
 
