@@ -208,9 +208,8 @@ bool FilterGraph::Push(FrameHandle picture, Ticks time, Ticks duration) {
     picture->pts = time;
     picture->pkt_dts = AV_NOPTS_VALUE;
     picture->sample_aspect_ratio = m_input.sampleAspect;
-    // The views take all pictures for video range and one matrix; filters that make RGB and back do likewise.
     picture->color_range = AVCOL_RANGE_MPEG;
-    picture->colorspace = AVCOL_SPC_UNSPECIFIED;
+    picture->colorspace = AVCOL_SPC_SMPTE170M;
     return av_buffersrc_add_frame(m_source, picture.get()) >= 0;
 }
 
@@ -221,8 +220,12 @@ void FilterGraph::Finish() {
 FilterGraph::Pulled FilterGraph::Pull(AVFrame& picture) {
     av_frame_unref(&picture); // FFmpeg overwrites what is in it
     const int result = av_buffersink_get_frame(m_sink, &picture);
-    if (result >= 0)
+    if (result >= 0) {
+        // Filters that make RGB and back do so by this matrix, and may forget to say so.
+        if (picture.colorspace == AVCOL_SPC_UNSPECIFIED || picture.colorspace == AVCOL_SPC_RGB)
+            picture.colorspace = AVCOL_SPC_SMPTE170M;
         return Pulled::Picture;
+    }
     return result == AVERROR(EAGAIN) ? Pulled::NeedsInput : Pulled::End;
 }
 

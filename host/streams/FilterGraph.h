@@ -30,7 +30,7 @@ class FilterGraph {
 public:
     enum class Pulled { Picture, NeedsInput, End };
 
-    /// @param input the pictures to come, planar 4:2:0 with video range
+    /// @param input the pictures to come, planar 4:2:0 with video range, taken for BT.601
     /// @param reason receives why it failed, unless FFmpeg's messages tell
     /// @return null when the graph is wrong
     static std::unique_ptr<FilterGraph> Build(const std::string& description, const PictureKind& input,
@@ -42,6 +42,7 @@ public:
     bool Push(FrameHandle picture, Ticks time, Ticks duration);
     /// There are no more pictures.
     void Finish();
+    /// @param picture receives a picture that says which matrix it has
     Pulled Pull(AVFrame& picture);
 
     /// @return time of a picture that came out; AV_NOPTS_VALUE for none

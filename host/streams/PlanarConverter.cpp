@@ -84,8 +84,11 @@ FrameHandle PicturePool::Make(int width, int height) {
 }
 
 FrameHandle PlanarConverter::Convert(FrameHandle picture) {
+    const AVColorSpace matrix = MatrixConverter::MatrixOf(*picture);
     if (!IsReady(*picture))
         picture = Scale(*picture);
+    if (picture)
+        picture = m_matrix.Convert(std::move(picture), matrix);
     if (picture && !m_orientation.IsUpright())
         picture = Turn(*picture);
     return picture;

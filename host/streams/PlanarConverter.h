@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Handles.h"
+#include "MatrixConverter.h"
 #include "Orientation.h"
 
 #include <cstddef>
@@ -21,7 +22,7 @@ private:
 };
 
 /// Converts pictures; a picture that needs nothing done to it is handed through with its own planes.
-/// Full-range sources are brought to 16..235, alpha is left out, RGB becomes BT.601.
+/// Full-range sources are brought to 16..235, alpha is left out, RGB and other matrices become BT.601.
 class PlanarConverter {
 public:
     explicit PlanarConverter(Orientation orientation) : m_orientation(orientation) {}
@@ -50,6 +51,7 @@ private:
     const Orientation m_orientation;
     ScalerHandle m_scaler;
     Kind m_kind;
+    MatrixConverter m_matrix;
     PicturePool m_scaled;
     PicturePool m_turned;
 };

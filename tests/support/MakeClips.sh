@@ -52,6 +52,15 @@ make_clip -f lavfi -i "$short" -pix_fmt yuv422p10 -c:v ffv1 deep422.mkv
 make_clip -f lavfi -i 'color=white:size=96x64:rate=25:duration=1' -pix_fmt yuvj420p -c:v mjpeg fullrange.avi
 make_clip -f lavfi -i 'color=red:size=1x1:rate=5:duration=1,format=gbrp' -c:v ffv1 one.mkv
 make_clip -f lavfi -i 'color=blue:size=3x5:rate=5:duration=1,format=yuv444p' -c:v ffv1 odd.mkv
+make_matrix() { # matrix for the scaler, for the file, size and one more, format, output
+    make_clip -f lavfi -i "color=blue:size=$3:rate=5:duration=1,format=gbrp,scale=out_color_matrix=$1,format=$4,crop=iw-1:ih-1:0:0:exact=1" \
+        -colorspace "$2" -c:v ffv1 "$5"
+}
+make_matrix bt709 bt709 97x65 yuv420p bt709.mkv
+make_matrix bt2020 bt2020nc 97x65 yuv422p10 bt2020.mkv
+make_matrix smpte240m smpte240m 8x6 yuv420p smpte240m.mkv
+make_matrix bt709 unknown 1281x17 yuv420p wide.mkv
+make_matrix bt601 unknown 1279x17 yuv420p narrow.mkv
 for format in rgb24 rgba gray; do
     make_clip -f lavfi -i 'color=white:size=31x17:rate=1:duration=1,format=rgb24' -frames:v 1 -pix_fmt $format still-$format.png
 done

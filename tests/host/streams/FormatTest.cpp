@@ -40,11 +40,12 @@ TEST(Pictures, OfDecodersAreNotCopied) {
     EXPECT_EQ(frame->image.pA, nullptr);
 }
 
-TEST(Pictures, OfAnyKindBecomeVideoRangePlanes) {
+TEST(Pictures, OfAnyKindBecomeVideoRangePlanesByBt601) {
     const struct {
         const char* clip;
         int width, height;
         int y, u, v;
+        const char* filter = "";
     } cases[] = {
         {"one.mkv", 1, 1, 81, 90, 240},
         {"odd.mkv", 3, 5, 41, 240, 110},
@@ -54,10 +55,18 @@ TEST(Pictures, OfAnyKindBecomeVideoRangePlanes) {
         {"still-pal8.png", 31, 17, 235, 128, 128},
         {"still.jpg", 32, 16, 235, 128, 128},
         {"fullrange.avi", 96, 64, 235, 128, 128},
+        {"bt709.mkv", 96, 64, 41, 240, 110},
+        {"bt2020.mkv", 96, 64, 41, 240, 110},
+        {"smpte240m.mkv", 7, 5, 41, 240, 110},
+        {"wide.mkv", 1280, 16, 41, 240, 110},
+        {"narrow.mkv", 1278, 16, 41, 240, 110},
+        {"wide.mkv", 1280, 16, 41, 240, 110, "null"},
+        {"wide.mkv", 1280, 16, 41, 240, 110, "format=gbrp"},
+        {"wide.mkv", 1280, 16, 41, 240, 110, "format=gbrp,format=yuv420p"},
     };
     for (const auto& expected : cases) {
-        SCOPED_TRACE(expected.clip);
-        OpenedFile file(Clip(expected.clip));
+        SCOPED_TRACE(std::string(expected.clip) + " " + expected.filter);
+        OpenedFile file(Clip(expected.clip), Filtered(expected.filter));
         const MEDIA_FRAME* frame = file.Video().GetCurrentFrame();
         ASSERT_NE(frame, nullptr);
         const tagYUVImage& image = frame->image;

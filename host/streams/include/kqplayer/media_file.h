@@ -58,10 +58,12 @@ struct MediaFile {
 
 /// Opens a file. Both streams decode ahead on threads of their own, which end with the streams.
 ///
-/// Video frames are planar 4:2:0, 8 bits, whatever the source's pixel format, and lie as they are to be
-/// shown, also when a phone recorded them turned. Audio frames are interleaved 16-bit; layouts that OpenAL
-/// has no format for are mixed to stereo. Sound has no holes: there is silence where the file has none, and a
-/// seek lands on the very sample.
+/// Video frames are planar 4:2:0, 8 bits, with luma from 16 to 235 and the matrix of BT.601, as views and
+/// captures take them, whatever the source's pixel format, range and matrix. A source that does not name its
+/// matrix has that of BT.709 from 1280 columns or 577 rows on. Frames lie as they are to be shown, also when
+/// a phone recorded them turned. Audio frames are interleaved 16-bit; layouts that OpenAL has no format for
+/// are mixed to stereo. Sound has no holes: there is silence where the file has none, and a seek lands on the
+/// very sample.
 ///
 /// Time stamps are 100-ns units counted from the file's start, so that a file whose clock starts elsewhere
 /// begins at 0 too. The start is the first picture's; what sound there is before it is left out, unless it
