@@ -165,7 +165,11 @@ struct LanePairs {
 /// Loads two vectors' bytes: the first, third and so on of their 16-byte parts into one vector, the others
 /// into another.
 HWY_INLINE LanePairs LoadAlternating(const std::uint8_t* p) {
-#if KQ_TWO_LANES
+#if HWY_TARGET <= HWY_AVX3
+    const V8 first = hn::LoadU(d8, p), last = hn::LoadU(d8, p + kBlock);
+    return {V8{_mm512_shuffle_i32x4(first.raw, last.raw, 0x88)},
+            V8{_mm512_shuffle_i32x4(first.raw, last.raw, 0xDD)}};
+#elif KQ_TWO_LANES
     // Blends are cheaper than moves from lane to lane.
     const V8 first = hn::LoadU(d8, p), middle = hn::LoadU(d8, p + 16), last = hn::LoadU(d8, p + 32);
     return {hn::ConcatUpperLower(d8, middle, first), hn::ConcatUpperLower(d8, last, middle)};

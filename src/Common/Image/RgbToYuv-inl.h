@@ -168,14 +168,14 @@ HWY_INLINE void StoreChroma(V16 u, V16 v, std::uint8_t* uOut, std::uint8_t* vOut
     const V8 both = hn::TableLookupBytes(PackSaturated(u, v), EveryLane(kIndex));
 #if HWY_TARGET <= HWY_AVX3
     // Each lane holds four pairs of u, then four of v; pair i of lane l belongs at pair i * kLanes + l.
-    alignas(64) std::uint16_t pairs[kBlock / 2];
-    hn::Store(hn::BitCast(du16, both), du16, pairs);
-    for (std::size_t i = 0; i < 4; ++i) {
-        for (std::size_t l = 0; l < kLanes; ++l) {
-            std::memcpy(uOut + (i * kLanes + l) * 2, &pairs[l * 8 + i], 2);
-            std::memcpy(vOut + (i * kLanes + l) * 2, &pairs[l * 8 + 4 + i], 2);
-        }
+    alignas(64) std::uint16_t from[kBlock / 2];
+    for (std::size_t pair = 0; pair < kBlock / 4; ++pair) {
+        from[pair] = static_cast<std::uint16_t>(pair % kLanes * 8 + pair / kLanes);
+        from[kBlock / 4 + pair] = static_cast<std::uint16_t>(from[pair] + 4);
     }
+    const V8 ordered{_mm512_permutexvar_epi16(hn::Load(du16, from).raw, both.raw)};
+    hn::StoreU(hn::LowerHalf(d8Half, ordered), d8Half, uOut);
+    hn::StoreU(hn::UpperHalf(d8Half, ordered), d8Half, vOut);
 #elif HWY_TARGET <= HWY_AVX2
     StoreInterleavedHalves<std::uint16_t>(both, uOut, vOut);
 #else
