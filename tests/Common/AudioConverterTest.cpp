@@ -15,10 +15,7 @@
 namespace {
 
 using namespace kq::audio;
-using kq::image::test::DispatchTargets;
-using kq::image::test::TargetName;
-using kq::image::test::Trial;
-using kq::image::test::UseTarget;
+using namespace kq::image::test;
 using Samples = std::vector<short>;
 
 /// Guarded samples to read, in some trials the extremes only.

@@ -1,5 +1,6 @@
 #include "ReadImage.h"
 #include "tests/support/Files.h"
+#include "tests/support/WaitUntil.h"
 
 #include <kqplayer/imageproc.h>
 #include <kqplayer/log.h>
@@ -12,7 +13,6 @@
 #include <csignal>
 #include <cstring>
 #include <functional>
-#include <thread>
 #include <vector>
 
 using namespace kqtest;
@@ -244,19 +244,13 @@ TEST_F(ImageProcTest, AFullDiskLeavesTheFormerFile) {
 
 TEST_F(ImageProcTest, ThreadsSavingUnderOneNameLeaveOneWholeFile) {
     const fs::path path = m_folder / "shared.bmp";
-    std::thread threads[4];
-    for (std::thread& thread : threads) {
-        thread = std::thread([&] {
-            const Handle image;
-            fill(image.p, 64, 64, noisy);
-            for (int n = 0; n < 20; ++n) {
-                EXPECT_EQ(DISaveEx(image.p, path.wstring().c_str(), L"image/bmp"), 1);
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    kq::test::RunThreads(4, [&](int) {
+        const Handle image;
+        fill(image.p, 64, 64, noisy);
+        for (int n = 0; n < 20; ++n) {
+            EXPECT_EQ(DISaveEx(image.p, path.wstring().c_str(), L"image/bmp"), 1);
+        }
+    });
     EXPECT_EQ(filesInFolder(), 1u);
     EXPECT_EQ(readBmp(path).rgb, expectedRgb(64, 64, noisy));
 }

@@ -11,11 +11,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <thread>
 #include <vector>
 
 using namespace kqtest;
-using kq::test::WaitUntil;
+using namespace kq::test;
 
 namespace {
 
@@ -78,11 +79,10 @@ TEST(PlayerView, ShowsPictureInChildWindow) {
     const TestView view(asParent(parent), {30, 20, 160, 90});
     const TestPicture picture = noise(160, 90);
     view.show(picture);
-    const auto isShown = [&](const Image& image) { return showsAt(image, picture, 30, 20); };
-    const Image image = server.waitFor(isShown, parent);
-    EXPECT_TRUE(isShown(image));
-    EXPECT_TRUE(showsProbes(
-        image, {{29, 20, 0xABCDEF}, {30, 19, 0xABCDEF}, {190, 20, 0xABCDEF}, {30, 110, 0xABCDEF}}));
+    EXPECT_TRUE(waitForPicture(server, picture, 30, 20, parent));
+    const std::vector<Probe> around = {
+        {29, 20, 0xABCDEF}, {30, 19, 0xABCDEF}, {190, 20, 0xABCDEF}, {30, 110, 0xABCDEF}};
+    EXPECT_TRUE(showsProbes(server.screenshot(parent), around));
 }
 
 TEST(PlayerView, ShowsPicturesMadeInLentMemory) {
@@ -101,8 +101,7 @@ TEST(PlayerView, ShowsPicturesMadeInLentMemory) {
     }
     const TestPicture picture = noise(160, 90);
     showLent(picture);
-    const auto isShown = [&](const Image& image) { return showsAt(image, picture, 0, 0); };
-    EXPECT_TRUE(isShown(server.waitFor(isShown, parent)));
+    EXPECT_TRUE(waitForPicture(server, picture, 0, 0, parent));
 
     // What is lent stays there when the window goes.
     std::uint8_t* const pLent = lib().lend(view.get(), 160, 90);
@@ -123,8 +122,7 @@ TEST(PlayerView, TopLevelWindowSurvivesItsCloseButtonAndGoesWithItsView) {
         window = view.window();
         const TestPicture picture = noise(160, 90);
         view.show(picture);
-        EXPECT_TRUE(showsAt(server.waitFor([&](const Image& i) { return showsAt(i, picture, 200, 100); }),
-                            picture, 200, 100));
+        EXPECT_TRUE(waitForPicture(server, picture, 200, 100));
         server.requestClose(window);
         EXPECT_TRUE(WaitUntil([&] { return !server.isViewable(window); }));
         EXPECT_TRUE(server.exists(window));
@@ -139,9 +137,7 @@ TEST(PlayerView, HostsSettingsTakeEffectAtOnce) {
     const TestView view(nullptr, {0, 0, 200, 200});
     view.show(quadrants(200, 100));
     const auto expect = [&](const char* pWhat, const std::vector<Probe>& probes) {
-        const Image image =
-            server.waitFor([&](const Image& i) { return showsProbes(i, probes); }, view.window());
-        EXPECT_TRUE(showsProbes(image, probes)) << pWhat;
+        EXPECT_TRUE(waitForProbes(server, probes, view.window())) << pWhat;
     };
     expect("fit", {{100, 49, Black}, {1, 50, Red}, {199, 149, White}, {100, 150, Black}});
     EXPECT_EQ(lib().setResizeMode(view.get(), IMAGE_RESIZE_STRETCH), 1);
@@ -312,21 +308,18 @@ TEST(PlayerView, LostDisplayLeavesOffScreenViews) {
     const TestView scaled(nullptr, {0, 0, 200, 200});
     const TestView unscaled(nullptr, {0, 0, 320, 180});
     std::atomic<bool> stop = false;
-    std::vector<std::thread> threads;
-    for (const TestView* pView : {&scaled, &unscaled}) {
-        threads.emplace_back([&, pView] {
+    std::thread showers([&] {
+        RunThreads(2, [&](int i) {
             while (!stop) {
-                pView->show(picture);
+                (i == 0 ? scaled : unscaled).show(picture);
             }
         });
-    }
+    });
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     server.stop();
     EXPECT_TRUE(WaitUntil([&] { return scaled.window() == 0 && unscaled.window() == 0; }));
     stop = true;
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    showers.join();
 }
 
 TEST(PlayerView, DrawsOnPoorServersToo) {
@@ -337,9 +330,7 @@ TEST(PlayerView, DrawsOnPoorServersToo) {
         const TestView view(nullptr, {10, 10, 320, 240});
         view.show(quadrants(160, 120));
         const std::vector<Probe> probes = {{2, 2, Red}, {317, 2, Green}, {2, 237, Blue}, {317, 237, White}};
-        const Image image =
-            server.waitFor([&](const Image& i) { return showsProbes(i, probes); }, view.window());
-        EXPECT_TRUE(showsProbes(image, probes)) << arguments.back();
+        EXPECT_TRUE(waitForProbes(server, probes, view.window())) << arguments.back();
     }
 }
 
@@ -348,34 +339,20 @@ TEST(PlayerView, SixteenViewsFromSixteenThreads) {
     constexpr int Side = 128;
     Xvfb server;
     const xcb_window_t parent = server.makeWindow(0, 0, Count * Side / 4, 4 * Side);
-    std::thread threads[Count];
-    std::vector<void*> views(Count);
-    for (int i = 0; i < Count; ++i) {
-        threads[i] = std::thread([&, i] {
-            VRECT rect = {i % 4 * Side, i / 4 * Side, Side, Side};
-            views[i] = lib().create(asParent(parent), &rect);
-            for (int n = 0; n < 60; ++n) {
-                TestPicture picture = n % 3 == 0 ? plain(Side, Side, Black) : plain(50 + n, 40, White);
-                lib().show(views[i], picture.width, picture.height, picture.pixels.data());
-                lib().setResizeMode(views[i], static_cast<IMAGE_RESIZE_METHOD>(n % 4));
-            }
-            lib().setResizeMode(views[i], IMAGE_RESIZE_STRETCH);
-            TestPicture last = plain(64, 64, 0x0F0B07u * (i + 1));
-            lib().show(views[i], last.width, last.height, last.pixels.data());
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    std::vector<std::unique_ptr<TestView>> views(Count);
     std::vector<Probe> probes(Count);
-    for (int i = 0; i < Count; ++i) {
-        probes[i] = {i % 4 * Side + 3, i / 4 * Side + 124, 0x0F0B07u * (i + 1)};
-    }
-    EXPECT_TRUE(showsProbes(
-        server.waitFor([&](const Image& image) { return showsProbes(image, probes); }, parent), probes));
-    for (void* pView : views) {
-        lib().destroy(pView);
-    }
+    RunThreads(Count, [&](int i) {
+        const int x = i % 4 * Side, y = i / 4 * Side;
+        views[i] = std::make_unique<TestView>(asParent(parent), VRECT{x, y, Side, Side});
+        for (int n = 0; n < 60; ++n) {
+            views[i]->show(n % 3 == 0 ? plain(Side, Side, Black) : plain(50 + n, 40, White));
+            lib().setResizeMode(views[i]->get(), static_cast<IMAGE_RESIZE_METHOD>(n % 4));
+        }
+        lib().setResizeMode(views[i]->get(), IMAGE_RESIZE_STRETCH);
+        probes[i] = {x + 3, y + 124, 0x0F0B07u * (i + 1)};
+        views[i]->show(plain(64, 64, probes[i].rgb));
+    });
+    EXPECT_TRUE(waitForProbes(server, probes, parent));
 }
 
 } // namespace
