@@ -71,11 +71,4 @@ TEST(ComObject, OffersItsInterfacesUnderOneIdentity) {
     EXPECT_EQ(pStream->GetStreamInfo(nullptr), kq::NullPointer);
 }
 
-TEST(CreatePlayer, GivesAPlayerWithItsInterfaces) {
-    ComPtr<IMediaPlayer> pPlayer;
-    ASSERT_EQ(kq::CreatePlayer(pPlayer), kq::Ok);
-    EXPECT_TRUE(pPlayer.As<IAudioInput>());
-    EXPECT_EQ(pPlayer->IsActivate(), KQ_ACTIVATE_STOPPED);
-}
-
 } // namespace

@@ -15,6 +15,7 @@ using namespace kq::test;
 TEST(Transport, WithoutStreamsNothingStarts) {
     FakeVideo video(5, 25);
     PlayerHost host;
+    EXPECT_EQ(host->IsActivate(), KQ_ACTIVATE_STOPPED);
     TakeLog();
     EXPECT_EQ(host->Play(), 1);
     EXPECT_EQ(host->IsActivate(), KQ_ACTIVATE_PLAYING);

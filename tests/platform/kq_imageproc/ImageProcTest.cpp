@@ -1,4 +1,3 @@
-#include "ReadImage.h"
 #include "tests/support/Files.h"
 #include "tests/support/WaitUntil.h"
 
@@ -11,12 +10,11 @@
 
 #include <cmath>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
-#include <functional>
 #include <vector>
 
-using namespace kqtest;
-using kq::test::ReadFile;
+using namespace kq::test;
 namespace fs = std::filesystem;
 
 namespace {
@@ -47,15 +45,31 @@ void fill(void* pImage, int width, int height, Pattern pattern) {
     }
 }
 
-std::vector<std::uint8_t> expectedRgb(int width, int height, Pattern pattern) {
-    std::vector<std::uint8_t> rgb(std::size_t{3} * width * height);
+using Rgb = std::vector<std::uint8_t>; ///< rows from top to bottom without gaps
+
+Rgb expectedRgb(int width, int height, Pattern pattern) {
+    Rgb rgb(std::size_t{3} * width * height);
     for (int i = 0; i < width * height * 3; ++i) {
         rgb[i] = pattern(i / 3 % width, i / 3 / width, i % 3);
     }
     return rgb;
 }
 
-double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) {
+/// @return the picture in a file as another program reads it; empty when it cannot
+Rgb readRgb(const std::string& path) {
+    const std::string command = "ffmpeg -nostdin -v error -i '" + path +
+                                "' -sws_flags full_chroma_int+accurate_rnd+bicubic " +
+                                "-f rawvideo -pix_fmt rgb24 -";
+    std::FILE* const pipe = popen(command.c_str(), "r");
+    Rgb rgb;
+    for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) {
+        rgb.push_back(static_cast<std::uint8_t>(c));
+    }
+    pclose(pipe);
+    return rgb;
+}
+
+double psnr(const Rgb& a, const Rgb& b) {
     double sum = 1e-9;
     for (std::size_t i = 0; i < a.size(); ++i) {
         sum += (a[i] - b[i]) * (a[i] - b[i]);
@@ -74,7 +88,7 @@ protected:
     ~ImageProcTest() override { KQLogSetSink(nullptr, nullptr); }
     std::size_t filesInFolder() const { return m_temporary.CountFiles(); }
 
-    const kq::test::TemporaryFolder m_temporary;
+    const TemporaryFolder m_temporary;
     const fs::path m_folder = m_temporary / "";
     std::string m_log;
 };
@@ -111,18 +125,11 @@ TEST_F(ImageProcTest, ContentHasTheDocumentedShape) {
 
 struct Format {
     const wchar_t* pMimeType;
-    std::function<RgbImage(const std::string&)> read; ///< null: not built in
-    bool isLossless;
+    bool isBuiltIn, isLossless;
 };
 
-#ifndef KQ_HAVE_PNG
-constexpr std::nullptr_t readPng = nullptr;
-#endif
-#ifndef KQ_HAVE_JPEG
-constexpr std::nullptr_t readJpeg = nullptr;
-#endif
-const Format Formats[] = {
-    {L"image/bmp", readBmp, true}, {L"image/png", readPng, true}, {L"image/jpeg", readJpeg, false}};
+constexpr Format Formats[] = {
+    {L"image/bmp", true, true}, {L"image/png", KQ_HAVE_PNG, true}, {L"image/jpeg", KQ_HAVE_JPEG, false}};
 
 TEST_F(ImageProcTest, FilesHoldThePicture) {
     const std::string path = m_folder / u8"Größe \u65E5\u672C \U0001F3AC";
@@ -133,21 +140,25 @@ TEST_F(ImageProcTest, FilesHoldThePicture) {
             const Pattern pattern = format.isLossless ? noisy : smooth;
             fill(image.p, width, height, pattern);
             const int saved = DISaveEx(image.p, widePath.c_str(), format.pMimeType);
-            if (!format.read) {
+            if (!format.isBuiltIn) {
                 EXPECT_EQ(saved, 0);
                 EXPECT_NE(m_log.find("not built in"), std::string::npos) << m_log;
                 continue;
             }
             ASSERT_EQ(saved, 1) << m_log;
             EXPECT_EQ(filesInFolder(), 1u);
-            const RgbImage read = format.read(path);
-            ASSERT_EQ(read.width, width);
-            ASSERT_EQ(read.height, height);
-            const std::vector<std::uint8_t> expected = expectedRgb(width, height, pattern);
+            const Rgb read = readRgb(path);
+            const Rgb expected = expectedRgb(width, height, pattern);
+            ASSERT_EQ(read.size(), expected.size());
             if (format.isLossless) {
-                EXPECT_EQ(read.rgb, expected);
+                EXPECT_EQ(read, expected);
             } else {
-                EXPECT_GT(psnr(read.rgb, expected), 40) << width;
+                EXPECT_GT(psnr(read, expected), 40) << width;
+            }
+            if (&format == Formats) { // what tolerant readers of BMP do not look at
+                std::uint32_t size = 0;
+                std::memcpy(&size, ReadFile(path).data() + 2, sizeof(size));
+                EXPECT_EQ(size, fs::file_size(path));
             }
         }
     }
@@ -218,7 +229,7 @@ TEST_F(ImageProcTest, AFullDiskLeavesTheFormerFile) {
     const fs::path path = m_folder / "picture";
     const Handle image;
     for (const Format& format : Formats) {
-        if (!format.read) {
+        if (!format.isBuiltIn) {
             continue;
         }
         fill(image.p, 40, 30, smooth);
@@ -244,7 +255,7 @@ TEST_F(ImageProcTest, AFullDiskLeavesTheFormerFile) {
 
 TEST_F(ImageProcTest, ThreadsSavingUnderOneNameLeaveOneWholeFile) {
     const fs::path path = m_folder / "shared.bmp";
-    kq::test::RunThreads(4, [&](int) {
+    RunThreads(4, [&](int) {
         const Handle image;
         fill(image.p, 64, 64, noisy);
         for (int n = 0; n < 20; ++n) {
@@ -252,7 +263,7 @@ TEST_F(ImageProcTest, ThreadsSavingUnderOneNameLeaveOneWholeFile) {
         }
     });
     EXPECT_EQ(filesInFolder(), 1u);
-    EXPECT_EQ(readBmp(path).rgb, expectedRgb(64, 64, noisy));
+    EXPECT_EQ(readRgb(path), expectedRgb(64, 64, noisy));
 }
 
 } // namespace
