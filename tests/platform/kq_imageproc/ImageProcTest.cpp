@@ -12,6 +12,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 using namespace kq::test;
@@ -19,13 +20,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct Handle {
-    void* p = DICreate();
-    Handle() = default;
-    ~Handle() { DIDestroy(p); }
-    Handle(const Handle&) = delete;
-    Handle& operator=(const Handle&) = delete;
+struct Destroy {
+    void operator()(void* pImage) const { DIDestroy(pImage); }
 };
+using Handle = std::unique_ptr<void, Destroy>;
 
 std::uint8_t smooth(int x, int y, int channel) {
     return static_cast<std::uint8_t>(128 + 100 * std::sin(x * 0.05 + channel) * std::cos(y * 0.04 - channel));
@@ -94,15 +92,15 @@ protected:
 };
 
 TEST_F(ImageProcTest, ContentHasTheDocumentedShape) {
-    const Handle image;
-    EXPECT_EQ(DIGetBits(image.p), nullptr);
-    EXPECT_EQ(DIGetBitmapInfo(image.p), nullptr);
-    ASSERT_EQ(DISetContent(image.p, 1921, 3, 24), 1);
-    EXPECT_EQ(DIGetWidth(image.p), 1921);
-    EXPECT_EQ(DIGetHeight(image.p), 3);
+    const Handle image(DICreate());
+    EXPECT_EQ(DIGetBits(image.get()), nullptr);
+    EXPECT_EQ(DIGetBitmapInfo(image.get()), nullptr);
+    ASSERT_EQ(DISetContent(image.get(), 1921, 3, 24), 1);
+    EXPECT_EQ(DIGetWidth(image.get()), 1921);
+    EXPECT_EQ(DIGetHeight(image.get()), 3);
     const tagBITMAPINFOHEADER expected = {40, 1921, 3, 1, 24, 0, 5764u * 3, 0, 0, 0, 0};
-    EXPECT_EQ(std::memcmp(DIGetBitmapInfo(image.p), &expected, sizeof(expected)), 0);
-    const unsigned char* pBits = DIGetBits(image.p);
+    EXPECT_EQ(std::memcmp(DIGetBitmapInfo(image.get()), &expected, sizeof(expected)), 0);
+    const unsigned char* pBits = DIGetBits(image.get());
     EXPECT_EQ(std::vector<unsigned char>(pBits, pBits + 5764 * 3), std::vector<unsigned char>(5764 * 3));
 
     const struct {
@@ -110,11 +108,11 @@ TEST_F(ImageProcTest, ContentHasTheDocumentedShape) {
     } refused[] = {{0, 1, 24}, {1, 0, 24}, {-1, 1, 24},    {1, -1, 24},
                    {1, 1, 32}, {1, 1, 8},  {65501, 1, 24}, {65500, 65500, 24}};
     for (const auto& r : refused) {
-        ASSERT_EQ(DISetContent(image.p, 4, 4, 24), 1);
-        EXPECT_EQ(DISetContent(image.p, r.width, r.height, r.bits), 0) << r.width << 'x' << r.height;
-        EXPECT_EQ(DIGetWidth(image.p), 0);
-        EXPECT_EQ(DIGetHeight(image.p), 0);
-        EXPECT_EQ(DIGetBits(image.p), nullptr);
+        ASSERT_EQ(DISetContent(image.get(), 4, 4, 24), 1);
+        EXPECT_EQ(DISetContent(image.get(), r.width, r.height, r.bits), 0) << r.width << 'x' << r.height;
+        EXPECT_EQ(DIGetWidth(image.get()), 0);
+        EXPECT_EQ(DIGetHeight(image.get()), 0);
+        EXPECT_EQ(DIGetBits(image.get()), nullptr);
     }
     EXPECT_EQ(DISetContent(nullptr, 1, 1, 24), 0);
     EXPECT_EQ(DIGetWidth(nullptr) + DIGetHeight(nullptr), 0);
@@ -136,10 +134,10 @@ TEST_F(ImageProcTest, FilesHoldThePicture) {
     const std::wstring widePath = m_folder.wstring() + L"/Größe \u65E5\u672C \U0001F3AC";
     for (const Format& format : Formats) {
         for (const auto& [width, height] : {std::pair{1, 1}, {3, 2}, {17, 9}, {640, 361}}) {
-            const Handle image;
+            const Handle image(DICreate());
             const Pattern pattern = format.isLossless ? noisy : smooth;
-            fill(image.p, width, height, pattern);
-            const int saved = DISaveEx(image.p, widePath.c_str(), format.pMimeType);
+            fill(image.get(), width, height, pattern);
+            const int saved = DISaveEx(image.get(), widePath.c_str(), format.pMimeType);
             if (!format.isBuiltIn) {
                 EXPECT_EQ(saved, 0);
                 EXPECT_NE(m_log.find("not built in"), std::string::npos) << m_log;
@@ -168,9 +166,9 @@ TEST_F(ImageProcTest, FailuresAreLoggedAndLeaveNothing) {
     const std::wstring folder = m_folder.wstring();
     std::ofstream(m_folder / "file") << "content";
     fs::create_directory(m_folder / "folder");
-    const Handle image;
-    const Handle empty;
-    fill(image.p, 5, 5, noisy);
+    const Handle image(DICreate());
+    const Handle empty(DICreate());
+    fill(image.get(), 5, 5, noisy);
     const struct {
         void* pImage;
         const wchar_t* pPath;
@@ -178,17 +176,17 @@ TEST_F(ImageProcTest, FailuresAreLoggedAndLeaveNothing) {
         const wchar_t* pMimeType;
         const char* pReason;
     } cases[] = {
-        {image.p, L"", folder + L"/missing/a.bmp", L"image/bmp", "No such file or directory"},
-        {image.p, L"", folder + L"/file/a.bmp", L"image/bmp", "Not a directory"},
-        {image.p, L"", folder + L"/folder", L"image/bmp", "it is a folder"},
-        {image.p, L"", L"/dev/full", L"image/bmp", "not a regular file"},
-        {image.p, L"", folder + L"/" + std::wstring(300, L'n'), L"image/bmp", "File name too long"},
-        {image.p, L"", folder + L"/a.tiff", L"image/tiff", "the format is not known"},
-        {image.p, L"", folder + L"/a.bmp", nullptr, "no format was given"},
-        {image.p, L"", folder + L"/\xD800.bmp", L"image/bmp", "the path is not Unicode"},
-        {image.p, L"", L"", L"image/bmp", "no path was given"},
-        {image.p, nullptr, L"", L"image/bmp", "no path was given"},
-        {empty.p, L"", folder + L"/a.bmp", L"image/bmp", "the image is empty"},
+        {image.get(), L"", folder + L"/missing/a.bmp", L"image/bmp", "No such file or directory"},
+        {image.get(), L"", folder + L"/file/a.bmp", L"image/bmp", "Not a directory"},
+        {image.get(), L"", folder + L"/folder", L"image/bmp", "it is a folder"},
+        {image.get(), L"", L"/dev/full", L"image/bmp", "not a regular file"},
+        {image.get(), L"", folder + L"/" + std::wstring(300, L'n'), L"image/bmp", "File name too long"},
+        {image.get(), L"", folder + L"/a.tiff", L"image/tiff", "the format is not known"},
+        {image.get(), L"", folder + L"/a.bmp", nullptr, "no format was given"},
+        {image.get(), L"", folder + L"/\xD800.bmp", L"image/bmp", "the path is not Unicode"},
+        {image.get(), L"", L"", L"image/bmp", "no path was given"},
+        {image.get(), nullptr, L"", L"image/bmp", "no path was given"},
+        {empty.get(), L"", folder + L"/a.bmp", L"image/bmp", "the image is empty"},
         {nullptr, L"", folder + L"/a.bmp", L"image/bmp", "the image is empty"},
     };
     for (const auto& c : cases) {
@@ -227,22 +225,22 @@ private:
 
 TEST_F(ImageProcTest, AFullDiskLeavesTheFormerFile) {
     const fs::path path = m_folder / "picture";
-    const Handle image;
+    const Handle image(DICreate());
     for (const Format& format : Formats) {
         if (!format.isBuiltIn) {
             continue;
         }
-        fill(image.p, 40, 30, smooth);
-        ASSERT_EQ(DISaveEx(image.p, path.wstring().c_str(), format.pMimeType), 1);
+        fill(image.get(), 40, 30, smooth);
+        ASSERT_EQ(DISaveEx(image.get(), path.wstring().c_str(), format.pMimeType), 1);
         const std::string former = ReadFile(path);
-        fill(image.p, 700, 500, noisy);
+        fill(image.get(), 700, 500, noisy);
         // At the first byte, within a block, and in the last block that is written.
         for (const rlim_t limit : {0, 100000, 140000}) {
             m_log.clear();
             int saved = -1;
             {
                 const FileSizeLimit full(limit);
-                saved = DISaveEx(image.p, path.wstring().c_str(), format.pMimeType);
+                saved = DISaveEx(image.get(), path.wstring().c_str(), format.pMimeType);
             }
             EXPECT_EQ(saved, 0) << limit;
             EXPECT_NE(m_log.find(path.string()), std::string::npos) << m_log;
@@ -256,10 +254,10 @@ TEST_F(ImageProcTest, AFullDiskLeavesTheFormerFile) {
 TEST_F(ImageProcTest, ThreadsSavingUnderOneNameLeaveOneWholeFile) {
     const fs::path path = m_folder / "shared.bmp";
     RunThreads(4, [&](int) {
-        const Handle image;
-        fill(image.p, 64, 64, noisy);
+        const Handle image(DICreate());
+        fill(image.get(), 64, 64, noisy);
         for (int n = 0; n < 20; ++n) {
-            EXPECT_EQ(DISaveEx(image.p, path.wstring().c_str(), L"image/bmp"), 1);
+            EXPECT_EQ(DISaveEx(image.get(), path.wstring().c_str(), L"image/bmp"), 1);
         }
     });
     EXPECT_EQ(filesInFolder(), 1u);

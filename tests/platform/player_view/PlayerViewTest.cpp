@@ -24,8 +24,7 @@ void* asParent(xcb_window_t window) {
 void* const OffScreen = asParent(1);
 
 /// A view that is destroyed at the end of its scope.
-class TestView {
-public:
+struct TestView {
     TestView(void* pParent, VRECT rect) : m_pView(PVCreatePlayerView(pParent, &rect)) {}
     ~TestView() { PVDestroyPlayerView(m_pView); }
     TestView(const TestView&) = delete;
@@ -40,8 +39,7 @@ public:
                          const_cast<std::uint8_t*>(picture.pixels.data()));
     }
 
-private:
-    void* m_pView;
+    void* const m_pView;
 };
 
 TEST(PlayerView, ShowsPictureInChildWindow) {
