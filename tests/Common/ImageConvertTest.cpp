@@ -27,21 +27,24 @@ struct PlanarAreas {
     Area y, u, v;
 };
 
-PlanarAreas PlanarSource(Trial& trial, std::int32_t width, std::int32_t height) {
-    return {trial.Source(width, height), trial.Source(Half(width), Half(height)),
-            trial.Source(Half(width), Half(height))};
+using Placing = Area (Trial::*)(std::int32_t rowBytes, std::int32_t rows, std::int32_t pitch);
+constexpr Placing kSource = &Trial::Source, kDestination = &Trial::Destination;
+
+PlanarAreas Planes(Trial& trial, Placing place, std::int32_t width, std::int32_t rows,
+                   std::int32_t chromaWidth, std::int32_t chromaRows) {
+    const Area y = (trial.*place)(width, rows, 0), u = (trial.*place)(chromaWidth, chromaRows, 0);
+    return {y, u, (trial.*place)(chromaWidth, chromaRows, 0)};
 }
 
-PlanarAreas PlanarDestination(Trial& trial, std::int32_t width, std::int32_t height) {
-    return {trial.Destination(width, height), trial.Destination(Half(width), Half(height)),
-            trial.Destination(Half(width), Half(height))};
+PlanarAreas Planes(Trial& trial, Placing place, std::int32_t width, std::int32_t height) {
+    return Planes(trial, place, width, height, Half(width), Half(height));
 }
 
 /// The four routines with a destination header.
 template <class Routine>
 std::string ComparePlanarToRgb(Trial& trial, int bits, bool signedHeight, Routine routine, Routine plain) {
     const std::int32_t width = trial.Size(), height = trial.Rows();
-    const PlanarAreas in = PlanarSource(trial, width, height);
+    const PlanarAreas in = Planes(trial, kSource, width, height);
     const Area out = trial.Destination(PaddedRow(width, bits), height, PaddedRow(width, bits) + (width == 0));
     tagBITMAPINFOHEADER header = Header(width, signedHeight && trial.Flag() ? -height : height, bits);
     return trial.Compare(routine, plain, &header, out.data, in.y.data, in.u.data, in.v.data, in.y.pitch,
@@ -53,7 +56,7 @@ template <class Routine>
 std::string CompareRgbToPlanar(Trial& trial, int bits, Routine routine, Routine plain) {
     const std::int32_t width = trial.Size(), height = trial.Rows();
     const Area in = trial.Source(PaddedRow(width, bits), height, PaddedRow(width, bits) + (width == 0));
-    const PlanarAreas out = PlanarDestination(trial, width + width % 2, height);
+    const PlanarAreas out = Planes(trial, kDestination, width + width % 2, height);
     tagBITMAPINFOHEADER header = Header(width, height, bits);
     return trial.Compare(routine, plain, out.y.data, out.u.data, out.v.data, out.y.pitch, out.u.pitch,
                          out.v.pitch, &header, in.data);
@@ -62,7 +65,7 @@ std::string CompareRgbToPlanar(Trial& trial, int bits, Routine routine, Routine 
 std::string CompareArgbWithPitch(Trial& trial) {
     const std::int32_t width = trial.Size(), height = trial.Rows();
     const Area in = trial.Source(4 * width, height);
-    const PlanarAreas out = PlanarDestination(trial, width + width % 2, height);
+    const PlanarAreas out = Planes(trial, kDestination, width + width % 2, height);
     tagBITMAPINFOHEADER header = Header(width, height, 32);
     using Routine = void (*)(std::uint8_t*, std::uint8_t*, std::uint8_t*, std::int32_t, std::int32_t,
                              std::int32_t, tagBITMAPINFOHEADER*, std::uint8_t*, std::int32_t);
@@ -73,7 +76,7 @@ std::string CompareArgbWithPitch(Trial& trial) {
 std::string CompareWithAlpha(Trial& trial) {
     const std::int32_t width = trial.Size(), height = trial.Rows();
     const Area in = trial.Source(4 * width, height, 4 * width + (width == 0));
-    const PlanarAreas out = PlanarDestination(trial, width, height);
+    const PlanarAreas out = Planes(trial, kDestination, width, height);
     const Area alpha = trial.Destination(width, height, out.y.pitch + (out.y.pitch == 0));
     tagBITMAPINFOHEADER header = Header(width, height, 32);
     return trial.Compare(Rgb32_2_yuv420A, reference::Rgb32_2_yuv420A, out.y.data, out.u.data, out.v.data,
@@ -83,7 +86,7 @@ std::string CompareWithAlpha(Trial& trial) {
 std::string ComparePalette(Trial& trial) {
     const std::int32_t width = trial.Size(), height = trial.Rows();
     const Area in = trial.Source(PaddedRow(width, 8), height, PaddedRow(width, 8) + (width == 0));
-    const PlanarAreas out = PlanarDestination(trial, width + width % 2, height);
+    const PlanarAreas out = Planes(trial, kDestination, width + width % 2, height);
     const Area info = trial.Source(40 + 256 * 4, 1);
     auto* bitmap = reinterpret_cast<tagBITMAPINFO*>(info.data);
     bitmap->bmiHeader = Header(width, height, 8);
@@ -144,13 +147,11 @@ std::string ComparePackedBlit(Trial& trial) {
 std::string ComparePlanarBlit(Trial& trial) {
     const Rectangle in = RandomRectangle(trial), out = RandomRectangle(trial);
     const std::int32_t width = in.width, pairs = Half(in.height);
-    const auto planes = [&](const Rectangle& r, auto place) {
-        return PlanarAreas{place(r.x + width, r.y + 2 * pairs),
-                           place((r.x + 1) / 2 + Half(width), r.y / 2 + pairs),
-                           place((r.x + 1) / 2 + Half(width), r.y / 2 + pairs)};
+    const auto planes = [&](Placing place, const Rectangle& r) {
+        return Planes(trial, place, r.x + width, r.y + 2 * pairs, (r.x + 1) / 2 + Half(width),
+                      r.y / 2 + pairs);
     };
-    const PlanarAreas s = planes(in, [&](int bytes, int rows) { return trial.Source(bytes, rows); });
-    const PlanarAreas d = planes(out, [&](int bytes, int rows) { return trial.Destination(bytes, rows); });
+    const PlanarAreas s = planes(kSource, in), d = planes(kDestination, out);
     return trial.Compare(YV12_Blt_fast, reference::YV12_Blt_fast, d.y.data, d.u.data, d.v.data, d.y.pitch,
                          d.u.pitch, d.v.pitch, out.x, out.y, width, out.y + in.height, s.y.data, s.u.data,
                          s.v.data, s.y.pitch, s.u.pitch, s.v.pitch, in.x, in.y);
@@ -160,9 +161,8 @@ std::string ComparePackedToPlanar(Trial& trial) {
     const Rectangle in = RandomRectangle(trial), out = RandomRectangle(trial);
     const std::int32_t pairs = Half(in.width), rows = Half(in.height);
     const Area source = trial.Source(4 * pairs, in.y + 2 * rows);
-    const PlanarAreas d = {trial.Destination(out.x + 2 * pairs, out.y + 2 * rows),
-                           trial.Destination(out.x / 2 + pairs, out.y / 2 + rows),
-                           trial.Destination(out.x / 2 + pairs, out.y / 2 + rows)};
+    const PlanarAreas d =
+        Planes(trial, kDestination, out.x + 2 * pairs, out.y + 2 * rows, out.x / 2 + pairs, out.y / 2 + rows);
     const std::int32_t yuy2 = trial.Between(0, 2), x = trial.Between(0, 50);
     return trial.Compare(YUY2_2_Yuv420, reference::YUY2_2_Yuv420, d.y.data, d.u.data, d.v.data, d.y.pitch,
                          d.u.pitch, d.v.pitch, out.x, out.y, in.width, in.height, source.data, source.pitch,
@@ -172,9 +172,8 @@ std::string ComparePackedToPlanar(Trial& trial) {
 std::string ComparePlanarToPacked(Trial& trial) {
     const Rectangle in = RandomRectangle(trial), out = RandomRectangle(trial);
     const std::int32_t pairs = Half(in.width), rows = Half(in.height);
-    const PlanarAreas s = {trial.Source(in.x + 2 * pairs, in.y + 2 * rows),
-                           trial.Source(in.x / 2 + pairs, in.y / 2 + rows),
-                           trial.Source(in.x / 2 + pairs, in.y / 2 + rows)};
+    const PlanarAreas s =
+        Planes(trial, kSource, in.x + 2 * pairs, in.y + 2 * rows, in.x / 2 + pairs, in.y / 2 + rows);
     const Area destination = trial.Destination(4 * pairs, out.y + 2 * rows);
     const std::int32_t yuy2 = trial.Between(0, 2), x = trial.Between(0, 50);
     return trial.Compare(Yuv420_2_YUY2, reference::Yuv420_2_YUY2, destination.data, destination.pitch, x,

@@ -64,21 +64,20 @@ TEST(ImageValues, GreysBecomeTheirRgb) {
         return out;
     };
     auto header = Header(2, 2, 32);
-    const auto argb = [&](std::uint8_t* y, std::uint8_t* out) {
-        Yuv420_2_Argb(&header, out, y, u.data(), v.data(), 2, 1, 1);
-    };
-    const auto simple = [&](std::uint8_t* y, std::uint8_t* out) {
-        Yuv420_2_rgb24Simple(&header, out, y, u.data(), v.data(), 2, 1, 1);
+    const auto toBitmap = [&](auto* routine) {
+        return [&, routine](std::uint8_t* y, std::uint8_t* out) {
+            routine(&header, out, y, u.data(), v.data(), 2, 1, 1);
+        };
     };
     const auto output = [&](KQ_CONVERT_YUV* routine, int stride) {
         return [&, routine, stride](std::uint8_t* y, std::uint8_t* out) {
             routine(y, 2, u.data(), v.data(), 1, out, 2, 2, stride);
         };
     };
-    EXPECT_EQ((Bytes{0, 0, 0, 255}), convert(16, argb, 4));
-    EXPECT_EQ((Bytes{254, 254, 254, 255}), convert(235, argb, 4));
-    EXPECT_EQ((Bytes{0, 0, 0}), convert(16, simple, 3));
-    EXPECT_EQ((Bytes{255, 255, 255}), convert(235, simple, 3));
+    EXPECT_EQ((Bytes{0, 0, 0, 255}), convert(16, toBitmap(Yuv420_2_Argb), 4));
+    EXPECT_EQ((Bytes{254, 254, 254, 255}), convert(235, toBitmap(Yuv420_2_Argb), 4));
+    EXPECT_EQ((Bytes{0, 0, 0}), convert(16, toBitmap(Yuv420_2_rgb24Simple), 3));
+    EXPECT_EQ((Bytes{255, 255, 255}), convert(235, toBitmap(Yuv420_2_rgb24Simple), 3));
     EXPECT_EQ((Bytes{0, 0, 0, 0}), convert(16, output(yuv2rgb_32, 2), 4));
     EXPECT_EQ((Bytes{255, 255, 255, 0}), convert(235, output(yuv2rgb_32, 2), 4));
     EXPECT_EQ((Bytes{254, 254, 254}), convert(235, output(yuv2rgb_24, 6), 3));

@@ -31,9 +31,7 @@ extern "C" __attribute__((visibility("default"))) void alcGetIntegerv(ALCdevice*
 
 namespace {
 
-using kq::test::FakeAudio;
-using kq::test::LoopbackDevice;
-using kq::test::WaitUntil;
+using namespace kq::test;
 
 TEST(SoundPlayer, HoldsATenthOfASecondInWholeSampleFrames) {
     LoopbackDevice device;
@@ -67,6 +65,12 @@ TEST(SoundPlayer, HoldsATenthOfASecondInWholeSampleFrames) {
     }
 }
 
+/// Begins a stream of the usual format.
+void Begin(SoundPlayer& sound) {
+    sound.Open(48000, 2, 16);
+    sound.Play();
+}
+
 /// Waits until the sound thread has refilled whatever has been played.
 void WaitForRefill(SoundPlayer& sound, std::int64_t llMost = INT64_MAX) {
     const std::int64_t nBuffer = sound.GetBufferSize();
@@ -93,12 +97,12 @@ TEST(SoundPlayer, PlaysEverySampleOnceAndInOrder) {
     FakeAudio audio(1.5, 48000, 2, 1000); // chunks that do not fit the buffers
     {
         SoundPlayer sound(&audio);
-        sound.Open(48000, 2, 16);
-        sound.Play();
+        Begin(sound);
         const auto samples = RenderSteadily(device, sound, 48000);
         for (std::size_t k = 0; k < 48000; ++k) {
-            ASSERT_NEAR(samples[2 * k], FakeAudio::SampleOf(static_cast<std::int64_t>(k)), 1) << k;
-            ASSERT_NEAR(samples[2 * k + 1], FakeAudio::SampleOf(static_cast<std::int64_t>(k)), 1) << k;
+            const int nSample = FakeAudio::SampleOf(static_cast<std::int64_t>(k));
+            ASSERT_NEAR(samples[2 * k], nSample, 1) << k;
+            ASSERT_NEAR(samples[2 * k + 1], nSample, 1) << k;
         }
         EXPECT_EQ(sound.GetPlayPos(), 48000 * 4);
         std::int64_t llPTS = -1;
@@ -114,8 +118,7 @@ TEST(SoundPlayer, PausesAndResumesInPlace) {
     LoopbackDevice device;
     FakeAudio audio(3.0);
     SoundPlayer sound(&audio);
-    sound.Open(48000, 2, 16);
-    sound.Play();
+    Begin(sound);
     RenderSteadily(device, sound, 4800);
     sound.Pause();
     const std::int64_t llPaused = sound.GetPlayPos();
@@ -135,8 +138,7 @@ TEST(SoundPlayer, EndsAfterOneSecondOfSilence) {
     LoopbackDevice device;
     FakeAudio nothing(0.0);
     SoundPlayer sound(&nothing);
-    sound.Open(48000, 2, 16);
-    sound.Play();
+    Begin(sound);
     for (int nTenth = 0; nTenth < 8; ++nTenth) {
         device.Render(4800);
         WaitForRefill(sound, 192000);
@@ -153,8 +155,7 @@ TEST(SoundPlayer, EndsAfterOneSecondOfSilence) {
 
     FakeAudio something(2.0);
     SoundPlayer again(&something);
-    again.Open(48000, 2, 16);
-    again.Play();
+    Begin(again);
     EXPECT_TRUE(again.IsPlaying());
 }
 
@@ -162,8 +163,7 @@ TEST(SoundPlayer, ALostDeviceEndsTheSound) {
     LoopbackDevice device;
     FakeAudio audio(10.0);
     SoundPlayer sound(&audio);
-    sound.Open(48000, 2, 16);
-    sound.Play();
+    Begin(sound);
     RenderSteadily(device, sound, 4800);
     s_bUnplugged = true;
     EXPECT_TRUE(WaitUntil([&] { return !sound.IsActive(); }));

@@ -2,17 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <utility>
+
 namespace {
 
-struct Answer {
-    std::int64_t llPTS = -7;
-    std::int64_t llPos = -7;
-    bool operator==(const Answer& other) const { return llPTS == other.llPTS && llPos == other.llPos; }
-};
+using Answer = std::pair<std::int64_t, std::int64_t>; ///< time stamp and begin of a chunk
 
 Answer Search(TimeCodeMgr& map, std::int64_t llPos) {
-    Answer answer;
-    map.SearchPTSReverse(llPos, answer.llPTS, answer.llPos);
+    Answer answer(-7, -7);
+    map.SearchPTSReverse(llPos, answer.first, answer.second);
     return answer;
 }
 

@@ -31,20 +31,11 @@ public:
 
 TEST(ResultText, TellsEveryCodeFromTheOthers) {
     std::set<std::string> texts;
-    const std::int32_t codes[] = {kq::Ok,
-                                  kq::Refused,
-                                  kq::OutOfMemory,
-                                  kq::NoInterface,
-                                  kq::NullPointer,
-                                  kq::Failed,
-                                  kq::NoAggregation,
-                                  kq::ClassNotAvailable,
-                                  -1,
-                                  2};
-    for (const std::int32_t nCode : codes) {
-        texts.insert(kq::ResultText(nCode));
+    for (const std::int32_t nCode :
+         {kq::Ok, kq::Refused, kq::OutOfMemory, kq::NoInterface, kq::NullPointer, kq::Failed,
+          kq::NoAggregation, kq::ClassNotAvailable, std::int32_t{-1}, std::int32_t{2}}) {
+        EXPECT_TRUE(texts.insert(kq::ResultText(nCode)).second) << nCode;
     }
-    EXPECT_EQ(texts.size(), std::size(codes));
 }
 
 TEST(ComPtr, GivesBackWhatItHolds) {
@@ -78,13 +69,6 @@ TEST(ComObject, OffersItsInterfacesUnderOneIdentity) {
     EXPECT_EQ(pInfo->GetVideoFormat(), nullptr);
     EXPECT_EQ(pInfo->GetAudioFormat()->dDuration, 1.5);
     EXPECT_EQ(pStream->GetStreamInfo(nullptr), kq::NullPointer);
-}
-
-TEST(CreatePlayer, GivesAPlayerWithItsInterfaces) {
-    ComPtr<IMediaPlayer> pPlayer;
-    ASSERT_EQ(kq::CreatePlayer(pPlayer), kq::Ok);
-    EXPECT_TRUE(pPlayer.As<IAudioInput>());
-    EXPECT_EQ(pPlayer->IsActivate(), KQ_ACTIVATE_STOPPED);
 }
 
 } // namespace

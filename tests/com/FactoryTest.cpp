@@ -78,9 +78,8 @@ TEST(ClassFactory, CountsServerLocks) {
 TEST(ObjectIdentity, IsOneForAllInterfacesOfAnObject) {
     PlayerHost host;
     PlayerHost other;
-    void* p = nullptr;
-    ASSERT_EQ(host->QueryInterface(IID_IAudioInput, &p), 0);
-    const auto pAudio = kq::ComPtr<IUnknown>::Adopt(static_cast<IUnknown*>(p));
+    void* p = kUntouched;
+    const auto pAudio = kq::ComPtr<IMediaPlayer>::Share(host.Get()).As<IAudioInput>();
     EXPECT_TRUE(scombase::IsEqualObject(pAudio.Get(), host.Get()));
     EXPECT_FALSE(scombase::IsEqualObject(other.Get(), host.Get()));
     EXPECT_FALSE(scombase::IsEqualObject(nullptr, host.Get()));

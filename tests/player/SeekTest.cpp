@@ -12,31 +12,17 @@
 
 namespace {
 
-using kq::test::FakeAudio;
-using kq::test::FakeVideo;
-using kq::test::LoopbackDevice;
-using kq::test::PlayerHost;
-using kq::test::ViewRecorder;
-using kq::test::WaitUntil;
+using namespace kq::test;
 
 class Seeking : public testing::Test {
 protected:
-    /// Waits for that many pictures. @return the first of them
-    std::vector<int> FirstFrames(std::size_t nCount) {
-        EXPECT_TRUE(WaitUntil([&] { return m_recorder.GetCount() >= nCount; }));
-        auto frames = m_recorder.GetFrames();
-        frames.resize(nCount);
-        return frames;
-    }
-
-    Seeking() : m_video(150, 50) { m_host.AddView(1, &m_video); }
     ~Seeking() override { m_host->Stop(); }
 
     LoopbackDevice m_device;
     FakeAudio m_audio{3.0};
-    FakeVideo m_video;
+    FakeVideo m_video{150, 50};
     ViewRecorder m_recorder;
-    PlayerHost m_host;
+    PlayerHost m_host{&m_video};
 };
 
 TEST_F(Seeking, WithoutARunMovesThePictureAndTheNextStart) {
@@ -47,7 +33,7 @@ TEST_F(Seeking, WithoutARunMovesThePictureAndTheNextStart) {
     EXPECT_EQ(m_video.GetSeeks().back().nMode, 0);
     EXPECT_FALSE(m_host->IsSeeking());
     m_host->Play();
-    EXPECT_EQ(FirstFrames(4), (std::vector<int>{70, 70, 71, 72}));
+    EXPECT_EQ(m_recorder.WaitForFrames(4), (std::vector<int>{70, 70, 71, 72}));
     EXPECT_EQ(m_video.GetSeeks().back().nMode, 1); // the start is exact, whatever was asked for
 }
 
@@ -76,7 +62,7 @@ TEST_F(Seeking, WhilePausedShowsTheFrameBeforeItReturns) {
     EXPECT_EQ(m_recorder.GetFrames().back(), 12);
     m_recorder.Clear();
     m_host->Resume();
-    EXPECT_EQ(FirstFrames(3), (std::vector<int>{12, 13, 14}));
+    EXPECT_EQ(m_recorder.WaitForFrames(3), (std::vector<int>{12, 13, 14}));
 }
 
 TEST_F(Seeking, WhilePlayingGoesOnFromThere) {
@@ -115,7 +101,7 @@ TEST_F(Seeking, OnResumeIsCarriedOutBeforeAnythingIsShown) {
     ASSERT_TRUE(m_host.WaitForPause());
     m_recorder.Clear();
     m_host->Forward();
-    EXPECT_EQ(FirstFrames(4), (std::vector<int>{1, 50, 51, 52}));
+    EXPECT_EQ(m_recorder.WaitForFrames(4), (std::vector<int>{1, 50, 51, 52}));
 }
 
 TEST_F(Seeking, StepsFrameByFrameWhilePaused) {
@@ -126,7 +112,7 @@ TEST_F(Seeking, StepsFrameByFrameWhilePaused) {
     EXPECT_EQ(m_host->Forward(), 0);
     EXPECT_EQ(m_host->SyncForward(), 0);
     EXPECT_EQ(m_host->Forward(), 0);
-    EXPECT_EQ(FirstFrames(3), (std::vector<int>{1, 2, 3}));
+    EXPECT_EQ(m_recorder.WaitForFrames(3), (std::vector<int>{1, 2, 3}));
     ASSERT_TRUE(WaitUntil([&] { return m_host.GetPositions().size() == 4; }));
     EXPECT_NEAR(m_host.GetLastPosition(), 0.06, 1e-9);
 
@@ -157,12 +143,12 @@ TEST_F(Seeking, SoundAndPictureAgreeAfterwards) {
     for (const double dTime : times) {
         m_host->SyncSeek(dTime, 1);
         const int nFrame = static_cast<int>(std::lround(dTime * 50));
-        ASSERT_TRUE(WaitUntil([&] { return m_recorder.GetFrames().back() == nFrame; })) << dTime;
+        ASSERT_TRUE(m_recorder.WaitForLast(nFrame)) << dTime;
         const auto samples = m_device.Render(960);
         // OpenAL starts with a short fade; in the second half of the piece the samples are there whole.
         EXPECT_NEAR(samples[2 * 700], FakeAudio::SampleOf(static_cast<std::int64_t>(dTime * 48000) + 700), 2)
             << dTime;
-        EXPECT_TRUE(WaitUntil([&] { return m_recorder.GetFrames().back() == nFrame + 1; }));
+        EXPECT_TRUE(m_recorder.WaitForLast(nFrame + 1));
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
         EXPECT_EQ(m_recorder.GetFrames().back(), nFrame + 1);
     }

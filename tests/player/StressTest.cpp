@@ -15,20 +15,7 @@
 
 namespace {
 
-using kq::test::Clock;
-using kq::test::FakeAudio;
-using kq::test::FakeVideo;
-using kq::test::PlayerHost;
-using kq::test::WaitUntil;
-
-/// The component's own prints are not what these tests look at.
-class Quiet {
-public:
-    Quiet() { testing::internal::CaptureStdout(); }
-    Quiet(const Quiet&) = delete;
-    Quiet& operator=(const Quiet&) = delete;
-    ~Quiet() { testing::internal::GetCapturedStdout(); }
-};
+using namespace kq::test;
 
 /// Seconds that the long tests take; KQ_STRESS_SECONDS asks for more than the everyday few.
 std::chrono::seconds StressTime() {
@@ -36,54 +23,48 @@ std::chrono::seconds StressTime() {
     return std::chrono::seconds(pText != nullptr ? std::max(1, std::atoi(pText)) : 4);
 }
 
-/// An OpenAL device that plays into nothing in real time.
-void UseNullDevice() {
-    setenv("ALSOFT_DRIVERS", "null", 1);
-}
+/// With a sound device that plays into nothing in real time, and without the component's own prints.
+class Stress : public testing::Test {
+protected:
+    Stress() {
+        setenv("ALSOFT_DRIVERS", "null", 1);
+        testing::internal::CaptureStdout();
+    }
+    ~Stress() override { testing::internal::GetCapturedStdout(); }
+};
 
-TEST(Stress, SixteenPlayersWithTwoViewsAndSound) {
-    UseNullDevice();
-    const Quiet quiet;
+TEST_F(Stress, SixteenPlayersWithTwoViewsAndSound) {
     const auto deadline = Clock::now() + StressTime();
-    std::vector<std::thread> hosts;
-    for (unsigned int nSeed = 0; nSeed < 16; ++nSeed) {
-        hosts.emplace_back([nSeed, deadline] {
-            FakeVideo reference(80, 50, 32, 18);
-            FakeVideo other(80, 50, 32, 18);
-            FakeAudio audio(1.6);
-            PlayerHost host;
-            host.AddView(0, &reference);
-            host.AddView(1, &other);
-            host.SetAudio(&audio);
-            std::mt19937 random(nSeed);
-            while (Clock::now() < deadline) {
-                const auto nAction = random() % 6;
-                nAction == 0   ? host->Stop()
-                : nAction == 1 ? host->Pause()
-                : nAction == 2 ? host->Resume()
-                               : host->Play();
-                std::this_thread::sleep_for(std::chrono::milliseconds(random() % 60));
-            }
-            host.ReleasePlayer();
-            EXPECT_EQ(reference.GetRefCount(), 1);
-            EXPECT_EQ(audio.GetRefCount(), 1);
-        });
-    }
-    for (std::thread& host : hosts) {
-        host.join();
-    }
+    RunThreads(16, [deadline](int nSeed) {
+        FakeVideo reference(80, 50, 32, 18);
+        FakeVideo other(80, 50, 32, 18);
+        FakeAudio audio(1.6);
+        PlayerHost host(nullptr, &audio);
+        host.AddView(0, &reference);
+        host.AddView(1, &other);
+        std::mt19937 random(static_cast<unsigned int>(nSeed));
+        while (Clock::now() < deadline) {
+            const auto nAction = random() % 6;
+            nAction == 0   ? host->Stop()
+            : nAction == 1 ? host->Pause()
+            : nAction == 2 ? host->Resume()
+                           : host->Play();
+            std::this_thread::sleep_for(std::chrono::milliseconds(random() % 60));
+        }
+        host.ReleasePlayer();
+        EXPECT_EQ(reference.GetRefCount(), 1);
+        EXPECT_EQ(audio.GetRefCount(), 1);
+    });
 }
 
-TEST(Stress, AThousandRunsStartedFromTheEndOfPlay) {
-    const Quiet quiet;
+TEST_F(Stress, AThousandRunsStartedFromTheEndOfPlay) {
     constexpr int kRuns = 1000;
     // A run's last steps take a tenth of a second, so many players share the runs.
     constexpr int kPlayers = 50;
     FakeVideo video(1, 100);
     std::vector<std::unique_ptr<PlayerHost>> hosts;
     for (int i = 0; i < kPlayers; ++i) {
-        auto& host = *hosts.emplace_back(std::make_unique<PlayerHost>());
-        host.AddView(1, &video);
+        auto& host = *hosts.emplace_back(std::make_unique<PlayerHost>(&video));
         host->SetPlayTime(0, 0);
         host.m_onNotify = [&host](unsigned int nWhat) {
             if (nWhat == KQ_NOTIFY_END && host.GetEnds() < kRuns / kPlayers) {
@@ -99,12 +80,10 @@ TEST(Stress, AThousandRunsStartedFromTheEndOfPlay) {
     }
 }
 
-TEST(Stress, ThePlayerMayBeReleasedAtTheEndOfPlay) {
-    const Quiet quiet;
+TEST_F(Stress, ThePlayerMayBeReleasedAtTheEndOfPlay) {
     FakeVideo video(2, 100);
     for (int i = 0; i < 5; ++i) {
-        PlayerHost host;
-        host.AddView(1, &video);
+        PlayerHost host(&video);
         std::atomic<bool> bReleased{false};
         host.m_onNotify = [&](unsigned int nWhat) {
             if (nWhat == KQ_NOTIFY_END) {
@@ -118,38 +97,30 @@ TEST(Stress, ThePlayerMayBeReleasedAtTheEndOfPlay) {
     EXPECT_EQ(video.GetRefCount(), 1);
 }
 
-TEST(Stress, ViewsAndStreamsComeAndGoWhileThePlayerRuns) {
-    const Quiet quiet;
+TEST_F(Stress, ViewsAndStreamsComeAndGoWhileThePlayerRuns) {
     FakeVideo reference(2000, 100, 32, 18);
     FakeVideo other(2000, 100, 32, 18);
-    PlayerHost host;
-    host.AddView(1, &reference);
+    PlayerHost host(&reference);
     host->Play();
     // A run that starts while there are two views looks for source mode 0.
     ASSERT_TRUE(WaitUntil([&] { return !host.GetPositions().empty(); }));
     const auto deadline = Clock::now() + StressTime() / 2;
-    std::vector<std::thread> threads;
-    for (unsigned int nSeed = 0; nSeed < 3; ++nSeed) {
-        threads.emplace_back([&, nSeed] {
-            std::mt19937 random(nSeed);
-            while (Clock::now() < deadline) {
-                IPlayerView* const pView =
-                    host.GetManager()->CreatePlayView(reinterpret_cast<void*>(1), tagRECT{0, 0, 32, 18});
-                pView->SetVideoInput(static_cast<int>(random() % 3), random() % 2 == 0 ? &reference : &other);
-                std::this_thread::sleep_for(std::chrono::milliseconds(random() % 8));
-                if (random() % 2 == 0) {
-                    pView->SetVideoInput(1, nullptr);
-                }
-                host->GetMovieLength();
-                host->Update(1);
-                host.GetManager()->Remove(pView->GetIndex());
-                pView->Release();
+    RunThreads(3, [&](int nSeed) {
+        std::mt19937 random(static_cast<unsigned int>(nSeed));
+        while (Clock::now() < deadline) {
+            IPlayerView* const pView =
+                host.GetManager()->CreatePlayView(kq::OffScreenParent(), tagRECT{0, 0, 32, 18});
+            pView->SetVideoInput(static_cast<int>(random() % 3), random() % 2 == 0 ? &reference : &other);
+            std::this_thread::sleep_for(std::chrono::milliseconds(random() % 8));
+            if (random() % 2 == 0) {
+                pView->SetVideoInput(1, nullptr);
             }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+            host->GetMovieLength();
+            host->Update(1);
+            host.GetManager()->Remove(pView->GetIndex());
+            pView->Release();
+        }
+    });
     host->Stop();
     EXPECT_GT(host.GetPositions().size(), 50u);
 }
@@ -159,13 +130,7 @@ void MakeAStorm(bool bVideo, bool bAudio) {
     constexpr int kCalls = 150; // by each thread
     FakeVideo video(100, 50, 32, 18);
     FakeAudio audio(2.0);
-    PlayerHost host;
-    if (bVideo) {
-        host.AddView(1, &video);
-    }
-    if (bAudio) {
-        host.SetAudio(&audio);
-    }
+    PlayerHost host(bVideo ? &video : nullptr, bAudio ? &audio : nullptr);
     std::atomic<unsigned int> nNotified{0};
     host.m_onNotify = [&](unsigned int nWhat) {
         const std::function<void()> actions[] = {[&] { host->Seek(0.3, 1); }, [&] { host->Pause(); },
@@ -178,8 +143,8 @@ void MakeAStorm(bool bVideo, bool bAudio) {
             host->Play();
         }
     };
-    const auto call = [&](unsigned int nSeed) {
-        std::mt19937 random(nSeed);
+    RunThreads(4, [&](int nSeed) {
+        std::mt19937 random(static_cast<unsigned int>(nSeed));
         const auto time = [&] { return static_cast<double>(random() % 220) / 100.0 - 0.1; };
         const CaptureImageInfo info{};
         const std::function<void()> once[] = {
@@ -202,31 +167,14 @@ void MakeAStorm(bool bVideo, bool bAudio) {
             const auto& actions = random() % 4 == 0 ? once : often;
             actions[random() % 6]();
         }
-    };
-    std::vector<std::thread> threads;
-    for (unsigned int nSeed = 0; nSeed < 4; ++nSeed) {
-        threads.emplace_back(call, nSeed);
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    });
     host->Stop();
     host->SetCallBack(nullptr, nullptr);
     host->Stop();
 }
 
-TEST(Stress, AStormOfRequestsLosesNobody) {
-    UseNullDevice();
-    const Quiet quiet;
-    std::vector<std::thread> storms;
-    for (const bool bVideo : {true, false}) {
-        for (const bool bAudio : {true, false}) {
-            storms.emplace_back(MakeAStorm, bVideo, bAudio);
-        }
-    }
-    for (std::thread& storm : storms) {
-        storm.join();
-    }
+TEST_F(Stress, AStormOfRequestsLosesNobody) {
+    RunThreads(4, [](int n) { MakeAStorm(n < 2, n % 2 == 0); }); // every combination
 }
 
 } // namespace

@@ -10,17 +10,12 @@
 
 namespace {
 
-using kq::test::FakeAudio;
-using kq::test::FakeVideo;
-using kq::test::HasLogged;
-using kq::test::PlayerHost;
-using kq::test::TakeLog;
-using kq::test::ViewRecorder;
-using kq::test::WaitUntil;
+using namespace kq::test;
 
 TEST(Transport, WithoutStreamsNothingStarts) {
     FakeVideo video(5, 25);
     PlayerHost host;
+    EXPECT_EQ(host->IsActivate(), KQ_ACTIVATE_STOPPED);
     TakeLog();
     EXPECT_EQ(host->Play(), 1);
     EXPECT_EQ(host->IsActivate(), KQ_ACTIVATE_PLAYING);
@@ -38,8 +33,7 @@ TEST(Transport, WithoutStreamsNothingStarts) {
 
 TEST(Transport, TellsTheDecoderWhatHappens) {
     FakeVideo video(250, 25);
-    PlayerHost host;
-    host.AddView(1, &video);
+    PlayerHost host(&video);
     EXPECT_EQ(host->Play(), 0);
     EXPECT_EQ(host->Play(), 0); // one thread, the command again
     EXPECT_EQ(host->Pause(), 0);
@@ -86,9 +80,7 @@ TEST(Transport, LoadShowsTheFirstFrameAndWaits) {
     FakeVideo video(50, 25);
     FakeAudio audio(2.0);
     ViewRecorder recorder;
-    PlayerHost host;
-    host.AddView(1, &video);
-    host.SetAudio(&audio);
+    PlayerHost host(&video, &audio);
     host->SetPlayTime(0.4, 0);
     recorder.Clear();
     EXPECT_EQ(host->Load(), 0);
@@ -109,8 +101,7 @@ TEST(Transport, LoadShowsTheFirstFrameAndWaits) {
 TEST(Transport, UpdateRedrawsWhilePaused) {
     FakeVideo video(50, 25);
     ViewRecorder recorder;
-    PlayerHost host;
-    host.AddView(1, &video);
+    PlayerHost host(&video);
     EXPECT_EQ(host->Update(1), 0); // no run: nothing to do
     host->Load();
     ASSERT_TRUE(host.WaitForPause());
@@ -156,8 +147,7 @@ TEST(Transport, AudioWithoutInformationIsNotKept) {
 
 TEST(Transport, RefusesWhatWouldHangInsideTheCallback) {
     FakeVideo video(50, 100);
-    PlayerHost host;
-    host.AddView(1, &video);
+    PlayerHost host(&video);
     std::vector<std::int32_t> results;
     host.m_onNotify = [&](unsigned int nWhat) {
         if (nWhat == KQ_NOTIFY_POSITION && results.empty()) {

@@ -7,39 +7,6 @@
 
 namespace kq::test {
 
-class FakeStream::Info final : public IStreamInfo {
-public:
-    Info(const AUDIO_STREAM_INFO* pAudio, const VIDEO_STREAM_INFO* pVideo)
-        : m_pAudio(pAudio), m_pVideo(pVideo) {}
-
-    std::int32_t QueryInterface(const _GUID&, void**) override { return kq::NoInterface; }
-    std::uint32_t AddRef() override { return ++m_nRefCount; }
-    std::uint32_t Release() override {
-        const int nCount = --m_nRefCount;
-        if (nCount == 0) {
-            delete this;
-        }
-        return static_cast<std::uint32_t>(nCount);
-    }
-    std::int32_t Reserved0() override { return 0; }
-    std::int32_t Reserved1() override { return 0; }
-    std::int32_t Reserved2() override { return 0; }
-    std::int32_t Reserved3() override { return 0; }
-    std::int32_t Reserved4() override { return 0; }
-    std::int32_t Reserved5() override { return 0; }
-    std::int32_t Reserved6() override { return 0; }
-    std::int32_t Reserved7() override { return 0; }
-    const AUDIO_STREAM_INFO* GetAudioFormat() override { return m_pAudio; }
-    const VIDEO_STREAM_INFO* GetVideoFormat() override { return m_pVideo; }
-
-private:
-    ~Info() = default;
-
-    const AUDIO_STREAM_INFO* m_pAudio;
-    const VIDEO_STREAM_INFO* m_pVideo;
-    std::atomic<int> m_nRefCount{1};
-};
-
 std::int32_t FakeStream::QueryInterface(const _GUID& riid, void** ppv) {
     if (riid != IID_IQLXDispatch || !m_bHasDispatch) {
         *ppv = nullptr;
@@ -51,18 +18,15 @@ std::int32_t FakeStream::QueryInterface(const _GUID& riid, void** ppv) {
 }
 
 std::int32_t FakeStream::GetStreamInfo(IStreamInfo** ppInfo) {
-    if (m_bInfoFails) {
-        return kq::Failed;
-    }
-    *ppInfo = m_bNoFormat ? new Info(nullptr, nullptr) : new Info(AudioFormat(), VideoFormat());
-    return kq::Ok;
+    return m_bInfoFails ? kq::Failed : StreamInfo::Give(Format(), ppInfo);
 }
 
 double FakeStream::Seek(double dSeconds, int nMode) {
     const std::lock_guard<std::mutex> lock(m_lock);
     m_seeks.push_back({dSeconds, nMode});
-    m_nIndex = std::clamp(IndexAt(dSeconds), 0, std::max(0, static_cast<int>(m_frames.size()) - 1));
-    return TimeOf(m_nIndex);
+    const int nIndex = static_cast<int>(std::floor(dSeconds * m_dRate + 1e-6));
+    m_nIndex = std::clamp(nIndex, 0, std::max(0, static_cast<int>(m_frames.size()) - 1));
+    return m_nIndex / m_dRate;
 }
 
 MEDIA_FRAME* FakeStream::GetCurrentFrame() {
@@ -104,7 +68,7 @@ std::vector<int> FakeStream::GetCommands() const {
 }
 
 FakeVideo::FakeVideo(int nFrames, double dFrameRate, int nWidth, int nHeight, double dFirstStamp)
-    : m_dRate(dFrameRate) {
+    : FakeStream(dFrameRate) {
     m_format = {nWidth, nHeight, dFrameRate, nFrames, nWidth, nHeight};
     const std::size_t nLuma = static_cast<std::size_t>(nWidth) * static_cast<std::size_t>(nHeight);
     const int nChromaWidth = (nWidth + 1) / 2;
@@ -114,31 +78,25 @@ FakeVideo::FakeVideo(int nFrames, double dFrameRate, int nWidth, int nHeight, do
         std::vector<std::uint8_t> planes(nLuma + 2 * nChroma, 128);
         std::fill_n(planes.begin(), nLuma, static_cast<std::uint8_t>(LumaOf(n)));
         m_data.push_back(std::move(planes));
-        MEDIA_FRAME frame{};
+        MEDIA_FRAME& frame = m_frames.emplace_back();
         frame.nKind = KQ_PICTURE_PLANAR_YUV;
-        frame.image.pY = m_data.back().data();
-        frame.image.pU = frame.image.pY + nLuma;
-        frame.image.pV = frame.image.pU + nChroma;
-        frame.image.nWidth = nWidth;
-        frame.image.nHeight = nHeight;
-        frame.image.nPitchY = nWidth;
-        frame.image.nPitchU = nChromaWidth;
-        frame.image.nPitchV = nChromaWidth;
         frame.llPTS = std::llround((dFirstStamp + n / dFrameRate) * 1e7);
-        m_frames.push_back(frame);
+        tagYUVImage& image = frame.image;
+        image.pY = m_data.back().data();
+        image.pU = image.pY + nLuma;
+        image.pV = image.pU + nChroma;
+        image.nWidth = image.nPitchY = nWidth;
+        image.nHeight = nHeight;
+        image.nPitchU = image.nPitchV = nChromaWidth;
     }
 }
 
-int FakeVideo::IndexAt(double dSeconds) const {
-    return static_cast<int>(std::floor(dSeconds * m_dRate + 1e-6));
-}
-
-double FakeVideo::TimeOf(int nIndex) const {
-    return nIndex / m_dRate;
+StreamFormat FakeVideo::Format() const {
+    return m_bNoFormat ? StreamFormat(AUDIO_STREAM_INFO{}) : m_format;
 }
 
 FakeAudio::FakeAudio(double dSeconds, int nRate, int nChannels, int nChunkFrames)
-    : m_dChunkSeconds(static_cast<double>(nChunkFrames) / nRate) {
+    : FakeStream(static_cast<double>(nRate) / nChunkFrames) {
     m_format = {nRate, nChannels, 0, 0, dSeconds, 0};
     const auto nTotal = static_cast<std::int64_t>(std::llround(dSeconds * nRate));
     for (std::int64_t nStart = 0; nStart < nTotal; nStart += nChunkFrames) {
@@ -149,20 +107,15 @@ FakeAudio::FakeAudio(double dSeconds, int nRate, int nChannels, int nChunkFrames
             pSample = std::fill_n(pSample, nChannels, SampleOf(k));
         }
         m_data.push_back(std::move(pcm));
-        MEDIA_FRAME frame{};
+        MEDIA_FRAME& frame = m_frames.emplace_back();
         frame.image.pU = m_data.back().data();
         frame.image.nAudioLength = static_cast<std::int32_t>(m_data.back().size());
         frame.llPTS = nStart * 10'000'000 / nRate;
-        m_frames.push_back(frame);
     }
 }
 
-int FakeAudio::IndexAt(double dSeconds) const {
-    return static_cast<int>(std::floor(dSeconds / m_dChunkSeconds + 1e-6));
-}
-
-double FakeAudio::TimeOf(int nIndex) const {
-    return nIndex * m_dChunkSeconds;
+StreamFormat FakeAudio::Format() const {
+    return m_bNoFormat ? StreamFormat(VIDEO_STREAM_INFO{}) : m_format;
 }
 
 } // namespace kq::test

@@ -2,13 +2,12 @@
 /// Streams that a test builds, and that remember what was asked of them.
 #pragma once
 
+#include <kqplayer/convenience.h>
 #include <kqplayer/streams.h>
 
 #include <atomic>
 #include <cstdint>
-#include <functional>
 #include <mutex>
-#include <string>
 #include <vector>
 
 namespace kq::test {
@@ -38,24 +37,21 @@ public:
     int GetIndex() const;
 
     bool m_bInfoFails = false;  ///< GetStreamInfo() fails
-    bool m_bNoFormat = false;   ///< the information has no format record
+    bool m_bNoFormat = false;   ///< the information is that of a stream of another kind
     bool m_bHasDispatch = true; ///< answers IID_IQLXDispatch
 
 protected:
-    FakeStream() = default;
+    /// @param dRate of the frames, whatever the format record says
+    explicit FakeStream(double dRate) : m_dRate(dRate) {}
     ~FakeStream() = default;
 
-    virtual int IndexAt(double dSeconds) const = 0;
-    virtual double TimeOf(int nIndex) const = 0;
-    virtual const VIDEO_STREAM_INFO* VideoFormat() const { return nullptr; }
-    virtual const AUDIO_STREAM_INFO* AudioFormat() const { return nullptr; }
+    virtual StreamFormat Format() const = 0;
 
     std::vector<MEDIA_FRAME> m_frames;
     std::vector<std::vector<std::uint8_t>> m_data;
 
 private:
-    class Info;
-
+    const double m_dRate;
     mutable std::mutex m_lock;
     int m_nIndex = 0;
     std::vector<SeekCall> m_seeks;
@@ -75,12 +71,7 @@ public:
     VIDEO_STREAM_INFO m_format{};
 
 protected:
-    int IndexAt(double dSeconds) const override;
-    double TimeOf(int nIndex) const override;
-    const VIDEO_STREAM_INFO* VideoFormat() const override { return &m_format; }
-
-private:
-    double m_dRate; ///< of the pictures, whatever the format record says
+    StreamFormat Format() const override;
 };
 
 /// 16-bit PCM in chunks of one length; sample frame k has the value k (modulo 20,000) in every channel.
@@ -95,12 +86,7 @@ public:
     AUDIO_STREAM_INFO m_format{};
 
 protected:
-    int IndexAt(double dSeconds) const override;
-    double TimeOf(int nIndex) const override;
-    const AUDIO_STREAM_INFO* AudioFormat() const override { return &m_format; }
-
-private:
-    double m_dChunkSeconds;
+    StreamFormat Format() const override;
 };
 
 } // namespace kq::test

@@ -2,7 +2,6 @@
 
 #include <AL/alext.h>
 
-#include <array>
 #include <stdexcept>
 
 namespace kq::test {
@@ -19,18 +18,13 @@ Function Extension(const char* pName) {
 LoopbackDevice::LoopbackDevice(int nRate) {
     m_pDevice = Extension<LPALCLOOPBACKOPENDEVICESOFT>("alcLoopbackOpenDeviceSOFT")(nullptr);
     // The limiter looks ahead, which would delay every sample by a millisecond.
-    const std::array<ALCint, 11> attributes = {ALC_FORMAT_CHANNELS_SOFT,
-                                               ALC_STEREO_SOFT,
-                                               ALC_FORMAT_TYPE_SOFT,
-                                               ALC_SHORT_SOFT,
-                                               ALC_FREQUENCY,
-                                               nRate,
-                                               ALC_HRTF_SOFT,
-                                               ALC_FALSE,
-                                               ALC_OUTPUT_LIMITER_SOFT,
-                                               ALC_FALSE,
-                                               0};
-    m_pContext = m_pDevice != nullptr ? alcCreateContext(m_pDevice, attributes.data()) : nullptr;
+    const ALCint attributes[][2] = {{ALC_FORMAT_CHANNELS_SOFT, ALC_STEREO_SOFT},
+                                    {ALC_FORMAT_TYPE_SOFT, ALC_SHORT_SOFT},
+                                    {ALC_HRTF_SOFT, ALC_FALSE},
+                                    {ALC_OUTPUT_LIMITER_SOFT, ALC_FALSE},
+                                    {ALC_FREQUENCY, nRate},
+                                    {}};
+    m_pContext = m_pDevice != nullptr ? alcCreateContext(m_pDevice, attributes[0]) : nullptr;
     if (m_pContext == nullptr || alcMakeContextCurrent(m_pContext) == ALC_FALSE) {
         throw std::runtime_error("no OpenAL loopback device");
     }

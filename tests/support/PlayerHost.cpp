@@ -6,24 +6,18 @@
 
 namespace kq::test {
 
-namespace {
-constexpr std::uintptr_t kOffScreen = 1;
-}
-
-PlayerHost::PlayerHost() {
-    void* p = nullptr;
-    if (DllGetClassObject(CLSID_CMediaPlayer, IID_IClassFactory, &p) != kq::Ok) {
-        throw std::runtime_error("no class factory");
-    }
-    const auto pFactory = ComPtr<IClassFactory>::Adopt(static_cast<IClassFactory*>(p));
-    if (pFactory->CreateInstance(nullptr, IID_IMediaPlayer, &p) != kq::Ok) {
+PlayerHost::PlayerHost(IMediaStream* pVideo, IMediaStream* pAudio) {
+    if (CreatePlayer(m_pPlayer) != Ok) {
         throw std::runtime_error("no player");
     }
-    m_pPlayer = ComPtr<IMediaPlayer>::Adopt(static_cast<IMediaPlayer*>(p));
-    IPlayerViewMgr* pManager = nullptr;
-    m_pPlayer->GetPlayerViewMgr(&pManager);
-    m_pManager = ComPtr<IPlayerViewMgr>::Adopt(pManager);
+    m_pPlayer->GetPlayerViewMgr(m_pManager.Out());
     m_pPlayer->SetCallBack(&PlayerHost::OnNotify, this);
+    if (pVideo != nullptr) {
+        AddView(1, pVideo);
+    }
+    if (pAudio != nullptr) {
+        SetAudio(pAudio);
+    }
 }
 
 PlayerHost::~PlayerHost() {
@@ -37,17 +31,13 @@ void PlayerHost::ReleasePlayer() {
 }
 
 int PlayerHost::AddView(int nSourceMode, IMediaStream* pStream) {
-    auto pView = ComPtr<IPlayerView>::Adopt(
-        m_pManager->CreatePlayView(reinterpret_cast<void*>(kOffScreen), tagRECT{0, 0, 64, 36}));
+    const auto& pView = m_views.emplace_back(
+        ComPtr<IPlayerView>::Adopt(m_pManager->CreatePlayView(OffScreenParent(), tagRECT{0, 0, 64, 36})));
     if (!pView) {
         throw std::runtime_error("no view");
     }
-    const int nIndex = pView->GetIndex();
-    if (pStream != nullptr) {
-        pView->SetVideoInput(nSourceMode, pStream);
-    }
-    m_views.push_back(std::move(pView));
-    return nIndex;
+    pView->SetVideoInput(nSourceMode, pStream);
+    return pView->GetIndex();
 }
 
 IPlayerView* PlayerHost::GetView(int nIndex) const {
@@ -55,9 +45,7 @@ IPlayerView* PlayerHost::GetView(int nIndex) const {
 }
 
 void PlayerHost::SetAudio(IMediaStream* pStream) {
-    void* p = nullptr;
-    m_pPlayer->QueryInterface(IID_IAudioInput, &p);
-    ComPtr<IAudioInput>::Adopt(static_cast<IAudioInput*>(p))->SetAudioInput(pStream);
+    m_pPlayer.As<IAudioInput>()->SetAudioInput(pStream);
 }
 
 long PlayerHost::OnNotify(void* pUserData, unsigned int nMessage, unsigned int nWhat,

@@ -14,7 +14,8 @@ namespace kq::test {
 
 class PlayerHost {
 public:
-    PlayerHost();
+    /// @param pVideo attached to a first view, the reference, unless it is null
+    explicit PlayerHost(IMediaStream* pVideo = nullptr, IMediaStream* pAudio = nullptr);
     PlayerHost(const PlayerHost&) = delete;
     PlayerHost& operator=(const PlayerHost&) = delete;
     ~PlayerHost();

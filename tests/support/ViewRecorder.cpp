@@ -5,10 +5,10 @@
 #include <kqplayer/player_view.h>
 
 #include <dlfcn.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -18,35 +18,30 @@ namespace kq::test {
 
 namespace {
 
-void* Library() {
-    static void* const s_pLibrary = [] {
-        std::string path(4096, '\0');
-        path.resize(static_cast<std::size_t>(
-            std::max<ssize_t>(0, readlink("/proc/self/exe", path.data(), path.size()))));
-        return dlopen((path.substr(0, path.rfind('/') + 1) + "PlayerView.so").c_str(), RTLD_NOW);
-    }();
-    return s_pLibrary;
-}
-
+/// @return a function of the view library beside the executable, which the player has loaded or will load
 template <class Function>
 Function* Find(const char* pName) {
-    void* const pLibrary = Library();
-    void* const pFound = pLibrary != nullptr ? dlsym(pLibrary, pName) : nullptr;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe");
+    static void* const s_pLibrary = dlopen((program.parent_path() / "PlayerView.so").c_str(), RTLD_NOW);
+    void* const pFound = s_pLibrary != nullptr ? dlsym(s_pLibrary, pName) : nullptr;
     if (pFound == nullptr) {
         throw std::runtime_error(std::string("the recording view library lacks ") + pName);
     }
     return reinterpret_cast<Function*>(pFound);
 }
 
+void SetSink(PVPictureSink pfnSink, void* pUserData) {
+    Find<decltype(PVSetPictureSink)>("PVSetPictureSink")(nullptr, pfnSink, pUserData);
+}
+
 /// What picture n of FakeVideo looks like once it is RGB: a grey.
-std::uint32_t GreyOf(int nFrame) {
-    const int nGrey = std::clamp((9536 * FakeVideo::LumaOf(nFrame) + 16532 * 128 - 2268594) >> 13, 0, 255);
-    return static_cast<std::uint32_t>(nGrey);
+int GreyOf(int nFrame) {
+    return (9536 * FakeVideo::LumaOf(nFrame) + 16532 * 128 - 2268594) >> 13;
 }
 
 int FrameOf(std::uint32_t nPixel) {
     for (int n = 0; n < 200; ++n) {
-        if (GreyOf(n) == (nPixel & 0xFF)) {
+        if (GreyOf(n) == static_cast<int>(nPixel & 0xFF)) {
             return n;
         }
     }
@@ -64,11 +59,11 @@ std::size_t HashOfPixels(const unsigned char* pPixels, int nWidth, int nHeight) 
 }
 
 ViewRecorder::ViewRecorder() {
-    Find<decltype(PVSetPictureSink)>("PVSetPictureSink")(nullptr, &ViewRecorder::OnPicture, this);
+    SetSink(&ViewRecorder::OnPicture, this);
 }
 
 ViewRecorder::~ViewRecorder() {
-    Find<decltype(PVSetPictureSink)>("PVSetPictureSink")(nullptr, nullptr, nullptr);
+    SetSink(nullptr, nullptr);
 }
 
 void ViewRecorder::OnPicture(void*, int nView, int nWidth, int nHeight, const unsigned char* pPixels,
@@ -98,6 +93,20 @@ std::vector<int> ViewRecorder::GetFrames(int nView) const {
         frames.push_back(FrameOf(picture.nFirstPixel));
     }
     return frames;
+}
+
+std::vector<int> ViewRecorder::WaitForFrames(std::size_t nCount, int nView) const {
+    WaitUntil([&] { return GetCount(nView) >= nCount; });
+    std::vector<int> frames = GetFrames(nView);
+    frames.resize(std::min(frames.size(), nCount));
+    return frames;
+}
+
+bool ViewRecorder::WaitForLast(int nFrame) const {
+    return WaitUntil([&] {
+        const auto frames = GetFrames();
+        return !frames.empty() && frames.back() == nFrame;
+    });
 }
 
 std::size_t ViewRecorder::GetCount(int nView) const {

@@ -39,6 +39,10 @@ public:
     std::vector<Picture> GetPictures(int nView = 0) const;
     /// The frame numbers of FakeVideo that the pictures of a view show; -1 for black.
     std::vector<int> GetFrames(int nView = 0) const;
+    /// Waits for that many pictures of a view. @return the first of them
+    std::vector<int> WaitForFrames(std::size_t nCount, int nView = 0) const;
+    /// Waits until a frame is the one that the first view shows.
+    bool WaitForLast(int nFrame) const;
     std::size_t GetCount(int nView = 0) const;
     void Clear();
 

@@ -1,9 +1,10 @@
 /// @file
-/// Waiting for what another thread or program does.
+/// Threads, and waiting for what another thread or program does.
 #pragma once
 
 #include <chrono>
 #include <thread>
+#include <vector>
 
 namespace kq::test {
 
@@ -17,6 +18,16 @@ bool WaitUntil(Condition condition, std::chrono::seconds limit = std::chrono::se
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;
+}
+
+/// Runs a body in that many threads at once, each with its number, and waits for the end of all.
+template <class Body>
+void RunThreads(int nCount, const Body& body) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < nCount; ++i)
+        threads.emplace_back([&body, i] { body(i); });
+    for (std::thread& thread : threads)
+        thread.join();
 }
 
 } // namespace kq::test

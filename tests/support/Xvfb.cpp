@@ -2,22 +2,15 @@
 
 #include "WaitUntil.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
 namespace kqtest {
 namespace {
-
-constexpr int StartTimeoutMs = 60000;
 
 struct FreeDeleter {
     void operator()(void* p) const { std::free(p); }
@@ -25,77 +18,22 @@ struct FreeDeleter {
 template <typename T>
 using Reply = std::unique_ptr<T, FreeDeleter>;
 
-/// @return the line that the server writes when it is ready: its display number
-std::string readLine(int fd) {
-    std::string line;
-    pollfd poller = {fd, POLLIN, 0};
-    char c = 0;
-    while (poll(&poller, 1, StartTimeoutMs) == 1 && read(fd, &c, 1) == 1 && c != '\n') {
-        line += c;
-    }
-    return line;
-}
-
-/// In the child process: becomes the server, which dies with the test.
-[[noreturn]] void becomeServer(std::vector<std::string>& arguments) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    sigset_t none;
-    sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
-    const int null = open("/dev/null", O_RDWR);
-    dup2(null, STDIN_FILENO);
-    dup2(null, STDOUT_FILENO);
-    dup2(null, STDERR_FILENO);
-    std::vector<char*> argv;
-    argv.reserve(arguments.size() + 1);
-    for (std::string& argument : arguments) {
-        argv.push_back(argument.data());
-    }
-    argv.push_back(nullptr);
-    execvp(argv[0], argv.data());
-    _exit(127);
-}
-
 } // namespace
 
 Xvfb::Xvfb(const std::vector<std::string>& extraArguments) {
-    start(extraArguments);
-    setenv("DISPLAY", m_display.c_str(), 1);
-    connect();
-}
-
-Xvfb::~Xvfb() {
-    if (m_pConnection != nullptr) {
-        xcb_disconnect(m_pConnection);
+    // The shell becomes the server, which dies with the test and writes its display when it is ready.
+    std::string command = "echo $$; exec setpriv --pdeathsig KILL Xvfb -displayfd 1 -screen 0 1280x1024x24 "
+                          "-nolisten tcp -noreset </dev/null 2>/dev/null";
+    for (const std::string& argument : extraArguments) {
+        command += " " + argument;
     }
-    stop();
-    unsetenv("DISPLAY");
-}
-
-void Xvfb::start(const std::vector<std::string>& extraArguments) {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) {
-        throw std::runtime_error("no pipe for Xvfb");
-    }
-    std::vector<std::string> arguments = {"Xvfb",      "-displayfd", std::to_string(ends[1]),
-                                          "-screen",   "0",          "1280x1024x24",
-                                          "-nolisten", "tcp",        "-noreset"};
-    arguments.insert(arguments.end(), extraArguments.begin(), extraArguments.end());
-    m_pid = fork();
-    if (m_pid == 0) {
-        fcntl(ends[1], F_SETFD, 0);
-        becomeServer(arguments);
-    }
-    close(ends[1]);
-    const std::string number = readLine(ends[0]);
-    close(ends[0]);
-    if (m_pid < 0 || number.empty()) {
+    m_pServer = popen(command.c_str(), "re");
+    int display = 0;
+    if (m_pServer == nullptr || std::fscanf(m_pServer, "%d %d", &m_pid, &display) != 2) {
         throw std::runtime_error("Xvfb does not start");
     }
-    m_display = ":" + number;
-}
-
-void Xvfb::connect() {
+    m_display = ":" + std::to_string(display);
+    setenv("DISPLAY", m_display.c_str(), 1);
     m_pConnection = xcb_connect(m_display.c_str(), nullptr);
     if (xcb_connection_has_error(m_pConnection) != 0) {
         throw std::runtime_error("Xvfb cannot be reached");
@@ -103,11 +41,16 @@ void Xvfb::connect() {
     m_root = xcb_setup_roots_iterator(xcb_get_setup(m_pConnection)).data->root;
 }
 
+Xvfb::~Xvfb() {
+    xcb_disconnect(m_pConnection);
+    stop();
+    unsetenv("DISPLAY");
+}
+
 void Xvfb::stop() {
-    if (m_pid > 0) {
+    if (m_pServer != nullptr) {
         kill(m_pid, SIGTERM);
-        waitpid(m_pid, nullptr, 0);
-        m_pid = -1;
+        pclose(std::exchange(m_pServer, nullptr));
     }
 }
 

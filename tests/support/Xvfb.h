@@ -5,6 +5,7 @@
 #include <xcb/xcb.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <functional>
 #include <string>
 #include <vector>
@@ -53,11 +54,10 @@ public:
     Image waitFor(const std::function<bool(const Image&)>& isWanted, xcb_window_t window = 0);
 
 private:
-    void start(const std::vector<std::string>& arguments);
-    void connect();
     xcb_atom_t atom(const std::string& name);
     void sync();
 
+    std::FILE* m_pServer = nullptr; ///< what it writes
     pid_t m_pid = -1;
     std::string m_display;
     xcb_connection_t* m_pConnection = nullptr;

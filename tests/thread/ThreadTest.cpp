@@ -11,8 +11,7 @@
 
 namespace {
 
-using kq::test::Clock;
-using kq::test::WaitUntil;
+using namespace kq::test;
 
 double MillisecondsOf(const std::function<void()>& action) {
     const auto start = Clock::now();
@@ -55,14 +54,13 @@ TEST(SyncEvent, WaitsForTheLimitOrTheEvent) {
 TEST(SyncEvent, OneOfManyWaitersGetsAnAutoResetEvent) {
     SyncEvent event(false, false);
     std::atomic<int> nGot{0};
-    std::vector<std::thread> waiters;
-    for (int i = 0; i < 4; ++i) {
-        waiters.emplace_back([&] { nGot += event.Wait(100) == WAIT_SET ? 1 : 0; });
-    }
-    event.Set();
-    for (std::thread& waiter : waiters) {
-        waiter.join();
-    }
+    RunThreads(5, [&](int n) {
+        if (n == 4) {
+            event.Set();
+        } else if (event.Wait(100) == WAIT_SET) {
+            ++nGot;
+        }
+    });
     EXPECT_EQ(nGot, 1);
 }
 
@@ -130,22 +128,16 @@ TEST(BaseThread, StartedFromItsOwnEndLosesNoThreadAndKeepsTheNewState) {
 
 TEST(BaseThread, ManyControllersNeitherHangNorJoinTwice) {
     Worker worker;
-    std::vector<std::thread> controllers;
-    for (int i = 0; i < 4; ++i) {
-        controllers.emplace_back([&worker, i] {
-            for (int k = 0; k < 40; ++k) {
-                if ((k + i) % 2 == 0) {
-                    worker.Start();
-                } else {
-                    worker.Abort();
-                    worker.Wait(50);
-                }
+    RunThreads(4, [&](int i) {
+        for (int k = 0; k < 40; ++k) {
+            if ((k + i) % 2 == 0) {
+                worker.Start();
+            } else {
+                worker.Abort();
+                worker.Wait(50);
             }
-        });
-    }
-    for (std::thread& controller : controllers) {
-        controller.join();
-    }
+        }
+    });
     worker.Abort();
     EXPECT_EQ(worker.Wait(WAIT_FOREVER), WAIT_SET);
     EXPECT_FALSE(worker.IsOwnThread());

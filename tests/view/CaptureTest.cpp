@@ -13,11 +13,7 @@
 
 namespace {
 
-using kq::test::FakeVideo;
-using kq::test::GetImageCounts;
-using kq::test::PlayerHost;
-using kq::test::TakeLog;
-using kq::test::TakeSavedImages;
+using namespace kq::test;
 
 const wchar_t* const kPath = L"picture";
 
@@ -29,8 +25,7 @@ CaptureImageInfo Format(int nFormat) {
 
 TEST(Capture, WritesTheCurrentPictureInTheFormatAskedFor) {
     FakeVideo video(5, 25, 15, 9);
-    PlayerHost host;
-    host.AddView(1, &video);
+    PlayerHost host(&video);
     video.NextFrame();
     const int nMadeBefore = GetImageCounts().nMade;
     const wchar_t* const mimeTypes[] = {L"image/bmp", L"image/jpeg", L"image/png"};
@@ -44,8 +39,7 @@ TEST(Capture, WritesTheCurrentPictureInTheFormatAskedFor) {
         EXPECT_EQ(saved[0].nWidth, 15);
         const int nGrey = (9536 * FakeVideo::LumaOf(1) + 16532 * 128 - 2268594) >> 13;
         EXPECT_EQ(saved[0].bits[0], nGrey);
-        EXPECT_EQ(saved[0].bits[static_cast<std::size_t>(48 * 8 + 14 * 3)],
-                  nGrey); // the corner of an odd size
+        EXPECT_EQ(saved[0].bits[48 * 8 + 14 * 3], nGrey); // the corner of an odd size
     }
     EXPECT_EQ(GetImageCounts().nMade, nMadeBefore + 1);
 
@@ -69,14 +63,13 @@ TEST(Capture, SaysWhyThereIsNoPicture) {
     const auto expectFailure = [&](const CaptureImageInfo* pInfo, const wchar_t* pPath, const char* pReason) {
         TakeLog();
         EXPECT_EQ(host->CaptureCurrentImage(pInfo, pPath), kq::Failed);
-        EXPECT_TRUE(kq::test::HasLogged(prefix + pReason)) << pReason;
+        EXPECT_TRUE(HasLogged(prefix + pReason)) << pReason;
     };
     expectFailure(nullptr, kPath, "Input Param Pointer is Null \n");
     expectFailure(&info, nullptr, "Input Param Pointer is Null \n");
     expectFailure(&info, kPath, "Input videostream Pointer is Null \n");
     EXPECT_EQ(host->CaptureCurrentImageEx(), nullptr);
-    EXPECT_TRUE(
-        kq::test::HasLogged("CMediaPlayer::CaptureCurrentImageEx FAILED,For Can't Get Video Stream \n"));
+    EXPECT_TRUE(HasLogged("CMediaPlayer::CaptureCurrentImageEx FAILED,For Can't Get Video Stream \n"));
     host.AddView(1, &video);
     expectFailure(&unknown, kPath, " User Request Picture Format no Support  \n");
     EXPECT_EQ(TakeSavedImages().at(0).mimeType, L""); // handed on, with nothing to write
@@ -100,8 +93,7 @@ TEST(Capture, TakesPackedPicturesAsTheyAre) {
     MEDIA_FRAME& frame = video.FrameAt(0);
     frame.nKind = KQ_PICTURE_PACKED_RGB;
     frame.image.pRgb = rgb.data();
-    PlayerHost host;
-    host.AddView(1, &video);
+    PlayerHost host(&video);
     const CaptureImageInfo info = Format(0);
     EXPECT_EQ(host->CaptureCurrentImage(&info, kPath), 0);
     EXPECT_EQ(TakeSavedImages().at(0).bits, rgb);
@@ -115,8 +107,7 @@ TEST(Capture, TakesPackedPicturesAsTheyAre) {
 
 TEST(Capture, KeepsOneCopyPerSize) {
     FakeVideo video(5, 25, 16, 8);
-    PlayerHost host;
-    host.AddView(1, &video);
+    PlayerHost host(&video);
     MEDIA_FRAME* const pFirst = host->CaptureCurrentImageEx();
     ASSERT_NE(pFirst, nullptr);
     video.NextFrame();

@@ -17,10 +17,9 @@
 
 namespace {
 
-using kq::test::FakeVideo;
-using kq::test::ViewRecorder;
+using namespace kq::test;
 
-void* const kOffScreen = reinterpret_cast<void*>(1);
+void* const kOffScreen = kq::OffScreenParent();
 void* const kRefusedWindow = reinterpret_cast<void*>(2);
 constexpr tagRECT kPlace{10, 20, 110, 70};
 

@@ -1,9 +1,10 @@
+#include "tests/support/WaitUntil.h"
+
 #include <kqplayer/com.h>
 
 #include <gtest/gtest.h>
 
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -56,19 +57,13 @@ TEST(KQCom, CountsChangeAtomically) {
     std::int32_t count = -1;
     EXPECT_EQ(InterlockedIncrement(&count), 0);
     EXPECT_EQ(InterlockedDecrement(&count), -1);
-    std::thread threads[4];
-    for (std::thread& thread : threads) {
-        thread = std::thread([&count] {
-            for (int n = 0; n < 20000; ++n) {
-                InterlockedIncrement(&count);
-                InterlockedIncrement(&count);
-                InterlockedDecrement(&count);
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    kq::test::RunThreads(4, [&](int) {
+        for (int n = 0; n < 20000; ++n) {
+            InterlockedIncrement(&count);
+            InterlockedIncrement(&count);
+            InterlockedDecrement(&count);
+        }
+    });
     EXPECT_EQ(count, 4 * 20000 - 1);
 }
 

@@ -1,5 +1,5 @@
-#include "ReadImage.h"
 #include "tests/support/Files.h"
+#include "tests/support/WaitUntil.h"
 
 #include <kqplayer/imageproc.h>
 #include <kqplayer/log.h>
@@ -10,24 +10,20 @@
 
 #include <cmath>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
-#include <functional>
-#include <thread>
+#include <memory>
 #include <vector>
 
-using namespace kqtest;
-using kq::test::ReadFile;
+using namespace kq::test;
 namespace fs = std::filesystem;
 
 namespace {
 
-struct Handle {
-    void* p = DICreate();
-    Handle() = default;
-    ~Handle() { DIDestroy(p); }
-    Handle(const Handle&) = delete;
-    Handle& operator=(const Handle&) = delete;
+struct Destroy {
+    void operator()(void* pImage) const { DIDestroy(pImage); }
 };
+using Handle = std::unique_ptr<void, Destroy>;
 
 std::uint8_t smooth(int x, int y, int channel) {
     return static_cast<std::uint8_t>(128 + 100 * std::sin(x * 0.05 + channel) * std::cos(y * 0.04 - channel));
@@ -47,15 +43,31 @@ void fill(void* pImage, int width, int height, Pattern pattern) {
     }
 }
 
-std::vector<std::uint8_t> expectedRgb(int width, int height, Pattern pattern) {
-    std::vector<std::uint8_t> rgb(std::size_t{3} * width * height);
+using Rgb = std::vector<std::uint8_t>; ///< rows from top to bottom without gaps
+
+Rgb expectedRgb(int width, int height, Pattern pattern) {
+    Rgb rgb(std::size_t{3} * width * height);
     for (int i = 0; i < width * height * 3; ++i) {
         rgb[i] = pattern(i / 3 % width, i / 3 / width, i % 3);
     }
     return rgb;
 }
 
-double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) {
+/// @return the picture in a file as another program reads it; empty when it cannot
+Rgb readRgb(const std::string& path) {
+    const std::string command = "ffmpeg -nostdin -v error -i '" + path +
+                                "' -sws_flags full_chroma_int+accurate_rnd+bicubic " +
+                                "-f rawvideo -pix_fmt rgb24 -";
+    std::FILE* const pipe = popen(command.c_str(), "r");
+    Rgb rgb;
+    for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) {
+        rgb.push_back(static_cast<std::uint8_t>(c));
+    }
+    pclose(pipe);
+    return rgb;
+}
+
+double psnr(const Rgb& a, const Rgb& b) {
     double sum = 1e-9;
     for (std::size_t i = 0; i < a.size(); ++i) {
         sum += (a[i] - b[i]) * (a[i] - b[i]);
@@ -74,21 +86,21 @@ protected:
     ~ImageProcTest() override { KQLogSetSink(nullptr, nullptr); }
     std::size_t filesInFolder() const { return m_temporary.CountFiles(); }
 
-    const kq::test::TemporaryFolder m_temporary;
+    const TemporaryFolder m_temporary;
     const fs::path m_folder = m_temporary / "";
     std::string m_log;
 };
 
 TEST_F(ImageProcTest, ContentHasTheDocumentedShape) {
-    const Handle image;
-    EXPECT_EQ(DIGetBits(image.p), nullptr);
-    EXPECT_EQ(DIGetBitmapInfo(image.p), nullptr);
-    ASSERT_EQ(DISetContent(image.p, 1921, 3, 24), 1);
-    EXPECT_EQ(DIGetWidth(image.p), 1921);
-    EXPECT_EQ(DIGetHeight(image.p), 3);
+    const Handle image(DICreate());
+    EXPECT_EQ(DIGetBits(image.get()), nullptr);
+    EXPECT_EQ(DIGetBitmapInfo(image.get()), nullptr);
+    ASSERT_EQ(DISetContent(image.get(), 1921, 3, 24), 1);
+    EXPECT_EQ(DIGetWidth(image.get()), 1921);
+    EXPECT_EQ(DIGetHeight(image.get()), 3);
     const tagBITMAPINFOHEADER expected = {40, 1921, 3, 1, 24, 0, 5764u * 3, 0, 0, 0, 0};
-    EXPECT_EQ(std::memcmp(DIGetBitmapInfo(image.p), &expected, sizeof(expected)), 0);
-    const unsigned char* pBits = DIGetBits(image.p);
+    EXPECT_EQ(std::memcmp(DIGetBitmapInfo(image.get()), &expected, sizeof(expected)), 0);
+    const unsigned char* pBits = DIGetBits(image.get());
     EXPECT_EQ(std::vector<unsigned char>(pBits, pBits + 5764 * 3), std::vector<unsigned char>(5764 * 3));
 
     const struct {
@@ -96,11 +108,11 @@ TEST_F(ImageProcTest, ContentHasTheDocumentedShape) {
     } refused[] = {{0, 1, 24}, {1, 0, 24}, {-1, 1, 24},    {1, -1, 24},
                    {1, 1, 32}, {1, 1, 8},  {65501, 1, 24}, {65500, 65500, 24}};
     for (const auto& r : refused) {
-        ASSERT_EQ(DISetContent(image.p, 4, 4, 24), 1);
-        EXPECT_EQ(DISetContent(image.p, r.width, r.height, r.bits), 0) << r.width << 'x' << r.height;
-        EXPECT_EQ(DIGetWidth(image.p), 0);
-        EXPECT_EQ(DIGetHeight(image.p), 0);
-        EXPECT_EQ(DIGetBits(image.p), nullptr);
+        ASSERT_EQ(DISetContent(image.get(), 4, 4, 24), 1);
+        EXPECT_EQ(DISetContent(image.get(), r.width, r.height, r.bits), 0) << r.width << 'x' << r.height;
+        EXPECT_EQ(DIGetWidth(image.get()), 0);
+        EXPECT_EQ(DIGetHeight(image.get()), 0);
+        EXPECT_EQ(DIGetBits(image.get()), nullptr);
     }
     EXPECT_EQ(DISetContent(nullptr, 1, 1, 24), 0);
     EXPECT_EQ(DIGetWidth(nullptr) + DIGetHeight(nullptr), 0);
@@ -111,43 +123,40 @@ TEST_F(ImageProcTest, ContentHasTheDocumentedShape) {
 
 struct Format {
     const wchar_t* pMimeType;
-    std::function<RgbImage(const std::string&)> read; ///< null: not built in
-    bool isLossless;
+    bool isBuiltIn, isLossless;
 };
 
-#ifndef KQ_HAVE_PNG
-constexpr std::nullptr_t readPng = nullptr;
-#endif
-#ifndef KQ_HAVE_JPEG
-constexpr std::nullptr_t readJpeg = nullptr;
-#endif
-const Format Formats[] = {
-    {L"image/bmp", readBmp, true}, {L"image/png", readPng, true}, {L"image/jpeg", readJpeg, false}};
+constexpr Format Formats[] = {
+    {L"image/bmp", true, true}, {L"image/png", KQ_HAVE_PNG, true}, {L"image/jpeg", KQ_HAVE_JPEG, false}};
 
 TEST_F(ImageProcTest, FilesHoldThePicture) {
     const std::string path = m_folder / u8"Größe \u65E5\u672C \U0001F3AC";
     const std::wstring widePath = m_folder.wstring() + L"/Größe \u65E5\u672C \U0001F3AC";
     for (const Format& format : Formats) {
         for (const auto& [width, height] : {std::pair{1, 1}, {3, 2}, {17, 9}, {640, 361}}) {
-            const Handle image;
+            const Handle image(DICreate());
             const Pattern pattern = format.isLossless ? noisy : smooth;
-            fill(image.p, width, height, pattern);
-            const int saved = DISaveEx(image.p, widePath.c_str(), format.pMimeType);
-            if (!format.read) {
+            fill(image.get(), width, height, pattern);
+            const int saved = DISaveEx(image.get(), widePath.c_str(), format.pMimeType);
+            if (!format.isBuiltIn) {
                 EXPECT_EQ(saved, 0);
                 EXPECT_NE(m_log.find("not built in"), std::string::npos) << m_log;
                 continue;
             }
             ASSERT_EQ(saved, 1) << m_log;
             EXPECT_EQ(filesInFolder(), 1u);
-            const RgbImage read = format.read(path);
-            ASSERT_EQ(read.width, width);
-            ASSERT_EQ(read.height, height);
-            const std::vector<std::uint8_t> expected = expectedRgb(width, height, pattern);
+            const Rgb read = readRgb(path);
+            const Rgb expected = expectedRgb(width, height, pattern);
+            ASSERT_EQ(read.size(), expected.size());
             if (format.isLossless) {
-                EXPECT_EQ(read.rgb, expected);
+                EXPECT_EQ(read, expected);
             } else {
-                EXPECT_GT(psnr(read.rgb, expected), 40) << width;
+                EXPECT_GT(psnr(read, expected), 40) << width;
+            }
+            if (&format == Formats) { // what tolerant readers of BMP do not look at
+                std::uint32_t size = 0;
+                std::memcpy(&size, ReadFile(path).data() + 2, sizeof(size));
+                EXPECT_EQ(size, fs::file_size(path));
             }
         }
     }
@@ -157,9 +166,9 @@ TEST_F(ImageProcTest, FailuresAreLoggedAndLeaveNothing) {
     const std::wstring folder = m_folder.wstring();
     std::ofstream(m_folder / "file") << "content";
     fs::create_directory(m_folder / "folder");
-    const Handle image;
-    const Handle empty;
-    fill(image.p, 5, 5, noisy);
+    const Handle image(DICreate());
+    const Handle empty(DICreate());
+    fill(image.get(), 5, 5, noisy);
     const struct {
         void* pImage;
         const wchar_t* pPath;
@@ -167,17 +176,17 @@ TEST_F(ImageProcTest, FailuresAreLoggedAndLeaveNothing) {
         const wchar_t* pMimeType;
         const char* pReason;
     } cases[] = {
-        {image.p, L"", folder + L"/missing/a.bmp", L"image/bmp", "No such file or directory"},
-        {image.p, L"", folder + L"/file/a.bmp", L"image/bmp", "Not a directory"},
-        {image.p, L"", folder + L"/folder", L"image/bmp", "it is a folder"},
-        {image.p, L"", L"/dev/full", L"image/bmp", "not a regular file"},
-        {image.p, L"", folder + L"/" + std::wstring(300, L'n'), L"image/bmp", "File name too long"},
-        {image.p, L"", folder + L"/a.tiff", L"image/tiff", "the format is not known"},
-        {image.p, L"", folder + L"/a.bmp", nullptr, "no format was given"},
-        {image.p, L"", folder + L"/\xD800.bmp", L"image/bmp", "the path is not Unicode"},
-        {image.p, L"", L"", L"image/bmp", "no path was given"},
-        {image.p, nullptr, L"", L"image/bmp", "no path was given"},
-        {empty.p, L"", folder + L"/a.bmp", L"image/bmp", "the image is empty"},
+        {image.get(), L"", folder + L"/missing/a.bmp", L"image/bmp", "No such file or directory"},
+        {image.get(), L"", folder + L"/file/a.bmp", L"image/bmp", "Not a directory"},
+        {image.get(), L"", folder + L"/folder", L"image/bmp", "it is a folder"},
+        {image.get(), L"", L"/dev/full", L"image/bmp", "not a regular file"},
+        {image.get(), L"", folder + L"/" + std::wstring(300, L'n'), L"image/bmp", "File name too long"},
+        {image.get(), L"", folder + L"/a.tiff", L"image/tiff", "the format is not known"},
+        {image.get(), L"", folder + L"/a.bmp", nullptr, "no format was given"},
+        {image.get(), L"", folder + L"/\xD800.bmp", L"image/bmp", "the path is not Unicode"},
+        {image.get(), L"", L"", L"image/bmp", "no path was given"},
+        {image.get(), nullptr, L"", L"image/bmp", "no path was given"},
+        {empty.get(), L"", folder + L"/a.bmp", L"image/bmp", "the image is empty"},
         {nullptr, L"", folder + L"/a.bmp", L"image/bmp", "the image is empty"},
     };
     for (const auto& c : cases) {
@@ -216,22 +225,22 @@ private:
 
 TEST_F(ImageProcTest, AFullDiskLeavesTheFormerFile) {
     const fs::path path = m_folder / "picture";
-    const Handle image;
+    const Handle image(DICreate());
     for (const Format& format : Formats) {
-        if (!format.read) {
+        if (!format.isBuiltIn) {
             continue;
         }
-        fill(image.p, 40, 30, smooth);
-        ASSERT_EQ(DISaveEx(image.p, path.wstring().c_str(), format.pMimeType), 1);
+        fill(image.get(), 40, 30, smooth);
+        ASSERT_EQ(DISaveEx(image.get(), path.wstring().c_str(), format.pMimeType), 1);
         const std::string former = ReadFile(path);
-        fill(image.p, 700, 500, noisy);
+        fill(image.get(), 700, 500, noisy);
         // At the first byte, within a block, and in the last block that is written.
         for (const rlim_t limit : {0, 100000, 140000}) {
             m_log.clear();
             int saved = -1;
             {
                 const FileSizeLimit full(limit);
-                saved = DISaveEx(image.p, path.wstring().c_str(), format.pMimeType);
+                saved = DISaveEx(image.get(), path.wstring().c_str(), format.pMimeType);
             }
             EXPECT_EQ(saved, 0) << limit;
             EXPECT_NE(m_log.find(path.string()), std::string::npos) << m_log;
@@ -244,21 +253,15 @@ TEST_F(ImageProcTest, AFullDiskLeavesTheFormerFile) {
 
 TEST_F(ImageProcTest, ThreadsSavingUnderOneNameLeaveOneWholeFile) {
     const fs::path path = m_folder / "shared.bmp";
-    std::thread threads[4];
-    for (std::thread& thread : threads) {
-        thread = std::thread([&] {
-            const Handle image;
-            fill(image.p, 64, 64, noisy);
-            for (int n = 0; n < 20; ++n) {
-                EXPECT_EQ(DISaveEx(image.p, path.wstring().c_str(), L"image/bmp"), 1);
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    RunThreads(4, [&](int) {
+        const Handle image(DICreate());
+        fill(image.get(), 64, 64, noisy);
+        for (int n = 0; n < 20; ++n) {
+            EXPECT_EQ(DISaveEx(image.get(), path.wstring().c_str(), L"image/bmp"), 1);
+        }
+    });
     EXPECT_EQ(filesInFolder(), 1u);
-    EXPECT_EQ(readBmp(path).rgb, expectedRgb(64, 64, noisy));
+    EXPECT_EQ(readRgb(path), expectedRgb(64, 64, noisy));
 }
 
 } // namespace

@@ -1,3 +1,5 @@
+#include "tests/support/WaitUntil.h"
+
 #include <kqplayer/log.h>
 
 #include <gtest/gtest.h>
@@ -36,24 +38,26 @@ std::string logged(const wchar_t* pFormat, Args... args) {
     return recorder.records.size() == 1 ? recorder.records[0] : "not one record";
 }
 
-TEST(KQLog, RendersNumbersAsPrintfDoes){
+/// Renders in both and compares.
 #define EXPECT_AS_PRINTF(format, ...)                                                                        \
-    {                                                                                                        \
+    do {                                                                                                     \
         char expected[512];                                                                                  \
         std::snprintf(expected, sizeof(expected), format, __VA_ARGS__);                                      \
         EXPECT_EQ(logged(L##format, __VA_ARGS__), expected);                                                 \
-    }
-    EXPECT_AS_PRINTF("%d|%5d|%-5d|%05d|%+d|% d|%.3d", 1, 2, 3, 4, 5, 6, 7)
-        EXPECT_AS_PRINTF("%i %u %o %x %X %#x %#o", -1, -1u, 8, 255, 255, 255, 8)
-            EXPECT_AS_PRINTF("%hhd %hhu %hd %hu", 300, 300, 70000, 70000)
-                EXPECT_AS_PRINTF("%ld %lu %lld %llu %lx", LONG_MIN, ULONG_MAX, LLONG_MIN, ULLONG_MAX, 1ul)
-                    EXPECT_AS_PRINTF("%zu %zd %td %jd %ju", SIZE_MAX, ssize_t{-5}, ptrdiff_t{-6},
-                                     intmax_t{-7}, UINTMAX_MAX)
-                        EXPECT_AS_PRINTF("%f %.2f %e %G %a %10.3f|%-10.1f|", 1.5, 2.345, 1e100, 1e-10, 1.0,
-                                         3.14159, 2.0) EXPECT_AS_PRINTF("%Lf %.0Lf", 1.25L, 2.0L)
-                            EXPECT_AS_PRINTF("%*d|%-*d|%.*f|%*d", 6, 1, 6, 2, 2, 3.14159, -4, 5)
-                                EXPECT_AS_PRINTF("%p|%20p|%p", reinterpret_cast<void*>(0x1234),
-                                                 reinterpret_cast<void*>(0x10), static_cast<void*>(nullptr))}
+    } while (false)
+
+TEST(KQLog, RendersNumbersAsPrintfDoes) {
+    EXPECT_AS_PRINTF("%d|%5d|%-5d|%05d|%+d|% d|%.3d", 1, 2, 3, 4, 5, 6, 7);
+    EXPECT_AS_PRINTF("%i %u %o %x %X %#x %#o", -1, -1u, 8, 255, 255, 255, 8);
+    EXPECT_AS_PRINTF("%hhd %hhu %hd %hu", 300, 300, 70000, 70000);
+    EXPECT_AS_PRINTF("%ld %lu %lld %llu %lx", LONG_MIN, ULONG_MAX, LLONG_MIN, ULLONG_MAX, 1ul);
+    EXPECT_AS_PRINTF("%zu %zd %td %jd %ju", SIZE_MAX, ssize_t{-5}, ptrdiff_t{-6}, intmax_t{-7}, UINTMAX_MAX);
+    EXPECT_AS_PRINTF("%f %.2f %e %G %a %10.3f|%-10.1f|", 1.5, 2.345, 1e100, 1e-10, 1.0, 3.14159, 2.0);
+    EXPECT_AS_PRINTF("%Lf %.0Lf", 1.25L, 2.0L);
+    EXPECT_AS_PRINTF("%*d|%-*d|%.*f|%*d", 6, 1, 6, 2, 2, 3.14159, -4, 5);
+    void* const none = nullptr;
+    EXPECT_AS_PRINTF("%p|%20p|%p", reinterpret_cast<void*>(0x1234), reinterpret_cast<void*>(0x10), none);
+}
 
 TEST(KQLog, RendersTextAsUtf8) {
     const struct {
@@ -138,17 +142,11 @@ constexpr int Threads = 8;
 constexpr int RecordsPerThread = 300;
 
 void logFromManyThreads() {
-    std::thread threads[Threads];
-    for (int t = 0; t < Threads; ++t) {
-        threads[t] = std::thread([t] {
-            for (int n = 0; n < RecordsPerThread; ++n) {
-                KQLogEx(L"%d %d %ls\n", t, n, std::wstring(n % 7 == 0 ? 3000 : 10, L'a' + t).c_str());
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    kq::test::RunThreads(Threads, [](int t) {
+        for (int n = 0; n < RecordsPerThread; ++n) {
+            KQLogEx(L"%d %d %ls\n", t, n, std::wstring(n % 7 == 0 ? 3000 : 10, L'a' + t).c_str());
+        }
+    });
 }
 
 /// Every record of logFromManyThreads() is there once, whole, and those of one thread are in order.
@@ -198,25 +196,21 @@ TEST(KQLog, AReplacedSinkNeverRunsAgain) {
     std::vector<Sink> sinks(50);
     std::atomic<bool> stop = false;
     KQLogSetSink(count, &sinks[0]);
-    std::thread threads[3];
-    for (std::thread& thread : threads) {
-        thread = std::thread([&stop] {
-            while (!stop) {
-                KQLogEx(L"record");
-            }
-        });
-    }
-    for (std::size_t i = 1; i < sinks.size(); ++i) {
-        KQLogSetSink(count, &sinks[i]);
-        sinks[i - 1].replaced = true;
-    }
-    while (sinks.back().calls == 0) {
-        std::this_thread::yield();
-    }
-    stop = true;
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    std::thread replacer([&] {
+        EXPECT_TRUE(kq::test::WaitUntil([&] { return sinks[0].calls != 0; }));
+        for (std::size_t i = 1; i < sinks.size(); ++i) {
+            KQLogSetSink(count, &sinks[i]);
+            sinks[i - 1].replaced = true;
+        }
+        EXPECT_TRUE(kq::test::WaitUntil([&] { return sinks.back().calls != 0; }));
+        stop = true;
+    });
+    kq::test::RunThreads(3, [&](int) {
+        while (!stop) {
+            KQLogEx(L"record");
+        }
+    });
+    replacer.join();
     KQLogSetSink(nullptr, nullptr);
     for (const Sink& sink : sinks) {
         EXPECT_EQ(sink.late, 0);

@@ -17,7 +17,6 @@ namespace {
 
 constexpr auto Fit = IMAGE_RESIZE_FIT, Stretch = IMAGE_RESIZE_STRETCH, Fill = IMAGE_RESIZE_FILL,
                Original = IMAGE_RESIZE_ORIGINAL;
-constexpr tagRECT NoCrop = {0, 0, 0, 0};
 constexpr int Huge = 2147483647;
 
 TEST(PictureLayout, PlacesThePicture) {
@@ -25,55 +24,34 @@ TEST(PictureLayout, PlacesThePicture) {
         const char* pName;
         Size picture;
         IMAGE_RESIZE_METHOD method;
-        Size aspect;
-        tagRECT crop;
-        Size window;
-        Rect source, target;
+        Size aspect, window;
+        Rect target;
+        tagRECT crop = {};
+        Rect source = {}; ///< empty: the whole picture
     } cases[] = {
-        {"same size", {640, 360}, Fit, {}, NoCrop, {640, 360}, {0, 0, 640, 360}, {0, 0, 640, 360}},
-        {"bars above", {640, 360}, Fit, {}, NoCrop, {640, 480}, {0, 0, 640, 360}, {0, 60, 640, 360}},
-        {"bars beside", {640, 480}, Fit, {}, NoCrop, {1280, 720}, {0, 0, 640, 480}, {160, 0, 960, 720}},
-        {"down", {1920, 1080}, Fit, {}, NoCrop, {100, 100}, {0, 0, 1920, 1080}, {0, 22, 100, 56}},
-        {"rounds up", {640, 360}, Fit, {}, NoCrop, {101, 100}, {0, 0, 640, 360}, {0, 21, 101, 57}},
-        {"stretch", {640, 480}, Stretch, {16, 9}, NoCrop, {99, 501}, {0, 0, 640, 480}, {0, 0, 99, 501}},
-        {"fill cuts sides", {640, 360}, Fill, {}, NoCrop, {480, 480}, {0, 0, 640, 360}, {-186, 0, 853, 480}},
-        {"fill cuts top", {480, 480}, Fill, {}, NoCrop, {640, 360}, {0, 0, 480, 480}, {0, -140, 640, 640}},
-        {"original", {100, 50}, Original, {4, 3}, NoCrop, {300, 200}, {0, 0, 100, 50}, {100, 75, 100, 50}},
-        {"too large", {300, 200}, Original, {}, NoCrop, {100, 50}, {0, 0, 300, 200}, {-100, -75, 300, 200}},
-        {"wide", {720, 576}, Fit, {16, 9}, NoCrop, {1024, 576}, {0, 0, 720, 576}, {0, 0, 1024, 576}},
-        {"narrow", {720, 576}, Fit, {4, 3}, NoCrop, {1024, 576}, {0, 0, 720, 576}, {128, 0, 768, 576}},
-        {"half an aspect", {400, 300}, Fit, {16, 0}, NoCrop, {400, 300}, {0, 0, 400, 300}, {0, 0, 400, 300}},
-        {"negative", {400, 300}, Fit, {-16, 9}, NoCrop, {400, 300}, {0, 0, 400, 300}, {0, 0, 400, 300}},
-        {"wide fill", {720, 576}, Fill, {16, 9}, NoCrop, {576, 576}, {0, 0, 720, 576}, {-224, 0, 1024, 576}},
-        {"crop", {640, 480}, Fit, {}, {100, 50, 420, 290}, {320, 240}, {100, 50, 320, 240}, {0, 0, 320, 240}},
-        {"pixel shape",
-         {720, 576},
-         Fit,
-         {16, 9},
-         {0, 0, 360, 576},
-         {1024, 576},
-         {0, 0, 360, 576},
-         {256, 0, 512, 576}},
-        {"reaches out",
-         {640, 480},
-         Fit,
-         {},
-         {-10, 240, 9999, 9999},
-         {640, 240},
-         {0, 240, 640, 240},
-         {0, 0, 640, 240}},
-        {"outside", {640, 480}, Fit, {}, {700, 0, 800, 100}, {640, 480}, {0, 0, 640, 480}, {0, 0, 640, 480}},
-        {"inverted", {640, 480}, Fit, {}, {400, 0, 100, 100}, {640, 480}, {0, 0, 640, 480}, {0, 0, 640, 480}},
-        {"one pixel", {1920, 1080}, Fit, {}, NoCrop, {1, 1}, {0, 0, 1920, 1080}, {0, 0, 1, 1}},
-        {"extreme", {2, 2}, Fit, {Huge, 1}, NoCrop, {500, 400}, {0, 0, 2, 2}, {0, 199, 500, 1}},
-        {"extreme fill",
-         {2, 2},
-         Fill,
-         {Huge, 1},
-         NoCrop,
-         {500, 400},
-         {0, 0, 2, 2},
-         {-524038, 0, 1048576, 400}},
+        {"same size", {640, 360}, Fit, {}, {640, 360}, {0, 0, 640, 360}},
+        {"bars above", {640, 360}, Fit, {}, {640, 480}, {0, 60, 640, 360}},
+        {"bars beside", {640, 480}, Fit, {}, {1280, 720}, {160, 0, 960, 720}},
+        {"down", {1920, 1080}, Fit, {}, {100, 100}, {0, 22, 100, 56}},
+        {"rounds up", {640, 360}, Fit, {}, {101, 100}, {0, 21, 101, 57}},
+        {"stretch", {640, 480}, Stretch, {16, 9}, {99, 501}, {0, 0, 99, 501}},
+        {"fill cuts sides", {640, 360}, Fill, {}, {480, 480}, {-186, 0, 853, 480}},
+        {"fill cuts top", {480, 480}, Fill, {}, {640, 360}, {0, -140, 640, 640}},
+        {"original", {100, 50}, Original, {4, 3}, {300, 200}, {100, 75, 100, 50}},
+        {"too large", {300, 200}, Original, {}, {100, 50}, {-100, -75, 300, 200}},
+        {"wide", {720, 576}, Fit, {16, 9}, {1024, 576}, {0, 0, 1024, 576}},
+        {"narrow", {720, 576}, Fit, {4, 3}, {1024, 576}, {128, 0, 768, 576}},
+        {"half an aspect", {400, 300}, Fit, {16, 0}, {400, 300}, {0, 0, 400, 300}},
+        {"negative", {400, 300}, Fit, {-16, 9}, {400, 300}, {0, 0, 400, 300}},
+        {"wide fill", {720, 576}, Fill, {16, 9}, {576, 576}, {-224, 0, 1024, 576}},
+        {"crop", {640, 480}, Fit, {}, {320, 240}, {0, 0, 320, 240}, {100, 50, 420, 290}, {100, 50, 320, 240}},
+        {"pixel shape", {90, 72}, Fit, {16, 9}, {128, 72}, {32, 0, 64, 72}, {0, 0, 45, 72}, {0, 0, 45, 72}},
+        {"beyond", {64, 48}, Fit, {}, {64, 24}, {0, 0, 64, 24}, {-9, 24, 999, 999}, {0, 24, 64, 24}},
+        {"outside", {640, 480}, Fit, {}, {640, 480}, {0, 0, 640, 480}, {700, 0, 800, 100}},
+        {"inverted", {640, 480}, Fit, {}, {640, 480}, {0, 0, 640, 480}, {400, 0, 100, 100}},
+        {"one pixel", {1920, 1080}, Fit, {}, {1, 1}, {0, 0, 1, 1}},
+        {"extreme", {2, 2}, Fit, {Huge, 1}, {500, 400}, {0, 199, 500, 1}},
+        {"extreme fill", {2, 2}, Fill, {Huge, 1}, {500, 400}, {-524038, 0, 1048576, 400}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.pName);
@@ -84,7 +62,8 @@ TEST(PictureLayout, PlacesThePicture) {
         settings.cropOn = c.crop.right != 0;
         settings.crop = c.crop;
         const PictureLayout layout = layOut(c.picture, settings, c.window);
-        EXPECT_EQ(layout.source, c.source);
+        const Rect whole = {0, 0, c.picture.width, c.picture.height};
+        EXPECT_EQ(layout.source, c.source.isEmpty() ? whole : c.source);
         EXPECT_EQ(layout.target, c.target);
         EXPECT_EQ(layout.visible, intersect(c.target, {0, 0, c.window.width, c.window.height}));
     }

@@ -3,49 +3,20 @@
 
 #include <kqplayer/player_view.h>
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
+#include <memory>
 #include <thread>
 #include <vector>
 
 using namespace kqtest;
-using kq::test::WaitUntil;
+using namespace kq::test;
 
 namespace {
-
-/// PlayerView.so of this build, its functions looked up by name as the component does. It is never unloaded:
-/// event threads may run in it.
-struct PlayerViewLibrary {
-    void* const library = dlopen(
-        (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "PlayerView.so").c_str(), RTLD_NOW);
-#define FUNCTION(member, name)                                                                               \
-    decltype(&name) const member = reinterpret_cast<decltype(&name)>(dlsym(library, #name))
-    FUNCTION(create, PVCreatePlayerView);
-    FUNCTION(destroy, PVDestroyPlayerView);
-    FUNCTION(setCropMode, PVSetCropMode);
-    FUNCTION(setMaskMode, PVSetMaskMode);
-    FUNCTION(setCallbackWnd, PVSetCallbackWnd);
-    FUNCTION(setCropRect, PVSetCropRect);
-    FUNCTION(getCropRect, PVGetCropRect);
-    FUNCTION(setResizeMode, PVSetDisplayResizeMode);
-    FUNCTION(setDisplayScale, PVSetDisplayScale);
-    FUNCTION(update, PVUpdate);
-    FUNCTION(getHwnd, PVGetHwnd);
-    FUNCTION(show, PVShowRGB32Image);
-    FUNCTION(lend, PVGetPictureBuffer);
-    FUNCTION(setSink, PVSetPictureSink);
-};
-
-const PlayerViewLibrary& lib() {
-    static const PlayerViewLibrary library;
-    return library;
-}
 
 void* asParent(xcb_window_t window) {
     return reinterpret_cast<void*>(static_cast<std::uintptr_t>(window));
@@ -53,23 +24,22 @@ void* asParent(xcb_window_t window) {
 void* const OffScreen = asParent(1);
 
 /// A view that is destroyed at the end of its scope.
-class TestView {
-public:
-    TestView(void* pParent, VRECT rect) : m_pView(lib().create(pParent, &rect)) {}
-    ~TestView() { lib().destroy(m_pView); }
+struct TestView {
+    TestView(void* pParent, VRECT rect) : m_pView(PVCreatePlayerView(pParent, &rect)) {}
+    ~TestView() { PVDestroyPlayerView(m_pView); }
     TestView(const TestView&) = delete;
     TestView& operator=(const TestView&) = delete;
 
-    void* get() const { return m_pView; }
+    operator void*() const { return m_pView; }
     xcb_window_t window() const {
-        return static_cast<xcb_window_t>(reinterpret_cast<std::uintptr_t>(lib().getHwnd(m_pView)));
+        return static_cast<xcb_window_t>(reinterpret_cast<std::uintptr_t>(PVGetHwnd(m_pView)));
     }
     void show(const TestPicture& picture) const {
-        lib().show(m_pView, picture.width, picture.height, const_cast<std::uint8_t*>(picture.pixels.data()));
+        PVShowRGB32Image(m_pView, picture.width, picture.height,
+                         const_cast<std::uint8_t*>(picture.pixels.data()));
     }
 
-private:
-    void* m_pView;
+    void* const m_pView;
 };
 
 TEST(PlayerView, ShowsPictureInChildWindow) {
@@ -78,11 +48,10 @@ TEST(PlayerView, ShowsPictureInChildWindow) {
     const TestView view(asParent(parent), {30, 20, 160, 90});
     const TestPicture picture = noise(160, 90);
     view.show(picture);
-    const auto isShown = [&](const Image& image) { return showsAt(image, picture, 30, 20); };
-    const Image image = server.waitFor(isShown, parent);
-    EXPECT_TRUE(isShown(image));
-    EXPECT_TRUE(showsProbes(
-        image, {{29, 20, 0xABCDEF}, {30, 19, 0xABCDEF}, {190, 20, 0xABCDEF}, {30, 110, 0xABCDEF}}));
+    EXPECT_TRUE(waitForPicture(server, picture, 30, 20, parent));
+    const std::vector<Probe> around = {
+        {29, 20, 0xABCDEF}, {30, 19, 0xABCDEF}, {190, 20, 0xABCDEF}, {30, 110, 0xABCDEF}};
+    EXPECT_TRUE(showsProbes(server.screenshot(parent), around));
 }
 
 TEST(PlayerView, ShowsPicturesMadeInLentMemory) {
@@ -90,10 +59,10 @@ TEST(PlayerView, ShowsPicturesMadeInLentMemory) {
     const xcb_window_t parent = server.makeWindow(0, 0, 320, 240);
     const TestView view(asParent(parent), {0, 0, 160, 90});
     const auto showLent = [&](const TestPicture& picture) {
-        std::uint8_t* const pLent = lib().lend(view.get(), picture.width, picture.height);
+        std::uint8_t* const pLent = PVGetPictureBuffer(view, picture.width, picture.height);
         ASSERT_NE(pLent, nullptr);
         std::memcpy(pLent, picture.pixels.data(), picture.pixels.size());
-        lib().show(view.get(), picture.width, picture.height, pLent);
+        PVShowRGB32Image(view, picture.width, picture.height, pLent);
     };
     for (int i = 0; i < 4; ++i) { // both buffers, and a copied picture between lent ones
         const TestPicture picture = noise(160 - i % 2, 90);
@@ -101,18 +70,17 @@ TEST(PlayerView, ShowsPicturesMadeInLentMemory) {
     }
     const TestPicture picture = noise(160, 90);
     showLent(picture);
-    const auto isShown = [&](const Image& image) { return showsAt(image, picture, 0, 0); };
-    EXPECT_TRUE(isShown(server.waitFor(isShown, parent)));
+    EXPECT_TRUE(waitForPicture(server, picture, 0, 0, parent));
 
     // What is lent stays there when the window goes.
-    std::uint8_t* const pLent = lib().lend(view.get(), 160, 90);
+    std::uint8_t* const pLent = PVGetPictureBuffer(view, 160, 90);
     ASSERT_NE(pLent, nullptr);
     server.destroyWindow(parent);
     EXPECT_TRUE(WaitUntil([&] { return view.window() == 0; }));
     std::memcpy(pLent, picture.pixels.data(), picture.pixels.size());
-    lib().show(view.get(), 160, 90, pLent);
-    EXPECT_EQ(lib().lend(view.get(), 160, 90), nullptr);
-    EXPECT_EQ(lib().lend(view.get(), 0, 90), nullptr);
+    PVShowRGB32Image(view, 160, 90, pLent);
+    EXPECT_EQ(PVGetPictureBuffer(view, 160, 90), nullptr);
+    EXPECT_EQ(PVGetPictureBuffer(view, 0, 90), nullptr);
 }
 
 TEST(PlayerView, TopLevelWindowSurvivesItsCloseButtonAndGoesWithItsView) {
@@ -123,13 +91,12 @@ TEST(PlayerView, TopLevelWindowSurvivesItsCloseButtonAndGoesWithItsView) {
         window = view.window();
         const TestPicture picture = noise(160, 90);
         view.show(picture);
-        EXPECT_TRUE(showsAt(server.waitFor([&](const Image& i) { return showsAt(i, picture, 200, 100); }),
-                            picture, 200, 100));
+        EXPECT_TRUE(waitForPicture(server, picture, 200, 100));
         server.requestClose(window);
         EXPECT_TRUE(WaitUntil([&] { return !server.isViewable(window); }));
         EXPECT_TRUE(server.exists(window));
         view.show(picture);
-        EXPECT_EQ(lib().update(view.get()), 1);
+        EXPECT_EQ(PVUpdate(view), 1);
     }
     EXPECT_FALSE(server.exists(window));
 }
@@ -139,61 +106,59 @@ TEST(PlayerView, HostsSettingsTakeEffectAtOnce) {
     const TestView view(nullptr, {0, 0, 200, 200});
     view.show(quadrants(200, 100));
     const auto expect = [&](const char* pWhat, const std::vector<Probe>& probes) {
-        const Image image =
-            server.waitFor([&](const Image& i) { return showsProbes(i, probes); }, view.window());
-        EXPECT_TRUE(showsProbes(image, probes)) << pWhat;
+        EXPECT_TRUE(waitForProbes(server, probes, view.window())) << pWhat;
     };
     expect("fit", {{100, 49, Black}, {1, 50, Red}, {199, 149, White}, {100, 150, Black}});
-    EXPECT_EQ(lib().setResizeMode(view.get(), IMAGE_RESIZE_STRETCH), 1);
+    EXPECT_EQ(PVSetDisplayResizeMode(view, IMAGE_RESIZE_STRETCH), 1);
     expect("stretch", {{0, 0, Red}, {199, 0, Green}, {0, 199, Blue}, {199, 199, White}});
-    EXPECT_EQ(lib().setResizeMode(view.get(), static_cast<IMAGE_RESIZE_METHOD>(4)), 0);
-    EXPECT_EQ(lib().setResizeMode(view.get(), IMAGE_RESIZE_FIT), 1);
-    lib().setDisplayScale(view.get(), 1, 2);
+    EXPECT_EQ(PVSetDisplayResizeMode(view, static_cast<IMAGE_RESIZE_METHOD>(4)), 0);
+    EXPECT_EQ(PVSetDisplayResizeMode(view, IMAGE_RESIZE_FIT), 1);
+    PVSetDisplayScale(view, 1, 2);
     expect("aspect", {{49, 100, Black}, {51, 1, Red}, {148, 198, White}, {151, 100, Black}});
-    lib().setDisplayScale(view.get(), 0, 0);
+    PVSetDisplayScale(view, 0, 0);
     tagRECT crop = {100, 0, 200, 50};
     tagRECT stored = {};
-    EXPECT_EQ(lib().setCropRect(view.get(), &crop), 1);
-    EXPECT_EQ(lib().getCropRect(view.get(), &stored), 1);
+    EXPECT_EQ(PVSetCropRect(view, &crop), 1);
+    EXPECT_EQ(PVGetCropRect(view, &stored), 1);
     EXPECT_EQ(std::memcmp(&stored, &crop, sizeof(crop)), 0);
     expect("crop rectangle without crop mode", {{1, 50, Red}, {199, 149, White}});
-    EXPECT_EQ(lib().setCropMode(view.get(), 1), 1);
+    EXPECT_EQ(PVSetCropMode(view, 1), 1);
     expect("crop", {{100, 49, Black}, {1, 52, Green}, {198, 148, Green}});
-    EXPECT_EQ(lib().setCropRect(view.get(), nullptr), 1);
+    EXPECT_EQ(PVSetCropRect(view, nullptr), 1);
     expect("no crop rectangle", {{1, 50, Red}, {199, 149, White}});
 }
 
 TEST(PlayerView, BadArgumentsAreRefused) {
     tagRECT rect = {};
-    for (int (*pfn)(void*, unsigned) : {lib().setCropMode, lib().setMaskMode}) {
+    for (int (*pfn)(void*, unsigned) : {PVSetCropMode, PVSetMaskMode}) {
         EXPECT_EQ(pfn(nullptr, 1), 0);
     }
-    EXPECT_EQ(lib().setCallbackWnd(nullptr, nullptr), 0);
-    EXPECT_EQ(lib().setCropRect(nullptr, &rect), 0);
-    EXPECT_EQ(lib().getCropRect(nullptr, &rect), 0);
-    EXPECT_EQ(lib().setResizeMode(nullptr, IMAGE_RESIZE_FIT), 0);
-    EXPECT_EQ(lib().update(nullptr), 0);
-    EXPECT_EQ(lib().getHwnd(nullptr), nullptr);
-    lib().setDisplayScale(nullptr, 1, 1);
-    lib().show(nullptr, 1, 1, nullptr);
-    lib().destroy(nullptr);
+    EXPECT_EQ(PVSetCallbackWnd(nullptr, nullptr), 0);
+    EXPECT_EQ(PVSetCropRect(nullptr, &rect), 0);
+    EXPECT_EQ(PVGetCropRect(nullptr, &rect), 0);
+    EXPECT_EQ(PVSetDisplayResizeMode(nullptr, IMAGE_RESIZE_FIT), 0);
+    EXPECT_EQ(PVUpdate(nullptr), 0);
+    EXPECT_EQ(PVGetHwnd(nullptr), nullptr);
+    PVSetDisplayScale(nullptr, 1, 1);
+    PVShowRGB32Image(nullptr, 1, 1, nullptr);
+    PVDestroyPlayerView(nullptr);
 
     Xvfb server;
     const TestView view(nullptr, {0, 0, 64, 64});
-    EXPECT_EQ(lib().getCropRect(view.get(), nullptr), 0);
+    EXPECT_EQ(PVGetCropRect(view, nullptr), 0);
     std::atomic<int> shown = 0;
-    lib().setSink(
-        view.get(),
+    PVSetPictureSink(
+        view,
         [](void*, int, int, int, const unsigned char*, void* p) { ++*static_cast<std::atomic<int>*>(p); },
         &shown);
     std::vector<std::uint8_t> pixels(4 * 16385);
-    lib().show(view.get(), 1, 1, nullptr);
+    PVShowRGB32Image(view, 1, 1, nullptr);
     for (const auto& [width, height] : {std::pair{0, 1}, {1, 0}, {-1, 1}, {1, -1}, {16385, 1}, {1, 16385}}) {
-        lib().show(view.get(), width, height, pixels.data());
+        PVShowRGB32Image(view, width, height, pixels.data());
     }
     EXPECT_EQ(shown, 0);
-    lib().show(view.get(), 16384, 1, pixels.data());
-    lib().show(view.get(), 1, 16384, pixels.data());
+    PVShowRGB32Image(view, 16384, 1, pixels.data());
+    PVShowRGB32Image(view, 1, 16384, pixels.data());
     EXPECT_EQ(shown, 2);
 }
 
@@ -201,12 +166,12 @@ TEST(PlayerView, ParentMustBeAWindowAndTheScreenTrueColour) {
     {
         Xvfb server;
         VRECT rect = {0, 0, 10, 10};
-        EXPECT_EQ(lib().create(asParent(0x1FFFFFFF), &rect), nullptr);
+        EXPECT_EQ(PVCreatePlayerView(asParent(0x1FFFFFFF), &rect), nullptr);
         EXPECT_NE(server.screenshot().width, 0);
     }
     Xvfb server({"-screen", "0", "800x600x16"});
     const TestView view(nullptr, {10, 10, 320, 240});
-    ASSERT_NE(view.get(), nullptr);
+    ASSERT_TRUE(view);
     EXPECT_EQ(view.window(), 0u);
     view.show(quadrants(160, 120));
 }
@@ -215,12 +180,12 @@ TEST(PlayerView, WithoutDisplayTheViewIsOffScreen) {
     const TestPicture picture = noise(64, 48);
     for (const char* pDisplay : {"", ":987", "nonsense"}) {
         *pDisplay != '\0' ? setenv("DISPLAY", pDisplay, 1) : unsetenv("DISPLAY");
-        for (void* pParent : {static_cast<void*>(nullptr), OffScreen, asParent(0x400001)}) {
+        for (void* pParent : {asParent(0), OffScreen, asParent(0x400001)}) {
             const TestView view(pParent, {0, 0, 64, 48});
-            ASSERT_NE(view.get(), nullptr);
+            ASSERT_TRUE(view);
             EXPECT_EQ(view.window(), 0u);
             view.show(picture);
-            EXPECT_EQ(lib().update(view.get()), 1);
+            EXPECT_EQ(PVUpdate(view), 1);
         }
     }
     unsetenv("DISPLAY");
@@ -242,23 +207,23 @@ TEST(PlayerView, SinksReceiveEveryPicture) {
     const TestView first(OffScreen, {});
     std::vector<SeenPicture> common;
     std::vector<SeenPicture> own;
-    lib().setSink(nullptr, keepPicture, &common);
+    PVSetPictureSink(nullptr, keepPicture, &common);
     const TestView second(OffScreen, {});
-    lib().setSink(second.get(), keepPicture, &own);
+    PVSetPictureSink(second, keepPicture, &own);
     const TestPicture a = noise(31, 17);
     const TestPicture b = plain(5, 3, Green);
     first.show(a);
     second.show(b);
-    lib().setSink(nullptr, nullptr, nullptr);
+    PVSetPictureSink(nullptr, nullptr, nullptr);
     first.show(a);
     second.show(a);
-    lib().setSink(second.get(), nullptr, nullptr);
+    PVSetPictureSink(second, nullptr, nullptr);
     second.show(b);
 
     ASSERT_EQ(common.size(), 2u);
-    EXPECT_EQ(common[0].pView, first.get());
+    EXPECT_EQ(common[0].pView, first);
     EXPECT_EQ(common[0].pixels, a.pixels);
-    EXPECT_EQ(common[1].pView, second.get());
+    EXPECT_EQ(common[1].pView, second);
     EXPECT_EQ(common[1].number, common[0].number + 1);
     ASSERT_EQ(own.size(), 2u);
     EXPECT_EQ(own[0].pixels, b.pixels);
@@ -278,12 +243,12 @@ TEST(PlayerView, ReplacingASinkWaitsUntilItNoLongerRuns) {
         pFlags->left = true;
     };
     const TestView view(OffScreen, {});
-    for (void* pTarget : {static_cast<void*>(nullptr), view.get()}) {
+    for (void* pTarget : std::initializer_list<void*>{nullptr, view}) {
         Flags flags;
-        lib().setSink(pTarget, slowSink, &flags);
+        PVSetPictureSink(pTarget, slowSink, &flags);
         std::thread shower([&] { view.show(plain(2, 2, Red)); });
         EXPECT_TRUE(WaitUntil([&] { return flags.entered.load(); }));
-        lib().setSink(pTarget, nullptr, nullptr);
+        PVSetPictureSink(pTarget, nullptr, nullptr);
         EXPECT_TRUE(flags.left);
         shower.join();
     }
@@ -295,14 +260,14 @@ TEST(PlayerView, DestroyedParentLeavesAnOffScreenView) {
     const xcb_window_t parent = server.makeWindow(0, 0, 320, 240);
     const TestView view(asParent(parent), {0, 0, 320, 180});
     std::vector<SeenPicture> seen;
-    lib().setSink(view.get(), keepPicture, &seen);
+    PVSetPictureSink(view, keepPicture, &seen);
     view.show(picture);
     server.destroyWindow(parent);
     view.show(picture); // may still cross with the news
     EXPECT_TRUE(WaitUntil([&] { return view.window() == 0; }));
     view.show(picture);
-    EXPECT_EQ(lib().update(view.get()), 1);
-    lib().setDisplayScale(view.get(), 4, 3);
+    EXPECT_EQ(PVUpdate(view), 1);
+    PVSetDisplayScale(view, 4, 3);
     EXPECT_EQ(seen.size(), 3u);
 }
 
@@ -312,21 +277,18 @@ TEST(PlayerView, LostDisplayLeavesOffScreenViews) {
     const TestView scaled(nullptr, {0, 0, 200, 200});
     const TestView unscaled(nullptr, {0, 0, 320, 180});
     std::atomic<bool> stop = false;
-    std::vector<std::thread> threads;
-    for (const TestView* pView : {&scaled, &unscaled}) {
-        threads.emplace_back([&, pView] {
+    std::thread showers([&] {
+        RunThreads(2, [&](int i) {
             while (!stop) {
-                pView->show(picture);
+                (i == 0 ? scaled : unscaled).show(picture);
             }
         });
-    }
+    });
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     server.stop();
     EXPECT_TRUE(WaitUntil([&] { return scaled.window() == 0 && unscaled.window() == 0; }));
     stop = true;
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    showers.join();
 }
 
 TEST(PlayerView, DrawsOnPoorServersToo) {
@@ -337,9 +299,7 @@ TEST(PlayerView, DrawsOnPoorServersToo) {
         const TestView view(nullptr, {10, 10, 320, 240});
         view.show(quadrants(160, 120));
         const std::vector<Probe> probes = {{2, 2, Red}, {317, 2, Green}, {2, 237, Blue}, {317, 237, White}};
-        const Image image =
-            server.waitFor([&](const Image& i) { return showsProbes(i, probes); }, view.window());
-        EXPECT_TRUE(showsProbes(image, probes)) << arguments.back();
+        EXPECT_TRUE(waitForProbes(server, probes, view.window())) << arguments.back();
     }
 }
 
@@ -348,34 +308,20 @@ TEST(PlayerView, SixteenViewsFromSixteenThreads) {
     constexpr int Side = 128;
     Xvfb server;
     const xcb_window_t parent = server.makeWindow(0, 0, Count * Side / 4, 4 * Side);
-    std::thread threads[Count];
-    std::vector<void*> views(Count);
-    for (int i = 0; i < Count; ++i) {
-        threads[i] = std::thread([&, i] {
-            VRECT rect = {i % 4 * Side, i / 4 * Side, Side, Side};
-            views[i] = lib().create(asParent(parent), &rect);
-            for (int n = 0; n < 60; ++n) {
-                TestPicture picture = n % 3 == 0 ? plain(Side, Side, Black) : plain(50 + n, 40, White);
-                lib().show(views[i], picture.width, picture.height, picture.pixels.data());
-                lib().setResizeMode(views[i], static_cast<IMAGE_RESIZE_METHOD>(n % 4));
-            }
-            lib().setResizeMode(views[i], IMAGE_RESIZE_STRETCH);
-            TestPicture last = plain(64, 64, 0x0F0B07u * (i + 1));
-            lib().show(views[i], last.width, last.height, last.pixels.data());
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    std::vector<std::unique_ptr<TestView>> views(Count);
     std::vector<Probe> probes(Count);
-    for (int i = 0; i < Count; ++i) {
-        probes[i] = {i % 4 * Side + 3, i / 4 * Side + 124, 0x0F0B07u * (i + 1)};
-    }
-    EXPECT_TRUE(showsProbes(
-        server.waitFor([&](const Image& image) { return showsProbes(image, probes); }, parent), probes));
-    for (void* pView : views) {
-        lib().destroy(pView);
-    }
+    RunThreads(Count, [&](int i) {
+        const int x = i % 4 * Side, y = i / 4 * Side;
+        views[i] = std::make_unique<TestView>(asParent(parent), VRECT{x, y, Side, Side});
+        for (int n = 0; n < 60; ++n) {
+            views[i]->show(n % 3 == 0 ? plain(Side, Side, Black) : plain(50 + n, 40, White));
+            PVSetDisplayResizeMode(*views[i], static_cast<IMAGE_RESIZE_METHOD>(n % 4));
+        }
+        PVSetDisplayResizeMode(*views[i], IMAGE_RESIZE_STRETCH);
+        probes[i] = {x + 3, y + 124, 0x0F0B07u * (i + 1)};
+        views[i]->show(plain(64, 64, probes[i].rgb));
+    });
+    EXPECT_TRUE(waitForProbes(server, probes, parent));
 }
 
 } // namespace

@@ -78,6 +78,12 @@ struct Probe {
     std::uint32_t rgb;
 };
 
+/// Waits until a window (0: the screen) shows a picture. @return whether it does
+inline bool waitForPicture(Xvfb& server, const TestPicture& picture, int x, int y, xcb_window_t window = 0) {
+    const auto isShown = [&](const Image& image) { return showsAt(image, picture, x, y); };
+    return isShown(server.waitFor(isShown, window));
+}
+
 inline bool showsProbes(const Image& image, const std::vector<Probe>& probes) {
     for (const Probe& p : probes) {
         if (p.x >= image.width || p.y >= image.height || image.at(p.x, p.y) != p.rgb) {
@@ -85,6 +91,11 @@ inline bool showsProbes(const Image& image, const std::vector<Probe>& probes) {
         }
     }
     return true;
+}
+
+inline bool waitForProbes(Xvfb& server, const std::vector<Probe>& probes, xcb_window_t window = 0) {
+    const auto isShown = [&](const Image& image) { return showsProbes(image, probes); };
+    return isShown(server.waitFor(isShown, window));
 }
 
 } // namespace kqtest

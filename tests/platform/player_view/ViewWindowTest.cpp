@@ -17,37 +17,33 @@ namespace {
 
 struct Way {
     const char* pName;
-    XFeatures allowed;
+    bool shm, sharedPixmaps, render, present;
 };
 
-std::ostream& operator<<(std::ostream& out, const Way& way) {
-    return out << way.pName;
-}
-
-XFeatures features(bool shm, bool sharedPixmaps, bool render, bool present) {
-    return {shm, sharedPixmaps, render, true, present};
+void PrintTo(const Way& way, std::ostream* out) {
+    *out << way.pName;
 }
 
 class ViewWindowTest : public testing::TestWithParam<Way> {
 protected:
     ViewWindowTest() {
-        auto pConnection = XConnection::open(GetParam().allowed);
+        const Way& way = GetParam();
+        auto pConnection = XConnection::open({way.shm, way.sharedPixmaps, way.render, true, way.present});
         const XFeatures& found = pConnection->features();
-        const XFeatures& allowed = GetParam().allowed;
-        EXPECT_EQ(found.shm, allowed.shm);
-        EXPECT_EQ(found.sharedPixmaps, allowed.shm && allowed.sharedPixmaps);
-        EXPECT_EQ(found.render, allowed.render);
-        EXPECT_EQ(found.present, allowed.imitatedPresent);
+        EXPECT_EQ(found.shm, way.shm);
+        EXPECT_EQ(found.sharedPixmaps, way.shm && way.sharedPixmaps);
+        EXPECT_EQ(found.render, way.render);
+        EXPECT_EQ(found.present, way.present);
         m_pView = ViewWindow::create(std::move(pConnection), 0, {40, 30, 320, 180});
     }
     void show(const TestPicture& picture) {
         m_pView->show({picture.width, picture.height}, picture.pixels.data());
     }
-    Image waitFor(const std::function<bool(const Image&)>& isWanted) {
-        return m_server.waitFor(isWanted, m_pView->window());
+    bool waitForPicture(const TestPicture& picture, int x, int y) {
+        return kqtest::waitForPicture(m_server, picture, x, y, m_pView->window());
     }
     bool waitForProbes(const std::vector<Probe>& probes) {
-        return showsProbes(waitFor([&](const Image& i) { return showsProbes(i, probes); }), probes);
+        return kqtest::waitForProbes(m_server, probes, m_pView->window());
     }
 
     Xvfb m_server;
@@ -59,9 +55,8 @@ TEST_P(ViewWindowTest, ShowsUnscaledPicturesExactly) {
         const TestPicture picture = noise(320, 180 - 20 * i);
         show(picture);
         const int top = (180 - picture.height) / 2;
-        const Image image = waitFor([&](const Image& im) { return showsAt(im, picture, 0, top); });
-        ASSERT_TRUE(showsAt(image, picture, 0, top)) << picture.height;
-        EXPECT_TRUE(top == 0 || (image.at(5, top - 1) == Black && image.at(5, 180 - top) == Black));
+        ASSERT_TRUE(waitForPicture(picture, 0, top)) << picture.height;
+        EXPECT_TRUE(top == 0 || waitForProbes({{5, top - 1, Black}, {5, 180 - top, Black}}));
     }
 }
 
@@ -81,7 +76,7 @@ TEST_P(ViewWindowTest, ScalesSmoothPictures) {
         }
         return image.width == 320;
     };
-    EXPECT_TRUE(isScaled(waitFor(isScaled)));
+    EXPECT_TRUE(isScaled(m_server.waitFor(isScaled, m_pView->window())));
 }
 
 TEST_P(ViewWindowTest, CutsAndCrops) {
@@ -103,10 +98,8 @@ TEST_P(ViewWindowTest, CutsAndCrops) {
     m_pView->apply(settings);
     show(picture);
     const TestPicture part(320, 60, [&](int x, int y) { return picture.at(x + 111, y + 103); });
-    const auto isPart = [&](const Image& image) { return showsAt(image, part, 0, 60); };
-    const Image image = waitFor(isPart);
-    EXPECT_TRUE(isPart(image));
-    EXPECT_TRUE(showsProbes(image, {{160, 59, Black}, {160, 120, Black}}));
+    EXPECT_TRUE(waitForPicture(part, 0, 60));
+    EXPECT_TRUE(waitForProbes({{160, 59, Black}, {160, 120, Black}}));
 }
 
 TEST_P(ViewWindowTest, DrawsAgainAfterResizeAndExpose) {
@@ -131,19 +124,18 @@ TEST_P(ViewWindowTest, ShowsTheLastOfManyPictures) {
     }
     const TestPicture last = noise(320, 180);
     show(last);
-    const auto isLast = [&](const Image& image) { return showsAt(image, last, 0, 0); };
-    EXPECT_TRUE(isLast(waitFor(isLast)));
+    EXPECT_TRUE(waitForPicture(last, 0, 0));
 }
 
 const std::vector<Way> Ways = {
-    {"Everything", features(true, true, true, false)},
-    {"NoSharedPixmaps", features(true, false, true, false)},
-    {"NoShm", features(false, true, true, false)},
-    {"NoRender", features(true, true, false, false)},
-    {"CoreProtocolOnly", features(false, false, false, false)},
-    {"Present", features(true, true, true, true)},
-    {"PresentWithoutShm", features(false, false, true, true)},
-    {"PresentWithoutRender", features(true, false, false, true)},
+    {"Everything", true, true, true, false},
+    {"NoSharedPixmaps", true, false, true, false},
+    {"NoShm", false, true, true, false},
+    {"NoRender", true, true, false, false},
+    {"CoreProtocolOnly", false, false, false, false},
+    {"Present", true, true, true, true},
+    {"PresentWithoutShm", false, false, true, true},
+    {"PresentWithoutRender", true, false, false, true},
 };
 
 INSTANTIATE_TEST_SUITE_P(Ways, ViewWindowTest, testing::ValuesIn(Ways),
