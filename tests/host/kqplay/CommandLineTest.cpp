@@ -34,6 +34,7 @@ TEST(CommandLine, RefusesWhatMakesNoSense) {
         {"--capture-at", "1:a.gif", clip},
         {"--capture-at", "1:a", clip},
         {"--capture-at", "1:a.png", "--no-video", clip},
+        {"--doctor", clip},
         {"--contact-sheet", "a.gif", clip},
         {"--contact-sheet", "a.png:0x4", clip},
         {"--contact-sheet", "a.png:33x1", clip},

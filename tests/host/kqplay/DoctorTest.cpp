@@ -65,8 +65,4 @@ TEST(Doctor, FindsViewLibrariesThatDoNotFit) {
     }
 }
 
-TEST(Doctor, PlaysNoFile) {
-    EXPECT_EQ(RunProcess({KQPLAY_PROGRAM, "--doctor", Clip("plain.mp4")}).status, 2);
-}
-
 } // namespace
