@@ -2,7 +2,6 @@
 #include "Kqplay.h"
 
 using namespace kqtest;
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -35,16 +34,15 @@ TEST(CommandLine, RefusesWhatMakesNoSense) {
         {"--capture-at", "1:a.gif", clip},
         {"--capture-at", "1:a", clip},
         {"--capture-at", "1:a.png", "--no-video", clip},
+        {"--doctor", clip},
         {"--contact-sheet", "a.gif", clip},
         {"--contact-sheet", "a.png:0x4", clip},
         {"--contact-sheet", "a.png:33x1", clip},
         {"--contact-sheet", "a.png:4x", clip},
     };
     for (const Strings& row : rows) {
-        Strings command = {KQPLAY_PROGRAM};
-        command.insert(command.end(), row.begin(), row.end());
         SCOPED_TRACE(testing::PrintToString(row));
-        const Outcome outcome = RunProcess(command);
+        const Outcome outcome = RunProcess(Joined({KQPLAY_PROGRAM}, row));
         EXPECT_EQ(outcome.status, 2);
         EXPECT_EQ(outcome.out, "");
         EXPECT_EQ(outcome.err.rfind("kqplay: ", 0), 0u) << outcome.err;
@@ -116,50 +114,31 @@ TEST(BadInput, FullDisksAreReported) {
     EXPECT_NE(outcome.err.find("kqplay: /dev/full: "), std::string::npos) << outcome.err;
 }
 
-TEST(BadInput, UnusualSourcesPlay) {
-    for (const char* clip : {"surround.mkv", "picture.png", "one.mp4"}) {
-        SCOPED_TRACE(clip);
-        const Outcome outcome = RunProcess(Headless(Clip(clip), {"--audio", "null"}));
-        EXPECT_EQ(outcome.status, 0);
-        EXPECT_EQ(outcome.err, "");
-    }
-}
-
 TEST(BadInput, ViewLibrariesThatCannotServeAreNamed) {
-    const TemporaryFolder folder; // for kqplay and its libraries, but for the view library
-    fs::copy_file(KQPLAY_PROGRAM, folder / "kqplay");
-    for (const auto& file : fs::directory_iterator(fs::path(KQPLAY_PROGRAM).parent_path())) {
-        const std::string name = file.path().filename().string();
-        if (name.rfind("libKQ", 0) == 0)
-            fs::copy_file(file, folder / name);
-    }
-    const auto play = [&] {
-        return RunProcess({folder / "kqplay", "--headless", "--no-audio", Clip("silent.mp4")});
+    const auto play = [](const std::string& viewLibrary) {
+        const TemporaryFolder folder;
+        const std::string program = CopyProgram(folder, viewLibrary);
+        return RunProcess({program, "--headless", "--no-audio", Clip("silent.mp4")});
     };
-    const std::string library = folder / "PlayerView.so";
-    ExpectOneLine(play(), Clip("silent.mp4"), "PlayerView.so: cannot open shared object file");
-    kq::test::WriteFile(library, "not a library at all, whatever its name says\n");
-    ExpectOneLine(play(), Clip("silent.mp4"), "PlayerView.so");
-    fs::copy_file(KQPLAY_LACKING_VIEW, library, fs::copy_options::overwrite_existing);
-    ExpectOneLine(play(), Clip("silent.mp4"), "PlayerView.so has no function PVShowRGB32Image");
-    fs::copy_file(KQPLAY_PLAIN_VIEW, library, fs::copy_options::overwrite_existing); // has no picture sink
-    const Outcome outcome = play();
+    const std::pair<std::string, const char*> rows[] = {
+        {"", "PlayerView.so: cannot open shared object file"},
+        {Clip("words.mp4"), "PlayerView.so"}, // no library at all
+        {KQPLAY_LACKING_VIEW, "PlayerView.so has no function PVShowRGB32Image"},
+    };
+    for (const auto& [library, reason] : rows)
+        ExpectOneLine(play(library), Clip("silent.mp4"), reason);
+    const Outcome outcome = play(KQPLAY_PLAIN_VIEW); // has no picture sink
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(outcome.out.find("late"), std::string::npos) << "nobody counted late frames: " << outcome.out;
 }
 
 TEST(Output, BelongsToKqplayUnlessTheUserWantsMore) {
     const TemporaryFolder folder;
-    const auto options = [](const Strings& more) {
-        Strings all = {"--audio", "null", "--start", "1.8"};
-        all.insert(all.end(), more.begin(), more.end());
-        return Headless(Clip("plain.mp4"), all);
+    const auto play = [](const Strings& options) {
+        return RunProcess(
+            Headless(Clip("plain.mp4"), Joined({"--audio", "null", "--start", "1.8"}, options)));
     };
-    // All at the same time: each one plays in real time.
-    Process quietOne(options({}));
-    Process loggedOne(options({"--log", folder / "log"}));
-    Process verboseOne(options({"-v"}));
-    const Outcome quiet = quietOne.Finish(), logged = loggedOne.Finish(), verbose = verboseOne.Finish();
+    const Outcome quiet = play({}), logged = play({"--log", folder / "log"}), verbose = play({"-v"});
     EXPECT_EQ(quiet.out.rfind("played  0:0", 0), 0u) << quiet.out;
     for (const Outcome* outcome : {&quiet, &logged, &verbose})
         EXPECT_EQ(Lines(outcome->out).size(), 1u) << outcome->out;

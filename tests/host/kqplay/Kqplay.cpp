@@ -5,9 +5,8 @@
 #include <zlib.h>
 
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <utility>
+
+namespace fs = std::filesystem;
 
 namespace kqtest {
 namespace {
@@ -37,47 +36,27 @@ std::string HashPlanes(std::uint8_t* planes, int width, int height) {
     return HashBytes(pixels);
 }
 
-std::size_t PlanesSize(int width, int height) {
-    return static_cast<std::size_t>(width * height + 2 * ((width + 1) / 2) * ((height + 1) / 2));
-}
-
 } // namespace
 
-Trace::Trace(const std::string& path) {
-    std::ifstream file(path);
-    for (std::string line; std::getline(file, line);) {
+Trace ReadTrace(const std::string& path) {
+    Trace trace;
+    const Strings lines = Lines(kq::test::ReadFile(path));
+    for (const std::string& line : lines) {
         EXPECT_TRUE(line.front() == '{' && line.back() == '}') << line;
-        const auto number = [&line](const char* name) { return std::atof(Field(line, name).c_str()); };
-        TraceEvent event = {
-            std::atoll(Field(line, "t_us").c_str()), Field(line, "ev"), Field(line, "crc32"),
-            static_cast<int>(number("view")),        number("pos"),     static_cast<int>(number("activate"))};
-        events.push_back(event);
+        const std::string event = Field(line, "ev");
+        if (event == "picture")
+            trace.pictures.at(std::stoul(Field(line, "view"))).push_back(Field(line, "crc32"));
+        else if (event == "position")
+            trace.positions.push_back(std::stod(Field(line, "pos")));
+        else if (event == "state")
+            trace.states.push_back(std::stoi(Field(line, "activate")));
+        else if (event == "end")
+            ++trace.ends;
     }
-}
-
-Strings Trace::Pictures(int view) const {
-    Strings hashes;
-    for (const TraceEvent& event : events) {
-        if (event.name == "picture" && event.view == view)
-            hashes.push_back(event.hash);
-    }
-    return hashes;
-}
-
-std::vector<int> Trace::States() const {
-    std::vector<int> states;
-    for (const TraceEvent& event : events) {
-        if (event.name == "state")
-            states.push_back(event.activate);
-    }
-    return states;
-}
-
-std::size_t Trace::CountEnds() const {
-    std::size_t count = 0;
-    for (const TraceEvent& event : events)
-        count += event.name == "end" ? 1 : 0;
-    return count;
+    if (!lines.empty())
+        trace.seconds =
+            (std::stod(Field(lines.back(), "t_us")) - std::stod(Field(lines.front(), "t_us"))) / 1e6;
+    return trace;
 }
 
 Strings ReferenceHashes(const std::string& path) {
@@ -91,7 +70,7 @@ Strings ReferenceHashes(const std::string& path) {
         RunProcess({"ffmpeg", "-v", "error", "-nostdin", "-i", path, "-map", "0:v:0", "-fps_mode",
                     "passthrough", "-f", "rawvideo", "-pix_fmt", "yuv420p", "-"})
             .out;
-    const std::size_t frame = PlanesSize(width, height);
+    const auto frame = static_cast<std::size_t>(width * height + 2 * ((width + 1) / 2) * ((height + 1) / 2));
     EXPECT_EQ(planes.size() % frame, 0u);
     Strings hashes;
     for (std::size_t at = 0; at + frame <= planes.size(); at += frame)
@@ -106,12 +85,6 @@ Strings HashesOfARun(const std::string& path) {
     return hashes;
 }
 
-std::string BlackHash(int width, int height) {
-    std::vector<std::uint8_t> planes(PlanesSize(width, height), 0x80);
-    std::fill_n(planes.begin(), width * height, std::uint8_t{0x10});
-    return HashPlanes(planes.data(), width, height);
-}
-
 std::string HashBytes(const std::string& bytes) {
     char text[16];
     std::snprintf(text, sizeof text, "%08lx",
@@ -119,26 +92,40 @@ std::string HashBytes(const std::string& bytes) {
     return text;
 }
 
-Strings Headless(const std::string& clip, Strings options) {
-    options.insert(options.begin(), {KQPLAY_PROGRAM, "--headless"});
-    options.push_back(clip);
-    return options;
+Strings Joined(Strings words, const Strings& more) {
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
 }
 
-Trace PlayTraced(const std::string& clip, Strings options, const std::string& err,
+Strings Headless(const std::string& clip, const Strings& options) {
+    return Joined({KQPLAY_PROGRAM, "--headless", clip}, options);
+}
+
+std::string CopyProgram(const TemporaryFolder& folder, const std::string& viewLibrary) {
+    for (const auto& file : fs::directory_iterator(fs::path(KQPLAY_PROGRAM).parent_path())) {
+        const std::string name = file.path().filename().string();
+        if (name == "kqplay" || name.rfind("libKQ", 0) == 0)
+            fs::copy_file(file, folder / name);
+    }
+    if (!viewLibrary.empty())
+        fs::copy_file(viewLibrary, folder / "PlayerView.so");
+    return folder / "kqplay";
+}
+
+Trace PlayTraced(const std::string& clip, const Strings& options, const std::string& err,
                  const Process::Environment& environment) {
     const TemporaryFolder folder;
-    options.insert(options.end(), {"--trace", folder / "trace", "--trace-hash"});
-    const Outcome outcome = RunProcess(Headless(clip, options), environment);
+    const Strings traced = Joined({"--trace", folder / "trace", "--trace-hash"}, options);
+    const Outcome outcome = RunProcess(Headless(clip, traced), environment);
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(outcome.err, err);
-    return Trace(folder / "trace");
+    return ReadTrace(folder / "trace");
 }
 
-AtTerminal::AtTerminal(Strings options, Process::Environment environment)
-    : process((options.insert(options.begin(), {"sh", "-c", "cd \"$0\" && exec \"$@\"", folder / "",
-                                                KQPLAY_PROGRAM, "--trace", folder / "trace", "--trace-hash"}),
-               options),
+AtTerminal::AtTerminal(const Strings& options, Process::Environment environment)
+    : process(Joined({"sh", "-c", "cd \"$0\" && exec \"$@\"", folder / "", KQPLAY_PROGRAM, "--trace",
+                      folder / "trace", "--trace-hash"},
+                     options),
               (environment["TERM"] = "xterm", environment), Process::Streams::PseudoTerminal) {}
 
 void AtTerminal::Press(const std::string& keys, const std::string& shown) {
@@ -152,7 +139,7 @@ Trace AtTerminal::Quit(const std::string& keys) {
     const Outcome outcome = process.Finish();
     EXPECT_EQ(outcome.status, 0) << outcome.out;
     EXPECT_TRUE(process.TerminalIsNormal());
-    return Trace(folder / "trace");
+    return ReadTrace(folder / "trace");
 }
 
 } // namespace kqtest

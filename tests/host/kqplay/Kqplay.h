@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
+#include <array>
 #include <string>
 #include <vector>
 
@@ -21,49 +21,40 @@ inline std::string Clip(const std::string& name) {
     return std::string(KQPLAY_CLIPS) + "/" + name;
 }
 
-/// One line of a trace.
-struct TraceEvent {
-    std::int64_t time = 0; ///< microseconds
-    std::string name;      ///< picture, position, state, end
-    std::string hash;      ///< picture
-    int view = 0;          ///< picture
-    double position = 0;   ///< position, seconds
-    int activate = -1;     ///< state
-};
-
 /// What a run left in its trace.
 struct Trace {
-    std::vector<TraceEvent> events;
-
-    Trace() = default;
-    explicit Trace(const std::string& path);
-    /// @return the hashes of a view's pictures, in order
-    Strings Pictures(int view = 0) const;
-    std::vector<int> States() const;
-    std::size_t CountEnds() const;
+    std::array<Strings, 17> pictures; ///< hashes, by view
+    std::vector<double> positions;    ///< seconds
+    std::vector<int> states;          ///< what the player's activity became
+    std::size_t ends = 0;             ///< of runs
+    double seconds = 0;               ///< from its first line to its last
 };
+Trace ReadTrace(const std::string& path);
 
 /// @return the hash of every frame of a clip: FFmpeg's decoder and the plain reference conversion
 Strings ReferenceHashes(const std::string& path);
 /// @return the same with the last one twice, as the pictures of a run that ends by itself
 Strings HashesOfARun(const std::string& path);
-/// @return the hash of the picture that a view shows when it has nothing to show
-std::string BlackHash(int width, int height);
 /// @return the hash of some bytes, as the trace writes it
 std::string HashBytes(const std::string& bytes);
 
+/// @return the words of both
+Strings Joined(Strings words, const Strings& more);
 /// @return the command that plays a clip off-screen, with further options
-Strings Headless(const std::string& clip, Strings options);
+Strings Headless(const std::string& clip, const Strings& options);
+
+/// Copies kqplay and its libraries, with another view library or with none. @return the copy
+std::string CopyProgram(const TemporaryFolder& folder, const std::string& viewLibrary);
 
 /// Plays a clip off-screen to its end, which has to go well. @return the trace
-Trace PlayTraced(const std::string& clip, Strings options, const std::string& err = {},
+Trace PlayTraced(const std::string& clip, const Strings& options, const std::string& err = {},
                  const Process::Environment& environment = {});
 
 /// kqplay at a pseudo-terminal.
 class AtTerminal {
 public:
     /// @param options all words of the command line
-    explicit AtTerminal(Strings options, Process::Environment environment = {});
+    explicit AtTerminal(const Strings& options, Process::Environment environment = {});
 
     /// Types keys, and waits until the terminal shows a text after what it was waited for before.
     void Press(const std::string& keys, const std::string& shown);
@@ -74,6 +65,15 @@ public:
 
     TemporaryFolder folder; ///< the program's current one, has the trace too
     Process process;
+};
+
+/// kqplay, playing the clip of a minute off-screen.
+class PlayingLong : public AtTerminal {
+public:
+    explicit PlayingLong(const Strings& options)
+        : AtTerminal(Joined({"--headless", Clip("long.mp4")}, options)) {
+        Press("", "playing  0:00");
+    }
 };
 
 } // namespace kqtest

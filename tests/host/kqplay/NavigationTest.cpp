@@ -3,7 +3,6 @@
 #include "Kqplay.h"
 
 #include <algorithm>
-#include <cmath>
 
 using namespace kqtest;
 
@@ -13,26 +12,38 @@ constexpr double rate = 25;
 const std::string home = "\033[H", end = "\033OF", left = "\033[D", right = "\033[C", up = "\033OA",
                   down = "\033[B";
 
+struct Step {
+    std::string keys;  ///< typed when the keys before have brought what they had to
+    const char* shown; ///< by the terminal then
+    int frame = -1;    ///< that is on show then, if it is known
+};
+
 class Navigating : public testing::Test {
 protected:
     static void SetUpTestSuite() { s_frames = ReferenceHashes(Clip("long.mp4")); }
 
-    /// Starts kqplay on the clip of a minute.
-    static Strings Command(const Strings& options) {
-        Strings all = {"--headless", Clip("long.mp4")};
-        all.insert(all.end(), options.begin(), options.end());
-        return all;
+    /// Plays the clip of a minute and types keys.
+    static Trace TraceOf(const Strings& options, const std::vector<Step>& steps) {
+        PlayingLong kqplay(options);
+        for (const Step& step : steps) {
+            kqplay.Press(step.keys, step.shown);
+            kqplay.Arrive();
+        }
+        return kqplay.Quit();
     }
 
-    /// @return the numbers of the frames that a view has shown, -1 for none of the clip's; without the black
-    ///         that the stop at the end shows
-    static std::vector<int> FramesOf(const Trace& trace, int view = 0) {
+    /// @return the numbers of the frames that were shown, -1 for none of the clip's; without the black at the
+    ///         end, which the stop shows
+    static std::vector<int> FramesOf(const Trace& trace) {
+        std::string black;
+        for (int pixel = 0; pixel < 96 * 64; ++pixel)
+            black.append("\0\0\0\377", 4);
         std::vector<int> numbers;
-        for (const std::string& hash : trace.Pictures(view)) {
+        for (const std::string& hash : trace.pictures[0]) {
             const auto found = std::find(s_frames.begin(), s_frames.end(), hash);
             numbers.push_back(found == s_frames.end() ? -1 : static_cast<int>(found - s_frames.begin()));
         }
-        while (!numbers.empty() && numbers.back() == -1 && trace.Pictures(view).back() == BlackHash(96, 64))
+        if (!numbers.empty() && trace.pictures[0].back() == HashBytes(black))
             numbers.pop_back();
         return numbers;
     }
@@ -42,11 +53,8 @@ protected:
 Strings Navigating::s_frames;
 
 TEST_F(Navigating, KeysLeadToTheFrame) {
-    const struct {
-        std::string keys; ///< typed when the keys before have brought what they had to
-        const char* shown;
-        int frame;
-    } rows[] = {
+    const std::vector<Step> steps = {
+        {" ", "paused  0:0"},
         {home, "paused  0:00.00 ", 0},
         {",,", "", 0}, // nothing before the first
         {right, "paused  0:05.00", 125},
@@ -63,70 +71,51 @@ TEST_F(Navigating, KeysLeadToTheFrame) {
         {",", "", 1498},
     };
     for (const Strings& sound : {Strings{"--no-audio"}, Strings{"--audio", "null"}}) {
-        AtTerminal kqplay(Command(sound));
-        kqplay.Press("", "playing  0:00");
-        kqplay.Press(" ", "paused  0:0");
-        for (const auto& row : rows) {
-            kqplay.Press(row.keys, row.shown);
-            kqplay.Arrive();
-        }
-        const std::vector<int> frames = FramesOf(kqplay.Quit());
+        const std::vector<int> frames = FramesOf(TraceOf(sound, steps));
         auto at = frames.begin();
-        for (const auto& row : rows) {
-            at = std::find(at, frames.end(), row.frame);
-            ASSERT_NE(at, frames.end()) << row.frame << " in " << testing::PrintToString(frames);
+        for (const Step& step : steps) {
+            at = step.frame < 0 ? at : std::find(at, frames.end(), step.frame);
+            ASSERT_NE(at, frames.end()) << step.frame << " in " << testing::PrintToString(frames);
         }
         EXPECT_EQ(frames.back(), 1498);
     }
 }
 
 TEST_F(Navigating, AStepPausesAndShowsTheNextFrame) {
-    AtTerminal kqplay(Command({"--no-audio"}));
-    kqplay.Press("", "playing  0:00");
-    kqplay.Press(".", "paused  0:0");
-    kqplay.Arrive();
-    const std::vector<int> frames = FramesOf(kqplay.Quit());
+    const std::vector<int> frames = FramesOf(TraceOf({"--no-audio"}, {{".", "paused  0:0"}}));
     ASSERT_GT(frames.size(), 1u);
     for (std::size_t i = 1; i < frames.size(); ++i)
         EXPECT_LE(frames[i] - frames[i - 1], 1);
 }
 
 TEST_F(Navigating, ASeekWhilePlayingGoesOnFromThere) {
-    AtTerminal kqplay(Command({"--audio", "null"}));
-    kqplay.Press("", "playing  0:00");
-    kqplay.Press(home + right + right + right + right, "playing  0:21");
-    kqplay.Press(" ", "paused  0:2");
-    kqplay.Arrive();
-    const std::vector<int> frames = FramesOf(kqplay.Quit());
+    const std::vector<int> frames =
+        FramesOf(TraceOf({"--audio", "null"},
+                         {{home + right + right + right + right, "playing  0:21"}, {" ", "paused  0:2"}}));
     EXPECT_GE(frames.back(), 20 * rate);
     EXPECT_NE(std::find(frames.begin(), frames.end(), 500), frames.end()) << "it begins with the target";
 }
 
 TEST_F(Navigating, AStoppedPlayerMovesToo) {
-    AtTerminal kqplay(Command({"--no-audio"}));
-    kqplay.Press("", "playing  0:00");
-    kqplay.Press("S", "stopped  0:0");
-    kqplay.Press(home + right + right, "stopped  0:10.00");
-    kqplay.Press(" ", "playing  0:10");
-    kqplay.Press("S", "stopped  0:1");
-    kqplay.Press(home + right, "stopped  0:05.00");
-    kqplay.Press(".", "paused  0:05.00"); // opens it, paused
-    kqplay.Arrive();
-    EXPECT_EQ(FramesOf(kqplay.Quit()).back(), 125);
+    const std::vector<Step> steps = {
+        {"S", "stopped  0:0"},
+        {home + right + right, "stopped  0:10.00"},
+        {" ", "playing  0:10"},
+        {"S", "stopped  0:1"},
+        {home + right, "stopped  0:05.00"},
+        {".", "paused  0:05.00"}, // opens it, paused
+    };
+    EXPECT_EQ(FramesOf(TraceOf({"--no-audio"}, steps)).back(), 125);
 }
 
 TEST_F(Navigating, TwoViewsStepAndSeekTogether) {
-    AtTerminal kqplay(Command({"--no-audio", "--compare", Clip("long.mp4")}));
-    kqplay.Press("", "playing  0:00");
-    kqplay.Press(" ", "paused  0:0");
-    kqplay.Press(home + up, "paused  0:59.96");
-    kqplay.Press(",,,", "paused  0:59.84");
-    kqplay.Press(left, "paused  0:54.84");
-    kqplay.Press("..", "paused  0:54.92");
-    kqplay.Arrive();
-    const Trace trace = kqplay.Quit();
+    const std::vector<Step> steps = {
+        {" ", "paused  0:0"},      {home + up, "paused  0:59.96"}, {",,,", "paused  0:59.84"},
+        {left, "paused  0:54.84"}, {"..", "paused  0:54.92"},
+    };
+    const Trace trace = TraceOf({"--no-audio", "--compare", Clip("long.mp4")}, steps);
     EXPECT_EQ(FramesOf(trace).back(), 1373);
-    EXPECT_EQ(trace.Pictures(0), trace.Pictures(1));
+    EXPECT_EQ(trace.pictures[0], trace.pictures[1]);
 }
 
 } // namespace

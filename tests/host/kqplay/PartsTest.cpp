@@ -4,7 +4,8 @@
 #include <host/kqplay/LateFrames.h>
 #include <host/kqplay/ProgressLine.h>
 
-#include <cmath>
+#include <utility>
+#include <vector>
 
 using namespace kqplay;
 
@@ -43,11 +44,8 @@ TEST(LateFrames, ASlowDriftOfTheSoundCardIsNotLateButASlowDecoderIs) {
 
 TEST(KeyDecoder, TellsKeysApart) {
     using Commands = std::vector<Command>;
-    struct Row {
-        std::vector<const char*> pieces; ///< each 10 ms after the one before
-        Commands commands;
-    };
-    const Row rows[] = {
+    const std::pair<std::vector<const char*>, Commands> rows[] = {
+        // the pieces come every 10 ms
         {{" "}, {Command::TogglePause}},
         {{"\033[D"}, {Command::Back}},
         {{"\033", "[", "C"}, {Command::Ahead}},
@@ -59,31 +57,27 @@ TEST(KeyDecoder, TellsKeysApart) {
         {{"\033[", "", "", "", "", "", "", "q"}, {Command::Quit}}, // the piece is dropped, then q
         {{"sS"}, {Command::Screenshot, Command::Stop}},
     };
-    for (const Row& row : rows) {
+    for (const auto& [pieces, expected] : rows) {
         KeyDecoder keys;
         Commands commands;
         double now = 100;
-        for (const char* piece : row.pieces) {
+        for (const char* piece : pieces) {
             for (Command command : keys.Take(piece, now))
                 commands.push_back(command);
             now += 0.010;
         }
-        EXPECT_EQ(commands, row.commands) << testing::PrintToString(row.pieces);
+        EXPECT_EQ(commands, expected) << testing::PrintToString(pieces);
         EXPECT_FALSE(keys.IsWaiting());
     }
 }
 
 TEST(ProgressLine, FormatsTimes) {
-    struct Row {
-        double seconds;
-        const char* text;
-    };
-    const Row rows[] = {
+    const std::pair<double, const char*> rows[] = {
         {0, "0:00.00"},      {-3, "0:00.00"},          {1.239, "0:01.24"},     {59.994, "0:59.99"},
         {59.996, "1:00.00"}, {3599.996, "1:00:00.00"}, {3725.5, "1:02:05.50"}, {360000, "100:00:00.00"},
     };
-    for (const Row& row : rows)
-        EXPECT_EQ(FormatTime(row.seconds), row.text) << row.seconds;
+    for (const auto& [seconds, text] : rows)
+        EXPECT_EQ(FormatTime(seconds), text) << seconds;
 }
 
 TEST(ProgressLine, LeavesOutWhatNobodyKnows) {

@@ -1,5 +1,7 @@
 #include "Process.h"
 
+#include "tests/support/WaitUntil.h"
+
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -11,18 +13,11 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstdlib>
 #include <sstream>
 
 namespace kqtest {
 namespace {
-
-constexpr double Patience = 60; ///< seconds
-
-double Now() {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
 
 [[noreturn]] void Become(const std::vector<std::string>& command, const Process::Environment& environment) {
     unsetenv("DISPLAY");
@@ -63,37 +58,28 @@ std::vector<std::string> Lines(const std::string& text) {
     return lines;
 }
 
+/// The terminal's side stays open here, so that its settings outlive the program.
 Process::Process(const std::vector<std::string>& command, const Environment& environment, Streams streams) {
-    if (streams == Streams::PseudoTerminal)
-        StartOnTerminal(command, environment);
-    else
-        StartOnPipes(command, environment);
-}
-
-/// The terminal side stays open here, so that its settings outlive the program.
-void Process::StartOnTerminal(const std::vector<std::string>& command, const Environment& environment) {
-    if (openpty(&m_out, &m_terminal, nullptr, nullptr, nullptr) != 0)
+    const bool hasTerminal = streams == Streams::PseudoTerminal;
+    int out[2] = {-1, -1};
+    int err[2] = {-1, -1};
+    if (hasTerminal ? openpty(&m_out, &m_terminal, nullptr, nullptr, nullptr) != 0
+                    : pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0)
         return;
     m_pid = fork();
     if (m_pid == 0) {
-        close(m_out);
-        login_tty(m_terminal);
+        if (hasTerminal) {
+            close(m_out);
+            login_tty(m_terminal);
+        } else {
+            dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+            dup2(out[1], STDOUT_FILENO);
+            dup2(err[1], STDERR_FILENO);
+        }
         Become(command, environment);
     }
-}
-
-void Process::StartOnPipes(const std::vector<std::string>& command, const Environment& environment) {
-    int out[2];
-    int err[2];
-    if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0)
+    if (hasTerminal)
         return;
-    m_pid = fork();
-    if (m_pid == 0) {
-        dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
-        dup2(out[1], STDOUT_FILENO);
-        dup2(err[1], STDERR_FILENO);
-        Become(command, environment);
-    }
     close(out[1]);
     close(err[1]);
     m_out = out[0];
@@ -122,26 +108,27 @@ bool Process::TerminalIsNormal() const {
 }
 
 bool Process::WaitForOutput(const std::string& text) {
-    const double until = Now() + Patience;
     std::size_t at = std::string::npos;
-    while ((at = m_outcome.out.find(text, m_waitedFor)) == std::string::npos && Now() < until)
-        ReadSome(50);
-    if (at == std::string::npos)
-        return false;
-    m_waitedFor = at + text.size();
-    return true;
+    const bool shown = kq::test::WaitUntil([&] {
+        ReadSome(0);
+        at = m_outcome.out.find(text, m_waitedFor);
+        return at != std::string::npos;
+    });
+    if (shown)
+        m_waitedFor = at + text.size();
+    return shown;
 }
 
 Outcome Process::Finish() {
-    const double until = Now() + Patience;
     int status = 0;
-    while (waitpid(m_pid, &status, WNOHANG) == 0) {
-        if (Now() > until) {
-            ADD_FAILURE() << "killed after " << Patience << " s; it printed:\n"
-                          << m_outcome.out << m_outcome.err;
-            kill(m_pid, SIGKILL);
-        }
+    const bool ended = kq::test::WaitUntil([&] {
         ReadSome(20);
+        return waitpid(m_pid, &status, WNOHANG) != 0;
+    });
+    if (!ended) {
+        ADD_FAILURE() << "killed, because it does not end; it printed:\n" << m_outcome.out << m_outcome.err;
+        kill(m_pid, SIGKILL);
+        waitpid(m_pid, &status, 0);
     }
     while (ReadSome(0)) {
     }

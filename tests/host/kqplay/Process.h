@@ -48,8 +48,6 @@ public:
     Outcome Finish();
 
 private:
-    void StartOnTerminal(const std::vector<std::string>& command, const Environment& environment);
-    void StartOnPipes(const std::vector<std::string>& command, const Environment& environment);
     bool ReadSome(int milliseconds);
 
     pid_t m_pid = -1;

@@ -33,28 +33,23 @@ struct Sound {
 
 TEST(Recording, HasTheToneItsLengthItsRateAndItsVolume) {
     const TemporaryFolder folder;
-    const std::string names[] = {folder / "it's #1 $HOME.wav", folder / "half.wav", folder / "mute.wav"};
-    const auto record = [](const std::string& path, Strings options) {
-        options.insert(options.end(), {"--audio", "wav:" + path});
-        return Headless(Clip("tone.wav"), options);
-    };
-    Process full(record(names[0], {})), half(record(names[1], {"--volume", "50"})),
-        mute(record(names[2], {"--mute"}));
-    for (Process* process : {&full, &half, &mute}) {
-        const Outcome outcome = process->Finish();
+    const auto record = [&folder](const std::string& name, const Strings& options) {
+        const Strings recorded = Joined({"--audio", "wav:" + folder / name}, options);
+        const Outcome outcome = RunProcess(Headless(Clip("tone.wav"), recorded));
         EXPECT_EQ(outcome.status, 0) << outcome.err;
-    }
-    const Outcome rate = RunProcess(
-        {"ffprobe", "-v", "error", "-show_entries", "stream=sample_rate", "-of", "csv=p=0", names[0]});
+        return folder / name;
+    };
+    const std::string full = record("it's #1 $HOME.wav", {});
+    const Outcome rate =
+        RunProcess({"ffprobe", "-v", "error", "-show_entries", "stream=sample_rate", "-of", "csv=p=0", full});
     EXPECT_EQ(rate.out, "48000\n");
-    const Sound sound(names[0]);
-    EXPECT_NEAR(sound.waves, 440,
-                3); // a machine that is busy may leave holes in the tone, which has one second
+    const Sound sound(full);
+    EXPECT_NEAR(sound.waves, 440, 3) << "a busy machine may leave holes in the tone, which has one second";
     EXPECT_GE(sound.samples.size(), 47500u);
     EXPECT_LE(sound.samples.size(), 72000u);
     EXPECT_GT(sound.peak, 1600);
-    EXPECT_NEAR(Sound(names[1]).peak, sound.peak / 2, sound.peak / 20);
-    EXPECT_TRUE(Sound(names[2]).samples.empty());
+    EXPECT_NEAR(Sound(record("half.wav", {"--volume", "50"})).peak, sound.peak / 2, sound.peak / 20);
+    EXPECT_TRUE(Sound(record("mute.wav", {"--mute"})).samples.empty());
 }
 
 TEST(Device, MissingOneMeansNoSoundButPictures) {
@@ -62,7 +57,7 @@ TEST(Device, MissingOneMeansNoSoundButPictures) {
     const Process::Environment none = {{"ALSOFT_DRIVERS", "oss"}};
     const Trace trace = PlayTraced(
         Clip("plain.mp4"), {}, "kqplay: no audio device (none can be opened): playing without sound\n", none);
-    EXPECT_EQ(trace.Pictures().size(), 50u + 1);
+    EXPECT_EQ(trace.pictures[0].size(), 50u + 1);
 
     const Outcome soundOnly = RunProcess(Headless(Clip("tone.wav"), {}), none);
     EXPECT_EQ(soundOnly.status, 1);
@@ -77,10 +72,10 @@ TEST(Device, OneThatGoesAwayIsReportedAndPicturesGoOn) {
     const Trace trace =
         PlayTraced(Clip("plain.mp4"), {"--audio", "null"},
                    "kqplay: the audio device has gone: playing on without sound\n", unplugged);
-    const Strings shown = trace.Pictures();
+    const Strings& shown = trace.pictures[0];
     ASSERT_GE(shown.size(), 2u);
     EXPECT_EQ(shown[shown.size() - 2], ReferenceHashes(Clip("plain.mp4")).back());
-    EXPECT_EQ(trace.CountEnds(), 2u);
+    EXPECT_EQ(trace.ends, 2u);
     EXPECT_LT(shown.size(), 50u + 20) << "the second run goes on where the first one was";
 
     const Outcome soundOnly = RunProcess(Headless(Clip("tone.wav"), {"--audio", "null"}), unplugged);

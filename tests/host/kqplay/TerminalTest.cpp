@@ -13,9 +13,7 @@ namespace {
 
 class Terminal : public testing::Test {
 protected:
-    Terminal() { m_kqplay.Press("", "playing  0:00"); }
-
-    AtTerminal m_kqplay{{"--headless", "--audio", "null", "--volume", "95", Clip("long.mp4")}};
+    PlayingLong m_kqplay{{"--audio", "null", "--volume", "95"}};
     Process& m_process = m_kqplay.process;
 };
 
@@ -34,14 +32,12 @@ TEST_F(Terminal, KeysTellWhatTheyDid) {
     const Trace trace = m_kqplay.Quit("  q"); // plays again, and pauses
     EXPECT_NE(m_process.Output().find("quit  0:"), std::string::npos);
     EXPECT_EQ(m_process.Output().find("soundplayer"), std::string::npos) << "the component's words stay out";
-    EXPECT_EQ(trace.States(), (std::vector<int>{1, 2, 1, 3, 0, 1, 2, 3, 0}));
+    EXPECT_EQ(trace.states, (std::vector<int>{1, 2, 1, 3, 0, 1, 2, 3, 0}));
 }
 
 TEST_F(Terminal, EscapeAndControlCQuit) {
     m_kqplay.Quit("\033");
-    AtTerminal another({"--headless", "--no-audio", Clip("long.mp4")});
-    another.Press("", "playing  0:00");
-    another.Quit("\003");
+    PlayingLong({"--no-audio"}).Quit("\003");
 }
 
 TEST_F(Terminal, ControlZGivesTheTerminalBackMeanwhile) {
@@ -58,10 +54,9 @@ TEST_F(Terminal, ControlZGivesTheTerminalBackMeanwhile) {
 TEST(Signals, QuitCleanly) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
         SCOPED_TRACE(signal);
-        AtTerminal kqplay({"--headless", "--audio", "null", Clip("long.mp4")});
-        kqplay.Press("", "playing  0:00");
+        PlayingLong kqplay({"--audio", "null"});
         kill(kqplay.process.Id(), signal);
-        EXPECT_EQ(kqplay.Quit("").CountEnds(), 1u) << "the trace is complete";
+        EXPECT_EQ(kqplay.Quit("").ends, 1u) << "the trace is complete";
     }
 }
 

@@ -58,42 +58,30 @@ protected:
 
     /// A capital letter is typed with Shift.
     void PressKey(Window window, KeySym key) {
-        const bool shift = key >= XK_A && key <= XK_Z;
-        if (shift)
-            SendKey(window, XK_Shift_L, KeyPress);
-        SendKey(window, key, KeyPress);
-        SendKey(window, key, KeyRelease);
-        if (shift)
-            SendKey(window, XK_Shift_L, KeyRelease);
-        XFlush(m_display);
+        const unsigned code = XKeysymToKeycode(m_display, key);
+        const unsigned shift = key >= XK_A && key <= XK_Z ? XKeysymToKeycode(m_display, XK_Shift_L) : 0;
+        if (shift != 0)
+            Send(window, KeyPress, shift);
+        Send(window, KeyPress, code);
+        Send(window, KeyRelease, code);
+        if (shift != 0)
+            Send(window, KeyRelease, shift);
     }
 
-    void SendKey(Window window, KeySym key, int type) {
-        XKeyEvent event = {};
-        event.display = m_display;
-        event.window = window;
-        event.root = DefaultRootWindow(m_display);
-        event.same_screen = True;
-        event.keycode = XKeysymToKeycode(m_display, key);
-        event.type = type;
-        XSendEvent(m_display, window, True, type == KeyPress ? KeyPressMask : KeyReleaseMask,
-                   reinterpret_cast<XEvent*>(&event));
-    }
-
-    /// Presses, moves or releases the left button, with coordinates inside the window.
-    void Mouse(Window window, int type, int x, int y) {
+    /// Sends what a key or a mouse does.
+    /// @param detail the key's or the button's number
+    void Send(Window window, int type, unsigned detail, int x = 0, int y = 0) {
         XEvent event = {};
         event.type = type;
-        XButtonEvent& button = event.xbutton; // the same layout as a motion event's, but for the button
+        XButtonEvent& button = event.xbutton; // the layout of a key's and a motion event too
         button.display = m_display;
         button.window = window;
         button.root = DefaultRootWindow(m_display);
         button.same_screen = True;
         button.x = x;
         button.y = y;
-        if (type != MotionNotify)
-            button.button = Button1;
-        XSendEvent(m_display, window, True, ButtonPressMask | ButtonReleaseMask | PointerMotionMask, &event);
+        button.button = detail;
+        XSendEvent(m_display, window, True, KeyPressMask | ButtonPressMask | PointerMotionMask, &event);
         XFlush(m_display);
     }
 
@@ -129,7 +117,7 @@ TEST_F(InWindow, ShowsThePictureFollowsTheSizeAndTakesKeys) {
     PressKey(window, XK_S);
     kqplay.Press("", "stopped  0:");
     PressKey(window, XK_q);
-    EXPECT_EQ(kqplay.Quit("").States(), (std::vector<int>{1, 2, 1, 3, 0}));
+    EXPECT_EQ(kqplay.Quit("").states, (std::vector<int>{1, 2, 1, 3, 0}));
 }
 
 TEST_F(InWindow, AClickOrDragOnTheTimelineGoesThere) {
@@ -139,15 +127,18 @@ TEST_F(InWindow, AClickOrDragOnTheTimelineGoesThere) {
     PressKey(window, XK_space);
     kqplay.Press("", "paused  0:");
     const int bar = size.height - timelineHeight / 2;
-    Mouse(window, MotionNotify, size.width / 2, size.height / 4);
-    Mouse(window, ButtonPress, size.width / 2, size.height / 4); // the picture is no timeline
-    Mouse(window, ButtonRelease, size.width / 2, size.height / 4);
-    Mouse(window, MotionNotify, (size.width - 1) / 2, bar);
-    Mouse(window, ButtonPress, (size.width - 1) / 2, bar);
+    const auto mouse = [&](int type, int x, int y) {
+        Send(window, type, type == MotionNotify ? 0 : Button1, x, y);
+    };
+    mouse(MotionNotify, size.width / 4, size.height / 4);
+    mouse(ButtonPress, size.width / 4, size.height / 4); // the picture is no timeline
+    mouse(ButtonRelease, size.width / 4, size.height / 4);
+    mouse(MotionNotify, (size.width - 1) / 2, bar);
+    mouse(ButtonPress, (size.width - 1) / 2, bar);
     kqplay.Press("", "paused  0:29.");
-    Mouse(window, MotionNotify, 0, bar);
+    mouse(MotionNotify, 0, bar);
     kqplay.Press("", "paused  0:00.00");
-    Mouse(window, ButtonRelease, 0, bar);
+    mouse(ButtonRelease, 0, bar);
     PressKey(window, XK_q);
     kqplay.Quit("");
 }

@@ -2,15 +2,12 @@
 #include "StreamTest.h"
 #include "tests/support/Files.h"
 
-#include <iterator>
 #include <random>
 
 namespace kq::streams::test {
 namespace {
 
-using kq::test::ReadFile;
-using kq::test::TemporaryFolder;
-using kq::test::WriteFile;
+using namespace kq::test;
 
 /// Overwrites a part, given in fractions, with noise.
 std::string Spoilt(std::string content, double from, double to) {
@@ -21,32 +18,24 @@ std::string Spoilt(std::string content, double from, double to) {
     return content;
 }
 
-/// @return the pictures of a clip that are none of another one's
-std::vector<Shot> Strangers(const std::vector<Shot>& clip, const std::vector<Shot>& other) {
-    std::vector<Shot> strangers;
-    std::copy_if(clip.begin(), clip.end(), std::back_inserter(strangers), [&](const Shot& shot) {
-        return std::find(other.begin(), other.end(), shot) == other.end();
-    });
-    return strangers;
-}
-
 TEST(Damage, IsSkippedAndPlayingGoesOn) {
     const TemporaryFolder folder;
     int logged = 0;
     for (const char* clip : {"opengop.ts", "program.mpg", "packets.avi", "theora.ogg", "noise.flac"}) {
+        SCOPED_TRACE(clip);
         OpenedFile whole(Clip(clip));
         OpenedFile spoilt(WriteFile(folder / clip, Spoilt(ReadFile(Clip(clip)), 0.5, 0.55)));
         if (spoilt.File().video != nullptr) {
             const std::vector<Shot> good = PlayThrough(whole.Video());
             const std::vector<Shot> left = PlayThrough(spoilt.Video());
-            EXPECT_GE(left.size(), good.size() / 2) << clip;
-            EXPECT_EQ(left.front(), good.front()) << clip;
-            EXPECT_EQ(left.back().hash, good.back().hash) << clip << ": whole again behind the damage";
+            EXPECT_GE(left.size(), good.size() / 2);
+            EXPECT_EQ(left.front(), good.front());
+            EXPECT_EQ(left.back().hash, good.back().hash) << "whole again behind the damage";
             for (std::size_t n = 1; n < left.size(); ++n)
-                ASSERT_GT(left[n].time, left[n - 1].time) << clip;
+                ASSERT_GT(left[n].time, left[n - 1].time);
         }
         if (spoilt.File().audio != nullptr) {
-            EXPECT_GT(Listen(spoilt.Audio()).size(), Listen(whole.Audio()).size() / 2) << clip;
+            EXPECT_GT(Listen(spoilt.Audio()).size(), Listen(whole.Audio()).size() / 2);
         }
         const std::string log = spoilt.Log();
         logged += log.empty() ? 0 : 1;
@@ -84,7 +73,10 @@ TEST(Damage, ACutFilePlaysWhatIsThere) {
             ASSERT_GT(left.size(), good.size() / 5) << clip;
             ASSERT_LT(left.size(), good.size()) << clip;
             // The cut goes through one picture, which need not be the last one that is shown.
-            EXPECT_LE(Strangers(left, good).size(), 1U) << clip << " cut at " << part;
+            const auto strangers = std::count_if(left.begin(), left.end(), [&good](const Shot& shot) {
+                return std::find(good.begin(), good.end(), shot) == good.end();
+            });
+            EXPECT_LE(strangers, 1) << clip << " cut at " << part;
             cut.Video().Seek(0, 1);
             EXPECT_EQ(Look(cut.Video()), good.front()) << clip;
         }

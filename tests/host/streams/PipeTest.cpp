@@ -42,8 +42,6 @@ TEST(Pipes, PlayPicturesAndSound) {
     FedPipe pipe("program.mpg");
     OpenedFile whole(Clip("program.mpg"));
     OpenedFile file(pipe.Path());
-    ASSERT_NE(file.File().video, nullptr);
-    ASSERT_NE(file.File().audio, nullptr);
     EXPECT_EQ(PlayThrough(file.Video()), PlayThrough(whole.Video()));
     EXPECT_TRUE(Listen(file.Audio()) == Listen(whole.Audio()));
 }

@@ -7,8 +7,8 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <thread>
+#include <vector>
 
 namespace kq::streams::test {
 namespace {
@@ -20,29 +20,18 @@ constexpr std::size_t FrameBytes = 100;
 
 /// What the test sees of its source, which the stream owns.
 struct Studio {
-    std::mutex lock;
-    std::condition_variable changed;
-    int frames = 20;    ///< in the whole stream
-    int allowed = 1000; ///< frames that may be made; the source waits for more
-    int made = 0;
-    int seeks = 0;
-    bool cancelled = false;
+    std::atomic<int> frames{20};    ///< in the whole stream
+    std::atomic<int> allowed{1000}; ///< frames that may be made; the source waits for more
+    std::atomic<int> made{0};
+    std::atomic<int> seeks{0};
     std::atomic<int> alive{0}; ///< frames that have not been destroyed
+    std::atomic<bool> cancelled{false};
 
-    void Allow(int count) {
-        const std::lock_guard guard(lock);
-        allowed = count;
-        changed.notify_all();
-    }
-    int Made() {
-        const std::lock_guard guard(lock);
-        return made;
-    }
     /// Waits until so many frames have been made, and whether more are. @return the number
     int Settled(int expected) {
-        WaitUntil([&] { return Made() >= expected; });
+        WaitUntil([&] { return made >= expected; });
         std::this_thread::sleep_for(std::chrono::milliseconds(60));
-        return Made();
+        return made;
     }
 };
 
@@ -51,16 +40,14 @@ public:
     explicit FakeSource(Studio& studio) : m_studio(studio) {}
 
     FramePtr Next() override {
-        std::unique_lock guard(m_studio.lock);
-        m_studio.changed.wait(guard,
-                              [this] { return m_studio.cancelled || m_studio.made < m_studio.allowed; });
+        while (!m_studio.cancelled && m_studio.made >= m_studio.allowed)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         if (m_studio.cancelled || m_next >= m_studio.frames)
             return nullptr;
         ++m_studio.made;
         return Make(m_next++);
     }
     Landing Seek(Ticks time, bool /*exact*/) override {
-        const std::lock_guard guard(m_studio.lock);
         ++m_studio.seeks;
         m_next = std::min(static_cast<int>(time / Step), m_studio.frames - 1);
         return {true, Make(m_next++)};
@@ -68,11 +55,7 @@ public:
     Ticks Tolerance() const override { return 0; }
     FramePtr From(FramePtr frame, Ticks /*time*/) const override { return frame; }
     void Notice(const std::string& /*text*/) const override {}
-    void Cancel() override {
-        const std::lock_guard guard(m_studio.lock);
-        m_studio.cancelled = true;
-        m_studio.changed.notify_all();
-    }
+    void Cancel() override { m_studio.cancelled = true; }
 
 private:
     FramePtr Make(int index) {
@@ -114,20 +97,7 @@ TEST(FrameQueue, IsBoundedInBytesAndFrames) {
     }
 }
 
-TEST(FrameQueue, GivesTheSameFrameUntilItMoves) {
-    Studio studio;
-    studio.frames = 3;
-    const auto stream = Play(studio);
-    const MEDIA_FRAME* first = stream->GetCurrentFrame();
-    EXPECT_EQ(stream->GetCurrentFrame(), first);
-    EXPECT_EQ(stream->GetFramePosition(), 0);
-    EXPECT_GT(stream->NextFrame(), 0);
-    EXPECT_EQ(stream->GetCurrentFrame()->llPTS, Step);
-    EXPECT_GT(stream->NextFrame(), 0);
-    EXPECT_EQ(stream->NextFrame(), 0);
-}
-
-TEST(FrameQueue, HoldsTheLastPictureButNoSound) {
+TEST(FrameQueue, GivesFrameAfterFrameAndHoldsTheLastPictureButNoSound) {
     const struct {
         StreamFormat format;
         bool holds;
@@ -137,9 +107,14 @@ TEST(FrameQueue, HoldsTheLastPictureButNoSound) {
         Studio studio;
         studio.frames = 3;
         const auto stream = Play(studio, 1'000'000, expected.format);
-        while (stream->NextFrame() > 0) {
-        }
-        EXPECT_EQ(stream->NextFrame(), 0);
+        const MEDIA_FRAME* first = stream->GetCurrentFrame();
+        EXPECT_EQ(stream->GetCurrentFrame(), first) << "the same until it moves";
+        EXPECT_EQ(stream->GetFramePosition(), 0);
+        EXPECT_GT(stream->NextFrame(), 0);
+        EXPECT_EQ(stream->GetCurrentFrame()->llPTS, Step);
+        EXPECT_GT(stream->NextFrame(), 0);
+        for (int again = 0; again < 2; ++again)
+            EXPECT_EQ(stream->NextFrame(), 0);
         const MEDIA_FRAME* last = stream->GetCurrentFrame();
         EXPECT_EQ(last != nullptr, expected.holds);
         EXPECT_EQ(last != nullptr ? last->llPTS : 2 * Step, 2 * Step);
@@ -157,7 +132,7 @@ TEST(FrameQueue, WaitsForALateDecoder) {
     std::thread late([&studio] {
         for (int count = 1; count <= 3; ++count) { // the third is the end
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            studio.Allow(count);
+            studio.allowed = count;
         }
     });
     EXPECT_NE(stream->GetCurrentFrame(), nullptr);
@@ -207,12 +182,20 @@ TEST(FramePinning, IsBounded) {
     Studio studio;
     studio.frames = 1000;
     const auto stream = Play(studio, 0);
+    std::vector<std::thread> threads; // an ended one that has not been joined keeps its identity
+    std::atomic<int> asked{0};
     for (int i = 0; i < 100; ++i) {
-        std::thread([&stream] { stream->GetCurrentFrame(); }).join();
+        threads.emplace_back([&] {
+            stream->GetCurrentFrame();
+            ++asked;
+        });
+        WaitUntil([&] { return asked > i; });
         stream->NextFrame();
     }
     studio.Settled(103);
     EXPECT_LE(studio.alive, 32 + 3);
+    for (std::thread& thread : threads)
+        thread.join();
 }
 
 } // namespace

@@ -18,7 +18,14 @@ void PrintTo(const SeekCase& seekCase, std::ostream* out) {
     *out << seekCase.clip;
 }
 
-class Seeking : public testing::TestWithParam<SeekCase> {};
+class Seeking : public testing::TestWithParam<SeekCase> {
+protected:
+    double TimeOf(std::size_t n) const { return static_cast<double>(m_shots[n].time) / 1e7; }
+
+    OpenedFile m_file{Clip(GetParam().clip)};
+    IMediaStream& m_video = m_file.Video();
+    const std::vector<Shot> m_shots = PlayThrough(m_video);
+};
 
 std::vector<std::size_t> Order(std::size_t count, std::size_t step, bool shuffled) {
     std::vector<std::size_t> order;
@@ -41,70 +48,59 @@ std::vector<std::size_t> BackAndForth(std::size_t count) {
 }
 
 TEST_P(Seeking, ShowsExactlyTheFrameOfEveryTime) {
-    OpenedFile file(Clip(GetParam().clip));
-    const double rate = VideoFormat(file.Video()).dFrameRate;
-    const std::vector<Shot> shots = PlayThrough(file.Video());
-    ASSERT_EQ(shots.size(), GetParam().frames);
-    for (std::size_t n = 1; n < shots.size(); ++n)
-        ASSERT_GT(shots[n].time, shots[n - 1].time);
+    const std::size_t count = m_shots.size();
+    const double rate = VideoFormat(m_video).dFrameRate;
+    ASSERT_EQ(count, GetParam().frames);
+    for (std::size_t n = 1; n < count; ++n)
+        ASSERT_GT(m_shots[n].time, m_shots[n - 1].time);
 
-    for (const auto& order : {Order(shots.size(), 1, false), BackAndForth(shots.size()),
-                              Order(shots.size(), GetParam().step, true)}) {
+    for (const auto& order :
+         {Order(count, 1, false), BackAndForth(count), Order(count, GetParam().step, true)}) {
         for (const std::size_t n : order) {
-            const double time =
-                GetParam().steady ? static_cast<double>(n) / rate : static_cast<double>(shots[n].time) / 1e7;
-            const double reached = file.Video().Seek(time, 1);
-            ASSERT_EQ(Look(file.Video()), shots[n]) << "sought " << time;
-            ASSERT_DOUBLE_EQ(reached, static_cast<double>(shots[n].time) / 1e7);
-            if (n % 7 == 0 && n + 1 < shots.size()) {
-                ASSERT_GT(file.Video().NextFrame(), 0);
-                ASSERT_EQ(Look(file.Video()), shots[n + 1]) << "the one after " << time;
+            const double time = GetParam().steady ? static_cast<double>(n) / rate : TimeOf(n);
+            const double reached = m_video.Seek(time, 1);
+            ASSERT_EQ(Look(m_video), m_shots[n]) << "sought " << time;
+            ASSERT_DOUBLE_EQ(reached, TimeOf(n));
+            if (n % 7 == 0 && n + 1 < count) {
+                ASSERT_GT(m_video.NextFrame(), 0);
+                ASSERT_EQ(Look(m_video), m_shots[n + 1]) << "the one after " << time;
             }
         }
     }
 }
 
 TEST_P(Seeking, ShowsTheFrameWhoseTimeItIs) {
-    OpenedFile file(Clip(GetParam().clip));
-    const std::vector<Shot> shots = PlayThrough(file.Video());
     std::mt19937 random(5);
-    std::uniform_real_distribution<double> times(0, static_cast<double>(shots.back().time) / 1e7);
+    std::uniform_real_distribution<double> times(0, TimeOf(m_shots.size() - 1));
     for (int i = 0; i < 10; ++i) {
         const double time = times(random);
-        file.Video().Seek(time, 1);
-        const std::size_t n = ShotAt(shots, std::llround(time * 1e7));
-        const bool onTheEdge =
-            n + 1 < shots.size() && static_cast<double>(shots[n + 1].time) / 1e7 - time < 1e-3;
+        m_video.Seek(time, 1);
+        const std::size_t n = ShotAt(m_shots, std::llround(time * 1e7));
+        const bool onTheEdge = n + 1 < m_shots.size() && TimeOf(n + 1) - time < 1e-3;
         if (!onTheEdge) {
-            ASSERT_EQ(Look(file.Video()), shots[n]) << "sought " << time;
+            ASSERT_EQ(Look(m_video), m_shots[n]) << "sought " << time;
         }
     }
 }
 
 TEST_P(Seeking, OutsideTheClipGoesToItsEnds) {
-    OpenedFile file(Clip(GetParam().clip));
-    const std::vector<Shot> shots = PlayThrough(file.Video());
-    for (const double beyond : {1000.0, 1e12, static_cast<double>(shots.back().time) / 1e7 + 0.02}) {
-        file.Video().Seek(beyond, 1);
-        EXPECT_EQ(Look(file.Video()), shots.back()) << beyond;
+    for (const double beyond : {1000.0, 1e12, TimeOf(m_shots.size() - 1) + 0.02}) {
+        m_video.Seek(beyond, 1);
+        EXPECT_EQ(Look(m_video), m_shots.back()) << beyond;
     }
-    EXPECT_EQ(file.Video().NextFrame(), 0);
-    EXPECT_EQ(Look(file.Video()), shots.back());
-    EXPECT_EQ(file.Video().Seek(-3, 1), static_cast<double>(shots.front().time) / 1e7);
-    EXPECT_EQ(Look(file.Video()), shots.front());
-    EXPECT_EQ(PlayThrough(file.Video()), shots);
+    EXPECT_EQ(m_video.NextFrame(), 0);
+    EXPECT_EQ(Look(m_video), m_shots.back());
+    EXPECT_EQ(m_video.Seek(-3, 1), TimeOf(0));
+    EXPECT_EQ(PlayThrough(m_video), m_shots);
 }
 
 TEST_P(Seeking, KeyFrameModeStaysAtOrBefore) {
-    OpenedFile file(Clip(GetParam().clip));
-    const std::vector<Shot> shots = PlayThrough(file.Video());
     double last = 0;
-    for (std::size_t n = 0; n < shots.size(); n += 9) {
-        const double time = static_cast<double>(shots[n].time) / 1e7;
-        const double reached = file.Video().Seek(time, 0);
-        ASSERT_LE(reached, time);
+    for (std::size_t n = 0; n < m_shots.size(); n += 9) {
+        const double reached = m_video.Seek(TimeOf(n), 0);
+        ASSERT_LE(reached, TimeOf(n));
         ASSERT_GE(reached, last) << "key frames go forward";
-        ASSERT_EQ(Look(file.Video()), shots[ShotAt(shots, std::llround(reached * 1e7))]);
+        ASSERT_EQ(Look(m_video), m_shots[ShotAt(m_shots, std::llround(reached * 1e7))]);
         last = reached;
     }
 }

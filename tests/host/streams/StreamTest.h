@@ -2,6 +2,7 @@
 /// What the tests of the streams share: opening a clip, and looking at what it gives.
 #pragma once
 
+#include <kqplayer/convenience.h>
 #include <kqplayer/media_file.h>
 
 #include <gtest/gtest.h>
@@ -12,6 +13,8 @@
 #include <cstdint>
 #include <mutex>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace kq::streams::test {
@@ -53,6 +56,21 @@ private:
     MediaFile m_file;
 };
 
+/// @return the one line that says why a file, or a follower, cannot be opened
+inline std::string Refusal(const std::string& path, const OpenOptions& options = {},
+                           IMediaStream* reference = nullptr) {
+    MediaFile file;
+    std::string error;
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(reference != nullptr ? OpenFollower(path, *reference, options, file, error)
+                                      : OpenMediaFile(path, options, file, error));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << "the terminal belongs to the host";
+    EXPECT_EQ(error.find('\n'), std::string::npos) << error;
+    EXPECT_EQ(file.video, nullptr);
+    EXPECT_EQ(file.audio, nullptr);
+    return error;
+}
+
 inline OpenOptions Filtered(const std::string& graph) {
     OpenOptions options;
     options.filter = graph;
@@ -89,7 +107,7 @@ struct Shot {
     std::size_t hash = 0;
 
     bool operator==(const Shot& other) const {
-        return time == other.time && position == other.position && hash == other.hash;
+        return std::tie(time, position, hash) == std::tie(other.time, other.position, other.hash);
     }
     friend std::ostream& operator<<(std::ostream& out, const Shot& shot) {
         return out << "frame " << shot.position << " at " << shot.time << " with " << shot.hash;
@@ -148,22 +166,29 @@ inline std::string NameOf(std::string clip) {
     return clip;
 }
 
+/// A reference and what follows it.
+using Pair = std::pair<std::string, std::string>;
+
+inline std::string NameOfPair(const testing::TestParamInfo<Pair>& info) {
+    return NameOf(info.param.first + "With" + info.param.second);
+}
+
+inline ComPtr<IStreamInfo> InfoOf(IMediaStream& stream) {
+    ComPtr<IStreamInfo> info;
+    EXPECT_EQ(stream.GetStreamInfo(info.Out()), Ok);
+    return info;
+}
+
 inline VIDEO_STREAM_INFO VideoFormat(IMediaStream& stream) {
-    IStreamInfo* info = nullptr;
-    stream.GetStreamInfo(&info);
-    const VIDEO_STREAM_INFO format = *info->GetVideoFormat();
+    const ComPtr<IStreamInfo> info = InfoOf(stream);
     EXPECT_EQ(info->GetAudioFormat(), nullptr);
-    info->Release();
-    return format;
+    return *info->GetVideoFormat();
 }
 
 inline AUDIO_STREAM_INFO AudioFormat(IMediaStream& stream) {
-    IStreamInfo* info = nullptr;
-    stream.GetStreamInfo(&info);
-    const AUDIO_STREAM_INFO format = *info->GetAudioFormat();
+    const ComPtr<IStreamInfo> info = InfoOf(stream);
     EXPECT_EQ(info->GetVideoFormat(), nullptr);
-    info->Release();
-    return format;
+    return *info->GetAudioFormat();
 }
 
 } // namespace kq::streams::test

@@ -31,12 +31,9 @@ void UseAtRandom(IMediaStream& stream, unsigned seed, bool isVideo) {
         case 1:
             EXPECT_GE(stream.GetFramePosition(), 0);
             break;
-        case 2: {
-            IStreamInfo* info = nullptr;
-            stream.GetStreamInfo(&info);
-            info->Release();
+        case 2:
+            InfoOf(stream);
             break;
-        }
         default:
             stream.NextFrame();
         }
