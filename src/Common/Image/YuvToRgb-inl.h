@@ -62,66 +62,53 @@ struct Saturating {
     static constexpr bool
         kIsWide = (W::kMin >> kShift) + kLumaBias<-32768 || (W::kMax >> kShift) + kLumaBias> 32767;
 
-    // A channel of one sample takes it as x = 256 (sample - 128) + nudge. A product of x whose lowest bits
-    // are dropped is then the term but for a constant: the nudge stands in for the fraction of kOffset, and
-    // is found by trying all samples.
-    template <class Term>
-    static constexpr int FindNudge(Term term, int (*product)(int x)) {
-        for (int nudge = 0;; ++nudge) {
-            bool suits = true;
-            for (int sample = 1; sample < 256 && suits; ++sample)
-                suits = product(256 * (sample - 128) + nudge) - product(256 * -128 + nudge) ==
-                        term(sample) - term(0);
-            if (suits)
-                return nudge;
-        }
-    }
-
-    /// A channel whose term is one 16-bit word: a rounded product of x.
-    template <class W, bool kWide>
+    /// A channel of one sample, which it takes as x = 256 (sample - 128) + nudge. A rounded product of x is
+    /// then the term (the rest of one that does not fit) but for a constant: the nudge stands in for the
+    /// fraction of kOffset, and is found by trying all samples.
+    template <class W>
     struct SampleChannel {
-        V16 term;
+        V16 main, term;
 
-        static constexpr int kRate = (W::kU + W::kV) << (7 - kShift);
+        static constexpr bool kWide = kIsWide<W>;
+        static constexpr int kWord = W::kU != 0 ? 0 : 1;
+        static constexpr int kFactor = W::kU + W::kV - (kWide ? 256 << kShift : 0);
+        static constexpr int kRate = kFactor << (7 - kShift);
+
         static constexpr int TermOf(int sample) {
-            return (((W::kU + W::kV) * sample + W::kOffset) >> kShift) + kLumaBias;
+            return ((kFactor * sample + W::kOffset) >> kShift) + kLumaBias;
         }
         static constexpr int Product(int x) { return (x * kRate + 0x4000) >> 15; }
-        static constexpr int kNudge = FindNudge(TermOf, Product);
-        static constexpr int kTermOffset = TermOf(0) - Product(256 * -128 + kNudge);
-        static_assert(kRate < 32768);
-
-        static HWY_INLINE SampleChannel Make(V16 x) {
-            return {hn::Add(MulRounded(x, Words<kRate>()), Words<kTermOffset>())};
+        static constexpr bool Suits(int nudge) {
+            for (int sample = 1; sample < 256; ++sample)
+                if (Product(256 * (sample - 128) + nudge) - Product(256 * -128 + nudge) !=
+                    TermOf(sample) - TermOf(0))
+                    return false;
+            return true;
         }
-        HWY_INLINE V16 AddTo(V16 luma) const { return hn::SaturatedAdd(luma, term); }
+        static constexpr int FindNudge() {
+            int nudge = 0;
+            while (!Suits(nudge))
+                ++nudge;
+            return nudge;
+        }
+        static constexpr int kNudge = FindNudge();
+        static constexpr int kTermOffset =
+            TermOf(0) - Product(256 * -128 + kNudge) + (kWide ? 256 * 128 - kNudge : 0);
+        static_assert((W::kU == 0) != (W::kV == 0) && kNudge < 256 && kRate < 32768);
+        static_assert(!kWide || (Product(256 * -128 + kNudge) + kTermOffset >= 0 &&
+                                 Product(256 * 127 + kNudge) + kTermOffset < 32768));
+
+        static HWY_INLINE SampleChannel Make(V16 x, V16 terms) {
+            return {RepeatWord<kWord>(x), RepeatWord<kWord>(terms)};
+        }
+        HWY_INLINE V16 AddTo(V16 luma) const {
+            return hn::SaturatedAdd(kWide ? hn::SaturatedAdd(luma, main) : luma, term);
+        }
     };
 
-    /// A channel whose term is x plus a rest.
-    template <class W>
-    struct SampleChannel<W, true> {
-        V16 main, rest;
-
-        static constexpr int kRate = (W::kU + W::kV - (256 << kShift)) << (8 - kShift);
-        static constexpr int RestOf(int sample) {
-            return ((W::kU + W::kV - (256 << kShift)) * sample + W::kOffset) >> kShift;
-        }
-        static constexpr int Product(int x) { return (x * kRate) >> 16; }
-        static constexpr int kNudge = FindNudge(RestOf, Product);
-        static constexpr int kRestOffset =
-            RestOf(0) - Product(256 * -128 + kNudge) + 128 * 256 + kLumaBias - kNudge;
-        static_assert(kNudge < 256 && kRate < 32768 && Product(256 * -128 + kNudge) + kRestOffset >= 0 &&
-                      Product(256 * 127 + kNudge) + kRestOffset < 32768);
-
-        static HWY_INLINE SampleChannel Make(V16 x) {
-            return {x, hn::Add(hn::MulHigh(x, Words<kRate>()), Words<kRestOffset>())};
-        }
-        HWY_INLINE V16 AddTo(V16 luma) const { return hn::SaturatedAdd(hn::SaturatedAdd(luma, main), rest); }
-    };
-
-    using BlueTerm = SampleChannel<Blue, kIsWide<Blue>>;
-    using RedTerm = SampleChannel<Red, kIsWide<Red>>;
-    static_assert(Blue::kV == 0 && Red::kU == 0 && !kIsWide<Green>);
+    using BlueTerm = SampleChannel<Blue>;
+    using RedTerm = SampleChannel<Red>;
+    static_assert(BlueTerm::kWord == 0 && RedTerm::kWord == 1 && !kIsWide<Green>);
 
     /// The channel of both samples: the upper halves of 32-bit sums.
     struct GreenTerm {
@@ -148,7 +135,9 @@ struct Saturating {
 
     static HWY_INLINE Terms MakeTerms(ChromaPairs uv) {
         const V16 x = hn::Xor(uv, Words<0x8000 + BlueTerm::kNudge, 0x8000 + RedTerm::kNudge>());
-        return {BlueTerm::Make(RepeatWord<0>(x)), GreenTerm::Make(x), RedTerm::Make(RepeatWord<1>(x))};
+        const V16 terms = hn::Add(MulRounded(x, Words<BlueTerm::kRate, RedTerm::kRate>()),
+                                  Words<BlueTerm::kTermOffset, RedTerm::kTermOffset>());
+        return {BlueTerm::Make(x, terms), GreenTerm::Make(x), RedTerm::Make(x, terms)};
     }
 
     /// 149 y - kLumaBias as 127 y - 22 (255 - y).
