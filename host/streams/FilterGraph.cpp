@@ -209,7 +209,7 @@ bool FilterGraph::Push(FrameHandle picture, Ticks time, Ticks duration) {
     picture->pkt_dts = AV_NOPTS_VALUE;
     picture->sample_aspect_ratio = m_input.sampleAspect;
     picture->color_range = AVCOL_RANGE_MPEG;
-    picture->colorspace = AVCOL_SPC_SMPTE170M;
+    picture->colorspace = ViewMatrix;
     return av_buffersrc_add_frame(m_source, picture.get()) >= 0;
 }
 
@@ -223,7 +223,7 @@ FilterGraph::Pulled FilterGraph::Pull(AVFrame& picture) {
     if (result >= 0) {
         // Filters that make RGB and back do so by this matrix, and may forget to say so.
         if (picture.colorspace == AVCOL_SPC_UNSPECIFIED || picture.colorspace == AVCOL_SPC_RGB)
-            picture.colorspace = AVCOL_SPC_SMPTE170M;
+            picture.colorspace = ViewMatrix;
         return Pulled::Picture;
     }
     return result == AVERROR(EAGAIN) ? Pulled::NeedsInput : Pulled::End;

@@ -9,6 +9,9 @@
 
 namespace kq::streams {
 
+/// BT.601: the matrix that views and captures take every picture for.
+constexpr AVColorSpace ViewMatrix = AVCOL_SPC_SMPTE170M;
+
 /// The pictures that go into a graph or come out of it.
 struct PictureKind {
     int width = 0;
@@ -30,7 +33,7 @@ class FilterGraph {
 public:
     enum class Pulled { Picture, NeedsInput, End };
 
-    /// @param input the pictures to come, planar 4:2:0 with video range, taken for BT.601
+    /// @param input the pictures to come, planar 4:2:0 with video range and ViewMatrix
     /// @param reason receives why it failed, unless FFmpeg's messages tell
     /// @return null when the graph is wrong
     static std::unique_ptr<FilterGraph> Build(const std::string& description, const PictureKind& input,

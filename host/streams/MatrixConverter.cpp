@@ -11,8 +11,6 @@ extern "C" {
 namespace kq::streams {
 namespace {
 
-constexpr AVColorSpace Target = AVCOL_SPC_SMPTE170M;
-
 /// @return FFmpeg's name for a matrix that differs from BT.601's; null for one that does not, or that is
 /// unknown
 const char* NameOf(AVColorSpace matrix) {
@@ -64,10 +62,10 @@ AVColorSpace MatrixConverter::MatrixOf(const AVFrame& picture) {
     const bool hasMatrix = format != nullptr && format->nb_components >= 3 && !isXyz &&
                            (format->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) == 0;
     if (!hasMatrix)
-        return Target;
+        return ViewMatrix;
     if (picture.colorspace != AVCOL_SPC_UNSPECIFIED && picture.colorspace != AVCOL_SPC_RGB)
         return picture.colorspace;
-    return picture.width >= 1280 || picture.height > 576 ? AVCOL_SPC_BT709 : Target;
+    return picture.width >= 1280 || picture.height > 576 ? AVCOL_SPC_BT709 : ViewMatrix;
 }
 
 FrameHandle MatrixConverter::Convert(FrameHandle picture, AVColorSpace matrix) {
@@ -97,8 +95,9 @@ bool MatrixConverter::Prepare(const AVFrame& picture, AVColorSpace matrix) {
     std::string reason;
     // The same primaries and transfer on both sides, whichever, leave the matrix alone to be changed.
     m_graph = FilterGraph::Build(std::string("colorspace=ispace=") + NameOf(matrix) +
-                                     ":irange=tv:iprimaries=bt709:itrc=bt709:space=smpte170m:range=tv:"
-                                     "primaries=bt709:trc=bt709:fast=1",
+                                     ":irange=tv:iprimaries=bt709:itrc=bt709:range=tv:"
+                                     "primaries=bt709:trc=bt709:fast=1:space=" +
+                                     std::to_string(ViewMatrix),
                                  input, reason);
     return m_graph != nullptr;
 }

@@ -174,7 +174,7 @@ HWY_INLINE LanePairs LoadAlternating(const std::uint8_t* p) {
     const V8 first = hn::LoadU(d8, p), middle = hn::LoadU(d8, p + 16), last = hn::LoadU(d8, p + 32);
     return {hn::ConcatUpperLower(d8, middle, first), hn::ConcatUpperLower(d8, last, middle)};
 #else
-    return {LoadLanes<32>(p), LoadLanes<32>(p + 16)};
+    return {hn::LoadU(d8, p), hn::LoadU(d8, p + 16)};
 #endif
 }
 
