@@ -208,11 +208,13 @@ bool SoundPlayer::MakeContextCurrent() {
 }
 
 bool SoundPlayer::StartSource() {
+    CSingleLock lock(&m_Lock);
     KQ_AL("Play", alcProcessContext(m_pContext));
     if (!KQ_AL("Play", alSourcePlay(m_uiSource))) {
         Fail();
         return false;
     }
+    m_nPlayedIfDry = kBufferCount;
     m_bPlaying = 1;
     m_bPaused = 0;
     return true;
@@ -406,14 +408,15 @@ bool SoundPlayer::RefillWhatIsDone(int& nDelivered) {
         !KQ_AL("WriteAlBuffers", alGetSourcei(m_uiSource, AL_BUFFERS_PROCESSED, &nProcessed))) {
         return false;
     }
-    nProcessed = eState == AL_STOPPED ? kBufferCount : std::clamp(nProcessed, 0, kBufferCount);
+    // One that has run dry is served below: it has played what is queued by then.
+    nProcessed = eState == AL_STOPPED ? 0 : std::clamp(nProcessed, 0, kBufferCount);
     if (!Refill(nProcessed, nDelivered)) {
         return false;
     }
-    if (nProcessed == 0) {
+    if (nProcessed == 0 && eState != AL_STOPPED) {
         usleep(kIdleMicroseconds);
     }
-    return RestartIfDry(nProcessed, nDelivered);
+    return RestartIfDry(nDelivered);
 }
 
 bool SoundPlayer::Refill(int nCount, int& nDelivered) {
@@ -426,30 +429,39 @@ bool SoundPlayer::Refill(int nCount, int& nDelivered) {
         }
         CSingleLock lock(&m_Lock);
         ALuint uiBuffer = 0;
-        if (!KQ_AL("WriteAlBuffers", alSourceUnqueueBuffers(m_uiSource, 1, &uiBuffer)) ||
-            !QueueBuffer(uiBuffer, "WriteAlBuffers")) {
+        if (!KQ_AL("WriteAlBuffers", alSourceUnqueueBuffers(m_uiSource, 1, &uiBuffer))) {
+            return false;
+        }
+        ++m_nProcessed;
+        --m_nPlayedIfDry;
+        if (!QueueBuffer(uiBuffer, "WriteAlBuffers")) {
             return false;
         }
         m_llTotalBytes += nDelivered;
-        ++m_nProcessed;
     }
     return true;
 }
 
-bool SoundPlayer::RestartIfDry(int nRefilled, int& nDelivered) {
+bool SoundPlayer::RestartIfDry(int& nDelivered) {
     ALint eState = AL_PLAYING;
     if (!KQ_AL("WriteAlBuffers", alGetSourcei(m_uiSource, AL_SOURCE_STATE, &eState))) {
         return false;
     }
-    if (eState == AL_PLAYING) {
-        return true;
-    }
-    // It has played what was queued before this pass, too. Started now, it would play that once more.
-    if (eState == AL_STOPPED && !Refill(kBufferCount - nRefilled, nDelivered)) {
+    // Started again as it is, a dry source would repeat what was queued before this pass.
+    if (eState == AL_STOPPED && !Refill(m_nPlayedIfDry, nDelivered)) {
         return false;
     }
     CSingleLock lock(&m_Lock);
-    return GetState() != THREAD_RUNNING || KQ_AL("WriteAlBuffers", alSourcePlay(m_uiSource));
+    if (eState != AL_PLAYING) {
+        if (GetState() != THREAD_RUNNING) {
+            return true; // paused meanwhile: Play() starts it
+        }
+        if (!KQ_AL("WriteAlBuffers", alSourcePlay(m_uiSource))) {
+            return false;
+        }
+    }
+    m_nPlayedIfDry = kBufferCount;
+    return true;
 }
 
 int SoundPlayer::svc() {
@@ -495,8 +507,10 @@ std::int64_t SoundPlayer::PlayedOfQueue() const {
     if (llOffset > 0) {
         return std::min(llOffset, llQueue);
     }
-    // A source that has run dry has no offset any more, but has played all of its queue.
-    return ValueOf(m_uiSource, AL_SOURCE_STATE, AL_PLAYING) == AL_STOPPED ? llQueue : 0;
+    // A source that has run dry has no offset any more.
+    return ValueOf(m_uiSource, AL_SOURCE_STATE, AL_PLAYING) == AL_STOPPED
+               ? std::int64_t{m_nPlayedIfDry} * m_nBufferSize
+               : 0;
 }
 
 std::int64_t SoundPlayer::GetTotalBytes() {

@@ -94,7 +94,7 @@ private:
     bool QueueBuffer(ALuint uiBuffer, const char* pOperation);
     bool Refill(int nCount, int& nDelivered);
     bool RefillWhatIsDone(int& nDelivered);
-    bool RestartIfDry(int nRefilled, int& nDelivered);
+    bool RestartIfDry(int& nDelivered);
     bool MakeContextCurrent();
 
     /// Renews and fills both buffers. @return whether there was anything to play, and OpenAL took it
@@ -119,7 +119,8 @@ private:
     int m_nSampleRate = 0;
     int m_nChannels = 0;
     int m_nBits = 0;
-    std::int64_t m_nProcessed = 0; ///< buffers finished and refilled since the last fresh start
+    std::int64_t m_nProcessed = 0; ///< buffers finished and unqueued since the last fresh start
+    int m_nPlayedIfDry = 0;        ///< buffers of the queue that a source found dry has played
     std::int64_t m_llLastPos = 0;
     int m_nBufferSize = 0;
     MEDIA_FRAME* m_pFrame = nullptr; ///< the frame being copied, borrowed from the stream
