@@ -34,7 +34,7 @@ public:
     /// @return whether the end of the audio was declared
     virtual bool IsStreamEnd() const = 0;
     /// @return whether the stream has samples again after the end was declared
-    virtual bool HasDataAgain() = 0;
+    virtual bool HasDataAgain() const = 0;
     /// @return whether a call that feeds the device has failed, so that the sound will not go on
     virtual bool HasFailed() const = 0;
     /// @return whether samples wait in the device's queue
