@@ -70,7 +70,8 @@ protected:
     ~IPlayerView() = default;
 };
 
-/// The views of one player. Views live no longer than their manager, whatever references a host holds.
+/// The views of one player. A view's window goes with the manager. A reference that a host still holds then
+/// is one on an empty view: it has no window and no stream, and SetVideoInput() returns 1.
 struct IPlayerViewMgr : IUnknown {
     /// Makes a view.
     /// @param pParent X11 window that becomes the view's parent, as a pointer-sized id; null for a window of

@@ -1,5 +1,7 @@
 #include "view/CaptureStore.h"
 
+#include "com/QueryInfo.h"
+
 #include <kqplayer/capture.h>
 #include <kqplayer/convenience.h>
 #include <kqplayer/image.h>
@@ -8,7 +10,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdlib>
 #include <cstring>
 
 namespace {
@@ -38,17 +39,17 @@ std::int32_t FailedBecause(const wchar_t* pReason) {
     return kq::Failed;
 }
 
-struct Size {
-    int nWidth;
-    int nHeight;
-};
+bool IsPlanar(const MEDIA_FRAME& sample) {
+    return sample.nKind == KQ_PICTURE_PLANAR_YUV && HasPlanes(sample.image);
+}
 
-/// The size of the picture in the sample: the stream's, unless a planar sample says otherwise.
-Size PictureSize(const MEDIA_FRAME& sample, const VIDEO_STREAM_INFO& format) {
-    if (sample.nKind == KQ_PICTURE_PLANAR_YUV && sample.image.nWidth > 0 && sample.image.nHeight > 0) {
-        return {sample.image.nWidth, sample.image.nHeight};
-    }
-    return {std::abs(format.nWidth), std::abs(format.nHeight)};
+bool IsPacked(const MEDIA_FRAME& sample) {
+    return sample.nKind == KQ_PICTURE_PACKED_RGB && sample.image.pRgb != nullptr;
+}
+
+/// The size of the picture in the sample: its own, or the stream's for a packed one, which has none.
+PictureSize SampleSize(const MEDIA_FRAME& sample, const VIDEO_STREAM_INFO& format) {
+    return IsPlanar(sample) ? PictureSize{sample.image.nWidth, sample.image.nHeight} : SizeOf(format);
 }
 
 /// Means of a 2x2 block, cut off at the edges of the picture. ITU-R BT.601 in video range, as RGB to planar
@@ -92,7 +93,8 @@ CCaptureStore::~CCaptureStore() {
     }
 }
 
-bool CCaptureStore::FitImage(int nWidth, int nHeight) {
+bool CCaptureStore::FitImage(PictureSize size) {
+    const auto [nWidth, nHeight] = size;
     if (m_pImage != nullptr && DIGetWidth(m_pImage) == nWidth && DIGetHeight(m_pImage) == nHeight) {
         return true;
     }
@@ -117,10 +119,8 @@ std::int32_t CCaptureStore::CaptureToFile(IMediaStream* pStream, const CaptureIm
     if (pSample == nullptr) {
         return FailedBecause(L"Input videostream Can,t Get NULL Sample");
     }
-    IStreamInfo* pRawInfo = nullptr;
-    const bool bFailed = pStream->GetStreamInfo(&pRawInfo) != 0;
-    const auto pStreamInfo = kq::ComPtr<IStreamInfo>::Adopt(pRawInfo);
-    if (bFailed || !pStreamInfo) {
+    const auto pStreamInfo = QueryInfo(*pStream);
+    if (!pStreamInfo) {
         return FailedBecause(L"Input videostream Can,t Get NULL IStreamInfo");
     }
     const VIDEO_STREAM_INFO* const pFormat = pStreamInfo->GetVideoFormat();
@@ -128,8 +128,8 @@ std::int32_t CCaptureStore::CaptureToFile(IMediaStream* pStream, const CaptureIm
         return FailedBecause(L"Input videostream Can,t Get NULL Stream Info");
     }
     m_lastRequest = info;
-    const Size size = PictureSize(*pSample, *pFormat);
-    if (!FitImage(size.nWidth, size.nHeight)) {
+    const PictureSize size = SampleSize(*pSample, *pFormat);
+    if (!FitImage(size)) {
         return FailedBecause(L"DICreate() Failed");
     }
     std::uint8_t* const pBits = DIGetBits(m_pImage);
@@ -138,10 +138,10 @@ std::int32_t CCaptureStore::CaptureToFile(IMediaStream* pStream, const CaptureIm
         return FailedBecause(L"DIGetBitmapInfo Get Null  Pointer");
     }
     const tagYUVImage& image = pSample->image;
-    if (pSample->nKind == KQ_PICTURE_PLANAR_YUV) {
+    if (IsPlanar(*pSample)) {
         Yuv420_2_rgb24(pHeader, pBits, image.pY, image.pU, image.pV, image.nPitchY, image.nPitchU,
                        image.nPitchV);
-    } else if (pSample->nKind == KQ_PICTURE_PACKED_RGB) {
+    } else if (IsPacked(*pSample)) {
         std::memcpy(pBits, image.pRgb, static_cast<std::size_t>(RgbRowSize(size.nWidth) * size.nHeight));
     } else {
         return FailedBecause(L" Input Video Frame Format no Support ");
@@ -153,9 +153,9 @@ std::int32_t CCaptureStore::CaptureToFile(IMediaStream* pStream, const CaptureIm
     return nResult;
 }
 
-bool CCaptureStore::FitCopy(int nWidth, int nHeight) {
-    if (!m_pCopy || m_pCopy->image.nWidth != nWidth || m_pCopy->image.nHeight != nHeight) {
-        m_pCopy = MakeBlackFrame(nWidth, nHeight);
+bool CCaptureStore::FitCopy(PictureSize size) {
+    if (!m_pCopy || m_pCopy->image.nWidth != size.nWidth || m_pCopy->image.nHeight != size.nHeight) {
+        m_pCopy = MakeBlackFrame(size);
     }
     return m_pCopy != nullptr;
 }
@@ -167,27 +167,21 @@ MEDIA_FRAME* CCaptureStore::CaptureCopy(IMediaStream* pStream) {
         return nullptr;
     }
     const MEDIA_FRAME* const pSample = pStream->GetCurrentFrame();
-    IStreamInfo* pRawInfo = nullptr;
-    const bool bFailed = pStream->GetStreamInfo(&pRawInfo) != 0;
-    const auto pStreamInfo = kq::ComPtr<IStreamInfo>::Adopt(pRawInfo);
-    if (bFailed) {
+    const auto pStreamInfo = QueryInfo(*pStream);
+    if (!pStreamInfo) {
         return nullptr;
     }
-    const VIDEO_STREAM_INFO* const pFormat = pStreamInfo ? pStreamInfo->GetVideoFormat() : nullptr;
-    if (pSample == nullptr || pFormat == nullptr) {
+    const VIDEO_STREAM_INFO* const pFormat = pStreamInfo->GetVideoFormat();
+    if (pSample == nullptr || pFormat == nullptr || (!IsPlanar(*pSample) && !IsPacked(*pSample))) {
         KQLogEx(L"CMediaPlayer::CaptureCurrentImageEx FAILED,For Can't Get Video Stream inof \n");
         return nullptr;
     }
-    const Size size = PictureSize(*pSample, *pFormat);
-    if (!FitCopy(size.nWidth, size.nHeight)) {
+    if (!FitCopy(SampleSize(*pSample, *pFormat))) {
         return nullptr;
     }
-    if (pSample->nKind == KQ_PICTURE_PLANAR_YUV) {
+    if (IsPlanar(*pSample)) {
         CopyVideoFrame(m_pCopy.get(), pSample, 1, 0);
         return m_pCopy.get();
-    }
-    if (pSample->nKind != KQ_PICTURE_PACKED_RGB || pSample->image.pRgb == nullptr) {
-        return nullptr;
     }
     m_pCopy->llTime = pSample->llTime;
     m_pCopy->llPTS = pSample->llPTS;

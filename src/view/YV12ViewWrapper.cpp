@@ -1,5 +1,7 @@
 #include "view/YV12ViewWrapper.h"
 
+#include "view/PlanarFrame.h"
+
 #include <kqplayer/image.h>
 #include <kqplayer/log.h>
 
@@ -217,9 +219,6 @@ bool YV12ViewWrapper::FitHeader(int nWidth, int nHeight) {
     if (m_pHeader && nWidth == m_nCachedWidth && nHeight == m_nCachedHeight) {
         return true;
     }
-    if (nWidth <= 0 || nHeight <= 0 || nWidth > INT32_MAX / 4 / nHeight) {
-        return false;
-    }
     if (!m_pHeader) {
         m_pHeader.reset(new (std::nothrow) tagBITMAPINFOHEADER{});
         if (!m_pHeader) {
@@ -250,7 +249,8 @@ unsigned char* YV12ViewWrapper::PictureBuffer() {
 }
 
 int YV12ViewWrapper::ShowYUVImage(const tagYUVImage* pImage) {
-    if (pImage == nullptr || !IsReady() || !FitHeader(pImage->nWidth, pImage->nHeight)) {
+    if (pImage == nullptr || !HasPlanes(*pImage) || !IsReady() ||
+        !FitHeader(pImage->nWidth, pImage->nHeight)) {
         return 0;
     }
     unsigned char* const pRgb = PictureBuffer();

@@ -1,6 +1,7 @@
 #include "tests/support/FakeStream.h"
 #include "tests/support/PlayerHost.h"
 #include "tests/support/ViewRecorder.h"
+#include "tests/view/ColourPicture.h"
 #include "view/PlanarFrame.h"
 #include "view/PlayerView.h"
 #include "view/PlayerViewMgr.h"
@@ -139,8 +140,91 @@ TEST_F(ViewManager, GivesFramesToMatchingViewsAndOwnPicturesToTheRest) {
     m_pManager.Reset(); // before the streams go
 }
 
+TEST_F(ViewManager, ShowsEveryColourInItsPlace) {
+    FakeVideo video(1, 25);
+    const auto view = MakeView();
+    view->SetVideoInput(1, &video);
+    // Twice the same size, then the width or the height alone is another one, and back.
+    const struct {
+        int width, height;
+    } sizes[] = {{16, 8}, {16, 8}, {16, 7}, {15, 7}, {15, 8}, {16, 8}, {1, 1}, {2, 1}, {131, 67}};
+    std::vector<std::size_t> expected;
+    for (const auto& size : sizes) {
+        const ColourPicture picture(size.width, size.height, static_cast<unsigned>(expected.size()));
+        const MEDIA_FRAME frame = picture.Frame();
+        m_pManager->ShowCurrentImage(&frame, 1);
+        expected.push_back(HashOfPixels(picture.Rgb(4).data(), size.width, size.height));
+    }
+    const auto pictures = m_recorder.GetPictures();
+    ASSERT_EQ(pictures.size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        EXPECT_EQ(pictures[i].nHash, expected[i]) << "picture " << i;
+        EXPECT_EQ(pictures[i].nWidth, sizes[i].width);
+        EXPECT_EQ(pictures[i].nHeight, sizes[i].height);
+    }
+    view->SetVideoInput(1, nullptr);
+}
+
+TEST_F(ViewManager, ShowsBlackForWhatCannotBeShown) {
+    FakeVideo video(2, 25);
+    const auto view = MakeView();
+    view->SetVideoInput(1, &video);
+    const MEDIA_FRAME good = video.FrameAt(1);
+    void (*const faults[])(tagYUVImage&) = {
+        [](tagYUVImage& image) { image.pY = nullptr; },
+        [](tagYUVImage& image) { image.pU = nullptr; },
+        [](tagYUVImage& image) { image.pV = nullptr; },
+        [](tagYUVImage& image) { image.nWidth = 0; },
+        [](tagYUVImage& image) { image.nHeight = 0; },
+        [](tagYUVImage& image) { image.nWidth = -16; },
+        [](tagYUVImage& image) { image.nHeight = INT32_MIN; },
+        [](tagYUVImage& image) { image.nWidth = 1 << 30; },
+    };
+    std::vector<int> expected;
+    for (const auto& spoil : faults) {
+        MEDIA_FRAME bad = good;
+        spoil(bad.image);
+        video.FrameAt(0) = bad;
+        m_pManager->ShowCurrentImage(&bad, 1);    // the frame that is presented
+        m_pManager->ShowCurrentImage(nullptr, 0); // the stream's own
+        m_pManager->ShowCurrentImage(&good, 1);
+        expected.insert(expected.end(), {-1, -1, 1});
+    }
+    EXPECT_EQ(m_recorder.GetFrames(), expected);
+
+    // A stream that does not know its size shows black as well, in some size.
+    FakeVideo sizeless(1, 25);
+    sizeless.m_format.nWidth = sizeless.m_format.nHeight = 0;
+    EXPECT_EQ(view->SetVideoInput(1, &sizeless), 0);
+    m_recorder.Clear();
+    m_pManager->ShowUserFrame();
+    EXPECT_EQ(m_recorder.GetFrames(), std::vector<int>{-1});
+    view->SetVideoInput(1, nullptr);
+}
+
+TEST_F(ViewManager, LeavesAnEmptyShellOfAViewThatIsStillHeld) {
+    FakeVideo video(1, 25);
+    auto view = MakeView();
+    const auto removed = MakeView();
+    view->SetVideoInput(1, &video);
+    m_pManager->Remove(1);
+    m_pManager.Reset();
+    EXPECT_EQ(ViewRecorder::GetAlive(), 1) << "the removed one is the host's alone";
+    EXPECT_EQ(video.GetRefCount(), 1);
+    EXPECT_EQ(view->GetWND(), nullptr);
+    EXPECT_EQ(view->SetVideoInput(1, &video), 1);
+    EXPECT_EQ(view->SetVideoInput(1, nullptr), 0);
+    EXPECT_EQ(video.GetRefCount(), 1);
+    EXPECT_EQ(view->SetRect(tagRECT{1, 2, 3, 4}), 0);
+    EXPECT_EQ(view->GetRect().right, 3);
+    EXPECT_EQ(view->GetIndex(), 0);
+    EXPECT_EQ(view->GetParentWND(), kOffScreen);
+    EXPECT_TRUE(kq::ComPtr<IUnknown>(view.As<IPlayerView>()));
+    EXPECT_EQ(view.Detach()->Release(), 0u);
+}
+
 TEST(BlackFrame, HasItsPlanesInOneBuffer) {
-    const auto pFrame = MakeBlackFrame(7, 5);
+    const auto pFrame = MakeBlackFrame({7, 5});
     ASSERT_NE(pFrame, nullptr);
     const tagYUVImage& image = pFrame->image;
     EXPECT_EQ(image.pV - image.pY, 35);
@@ -151,8 +235,8 @@ TEST(BlackFrame, HasItsPlanesInOneBuffer) {
     EXPECT_TRUE(std::all_of(image.pY, image.pV, [](int v) { return v == 0x10; }));
     EXPECT_TRUE(std::all_of(image.pV, image.pA, [](int v) { return v == 0x80; }));
     EXPECT_TRUE(std::all_of(image.pA, image.pA + 35, [](int v) { return v == 0xFF; }));
-    EXPECT_EQ(MakeBlackFrame(0, 5), nullptr);
-    EXPECT_EQ(MakeBlackFrame(1 << 20, 1 << 20), nullptr);
+    EXPECT_EQ(MakeBlackFrame({0, 5}), nullptr);
+    EXPECT_EQ(MakeBlackFrame({1 << 20, 1 << 20}), nullptr);
 }
 
 TEST(ViewWrapper, ForwardsAndFollowsThePictureSize) {
@@ -177,6 +261,11 @@ TEST(ViewWrapper, ForwardsAndFollowsThePictureSize) {
         FakeVideo large(1, 25, 64, 36);
         for (FakeVideo* pVideo : {&small, &large, &small}) {
             EXPECT_EQ(view.ShowYUVImage(&pVideo->FrameAt(0).image), 1);
+        }
+        for (const auto pPlane : {&tagYUVImage::pY, &tagYUVImage::pU, &tagYUVImage::pV}) {
+            tagYUVImage nothing = small.FrameAt(0).image;
+            nothing.*pPlane = nullptr;
+            EXPECT_EQ(view.ShowYUVImage(&nothing), 0);
         }
         tagYUVImage nothing = small.FrameAt(0).image;
         nothing.nWidth = 0;
