@@ -54,6 +54,14 @@ void Xvfb::stop() {
     }
 }
 
+Xvfb::Paused::Paused(const Xvfb& server) : m_pid(server.m_pid) {
+    kill(m_pid, SIGSTOP);
+}
+
+Xvfb::Paused::~Paused() {
+    kill(m_pid, SIGCONT);
+}
+
 xcb_window_t Xvfb::makeWindow(int x, int y, int width, int height, std::uint32_t rgb) {
     const xcb_window_t window = xcb_generate_id(m_pConnection);
     const std::uint32_t values[] = {rgb, 1};
@@ -94,6 +102,35 @@ xcb_atom_t Xvfb::atom(const std::string& name) {
         xcb_intern_atom(m_pConnection, 0, static_cast<std::uint16_t>(name.size()), name.c_str());
     const Reply<xcb_intern_atom_reply_t> pReply(xcb_intern_atom_reply(m_pConnection, cookie, nullptr));
     return pReply ? pReply->atom : xcb_atom_t{XCB_ATOM_NONE};
+}
+
+void Xvfb::fill(xcb_window_t window, std::uint32_t rgb) {
+    const xcb_gcontext_t context = xcb_generate_id(m_pConnection);
+    xcb_create_gc(m_pConnection, context, window, XCB_GC_FOREGROUND, &rgb);
+    const xcb_rectangle_t everything = {0, 0, UINT16_MAX, UINT16_MAX};
+    xcb_poly_fill_rectangle(m_pConnection, window, context, 1, &everything);
+    xcb_free_gc(m_pConnection, context);
+    sync();
+}
+
+void Xvfb::sendExposeAndConfigure(xcb_window_t window, int width, int height) {
+    xcb_expose_event_t expose = {};
+    expose.response_type = XCB_EXPOSE;
+    expose.window = window;
+    expose.width = static_cast<std::uint16_t>(width);
+    expose.height = static_cast<std::uint16_t>(height);
+    xcb_configure_notify_event_t configure = {};
+    configure.response_type = XCB_CONFIGURE_NOTIFY;
+    configure.event = configure.window = window;
+    configure.width = expose.width;
+    configure.height = expose.height;
+    // Without an event mask the owner gets it.
+    char event[32] = {};
+    std::memcpy(event, &expose, sizeof(expose));
+    xcb_send_event(m_pConnection, 0, window, XCB_EVENT_MASK_NO_EVENT, event);
+    std::memcpy(event, &configure, sizeof(configure));
+    xcb_send_event(m_pConnection, 0, window, XCB_EVENT_MASK_NO_EVENT, event);
+    sync();
 }
 
 void Xvfb::requestClose(xcb_window_t window) {

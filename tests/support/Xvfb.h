@@ -33,6 +33,18 @@ public:
     Xvfb(const Xvfb&) = delete;
     Xvfb& operator=(const Xvfb&) = delete;
 
+    /// The server reads and answers nothing while the object lives, as a busy one does for a moment.
+    class Paused {
+    public:
+        explicit Paused(const Xvfb& server);
+        ~Paused();
+        Paused(const Paused&) = delete;
+        Paused& operator=(const Paused&) = delete;
+
+    private:
+        const pid_t m_pid;
+    };
+
     /// Ends the server, as if the display were lost. DISPLAY keeps naming it until the destructor.
     void stop();
 
@@ -45,6 +57,11 @@ public:
     /// @return whether the window and all its ancestors are mapped; false for a window that does not exist
     bool isViewable(xcb_window_t window);
     bool exists(xcb_window_t window);
+    /// Fills a window with a colour, over what its owner has drawn.
+    void fill(xcb_window_t window, std::uint32_t rgb);
+    /// Sends the owner of a window word that a part of it was uncovered and, in the same breath, that it has
+    /// the place and size that it has.
+    void sendExposeAndConfigure(xcb_window_t window, int width, int height);
     /// Sends what a window manager sends when the user closes a top-level window.
     void requestClose(xcb_window_t window);
 

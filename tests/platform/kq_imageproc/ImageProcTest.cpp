@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -160,6 +161,19 @@ TEST_F(ImageProcTest, FilesHoldThePicture) {
             }
         }
     }
+}
+
+TEST_F(ImageProcTest, FilesHaveTheModeThatTheUserAllows) {
+    const fs::path path = m_folder / "picture";
+    const Handle image(DICreate());
+    fill(image.get(), 5, 5, noisy);
+    const mode_t before = umask(0);
+    for (const auto& [mask, mode] : {std::pair{0u, 0666u}, {022u, 0644u}, {077u, 0600u}, {0u, 0666u}}) {
+        umask(mask);
+        EXPECT_EQ(DISaveEx(image.get(), path.wstring().c_str(), L"image/bmp"), 1);
+        EXPECT_EQ(static_cast<unsigned>(fs::status(path).permissions()), mode) << "over the one before";
+    }
+    umask(before);
 }
 
 TEST_F(ImageProcTest, FailuresAreLoggedAndLeaveNothing) {

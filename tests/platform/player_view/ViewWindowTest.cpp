@@ -2,16 +2,23 @@
 #include "ViewWindow.h"
 
 #include "TestPicture.h"
+#include "tests/support/WaitUntil.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <ostream>
 #include <string>
+#include <thread>
 #include <vector>
 
 using namespace kqtest;
+using kq::test::WaitUntil;
 
 namespace {
 
@@ -38,6 +45,12 @@ protected:
     }
     void show(const TestPicture& picture) {
         m_pView->show({picture.width, picture.height}, picture.pixels.data());
+    }
+    void showLent(const TestPicture& picture) {
+        const Size size = {picture.width, picture.height};
+        std::uint8_t* const pixels = m_pView->lend(size);
+        std::memcpy(pixels, picture.pixels.data(), picture.pixels.size());
+        m_pView->show(size, pixels);
     }
     bool waitForPicture(const TestPicture& picture, int x, int y) {
         return kqtest::waitForPicture(m_server, picture, x, y, m_pView->window());
@@ -116,6 +129,56 @@ TEST_P(ViewWindowTest, DrawsAgainAfterResizeAndExpose) {
     EXPECT_TRUE(waitForProbes(resized));
     m_server.resizeWindow(m_pView->window(), 160, 90);
     EXPECT_TRUE(waitForProbes({{2, 2, Red}, {157, 2, Green}, {2, 87, Blue}, {157, 87, White}}));
+}
+
+TEST_P(ViewWindowTest, DrawsAgainWhenExposeComesWithConfigure) {
+    show(quadrants(320, 180));
+    const std::vector<Probe> drawn = {{2, 2, Red}, {317, 2, Green}, {2, 177, Blue}, {317, 177, White}};
+    ASSERT_TRUE(waitForProbes(drawn));
+    for (int i = 0; i < 20; ++i) { // the two may be read one by one, where nothing can go wrong
+        m_server.fill(m_pView->window(), 0x123456);
+        m_server.sendExposeAndConfigure(m_pView->window(), 320, 180);
+        ASSERT_TRUE(waitForProbes(drawn)) << i;
+    }
+}
+
+/// Pictures are drawn from two pieces of shared memory in turn. With a server that reads nothing for a while,
+/// the piece that it has not read yet is not given out again.
+TEST_P(ViewWindowTest, LeavesMemoryAloneThatTheServerStillReads) {
+    if (!GetParam().shm) {
+        return; // pictures are sent, and the memory is free at once
+    }
+    for (const Size size : {Size{320, 180}, Size{160, 90}}) { // as it is, and scaled
+        // What is scaled here for want of RENDER goes through a single piece.
+        const int free = size.width == 320 || GetParam().render ? 2 : 1;
+        const TestPicture first = plain(size.width, size.height, Red);
+        const TestPicture second = plain(size.width, size.height, Green);
+        const TestPicture third = plain(size.width, size.height, Blue);
+        for (const bool lends : {false, true}) {
+            show(first);
+            show(second); // both pieces exist
+            ASSERT_TRUE(waitForProbes({{160, 90, Green}}));
+            std::atomic<int> done = 0;
+            std::thread shower;
+            {
+                const Xvfb::Paused paused(m_server);
+                shower = std::thread([&] {
+                    show(first);
+                    ++done;
+                    show(second);
+                    ++done;
+                    lends ? showLent(third) : show(third);
+                    ++done;
+                });
+                EXPECT_TRUE(WaitUntil([&] { return done == free; }));
+                std::this_thread::sleep_for(std::chrono::milliseconds(50));
+                EXPECT_EQ(done, free)
+                    << "the piece of the first picture is written while the server waits to read it";
+            }
+            shower.join();
+            EXPECT_TRUE(waitForProbes({{160, 90, Blue}}));
+        }
+    }
 }
 
 TEST_P(ViewWindowTest, ShowsTheLastOfManyPictures) {
