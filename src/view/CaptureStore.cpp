@@ -1,5 +1,6 @@
 #include "view/CaptureStore.h"
 
+#include "Common/Image/Arithmetic.h"
 #include "com/QueryInfo.h"
 
 #include <kqplayer/capture.h>
@@ -15,10 +16,6 @@
 namespace {
 
 constexpr int kBitsPerPixel = 24;
-
-std::ptrdiff_t RgbRowSize(int nWidth) {
-    return (static_cast<std::ptrdiff_t>(nWidth) * kBitsPerPixel + 31) / 32 * 4;
-}
 
 /// @return the MIME type of a picture format, or null for a format that is not supported
 const wchar_t* MimeTypeOf(std::int32_t nFormat) {
@@ -52,22 +49,19 @@ PictureSize SampleSize(const MEDIA_FRAME& sample, const VIDEO_STREAM_INFO& forma
     return IsPlanar(sample) ? PictureSize{sample.image.nWidth, sample.image.nHeight} : SizeOf(format);
 }
 
-/// Means of a 2x2 block, cut off at the edges of the picture. ITU-R BT.601 in video range, as RGB to planar
-/// YUV everywhere in the component: 14-bit fixed point, each chroma term shifted by itself.
+/// One block of 2x2 pixels, cut off at the edges of the picture: their luma, and the means of their chroma.
 void PackedBlockToPlanar(const tagYUVImage& dst, const std::uint8_t* pRgb, int nRow, int nColumn) {
+    const std::ptrdiff_t nRowSize = kq::image::BitmapRowBytes(dst.nWidth, kBitsPerPixel);
     int nSumU = 0;
     int nSumV = 0;
     int nPixels = 0;
     for (int r = nRow; r < std::min(nRow + 2, dst.nHeight); ++r) {
         for (int c = nColumn; c < std::min(nColumn + 2, dst.nWidth); ++c) {
-            const std::uint8_t* const p = pRgb + r * RgbRowSize(dst.nWidth) + std::ptrdiff_t{3} * c;
-            const int b = p[0];
-            const int g = p[1];
-            const int red = p[2];
-            dst.pY[static_cast<std::ptrdiff_t>(r) * dst.nPitchY + c] =
-                static_cast<std::uint8_t>(((1606 * b + 8258 * g + 4211 * red) >> 14) + 16);
-            nSumU += (7193 * b - 4768 * g - 2425 * red) >> 14;
-            nSumV += (7193 * red - 6029 * g - 1163 * b) >> 14;
+            const std::uint8_t* const p = pRgb + r * nRowSize + std::ptrdiff_t{3} * c;
+            const kq::image::YuvTerms terms = kq::image::BgrToYuv14({p[0], p[1], p[2]});
+            dst.pY[static_cast<std::ptrdiff_t>(r) * dst.nPitchY + c] = static_cast<std::uint8_t>(terms.y);
+            nSumU += terms.u;
+            nSumV += terms.v;
             ++nPixels;
         }
     }
@@ -142,7 +136,8 @@ std::int32_t CCaptureStore::CaptureToFile(IMediaStream* pStream, const CaptureIm
         Yuv420_2_rgb24(pHeader, pBits, image.pY, image.pU, image.pV, image.nPitchY, image.nPitchU,
                        image.nPitchV);
     } else if (IsPacked(*pSample)) {
-        std::memcpy(pBits, image.pRgb, static_cast<std::size_t>(RgbRowSize(size.nWidth) * size.nHeight));
+        const std::ptrdiff_t nRowSize = kq::image::BitmapRowBytes(size.nWidth, kBitsPerPixel);
+        std::memcpy(pBits, image.pRgb, static_cast<std::size_t>(nRowSize * size.nHeight));
     } else {
         return FailedBecause(L" Input Video Frame Format no Support ");
     }

@@ -190,12 +190,14 @@ TEST(Capture, KeepsEveryColourOfPackedPictures) {
         video.m_format.nWidth = sizes[n].width;
         video.m_format.nHeight = n % 2 == 0 ? sizes[n].height : -sizes[n].height;
         frame.image.pRgb = bgr.data();
+        frame.llPTS = n;
         const CaptureImageInfo info = Format(0);
         EXPECT_EQ(host->CaptureCurrentImage(&info, kPath), 0);
         EXPECT_EQ(TakeSavedImages().at(0).bits, bgr);
         const MEDIA_FRAME* const copy = host->CaptureCurrentImageEx();
         ASSERT_NE(copy, nullptr);
         ASSERT_EQ(copy->image.nHeight, sizes[n].height);
+        EXPECT_EQ(copy->llPTS, n);
         ExpectPlanarOf(copy->image, bgr);
     }
 }

@@ -1,4 +1,5 @@
 #include "TestPicture.h"
+#include "tests/support/FailingAllocation.h"
 #include "tests/support/WaitUntil.h"
 
 #include <kqplayer/player_view.h>
@@ -174,6 +175,30 @@ TEST(PlayerView, ParentMustBeAWindowAndTheScreenTrueColour) {
     ASSERT_TRUE(view);
     EXPECT_EQ(view.window(), 0u);
     view.show(quadrants(160, 120));
+}
+
+TEST(PlayerView, WithoutMemoryThereIsNoViewAndNoWindow) {
+    Xvfb server;
+    const xcb_window_t parent = server.makeWindow(0, 0, 64, 48, White);
+    for (void* pParent : {asParent(parent), OffScreen}) {
+        VRECT rect = {0, 0, 64, 48};
+        const int failures =
+            FailEachAllocation([&] { return PVCreatePlayerView(pParent, &rect); },
+                               [&](void* pView, bool hasFailed) {
+                                   EXPECT_EQ(pView == nullptr, hasFailed);
+                                   EXPECT_TRUE(!hasFailed || waitForProbes(server, {{9, 9, White}}, parent));
+                                   PVDestroyPlayerView(pView);
+                               });
+        EXPECT_GT(failures, 0);
+    }
+    const TestView view(asParent(parent), {0, 0, 64, 48});
+    const TestPicture picture = noise(64, 48);
+    const auto show = [&] {
+        view.show(picture);
+        return 0;
+    };
+    FailEachAllocation(show, [](int, bool) {});
+    EXPECT_TRUE(waitForPicture(server, picture, 0, 0, parent));
 }
 
 TEST(PlayerView, WithoutDisplayTheViewIsOffScreen) {
