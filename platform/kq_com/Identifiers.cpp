@@ -22,40 +22,40 @@ int nibble(wchar_t c) {
 }
 
 /// Reads the 16 bytes in the order of the text. @return false when the text has another form
-bool parse(const wchar_t* pText, std::uint8_t (&bytes)[16]) {
+bool parse(const wchar_t* text, std::uint8_t (&bytes)[16]) {
     int nibbles = 0;
-    for (const wchar_t* pForm = Form; *pForm != L'\0'; ++pForm, ++pText) {
-        if (*pForm == L'-') {
-            if (*pText != L'-') {
+    for (const wchar_t* form = Form; *form != L'\0'; ++form, ++text) {
+        if (*form == L'-') {
+            if (*text != L'-') {
                 return false;
             }
             continue;
         }
-        const int value = nibble(*pText);
+        const int value = nibble(*text);
         if (value < 0) {
             return false;
         }
         std::uint8_t& byte = bytes[nibbles++ / 2];
         byte = static_cast<std::uint8_t>(byte << 4 | value);
     }
-    return *pText == L'\0';
+    return *text == L'\0';
 }
 
 } // namespace
 
-std::int32_t CLSIDFromString(const wchar_t* pText, _GUID* pGuid) {
-    if (pText == nullptr || pGuid == nullptr) {
+std::int32_t CLSIDFromString(const wchar_t* text, _GUID* guid) {
+    if (text == nullptr || guid == nullptr) {
         return kq::NullPointer;
     }
-    *pGuid = {};
+    *guid = {};
     std::uint8_t bytes[16] = {};
-    if (!parse(pText, bytes)) {
+    if (!parse(text, bytes)) {
         return kq::Failed;
     }
-    pGuid->Data1 = std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 |
-                   std::uint32_t{bytes[2]} << 8 | bytes[3];
-    pGuid->Data2 = static_cast<std::uint16_t>(bytes[4] << 8 | bytes[5]);
-    pGuid->Data3 = static_cast<std::uint16_t>(bytes[6] << 8 | bytes[7]);
-    std::memcpy(pGuid->Data4, bytes + 8, sizeof(pGuid->Data4));
+    guid->Data1 = std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 |
+                  std::uint32_t{bytes[2]} << 8 | bytes[3];
+    guid->Data2 = static_cast<std::uint16_t>(bytes[4] << 8 | bytes[5]);
+    guid->Data3 = static_cast<std::uint16_t>(bytes[6] << 8 | bytes[7]);
+    std::memcpy(guid->Data4, bytes + 8, sizeof(guid->Data4));
     return kq::Ok;
 }

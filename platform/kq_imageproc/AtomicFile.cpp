@@ -58,18 +58,18 @@ void AtomicFile::open() {
     }
 }
 
-bool AtomicFile::write(const void* pData, std::size_t bytes) {
+bool AtomicFile::write(const void* data, std::size_t bytes) {
     if (!m_error.empty()) {
         return false;
     }
     if (bytes > BufferBytes - m_buffer.size() && !flush()) {
         return false;
     }
-    const char* pBytes = static_cast<const char*>(pData);
+    const char* text = static_cast<const char*>(data);
     if (bytes >= BufferBytes) {
-        return writeThrough(pBytes, bytes);
+        return writeThrough(text, bytes);
     }
-    m_buffer.append(pBytes, bytes);
+    m_buffer.append(text, bytes);
     return true;
 }
 
@@ -93,16 +93,16 @@ bool AtomicFile::flush() {
     return written;
 }
 
-bool AtomicFile::writeThrough(const char* pData, std::size_t bytes) {
+bool AtomicFile::writeThrough(const char* data, std::size_t bytes) {
     while (bytes > 0) {
-        const ssize_t written = ::write(m_fd, pData, bytes);
+        const ssize_t written = ::write(m_fd, data, bytes);
         if (written < 0 && errno == EINTR) {
             continue;
         }
         if (written <= 0) {
             return fail(written < 0 ? errno : ENOSPC);
         }
-        pData += written;
+        data += written;
         bytes -= written;
     }
     return true;

@@ -16,7 +16,7 @@ public:
     AtomicFile& operator=(const AtomicFile&) = delete;
 
     /// Appends to the file. After a failure it does nothing any more. @return false on failure
-    bool write(const void* pData, std::size_t bytes);
+    bool write(const void* data, std::size_t bytes);
     /// Gives the file its name. @return false on this or any earlier failure
     bool commit();
     /// @return why the first operation that failed did, or an empty text
@@ -27,7 +27,7 @@ private:
 
     bool mayReplace();
     void open();
-    bool writeThrough(const char* pData, std::size_t bytes);
+    bool writeThrough(const char* data, std::size_t bytes);
     bool flush();
     bool fail(int error);
 

@@ -10,15 +10,15 @@ constexpr int BitsPerPixel = 24;
 
 bool Bitmap::setContent(int width, int height, int bitsPerPixel) {
     m_header = {};
-    m_pBits.reset();
+    m_bits.reset();
     const auto isSide = [](int side) { return side > 0 && side <= MaxSide; };
     if (bitsPerPixel != BitsPerPixel || !isSide(width) || !isSide(height) ||
         rowBytesOf(width) > MaxBytes / height) {
         return false;
     }
     const std::size_t bytes = rowBytesOf(width) * height;
-    m_pBits.reset(static_cast<std::uint8_t*>(std::calloc(bytes, 1)));
-    if (!m_pBits) {
+    m_bits.reset(static_cast<std::uint8_t*>(std::calloc(bytes, 1)));
+    if (!m_bits) {
         return false;
     }
     m_header.biSize = sizeof(m_header);

@@ -14,12 +14,12 @@ public:
     /// Gives the image its size, in black. @return false, with an empty image, when it is not supported
     bool setContent(int width, int height, int bitsPerPixel);
 
-    bool isEmpty() const { return m_pBits == nullptr; }
+    bool isEmpty() const { return m_bits == nullptr; }
     int width() const { return m_header.biWidth; }
     int height() const { return m_header.biHeight; }
     std::size_t rowBytes() const { return rowBytesOf(m_header.biWidth); }
-    std::uint8_t* bits() const { return m_pBits.get(); }
-    std::uint8_t* row(int y) const { return m_pBits.get() + y * rowBytes(); }
+    std::uint8_t* bits() const { return m_bits.get(); }
+    std::uint8_t* row(int y) const { return m_bits.get() + y * rowBytes(); }
     tagBITMAPINFOHEADER* header() { return &m_header; }
 
 private:
@@ -29,5 +29,5 @@ private:
     static std::size_t rowBytesOf(int width) { return (std::size_t{24} * width + 31) / 32 * 4; }
 
     tagBITMAPINFOHEADER m_header = {};
-    std::unique_ptr<std::uint8_t, FreeDeleter> m_pBits;
+    std::unique_ptr<std::uint8_t, FreeDeleter> m_bits;
 };

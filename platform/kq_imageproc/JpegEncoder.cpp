@@ -20,39 +20,39 @@ struct ErrorManager {
 /// libjpeg's destination: blocks that go to the file. Known by its first member, too.
 struct Destination {
     jpeg_destination_mgr base;
-    AtomicFile* pFile;
+    AtomicFile* file;
     JOCTET block[BlockBytes];
 };
 
-[[noreturn]] void onError(j_common_ptr pInfo) {
-    auto* pErrors = reinterpret_cast<ErrorManager*>(pInfo->err);
-    pErrors->base.format_message(pInfo, pErrors->reason);
-    std::longjmp(pErrors->onError, 1);
+[[noreturn]] void onError(j_common_ptr info) {
+    auto* errors = reinterpret_cast<ErrorManager*>(info->err);
+    errors->base.format_message(info, errors->reason);
+    std::longjmp(errors->onError, 1);
 }
 
-void onMessage(j_common_ptr /*pInfo*/) {}
+void onMessage(j_common_ptr /*info*/) {}
 
-void startBlock(j_compress_ptr pInfo) {
-    auto* pDestination = reinterpret_cast<Destination*>(pInfo->dest);
-    pDestination->base.next_output_byte = pDestination->block;
-    pDestination->base.free_in_buffer = BlockBytes;
+void startBlock(j_compress_ptr info) {
+    auto* destination = reinterpret_cast<Destination*>(info->dest);
+    destination->base.next_output_byte = destination->block;
+    destination->base.free_in_buffer = BlockBytes;
 }
 
-void writeBlock(j_compress_ptr pInfo, std::size_t bytes) {
-    auto* pDestination = reinterpret_cast<Destination*>(pInfo->dest);
-    if (!pDestination->pFile->write(pDestination->block, bytes)) {
-        onError(reinterpret_cast<j_common_ptr>(pInfo));
+void writeBlock(j_compress_ptr info, std::size_t bytes) {
+    auto* destination = reinterpret_cast<Destination*>(info->dest);
+    if (!destination->file->write(destination->block, bytes)) {
+        onError(reinterpret_cast<j_common_ptr>(info));
     }
 }
 
-boolean writeFullBlock(j_compress_ptr pInfo) {
-    writeBlock(pInfo, BlockBytes);
-    startBlock(pInfo);
+boolean writeFullBlock(j_compress_ptr info) {
+    writeBlock(info, BlockBytes);
+    startBlock(info);
     return TRUE;
 }
 
-void writeLastBlock(j_compress_ptr pInfo) {
-    writeBlock(pInfo, BlockBytes - pInfo->dest->free_in_buffer);
+void writeLastBlock(j_compress_ptr info) {
+    writeBlock(info, BlockBytes - info->dest->free_in_buffer);
 }
 
 void setUp(jpeg_compress_struct& info, const Bitmap& bitmap) {
@@ -78,8 +78,8 @@ bool writeJpeg(jpeg_compress_struct& info, Destination& destination, ErrorManage
     setUp(info, bitmap);
     jpeg_start_compress(&info, TRUE);
     while (info.next_scanline < info.image_height) {
-        JSAMPROW pRow = bitmap.row(static_cast<int>(info.next_scanline));
-        jpeg_write_scanlines(&info, &pRow, 1);
+        JSAMPROW row = bitmap.row(static_cast<int>(info.next_scanline));
+        jpeg_write_scanlines(&info, &row, 1);
     }
     jpeg_finish_compress(&info);
     return true;
@@ -96,7 +96,7 @@ EncodeResult encodeJpeg(const Bitmap& bitmap, AtomicFile& file) {
     destination.base.init_destination = startBlock;
     destination.base.empty_output_buffer = writeFullBlock;
     destination.base.term_destination = writeLastBlock;
-    destination.pFile = &file;
+    destination.file = &file;
     jpeg_compress_struct info = {};
     info.err = &errors.base;
     const bool written = writeJpeg(info, destination, errors, bitmap);

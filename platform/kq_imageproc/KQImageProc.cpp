@@ -16,7 +16,7 @@ namespace {
 using Encoder = EncodeResult (*)(const Bitmap&, AtomicFile&);
 
 struct Format {
-    const wchar_t* pMimeType;
+    const wchar_t* mimeType;
     Encoder encode; ///< null: this build has no library for it
 };
 
@@ -34,9 +34,9 @@ constexpr Format Formats[] = {
 #endif
 };
 
-const Format* findFormat(const wchar_t* pMimeType) {
+const Format* findFormat(const wchar_t* mimeType) {
     for (const Format& format : Formats) {
-        if (std::wcscmp(format.pMimeType, pMimeType) == 0) {
+        if (std::wcscmp(format.mimeType, mimeType) == 0) {
             return &format;
         }
     }
@@ -44,9 +44,9 @@ const Format* findFormat(const wchar_t* pMimeType) {
 }
 
 /// @return false when the path has a character that does not exist
-bool toUtf8(const wchar_t* pText, std::string& out) {
-    for (; *pText != L'\0'; ++pText) {
-        const auto c = static_cast<char32_t>(*pText);
+bool toUtf8(const wchar_t* text, std::string& out) {
+    for (; *text != L'\0'; ++text) {
+        const auto c = static_cast<char32_t>(*text);
         if (!kq::text::isCodePoint(c)) {
             return false;
         }
@@ -69,32 +69,32 @@ EncodeResult writeFile(const Bitmap& bitmap, Encoder encode, const std::string& 
 }
 
 /// @return an empty text for success, or why there is no such file
-EncodeResult save(const Bitmap* pBitmap, const wchar_t* pPath, const wchar_t* pMimeType) {
-    if (pBitmap == nullptr || pBitmap->isEmpty()) {
+EncodeResult save(const Bitmap* bitmap, const wchar_t* path, const wchar_t* mimeType) {
+    if (bitmap == nullptr || bitmap->isEmpty()) {
         return "the image is empty";
     }
-    if (pMimeType == nullptr) {
+    if (mimeType == nullptr) {
         return "no format was given";
     }
-    const Format* pFormat = findFormat(pMimeType);
-    if (pFormat == nullptr) {
+    const Format* format = findFormat(mimeType);
+    if (format == nullptr) {
         return "the format is not known";
     }
-    if (pFormat->encode == nullptr) {
+    if (format->encode == nullptr) {
         return "the format is not built in";
     }
-    std::string path;
-    if (pPath == nullptr || *pPath == L'\0') {
+    if (path == nullptr || *path == L'\0') {
         return "no path was given";
     }
-    if (!toUtf8(pPath, path)) {
+    std::string utf8Path;
+    if (!toUtf8(path, utf8Path)) {
         return "the path is not Unicode";
     }
-    return writeFile(*pBitmap, pFormat->encode, path);
+    return writeFile(*bitmap, format->encode, utf8Path);
 }
 
-Bitmap* asBitmap(void* pImage) {
-    return static_cast<Bitmap*>(pImage);
+Bitmap* asBitmap(void* image) {
+    return static_cast<Bitmap*>(image);
 }
 
 } // namespace
@@ -103,42 +103,42 @@ void* DICreate(void) {
     return new (std::nothrow) Bitmap;
 }
 
-int DISetContent(void* pImage, int nWidth, int nHeight, int nBitsPerPixel) {
-    return pImage != nullptr && asBitmap(pImage)->setContent(nWidth, nHeight, nBitsPerPixel) ? 1 : 0;
+int DISetContent(void* image, int width, int height, int bitsPerPixel) {
+    return image != nullptr && asBitmap(image)->setContent(width, height, bitsPerPixel) ? 1 : 0;
 }
 
-int DIGetWidth(void* pImage) {
-    return pImage != nullptr ? asBitmap(pImage)->width() : 0;
+int DIGetWidth(void* image) {
+    return image != nullptr ? asBitmap(image)->width() : 0;
 }
 
-int DIGetHeight(void* pImage) {
-    return pImage != nullptr ? asBitmap(pImage)->height() : 0;
+int DIGetHeight(void* image) {
+    return image != nullptr ? asBitmap(image)->height() : 0;
 }
 
-unsigned char* DIGetBits(void* pImage) {
-    return pImage != nullptr ? asBitmap(pImage)->bits() : nullptr;
+unsigned char* DIGetBits(void* image) {
+    return image != nullptr ? asBitmap(image)->bits() : nullptr;
 }
 
-tagBITMAPINFOHEADER* DIGetBitmapInfo(void* pImage) {
-    if (pImage == nullptr || asBitmap(pImage)->isEmpty()) {
+tagBITMAPINFOHEADER* DIGetBitmapInfo(void* image) {
+    if (image == nullptr || asBitmap(image)->isEmpty()) {
         return nullptr;
     }
-    return asBitmap(pImage)->header();
+    return asBitmap(image)->header();
 }
 
-int DISaveEx(void* pImage, const wchar_t* pPath, const wchar_t* pMimeType) {
+int DISaveEx(void* image, const wchar_t* path, const wchar_t* mimeType) {
     try {
-        const EncodeResult reason = save(asBitmap(pImage), pPath, pMimeType);
+        const EncodeResult reason = save(asBitmap(image), path, mimeType);
         if (reason.empty()) {
             return 1;
         }
-        KQLogEx(L"DISaveEx: cannot write %ls as %ls: %s", pPath, pMimeType, reason.c_str());
+        KQLogEx(L"DISaveEx: cannot write %ls as %ls: %s", path, mimeType, reason.c_str());
     } catch (const std::exception& e) { // no memory
-        KQLogEx(L"DISaveEx: cannot write %ls: %s", pPath, e.what());
+        KQLogEx(L"DISaveEx: cannot write %ls: %s", path, e.what());
     }
     return 0;
 }
 
-void DIDestroy(void* pImage) {
-    delete asBitmap(pImage);
+void DIDestroy(void* image) {
+    delete asBitmap(image);
 }

@@ -19,19 +19,19 @@ public:
     void write(LogRecord& record) {
         const std::lock_guard<std::recursive_mutex> guard(m_lock);
         // A sink that logs all the same gets here a second time on its own thread.
-        if (m_pfnSink == nullptr || m_inSink) {
+        if (m_sink == nullptr || m_inSink) {
             writeToStandardError(record);
             return;
         }
         m_inSink = true;
-        m_pfnSink(record.text(), m_pUserData);
+        m_sink(record.text(), m_userData);
         m_inSink = false;
     }
 
-    void setSink(KQLogSink pfnSink, void* pUserData) {
+    void setSink(KQLogSink sink, void* userData) {
         const std::lock_guard<std::recursive_mutex> guard(m_lock);
-        m_pfnSink = pfnSink;
-        m_pUserData = pUserData;
+        m_sink = sink;
+        m_userData = userData;
     }
 
 private:
@@ -53,8 +53,8 @@ private:
     }
 
     std::recursive_mutex m_lock;
-    KQLogSink m_pfnSink = nullptr;
-    void* m_pUserData = nullptr;
+    KQLogSink m_sink = nullptr;
+    void* m_userData = nullptr;
     bool m_inSink = false;
 };
 
@@ -63,21 +63,21 @@ static_assert(std::is_trivially_destructible_v<LogOutput>);
 
 } // namespace
 
-void KQLogEx(const wchar_t* pFormat, ...) {
-    if (pFormat == nullptr) {
+void KQLogEx(const wchar_t* format, ...) {
+    if (format == nullptr) {
         return;
     }
     const int savedErrno = errno;
     LogRecord record;
     va_list args;
-    va_start(args, pFormat);
-    formatRecord(record, pFormat, args, savedErrno);
+    va_start(args, format);
+    formatRecord(record, format, args, savedErrno);
     va_end(args);
     record.makeLine();
     theOutput.write(record);
     errno = savedErrno;
 }
 
-void KQLogSetSink(KQLogSink pfnSink, void* pUserData) {
-    theOutput.setSink(pfnSink, pUserData);
+void KQLogSetSink(KQLogSink sink, void* userData) {
+    theOutput.setSink(sink, userData);
 }

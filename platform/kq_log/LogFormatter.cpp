@@ -106,7 +106,7 @@ void readPrecision(const wchar_t*& p, Conversion& c, Arguments& args) {
 
 Size readSize(const wchar_t*& p) {
     struct Prefix {
-        const wchar_t* pText;
+        const wchar_t* text;
         Size size;
     };
     constexpr Prefix Prefixes[] = {
@@ -115,8 +115,8 @@ Size readSize(const wchar_t*& p) {
         {L"j", Size::IntMax}, {L"z", Size::SizeT},    {L"t", Size::PtrDiff},
     };
     for (const Prefix& prefix : Prefixes) {
-        const std::size_t length = std::wcslen(prefix.pText);
-        if (std::wcsncmp(p, prefix.pText, length) == 0) {
+        const std::size_t length = std::wcslen(prefix.text);
+        if (std::wcsncmp(p, prefix.text, length) == 0) {
             p += length;
             return prefix.size;
         }
@@ -139,9 +139,9 @@ Conversion readConversion(const wchar_t*& p, Arguments& args) {
 }
 
 template <typename T>
-void appendNumber(LogRecord& record, const Conversion& c, const char* pSize, T value) {
+void appendNumber(LogRecord& record, const Conversion& c, const char* size, T value) {
     char format[32];
-    std::snprintf(format, sizeof(format), "%%%s*.*%s%c", c.flags, pSize, static_cast<char>(c.type));
+    std::snprintf(format, sizeof(format), "%%%s*.*%s%c", c.flags, size, static_cast<char>(c.type));
     record.appendFormatted(format, c.width, c.precision, value);
 }
 
@@ -199,14 +199,14 @@ void appendSpaces(LogRecord& record, int count) {
 }
 
 template <typename Char>
-void appendText(LogRecord& record, const Conversion& c, const Char* pText) {
-    const int count = countCharacters(pText, c.precision);
+void appendText(LogRecord& record, const Conversion& c, const Char* text) {
+    const int count = countCharacters(text, c.precision);
     const int padding = c.width - count;
     if (!c.has('-')) {
         appendSpaces(record, padding);
     }
     for (int i = 0; i < count; ++i) {
-        record.append(nextCharacter(pText));
+        record.append(nextCharacter(text));
     }
     if (c.has('-')) {
         appendSpaces(record, padding);
@@ -215,12 +215,12 @@ void appendText(LogRecord& record, const Conversion& c, const Char* pText) {
 
 void appendString(LogRecord& record, const Conversion& c, Arguments& args) {
     if (c.type == L'S' || c.size == Size::Long) {
-        const auto* pText = args.next<const wchar_t*>();
-        appendText(record, c, pText != nullptr ? pText : L"(null)");
+        const auto* text = args.next<const wchar_t*>();
+        appendText(record, c, text != nullptr ? text : L"(null)");
         return;
     }
-    const auto* pText = args.next<const char*>();
-    appendText(record, c, pText != nullptr ? pText : "(null)");
+    const auto* text = args.next<const char*>();
+    appendText(record, c, text != nullptr ? text : "(null)");
 }
 
 void appendCharacter(LogRecord& record, Conversion c, Arguments& args) {
@@ -288,26 +288,26 @@ bool appendConversion(LogRecord& record, const Conversion& c, Arguments& args, i
     }
 }
 
-void appendLiterally(LogRecord& record, const wchar_t* pText) {
-    while (*pText != L'\0') {
-        record.append(nextCharacter(pText));
+void appendLiterally(LogRecord& record, const wchar_t* text) {
+    while (*text != L'\0') {
+        record.append(nextCharacter(text));
     }
 }
 
 } // namespace
 
-void formatRecord(LogRecord& record, const wchar_t* pFormat, va_list args, int savedErrno) {
+void formatRecord(LogRecord& record, const wchar_t* format, va_list args, int savedErrno) {
     const CLocaleScope locale;
     Arguments arguments(args);
-    const wchar_t* p = pFormat;
+    const wchar_t* p = format;
     while (*p != L'\0') {
         if (*p != L'%') {
             record.append(nextCharacter(p));
             continue;
         }
-        const wchar_t* pConversion = p++;
+        const wchar_t* conversion = p++;
         if (!appendConversion(record, readConversion(p, arguments), arguments, savedErrno)) {
-            appendLiterally(record, pConversion);
+            appendLiterally(record, conversion);
             break;
         }
     }

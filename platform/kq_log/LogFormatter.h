@@ -12,4 +12,4 @@
 /// argument. From a conversion that is not known on, the format is copied as it stands, because the types of
 /// the arguments that follow can no longer be told.
 /// @param savedErrno what %m names
-void formatRecord(LogRecord& record, const wchar_t* pFormat, va_list args, int savedErrno);
+void formatRecord(LogRecord& record, const wchar_t* format, va_list args, int savedErrno);

@@ -19,8 +19,8 @@ public:
 
     /// Appends one value as snprintf() renders it. @param args a width or precision, if any, and the value
     template <typename... Args>
-    void appendFormatted(const char* pFormat, Args... args) {
-        const int length = std::snprintf(m_pText + m_length, m_room - m_length, pFormat, args...);
+    void appendFormatted(const char* format, Args... args) {
+        const int length = std::snprintf(m_text + m_length, m_room - m_length, format, args...);
         if (length < 0) {
             return;
         }
@@ -28,7 +28,7 @@ public:
             if (!reserve(length)) {
                 return;
             }
-            std::snprintf(m_pText + m_length, m_room - m_length, pFormat, args...);
+            std::snprintf(m_text + m_length, m_room - m_length, format, args...);
         }
         m_length += length;
     }
@@ -38,7 +38,7 @@ public:
     void makeLine();
 
     /// @return the text, followed by a zero byte that a caller may overwrite
-    char* text() { return m_pText; }
+    char* text() { return m_text; }
     std::size_t length() const { return m_length; }
 
 private:
@@ -46,7 +46,7 @@ private:
     bool reserve(std::size_t count);
 
     char m_inline[1024];
-    char* m_pText = m_inline;
+    char* m_text = m_inline;
     std::size_t m_room = sizeof(m_inline);
     std::size_t m_length = 0;
 };

@@ -19,18 +19,18 @@ struct Stepper {
 
 } // namespace
 
-void scaleNearest(const std::uint8_t* pPixels, int pictureWidth, const PictureLayout& layout,
-                  std::uint8_t* pOut) {
+void scaleNearest(const std::uint8_t* pixels, int pictureWidth, const PictureLayout& layout,
+                  std::uint8_t* out) {
     const Rect& source = layout.source;
     const Rect& target = layout.target;
     const Rect& visible = layout.visible;
     Stepper rows(source.height, target.height, visible.y - target.y);
     for (int y = 0; y < visible.height; ++y) {
-        const std::size_t row = source.y + rows.next();
-        const std::uint8_t* pRow = pPixels + 4 * (row * pictureWidth + source.x);
+        const std::size_t sourceRow = source.y + rows.next();
+        const std::uint8_t* row = pixels + 4 * (sourceRow * pictureWidth + source.x);
         Stepper columns(source.width, target.width, visible.x - target.x);
-        for (int x = 0; x < visible.width; ++x, pOut += 4) {
-            std::memcpy(pOut, pRow + 4 * columns.next(), 4);
+        for (int x = 0; x < visible.width; ++x, out += 4) {
+            std::memcpy(out, row + 4 * columns.next(), 4);
         }
     }
 }

@@ -6,8 +6,8 @@
 #include <mutex>
 
 struct PictureSink {
-    PVPictureSink pfn = nullptr;
-    void* pUserData = nullptr;
+    PVPictureSink function = nullptr;
+    void* userData = nullptr;
 };
 
 /// The sinks of one view: its own, and the one that is common to all views. Sinks run under the lock, so that
@@ -16,7 +16,7 @@ class PictureSinks {
 public:
     void setOwn(PictureSink sink);
     void setCommon(PictureSink sink);
-    void call(void* pView, int nView, int nWidth, int nHeight, const unsigned char* pPixels);
+    void call(void* view, int number, int width, int height, const unsigned char* pixels);
 
 private:
     std::mutex m_lock;

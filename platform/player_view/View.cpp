@@ -6,41 +6,29 @@
 
 namespace {
 
-bool isSize(int nWidth, int nHeight) {
-    return nWidth > 0 && nWidth <= MaxSide && nHeight > 0 && nHeight <= MaxSide;
+bool isSize(int width, int height) {
+    return width > 0 && width <= MaxSide && height > 0 && height <= MaxSide;
 }
 
 } // namespace
 
-View::View(std::unique_ptr<ViewWindow> pWindow)
-    : m_pWindow(std::move(pWindow)), m_number(ViewRegistry::instance().add(m_sinks)) {}
+View::View(std::unique_ptr<Surface> surface)
+    : m_surface(std::move(surface)), m_number(ViewRegistry::instance().add(m_sinks)) {}
 
 View::~View() {
     ViewRegistry::instance().remove(m_sinks);
 }
 
-xcb_window_t View::window() {
-    return m_pWindow ? m_pWindow->window() : 0;
+unsigned char* View::lend(int width, int height) {
+    return isSize(width, height) ? m_surface->Lend({width, height}) : nullptr;
 }
 
-unsigned char* View::lend(int nWidth, int nHeight) {
-    return m_pWindow && isSize(nWidth, nHeight) ? m_pWindow->lend({nWidth, nHeight}) : nullptr;
-}
-
-void View::show(int nWidth, int nHeight, const unsigned char* pPixels) {
-    if (pPixels == nullptr || !isSize(nWidth, nHeight)) {
+void View::show(int width, int height, const unsigned char* pixels) {
+    if (pixels == nullptr || !isSize(width, height)) {
         return;
     }
-    m_sinks.call(this, m_number, nWidth, nHeight, pPixels);
-    if (m_pWindow) {
-        m_pWindow->show({nWidth, nHeight}, pPixels);
-    }
-}
-
-void View::update() {
-    if (m_pWindow) {
-        m_pWindow->redraw();
-    }
+    m_sinks.call(this, m_number, width, height, pixels);
+    m_surface->Show({width, height}, pixels);
 }
 
 tagRECT View::cropRect() {

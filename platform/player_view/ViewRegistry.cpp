@@ -23,7 +23,7 @@ void ViewRegistry::remove(PictureSinks& sinks) {
 void ViewRegistry::setCommonSink(PictureSink sink) {
     const std::lock_guard<std::mutex> guard(m_lock);
     m_commonSink = sink;
-    for (PictureSinks* pSinks : m_views) {
-        pSinks->setCommon(sink);
+    for (PictureSinks* sinks : m_views) {
+        sinks->setCommon(sink);
     }
 }

@@ -74,10 +74,10 @@ private:
     xcb_atom_t atom(const std::string& name);
     void sync();
 
-    std::FILE* m_pServer = nullptr; ///< what it writes
+    std::FILE* m_server = nullptr; ///< what it writes
     pid_t m_pid = -1;
     std::string m_display;
-    xcb_connection_t* m_pConnection = nullptr;
+    xcb_connection_t* m_connection = nullptr;
     xcb_window_t m_root = 0;
 };
 

@@ -20,9 +20,9 @@ TEST(KQCom, IdentifiersHaveTheirPublishedBytes) {
 
 TEST(KQCom, TextBecomesAnIdentifier) {
     _GUID guid = {};
-    for (const wchar_t* pText :
+    for (const wchar_t* text :
          {L"01234567-89ab-cdef-FEDC-BA9876543210", L"01234567-89AB-CDEF-fedc-ba9876543210"}) {
-        EXPECT_EQ(CLSIDFromString(pText, &guid), kq::Ok);
+        EXPECT_EQ(CLSIDFromString(text, &guid), kq::Ok);
         EXPECT_EQ(guid.Data1, 0x01234567u);
         EXPECT_EQ(bytesOf(guid),
                   std::string("\x67\x45\x23\x01\xAB\x89\xEF\xCD\xFE\xDC\xBA\x98\x76\x54\x32\x10"));

@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 namespace {
 
 struct Destroy {
-    void operator()(void* pImage) const { DIDestroy(pImage); }
+    void operator()(void* image) const { DIDestroy(image); }
 };
 using Handle = std::unique_ptr<void, Destroy>;
 
@@ -34,12 +34,12 @@ std::uint8_t noisy(int x, int y, int channel) {
 }
 using Pattern = std::uint8_t (*)(int x, int y, int channel); ///< channel 0 is red
 
-void fill(void* pImage, int width, int height, Pattern pattern) {
-    ASSERT_EQ(DISetContent(pImage, width, height, 24), 1);
+void fill(void* image, int width, int height, Pattern pattern) {
+    ASSERT_EQ(DISetContent(image, width, height, 24), 1);
     const std::size_t rowBytes = (width * 24 + 31) / 32 * 4;
     for (int y = 0; y < height; ++y) {
         for (int i = 0; i < width * 3; ++i) {
-            DIGetBits(pImage)[y * rowBytes + i] = pattern(i / 3, y, 2 - i % 3);
+            DIGetBits(image)[y * rowBytes + i] = pattern(i / 3, y, 2 - i % 3);
         }
     }
 }
@@ -81,7 +81,7 @@ class ImageProcTest : public testing::Test {
 protected:
     ImageProcTest() {
         KQLogSetSink(
-            [](const char* pText, void* p) { static_cast<std::string*>(p)->append(pText).append("\n"); },
+            [](const char* text, void* p) { static_cast<std::string*>(p)->append(text).append("\n"); },
             &m_log);
     }
     ~ImageProcTest() override { KQLogSetSink(nullptr, nullptr); }
@@ -101,8 +101,8 @@ TEST_F(ImageProcTest, ContentHasTheDocumentedShape) {
     EXPECT_EQ(DIGetHeight(image.get()), 3);
     const tagBITMAPINFOHEADER expected = {40, 1921, 3, 1, 24, 0, 5764u * 3, 0, 0, 0, 0};
     EXPECT_EQ(std::memcmp(DIGetBitmapInfo(image.get()), &expected, sizeof(expected)), 0);
-    const unsigned char* pBits = DIGetBits(image.get());
-    EXPECT_EQ(std::vector<unsigned char>(pBits, pBits + 5764 * 3), std::vector<unsigned char>(5764 * 3));
+    const unsigned char* bits = DIGetBits(image.get());
+    EXPECT_EQ(std::vector<unsigned char>(bits, bits + 5764 * 3), std::vector<unsigned char>(5764 * 3));
 
     const struct {
         int width, height, bits;
@@ -123,7 +123,7 @@ TEST_F(ImageProcTest, ContentHasTheDocumentedShape) {
 }
 
 struct Format {
-    const wchar_t* pMimeType;
+    const wchar_t* mimeType;
     bool isBuiltIn, isLossless;
 };
 
@@ -138,7 +138,7 @@ TEST_F(ImageProcTest, FilesHoldThePicture) {
             const Handle image(DICreate());
             const Pattern pattern = format.isLossless ? noisy : smooth;
             fill(image.get(), width, height, pattern);
-            const int saved = DISaveEx(image.get(), widePath.c_str(), format.pMimeType);
+            const int saved = DISaveEx(image.get(), widePath.c_str(), format.mimeType);
             if (!format.isBuiltIn) {
                 EXPECT_EQ(saved, 0);
                 EXPECT_NE(m_log.find("not built in"), std::string::npos) << m_log;
@@ -184,29 +184,29 @@ TEST_F(ImageProcTest, FailuresAreLoggedAndLeaveNothing) {
     const Handle empty(DICreate());
     fill(image.get(), 5, 5, noisy);
     const struct {
-        void* pImage;
-        const wchar_t* pPath;
+        void* image;
+        bool hasPath;
         std::wstring path;
-        const wchar_t* pMimeType;
-        const char* pReason;
+        const wchar_t* mimeType;
+        const char* reason;
     } cases[] = {
-        {image.get(), L"", folder + L"/missing/a.bmp", L"image/bmp", "No such file or directory"},
-        {image.get(), L"", folder + L"/file/a.bmp", L"image/bmp", "Not a directory"},
-        {image.get(), L"", folder + L"/folder", L"image/bmp", "it is a folder"},
-        {image.get(), L"", L"/dev/full", L"image/bmp", "not a regular file"},
-        {image.get(), L"", folder + L"/" + std::wstring(300, L'n'), L"image/bmp", "File name too long"},
-        {image.get(), L"", folder + L"/a.tiff", L"image/tiff", "the format is not known"},
-        {image.get(), L"", folder + L"/a.bmp", nullptr, "no format was given"},
-        {image.get(), L"", folder + L"/\xD800.bmp", L"image/bmp", "the path is not Unicode"},
-        {image.get(), L"", L"", L"image/bmp", "no path was given"},
-        {image.get(), nullptr, L"", L"image/bmp", "no path was given"},
-        {empty.get(), L"", folder + L"/a.bmp", L"image/bmp", "the image is empty"},
-        {nullptr, L"", folder + L"/a.bmp", L"image/bmp", "the image is empty"},
+        {image.get(), true, folder + L"/missing/a.bmp", L"image/bmp", "No such file or directory"},
+        {image.get(), true, folder + L"/file/a.bmp", L"image/bmp", "Not a directory"},
+        {image.get(), true, folder + L"/folder", L"image/bmp", "it is a folder"},
+        {image.get(), true, L"/dev/full", L"image/bmp", "not a regular file"},
+        {image.get(), true, folder + L"/" + std::wstring(300, L'n'), L"image/bmp", "File name too long"},
+        {image.get(), true, folder + L"/a.tiff", L"image/tiff", "the format is not known"},
+        {image.get(), true, folder + L"/a.bmp", nullptr, "no format was given"},
+        {image.get(), true, folder + L"/\xD800.bmp", L"image/bmp", "the path is not Unicode"},
+        {image.get(), true, L"", L"image/bmp", "no path was given"},
+        {image.get(), false, L"", L"image/bmp", "no path was given"},
+        {empty.get(), true, folder + L"/a.bmp", L"image/bmp", "the image is empty"},
+        {nullptr, true, folder + L"/a.bmp", L"image/bmp", "the image is empty"},
     };
     for (const auto& c : cases) {
         m_log.clear();
-        EXPECT_EQ(DISaveEx(c.pImage, c.pPath != nullptr ? c.path.c_str() : nullptr, c.pMimeType), 0);
-        EXPECT_NE(m_log.find(c.pReason), std::string::npos) << m_log;
+        EXPECT_EQ(DISaveEx(c.image, c.hasPath ? c.path.c_str() : nullptr, c.mimeType), 0);
+        EXPECT_NE(m_log.find(c.reason), std::string::npos) << m_log;
         EXPECT_EQ(std::count(m_log.begin(), m_log.end(), '\n'), 1) << m_log;
         const std::wstring ascii = c.path.substr(0, c.path.find(L'\xD800'));
         EXPECT_NE(m_log.find(std::string(ascii.begin(), ascii.end())), std::string::npos) << m_log;
@@ -245,7 +245,7 @@ TEST_F(ImageProcTest, AFullDiskLeavesTheFormerFile) {
             continue;
         }
         fill(image.get(), 40, 30, smooth);
-        ASSERT_EQ(DISaveEx(image.get(), path.wstring().c_str(), format.pMimeType), 1);
+        ASSERT_EQ(DISaveEx(image.get(), path.wstring().c_str(), format.mimeType), 1);
         const std::string former = ReadFile(path);
         fill(image.get(), 700, 500, noisy);
         // At the first byte, within a block, and in the last block that is written.
@@ -254,7 +254,7 @@ TEST_F(ImageProcTest, AFullDiskLeavesTheFormerFile) {
             int saved = -1;
             {
                 const FileSizeLimit full(limit);
-                saved = DISaveEx(image.get(), path.wstring().c_str(), format.pMimeType);
+                saved = DISaveEx(image.get(), path.wstring().c_str(), format.mimeType);
             }
             EXPECT_EQ(saved, 0) << limit;
             EXPECT_NE(m_log.find(path.string()), std::string::npos) << m_log;

@@ -21,8 +21,7 @@ using Records = std::vector<std::string>;
 /// Keeps the records of its scope.
 struct Recorder {
     Recorder() {
-        KQLogSetSink([](const char* pText, void* p) { static_cast<Records*>(p)->push_back(pText); },
-                     &records);
+        KQLogSetSink([](const char* text, void* p) { static_cast<Records*>(p)->push_back(text); }, &records);
     }
     ~Recorder() { KQLogSetSink(nullptr, nullptr); }
     Recorder(const Recorder&) = delete;
@@ -32,9 +31,9 @@ struct Recorder {
 };
 
 template <typename... Args>
-std::string logged(const wchar_t* pFormat, Args... args) {
+std::string logged(const wchar_t* format, Args... args) {
     Recorder recorder;
-    KQLogEx(pFormat, args...);
+    KQLogEx(format, args...);
     return recorder.records.size() == 1 ? recorder.records[0] : "not one record";
 }
 
@@ -84,9 +83,9 @@ TEST(KQLog, RendersTextAsUtf8) {
 
 TEST(KQLog, DoesNotDependOnTheLocale) {
     const std::string before = std::setlocale(LC_ALL, nullptr);
-    for (const char* pLocale : {"C", "C.UTF-8", "de_DE.UTF-8", ""}) {
-        std::setlocale(LC_ALL, pLocale); // a locale that is not installed changes nothing
-        EXPECT_EQ(logged(L"%.1f Ω %s %ls", 0.5, u8"ü", L"ü"), u8"0.5 Ω ü ü") << pLocale;
+    for (const char* locale : {"C", "C.UTF-8", "de_DE.UTF-8", ""}) {
+        std::setlocale(LC_ALL, locale); // a locale that is not installed changes nothing
+        EXPECT_EQ(logged(L"%.1f Ω %s %ls", 0.5, u8"ü", L"ü"), u8"0.5 Ω ü ü") << locale;
     }
     std::setlocale(LC_ALL, before.c_str());
 }
@@ -117,8 +116,8 @@ TEST(KQLog, ARecordIsOneLine) {
         {L"a\tb", "a\tb"},
         {L"\x1b[31mred\x7f", " [31mred "},
     };
-    for (const auto& [pText, pLine] : cases) {
-        EXPECT_EQ(logged(pText), pLine);
+    for (const auto& [text, line] : cases) {
+        EXPECT_EQ(logged(text), line);
     }
 }
 
@@ -187,11 +186,11 @@ TEST(KQLog, AReplacedSinkNeverRunsAgain) {
         std::atomic<int> late = 0;
         std::atomic<int> calls = 0;
     };
-    const auto count = [](const char*, void* pUserData) {
-        auto* pSink = static_cast<Sink*>(pUserData);
-        ++pSink->calls;
+    const auto count = [](const char*, void* userData) {
+        auto* sink = static_cast<Sink*>(userData);
+        ++sink->calls;
         std::this_thread::sleep_for(std::chrono::microseconds(200));
-        pSink->late += pSink->replaced ? 1 : 0;
+        sink->late += sink->replaced ? 1 : 0;
     };
     std::vector<Sink> sinks(50);
     std::atomic<bool> stop = false;
@@ -219,7 +218,7 @@ TEST(KQLog, AReplacedSinkNeverRunsAgain) {
 
 TEST(KQLog, ASinkThatLogsAllTheSameDoesNotHang) {
     testing::internal::CaptureStderr();
-    KQLogSetSink([](const char* pText, void*) { KQLogEx(L"from the sink: %s", pText); }, nullptr);
+    KQLogSetSink([](const char* text, void*) { KQLogEx(L"from the sink: %s", text); }, nullptr);
     KQLogEx(L"hello");
     KQLogSetSink(nullptr, nullptr);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "from the sink: hello\n");

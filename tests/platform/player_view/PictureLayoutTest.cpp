@@ -21,7 +21,7 @@ constexpr int Huge = 2147483647;
 
 TEST(PictureLayout, PlacesThePicture) {
     const struct {
-        const char* pName;
+        const char* name;
         Size picture;
         IMAGE_RESIZE_METHOD method;
         Size aspect, window;
@@ -54,7 +54,7 @@ TEST(PictureLayout, PlacesThePicture) {
         {"extreme fill", {2, 2}, Fill, {Huge, 1}, {500, 400}, {-524038, 0, 1048576, 400}},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.pName);
+        SCOPED_TRACE(c.name);
         DisplaySettings settings;
         settings.method = c.method;
         settings.aspectX = c.aspect.width;

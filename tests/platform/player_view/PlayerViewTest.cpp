@@ -26,21 +26,21 @@ void* const OffScreen = asParent(1);
 
 /// A view that is destroyed at the end of its scope.
 struct TestView {
-    TestView(void* pParent, VRECT rect) : m_pView(PVCreatePlayerView(pParent, &rect)) {}
-    ~TestView() { PVDestroyPlayerView(m_pView); }
+    TestView(void* parent, VRECT rect) : m_view(PVCreatePlayerView(parent, &rect)) {}
+    ~TestView() { PVDestroyPlayerView(m_view); }
     TestView(const TestView&) = delete;
     TestView& operator=(const TestView&) = delete;
 
-    operator void*() const { return m_pView; }
+    operator void*() const { return m_view; }
     xcb_window_t window() const {
-        return static_cast<xcb_window_t>(reinterpret_cast<std::uintptr_t>(PVGetHwnd(m_pView)));
+        return static_cast<xcb_window_t>(reinterpret_cast<std::uintptr_t>(PVGetHwnd(m_view)));
     }
     void show(const TestPicture& picture) const {
-        PVShowRGB32Image(m_pView, picture.width, picture.height,
+        PVShowRGB32Image(m_view, picture.width, picture.height,
                          const_cast<std::uint8_t*>(picture.pixels.data()));
     }
 
-    void* const m_pView;
+    void* const m_view;
 };
 
 TEST(PlayerView, ShowsPictureInChildWindow) {
@@ -60,10 +60,10 @@ TEST(PlayerView, ShowsPicturesMadeInLentMemory) {
     const xcb_window_t parent = server.makeWindow(0, 0, 320, 240);
     const TestView view(asParent(parent), {0, 0, 160, 90});
     const auto showLent = [&](const TestPicture& picture) {
-        std::uint8_t* const pLent = PVGetPictureBuffer(view, picture.width, picture.height);
-        ASSERT_NE(pLent, nullptr);
-        std::memcpy(pLent, picture.pixels.data(), picture.pixels.size());
-        PVShowRGB32Image(view, picture.width, picture.height, pLent);
+        std::uint8_t* const lent = PVGetPictureBuffer(view, picture.width, picture.height);
+        ASSERT_NE(lent, nullptr);
+        std::memcpy(lent, picture.pixels.data(), picture.pixels.size());
+        PVShowRGB32Image(view, picture.width, picture.height, lent);
     };
     for (int i = 0; i < 4; ++i) { // both buffers, and a copied picture between lent ones
         const TestPicture picture = noise(160 - i % 2, 90);
@@ -74,12 +74,12 @@ TEST(PlayerView, ShowsPicturesMadeInLentMemory) {
     EXPECT_TRUE(waitForPicture(server, picture, 0, 0, parent));
 
     // What is lent stays there when the window goes.
-    std::uint8_t* const pLent = PVGetPictureBuffer(view, 160, 90);
-    ASSERT_NE(pLent, nullptr);
+    std::uint8_t* const lent = PVGetPictureBuffer(view, 160, 90);
+    ASSERT_NE(lent, nullptr);
     server.destroyWindow(parent);
     EXPECT_TRUE(WaitUntil([&] { return view.window() == 0; }));
-    std::memcpy(pLent, picture.pixels.data(), picture.pixels.size());
-    PVShowRGB32Image(view, 160, 90, pLent);
+    std::memcpy(lent, picture.pixels.data(), picture.pixels.size());
+    PVShowRGB32Image(view, 160, 90, lent);
     EXPECT_EQ(PVGetPictureBuffer(view, 160, 90), nullptr);
     EXPECT_EQ(PVGetPictureBuffer(view, 0, 90), nullptr);
 }
@@ -106,8 +106,8 @@ TEST(PlayerView, HostsSettingsTakeEffectAtOnce) {
     Xvfb server;
     const TestView view(nullptr, {0, 0, 200, 200});
     view.show(quadrants(200, 100));
-    const auto expect = [&](const char* pWhat, const std::vector<Probe>& probes) {
-        EXPECT_TRUE(waitForProbes(server, probes, view.window())) << pWhat;
+    const auto expect = [&](const char* what, const std::vector<Probe>& probes) {
+        EXPECT_TRUE(waitForProbes(server, probes, view.window())) << what;
     };
     expect("fit", {{100, 49, Black}, {1, 50, Red}, {199, 149, White}, {100, 150, Black}});
     EXPECT_EQ(PVSetDisplayResizeMode(view, IMAGE_RESIZE_STRETCH), 1);
@@ -131,8 +131,8 @@ TEST(PlayerView, HostsSettingsTakeEffectAtOnce) {
 
 TEST(PlayerView, BadArgumentsAreRefused) {
     tagRECT rect = {};
-    for (int (*pfn)(void*, unsigned) : {PVSetCropMode, PVSetMaskMode}) {
-        EXPECT_EQ(pfn(nullptr, 1), 0);
+    for (int (*function)(void*, unsigned) : {PVSetCropMode, PVSetMaskMode}) {
+        EXPECT_EQ(function(nullptr, 1), 0);
     }
     EXPECT_EQ(PVSetCallbackWnd(nullptr, nullptr), 0);
     EXPECT_EQ(PVSetCropRect(nullptr, &rect), 0);
@@ -180,14 +180,14 @@ TEST(PlayerView, ParentMustBeAWindowAndTheScreenTrueColour) {
 TEST(PlayerView, WithoutMemoryThereIsNoViewAndNoWindow) {
     Xvfb server;
     const xcb_window_t parent = server.makeWindow(0, 0, 64, 48, White);
-    for (void* pParent : {asParent(parent), OffScreen}) {
+    for (void* place : {asParent(parent), OffScreen}) {
         VRECT rect = {0, 0, 64, 48};
         const int failures =
-            FailEachAllocation([&] { return PVCreatePlayerView(pParent, &rect); },
-                               [&](void* pView, bool hasFailed) {
-                                   EXPECT_EQ(pView == nullptr, hasFailed);
+            FailEachAllocation([&] { return PVCreatePlayerView(place, &rect); },
+                               [&](void* view, bool hasFailed) {
+                                   EXPECT_EQ(view == nullptr, hasFailed);
                                    EXPECT_TRUE(!hasFailed || waitForProbes(server, {{9, 9, White}}, parent));
-                                   PVDestroyPlayerView(pView);
+                                   PVDestroyPlayerView(view);
                                });
         EXPECT_GT(failures, 0);
     }
@@ -203,10 +203,10 @@ TEST(PlayerView, WithoutMemoryThereIsNoViewAndNoWindow) {
 
 TEST(PlayerView, WithoutDisplayTheViewIsOffScreen) {
     const TestPicture picture = noise(64, 48);
-    for (const char* pDisplay : {"", ":987", "nonsense"}) {
-        *pDisplay != '\0' ? setenv("DISPLAY", pDisplay, 1) : unsetenv("DISPLAY");
-        for (void* pParent : {asParent(0), OffScreen, asParent(0x400001)}) {
-            const TestView view(pParent, {0, 0, 64, 48});
+    for (const char* display : {"", ":987", "nonsense"}) {
+        *display != '\0' ? setenv("DISPLAY", display, 1) : unsetenv("DISPLAY");
+        for (void* parent : {asParent(0), OffScreen, asParent(0x400001)}) {
+            const TestView view(parent, {0, 0, 64, 48});
             ASSERT_TRUE(view);
             EXPECT_EQ(view.window(), 0u);
             view.show(picture);
@@ -217,15 +217,14 @@ TEST(PlayerView, WithoutDisplayTheViewIsOffScreen) {
 }
 
 struct SeenPicture {
-    void* pView;
+    void* view;
     int number;
     std::vector<std::uint8_t> pixels;
 };
 
-void keepPicture(void* pView, int nView, int nWidth, int nHeight, const unsigned char* pPixels,
-                 void* pUserData) {
-    const std::size_t bytes = std::size_t{4} * nWidth * nHeight;
-    static_cast<std::vector<SeenPicture>*>(pUserData)->push_back({pView, nView, {pPixels, pPixels + bytes}});
+void keepPicture(void* view, int number, int width, int height, const unsigned char* pixels, void* userData) {
+    const std::size_t bytes = std::size_t{4} * width * height;
+    static_cast<std::vector<SeenPicture>*>(userData)->push_back({view, number, {pixels, pixels + bytes}});
 }
 
 TEST(PlayerView, SinksReceiveEveryPicture) {
@@ -246,9 +245,9 @@ TEST(PlayerView, SinksReceiveEveryPicture) {
     second.show(b);
 
     ASSERT_EQ(common.size(), 2u);
-    EXPECT_EQ(common[0].pView, first);
+    EXPECT_EQ(common[0].view, first);
     EXPECT_EQ(common[0].pixels, a.pixels);
-    EXPECT_EQ(common[1].pView, second);
+    EXPECT_EQ(common[1].view, second);
     EXPECT_EQ(common[1].number, common[0].number + 1);
     ASSERT_EQ(own.size(), 2u);
     EXPECT_EQ(own[0].pixels, b.pixels);
@@ -261,19 +260,19 @@ TEST(PlayerView, ReplacingASinkWaitsUntilItNoLongerRuns) {
         std::atomic<bool> entered = false;
         std::atomic<bool> left = false;
     };
-    const auto slowSink = [](void*, int, int, int, const unsigned char*, void* pUserData) {
-        auto* pFlags = static_cast<Flags*>(pUserData);
-        pFlags->entered = true;
+    const auto slowSink = [](void*, int, int, int, const unsigned char*, void* userData) {
+        auto* flags = static_cast<Flags*>(userData);
+        flags->entered = true;
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        pFlags->left = true;
+        flags->left = true;
     };
     const TestView view(OffScreen, {});
-    for (void* pTarget : std::initializer_list<void*>{nullptr, view}) {
+    for (void* target : std::initializer_list<void*>{nullptr, view}) {
         Flags flags;
-        PVSetPictureSink(pTarget, slowSink, &flags);
+        PVSetPictureSink(target, slowSink, &flags);
         std::thread shower([&] { view.show(plain(2, 2, Red)); });
         EXPECT_TRUE(WaitUntil([&] { return flags.entered.load(); }));
-        PVSetPictureSink(pTarget, nullptr, nullptr);
+        PVSetPictureSink(target, nullptr, nullptr);
         EXPECT_TRUE(flags.left);
         shower.join();
     }

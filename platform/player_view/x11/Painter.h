@@ -2,8 +2,8 @@
 #pragma once
 
 #include "PictureLayout.h"
-#include "ShmPicture.h"
-#include "XConnection.h"
+#include "x11/ShmPicture.h"
+#include "x11/XConnection.h"
 
 #include <memory>
 
@@ -39,7 +39,7 @@ private:
         xcb_render_picture_t source = 0;
     };
 
-    void fill(const Rect* pRects, int count, const Canvas& canvas);
+    void fill(const Rect* rects, int count, const Canvas& canvas);
     /// Copies a part of a picture, not scaled, to @p to on the drawable.
     void put(ShmPicture& picture, const Rect& part, int toX, int toY, xcb_drawable_t drawable);
     void putShared(ShmPicture& picture, const Rect& part, int toX, int toY, xcb_drawable_t drawable);
@@ -54,5 +54,5 @@ private:
     xcb_gcontext_t m_black;
     xcb_gcontext_t m_copy;
     Upload m_upload;
-    std::unique_ptr<ShmPicture> m_pScaled; ///< what was scaled here, for servers without RENDER
+    std::unique_ptr<ShmPicture> m_scaled; ///< what was scaled here, for servers without RENDER
 };

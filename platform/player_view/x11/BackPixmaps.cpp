@@ -1,4 +1,4 @@
-#include "BackPixmaps.h"
+#include "x11/BackPixmaps.h"
 
 #include <algorithm>
 
@@ -11,7 +11,7 @@ std::unique_ptr<BackPixmaps> BackPixmaps::create(const XConnection& connection, 
 
 BackPixmaps::BackPixmaps(const XConnection& connection, xcb_window_t window)
     : m_connection(connection), m_window(window), m_eventId(connection.newId()),
-      m_pEvents(xcb_register_for_special_xge(connection.get(), &xcb_present_id, m_eventId, nullptr)) {
+      m_events(xcb_register_for_special_xge(connection.get(), &xcb_present_id, m_eventId, nullptr)) {
     xcb_present_select_input(connection.get(), m_eventId, window, XCB_PRESENT_EVENT_MASK_IDLE_NOTIFY);
 }
 
@@ -19,7 +19,7 @@ BackPixmaps::~BackPixmaps() {
     for (Pixmap& pixmap : m_pixmaps) {
         freePixmap(pixmap);
     }
-    xcb_unregister_for_special_event(m_connection.get(), m_pEvents);
+    xcb_unregister_for_special_event(m_connection.get(), m_events);
 }
 
 Canvas& BackPixmaps::acquire(Size size) {
@@ -47,13 +47,13 @@ void BackPixmaps::present(Canvas& canvas) {
 
 void BackPixmaps::collectUnused() {
     while (
-        const XReply<xcb_generic_event_t> pEvent{xcb_poll_for_special_event(m_connection.get(), m_pEvents)}) {
-        const auto* pIdle = reinterpret_cast<const xcb_present_idle_notify_event_t*>(pEvent.get());
-        if (pIdle->event_type != XCB_PRESENT_EVENT_IDLE_NOTIFY) {
+        const XReply<xcb_generic_event_t> event{xcb_poll_for_special_event(m_connection.get(), m_events)}) {
+        const auto* idle = reinterpret_cast<const xcb_present_idle_notify_event_t*>(event.get());
+        if (idle->event_type != XCB_PRESENT_EVENT_IDLE_NOTIFY) {
             continue;
         }
         for (Pixmap& pixmap : m_pixmaps) {
-            const bool latest = pixmap.canvas.drawable == pIdle->pixmap && pixmap.serial == pIdle->serial;
+            const bool latest = pixmap.canvas.drawable == idle->pixmap && pixmap.serial == idle->serial;
             pixmap.inUse = pixmap.inUse && !latest;
         }
     }

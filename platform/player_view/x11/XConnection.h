@@ -37,14 +37,14 @@ public:
     XConnection(const XConnection&) = delete;
     XConnection& operator=(const XConnection&) = delete;
 
-    xcb_connection_t* get() const { return m_pConnection; }
+    xcb_connection_t* get() const { return m_connection; }
     const XFeatures& features() const { return m_features; }
-    xcb_window_t root() const { return m_pScreen->root; }
+    xcb_window_t root() const { return m_screen->root; }
     xcb_visualid_t visual() const { return m_visual; }
     xcb_colormap_t colormap() const { return m_colormap; }
     xcb_render_pictformat_t pictureFormat() const { return m_pictureFormat; } ///< 24 bits, with RENDER only
     std::size_t maxRequestBytes() const { return m_maxRequestBytes; }
-    std::uint32_t newId() const { return xcb_generate_id(m_pConnection); }
+    std::uint32_t newId() const { return xcb_generate_id(m_connection); }
 
     /// Waits until the server has carried out all requests so far, or the connection is lost.
     void sync() const;
@@ -54,17 +54,17 @@ public:
     static constexpr int Depth = 24;
 
 private:
-    explicit XConnection(xcb_connection_t* pConnection) : m_pConnection(pConnection) {}
+    explicit XConnection(xcb_connection_t* connection) : m_connection(connection) {}
     bool findVisual();
     void findFeatures(const XFeatures& allowed);
     void findShm(const XFeatures& allowed);
     bool findRender();
     bool findPresent(bool imitatedToo) const;
-    bool has(xcb_extension_t* pExtension) const;
+    bool has(xcb_extension_t* extension) const;
     bool isLocal() const;
 
-    xcb_connection_t* m_pConnection;
-    const xcb_screen_t* m_pScreen = nullptr;
+    xcb_connection_t* m_connection;
+    const xcb_screen_t* m_screen = nullptr;
     xcb_visualid_t m_visual = 0;
     xcb_colormap_t m_colormap = 0;
     xcb_render_pictformat_t m_pictureFormat = 0;

@@ -1,4 +1,4 @@
-#include "ShmPicture.h"
+#include "x11/ShmPicture.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -8,34 +8,34 @@
 
 namespace {
 
-std::uint8_t* asPixels(void* pMapping) {
-    return pMapping == MAP_FAILED ? nullptr : static_cast<std::uint8_t*>(pMapping);
+std::uint8_t* asPixels(void* mapping) {
+    return mapping == MAP_FAILED ? nullptr : static_cast<std::uint8_t*>(mapping);
 }
 
 } // namespace
 
 std::unique_ptr<ShmPicture> ShmPicture::create(const XConnection& connection, Size size) {
-    std::unique_ptr<ShmPicture> pPicture(new (std::nothrow) ShmPicture(connection, size));
-    if (!pPicture || !pPicture->map()) {
+    std::unique_ptr<ShmPicture> picture(new (std::nothrow) ShmPicture(connection, size));
+    if (!picture || !picture->map()) {
         return nullptr;
     }
-    return pPicture;
+    return picture;
 }
 
 ShmPicture::~ShmPicture() {
-    xcb_connection_t* pXcb = m_connection.get();
+    xcb_connection_t* xcb = m_connection.get();
     if (m_inUse) {
-        xcb_discard_reply(pXcb, m_done.sequence);
+        xcb_discard_reply(xcb, m_done.sequence);
     }
     if (m_source != 0) {
-        xcb_render_free_picture(pXcb, m_source);
-        xcb_free_pixmap(pXcb, m_pixmap);
+        xcb_render_free_picture(xcb, m_source);
+        xcb_free_pixmap(xcb, m_pixmap);
     }
     if (m_segment != 0) {
-        xcb_shm_detach(pXcb, m_segment);
+        xcb_shm_detach(xcb, m_segment);
     }
-    if (m_pPixels != nullptr) {
-        munmap(m_pPixels, bytes());
+    if (m_pixels != nullptr) {
+        munmap(m_pixels, bytes());
     }
 }
 
@@ -44,8 +44,8 @@ bool ShmPicture::map() {
         makeSource();
         return true;
     }
-    m_pPixels = asPixels(mmap(nullptr, bytes(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    return m_pPixels != nullptr;
+    m_pixels = asPixels(mmap(nullptr, bytes(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    return m_pixels != nullptr;
 }
 
 bool ShmPicture::mapShared() {
@@ -55,22 +55,22 @@ bool ShmPicture::mapShared() {
     }
     // Claimed now, because a write to memory that cannot be had later would be a SIGBUS.
     const bool claimed = posix_fallocate(fd, 0, static_cast<off_t>(bytes())) == 0;
-    std::uint8_t* pPixels =
+    std::uint8_t* pixels =
         claimed ? asPixels(mmap(nullptr, bytes(), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0)) : nullptr;
-    if (pPixels == nullptr) {
+    if (pixels == nullptr) {
         close(fd);
         return false;
     }
-    xcb_connection_t* pXcb = m_connection.get();
+    xcb_connection_t* xcb = m_connection.get();
     const xcb_shm_seg_t segment = m_connection.newId();
     const std::uint8_t readOnly = isPixmapToo() ? 0 : 1; // a server makes no pixmap of what it may only read
-    const auto cookie = xcb_shm_attach_fd_checked(pXcb, segment, fd, readOnly); // closes fd
-    const XReply<xcb_generic_error_t> pError(xcb_request_check(pXcb, cookie));
-    if (pError || xcb_connection_has_error(pXcb) != 0) {
-        munmap(pPixels, bytes());
+    const auto cookie = xcb_shm_attach_fd_checked(xcb, segment, fd, readOnly); // closes fd
+    const XReply<xcb_generic_error_t> error(xcb_request_check(xcb, cookie));
+    if (error || xcb_connection_has_error(xcb) != 0) {
+        munmap(pixels, bytes());
         return false;
     }
-    m_pPixels = pPixels;
+    m_pixels = pixels;
     m_segment = segment;
     return true;
 }
@@ -105,7 +105,7 @@ void ShmPicture::waitUntilUnused() {
         return;
     }
     m_inUse = false;
-    const XReply<xcb_get_input_focus_reply_t> pReply(
+    const XReply<xcb_get_input_focus_reply_t> reply(
         xcb_get_input_focus_reply(m_connection.get(), m_done, nullptr));
 }
 

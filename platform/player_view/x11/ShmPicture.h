@@ -2,7 +2,7 @@
 #pragma once
 
 #include "PictureLayout.h"
-#include "XConnection.h"
+#include "x11/XConnection.h"
 
 #include <xcb/shm.h>
 
@@ -19,8 +19,8 @@ public:
     ShmPicture(const ShmPicture&) = delete;
     ShmPicture& operator=(const ShmPicture&) = delete;
 
-    Size size() const { return m_size; }
-    std::uint8_t* pixels() const { return m_pPixels; }
+    Size PixelSize() const { return m_size; }
+    std::uint8_t* pixels() const { return m_pixels; }
     std::size_t bytes() const { return std::size_t{4} * m_size.width * m_size.height; }
     xcb_shm_seg_t segment() const { return m_segment; }      ///< 0: not shared with the server
     xcb_render_picture_t source() const { return m_source; } ///< the segment as a RENDER source, or 0
@@ -40,7 +40,7 @@ private:
 
     const XConnection& m_connection;
     Size m_size;
-    std::uint8_t* m_pPixels = nullptr;
+    std::uint8_t* m_pixels = nullptr;
     xcb_shm_seg_t m_segment = 0;
     xcb_pixmap_t m_pixmap = 0;
     xcb_render_picture_t m_source = 0;

@@ -1,6 +1,6 @@
-#include "ViewWindow.h"
+#include "x11/X11Surface.h"
 
-#include "SigpipeGuard.h"
+#include "x11/SigpipeGuard.h"
 
 #include <kqplayer/log.h>
 
@@ -26,16 +26,16 @@ std::int16_t clampPosition(int position) {
 
 bool isWindow(const XConnection& connection, xcb_window_t window) {
     const auto cookie = xcb_get_window_attributes(connection.get(), window);
-    const XReply<xcb_get_window_attributes_reply_t> pReply(
+    const XReply<xcb_get_window_attributes_reply_t> reply(
         xcb_get_window_attributes_reply(connection.get(), cookie, nullptr));
-    return pReply != nullptr;
+    return reply != nullptr;
 }
 
-xcb_atom_t atom(const XConnection& connection, const char* pName) {
+xcb_atom_t atom(const XConnection& connection, const char* name) {
     const auto cookie =
-        xcb_intern_atom(connection.get(), 0, static_cast<std::uint16_t>(std::strlen(pName)), pName);
-    const XReply<xcb_intern_atom_reply_t> pReply(xcb_intern_atom_reply(connection.get(), cookie, nullptr));
-    return pReply ? pReply->atom : xcb_atom_t{XCB_ATOM_NONE};
+        xcb_intern_atom(connection.get(), 0, static_cast<std::uint16_t>(std::strlen(name)), name);
+    const XReply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(connection.get(), cookie, nullptr));
+    return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
 }
 
 /// WM_NORMAL_HINTS as a window manager reads them (ICCCM 4.1.2.3).
@@ -66,37 +66,38 @@ private:
 
 } // namespace
 
-std::unique_ptr<ViewWindow> ViewWindow::create(std::unique_ptr<XConnection> pConnection, xcb_window_t parent,
+std::unique_ptr<X11Surface> X11Surface::create(std::unique_ptr<XConnection> connection, std::uintptr_t parent,
                                                const VRECT& rect) {
     const Size size = {clampSide(rect.width), clampSide(rect.height)};
-    std::unique_ptr<ViewWindow> pWindow(new ViewWindow(std::move(pConnection), size));
-    if (!pWindow->makeWindow(parent, rect)) {
+    const auto parentWindow = static_cast<xcb_window_t>(parent);
+    std::unique_ptr<X11Surface> surface(new X11Surface(std::move(connection), size));
+    if (parentWindow != parent || !surface->makeWindow(parentWindow, rect)) {
         return nullptr;
     }
-    pWindow->startEventThread();
-    return pWindow;
+    surface->startEventThread();
+    return surface;
 }
 
-ViewWindow::ViewWindow(std::unique_ptr<XConnection> pConnection, Size size)
-    : m_pConnection(std::move(pConnection)) {
+X11Surface::X11Surface(std::unique_ptr<XConnection> connection, Size size)
+    : m_connection(std::move(connection)) {
     m_canvas.size = size;
 }
 
-ViewWindow::~ViewWindow() {
+X11Surface::~X11Surface() {
     const SigpipeGuard noSigpipe;
-    if (const xcb_window_t ours = window(); ours != 0) {
-        xcb_destroy_window(m_pConnection->get(), ours);
-        m_pConnection->sync();
+    if (const auto ours = static_cast<xcb_window_t>(X11Surface::Handle()); ours != 0) {
+        xcb_destroy_window(m_connection->get(), ours);
+        m_connection->sync();
     }
-    m_pConnection->shutDown();
+    m_connection->shutDown();
     if (m_thread.joinable()) {
         m_thread.join();
     }
 }
 
-bool ViewWindow::makeWindow(xcb_window_t parent, const VRECT& rect) {
-    const XConnection& connection = *m_pConnection;
-    xcb_connection_t* pXcb = connection.get();
+bool X11Surface::makeWindow(xcb_window_t parent, const VRECT& rect) {
+    const XConnection& connection = *m_connection;
+    xcb_connection_t* xcb = connection.get();
     m_isTopLevel = parent == 0 || parent == connection.root();
     const xcb_window_t actualParent = m_isTopLevel ? connection.root() : parent;
     if (!isWindow(connection, actualParent)) {
@@ -111,37 +112,37 @@ bool ViewWindow::makeWindow(xcb_window_t parent, const VRECT& rect) {
                                     connection.colormap()};
     const xcb_window_t window = connection.newId();
     const auto cookie =
-        xcb_create_window_checked(pXcb, XConnection::Depth, window, actualParent, clampPosition(rect.x),
+        xcb_create_window_checked(xcb, XConnection::Depth, window, actualParent, clampPosition(rect.x),
                                   clampPosition(rect.y), m_canvas.size.width, m_canvas.size.height, 0,
                                   XCB_WINDOW_CLASS_INPUT_OUTPUT, connection.visual(), Mask, values);
-    const XReply<xcb_generic_error_t> pError(xcb_request_check(pXcb, cookie));
-    if (pError || xcb_connection_has_error(pXcb) != 0) {
+    const XReply<xcb_generic_error_t> error(xcb_request_check(xcb, cookie));
+    if (error || xcb_connection_has_error(xcb) != 0) {
         return false;
     }
     m_window = window;
     m_canvas.drawable = window;
     m_canvas.picture = makeCanvasPicture(connection, window);
-    m_pPainter = std::make_unique<Painter>(connection, window);
-    m_pBackPixmaps = BackPixmaps::create(connection, window);
+    m_painter = std::make_unique<Painter>(connection, window);
+    m_backPixmaps = BackPixmaps::create(connection, window);
     if (m_isTopLevel) {
         makeTopLevel(rect);
     }
-    xcb_map_window(pXcb, window);
-    xcb_flush(pXcb);
+    xcb_map_window(xcb, window);
+    xcb_flush(xcb);
     return true;
 }
 
-void ViewWindow::makeTopLevel(const VRECT& rect) {
-    xcb_connection_t* pXcb = m_pConnection->get();
-    const xcb_atom_t protocols = atom(*m_pConnection, "WM_PROTOCOLS");
-    m_deleteWindow = atom(*m_pConnection, "WM_DELETE_WINDOW");
+void X11Surface::makeTopLevel(const VRECT& rect) {
+    xcb_connection_t* xcb = m_connection->get();
+    const xcb_atom_t protocols = atom(*m_connection, "WM_PROTOCOLS");
+    m_deleteWindow = atom(*m_connection, "WM_DELETE_WINDOW");
     SizeHints hints;
     hints.x = rect.x;
     hints.y = rect.y;
     hints.width = m_canvas.size.width;
     hints.height = m_canvas.size.height;
-    const auto set = [&](xcb_atom_t property, xcb_atom_t type, int bits, int count, const void* pData) {
-        xcb_change_property(pXcb, XCB_PROP_MODE_REPLACE, m_window, property, type, bits, count, pData);
+    const auto set = [&](xcb_atom_t property, xcb_atom_t type, int bits, int count, const void* data) {
+        xcb_change_property(xcb, XCB_PROP_MODE_REPLACE, m_window, property, type, bits, count, data);
     };
     set(protocols, XCB_ATOM_ATOM, 32, 1, &m_deleteWindow);
     set(XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, sizeof(Title) - 1, Title);
@@ -149,19 +150,19 @@ void ViewWindow::makeTopLevel(const VRECT& rect) {
     set(XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS, 32, sizeof(hints) / 4, &hints);
 }
 
-void ViewWindow::startEventThread() {
+void X11Surface::startEventThread() {
     const SignalsBlocked blocked;
     m_thread = std::thread([this] { run(); });
     pthread_setname_np(m_thread.native_handle(), "kq-view");
 }
 
-void ViewWindow::run() {
-    xcb_connection_t* pXcb = m_pConnection->get();
-    while (const Event pEvent{xcb_wait_for_event(pXcb)}) {
+void X11Surface::run() {
+    xcb_connection_t* xcb = m_connection->get();
+    while (const Event event{xcb_wait_for_event(xcb)}) {
         const std::lock_guard<std::mutex> guard(m_lock);
-        handle(*pEvent);
-        while (const Event pMore{xcb_poll_for_queued_event(pXcb)}) {
-            handle(*pMore);
+        handle(*event);
+        while (const Event more{xcb_poll_for_queued_event(xcb)}) {
+            handle(*more);
         }
         if (m_window == 0) {
             break;
@@ -173,7 +174,7 @@ void ViewWindow::run() {
     leave();
 }
 
-void ViewWindow::handle(const xcb_generic_event_t& event) {
+void X11Surface::handle(const xcb_generic_event_t& event) {
     constexpr unsigned SentByClient = 0x80;
     switch (event.response_type & ~SentByClient) {
     case XCB_EXPOSE:
@@ -201,45 +202,45 @@ void ViewWindow::handle(const xcb_generic_event_t& event) {
 }
 
 /// Takes the window off the screen as a window manager expects it (ICCCM 4.1.4). A host may map it again.
-void ViewWindow::withdraw() {
-    xcb_connection_t* pXcb = m_pConnection->get();
+void X11Surface::withdraw() {
+    xcb_connection_t* xcb = m_connection->get();
     xcb_unmap_notify_event_t event = {};
     event.response_type = XCB_UNMAP_NOTIFY;
-    event.event = m_pConnection->root();
+    event.event = m_connection->root();
     event.window = m_window;
-    xcb_unmap_window(pXcb, m_window);
-    xcb_send_event(pXcb, 0, m_pConnection->root(),
+    xcb_unmap_window(xcb, m_window);
+    xcb_send_event(xcb, 0, m_connection->root(),
                    XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
                    reinterpret_cast<const char*>(&event));
-    xcb_flush(pXcb);
+    xcb_flush(xcb);
 }
 
 /// The window is gone: gives back what drawing needed.
-void ViewWindow::leave() {
+void X11Surface::leave() {
     const std::lock_guard<std::mutex> guard(m_lock);
     m_window = 0;
     m_hasPicture = false;
-    m_pPictures[m_current].reset();
+    m_pictures[m_current].reset();
     if (!m_isLent) {
-        m_pPictures[1 - m_current].reset();
+        m_pictures[1 - m_current].reset();
     }
-    m_pBackPixmaps.reset();
-    m_pPainter.reset();
+    m_backPixmaps.reset();
+    m_painter.reset();
 }
 
-std::uint8_t* ViewWindow::lend(Size size) {
+std::uint8_t* X11Surface::Lend(Size size) {
     const SigpipeGuard noSigpipe;
     const std::lock_guard<std::mutex> guard(m_lock);
     m_isLent = m_window != 0 && preparePictures(size);
     if (!m_isLent) {
         return nullptr;
     }
-    ShmPicture& picture = *m_pPictures[1 - m_current];
+    ShmPicture& picture = *m_pictures[1 - m_current];
     picture.waitUntilUnused();
     return picture.pixels();
 }
 
-void ViewWindow::show(Size size, const std::uint8_t* pPixels) {
+void X11Surface::Show(Size size, const std::uint8_t* pixels) {
     const SigpipeGuard noSigpipe;
     const std::lock_guard<std::mutex> guard(m_lock);
     m_isLent = false;
@@ -247,18 +248,18 @@ void ViewWindow::show(Size size, const std::uint8_t* pPixels) {
         return;
     }
     const int next = 1 - m_current;
-    ShmPicture& picture = *m_pPictures[next];
-    if (picture.pixels() != pPixels) {
+    ShmPicture& picture = *m_pictures[next];
+    if (picture.pixels() != pixels) {
         picture.waitUntilUnused();
-        std::memcpy(picture.pixels(), pPixels, picture.bytes());
+        std::memcpy(picture.pixels(), pixels, picture.bytes());
     }
-    const bool sameLayout = m_hasPicture && m_pPictures[m_current]->size() == size;
+    const bool sameLayout = m_hasPicture && m_pictures[m_current]->PixelSize() == size;
     m_current = next;
     m_hasPicture = true;
     draw(!sameLayout);
 }
 
-void ViewWindow::apply(const DisplaySettings& settings) {
+void X11Surface::Apply(const DisplaySettings& settings) {
     const SigpipeGuard noSigpipe;
     const std::lock_guard<std::mutex> guard(m_lock);
     m_settings = settings;
@@ -267,7 +268,7 @@ void ViewWindow::apply(const DisplaySettings& settings) {
     }
 }
 
-void ViewWindow::redraw() {
+void X11Surface::Redraw() {
     const SigpipeGuard noSigpipe;
     const std::lock_guard<std::mutex> guard(m_lock);
     if (m_window != 0) {
@@ -275,38 +276,38 @@ void ViewWindow::redraw() {
     }
 }
 
-xcb_window_t ViewWindow::window() {
+std::uintptr_t X11Surface::Handle() {
     const std::lock_guard<std::mutex> guard(m_lock);
     return m_window;
 }
 
 /// Sees to it that the picture to be filled next has the size. The one shown last stays until it is replaced.
-bool ViewWindow::preparePictures(Size size) {
-    auto& pNext = m_pPictures[1 - m_current];
-    if (!pNext || !(pNext->size() == size)) {
-        pNext = ShmPicture::create(*m_pConnection, size);
+bool X11Surface::preparePictures(Size size) {
+    auto& next = m_pictures[1 - m_current];
+    if (!next || !(next->PixelSize() == size)) {
+        next = ShmPicture::create(*m_connection, size);
     }
-    if (!pNext) {
+    if (!next) {
         KQLogEx(L"PlayerView: no memory for a picture of %dx%d", size.width, size.height);
     }
-    return pNext != nullptr;
+    return next != nullptr;
 }
 
-void ViewWindow::draw(bool bars) {
+void X11Surface::draw(bool bars) {
     m_needsRedraw = false;
-    Canvas& canvas = m_pBackPixmaps ? m_pBackPixmaps->acquire(m_canvas.size) : m_canvas;
+    Canvas& canvas = m_backPixmaps ? m_backPixmaps->acquire(m_canvas.size) : m_canvas;
     if (!m_hasPicture) {
-        m_pPainter->paintBlack(canvas);
+        m_painter->paintBlack(canvas);
     } else {
-        ShmPicture& picture = *m_pPictures[m_current];
-        const PictureLayout layout = layOut(picture.size(), m_settings, canvas.size);
-        if (bars || m_pBackPixmaps) {
-            m_pPainter->paintBars(layout, canvas);
+        ShmPicture& picture = *m_pictures[m_current];
+        const PictureLayout layout = layOut(picture.PixelSize(), m_settings, canvas.size);
+        if (bars || m_backPixmaps) {
+            m_painter->paintBars(layout, canvas);
         }
-        m_pPainter->paintPicture(picture, layout, canvas);
+        m_painter->paintPicture(picture, layout, canvas);
     }
-    if (m_pBackPixmaps) {
-        m_pBackPixmaps->present(canvas);
+    if (m_backPixmaps) {
+        m_backPixmaps->present(canvas);
     }
-    xcb_flush(m_pConnection->get());
+    xcb_flush(m_connection->get());
 }

@@ -1,4 +1,4 @@
-#include "SigpipeGuard.h"
+#include "x11/SigpipeGuard.h"
 
 #include <ctime>
 

@@ -1,4 +1,4 @@
-#include "Painter.h"
+#include "x11/Painter.h"
 
 #include "NearestScale.h"
 
@@ -63,9 +63,9 @@ void Painter::paintBars(const PictureLayout& layout, const Canvas& canvas) {
     fill(bars.rects, bars.count, canvas);
 }
 
-void Painter::fill(const Rect* pRects, int count, const Canvas& canvas) {
+void Painter::fill(const Rect* rects, int count, const Canvas& canvas) {
     for (int i = 0; i < count; ++i) {
-        const xcb_rectangle_t rect = toX(pRects[i]);
+        const xcb_rectangle_t rect = toX(rects[i]);
         xcb_poly_fill_rectangle(m_connection.get(), canvas.drawable, m_black, 1, &rect);
     }
 }
@@ -91,7 +91,7 @@ void Painter::put(ShmPicture& picture, const Rect& part, int toX, int toY, xcb_d
 }
 
 void Painter::putShared(ShmPicture& picture, const Rect& part, int toX, int toY, xcb_drawable_t drawable) {
-    const Size size = picture.size();
+    const Size size = picture.PixelSize();
     xcb_shm_put_image(m_connection.get(), drawable, m_copy, size.width, size.height, part.x, part.y,
                       part.width, part.height, toX, toY, XConnection::Depth, XCB_IMAGE_FORMAT_Z_PIXMAP, 0,
                       picture.segment(), 0);
@@ -102,15 +102,15 @@ void Painter::putShared(ShmPicture& picture, const Rect& part, int toX, int toY,
 void Painter::putThroughSocket(const ShmPicture& picture, const Rect& part, int toX, int toY,
                                xcb_drawable_t drawable) {
     constexpr std::size_t HeaderBytes = 32;
-    xcb_connection_t* pXcb = m_connection.get();
-    const Size size = picture.size();
+    xcb_connection_t* xcb = m_connection.get();
+    const Size size = picture.PixelSize();
     const std::size_t rowBytes = std::size_t{4} * size.width;
     const auto rowsAtOnce = static_cast<int>((m_connection.maxRequestBytes() - HeaderBytes) / rowBytes);
     const xcb_rectangle_t clip = ::toX({toX, toY, part.width, part.height});
-    xcb_set_clip_rectangles(pXcb, XCB_CLIP_ORDERING_YX_BANDED, m_copy, 0, 0, 1, &clip);
+    xcb_set_clip_rectangles(xcb, XCB_CLIP_ORDERING_YX_BANDED, m_copy, 0, 0, 1, &clip);
     for (int y = 0; y < part.height;) {
         const int rows = std::min(std::max(1, rowsAtOnce), part.height - y);
-        xcb_put_image(pXcb, XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, m_copy, size.width, rows, toX - part.x,
+        xcb_put_image(xcb, XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, m_copy, size.width, rows, toX - part.x,
                       toY + y, 0, XConnection::Depth, rows * rowBytes,
                       picture.pixels() + (part.y + y) * rowBytes);
         y += rows;
@@ -118,18 +118,18 @@ void Painter::putThroughSocket(const ShmPicture& picture, const Rect& part, int 
 }
 
 void Painter::composite(ShmPicture& picture, const PictureLayout& layout, const Canvas& canvas) {
-    xcb_connection_t* pXcb = m_connection.get();
+    xcb_connection_t* xcb = m_connection.get();
     const xcb_render_picture_t source = picture.source() != 0 ? picture.source() : upload(picture);
     const Rect& visible = layout.visible;
-    xcb_render_set_picture_transform(pXcb, source, targetToSource(layout));
-    xcb_render_composite(pXcb, XCB_RENDER_PICT_OP_SRC, source, XCB_RENDER_PICTURE_NONE, canvas.picture,
+    xcb_render_set_picture_transform(xcb, source, targetToSource(layout));
+    xcb_render_composite(xcb, XCB_RENDER_PICT_OP_SRC, source, XCB_RENDER_PICTURE_NONE, canvas.picture,
                          visible.x - layout.target.x, visible.y - layout.target.y, 0, 0, visible.x, visible.y,
                          visible.width, visible.height);
     picture.markInUse();
 }
 
 xcb_render_picture_t Painter::upload(ShmPicture& picture) {
-    const Size size = picture.size();
+    const Size size = picture.PixelSize();
     if (!(m_upload.size == size)) {
         freeUpload();
         m_upload.size = size;
@@ -152,13 +152,13 @@ void Painter::freeUpload() {
 
 void Painter::putScaled(ShmPicture& picture, const PictureLayout& layout, const Canvas& canvas) {
     const Size size = {layout.visible.width, layout.visible.height};
-    if (!m_pScaled || !(m_pScaled->size() == size)) {
-        m_pScaled = ShmPicture::create(m_connection, size);
+    if (!m_scaled || !(m_scaled->PixelSize() == size)) {
+        m_scaled = ShmPicture::create(m_connection, size);
     }
-    if (!m_pScaled) {
+    if (!m_scaled) {
         return;
     }
-    m_pScaled->waitUntilUnused();
-    scaleNearest(picture.pixels(), picture.size().width, layout, m_pScaled->pixels());
-    put(*m_pScaled, {0, 0, size.width, size.height}, layout.visible.x, layout.visible.y, canvas.drawable);
+    m_scaled->waitUntilUnused();
+    scaleNearest(picture.pixels(), picture.PixelSize().width, layout, m_scaled->pixels());
+    put(*m_scaled, {0, 0, size.width, size.height}, layout.visible.x, layout.visible.y, canvas.drawable);
 }

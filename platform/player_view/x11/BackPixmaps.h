@@ -1,8 +1,8 @@
 /// @file
 #pragma once
 
-#include "Painter.h"
-#include "XConnection.h"
+#include "x11/Painter.h"
+#include "x11/XConnection.h"
 
 #include <xcb/present.h>
 
@@ -41,7 +41,7 @@ private:
     const XConnection& m_connection;
     xcb_window_t m_window;
     xcb_present_event_t m_eventId;
-    xcb_special_event_t* m_pEvents;
+    xcb_special_event_t* m_events;
     std::array<Pixmap, 3> m_pixmaps;
     std::uint32_t m_serial = 0;
 };

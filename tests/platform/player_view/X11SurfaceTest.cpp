@@ -1,5 +1,5 @@
 // The ways of drawing, one after the other: whatever the server can or cannot do, the window shows the same.
-#include "ViewWindow.h"
+#include "x11/X11Surface.h"
 
 #include "TestPicture.h"
 #include "tests/support/WaitUntil.h"
@@ -23,47 +23,48 @@ using kq::test::WaitUntil;
 namespace {
 
 struct Way {
-    const char* pName;
+    const char* name;
     bool shm, sharedPixmaps, render, present;
 };
 
 void PrintTo(const Way& way, std::ostream* out) {
-    *out << way.pName;
+    *out << way.name;
 }
 
-class ViewWindowTest : public testing::TestWithParam<Way> {
+class X11SurfaceTest : public testing::TestWithParam<Way> {
 protected:
-    ViewWindowTest() {
+    X11SurfaceTest() {
         const Way& way = GetParam();
-        auto pConnection = XConnection::open({way.shm, way.sharedPixmaps, way.render, true, way.present});
-        const XFeatures& found = pConnection->features();
+        auto connection = XConnection::open({way.shm, way.sharedPixmaps, way.render, true, way.present});
+        const XFeatures& found = connection->features();
         EXPECT_EQ(found.shm, way.shm);
         EXPECT_EQ(found.sharedPixmaps, way.shm && way.sharedPixmaps);
         EXPECT_EQ(found.render, way.render);
         EXPECT_EQ(found.present, way.present);
-        m_pView = ViewWindow::create(std::move(pConnection), 0, {40, 30, 320, 180});
+        m_surface = X11Surface::create(std::move(connection), 0, {40, 30, 320, 180});
     }
     void show(const TestPicture& picture) {
-        m_pView->show({picture.width, picture.height}, picture.pixels.data());
+        m_surface->Show({picture.width, picture.height}, picture.pixels.data());
     }
+    xcb_window_t window() { return static_cast<xcb_window_t>(m_surface->Handle()); }
     void showLent(const TestPicture& picture) {
         const Size size = {picture.width, picture.height};
-        std::uint8_t* const pixels = m_pView->lend(size);
+        std::uint8_t* const pixels = m_surface->Lend(size);
         std::memcpy(pixels, picture.pixels.data(), picture.pixels.size());
-        m_pView->show(size, pixels);
+        m_surface->Show(size, pixels);
     }
     bool waitForPicture(const TestPicture& picture, int x, int y) {
-        return kqtest::waitForPicture(m_server, picture, x, y, m_pView->window());
+        return kqtest::waitForPicture(m_server, picture, x, y, window());
     }
     bool waitForProbes(const std::vector<Probe>& probes) {
-        return kqtest::waitForProbes(m_server, probes, m_pView->window());
+        return kqtest::waitForProbes(m_server, probes, window());
     }
 
     Xvfb m_server;
-    std::unique_ptr<ViewWindow> m_pView;
+    std::unique_ptr<X11Surface> m_surface;
 };
 
-TEST_P(ViewWindowTest, ShowsUnscaledPicturesExactly) {
+TEST_P(X11SurfaceTest, ShowsUnscaledPicturesExactly) {
     for (int i = 0; i < 5; ++i) {
         const TestPicture picture = noise(320, 180 - 20 * i);
         show(picture);
@@ -73,7 +74,7 @@ TEST_P(ViewWindowTest, ShowsUnscaledPicturesExactly) {
     }
 }
 
-TEST_P(ViewWindowTest, ScalesSmoothPictures) {
+TEST_P(X11SurfaceTest, ScalesSmoothPictures) {
     // Levels rise by one a pixel: scaled up by two they lie within half a pixel of the exact value.
     show({160, 90, [](int x, int y) { return static_cast<std::uint32_t>(x << 16 | y << 8 | 77); }});
     const auto isScaled = [](const Image& image) {
@@ -89,37 +90,37 @@ TEST_P(ViewWindowTest, ScalesSmoothPictures) {
         }
         return image.width == 320;
     };
-    EXPECT_TRUE(isScaled(m_server.waitFor(isScaled, m_pView->window())));
+    EXPECT_TRUE(isScaled(m_server.waitFor(isScaled, window())));
 }
 
-TEST_P(ViewWindowTest, CutsAndCrops) {
+TEST_P(X11SurfaceTest, CutsAndCrops) {
     show(quadrants(160, 160)); // fitted: 180 x 180, bars of 70 beside it
     EXPECT_TRUE(
         waitForProbes({{69, 90, Black}, {72, 2, Red}, {247, 2, Green}, {72, 177, Blue}, {250, 9, Black}}));
     DisplaySettings settings;
     settings.method = IMAGE_RESIZE_FILL; // 320 x 320, 70 cut above and below
-    m_pView->apply(settings);
+    m_surface->Apply(settings);
     EXPECT_TRUE(
         waitForProbes({{0, 0, Red}, {319, 0, Green}, {0, 179, Blue}, {319, 179, White}, {150, 80, Red}}));
     settings.cropOn = true;
     settings.crop = {80, 0, 160, 80};
-    m_pView->apply(settings);
+    m_surface->Apply(settings);
     EXPECT_TRUE(waitForProbes({{2, 2, Green}, {317, 177, Green}, {160, 90, Green}}));
     const TestPicture picture = noise(600, 400);
     settings.method = IMAGE_RESIZE_ORIGINAL;
     settings.crop = {101, 103, 101 + 340, 103 + 60}; // 10 columns lost on each side, bars of 60
-    m_pView->apply(settings);
+    m_surface->Apply(settings);
     show(picture);
     const TestPicture part(320, 60, [&](int x, int y) { return picture.at(x + 111, y + 103); });
     EXPECT_TRUE(waitForPicture(part, 0, 60));
     EXPECT_TRUE(waitForProbes({{160, 59, Black}, {160, 120, Black}}));
 }
 
-TEST_P(ViewWindowTest, DrawsAgainAfterResizeAndExpose) {
+TEST_P(X11SurfaceTest, DrawsAgainAfterResizeAndExpose) {
     const TestPicture picture = quadrants(320, 180);
     EXPECT_TRUE(waitForProbes({{0, 0, Black}, {319, 179, Black}})); // before the first picture
     show(picture);
-    m_server.resizeWindow(m_pView->window(), 640, 480);
+    m_server.resizeWindow(window(), 640, 480);
     const std::vector<Probe> resized = {
         {5, 55, Black}, {5, 65, Red}, {635, 65, Green}, {5, 415, Blue}, {635, 425, Black}};
     ASSERT_TRUE(waitForProbes(resized));
@@ -127,24 +128,24 @@ TEST_P(ViewWindowTest, DrawsAgainAfterResizeAndExpose) {
     ASSERT_EQ(m_server.screenshot().at(100, 100), 0x123456u);
     m_server.destroyWindow(cover);
     EXPECT_TRUE(waitForProbes(resized));
-    m_server.resizeWindow(m_pView->window(), 160, 90);
+    m_server.resizeWindow(window(), 160, 90);
     EXPECT_TRUE(waitForProbes({{2, 2, Red}, {157, 2, Green}, {2, 87, Blue}, {157, 87, White}}));
 }
 
-TEST_P(ViewWindowTest, DrawsAgainWhenExposeComesWithConfigure) {
+TEST_P(X11SurfaceTest, DrawsAgainWhenExposeComesWithConfigure) {
     show(quadrants(320, 180));
     const std::vector<Probe> drawn = {{2, 2, Red}, {317, 2, Green}, {2, 177, Blue}, {317, 177, White}};
     ASSERT_TRUE(waitForProbes(drawn));
     for (int i = 0; i < 20; ++i) { // the two may be read one by one, where nothing can go wrong
-        m_server.fill(m_pView->window(), 0x123456);
-        m_server.sendExposeAndConfigure(m_pView->window(), 320, 180);
+        m_server.fill(window(), 0x123456);
+        m_server.sendExposeAndConfigure(window(), 320, 180);
         ASSERT_TRUE(waitForProbes(drawn)) << i;
     }
 }
 
 /// Pictures are drawn from two pieces of shared memory in turn. With a server that reads nothing for a while,
 /// the piece that it has not read yet is not given out again.
-TEST_P(ViewWindowTest, LeavesMemoryAloneThatTheServerStillReads) {
+TEST_P(X11SurfaceTest, LeavesMemoryAloneThatTheServerStillReads) {
     if (!GetParam().shm) {
         return; // pictures are sent, and the memory is free at once
     }
@@ -181,7 +182,7 @@ TEST_P(ViewWindowTest, LeavesMemoryAloneThatTheServerStillReads) {
     }
 }
 
-TEST_P(ViewWindowTest, ShowsTheLastOfManyPictures) {
+TEST_P(X11SurfaceTest, ShowsTheLastOfManyPictures) {
     for (std::uint32_t i = 0; i < 80; ++i) {
         show(plain(320 - (i / 20) * 2, 180, i));
     }
@@ -201,7 +202,7 @@ const std::vector<Way> Ways = {
     {"PresentWithoutRender", true, false, false, true},
 };
 
-INSTANTIATE_TEST_SUITE_P(Ways, ViewWindowTest, testing::ValuesIn(Ways),
-                         [](const auto& info) { return std::string(info.param.pName); });
+INSTANTIATE_TEST_SUITE_P(Ways, X11SurfaceTest, testing::ValuesIn(Ways),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 } // namespace
