@@ -8,9 +8,9 @@
 #include "player_view.h"
 
 #include <dlfcn.h>
-#include <limits.h>
 #include <unistd.h>
 
+#include <climits>
 #include <string>
 #include <vector>
 

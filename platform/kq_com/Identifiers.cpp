@@ -3,12 +3,13 @@
 const _GUID IID_IUnknown = {0x00000000, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 const _GUID IID_IClassFactory = {0x00000001, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
+namespace kq::com {
 namespace {
 
 /// One x a nibble, in the order of the text.
-constexpr wchar_t Form[] = L"xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
+constexpr wchar_t form[] = L"xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
 
-int nibble(wchar_t c) {
+int Nibble(wchar_t c) {
     if (c >= L'0' && c <= L'9') {
         return c - L'0';
     }
@@ -22,16 +23,16 @@ int nibble(wchar_t c) {
 }
 
 /// Reads the 16 bytes in the order of the text. @return false when the text has another form
-bool parse(const wchar_t* text, std::uint8_t (&bytes)[16]) {
+bool Parse(const wchar_t* text, std::uint8_t (&bytes)[16]) {
     int nibbles = 0;
-    for (const wchar_t* form = Form; *form != L'\0'; ++form, ++text) {
-        if (*form == L'-') {
+    for (const wchar_t* expected = form; *expected != L'\0'; ++expected, ++text) {
+        if (*expected == L'-') {
             if (*text != L'-') {
                 return false;
             }
             continue;
         }
-        const int value = nibble(*text);
+        const int value = Nibble(*text);
         if (value < 0) {
             return false;
         }
@@ -42,6 +43,9 @@ bool parse(const wchar_t* text, std::uint8_t (&bytes)[16]) {
 }
 
 } // namespace
+} // namespace kq::com
+
+using namespace kq::com;
 
 std::int32_t CLSIDFromString(const wchar_t* text, _GUID* guid) {
     if (text == nullptr || guid == nullptr) {
@@ -49,7 +53,7 @@ std::int32_t CLSIDFromString(const wchar_t* text, _GUID* guid) {
     }
     *guid = {};
     std::uint8_t bytes[16] = {};
-    if (!parse(text, bytes)) {
+    if (!Parse(text, bytes)) {
         return kq::Failed;
     }
     guid->Data1 = std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 |

@@ -11,6 +11,7 @@
 #include <new>
 #include <string>
 
+namespace kq::imageproc {
 namespace {
 
 using Encoder = EncodeResult (*)(const Bitmap&, AtomicFile&);
@@ -20,22 +21,22 @@ struct Format {
     Encoder encode; ///< null: this build has no library for it
 };
 
-constexpr Format Formats[] = {
-    {L"image/bmp", encodeBmp},
+constexpr Format formats[] = {
+    {L"image/bmp", EncodeBmp},
 #ifdef KQ_HAVE_JPEG
-    {L"image/jpeg", encodeJpeg},
+    {L"image/jpeg", EncodeJpeg},
 #else
     {L"image/jpeg", nullptr},
 #endif
 #ifdef KQ_HAVE_PNG
-    {L"image/png", encodePng},
+    {L"image/png", EncodePng},
 #else
     {L"image/png", nullptr},
 #endif
 };
 
-const Format* findFormat(const wchar_t* mimeType) {
-    for (const Format& format : Formats) {
+const Format* FindFormat(const wchar_t* mimeType) {
+    for (const Format& format : formats) {
         if (std::wcscmp(format.mimeType, mimeType) == 0) {
             return &format;
         }
@@ -44,39 +45,39 @@ const Format* findFormat(const wchar_t* mimeType) {
 }
 
 /// @return false when the path has a character that does not exist
-bool toUtf8(const wchar_t* text, std::string& out) {
+bool ToUtf8(const wchar_t* text, std::string& out) {
     for (; *text != L'\0'; ++text) {
         const auto c = static_cast<char32_t>(*text);
-        if (!kq::text::isCodePoint(c)) {
+        if (!kq::text::IsCodePoint(c)) {
             return false;
         }
-        char bytes[kq::text::MaxUtf8Length];
-        out.append(bytes, kq::text::encodeUtf8(c, bytes));
+        char bytes[kq::text::maxUtf8Length];
+        out.append(bytes, kq::text::EncodeUtf8(c, bytes));
     }
     return true;
 }
 
-EncodeResult writeFile(const Bitmap& bitmap, Encoder encode, const std::string& path) {
+EncodeResult WriteFile(const Bitmap& bitmap, Encoder encode, const std::string& path) {
     AtomicFile file(path);
-    if (!file.error().empty()) {
-        return file.error();
+    if (!file.Error().empty()) {
+        return file.Error();
     }
     EncodeResult result = encode(bitmap, file);
-    if (result.empty() && !file.commit()) {
-        result = file.error();
+    if (result.empty() && !file.Commit()) {
+        result = file.Error();
     }
     return result;
 }
 
 /// @return an empty text for success, or why there is no such file
-EncodeResult save(const Bitmap* bitmap, const wchar_t* path, const wchar_t* mimeType) {
-    if (bitmap == nullptr || bitmap->isEmpty()) {
+EncodeResult Save(const Bitmap* bitmap, const wchar_t* path, const wchar_t* mimeType) {
+    if (bitmap == nullptr || bitmap->IsEmpty()) {
         return "the image is empty";
     }
     if (mimeType == nullptr) {
         return "no format was given";
     }
-    const Format* format = findFormat(mimeType);
+    const Format* format = FindFormat(mimeType);
     if (format == nullptr) {
         return "the format is not known";
     }
@@ -87,48 +88,51 @@ EncodeResult save(const Bitmap* bitmap, const wchar_t* path, const wchar_t* mime
         return "no path was given";
     }
     std::string utf8Path;
-    if (!toUtf8(path, utf8Path)) {
+    if (!ToUtf8(path, utf8Path)) {
         return "the path is not Unicode";
     }
-    return writeFile(*bitmap, format->encode, utf8Path);
+    return WriteFile(*bitmap, format->encode, utf8Path);
 }
 
-Bitmap* asBitmap(void* image) {
+Bitmap* AsBitmap(void* image) {
     return static_cast<Bitmap*>(image);
 }
 
 } // namespace
+} // namespace kq::imageproc
+
+using namespace kq::imageproc;
 
 void* DICreate(void) {
     return new (std::nothrow) Bitmap;
 }
 
 int DISetContent(void* image, int width, int height, int bitsPerPixel) {
-    return image != nullptr && asBitmap(image)->setContent(width, height, bitsPerPixel) ? 1 : 0;
+    return image != nullptr && AsBitmap(image)->SetContent(width, height, bitsPerPixel) ? 1 : 0;
 }
 
 int DIGetWidth(void* image) {
-    return image != nullptr ? asBitmap(image)->width() : 0;
+    return image != nullptr ? AsBitmap(image)->Width() : 0;
 }
 
 int DIGetHeight(void* image) {
-    return image != nullptr ? asBitmap(image)->height() : 0;
+    return image != nullptr ? AsBitmap(image)->Height() : 0;
 }
 
 unsigned char* DIGetBits(void* image) {
-    return image != nullptr ? asBitmap(image)->bits() : nullptr;
+    return image != nullptr ? AsBitmap(image)->Bits() : nullptr;
 }
 
 tagBITMAPINFOHEADER* DIGetBitmapInfo(void* image) {
-    if (image == nullptr || asBitmap(image)->isEmpty()) {
+    if (image == nullptr || AsBitmap(image)->IsEmpty()) {
         return nullptr;
     }
-    return asBitmap(image)->header();
+    return AsBitmap(image)->Header();
 }
 
 int DISaveEx(void* image, const wchar_t* path, const wchar_t* mimeType) {
     try {
-        const EncodeResult reason = save(asBitmap(image), path, mimeType);
+        const EncodeResult reason = Save(AsBitmap(image), path, mimeType);
         if (reason.empty()) {
             return 1;
         }
@@ -140,5 +144,5 @@ int DISaveEx(void* image, const wchar_t* path, const wchar_t* mimeType) {
 }
 
 void DIDestroy(void* image) {
-    delete asBitmap(image);
+    delete AsBitmap(image);
 }

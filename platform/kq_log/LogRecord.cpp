@@ -6,19 +6,21 @@
 #include <cstdlib>
 #include <cstring>
 
+namespace kq::log {
+
 LogRecord::~LogRecord() {
     if (m_text != m_inline) {
         std::free(m_text);
     }
 }
 
-void LogRecord::append(std::uint32_t codePoint) {
-    if (reserve(kq::text::MaxUtf8Length)) {
-        m_length += kq::text::encodeUtf8(codePoint, m_text + m_length);
+void LogRecord::Append(std::uint32_t codePoint) {
+    if (Reserve(kq::text::maxUtf8Length)) {
+        m_length += kq::text::EncodeUtf8(codePoint, m_text + m_length);
     }
 }
 
-void LogRecord::makeLine() {
+void LogRecord::MakeLine() {
     const auto isLineEnd = [](char c) { return c == '\n' || c == '\r'; };
     while (m_length > 0 && isLineEnd(m_text[m_length - 1])) {
         --m_length;
@@ -38,7 +40,7 @@ void LogRecord::makeLine() {
     m_length = end - m_text;
 }
 
-bool LogRecord::reserve(std::size_t count) {
+bool LogRecord::Reserve(std::size_t count) {
     const std::size_t needed = m_length + count + 1;
     if (needed <= m_room) {
         return true;
@@ -56,3 +58,5 @@ bool LogRecord::reserve(std::size_t count) {
     m_room = room;
     return true;
 }
+
+} // namespace kq::log

@@ -3,6 +3,8 @@
 
 #include "Surface.h"
 
+namespace kq::playerview {
+
 /// No window: pictures go to the view's sinks only.
 class OffScreenSurface final : public Surface {
 public:
@@ -12,3 +14,5 @@ public:
     void Redraw() override {}
     std::uintptr_t Handle() override { return 0; }
 };
+
+} // namespace kq::playerview

@@ -1,16 +1,18 @@
 #include "PictureSinks.h"
 
-void PictureSinks::setOwn(PictureSink sink) {
+namespace kq::playerview {
+
+void PictureSinks::SetOwn(PictureSink sink) {
     const std::lock_guard<std::mutex> guard(m_lock);
     m_own = sink;
 }
 
-void PictureSinks::setCommon(PictureSink sink) {
+void PictureSinks::SetCommon(PictureSink sink) {
     const std::lock_guard<std::mutex> guard(m_lock);
     m_common = sink;
 }
 
-void PictureSinks::call(void* view, int number, int width, int height, const unsigned char* pixels) {
+void PictureSinks::Call(void* view, int number, int width, int height, const unsigned char* pixels) {
     const std::lock_guard<std::mutex> guard(m_lock);
     for (const PictureSink& sink : {m_own, m_common}) {
         if (sink.function != nullptr) {
@@ -18,3 +20,5 @@ void PictureSinks::call(void* view, int number, int width, int height, const uns
         }
     }
 }
+
+} // namespace kq::playerview

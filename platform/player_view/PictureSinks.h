@@ -5,6 +5,8 @@
 
 #include <mutex>
 
+namespace kq::playerview {
+
 struct PictureSink {
     PVPictureSink function = nullptr;
     void* userData = nullptr;
@@ -14,12 +16,14 @@ struct PictureSink {
 /// replacing one waits until it no longer runs.
 class PictureSinks {
 public:
-    void setOwn(PictureSink sink);
-    void setCommon(PictureSink sink);
-    void call(void* view, int number, int width, int height, const unsigned char* pixels);
+    void SetOwn(PictureSink sink);
+    void SetCommon(PictureSink sink);
+    void Call(void* view, int number, int width, int height, const unsigned char* pixels);
 
 private:
     std::mutex m_lock;
     PictureSink m_own;
     PictureSink m_common;
 };
+
+} // namespace kq::playerview

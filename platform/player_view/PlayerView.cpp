@@ -10,28 +10,32 @@
 #include <new>
 #include <utility>
 
+namespace kq::playerview {
 namespace {
 
-View* asView(void* view) {
+View* AsView(void* view) {
     return static_cast<View*>(view);
 }
 
 /// @return what the functions return that change a view: 1, or 0 without a view
-int isView(const void* view) {
+int IsView(const void* view) {
     return view != nullptr ? 1 : 0;
 }
 
 /// Changes the settings of a view. @return 1, or 0 without a view
 template <typename Change>
-int changeView(void* view, Change change) {
+int ChangeView(void* view, Change change) {
     if (view == nullptr) {
         return 0;
     }
-    asView(view)->change(change);
+    AsView(view)->Change(change);
     return 1;
 }
 
 } // namespace
+} // namespace kq::playerview
+
+using namespace kq::playerview;
 
 void* PVCreatePlayerView(void* parent, VRECT* rect) {
     try {
@@ -45,30 +49,30 @@ void* PVCreatePlayerView(void* parent, VRECT* rect) {
 }
 
 void PVDestroyPlayerView(void* view) {
-    delete asView(view);
+    delete AsView(view);
 }
 
 int PVSetCropMode(void* view, unsigned int mode) {
-    return changeView(view, [mode](DisplaySettings& s) { s.cropOn = mode != 0; });
+    return ChangeView(view, [mode](DisplaySettings& s) { s.cropOn = mode != 0; });
 }
 
 int PVSetMaskMode(void* view, unsigned int /*mode*/) {
-    return isView(view);
+    return IsView(view);
 }
 
 int PVSetCallbackWnd(void* view, void* /*window*/) {
-    return isView(view);
+    return IsView(view);
 }
 
 int PVSetCropRect(void* view, tagRECT* rect) {
-    return changeView(view, [rect](DisplaySettings& s) { s.crop = rect != nullptr ? *rect : tagRECT{}; });
+    return ChangeView(view, [rect](DisplaySettings& s) { s.crop = rect != nullptr ? *rect : tagRECT{}; });
 }
 
 int PVGetCropRect(void* view, tagRECT* rect) {
     if (view == nullptr || rect == nullptr) {
         return 0;
     }
-    *rect = asView(view)->cropRect();
+    *rect = AsView(view)->CropRect();
     return 1;
 }
 
@@ -76,11 +80,11 @@ int PVSetDisplayResizeMode(void* view, IMAGE_RESIZE_METHOD method) {
     if (method < IMAGE_RESIZE_FIT || method > IMAGE_RESIZE_ORIGINAL) {
         return 0;
     }
-    return changeView(view, [method](DisplaySettings& s) { s.method = method; });
+    return ChangeView(view, [method](DisplaySettings& s) { s.method = method; });
 }
 
 void PVSetDisplayScale(void* view, int x, int y) {
-    changeView(view, [x, y](DisplaySettings& s) {
+    ChangeView(view, [x, y](DisplaySettings& s) {
         s.aspectX = x;
         s.aspectY = y;
     });
@@ -90,7 +94,7 @@ int PVUpdate(void* view) {
     if (view == nullptr) {
         return 0;
     }
-    asView(view)->update();
+    AsView(view)->Update();
     return 1;
 }
 
@@ -98,24 +102,24 @@ void* PVGetHwnd(void* view) {
     if (view == nullptr) {
         return nullptr;
     }
-    return reinterpret_cast<void*>(asView(view)->handle());
+    return reinterpret_cast<void*>(AsView(view)->Handle());
 }
 
 void PVShowRGB32Image(void* view, int width, int height, unsigned char* pixels) {
     if (view != nullptr) {
-        asView(view)->show(width, height, pixels);
+        AsView(view)->Show(width, height, pixels);
     }
 }
 
 unsigned char* PVGetPictureBuffer(void* view, int width, int height) {
-    return view != nullptr ? asView(view)->lend(width, height) : nullptr;
+    return view != nullptr ? AsView(view)->Lend(width, height) : nullptr;
 }
 
 void PVSetPictureSink(void* view, PVPictureSink function, void* userData) {
     const PictureSink sink = {function, userData};
     if (view == nullptr) {
-        ViewRegistry::instance().setCommonSink(sink);
+        ViewRegistry::Instance().SetCommonSink(sink);
         return;
     }
-    asView(view)->sinks().setOwn(sink);
+    AsView(view)->Sinks().SetOwn(sink);
 }

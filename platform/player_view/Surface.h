@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <memory>
 
+namespace kq::playerview {
+
 /// Where the pictures of one view go: a window of some window system, which keeps the last picture and draws
 /// it again by itself whenever that is needed, or no window at all. Functions may be called from any thread.
 ///
@@ -39,3 +41,5 @@ public:
 /// @return null, with a log line, when the parent is not a window
 /// @throw std::exception without memory or threads
 std::unique_ptr<Surface> MakeSurface(std::uintptr_t parent, const VRECT& rect);
+
+} // namespace kq::playerview

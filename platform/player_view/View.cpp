@@ -4,34 +4,38 @@
 
 #include <utility>
 
+namespace kq::playerview {
+
 namespace {
 
-bool isSize(int width, int height) {
-    return width > 0 && width <= MaxSide && height > 0 && height <= MaxSide;
+bool IsSize(int width, int height) {
+    return width > 0 && width <= maxSide && height > 0 && height <= maxSide;
 }
 
 } // namespace
 
 View::View(std::unique_ptr<Surface> surface)
-    : m_surface(std::move(surface)), m_number(ViewRegistry::instance().add(m_sinks)) {}
+    : m_surface(std::move(surface)), m_number(ViewRegistry::Instance().Add(m_sinks)) {}
 
 View::~View() {
-    ViewRegistry::instance().remove(m_sinks);
+    ViewRegistry::Instance().Remove(m_sinks);
 }
 
-unsigned char* View::lend(int width, int height) {
-    return isSize(width, height) ? m_surface->Lend({width, height}) : nullptr;
+unsigned char* View::Lend(int width, int height) {
+    return IsSize(width, height) ? m_surface->Lend({width, height}) : nullptr;
 }
 
-void View::show(int width, int height, const unsigned char* pixels) {
-    if (pixels == nullptr || !isSize(width, height)) {
+void View::Show(int width, int height, const unsigned char* pixels) {
+    if (pixels == nullptr || !IsSize(width, height)) {
         return;
     }
-    m_sinks.call(this, m_number, width, height, pixels);
+    m_sinks.Call(this, m_number, width, height, pixels);
     m_surface->Show({width, height}, pixels);
 }
 
-tagRECT View::cropRect() {
+tagRECT View::CropRect() {
     const std::lock_guard<std::mutex> guard(m_lock);
     return m_settings.crop;
 }
+
+} // namespace kq::playerview

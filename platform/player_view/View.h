@@ -8,6 +8,8 @@
 #include <memory>
 #include <mutex>
 
+namespace kq::playerview {
+
 /// One view: what a host set for it, its sinks, and its surface.
 class View {
 public:
@@ -17,21 +19,21 @@ public:
     View(const View&) = delete;
     View& operator=(const View&) = delete;
 
-    PictureSinks& sinks() { return m_sinks; }
+    PictureSinks& Sinks() { return m_sinks; }
     /// @return the native window, or 0
-    std::uintptr_t handle() { return m_surface->Handle(); }
+    std::uintptr_t Handle() { return m_surface->Handle(); }
     /// @return memory for the next picture, see Surface::Lend(), or null
-    unsigned char* lend(int width, int height);
+    unsigned char* Lend(int width, int height);
     /// Ignores a picture without pixels or of a size that cannot be shown.
-    void show(int width, int height, const unsigned char* pixels);
-    void update() { m_surface->Redraw(); }
-    tagRECT cropRect();
+    void Show(int width, int height, const unsigned char* pixels);
+    void Update() { m_surface->Redraw(); }
+    tagRECT CropRect();
 
     /// Changes the settings and draws the last picture with them.
-    template <typename Change>
-    void change(Change change) {
+    template <typename Edit>
+    void Change(Edit edit) {
         const std::lock_guard<std::mutex> guard(m_lock);
-        change(m_settings);
+        edit(m_settings);
         m_surface->Apply(m_settings);
     }
 
@@ -42,3 +44,5 @@ private:
     DisplaySettings m_settings;
     const int m_number;
 };
+
+} // namespace kq::playerview

@@ -14,6 +14,7 @@
 #include <type_traits>
 
 struct YV12ViewWrapper::Functions {
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a declaration has none around its name
 #define KQ_POINTER_TO(function) decltype(&::function) function;
     KQ_VIEW_LIBRARY_FUNCTIONS(KQ_POINTER_TO)
     KQ_POINTER_TO(PVGetPictureBuffer) ///< null when the library has none
@@ -85,9 +86,11 @@ bool YV12ViewWrapper::Resolve() {
         return function != nullptr;
     };
     resolve("PVGetPictureBuffer", m_pFunctions->PVGetPictureBuffer);
-#define KQ_AND_RESOLVE(function) &&resolve(#function, m_pFunctions->function)
-    return true KQ_VIEW_LIBRARY_FUNCTIONS(KQ_AND_RESOLVE);
-#undef KQ_AND_RESOLVE
+    bool bComplete = true;
+#define KQ_RESOLVE(function) bComplete = bComplete && resolve(#function, m_pFunctions->function);
+    KQ_VIEW_LIBRARY_FUNCTIONS(KQ_RESOLVE)
+#undef KQ_RESOLVE
+    return bComplete;
 }
 
 int YV12ViewWrapper::LoadPlayerView() {

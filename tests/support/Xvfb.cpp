@@ -43,11 +43,11 @@ Xvfb::Xvfb(const std::vector<std::string>& extraArguments) {
 
 Xvfb::~Xvfb() {
     xcb_disconnect(m_connection);
-    stop();
+    Stop();
     unsetenv("DISPLAY");
 }
 
-void Xvfb::stop() {
+void Xvfb::Stop() {
     if (m_server != nullptr) {
         kill(m_pid, SIGTERM);
         pclose(std::exchange(m_server, nullptr));
@@ -62,7 +62,7 @@ Xvfb::Paused::~Paused() {
     kill(m_pid, SIGCONT);
 }
 
-xcb_window_t Xvfb::makeWindow(int x, int y, int width, int height, std::uint32_t rgb) {
+xcb_window_t Xvfb::MakeWindow(int x, int y, int width, int height, std::uint32_t rgb) {
     const xcb_window_t window = xcb_generate_id(m_connection);
     const std::uint32_t values[] = {rgb, 1};
     xcb_create_window(m_connection, XCB_COPY_FROM_PARENT, window, m_root, static_cast<std::int16_t>(x),
@@ -70,50 +70,50 @@ xcb_window_t Xvfb::makeWindow(int x, int y, int width, int height, std::uint32_t
                       static_cast<std::uint16_t>(height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
                       XCB_COPY_FROM_PARENT, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
     xcb_map_window(m_connection, window);
-    sync();
+    Sync();
     return window;
 }
 
-void Xvfb::destroyWindow(xcb_window_t window) {
+void Xvfb::DestroyWindow(xcb_window_t window) {
     xcb_destroy_window(m_connection, window);
-    sync();
+    Sync();
 }
 
-void Xvfb::resizeWindow(xcb_window_t window, int width, int height) {
+void Xvfb::ResizeWindow(xcb_window_t window, int width, int height) {
     const std::uint32_t values[] = {static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)};
     xcb_configure_window(m_connection, window, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, values);
-    sync();
+    Sync();
 }
 
-bool Xvfb::isViewable(xcb_window_t window) {
+bool Xvfb::IsShown(xcb_window_t window) {
     const Reply<xcb_get_window_attributes_reply_t> reply(xcb_get_window_attributes_reply(
         m_connection, xcb_get_window_attributes(m_connection, window), nullptr));
     return reply && reply->map_state == XCB_MAP_STATE_VIEWABLE;
 }
 
-bool Xvfb::exists(xcb_window_t window) {
+bool Xvfb::Exists(xcb_window_t window) {
     const Reply<xcb_get_geometry_reply_t> reply(
         xcb_get_geometry_reply(m_connection, xcb_get_geometry(m_connection, window), nullptr));
     return reply != nullptr;
 }
 
-xcb_atom_t Xvfb::atom(const std::string& name) {
+xcb_atom_t Xvfb::Atom(const std::string& name) {
     const auto cookie =
         xcb_intern_atom(m_connection, 0, static_cast<std::uint16_t>(name.size()), name.c_str());
     const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(m_connection, cookie, nullptr));
     return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
 }
 
-void Xvfb::fill(xcb_window_t window, std::uint32_t rgb) {
+void Xvfb::Fill(xcb_window_t window, std::uint32_t rgb) {
     const xcb_gcontext_t context = xcb_generate_id(m_connection);
     xcb_create_gc(m_connection, context, window, XCB_GC_FOREGROUND, &rgb);
     const xcb_rectangle_t everything = {0, 0, UINT16_MAX, UINT16_MAX};
     xcb_poly_fill_rectangle(m_connection, window, context, 1, &everything);
     xcb_free_gc(m_connection, context);
-    sync();
+    Sync();
 }
 
-void Xvfb::sendExposeAndConfigure(xcb_window_t window, int width, int height) {
+void Xvfb::SendExposeAndConfigure(xcb_window_t window, int width, int height) {
     xcb_expose_event_t expose = {};
     expose.response_type = XCB_EXPOSE;
     expose.window = window;
@@ -130,21 +130,21 @@ void Xvfb::sendExposeAndConfigure(xcb_window_t window, int width, int height) {
     xcb_send_event(m_connection, 0, window, XCB_EVENT_MASK_NO_EVENT, event);
     std::memcpy(event, &configure, sizeof(configure));
     xcb_send_event(m_connection, 0, window, XCB_EVENT_MASK_NO_EVENT, event);
-    sync();
+    Sync();
 }
 
-void Xvfb::requestClose(xcb_window_t window) {
+void Xvfb::RequestClose(xcb_window_t window) {
     xcb_client_message_event_t event = {};
     event.response_type = XCB_CLIENT_MESSAGE;
     event.format = 32;
     event.window = window;
-    event.type = atom("WM_PROTOCOLS");
-    event.data.data32[0] = atom("WM_DELETE_WINDOW");
+    event.type = Atom("WM_PROTOCOLS");
+    event.data.data32[0] = Atom("WM_DELETE_WINDOW");
     xcb_send_event(m_connection, 0, window, XCB_EVENT_MASK_NO_EVENT, reinterpret_cast<const char*>(&event));
-    sync();
+    Sync();
 }
 
-Image Xvfb::screenshot(xcb_window_t window) {
+Image Xvfb::Screenshot(xcb_window_t window) {
     const xcb_window_t shown = window != 0 ? window : m_root;
     const Reply<xcb_get_geometry_reply_t> geometry(
         xcb_get_geometry_reply(m_connection, xcb_get_geometry(m_connection, shown), nullptr));
@@ -168,16 +168,16 @@ Image Xvfb::screenshot(xcb_window_t window) {
     return image;
 }
 
-Image Xvfb::waitFor(const std::function<bool(const Image&)>& isWanted, xcb_window_t window) {
+Image Xvfb::WaitFor(const std::function<bool(const Image&)>& isWanted, xcb_window_t window) {
     Image image;
     kq::test::WaitUntil([&] {
-        image = screenshot(window);
+        image = Screenshot(window);
         return isWanted(image);
     });
     return image;
 }
 
-void Xvfb::sync() {
+void Xvfb::Sync() {
     const Reply<xcb_get_input_focus_reply_t> reply(
         xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
 }

@@ -19,11 +19,11 @@ namespace {
 
 using namespace kq::test;
 
-const wchar_t* const kPath = L"picture";
+const wchar_t* const somewhere = L"picture";
 
-CaptureImageInfo Format(int nFormat) {
+CaptureImageInfo Format(int format) {
     CaptureImageInfo info{};
-    info.nFormat = nFormat;
+    info.nFormat = format;
     return info;
 }
 
@@ -31,28 +31,28 @@ TEST(Capture, WritesTheCurrentPictureInTheFormatAskedFor) {
     FakeVideo video(5, 25, 15, 9);
     PlayerHost host(&video);
     video.NextFrame();
-    const int nMadeBefore = GetImageCounts().nMade;
+    const int madeBefore = GetImageCounts().nMade;
     const wchar_t* const mimeTypes[] = {L"image/bmp", L"image/jpeg", L"image/png"};
     for (int n = 0; n < 3; ++n) {
         const CaptureImageInfo info = Format(n);
-        EXPECT_EQ(host->CaptureCurrentImage(&info, kPath), 0);
+        EXPECT_EQ(host->CaptureCurrentImage(&info, somewhere), 0);
         const auto saved = TakeSavedImages();
         ASSERT_EQ(saved.size(), 1u);
         EXPECT_EQ(saved[0].mimeType, mimeTypes[n]);
-        EXPECT_EQ(saved[0].path, kPath);
+        EXPECT_EQ(saved[0].path, somewhere);
         EXPECT_EQ(saved[0].nWidth, 15);
-        const int nGrey = (9536 * FakeVideo::LumaOf(1) + 16532 * 128 - 2268594) >> 13;
-        EXPECT_EQ(saved[0].bits[0], nGrey);
-        EXPECT_EQ(saved[0].bits[48 * 8 + 14 * 3], nGrey); // the corner of an odd size
+        const int grey = (9536 * FakeVideo::LumaOf(1) + 16532 * 128 - 2268594) >> 13;
+        EXPECT_EQ(saved[0].bits[0], grey);
+        EXPECT_EQ(saved[0].bits[48 * 8 + 14 * 3], grey); // the corner of an odd size
     }
-    EXPECT_EQ(GetImageCounts().nMade, nMadeBefore + 1);
+    EXPECT_EQ(GetImageCounts().nMade, madeBefore + 1);
 
     FakeVideo larger(1, 25, 33, 9);
     host.GetView(0)->SetVideoInput(1, &larger);
     const CaptureImageInfo info = Format(2);
-    EXPECT_EQ(host->CaptureCurrentImage(&info, kPath), 0);
+    EXPECT_EQ(host->CaptureCurrentImage(&info, somewhere), 0);
     EXPECT_EQ(TakeSavedImages().at(0).nWidth, 33);
-    EXPECT_EQ(GetImageCounts().nMade, nMadeBefore + 2);
+    EXPECT_EQ(GetImageCounts().nMade, madeBefore + 2);
     EXPECT_EQ(GetImageCounts().nAlive, 1);
     host.ReleasePlayer();
     EXPECT_EQ(GetImageCounts().nAlive, 0);
@@ -64,28 +64,28 @@ TEST(Capture, SaysWhyThereIsNoPicture) {
     const CaptureImageInfo info = Format(0);
     const CaptureImageInfo unknown = Format(3);
     const std::string prefix = "CMediaPlayer::CaptureCurrentImage Faild,for ";
-    const auto expectFailure = [&](const CaptureImageInfo* pInfo, const wchar_t* pPath, const char* pReason) {
+    const auto expectFailure = [&](const CaptureImageInfo* request, const wchar_t* path, const char* reason) {
         TakeLog();
-        EXPECT_EQ(host->CaptureCurrentImage(pInfo, pPath), kq::Failed);
-        EXPECT_TRUE(HasLogged(prefix + pReason)) << pReason;
+        EXPECT_EQ(host->CaptureCurrentImage(request, path), kq::Failed);
+        EXPECT_TRUE(HasLogged(prefix + reason)) << reason;
     };
-    expectFailure(nullptr, kPath, "Input Param Pointer is Null \n");
+    expectFailure(nullptr, somewhere, "Input Param Pointer is Null \n");
     expectFailure(&info, nullptr, "Input Param Pointer is Null \n");
-    expectFailure(&info, kPath, "Input videostream Pointer is Null \n");
+    expectFailure(&info, somewhere, "Input videostream Pointer is Null \n");
     EXPECT_EQ(host->CaptureCurrentImageEx(), nullptr);
     EXPECT_TRUE(HasLogged("CMediaPlayer::CaptureCurrentImageEx FAILED,For Can't Get Video Stream \n"));
     host.AddView(1, &video);
-    expectFailure(&unknown, kPath, " User Request Picture Format no Support  \n");
+    expectFailure(&unknown, somewhere, " User Request Picture Format no Support  \n");
     EXPECT_EQ(TakeSavedImages().at(0).mimeType, L""); // handed on, with nothing to write
     video.m_bNoFormat = true;
-    expectFailure(&info, kPath, "Input videostream Can,t Get NULL Stream Info \n");
+    expectFailure(&info, somewhere, "Input videostream Can,t Get NULL Stream Info \n");
     EXPECT_EQ(host->CaptureCurrentImageEx(), nullptr);
     video.m_bNoFormat = false;
     video.m_bInfoFails = true;
-    expectFailure(&info, kPath, "Input videostream Can,t Get NULL IStreamInfo \n");
+    expectFailure(&info, somewhere, "Input videostream Can,t Get NULL IStreamInfo \n");
     video.m_bInfoFails = false;
     video.NextFrame();
-    expectFailure(&info, kPath, "Input videostream Can,t Get NULL Sample \n");
+    expectFailure(&info, somewhere, "Input videostream Can,t Get NULL Sample \n");
 }
 
 /// Random pixels of a packed sample, B, G, R in padded rows.
@@ -135,7 +135,8 @@ void ExpectPlanarOf(const tagYUVImage& image, const Bytes& bgr) {
             int count = 0;
             for (int y = row; y < std::min(row + 2, image.nHeight); ++y) {
                 for (int x = column; x < std::min(column + 2, image.nWidth); ++x, ++count) {
-                    const std::uint8_t* const pixel = &bgr[static_cast<std::size_t>(y * rowBytes + x * 3)];
+                    const std::uint8_t* const pixel =
+                        bgr.data() + std::ptrdiff_t{rowBytes} * y + std::ptrdiff_t{3} * x;
                     b += pixel[0];
                     g += pixel[1];
                     r += pixel[2];
@@ -143,8 +144,10 @@ void ExpectPlanarOf(const tagYUVImage& image, const Bytes& bgr) {
                 }
             }
             const Yuv mean = YuvOf(r / count, g / count, b / count);
-            EXPECT_NEAR(image.pU[row / 2 * image.nPitchU + column / 2], mean.u, 2) << column << ',' << row;
-            EXPECT_NEAR(image.pV[row / 2 * image.nPitchV + column / 2], mean.v, 2) << column << ',' << row;
+            const int u = image.pU[row / 2 * image.nPitchU + column / 2];
+            const int v = image.pV[row / 2 * image.nPitchV + column / 2];
+            EXPECT_NEAR(u, mean.u, 2) << column << ',' << row;
+            EXPECT_NEAR(v, mean.v, 2) << column << ',' << row;
         }
     }
 }
@@ -164,7 +167,7 @@ TEST(Capture, KeepsEveryColourOfPlanarPictures) {
         video.FrameAt(0) = picture.Frame();
         video.FrameAt(0).llPTS = n;
         const CaptureImageInfo info = Format(0);
-        EXPECT_EQ(host->CaptureCurrentImage(&info, kPath), 0);
+        EXPECT_EQ(host->CaptureCurrentImage(&info, somewhere), 0);
         const auto saved = TakeSavedImages();
         ASSERT_EQ(saved.size(), 1u);
         EXPECT_EQ(saved[0].nWidth, sizes[n].width);
@@ -192,7 +195,7 @@ TEST(Capture, KeepsEveryColourOfPackedPictures) {
         frame.image.pRgb = bgr.data();
         frame.llPTS = n;
         const CaptureImageInfo info = Format(0);
-        EXPECT_EQ(host->CaptureCurrentImage(&info, kPath), 0);
+        EXPECT_EQ(host->CaptureCurrentImage(&info, somewhere), 0);
         EXPECT_EQ(TakeSavedImages().at(0).bits, bgr);
         const MEDIA_FRAME* const copy = host->CaptureCurrentImageEx();
         ASSERT_NE(copy, nullptr);
@@ -224,7 +227,7 @@ TEST(Capture, RefusesFramesThatCannotBeShown) {
         video.FrameAt(0) = good;
         spoil(video.FrameAt(0));
         TakeLog();
-        EXPECT_EQ(host->CaptureCurrentImage(&info, kPath), kq::Failed);
+        EXPECT_EQ(host->CaptureCurrentImage(&info, somewhere), kq::Failed);
         EXPECT_TRUE(HasLogged(
             "CMediaPlayer::CaptureCurrentImage Faild,for  Input Video Frame Format no Support  \n"));
         EXPECT_EQ(host->CaptureCurrentImageEx(), nullptr);
@@ -232,7 +235,7 @@ TEST(Capture, RefusesFramesThatCannotBeShown) {
             HasLogged("CMediaPlayer::CaptureCurrentImageEx FAILED,For Can't Get Video Stream inof \n"));
         EXPECT_TRUE(TakeSavedImages().empty());
         video.FrameAt(0) = good;
-        EXPECT_EQ(host->CaptureCurrentImage(&info, kPath), kq::Ok);
+        EXPECT_EQ(host->CaptureCurrentImage(&info, somewhere), kq::Ok);
         EXPECT_EQ(TakeSavedImages().size(), 1u);
         EXPECT_NE(host->CaptureCurrentImageEx(), nullptr);
     }

@@ -45,11 +45,11 @@ public:
     /// @return what views and captures make of the picture
     Bytes Rgb(int bytesPerPixel) const {
         const int rowBytes = (m_image.nWidth * bytesPerPixel + 3) / 4 * 4;
-        Bytes rgb(static_cast<std::size_t>(rowBytes * m_image.nHeight));
+        Bytes rgb(static_cast<std::size_t>(rowBytes) * static_cast<std::size_t>(m_image.nHeight));
         for (int row = 0; row < m_image.nHeight; ++row) {
             for (int column = 0; column < m_image.nWidth; ++column) {
                 std::uint8_t* const pixel =
-                    &rgb[static_cast<std::size_t>(row * rowBytes + column * bytesPerPixel)];
+                    rgb.data() + std::ptrdiff_t{rowBytes} * row + std::ptrdiff_t{bytesPerPixel} * column;
                 WritePixel(pixel, row, column);
                 if (bytesPerPixel == 4) {
                     pixel[3] = 255;
@@ -61,7 +61,7 @@ public:
 
 private:
     static Bytes Samples(unsigned seed, int width, int height) {
-        Bytes samples(static_cast<std::size_t>((2 * width + 32) * (height + 1)));
+        Bytes samples((2 * static_cast<std::size_t>(width) + 32) * (static_cast<std::size_t>(height) + 1));
         std::mt19937 random(seed);
         std::generate(samples.begin(), samples.end(),
                       [&] { return static_cast<std::uint8_t>(random() >> 8); });

@@ -81,7 +81,7 @@ TEST_F(WithoutMemory, ACaptureFailsAndTheNextOneSucceeds) {
             const bool isLogged = std::exchange(m_lines, 0) > 0;
             EXPECT_TRUE(result == kq::Ok || isLogged) << result;
             EXPECT_TRUE(result == kq::Ok || hasFailed) << result;
-            const bool exists = folder.CountFiles() == static_cast<std::size_t>(format + 1);
+            const bool exists = folder.CountFiles() == static_cast<std::size_t>(format) + 1;
             EXPECT_TRUE(exists || isLogged);
             EXPECT_TRUE(exists || hasFailed);
         });

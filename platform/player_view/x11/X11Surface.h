@@ -13,6 +13,8 @@
 #include <mutex>
 #include <thread>
 
+namespace kq::playerview {
+
 /// An X11 window, with a connection and an event thread of its own.
 class X11Surface final : public Surface {
 public:
@@ -20,7 +22,7 @@ public:
     /// @param parent a window, or 0 for a top-level window
     /// @param rect   placement in pixels, inside the parent or on the screen
     /// @return null when the parent is not a window
-    static std::unique_ptr<X11Surface> create(std::unique_ptr<XConnection> connection, std::uintptr_t parent,
+    static std::unique_ptr<X11Surface> Create(std::unique_ptr<XConnection> connection, std::uintptr_t parent,
                                               const VRECT& rect);
     /// Destroys the window and ends the event thread.
     ~X11Surface() override;
@@ -37,18 +39,18 @@ private:
     using Event = XReply<xcb_generic_event_t>;
 
     X11Surface(std::unique_ptr<XConnection> connection, Size size);
-    bool makeWindow(xcb_window_t parent, const VRECT& rect);
-    void makeTopLevel(const VRECT& rect);
-    void startEventThread();
+    bool MakeWindow(xcb_window_t parent, const VRECT& rect);
+    void MakeTopLevel(const VRECT& rect);
+    void StartEventThread();
 
-    void run();
-    void handle(const xcb_generic_event_t& event);
-    void withdraw();
-    void leave();
+    void Run();
+    void Handle(const xcb_generic_event_t& event);
+    void Withdraw();
+    void Leave();
 
-    bool preparePictures(Size size);
+    bool PreparePictures(Size size);
     /// @param bars draw the black around the picture as well
-    void draw(bool bars);
+    void Draw(bool bars);
 
     const std::unique_ptr<XConnection> m_connection;
     xcb_atom_t m_deleteWindow = 0;
@@ -67,3 +69,5 @@ private:
     bool m_needsRedraw = false;
     DisplaySettings m_settings;
 };
+
+} // namespace kq::playerview

@@ -26,15 +26,15 @@ struct Destroy {
 };
 using Handle = std::unique_ptr<void, Destroy>;
 
-std::uint8_t smooth(int x, int y, int channel) {
+std::uint8_t Smooth(int x, int y, int channel) {
     return static_cast<std::uint8_t>(128 + 100 * std::sin(x * 0.05 + channel) * std::cos(y * 0.04 - channel));
 }
-std::uint8_t noisy(int x, int y, int channel) {
+std::uint8_t Noisy(int x, int y, int channel) {
     return static_cast<std::uint8_t>((x * 2654435761u ^ y * 340573321u ^ channel * 97u) >> 7);
 }
 using Pattern = std::uint8_t (*)(int x, int y, int channel); ///< channel 0 is red
 
-void fill(void* image, int width, int height, Pattern pattern) {
+void Fill(void* image, int width, int height, Pattern pattern) {
     ASSERT_EQ(DISetContent(image, width, height, 24), 1);
     const std::size_t rowBytes = (width * 24 + 31) / 32 * 4;
     for (int y = 0; y < height; ++y) {
@@ -46,7 +46,7 @@ void fill(void* image, int width, int height, Pattern pattern) {
 
 using Rgb = std::vector<std::uint8_t>; ///< rows from top to bottom without gaps
 
-Rgb expectedRgb(int width, int height, Pattern pattern) {
+Rgb ExpectedRgb(int width, int height, Pattern pattern) {
     Rgb rgb(std::size_t{3} * width * height);
     for (int i = 0; i < width * height * 3; ++i) {
         rgb[i] = pattern(i / 3 % width, i / 3 / width, i % 3);
@@ -55,7 +55,7 @@ Rgb expectedRgb(int width, int height, Pattern pattern) {
 }
 
 /// @return the picture in a file as another program reads it; empty when it cannot
-Rgb readRgb(const std::string& path) {
+Rgb ReadRgb(const std::string& path) {
     const std::string command = "ffmpeg -nostdin -v error -i '" + path +
                                 "' -sws_flags full_chroma_int+accurate_rnd+bicubic " +
                                 "-f rawvideo -pix_fmt rgb24 -";
@@ -68,7 +68,7 @@ Rgb readRgb(const std::string& path) {
     return rgb;
 }
 
-double psnr(const Rgb& a, const Rgb& b) {
+double Psnr(const Rgb& a, const Rgb& b) {
     double sum = 1e-9;
     for (std::size_t i = 0; i < a.size(); ++i) {
         sum += (a[i] - b[i]) * (a[i] - b[i]);
@@ -85,7 +85,7 @@ protected:
             &m_log);
     }
     ~ImageProcTest() override { KQLogSetSink(nullptr, nullptr); }
-    std::size_t filesInFolder() const { return m_temporary.CountFiles(); }
+    std::size_t FilesInFolder() const { return m_temporary.CountFiles(); }
 
     const TemporaryFolder m_temporary;
     const fs::path m_folder = m_temporary / "";
@@ -127,17 +127,17 @@ struct Format {
     bool isBuiltIn, isLossless;
 };
 
-constexpr Format Formats[] = {
+constexpr Format formats[] = {
     {L"image/bmp", true, true}, {L"image/png", KQ_HAVE_PNG, true}, {L"image/jpeg", KQ_HAVE_JPEG, false}};
 
 TEST_F(ImageProcTest, FilesHoldThePicture) {
     const std::string path = m_folder / u8"Größe \u65E5\u672C \U0001F3AC";
     const std::wstring widePath = m_folder.wstring() + L"/Größe \u65E5\u672C \U0001F3AC";
-    for (const Format& format : Formats) {
+    for (const Format& format : formats) {
         for (const auto& [width, height] : {std::pair{1, 1}, {3, 2}, {17, 9}, {640, 361}}) {
             const Handle image(DICreate());
-            const Pattern pattern = format.isLossless ? noisy : smooth;
-            fill(image.get(), width, height, pattern);
+            const Pattern pattern = format.isLossless ? Noisy : Smooth;
+            Fill(image.get(), width, height, pattern);
             const int saved = DISaveEx(image.get(), widePath.c_str(), format.mimeType);
             if (!format.isBuiltIn) {
                 EXPECT_EQ(saved, 0);
@@ -145,16 +145,16 @@ TEST_F(ImageProcTest, FilesHoldThePicture) {
                 continue;
             }
             ASSERT_EQ(saved, 1) << m_log;
-            EXPECT_EQ(filesInFolder(), 1u);
-            const Rgb read = readRgb(path);
-            const Rgb expected = expectedRgb(width, height, pattern);
+            EXPECT_EQ(FilesInFolder(), 1u);
+            const Rgb read = ReadRgb(path);
+            const Rgb expected = ExpectedRgb(width, height, pattern);
             ASSERT_EQ(read.size(), expected.size());
             if (format.isLossless) {
                 EXPECT_EQ(read, expected);
             } else {
-                EXPECT_GT(psnr(read, expected), 40) << width;
+                EXPECT_GT(Psnr(read, expected), 40) << width;
             }
-            if (&format == Formats) { // what tolerant readers of BMP do not look at
+            if (&format == formats) { // what tolerant readers of BMP do not look at
                 std::uint32_t size = 0;
                 std::memcpy(&size, ReadFile(path).data() + 2, sizeof(size));
                 EXPECT_EQ(size, fs::file_size(path));
@@ -166,7 +166,7 @@ TEST_F(ImageProcTest, FilesHoldThePicture) {
 TEST_F(ImageProcTest, FilesHaveTheModeThatTheUserAllows) {
     const fs::path path = m_folder / "picture";
     const Handle image(DICreate());
-    fill(image.get(), 5, 5, noisy);
+    Fill(image.get(), 5, 5, Noisy);
     const mode_t before = umask(0);
     for (const auto& [mask, mode] : {std::pair{0u, 0666u}, {022u, 0644u}, {077u, 0600u}, {0u, 0666u}}) {
         umask(mask);
@@ -182,7 +182,7 @@ TEST_F(ImageProcTest, FailuresAreLoggedAndLeaveNothing) {
     fs::create_directory(m_folder / "folder");
     const Handle image(DICreate());
     const Handle empty(DICreate());
-    fill(image.get(), 5, 5, noisy);
+    Fill(image.get(), 5, 5, Noisy);
     const struct {
         void* image;
         bool hasPath;
@@ -210,7 +210,7 @@ TEST_F(ImageProcTest, FailuresAreLoggedAndLeaveNothing) {
         EXPECT_EQ(std::count(m_log.begin(), m_log.end(), '\n'), 1) << m_log;
         const std::wstring ascii = c.path.substr(0, c.path.find(L'\xD800'));
         EXPECT_NE(m_log.find(std::string(ascii.begin(), ascii.end())), std::string::npos) << m_log;
-        EXPECT_EQ(filesInFolder(), 2u);
+        EXPECT_EQ(FilesInFolder(), 2u);
     }
     EXPECT_EQ(ReadFile(m_folder / "file"), "content");
     EXPECT_EQ(access("/dev/full", F_OK), 0);
@@ -240,14 +240,14 @@ private:
 TEST_F(ImageProcTest, AFullDiskLeavesTheFormerFile) {
     const fs::path path = m_folder / "picture";
     const Handle image(DICreate());
-    for (const Format& format : Formats) {
+    for (const Format& format : formats) {
         if (!format.isBuiltIn) {
             continue;
         }
-        fill(image.get(), 40, 30, smooth);
+        Fill(image.get(), 40, 30, Smooth);
         ASSERT_EQ(DISaveEx(image.get(), path.wstring().c_str(), format.mimeType), 1);
         const std::string former = ReadFile(path);
-        fill(image.get(), 700, 500, noisy);
+        Fill(image.get(), 700, 500, Noisy);
         // At the first byte, within a block, and in the last block that is written.
         for (const rlim_t limit : {0, 100000, 140000}) {
             m_log.clear();
@@ -260,7 +260,7 @@ TEST_F(ImageProcTest, AFullDiskLeavesTheFormerFile) {
             EXPECT_NE(m_log.find(path.string()), std::string::npos) << m_log;
             EXPECT_NE(m_log.find("File too large"), std::string::npos) << m_log;
             EXPECT_EQ(ReadFile(path), former);
-            EXPECT_EQ(filesInFolder(), 1u);
+            EXPECT_EQ(FilesInFolder(), 1u);
         }
     }
 }
@@ -269,13 +269,13 @@ TEST_F(ImageProcTest, ThreadsSavingUnderOneNameLeaveOneWholeFile) {
     const fs::path path = m_folder / "shared.bmp";
     RunThreads(4, [&](int) {
         const Handle image(DICreate());
-        fill(image.get(), 64, 64, noisy);
+        Fill(image.get(), 64, 64, Noisy);
         for (int n = 0; n < 20; ++n) {
             EXPECT_EQ(DISaveEx(image.get(), path.wstring().c_str(), L"image/bmp"), 1);
         }
     });
-    EXPECT_EQ(filesInFolder(), 1u);
-    EXPECT_EQ(readRgb(path), expectedRgb(64, 64, noisy));
+    EXPECT_EQ(FilesInFolder(), 1u);
+    EXPECT_EQ(ReadRgb(path), ExpectedRgb(64, 64, Noisy));
 }
 
 } // namespace

@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+using namespace kq::playerview;
 using namespace kqtest;
 using kq::test::WaitUntil;
 
@@ -35,29 +36,29 @@ class X11SurfaceTest : public testing::TestWithParam<Way> {
 protected:
     X11SurfaceTest() {
         const Way& way = GetParam();
-        auto connection = XConnection::open({way.shm, way.sharedPixmaps, way.render, true, way.present});
-        const XFeatures& found = connection->features();
+        auto connection = XConnection::Open({way.shm, way.sharedPixmaps, way.render, true, way.present});
+        const XFeatures& found = connection->Features();
         EXPECT_EQ(found.shm, way.shm);
         EXPECT_EQ(found.sharedPixmaps, way.shm && way.sharedPixmaps);
         EXPECT_EQ(found.render, way.render);
         EXPECT_EQ(found.present, way.present);
-        m_surface = X11Surface::create(std::move(connection), 0, {40, 30, 320, 180});
+        m_surface = X11Surface::Create(std::move(connection), 0, {40, 30, 320, 180});
     }
-    void show(const TestPicture& picture) {
+    void Show(const TestPicture& picture) {
         m_surface->Show({picture.width, picture.height}, picture.pixels.data());
     }
-    xcb_window_t window() { return static_cast<xcb_window_t>(m_surface->Handle()); }
-    void showLent(const TestPicture& picture) {
+    xcb_window_t Window() { return static_cast<xcb_window_t>(m_surface->Handle()); }
+    void ShowLent(const TestPicture& picture) {
         const Size size = {picture.width, picture.height};
         std::uint8_t* const pixels = m_surface->Lend(size);
         std::memcpy(pixels, picture.pixels.data(), picture.pixels.size());
         m_surface->Show(size, pixels);
     }
-    bool waitForPicture(const TestPicture& picture, int x, int y) {
-        return kqtest::waitForPicture(m_server, picture, x, y, window());
+    bool WaitForPicture(const TestPicture& picture, int x, int y) {
+        return kqtest::WaitForPicture(m_server, picture, x, y, Window());
     }
-    bool waitForProbes(const std::vector<Probe>& probes) {
-        return kqtest::waitForProbes(m_server, probes, window());
+    bool WaitForProbes(const std::vector<Probe>& probes) {
+        return kqtest::WaitForProbes(m_server, probes, Window());
     }
 
     Xvfb m_server;
@@ -66,21 +67,21 @@ protected:
 
 TEST_P(X11SurfaceTest, ShowsUnscaledPicturesExactly) {
     for (int i = 0; i < 5; ++i) {
-        const TestPicture picture = noise(320, 180 - 20 * i);
-        show(picture);
+        const TestPicture picture = Noise(320, 180 - 20 * i);
+        Show(picture);
         const int top = (180 - picture.height) / 2;
-        ASSERT_TRUE(waitForPicture(picture, 0, top)) << picture.height;
-        EXPECT_TRUE(top == 0 || waitForProbes({{5, top - 1, Black}, {5, 180 - top, Black}}));
+        ASSERT_TRUE(WaitForPicture(picture, 0, top)) << picture.height;
+        EXPECT_TRUE(top == 0 || WaitForProbes({{5, top - 1, black}, {5, 180 - top, black}}));
     }
 }
 
 TEST_P(X11SurfaceTest, ScalesSmoothPictures) {
     // Levels rise by one a pixel: scaled up by two they lie within half a pixel of the exact value.
-    show({160, 90, [](int x, int y) { return static_cast<std::uint32_t>(x << 16 | y << 8 | 77); }});
+    Show({160, 90, [](int x, int y) { return static_cast<std::uint32_t>(x << 16 | y << 8 | 77); }});
     const auto isScaled = [](const Image& image) {
         for (int y = 0; y < image.height; ++y) {
             for (int x = 0; x < image.width; ++x) {
-                const std::uint32_t rgb = image.at(x, y);
+                const std::uint32_t rgb = image.At(x, y);
                 const int red = static_cast<int>(rgb >> 16);
                 const int green = static_cast<int>(rgb >> 8 & 0xFF);
                 if (std::abs(2 * red - x) > 2 || std::abs(2 * green - y) > 2 || (rgb & 0xFF) != 77) {
@@ -90,56 +91,56 @@ TEST_P(X11SurfaceTest, ScalesSmoothPictures) {
         }
         return image.width == 320;
     };
-    EXPECT_TRUE(isScaled(m_server.waitFor(isScaled, window())));
+    EXPECT_TRUE(isScaled(m_server.WaitFor(isScaled, Window())));
 }
 
 TEST_P(X11SurfaceTest, CutsAndCrops) {
-    show(quadrants(160, 160)); // fitted: 180 x 180, bars of 70 beside it
+    Show(Quadrants(160, 160)); // fitted: 180 x 180, bars of 70 beside it
     EXPECT_TRUE(
-        waitForProbes({{69, 90, Black}, {72, 2, Red}, {247, 2, Green}, {72, 177, Blue}, {250, 9, Black}}));
+        WaitForProbes({{69, 90, black}, {72, 2, red}, {247, 2, green}, {72, 177, blue}, {250, 9, black}}));
     DisplaySettings settings;
     settings.method = IMAGE_RESIZE_FILL; // 320 x 320, 70 cut above and below
     m_surface->Apply(settings);
     EXPECT_TRUE(
-        waitForProbes({{0, 0, Red}, {319, 0, Green}, {0, 179, Blue}, {319, 179, White}, {150, 80, Red}}));
+        WaitForProbes({{0, 0, red}, {319, 0, green}, {0, 179, blue}, {319, 179, white}, {150, 80, red}}));
     settings.cropOn = true;
     settings.crop = {80, 0, 160, 80};
     m_surface->Apply(settings);
-    EXPECT_TRUE(waitForProbes({{2, 2, Green}, {317, 177, Green}, {160, 90, Green}}));
-    const TestPicture picture = noise(600, 400);
+    EXPECT_TRUE(WaitForProbes({{2, 2, green}, {317, 177, green}, {160, 90, green}}));
+    const TestPicture picture = Noise(600, 400);
     settings.method = IMAGE_RESIZE_ORIGINAL;
     settings.crop = {101, 103, 101 + 340, 103 + 60}; // 10 columns lost on each side, bars of 60
     m_surface->Apply(settings);
-    show(picture);
-    const TestPicture part(320, 60, [&](int x, int y) { return picture.at(x + 111, y + 103); });
-    EXPECT_TRUE(waitForPicture(part, 0, 60));
-    EXPECT_TRUE(waitForProbes({{160, 59, Black}, {160, 120, Black}}));
+    Show(picture);
+    const TestPicture part(320, 60, [&](int x, int y) { return picture.At(x + 111, y + 103); });
+    EXPECT_TRUE(WaitForPicture(part, 0, 60));
+    EXPECT_TRUE(WaitForProbes({{160, 59, black}, {160, 120, black}}));
 }
 
 TEST_P(X11SurfaceTest, DrawsAgainAfterResizeAndExpose) {
-    const TestPicture picture = quadrants(320, 180);
-    EXPECT_TRUE(waitForProbes({{0, 0, Black}, {319, 179, Black}})); // before the first picture
-    show(picture);
-    m_server.resizeWindow(window(), 640, 480);
+    const TestPicture picture = Quadrants(320, 180);
+    EXPECT_TRUE(WaitForProbes({{0, 0, black}, {319, 179, black}})); // before the first picture
+    Show(picture);
+    m_server.ResizeWindow(Window(), 640, 480);
     const std::vector<Probe> resized = {
-        {5, 55, Black}, {5, 65, Red}, {635, 65, Green}, {5, 415, Blue}, {635, 425, Black}};
-    ASSERT_TRUE(waitForProbes(resized));
-    const xcb_window_t cover = m_server.makeWindow(0, 0, 400, 400, 0x123456);
-    ASSERT_EQ(m_server.screenshot().at(100, 100), 0x123456u);
-    m_server.destroyWindow(cover);
-    EXPECT_TRUE(waitForProbes(resized));
-    m_server.resizeWindow(window(), 160, 90);
-    EXPECT_TRUE(waitForProbes({{2, 2, Red}, {157, 2, Green}, {2, 87, Blue}, {157, 87, White}}));
+        {5, 55, black}, {5, 65, red}, {635, 65, green}, {5, 415, blue}, {635, 425, black}};
+    ASSERT_TRUE(WaitForProbes(resized));
+    const xcb_window_t cover = m_server.MakeWindow(0, 0, 400, 400, 0x123456);
+    ASSERT_EQ(m_server.Screenshot().At(100, 100), 0x123456u);
+    m_server.DestroyWindow(cover);
+    EXPECT_TRUE(WaitForProbes(resized));
+    m_server.ResizeWindow(Window(), 160, 90);
+    EXPECT_TRUE(WaitForProbes({{2, 2, red}, {157, 2, green}, {2, 87, blue}, {157, 87, white}}));
 }
 
 TEST_P(X11SurfaceTest, DrawsAgainWhenExposeComesWithConfigure) {
-    show(quadrants(320, 180));
-    const std::vector<Probe> drawn = {{2, 2, Red}, {317, 2, Green}, {2, 177, Blue}, {317, 177, White}};
-    ASSERT_TRUE(waitForProbes(drawn));
+    Show(Quadrants(320, 180));
+    const std::vector<Probe> drawn = {{2, 2, red}, {317, 2, green}, {2, 177, blue}, {317, 177, white}};
+    ASSERT_TRUE(WaitForProbes(drawn));
     for (int i = 0; i < 20; ++i) { // the two may be read one by one, where nothing can go wrong
-        m_server.fill(window(), 0x123456);
-        m_server.sendExposeAndConfigure(window(), 320, 180);
-        ASSERT_TRUE(waitForProbes(drawn)) << i;
+        m_server.Fill(Window(), 0x123456);
+        m_server.SendExposeAndConfigure(Window(), 320, 180);
+        ASSERT_TRUE(WaitForProbes(drawn)) << i;
     }
 }
 
@@ -152,23 +153,23 @@ TEST_P(X11SurfaceTest, LeavesMemoryAloneThatTheServerStillReads) {
     for (const Size size : {Size{320, 180}, Size{160, 90}}) { // as it is, and scaled
         // What is scaled here for want of RENDER goes through a single piece.
         const int free = size.width == 320 || GetParam().render ? 2 : 1;
-        const TestPicture first = plain(size.width, size.height, Red);
-        const TestPicture second = plain(size.width, size.height, Green);
-        const TestPicture third = plain(size.width, size.height, Blue);
+        const TestPicture first = Plain(size.width, size.height, red);
+        const TestPicture second = Plain(size.width, size.height, green);
+        const TestPicture third = Plain(size.width, size.height, blue);
         for (const bool lends : {false, true}) {
-            show(first);
-            show(second); // both pieces exist
-            ASSERT_TRUE(waitForProbes({{160, 90, Green}}));
+            Show(first);
+            Show(second); // both pieces exist
+            ASSERT_TRUE(WaitForProbes({{160, 90, green}}));
             std::atomic<int> done = 0;
             std::thread shower;
             {
                 const Xvfb::Paused paused(m_server);
                 shower = std::thread([&] {
-                    show(first);
+                    Show(first);
                     ++done;
-                    show(second);
+                    Show(second);
                     ++done;
-                    lends ? showLent(third) : show(third);
+                    lends ? ShowLent(third) : Show(third);
                     ++done;
                 });
                 EXPECT_TRUE(WaitUntil([&] { return done == free; }));
@@ -177,21 +178,21 @@ TEST_P(X11SurfaceTest, LeavesMemoryAloneThatTheServerStillReads) {
                     << "the piece of the first picture is written while the server waits to read it";
             }
             shower.join();
-            EXPECT_TRUE(waitForProbes({{160, 90, Blue}}));
+            EXPECT_TRUE(WaitForProbes({{160, 90, blue}}));
         }
     }
 }
 
 TEST_P(X11SurfaceTest, ShowsTheLastOfManyPictures) {
     for (std::uint32_t i = 0; i < 80; ++i) {
-        show(plain(320 - (i / 20) * 2, 180, i));
+        Show(Plain(320 - (i / 20) * 2, 180, i));
     }
-    const TestPicture last = noise(320, 180);
-    show(last);
-    EXPECT_TRUE(waitForPicture(last, 0, 0));
+    const TestPicture last = Noise(320, 180);
+    Show(last);
+    EXPECT_TRUE(WaitForPicture(last, 0, 0));
 }
 
-const std::vector<Way> Ways = {
+const std::vector<Way> ways = {
     {"Everything", true, true, true, false},
     {"NoSharedPixmaps", true, false, true, false},
     {"NoShm", false, true, true, false},
@@ -202,7 +203,7 @@ const std::vector<Way> Ways = {
     {"PresentWithoutRender", true, false, false, true},
 };
 
-INSTANTIATE_TEST_SUITE_P(Ways, X11SurfaceTest, testing::ValuesIn(Ways),
+INSTANTIATE_TEST_SUITE_P(Ways, X11SurfaceTest, testing::ValuesIn(ways),
                          [](const auto& info) { return std::string(info.param.name); });
 
 } // namespace
