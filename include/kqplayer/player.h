@@ -50,7 +50,9 @@ struct IPlayerView : IUnknown {
     /// @param pStream     the stream, of which the view takes a reference; null for none
     /// @param nSourceMode the view's source mode. The stream of the view whose mode equals the player's
     ///        reference number paces playback; that number is 0 with exactly two views, otherwise 1.
-    /// @return 0; 1 when the stream gives no video information: the view then holds no stream
+    /// @return 0; 1 when the stream gives no video information, 0x80000002 without memory: the view then
+    /// holds no
+    ///         stream
     virtual std::int32_t SetVideoInput(int nSourceMode, IMediaStream* pStream) = 0;
     /// Does nothing. @return 1
     virtual std::int32_t SetParentWND(void* pWindow) = 0;

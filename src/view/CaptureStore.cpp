@@ -1,6 +1,7 @@
 #include "view/CaptureStore.h"
 
 #include "Common/Image/Arithmetic.h"
+#include "com/KeptTexts.h"
 #include "com/QueryInfo.h"
 
 #include <kqplayer/capture.h>
@@ -32,7 +33,7 @@ const wchar_t* MimeTypeOf(std::int32_t nFormat) {
 }
 
 std::int32_t FailedBecause(const wchar_t* pReason) {
-    KQLogEx(L"CMediaPlayer::CaptureCurrentImage Faild,for %ls \n", pReason);
+    KQLogEx(CaptureTexts::kFailed, pReason);
     return kq::Failed;
 }
 
@@ -107,29 +108,29 @@ std::int32_t CCaptureStore::CaptureToFile(IMediaStream* pStream, const CaptureIm
                                           const wchar_t* pPath) {
     CSingleLock lock(&m_csCapture);
     if (pStream == nullptr) {
-        return FailedBecause(L"Input videostream Pointer is Null");
+        return FailedBecause(CaptureTexts::kNoStream);
     }
     const MEDIA_FRAME* const pSample = pStream->GetCurrentFrame();
     if (pSample == nullptr) {
-        return FailedBecause(L"Input videostream Can,t Get NULL Sample");
+        return FailedBecause(CaptureTexts::kNoSample);
     }
     const auto pStreamInfo = QueryInfo(*pStream);
     if (!pStreamInfo) {
-        return FailedBecause(L"Input videostream Can,t Get NULL IStreamInfo");
+        return FailedBecause(CaptureTexts::kNoInfo);
     }
     const VIDEO_STREAM_INFO* const pFormat = pStreamInfo->GetVideoFormat();
     if (pFormat == nullptr) {
-        return FailedBecause(L"Input videostream Can,t Get NULL Stream Info");
+        return FailedBecause(CaptureTexts::kNoFormat);
     }
     m_lastRequest = info;
     const PictureSize size = SampleSize(*pSample, *pFormat);
     if (!FitImage(size)) {
-        return FailedBecause(L"DICreate() Failed");
+        return FailedBecause(CaptureTexts::kNoImage);
     }
     std::uint8_t* const pBits = DIGetBits(m_pImage);
     tagBITMAPINFOHEADER* const pHeader = DIGetBitmapInfo(m_pImage);
     if (pBits == nullptr || pHeader == nullptr) {
-        return FailedBecause(L"DIGetBitmapInfo Get Null  Pointer");
+        return FailedBecause(CaptureTexts::kNoBits);
     }
     const tagYUVImage& image = pSample->image;
     if (IsPlanar(*pSample)) {
@@ -139,11 +140,10 @@ std::int32_t CCaptureStore::CaptureToFile(IMediaStream* pStream, const CaptureIm
         const std::ptrdiff_t nRowSize = kq::image::BitmapRowBytes(size.nWidth, kBitsPerPixel);
         std::memcpy(pBits, image.pRgb, static_cast<std::size_t>(nRowSize * size.nHeight));
     } else {
-        return FailedBecause(L" Input Video Frame Format no Support ");
+        return FailedBecause(CaptureTexts::kUnknownFrame);
     }
     const wchar_t* const pMimeType = MimeTypeOf(m_lastRequest.nFormat);
-    const std::int32_t nResult =
-        pMimeType != nullptr ? kq::Ok : FailedBecause(L" User Request Picture Format no Support ");
+    const std::int32_t nResult = pMimeType != nullptr ? kq::Ok : FailedBecause(CaptureTexts::kUnknownPicture);
     DISaveEx(m_pImage, pPath, pMimeType);
     return nResult;
 }
@@ -158,7 +158,7 @@ bool CCaptureStore::FitCopy(PictureSize size) {
 MEDIA_FRAME* CCaptureStore::CaptureCopy(IMediaStream* pStream) {
     CSingleLock lock(&m_csCapture);
     if (pStream == nullptr) {
-        KQLogEx(L"CMediaPlayer::CaptureCurrentImageEx FAILED,For Can't Get Video Stream \n");
+        KQLogEx(CaptureTexts::kCopyWithoutStream);
         return nullptr;
     }
     const MEDIA_FRAME* const pSample = pStream->GetCurrentFrame();
@@ -168,7 +168,7 @@ MEDIA_FRAME* CCaptureStore::CaptureCopy(IMediaStream* pStream) {
     }
     const VIDEO_STREAM_INFO* const pFormat = pStreamInfo->GetVideoFormat();
     if (pSample == nullptr || pFormat == nullptr || (!IsPlanar(*pSample) && !IsPacked(*pSample))) {
-        KQLogEx(L"CMediaPlayer::CaptureCurrentImageEx FAILED,For Can't Get Video Stream inof \n");
+        KQLogEx(CaptureTexts::kCopyWithoutPicture);
         return nullptr;
     }
     if (!FitCopy(SampleSize(*pSample, *pFormat))) {

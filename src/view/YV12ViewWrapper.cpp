@@ -1,5 +1,6 @@
 #include "view/YV12ViewWrapper.h"
 
+#include "com/KeptTexts.h"
 #include "view/PlanarFrame.h"
 
 #include <kqplayer/image.h>
@@ -107,10 +108,10 @@ int YV12ViewWrapper::LoadPlayerView() {
         }
         if (!Resolve()) {
             UnloadPlayerView();
-            std::printf("Failed to Load %s Library!\r\n", library.path.c_str());
+            std::printf(ViewTexts::kNotLoaded, library.path.c_str());
             return 0;
         }
-        std::printf("Successed to Load %s Library!\r\n", library.path.c_str());
+        std::printf(ViewTexts::kLoaded, library.path.c_str());
         return 1;
     } catch (const std::bad_alloc&) {
         UnloadPlayerView();

@@ -1,5 +1,7 @@
 #include "tests/support/FailingAllocation.h"
 
+#include <kqplayer/export.h>
+
 #include <cstddef>
 #include <cstdlib>
 #include <new>
@@ -65,11 +67,12 @@ int FailingAllocation::Count() const {
 using kq::test::Allocate;
 using kq::test::AllocateOrThrow;
 
-// What the linker puts in the place of malloc and calloc in the program's own objects.
-extern "C" void* __wrap_malloc(std::size_t size) {
+// What the linker puts in the place of malloc and calloc in the program's own objects. It wants to see them
+// from outside where the program is linked with a sanitizer.
+extern "C" KQ_API void* __wrap_malloc(std::size_t size) {
     return kq::test::IsToFail() ? nullptr : __real_malloc(size);
 }
-extern "C" void* __wrap_calloc(std::size_t count, std::size_t size) {
+extern "C" KQ_API void* __wrap_calloc(std::size_t count, std::size_t size) {
     return kq::test::IsToFail() ? nullptr : __real_calloc(count, size);
 }
 
