@@ -31,16 +31,19 @@
 
 namespace kq {
 
-/// @return the names of the functions that a view library must have
-inline std::vector<const char*> ViewLibraryFunctions() {
+/// @cond
 #define KQ_NAME_OF(function) #function,
+/// @endcond
+/// @return the names of the functions that a view library must have
+/// @throw std::bad_alloc
+inline std::vector<const char*> ViewLibraryFunctions() {
     return {KQ_VIEW_LIBRARY_FUNCTIONS(KQ_NAME_OF)};
-#undef KQ_NAME_OF
 }
+#undef KQ_NAME_OF
 
-/// @return the folders in which PlayerView.so is looked for, the first one first, each with the slash at its
-/// end:
-///         that of the executable, whose library is a host's own choice, then that of libKQPlayer.so
+/// The folders in which PlayerView.so is looked for: that of the executable, whose library is a host's own
+/// choice, then that of libKQPlayer.so.
+/// @return the folders in this order, each with a slash at its end
 /// @throw std::bad_alloc
 inline std::vector<std::string> ViewLibraryFolders() {
     std::vector<std::string> folders;
