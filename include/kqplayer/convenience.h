@@ -21,6 +21,15 @@
 
 namespace kq {
 
+/// Units of MEDIA_FRAME::llPTS, of 100 ns each, in a second.
+inline constexpr std::int64_t TicksPerSecond = 10'000'000;
+
+/// @name Modes of IMediaStream::Seek(), IMediaPlayer::Seek() and SyncSeek()
+/// @{
+inline constexpr int KeyFrameSeek = 0; ///< to the key frame at the time or before it, which is the fastest
+inline constexpr int ExactSeek = 1;    ///< to the frame that is on show at the time
+/// @}
+
 /// @return what a result code says, for people: "out of memory". Never null; the text is never freed.
 inline const char* ResultText(std::int32_t nResult) {
     switch (nResult) {

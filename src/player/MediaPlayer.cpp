@@ -533,9 +533,7 @@ std::int32_t CMediaPlayer::SetAudioInput(IMediaStream* pStream) {
         m_state.m_dClockAnchor = 0.0;
         return kq::Ok;
     }
-    IStreamInfo* pRawInfo = nullptr;
-    pStream->GetStreamInfo(&pRawInfo);
-    const auto pInfo = kq::ComPtr<IStreamInfo>::Adopt(pRawInfo);
+    const auto pInfo = QueryInfo(*pStream);
     if (const AUDIO_STREAM_INFO* const pFormat = pInfo ? pInfo->GetAudioFormat() : nullptr) {
         m_audioFormat = CopyAudioFormat(*pFormat);
         m_pAudioStream = kq::ComPtr<IMediaStream>::Share(pStream);

@@ -1,17 +1,19 @@
-#include "SigpipeGuard.h"
+#include "x11/SigpipeGuard.h"
 
 #include <ctime>
 
+namespace kq::playerview {
+
 namespace {
 
-sigset_t sigpipeOnly() {
+sigset_t SigpipeOnly() {
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGPIPE);
     return set;
 }
 
-bool isPending() {
+bool IsPending() {
     sigset_t pending;
     sigpending(&pending);
     return sigismember(&pending, SIGPIPE) == 1;
@@ -19,16 +21,18 @@ bool isPending() {
 
 } // namespace
 
-SigpipeGuard::SigpipeGuard() : m_wasPending(isPending()) {
-    const sigset_t set = sigpipeOnly();
+SigpipeGuard::SigpipeGuard() : m_wasPending(IsPending()) {
+    const sigset_t set = SigpipeOnly();
     pthread_sigmask(SIG_BLOCK, &set, &m_before);
 }
 
 SigpipeGuard::~SigpipeGuard() {
-    if (!m_wasPending && isPending()) {
-        const sigset_t set = sigpipeOnly();
+    if (!m_wasPending && IsPending()) {
+        const sigset_t set = SigpipeOnly();
         const timespec now = {};
         sigtimedwait(&set, nullptr, &now);
     }
     pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
 }
+
+} // namespace kq::playerview

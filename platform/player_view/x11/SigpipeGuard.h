@@ -3,6 +3,8 @@
 
 #include <csignal>
 
+namespace kq::playerview {
+
 /// Keeps a SIGPIPE that this thread causes in its scope from reaching the process: XCB writes to its socket
 /// without suppressing the signal, and a server that went away must not end the host.
 class SigpipeGuard {
@@ -16,3 +18,5 @@ private:
     sigset_t m_before;
     bool m_wasPending;
 };
+
+} // namespace kq::playerview
