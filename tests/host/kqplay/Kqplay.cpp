@@ -1,7 +1,7 @@
 #include "Kqplay.h"
 
-#include <Common/Image/Reference.h>
 #include <gtest/gtest.h>
+#include <image/Reference.h>
 #include <zlib.h>
 
 #include <cstdio>

@@ -1,7 +1,7 @@
 // The PCM converter: its loops on every dispatch target beside the plain ones, and its documented results.
-#include "Trial.h"
 #include "audio/AudioKernels.h"
 #include "audio/MixingTable.h"
+#include "tests/image/Trial.h"
 
 #include <kqplayer/audio.h>
 

@@ -1,7 +1,7 @@
 #include "Kernels.h"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "Common/Image/Kernels.cpp"
+#define HWY_TARGET_INCLUDE "image/Kernels.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 

@@ -1,7 +1,7 @@
 // What fixes the formulas themselves: worked values, every input a formula can see, and the preconditions.
-#include "Common/Image/Arithmetic.h"
-#include "Common/Image/Tables.h"
 #include "Trial.h"
+#include "image/Arithmetic.h"
+#include "image/Tables.h"
 
 #include <kqplayer/image.h>
 
