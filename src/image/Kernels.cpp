@@ -15,34 +15,45 @@
 HWY_BEFORE_NAMESPACE();
 namespace kq::image::HWY_NAMESPACE {
 
-const Kernels* TargetKernels() {
 #if HWY_TARGET > HWY_SSE4
-    return nullptr;
-#else
-    static constexpr Kernels kernels = {
-        PlanarPictureToRgb<Rgb13, Layout32<255>>,
-        PlanarPictureToRgb<Rgb13, Layout24>,
-        PlanarPictureToRgb<Rgb10, Layout24>,
-        PlanarPictureToRgb<Components13, Layout32<0>>,
-        PlanarPictureToRgb<TableComponents, Layout24>,
-        PlanarPictureToRgb<Components13, Layout16<5>>,
-        PlanarPictureToRgb<Components13, Layout16<6>>,
-        RgbPictureToPlanar<SourceBgra, Yuv14>,
-        BgraPictureToPlanarAlpha,
-        RgbPictureToPlanar<SourceXrgb, Yuv14>,
-        RgbPictureToPlanar<SourceBgr, Yuv14>,
-        RgbPictureToPlanar<SourceBgr, Yuv10>,
-        PalettePictureToPlanar,
-        PackedToBgr,
-        BgrToPacked,
-        PlanarToPackedPicture,
-        PackedToPlanarPicture,
-        SwapPairs,
-    };
-    return &kernels;
-#endif
+
+const Kernels* TargetKernels() {
+    return &PlainKernels();
 }
 
+#else
+namespace {
+
+constexpr Kernels MakeKernels() {
+    Kernels k{};
+    k.planarToBgra13 = PlanarPictureToRgb<Rgb13, Layout32<255>>;
+    k.planarToBgr13 = PlanarPictureToRgb<Rgb13, Layout24>;
+    k.planarToBgr10 = PlanarPictureToRgb<Rgb10, Layout24>;
+    k.planarToComponents32 = PlanarPictureToRgb<Components13, Layout32<0>>;
+    k.planarToComponents24 = PlanarPictureToRgb<TableComponents, Layout24>;
+    k.planarToComponents555 = PlanarPictureToRgb<Components13, Layout16<5>>;
+    k.planarToComponents565 = PlanarPictureToRgb<Components13, Layout16<6>>;
+    k.bgraToPlanar = RgbPictureToPlanar<SourceBgra, Yuv14>;
+    k.xrgbToPlanar = RgbPictureToPlanar<SourceXrgb, Yuv14>;
+    k.bgrToPlanar = RgbPictureToPlanar<SourceBgr, Yuv14>;
+    k.bgrToPlanar10 = RgbPictureToPlanar<SourceBgr, Yuv10>;
+    k.paletteToPlanar = PalettePictureToPlanar;
+    k.packedToBgr = PackedToBgr;
+    k.bgrToPacked = BgrToPacked;
+    k.planarToPacked = PlanarToPackedPicture;
+    k.packedToPlanar = PackedToPlanarPicture;
+    k.swapPairs = SwapPairs;
+    return k;
+}
+
+} // namespace
+
+const Kernels* TargetKernels() {
+    static constexpr Kernels kernels = MakeKernels();
+    return &kernels;
+}
+
+#endif
 } // namespace kq::image::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
@@ -51,8 +62,8 @@ namespace kq::image {
 
 HWY_EXPORT(TargetKernels);
 
-const Kernels* FindKernels() {
-    return HWY_DYNAMIC_DISPATCH(TargetKernels)();
+const Kernels& BestKernels() {
+    return *HWY_DYNAMIC_DISPATCH(TargetKernels)();
 }
 
 } // namespace kq::image

@@ -1,6 +1,5 @@
 #include "Arithmetic.h"
 #include "Kernels.h"
-#include "Reference.h"
 #include "Tables.h"
 
 #include <kqplayer/image.h>
@@ -61,62 +60,46 @@ void init_yuv2rgb() {
 void yuv2rgb_32(std::uint8_t* pY, std::int32_t nStrideY, std::uint8_t* pU, std::uint8_t* pV,
                 std::int32_t nStrideUV, std::uint8_t* pDst, std::int32_t nWidth, std::int32_t nHeight,
                 std::int32_t nStrideDst) {
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::yuv2rgb_32(pY, nStrideY, pU, pV, nStrideUV, pDst, nWidth, nHeight, nStrideDst);
-    kernels->planarToComponents32(
+    BestKernels().planarToComponents32(
         ToRgb(MakeSource(pY, nStrideY, pU, pV, nStrideUV, nHeight), pDst, Pitch{nStrideDst} * 4, nWidth));
 }
 
 void yuv2rgb_24(std::uint8_t* pY, std::int32_t nStrideY, std::uint8_t* pU, std::uint8_t* pV,
                 std::int32_t nStrideUV, std::uint8_t* pDst, std::int32_t nWidth, std::int32_t nHeight,
                 std::int32_t nStrideDst) {
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr || !g_tablesFilled)
-        return reference::yuv2rgb_24(pY, nStrideY, pU, pV, nStrideUV, pDst, nWidth, nHeight, nStrideDst);
-    kernels->planarToComponents24(ToRgb(MakeSource(pY, nStrideY, pU, pV, nStrideUV, nHeight), pDst,
-                                        nStrideDst, (Pitch{nWidth} + 1) / 2 * 2));
+    // Empty tables give zeros, which the vectorised arithmetic knows nothing of.
+    const Kernels& kernels = g_tablesFilled ? BestKernels() : PlainKernels();
+    kernels.planarToComponents24(ToRgb(MakeSource(pY, nStrideY, pU, pV, nStrideUV, nHeight), pDst, nStrideDst,
+                                       (Pitch{nWidth} + 1) / 2 * 2));
 }
 
 void yuv2rgb_555(std::uint8_t* pY, std::int32_t nStrideY, std::uint8_t* pU, std::uint8_t* pV,
                  std::int32_t nStrideUV, std::uint8_t* pDst, std::int32_t nWidth, std::int32_t nHeight,
                  std::int32_t nStrideDst) {
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::yuv2rgb_555(pY, nStrideY, pU, pV, nStrideUV, pDst, nWidth, nHeight, nStrideDst);
-    kernels->planarToComponents555(
+    BestKernels().planarToComponents555(
         ToRgb(MakeSource(pY, nStrideY, pU, pV, nStrideUV, nHeight), pDst, Pitch{nStrideDst} * 2, nWidth));
 }
 
 void yuv2rgb_565(std::uint8_t* pY, std::int32_t nStrideY, std::uint8_t* pU, std::uint8_t* pV,
                  std::int32_t nStrideUV, std::uint8_t* pDst, std::int32_t nWidth, std::int32_t nHeight,
                  std::int32_t nStrideDst) {
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::yuv2rgb_565(pY, nStrideY, pU, pV, nStrideUV, pDst, nWidth, nHeight, nStrideDst);
-    kernels->planarToComponents565(
+    BestKernels().planarToComponents565(
         ToRgb(MakeSource(pY, nStrideY, pU, pV, nStrideUV, nHeight), pDst, Pitch{nStrideDst} * 2, nWidth));
 }
 
 void yuy2_out(std::uint8_t* pY, std::int32_t nStrideY, std::uint8_t* pU, std::uint8_t* pV,
               std::int32_t nStrideUV, std::uint8_t* pDst, std::int32_t nWidth, std::int32_t nHeight,
               std::int32_t nStrideDst) {
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::yuy2_out(pY, nStrideY, pU, pV, nStrideUV, pDst, nWidth, nHeight, nStrideDst);
     const OutputSource source = MakeSource(pY, nStrideY, pU, pV, nStrideUV, nHeight);
-    kernels->planarToPacked(
+    BestKernels().planarToPacked(
         {source.y, source.u, source.v, {pDst, nStrideDst}, (Pitch{nWidth} + 1) / 2, source.height, true});
 }
 
 void uyvy_out(std::uint8_t* pY, std::int32_t nStrideY, std::uint8_t* pU, std::uint8_t* pV,
               std::int32_t nStrideUV, std::uint8_t* pDst, std::int32_t nWidth, std::int32_t nHeight,
               std::int32_t nStrideDst) {
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::uyvy_out(pY, nStrideY, pU, pV, nStrideUV, pDst, nWidth, nHeight, nStrideDst);
     const OutputSource source = MakeSource(pY, nStrideY, pU, pV, nStrideUV, nHeight);
-    kernels->planarToPacked(
+    BestKernels().planarToPacked(
         {source.y, source.u, source.v, {pDst, nStrideDst}, nWidth / 2, source.height / 2 * 2, false});
 }
 

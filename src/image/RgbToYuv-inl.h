@@ -293,22 +293,6 @@ void RgbPictureToPlanar(const RgbToPlanar& job) {
     });
 }
 
-void CopyAlpha(const RgbToPlanar& job) {
-    for (std::ptrdiff_t row = 0; row < job.height; ++row) {
-        const bool last = job.height % 2 != 0 && row == job.height - 1;
-        const std::ptrdiff_t width = job.width - (last ? job.width % 2 : 0);
-        const std::uint8_t* pixels = job.rgb.Row(row);
-        std::uint8_t* out = job.alpha.Row(row);
-        for (std::ptrdiff_t x = 0; x < width; ++x)
-            out[x] = pixels[4 * x + 3];
-    }
-}
-
-void BgraPictureToPlanarAlpha(const RgbToPlanar& job) {
-    RgbPictureToPlanar<SourceBgra, Yuv14>(job);
-    CopyAlpha(job);
-}
-
 /// Palette rows are expanded to pixels piece by piece.
 void PalettePictureToPlanar(const RgbToPlanar& job) {
     constexpr std::ptrdiff_t piece = 512;

@@ -1,6 +1,6 @@
 // Every exported conversion beside its plain reference, on every dispatch target.
+#include "Reference.h"
 #include "Trial.h"
-#include "image/Reference.h"
 
 #include <kqplayer/image.h>
 

@@ -1,7 +1,7 @@
 #include "Reference.h"
 
-#include "Arithmetic.h"
-#include "Tables.h"
+#include "image/Arithmetic.h"
+#include "image/Tables.h"
 
 #include <algorithm>
 #include <cstring>
