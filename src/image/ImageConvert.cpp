@@ -23,8 +23,9 @@ ConstPlane ReadOnly(Plane plane) {
 
 std::int32_t PlanarToBitmap(void (*kernel)(const PlanarToRgb&), const tagBITMAPINFOHEADER& header,
                             std::uint8_t* bits, ConstPlane y, ConstPlane u, ConstPlane v) {
-    if (header.biWidth <= 0 || header.biHeight == 0)
+    if (header.biWidth <= 0 || header.biHeight == 0) {
         return -1;
+    }
     const Pitch rowBytes = BitmapRowBytes(header.biWidth, header.biBitCount);
     const bool bottomUp = header.biHeight < 0;
     const Pitch height = bottomUp ? -Pitch{header.biHeight} : header.biHeight;
@@ -39,8 +40,9 @@ void CopyRows(Plane out, ConstPlane source, Pitch bytes, Pitch rows) {
         bytes *= rows;
         rows = 1;
     }
-    for (Pitch row = 0; row < rows; ++row)
+    for (Pitch row = 0; row < rows; ++row) {
         std::memmove(out.Row(row), source.Row(row), static_cast<std::size_t>(bytes));
+    }
 }
 
 /// The routines with a fixed order of rows take the height as a row count.
@@ -94,8 +96,9 @@ void Yuv420_2_Argb(tagBITMAPINFOHEADER* lpDstBmi, std::uint8_t* lpDstBits, std::
                    std::uint8_t* pV, std::int32_t nPt_Y, std::int32_t nPt_U, std::int32_t nPt_V) {
     KQ_PRECONDITION(lpDstBmi && lpDstBmi->biBitCount == 32);
     KQ_PRECONDITION(lpDstBits && pY && pU && pV);
-    if (IsEmpty(*lpDstBmi))
+    if (IsEmpty(*lpDstBmi)) {
         return;
+    }
     BestKernels().planarToBgra13({{pY, nPt_Y},
                                   {pU, nPt_U},
                                   {pV, nPt_V},
@@ -108,8 +111,9 @@ void Yuv420_2_Argb(tagBITMAPINFOHEADER* lpDstBmi, std::uint8_t* lpDstBits, std::
 void Yuv420_2_rgb24Simple(tagBITMAPINFOHEADER* lpDstBmi, std::uint8_t* lpDstBits, std::uint8_t* pY,
                           std::uint8_t* pU, std::uint8_t* pV, std::int32_t nPt_Y, std::int32_t nPt_U,
                           std::int32_t nPt_V) {
-    if (IsEmpty(*lpDstBmi))
+    if (IsEmpty(*lpDstBmi)) {
         return;
+    }
     BestKernels().planarToBgr10(
         {{pY, nPt_Y},
          {pU, nPt_U},
@@ -125,8 +129,9 @@ void Rgb32_2_yuv420(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::i
                     std::uint8_t* lpSrcBits) {
     KQ_PRECONDITION(lpSrcBmi && lpSrcBmi->biBitCount == 32);
     KQ_PRECONDITION(lpSrcBits && pY && pU && pV);
-    if (IsEmpty(*lpSrcBmi))
+    if (IsEmpty(*lpSrcBmi)) {
         return;
+    }
     BestKernels().bgraToPlanar(
         ToPlanes(*lpSrcBmi, BottomUpSource(*lpSrcBmi, lpSrcBits, 32), {pY, nPt_Y}, {pU, nPt_U}, {pV, nPt_V}));
 }
@@ -136,8 +141,9 @@ void Rgb8_2_YUV420(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::in
                    std::uint8_t* lpSrcBits) {
     KQ_PRECONDITION(lpBitmapInfo && lpBitmapInfo->bmiHeader.biBitCount == 8);
     KQ_PRECONDITION(lpSrcBits && pY && pU && pV);
-    if (IsEmpty(lpBitmapInfo->bmiHeader))
+    if (IsEmpty(lpBitmapInfo->bmiHeader)) {
         return;
+    }
     const tagBITMAPINFOHEADER& header = lpBitmapInfo->bmiHeader;
     RgbToPlanar job =
         ToPlanes(header, BottomUpSource(header, lpSrcBits, 8), {pY, nPt_Y}, {pU, nPt_U}, {pV, nPt_V});
@@ -150,8 +156,9 @@ void Argb_2_yuv420(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::in
                    std::uint8_t* lpSrcBits) {
     KQ_PRECONDITION(lpSrcBmi && lpSrcBmi->biBitCount == 32);
     KQ_PRECONDITION(lpSrcBits && pY && pU && pV);
-    if (IsEmpty(*lpSrcBmi))
+    if (IsEmpty(*lpSrcBmi)) {
         return;
+    }
     BestKernels().bgraToPlanar(ToPlanes(*lpSrcBmi, {lpSrcBits, BitmapRowBytes(lpSrcBmi->biWidth, 32)},
                                         {pY, nPt_Y}, {pU, nPt_U}, {pV, nPt_V}));
 }
@@ -161,8 +168,9 @@ void Argb_2_yuv420(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::in
                    std::uint8_t* lpSrcBits, std::int32_t nPitchSrc) {
     KQ_PRECONDITION(lpSrcBmi && lpSrcBmi->biBitCount == 32);
     KQ_PRECONDITION(lpSrcBits && pY && pU && pV);
-    if (IsEmpty(*lpSrcBmi))
+    if (IsEmpty(*lpSrcBmi)) {
         return;
+    }
     BestKernels().xrgbToPlanar(
         ToPlanes(*lpSrcBmi, {lpSrcBits, nPitchSrc}, {pY, nPt_Y}, {pU, nPt_U}, {pV, nPt_V}));
 }
@@ -172,8 +180,9 @@ void Rgb24_2_yuv420(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::i
                     std::uint8_t* lpSrcBits) {
     KQ_PRECONDITION(lpSrcBmi && lpSrcBmi->biBitCount == 24);
     KQ_PRECONDITION(lpSrcBits && pY && pU && pV);
-    if (IsEmpty(*lpSrcBmi))
+    if (IsEmpty(*lpSrcBmi)) {
         return;
+    }
     BestKernels().bgrToPlanar(
         ToPlanes(*lpSrcBmi, BottomUpSource(*lpSrcBmi, lpSrcBits, 24), {pY, nPt_Y}, {pU, nPt_U}, {pV, nPt_V}));
 }
@@ -181,8 +190,9 @@ void Rgb24_2_yuv420(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::i
 void Rgb24_2_yuv420Simple(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::int32_t nPt_Y,
                           std::int32_t nPt_U, std::int32_t nPt_V, tagBITMAPINFOHEADER* lpSrcBmi,
                           std::uint8_t* lpSrcBits) {
-    if (IsEmpty(*lpSrcBmi))
+    if (IsEmpty(*lpSrcBmi)) {
         return;
+    }
     RgbToPlanar job =
         ToPlanes(*lpSrcBmi, BottomUpSource(*lpSrcBmi, lpSrcBits, 24), {pY, nPt_Y}, {pU, nPt_U}, {pV, nPt_V});
     job.width = job.width / 2 * 2;
@@ -195,8 +205,9 @@ void Rgb32_2_yuv420A(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::
                      tagBITMAPINFOHEADER* lpSrcBmi, std::uint8_t* lpSrcBits) {
     KQ_PRECONDITION(lpSrcBmi && lpSrcBmi->biBitCount == 32);
     KQ_PRECONDITION(lpSrcBits && pY && pU && pV);
-    if (IsEmpty(*lpSrcBmi))
+    if (IsEmpty(*lpSrcBmi)) {
         return;
+    }
     RgbToPlanar job =
         ToPlanes(*lpSrcBmi, BottomUpSource(*lpSrcBmi, lpSrcBits, 32), {pY, nPt_Y}, {pU, nPt_U}, {pV, nPt_V});
     job.repeatLastColumn = false;
@@ -210,8 +221,9 @@ void Rgb24_2_YUY2(std::uint8_t* lpBitsDst, std::int32_t nPitchDst, std::int32_t 
     KQ_PRECONDITION(lpBitsDst && lpBitsSrc);
     KQ_PRECONDITION_TEXT((std::int64_t{xDst} + cxDst) * 2 <= nPitchDst, "(xDst + cxDst) * 2 <= nPitchDst");
     KQ_PRECONDITION_TEXT(std::int64_t{nPitchSrc / 3} - xSrc >= cxDst, "nPitchSrc / 3 - xSrc >= cxDst");
-    if (cxDst <= 0 || cyDst <= 0)
+    if (cxDst <= 0 || cyDst <= 0) {
         return;
+    }
     const Pitch shift = xDst >= 2 ? 1 : 0;
     Plane source = BottomUp(lpBitsSrc, Pitch{nHeightSrc} - ySrc, nPitchSrc);
     source.data += Pitch{xSrc} * 3;
@@ -226,8 +238,9 @@ void YUY2_2_Rgb24(std::uint8_t* lpBitsDst, std::int32_t nHeightDst, std::int32_t
                   std::int32_t yDst, std::int32_t cx, std::int32_t cy, std::uint8_t* lpBitsSrc,
                   std::int32_t nPitchSrc, std::int32_t bYUY2, std::int32_t xSrc, std::int32_t ySrc) {
     KQ_PRECONDITION(lpBitsDst && lpBitsSrc);
-    if (cx <= 0 || cy <= 0)
+    if (cx <= 0 || cy <= 0) {
         return;
+    }
     const Pitch start = xSrc >= 2 ? xSrc - 1 : xSrc;
     Plane out = BottomUp(lpBitsDst, Pitch{nHeightDst} - yDst, nPitchDst);
     out.data += Pitch{xDst} * 3;
@@ -239,16 +252,18 @@ void YUY2_Blt_fast(std::uint8_t* lpBitsDst, std::int32_t nPitchDst, std::int32_t
                    std::int32_t /*yDst*/, std::int32_t cx, std::int32_t cy, std::int32_t bYUY2Dst,
                    std::uint8_t* lpBitsSrc, std::int32_t nPitchSrc, std::int32_t bYUY2Src, std::int32_t xSrc,
                    std::int32_t ySrc) {
-    if (cx <= 0 || cy <= 0)
+    if (cx <= 0 || cy <= 0) {
         return;
+    }
     const ConstPlane source{lpBitsSrc + Pitch{ySrc} * nPitchSrc + Pitch{xSrc} * 2, nPitchSrc};
     const Plane out{lpBitsDst + Pitch{ySrc} * nPitchDst + Pitch{xSrc} * 2, nPitchDst};
     if ((bYUY2Dst != 0) == (bYUY2Src != 0)) {
         CopyRows(out, source, Pitch{cx} * 2, cy);
         return;
     }
-    for (Pitch row = 0; row < cy; ++row)
+    for (Pitch row = 0; row < cy; ++row) {
         BestKernels().swapPairs(source.Row(row), out.Row(row), (static_cast<std::size_t>(cx) + 1) / 2 * 4);
+    }
 }
 
 void YV12_Blt_fast(std::uint8_t* pDstY, std::uint8_t* pDstU, std::uint8_t* pDstV, std::int32_t nPt_DstY,
@@ -256,8 +271,9 @@ void YV12_Blt_fast(std::uint8_t* pDstY, std::uint8_t* pDstU, std::uint8_t* pDstV
                    std::int32_t cx, std::int32_t nRowLimit, std::uint8_t* pSrcY, std::uint8_t* pSrcU,
                    std::uint8_t* pSrcV, std::int32_t nPt_SrcY, std::int32_t nPt_SrcU, std::int32_t nPt_SrcV,
                    std::int32_t xSrc, std::int32_t ySrc) {
-    if (cx <= 0 || yDst >= nRowLimit)
+    if (cx <= 0 || yDst >= nRowLimit) {
         return;
+    }
     const auto at = [](std::uint8_t* plane, Pitch pitch, Pitch row, Pitch column) {
         return Plane{plane + row * pitch + column, pitch};
     };
@@ -278,8 +294,9 @@ void YUY2_2_Yuv420(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::in
                    std::int32_t nPt_U, std::int32_t nPt_V, std::int32_t xDst, std::int32_t yDst,
                    std::int32_t cx, std::int32_t cy, std::uint8_t* lpBitsSrc, std::int32_t nPitchSrc,
                    std::int32_t bYUY2, std::int32_t /*xSrc*/, std::int32_t ySrc) {
-    if (cx <= 0 || cy <= 0)
+    if (cx <= 0 || cy <= 0) {
         return;
+    }
     const Pitch macropixels = (Pitch{cx} + 1) / 2, rows = (Pitch{cy} + 1) / 2 * 2;
     // The last V sample that will be written, seen from the plane's start.
     const std::int64_t lastV = (std::int64_t{yDst / 2} + rows / 2 - 1) * nPt_V + xDst / 2 + macropixels - 1;

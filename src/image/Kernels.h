@@ -68,6 +68,10 @@ struct PackedToPlanar {
     bool yuy2;
 };
 
+/// Output of this size bypasses the caches, which it would leave again before anybody reads it: without that,
+/// every line is first read from memory, only to be overwritten. Tests lower it.
+inline std::ptrdiff_t streamBytes = 4 << 20;
+
 /// One family's loops for one target. Tables are filled by name.
 struct Kernels {
     void (*planarToBgra13)(const PlanarToRgb&);
