@@ -32,7 +32,6 @@ struct PlanarToRgb {
 struct RgbToPlanar {
     ConstPlane rgb;
     Plane y, u, v;
-    Plane alpha; ///< read by rgbaToPlanar only
     std::ptrdiff_t width, height;
     /// Writes the last luma sample of an odd width a second time, one column further (full row pairs only).
     bool repeatLastColumn;
@@ -69,6 +68,11 @@ struct PackedToPlanar {
     bool yuy2;
 };
 
+/// Output of this size bypasses the caches, which it would leave again before anybody reads it: without that,
+/// every line is first read from memory, only to be overwritten. Tests lower it.
+inline std::ptrdiff_t streamBytes = 4 << 20;
+
+/// One family's loops for one target. Tables are filled by name.
 struct Kernels {
     void (*planarToBgra13)(const PlanarToRgb&);
     void (*planarToBgr13)(const PlanarToRgb&);
@@ -78,7 +82,6 @@ struct Kernels {
     void (*planarToComponents555)(const PlanarToRgb&);
     void (*planarToComponents565)(const PlanarToRgb&);
     void (*bgraToPlanar)(const RgbToPlanar&);
-    void (*bgraToPlanarAlpha)(const RgbToPlanar&);
     void (*xrgbToPlanar)(const RgbToPlanar&);
     void (*bgrToPlanar)(const RgbToPlanar&);
     void (*bgrToPlanar10)(const RgbToPlanar&);
@@ -90,8 +93,9 @@ struct Kernels {
     void (*swapPairs)(const std::uint8_t* source, std::uint8_t* out, std::size_t bytes);
 };
 
-/// The table for the best target that is enabled, or null on a processor without SSE4, which the plain
-/// routines serve.
-const Kernels* FindKernels();
+/// The loops as their formulas read.
+const Kernels& PlainKernels();
+/// The loops for the best target that is enabled; the plain ones on a processor without SSE4.
+const Kernels& BestKernels();
 
 } // namespace kq::image

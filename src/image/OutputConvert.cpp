@@ -1,6 +1,5 @@
 #include "Arithmetic.h"
 #include "Kernels.h"
-#include "Reference.h"
 #include "Tables.h"
 
 #include <kqplayer/image.h>
@@ -14,8 +13,8 @@ using namespace kq::image;
 
 using Pitch = std::ptrdiff_t;
 
-YuvTables g_tables;
-std::atomic<bool> g_tablesFilled{false};
+YuvTables tables;
+std::atomic<bool> tablesFilled{false};
 
 /// The planes in the order in which output rows are written.
 struct OutputSource {
@@ -25,8 +24,9 @@ struct OutputSource {
 
 OutputSource MakeSource(const std::uint8_t* y, Pitch yStride, const std::uint8_t* u, const std::uint8_t* v,
                         Pitch uvStride, Pitch height) {
-    if (height >= 0)
+    if (height >= 0) {
         return {{y, yStride}, {u, uvStride}, {v, uvStride}, height};
+    }
     const Pitch lastChroma = ((1 - height) / 2 - 1) * uvStride;
     return {{y + (-height - 1) * yStride, -yStride},
             {u + lastChroma, -uvStride},
@@ -41,7 +41,7 @@ PlanarToRgb ToRgb(const OutputSource& source, std::uint8_t* out, Pitch pitch, Pi
 } // namespace
 
 const YuvTables& kq::image::Tables() {
-    return g_tables;
+    return tables;
 }
 
 KQ_CONVERT_YUV* convert_yuv = nullptr;
@@ -49,87 +49,73 @@ KQ_CONVERT_YUV* convert_yuv = nullptr;
 void init_yuv2rgb() {
     for (int i = 0; i < 256; ++i) {
         const int sample = Clamp(i, 16, 240);
-        g_tables.lut[0][i] = 298 * (sample - 16);
-        g_tables.lut[1][i] = 408 * (sample - 128);
-        g_tables.lut[2][i] = -208 * (sample - 128);
-        g_tables.lut[3][i] = -100 * (sample - 128);
-        g_tables.lut[4][i] = 517 * (sample - 128);
+        tables.lut[0][i] = 298 * (sample - 16);
+        tables.lut[1][i] = 408 * (sample - 128);
+        tables.lut[2][i] = -208 * (sample - 128);
+        tables.lut[3][i] = -100 * (sample - 128);
+        tables.lut[4][i] = 517 * (sample - 128);
     }
-    g_tablesFilled = true;
+    tablesFilled = true;
 }
 
 void yuv2rgb_32(std::uint8_t* pY, std::int32_t nStrideY, std::uint8_t* pU, std::uint8_t* pV,
                 std::int32_t nStrideUV, std::uint8_t* pDst, std::int32_t nWidth, std::int32_t nHeight,
                 std::int32_t nStrideDst) {
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::yuv2rgb_32(pY, nStrideY, pU, pV, nStrideUV, pDst, nWidth, nHeight, nStrideDst);
-    kernels->planarToComponents32(
+    BestKernels().planarToComponents32(
         ToRgb(MakeSource(pY, nStrideY, pU, pV, nStrideUV, nHeight), pDst, Pitch{nStrideDst} * 4, nWidth));
 }
 
 void yuv2rgb_24(std::uint8_t* pY, std::int32_t nStrideY, std::uint8_t* pU, std::uint8_t* pV,
                 std::int32_t nStrideUV, std::uint8_t* pDst, std::int32_t nWidth, std::int32_t nHeight,
                 std::int32_t nStrideDst) {
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr || !g_tablesFilled)
-        return reference::yuv2rgb_24(pY, nStrideY, pU, pV, nStrideUV, pDst, nWidth, nHeight, nStrideDst);
-    kernels->planarToComponents24(ToRgb(MakeSource(pY, nStrideY, pU, pV, nStrideUV, nHeight), pDst,
-                                        nStrideDst, (Pitch{nWidth} + 1) / 2 * 2));
+    // Empty tables give zeros, which the vectorised arithmetic knows nothing of.
+    const Kernels& kernels = tablesFilled ? BestKernels() : PlainKernels();
+    kernels.planarToComponents24(ToRgb(MakeSource(pY, nStrideY, pU, pV, nStrideUV, nHeight), pDst, nStrideDst,
+                                       (Pitch{nWidth} + 1) / 2 * 2));
 }
 
 void yuv2rgb_555(std::uint8_t* pY, std::int32_t nStrideY, std::uint8_t* pU, std::uint8_t* pV,
                  std::int32_t nStrideUV, std::uint8_t* pDst, std::int32_t nWidth, std::int32_t nHeight,
                  std::int32_t nStrideDst) {
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::yuv2rgb_555(pY, nStrideY, pU, pV, nStrideUV, pDst, nWidth, nHeight, nStrideDst);
-    kernels->planarToComponents555(
+    BestKernels().planarToComponents555(
         ToRgb(MakeSource(pY, nStrideY, pU, pV, nStrideUV, nHeight), pDst, Pitch{nStrideDst} * 2, nWidth));
 }
 
 void yuv2rgb_565(std::uint8_t* pY, std::int32_t nStrideY, std::uint8_t* pU, std::uint8_t* pV,
                  std::int32_t nStrideUV, std::uint8_t* pDst, std::int32_t nWidth, std::int32_t nHeight,
                  std::int32_t nStrideDst) {
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::yuv2rgb_565(pY, nStrideY, pU, pV, nStrideUV, pDst, nWidth, nHeight, nStrideDst);
-    kernels->planarToComponents565(
+    BestKernels().planarToComponents565(
         ToRgb(MakeSource(pY, nStrideY, pU, pV, nStrideUV, nHeight), pDst, Pitch{nStrideDst} * 2, nWidth));
 }
 
 void yuy2_out(std::uint8_t* pY, std::int32_t nStrideY, std::uint8_t* pU, std::uint8_t* pV,
               std::int32_t nStrideUV, std::uint8_t* pDst, std::int32_t nWidth, std::int32_t nHeight,
               std::int32_t nStrideDst) {
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::yuy2_out(pY, nStrideY, pU, pV, nStrideUV, pDst, nWidth, nHeight, nStrideDst);
     const OutputSource source = MakeSource(pY, nStrideY, pU, pV, nStrideUV, nHeight);
-    kernels->planarToPacked(
+    BestKernels().planarToPacked(
         {source.y, source.u, source.v, {pDst, nStrideDst}, (Pitch{nWidth} + 1) / 2, source.height, true});
 }
 
 void uyvy_out(std::uint8_t* pY, std::int32_t nStrideY, std::uint8_t* pU, std::uint8_t* pV,
               std::int32_t nStrideUV, std::uint8_t* pDst, std::int32_t nWidth, std::int32_t nHeight,
               std::int32_t nStrideDst) {
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::uyvy_out(pY, nStrideY, pU, pV, nStrideUV, pDst, nWidth, nHeight, nStrideDst);
     const OutputSource source = MakeSource(pY, nStrideY, pU, pV, nStrideUV, nHeight);
-    kernels->planarToPacked(
+    BestKernels().planarToPacked(
         {source.y, source.u, source.v, {pDst, nStrideDst}, nWidth / 2, source.height / 2 * 2, false});
 }
 
 void yuv12_out(std::uint8_t* pY, std::int32_t nStrideY, std::uint8_t* pU, std::uint8_t* pV,
                std::int32_t nStrideUV, std::uint8_t* pDst, std::int32_t nWidth, std::int32_t nHeight,
                std::int32_t nStrideDst) {
-    if (nWidth <= 0)
+    if (nWidth <= 0) {
         return;
+    }
     const OutputSource source = MakeSource(pY, nStrideY, pU, pV, nStrideUV, nHeight);
     const Pitch pitch = nStrideDst;
     const auto width = static_cast<std::size_t>(nWidth);
-    for (Pitch row = 0; row < source.height; ++row)
+    for (Pitch row = 0; row < source.height; ++row) {
         std::memcpy(pDst + row * pitch, source.y.Row(row), width);
+    }
     std::uint8_t* vOut = pDst + source.height * pitch;
     std::uint8_t* uOut = pDst + (5 * source.height * pitch >> 2);
     for (Pitch row = 0; row < source.height / 2; ++row) {

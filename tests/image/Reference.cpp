@@ -1,7 +1,7 @@
 #include "Reference.h"
 
-#include "Arithmetic.h"
-#include "Tables.h"
+#include "image/Arithmetic.h"
+#include "image/Tables.h"
 
 #include <algorithm>
 #include <cstring>
@@ -53,18 +53,20 @@ bool IsOddCorner(Pitch row, Pitch column, Pitch width, Pitch height) {
 
 /// All pixels of a bitmap whose header may be bottom-up (negative height).
 std::int32_t PlanarToBitmap(const Planar& source, const tagBITMAPINFOHEADER& header, Bytes bits) {
-    if (header.biWidth <= 0 || header.biHeight == 0)
+    if (header.biWidth <= 0 || header.biHeight == 0) {
         return -1;
+    }
     const Pitch height = header.biHeight < 0 ? -Pitch{header.biHeight} : header.biHeight;
     const Pitch rowBytes = BitmapRowBytes(header.biWidth, header.biBitCount);
     for (Pitch row = 0; row < height; ++row) {
         Bytes out = bits + (header.biHeight < 0 ? height - 1 - row : row) * rowBytes;
         for (Pitch column = 0; column < header.biWidth; ++column) {
             const Bgr pixel = YuvToBgr13(source.Y(row, column), source.U(row, column), source.V(row, column));
-            if (header.biBitCount == 32)
+            if (header.biBitCount == 32) {
                 StoreBgra(out + column * 4, pixel);
-            else
+            } else {
                 StoreBgr(out + column * 3, pixel);
+            }
         }
     }
     return 0;
@@ -75,18 +77,21 @@ template <class PixelAt>
 void FullToPlanar(const Planar& out, Pitch width, Pitch height, bool extraColumn, PixelAt pixelAt) {
     for (Pitch row = 0; row < height; ++row) {
         for (Pitch column = 0; column < width; ++column) {
-            if (IsOddCorner(row, column, width, height))
+            if (IsOddCorner(row, column, width, height)) {
                 continue;
+            }
             const auto luma = static_cast<std::uint8_t>(BgrToYuv14(pixelAt(row, column)).y);
             out.Y(row, column) = luma;
-            if (extraColumn && width % 2 != 0 && column == width - 1)
+            if (extraColumn && width % 2 != 0 && column == width - 1) {
                 out.Y(row, width) = luma;
+            }
         }
     }
     for (Pitch row = 0; row < height; row += 2) {
         for (Pitch column = 0; column < width; column += 2) {
-            if (IsOddCorner(row, column, width, height))
+            if (IsOddCorner(row, column, width, height)) {
                 continue;
+            }
             int u = 0, v = 0, count = 0;
             for (Pitch r = row; r < std::min(row + 2, height); ++r) {
                 for (Pitch c = column; c < std::min(column + 2, width); ++c, ++count) {
@@ -130,8 +135,9 @@ struct OutputSource {
 };
 
 OutputSource MakeOutputSource(Bytes y, Pitch yStride, Bytes u, Bytes v, Pitch uvStride, Pitch height) {
-    if (height >= 0)
+    if (height >= 0) {
         return {{y, u, v, yStride, uvStride, uvStride}, height};
+    }
     const Pitch chroma = ((1 - height) / 2 - 1) * uvStride;
     return {{y + (-height - 1) * yStride, u + chroma, v + chroma, -yStride, -uvStride, -uvStride}, -height};
 }
@@ -140,9 +146,11 @@ OutputSource MakeOutputSource(Bytes y, Pitch yStride, Bytes u, Bytes v, Pitch uv
 template <class Store>
 void ComponentsOut(const OutputSource& source, Pitch width, Store store) {
     const Planar& p = source.planes;
-    for (Pitch row = 0; row < source.height; ++row)
-        for (Pitch column = 0; column < width; ++column)
+    for (Pitch row = 0; row < source.height; ++row) {
+        for (Pitch column = 0; column < width; ++column) {
             store(row, column, YuvToComponents13(p.Y(row, column), p.U(row, column), p.V(row, column)));
+        }
+    }
 }
 
 void StoreWord(Bytes p, int word) {
@@ -153,10 +161,12 @@ void StoreWord(Bytes p, int word) {
 /// The rows and macropixels that fit whole.
 void PackedOut(const OutputSource& source, const Packed& out, Pitch rows, Pitch macropixels) {
     const Planar& p = source.planes;
-    for (Pitch row = 0; row < rows; ++row)
-        for (Pitch column = 0; column < 2 * macropixels; column += 2)
+    for (Pitch row = 0; row < rows; ++row) {
+        for (Pitch column = 0; column < 2 * macropixels; column += 2) {
             StoreMacropixel(out, row, column, p.Y(row, column), p.Y(row, column + 1), p.U(row, column),
                             p.V(row, column));
+        }
+    }
 }
 
 } // namespace
@@ -178,11 +188,14 @@ void Yuv420_2_Argb(tagBITMAPINFOHEADER* lpDstBmi, std::uint8_t* lpDstBits, std::
     const Planar source{pY, pU, pV, nPt_Y, nPt_U, nPt_V};
     const Pitch width = lpDstBmi->biWidth;
     const Pitch height = lpDstBmi->biHeight;
-    for (Pitch row = 0; row < height; ++row)
-        for (Pitch column = 0; column < width; ++column)
-            if (!IsOddCorner(row, column, width, height))
+    for (Pitch row = 0; row < height; ++row) {
+        for (Pitch column = 0; column < width; ++column) {
+            if (!IsOddCorner(row, column, width, height)) {
                 StoreBgra(lpDstBits + (row * width + column) * 4,
                           YuvToBgr13(source.Y(row, column), source.U(row, column), source.V(row, column)));
+            }
+        }
+    }
 }
 
 void Yuv420_2_rgb24Simple(tagBITMAPINFOHEADER* lpDstBmi, std::uint8_t* lpDstBits, std::uint8_t* pY,
@@ -191,10 +204,12 @@ void Yuv420_2_rgb24Simple(tagBITMAPINFOHEADER* lpDstBmi, std::uint8_t* lpDstBits
     const Planar source{pY, pU, pV, nPt_Y, nPt_U, nPt_V};
     const Pitch height = lpDstBmi->biHeight;
     const Pitch rowBytes = BitmapRowBytes(lpDstBmi->biWidth, 24);
-    for (Pitch row = 0; row < height / 2 * 2; ++row)
-        for (Pitch column = 0; column < lpDstBmi->biWidth / 2 * 2; ++column)
+    for (Pitch row = 0; row < height / 2 * 2; ++row) {
+        for (Pitch column = 0; column < lpDstBmi->biWidth / 2 * 2; ++column) {
             StoreBgr(lpDstBits + (height - 1 - row) * rowBytes + column * 3,
                      YuvToBgr10(source.Y(row, column), source.U(row, column), source.V(row, column)));
+        }
+    }
 }
 
 void Rgb32_2_yuv420(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::int32_t nPt_Y,
@@ -267,17 +282,21 @@ void Rgb32_2_yuv420A(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::
     BitmapToPlanar({pY, pU, pV, nPt_Y, nPt_U, nPt_V}, *lpSrcBmi, lpSrcBits, 4, true, false);
     const Pitch width = lpSrcBmi->biWidth;
     const Pitch height = lpSrcBmi->biHeight;
-    for (Pitch row = 0; row < height; ++row)
-        for (Pitch column = 0; column < width; ++column)
-            if (!IsOddCorner(row, column, width, height))
+    for (Pitch row = 0; row < height; ++row) {
+        for (Pitch column = 0; column < width; ++column) {
+            if (!IsOddCorner(row, column, width, height)) {
                 pA[row * nPt_Y + column] = lpSrcBits[((height - 1 - row) * width + column) * 4 + 3];
+            }
+        }
+    }
 }
 
 void Rgb24_2_YUY2(std::uint8_t* lpBitsDst, std::int32_t nPitchDst, std::int32_t xDst, std::int32_t yDst,
                   std::int32_t cxDst, std::int32_t cyDst, std::int32_t bYUY2, std::uint8_t* lpBitsSrc,
                   std::int32_t nHeightSrc, std::int32_t nPitchSrc, std::int32_t xSrc, std::int32_t ySrc) {
-    if (cxDst <= 0)
+    if (cxDst <= 0) {
         return;
+    }
     const Pitch shift = xDst >= 2 ? 1 : 0;
     const Pitch width = cxDst + shift;
     const Packed out{lpBitsDst + Pitch{yDst} * nPitchDst + (xDst - shift) * 2, nPitchDst, bYUY2 != 0};
@@ -299,9 +318,10 @@ void YUY2_2_Rgb24(std::uint8_t* lpBitsDst, std::int32_t nHeightDst, std::int32_t
     const Packed source{lpBitsSrc + Pitch{ySrc} * nPitchSrc + start * 2, nPitchSrc, bYUY2 != 0};
     for (Pitch row = 0; row < cy; ++row) {
         Bytes out = lpBitsDst + (nHeightDst - 1 - yDst - row) * Pitch{nPitchDst} + Pitch{xDst} * 3;
-        for (Pitch column = 0; column < cx; ++column)
+        for (Pitch column = 0; column < cx; ++column) {
             StoreBgr(out + column * 3,
                      YuvToBgr13(source.Y(row, column), source.U(row, column), source.V(row, column)));
+        }
     }
 }
 
@@ -314,8 +334,9 @@ void YUY2_Blt_fast(std::uint8_t* lpBitsDst, std::int32_t nPitchDst, std::int32_t
     for (Pitch row = 0; row < cy; ++row) {
         const std::uint8_t* source = lpBitsSrc + (ySrc + row) * Pitch{nPitchSrc} + Pitch{xSrc} * 2;
         Bytes out = lpBitsDst + (ySrc + row) * Pitch{nPitchDst} + Pitch{xSrc} * 2;
-        for (Pitch i = 0; i < bytes; ++i)
+        for (Pitch i = 0; i < bytes; ++i) {
             out[i] = source[swap ? i ^ 1 : i];
+        }
     }
 }
 
@@ -325,13 +346,15 @@ void YV12_Blt_fast(std::uint8_t* pDstY, std::uint8_t* pDstU, std::uint8_t* pDstV
                    std::uint8_t* pSrcV, std::int32_t nPt_SrcY, std::int32_t nPt_SrcU, std::int32_t nPt_SrcV,
                    std::int32_t xSrc, std::int32_t ySrc) {
     const auto copy = [](Bytes out, const std::uint8_t* source, Pitch count) {
-        for (Pitch i = 0; i < count; ++i)
+        for (Pitch i = 0; i < count; ++i) {
             out[i] = source[i];
+        }
     };
     const Pitch chroma = (Pitch{cx} + 1) / 2;
     for (Pitch k = 0; yDst + 2 * k < nRowLimit; ++k) {
-        for (Pitch row = 2 * k; row < 2 * k + 2; ++row)
+        for (Pitch row = 2 * k; row < 2 * k + 2; ++row) {
             copy(pDstY + (yDst + row) * nPt_DstY + xDst, pSrcY + (ySrc + row) * nPt_SrcY + xSrc, cx);
+        }
         copy(pDstU + (yDst / 2 + k) * nPt_DstU + (xDst + 1) / 2,
              pSrcU + (ySrc / 2 + k) * nPt_SrcU + (xSrc + 1) / 2, chroma);
         copy(pDstV + (yDst / 2 + k) * nPt_DstV + (xDst + 1) / 2,
@@ -352,8 +375,9 @@ void YUY2_2_Yuv420(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::in
                      nPt_V};
     for (Pitch row = 0; row < cy; row += 2) {
         for (Pitch column = 0; column < cx; column += 2) {
-            for (Pitch i = 0; i < 4; ++i)
+            for (Pitch i = 0; i < 4; ++i) {
                 out.Y(row + i / 2, column + i % 2) = source.Y(row + i / 2, column + i % 2);
+            }
             out.U(row, column) =
                 static_cast<std::uint8_t>((source.U(row, column) + source.U(row + 1, column)) >> 1);
             out.V(row, column) =
@@ -440,9 +464,11 @@ void yuv12_out(std::uint8_t* pY, std::int32_t nStrideY, std::uint8_t* pU, std::u
                std::int32_t nStrideDst) {
     const OutputSource source = MakeOutputSource(pY, nStrideY, pU, pV, nStrideUV, nHeight);
     const Pitch height = source.height;
-    for (Pitch row = 0; row < height; ++row)
-        for (Pitch column = 0; column < nWidth; ++column)
+    for (Pitch row = 0; row < height; ++row) {
+        for (Pitch column = 0; column < nWidth; ++column) {
             pDst[row * nStrideDst + column] = source.planes.Y(row, column);
+        }
+    }
     for (Pitch row = 0; row < height / 2; ++row) {
         for (Pitch column = 0; column < nWidth / 2; ++column) {
             const Pitch position = row * (nStrideDst >> 1) + column;

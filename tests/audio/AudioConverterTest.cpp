@@ -1,7 +1,7 @@
 // The PCM converter: its loops on every dispatch target beside the plain ones, and its documented results.
-#include "Trial.h"
 #include "audio/AudioKernels.h"
 #include "audio/MixingTable.h"
+#include "tests/image/Trial.h"
 
 #include <kqplayer/audio.h>
 
@@ -49,8 +49,8 @@ protected:
 TEST_F(AudioTargets, MixEveryLayoutAlike) {
     OnEveryTarget([](Trial& trial) {
         const int in = trial.Between(1, 8), frames = trial.Size();
-        constexpr int kOut[] = {1, 2, 6};
-        const int out = kOut[trial.Between(0, 2)];
+        constexpr int layouts[] = {1, 2, 6};
+        const int out = layouts[trial.Between(0, 2)];
         const short* source = Source(trial, in * frames);
         short* destination = Destination(trial, out * frames);
         return trial.Compare(BestAudioKernels().mix, PlainAudioKernels().mix, source, in, out,
@@ -114,6 +114,13 @@ Samples Counting(std::size_t count) {
     return samples;
 }
 
+/// Six channels half way from silence to the lowest sample, and there.
+Samples Limited6() {
+    Samples samples(6, -16384);
+    samples.resize(12, -32767);
+    return samples;
+}
+
 Samples Convert(CAudioConverter& converter, const Samples& in) {
     converter.Put(in.data(), static_cast<int>(in.size()));
     Samples out(static_cast<std::size_t>(converter.GetValidSize()));
@@ -131,6 +138,16 @@ TEST(AudioConverter, GivesTheWorkedExamples) {
         {"mono to stereo", 1, 2, 8000, 8000, {5, -6}, {5, 5, -6, -6}},
         {"5.1 to stereo is limited", 6, 2, 8000, 8000, Samples(6, 30000), {32767, 32767}},
         {"5.1 to stereo is limited below", 6, 2, 8000, 8000, Samples(6, -30000), {-32767, -32767}},
+        {"5.1 to stereo is limited by one", 6, 2, 8000, 8000, {-32768, -32767, 0, 0, 0, 0}, {-32767, -32767}},
+        {"a rate's samples are limited",
+         1,
+         1,
+         24000,
+         48000,
+         {-32768, -32768},
+         {-16384, -32767, -32767, -32767}},
+        {"so are frames of many channels", 6, 6, 24000, 48000, Samples(6, -32768), Limited6()},
+        {"equal formats are not", 1, 1, 8000, 8000, {-32768, 32767}, {-32768, 32767}},
         {"quad to stereo", 4, 2, 8000, 8000, {40, 80, -120, 7}, {1, 1}},
         {"no such layout", 2, 4, 8000, 8000, {1, 2, 3, 4}, {0, 0, 0, 0}},
         {"nine channels in", 9, 2, 8000, 8000, Samples(9, 5), Samples(9, 0)},
@@ -224,10 +241,22 @@ TEST(IntermixAudio, LowersTheGainWhereItLimitsAndRecovers) {
     }
     EXPECT_EQ(want, out);
     IntermixAudio(inputs, 2, 0, nullptr);
-    Samples low(3, -30000);
-    short* lows[] = {low.data(), low.data()};
-    IntermixAudio(lows, 2, 1, out.data());
-    EXPECT_EQ(-32767, out[0]);
+}
+
+/// One sum beyond 16 bits on either side, and the last ones within; the gain shows in the sample after it.
+TEST(IntermixAudio, LimitsFromTheFirstSumThatDoesNotFit) {
+    const struct {
+        short a, b, first, second;
+    } cases[] = {
+        {16384, 16384, 32767, 29999},    {16384, 16383, 32767, 30000},    {-16384, -16384, -32767, 29999},
+        {-16384, -16383, -32767, 30000}, {-30000, -30000, -32767, 16383},
+    };
+    for (const auto& c : cases) {
+        Samples a = {c.a, 15000}, b = {c.b, 15000}, out(2);
+        short* inputs[] = {a.data(), b.data()};
+        IntermixAudio(inputs, 2, 2, out.data());
+        EXPECT_EQ((Samples{c.first, c.second}), out) << c.a << " + " << c.b;
+    }
 }
 
 } // namespace

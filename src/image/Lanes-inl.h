@@ -36,9 +36,9 @@ using V16 = hn::Vec<decltype(d16)>;
 using V32 = hn::Vec<decltype(d32)>;
 
 /// Pixels of a block: one vector of luma samples. Lanes are the 128-bit parts of a vector.
-constexpr std::size_t kBlock = HWY_MAX_BYTES;
-constexpr std::size_t kHalfBlock = kBlock / 2;
-constexpr std::size_t kLanes = kBlock / 16;
+constexpr std::size_t blockSize = HWY_MAX_BYTES;
+constexpr std::size_t halfBlock = blockSize / 2;
+constexpr std::size_t laneCount = blockSize / 16;
 
 /// Whether a vector has two of them.
 #define KQ_TWO_LANES (HWY_TARGET <= HWY_AVX2 && HWY_TARGET > HWY_AVX3)
@@ -52,22 +52,22 @@ constexpr std::size_t kLanes = kBlock / 16;
 #endif
 
 /// A constant out of memory, and the same as bytes, as 16-bit and as 32-bit values.
-template <std::uint32_t kPattern>
+template <std::uint32_t pattern>
 HWY_INLINE V8 Pattern() {
-    return hn::Load(d8, reinterpret_cast<const std::uint8_t*>(Repeated<kPattern>::parts));
+    return hn::Load(d8, reinterpret_cast<const std::uint8_t*>(Repeated<pattern>::parts));
 }
-template <int kValue>
+template <int value>
 HWY_INLINE V8 Bytes() {
-    return Pattern<(kValue & 0xFFu) * 0x01010101u>();
+    return Pattern<(value & 0xFFu) * 0x01010101u>();
 }
 /// The first value at the even positions.
-template <int kEven, int kOdd = kEven>
+template <int even, int odd = even>
 HWY_INLINE V16 Words() {
-    return hn::BitCast(d16, Pattern<(kEven & 0xFFFFu) | (kOdd & 0xFFFFu) << 16>());
+    return hn::BitCast(d16, Pattern<(even & 0xFFFFu) | (odd & 0xFFFFu) << 16>());
 }
-template <int kValue>
+template <int value>
 HWY_INLINE V32 DoubleWords() {
-    return hn::BitCast(d32, Pattern<static_cast<std::uint32_t>(kValue)>());
+    return hn::BitCast(d32, Pattern<static_cast<std::uint32_t>(value)>());
 }
 
 /// Packs two vectors of 16-bit values into bytes with saturation, each lane for itself.
@@ -91,11 +91,11 @@ HWY_INLINE V16 MulRounded(V16 a, V16 b) {
 }
 
 /// The even (or odd) 32-bit parts of two vectors, those of low first, each lane for itself.
-template <int kSelection>
+template <int selection>
 HWY_INLINE V16 SelectParts(V16 low, V16 high) {
     constexpr hn::ScalableTag<float> d;
     return hn::BitCast(d16, hn::Vec<decltype(d)>{KQ_X86(shuffle_ps)(hn::BitCast(d, low).raw,
-                                                                    hn::BitCast(d, high).raw, kSelection)});
+                                                                    hn::BitCast(d, high).raw, selection)});
 }
 HWY_INLINE V16 EvenParts(V16 low, V16 high) {
     return SelectParts<0x88>(low, high);
@@ -115,43 +115,47 @@ HWY_INLINE V Permute32(V v, const std::int32_t* index) {
                        hn::TableLookupLanes(hn::BitCast(d32, v), hn::SetTableIndices(d32, index)));
 }
 
-/// Deals a vector that consists of kParts parts per lane to its lanes in turn: part i * lanes + l becomes
+/// Deals a vector that consists of parts parts per lane to its lanes in turn: part i * lanes + l becomes
 /// part i of lane l. What then interleaves or packs within lanes ends up in the order of memory.
-template <std::size_t kParts, class V>
+template <std::size_t parts, class V>
 HWY_INLINE V Deal(V v) {
-    if constexpr (kLanes == 1 || kParts == 1)
+    if constexpr (laneCount == 1 || parts == 1) {
         return v;
-    constexpr std::size_t width = 4 / kParts;
-    alignas(64) std::int32_t index[kBlock / 4];
-    for (std::size_t i = 0; i < kBlock / 4; ++i)
-        index[i] = static_cast<std::int32_t>((i % 4 / width * kLanes + i / 4) * width + i % width);
-    return Permute32(v, index);
-}
-
-/// Takes back Deal<kParts>().
-template <std::size_t kParts, class V>
-HWY_INLINE V Gather(V v) {
-    if constexpr (kLanes == 1)
-        return v;
-    constexpr std::size_t width = 4 / kParts;
-    alignas(64) std::int32_t index[kBlock / 4];
-    for (std::size_t i = 0; i < kBlock / 4; ++i) {
-        const std::size_t part = i / width;
-        index[i] = static_cast<std::int32_t>((part % kLanes * kParts + part / kLanes) * width + i % width);
+    }
+    constexpr std::size_t width = 4 / parts;
+    alignas(64) std::int32_t index[blockSize / 4];
+    for (std::size_t i = 0; i < blockSize / 4; ++i) {
+        index[i] = static_cast<std::int32_t>((i % 4 / width * laneCount + i / 4) * width + i % width);
     }
     return Permute32(v, index);
 }
 
-/// Loads each lane from an address of its own: lane l from p + l * kStride.
-template <std::size_t kStride>
+/// Takes back Deal<parts>().
+template <std::size_t parts, class V>
+HWY_INLINE V Gather(V v) {
+    if constexpr (laneCount == 1) {
+        return v;
+    }
+    constexpr std::size_t width = 4 / parts;
+    alignas(64) std::int32_t index[blockSize / 4];
+    for (std::size_t i = 0; i < blockSize / 4; ++i) {
+        const std::size_t part = i / width;
+        index[i] =
+            static_cast<std::int32_t>((part % laneCount * parts + part / laneCount) * width + i % width);
+    }
+    return Permute32(v, index);
+}
+
+/// Loads each lane from an address of its own: lane l from p + l * stride.
+template <std::size_t stride>
 HWY_INLINE V8 LoadLanes(const std::uint8_t* p) {
 #if HWY_TARGET <= HWY_AVX3
     const hn::Full256<std::uint8_t> half;
     return hn::Combine(
-        d8, hn::Combine(half, hn::LoadU(d8Lane, p + 3 * kStride), hn::LoadU(d8Lane, p + 2 * kStride)),
-        hn::Combine(half, hn::LoadU(d8Lane, p + kStride), hn::LoadU(d8Lane, p)));
+        d8, hn::Combine(half, hn::LoadU(d8Lane, p + 3 * stride), hn::LoadU(d8Lane, p + 2 * stride)),
+        hn::Combine(half, hn::LoadU(d8Lane, p + stride), hn::LoadU(d8Lane, p)));
 #elif HWY_TARGET <= HWY_AVX2
-    return hn::Combine(d8, hn::LoadU(d8Lane, p + kStride), hn::LoadU(d8Lane, p));
+    return hn::Combine(d8, hn::LoadU(d8Lane, p + stride), hn::LoadU(d8Lane, p));
 #else
     return hn::LoadU(d8, p);
 #endif
@@ -166,7 +170,7 @@ struct LanePairs {
 /// into another.
 HWY_INLINE LanePairs LoadAlternating(const std::uint8_t* p) {
 #if HWY_TARGET <= HWY_AVX3
-    const V8 first = hn::LoadU(d8, p), last = hn::LoadU(d8, p + kBlock);
+    const V8 first = hn::LoadU(d8, p), last = hn::LoadU(d8, p + blockSize);
     return {V8{_mm512_shuffle_i32x4(first.raw, last.raw, 0x88)},
             V8{_mm512_shuffle_i32x4(first.raw, last.raw, 0xDD)}};
 #elif KQ_TWO_LANES
@@ -180,7 +184,7 @@ HWY_INLINE LanePairs LoadAlternating(const std::uint8_t* p) {
 
 /// Where the bytes of a vector come from in their lanes; 0x80 stands for 0.
 struct ByteIndex {
-    alignas(64) std::uint8_t bytes[kBlock];
+    alignas(64) std::uint8_t bytes[blockSize];
 };
 
 HWY_INLINE V8 PickBytes(V8 source, const ByteIndex& index) {
@@ -200,16 +204,13 @@ HWY_INLINE V8 EveryLane(const std::uint8_t* bytes) {
     return hn::LoadDup128(d8, bytes);
 }
 
-/// Output of this size bypasses the caches, which it would leave again before anybody reads it: without that,
-/// every line is first read from memory, only to be overwritten.
-constexpr std::ptrdiff_t kStreamBytes = 4 << 20;
-
-template <bool kStream>
+template <bool stream>
 HWY_INLINE void StoreVector(V8 v, std::uint8_t* out) {
-    if constexpr (kStream)
+    if constexpr (stream) {
         hn::Stream(v, d8, out);
-    else
+    } else {
         hn::StoreU(v, d8, out);
+    }
 }
 
 #if KQ_TWO_LANES
@@ -228,7 +229,7 @@ HWY_INLINE void StoreInterleavedHalves(V8 v, std::uint8_t* low, std::uint8_t* hi
 template <class Convert>
 HWY_INLINE void WithStores(Plane out, std::ptrdiff_t rowBytes, std::ptrdiff_t rows, Convert convert) {
     const auto address = reinterpret_cast<std::uintptr_t>(out.data) | static_cast<std::uintptr_t>(out.pitch);
-    if (rowBytes * rows >= kStreamBytes && address % kBlock == 0) {
+    if (rowBytes * rows >= streamBytes && address % blockSize == 0) {
         convert(std::true_type());
         hwy::FlushStream();
     } else {

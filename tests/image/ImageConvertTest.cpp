@@ -1,6 +1,7 @@
 // Every exported conversion beside its plain reference, on every dispatch target.
-#include "Common/Image/Reference.h"
+#include "Reference.h"
 #include "Trial.h"
+#include "image/Kernels.h"
 
 #include <kqplayer/image.h>
 
@@ -28,7 +29,7 @@ struct PlanarAreas {
 };
 
 using Placing = Area (Trial::*)(std::int32_t rowBytes, std::int32_t rows, std::int32_t pitch);
-constexpr Placing kSource = &Trial::Source, kDestination = &Trial::Destination;
+constexpr Placing fromSource = &Trial::Source, toDestination = &Trial::Destination;
 
 PlanarAreas Planes(Trial& trial, Placing place, std::int32_t width, std::int32_t rows,
                    std::int32_t chromaWidth, std::int32_t chromaRows) {
@@ -44,7 +45,7 @@ PlanarAreas Planes(Trial& trial, Placing place, std::int32_t width, std::int32_t
 template <class Routine>
 std::string ComparePlanarToRgb(Trial& trial, int bits, bool signedHeight, Routine routine, Routine plain) {
     const std::int32_t width = trial.Size(), height = trial.Rows();
-    const PlanarAreas in = Planes(trial, kSource, width, height);
+    const PlanarAreas in = Planes(trial, fromSource, width, height);
     const Area out = trial.Destination(PaddedRow(width, bits), height, PaddedRow(width, bits) + (width == 0));
     tagBITMAPINFOHEADER header = Header(width, signedHeight && trial.Flag() ? -height : height, bits);
     return trial.Compare(routine, plain, &header, out.data, in.y.data, in.u.data, in.v.data, in.y.pitch,
@@ -56,7 +57,7 @@ template <class Routine>
 std::string CompareRgbToPlanar(Trial& trial, int bits, Routine routine, Routine plain) {
     const std::int32_t width = trial.Size(), height = trial.Rows();
     const Area in = trial.Source(PaddedRow(width, bits), height, PaddedRow(width, bits) + (width == 0));
-    const PlanarAreas out = Planes(trial, kDestination, width + width % 2, height);
+    const PlanarAreas out = Planes(trial, toDestination, width + width % 2, height);
     tagBITMAPINFOHEADER header = Header(width, height, bits);
     return trial.Compare(routine, plain, out.y.data, out.u.data, out.v.data, out.y.pitch, out.u.pitch,
                          out.v.pitch, &header, in.data);
@@ -65,7 +66,7 @@ std::string CompareRgbToPlanar(Trial& trial, int bits, Routine routine, Routine 
 std::string CompareArgbWithPitch(Trial& trial) {
     const std::int32_t width = trial.Size(), height = trial.Rows();
     const Area in = trial.Source(4 * width, height);
-    const PlanarAreas out = Planes(trial, kDestination, width + width % 2, height);
+    const PlanarAreas out = Planes(trial, toDestination, width + width % 2, height);
     tagBITMAPINFOHEADER header = Header(width, height, 32);
     using Routine = void (*)(std::uint8_t*, std::uint8_t*, std::uint8_t*, std::int32_t, std::int32_t,
                              std::int32_t, tagBITMAPINFOHEADER*, std::uint8_t*, std::int32_t);
@@ -76,7 +77,7 @@ std::string CompareArgbWithPitch(Trial& trial) {
 std::string CompareWithAlpha(Trial& trial) {
     const std::int32_t width = trial.Size(), height = trial.Rows();
     const Area in = trial.Source(4 * width, height, 4 * width + (width == 0));
-    const PlanarAreas out = Planes(trial, kDestination, width, height);
+    const PlanarAreas out = Planes(trial, toDestination, width, height);
     const Area alpha = trial.Destination(width, height, out.y.pitch + (out.y.pitch == 0));
     tagBITMAPINFOHEADER header = Header(width, height, 32);
     return trial.Compare(Rgb32_2_yuv420A, reference::Rgb32_2_yuv420A, out.y.data, out.u.data, out.v.data,
@@ -86,7 +87,7 @@ std::string CompareWithAlpha(Trial& trial) {
 std::string ComparePalette(Trial& trial) {
     const std::int32_t width = trial.Size(), height = trial.Rows();
     const Area in = trial.Source(PaddedRow(width, 8), height, PaddedRow(width, 8) + (width == 0));
-    const PlanarAreas out = Planes(trial, kDestination, width + width % 2, height);
+    const PlanarAreas out = Planes(trial, toDestination, width + width % 2, height);
     const Area info = trial.Source(40 + 256 * 4, 1);
     auto* bitmap = reinterpret_cast<tagBITMAPINFO*>(info.data);
     bitmap->bmiHeader = Header(width, height, 8);
@@ -151,7 +152,7 @@ std::string ComparePlanarBlit(Trial& trial) {
         return Planes(trial, place, r.x + width, r.y + 2 * pairs, (r.x + 1) / 2 + Half(width),
                       r.y / 2 + pairs);
     };
-    const PlanarAreas s = planes(kSource, in), d = planes(kDestination, out);
+    const PlanarAreas s = planes(fromSource, in), d = planes(toDestination, out);
     return trial.Compare(YV12_Blt_fast, reference::YV12_Blt_fast, d.y.data, d.u.data, d.v.data, d.y.pitch,
                          d.u.pitch, d.v.pitch, out.x, out.y, width, out.y + in.height, s.y.data, s.u.data,
                          s.v.data, s.y.pitch, s.u.pitch, s.v.pitch, in.x, in.y);
@@ -161,8 +162,8 @@ std::string ComparePackedToPlanar(Trial& trial) {
     const Rectangle in = RandomRectangle(trial), out = RandomRectangle(trial);
     const std::int32_t pairs = Half(in.width), rows = Half(in.height);
     const Area source = trial.Source(4 * pairs, in.y + 2 * rows);
-    const PlanarAreas d =
-        Planes(trial, kDestination, out.x + 2 * pairs, out.y + 2 * rows, out.x / 2 + pairs, out.y / 2 + rows);
+    const PlanarAreas d = Planes(trial, toDestination, out.x + 2 * pairs, out.y + 2 * rows, out.x / 2 + pairs,
+                                 out.y / 2 + rows);
     const std::int32_t yuy2 = trial.Between(0, 2), x = trial.Between(0, 50);
     return trial.Compare(YUY2_2_Yuv420, reference::YUY2_2_Yuv420, d.y.data, d.u.data, d.v.data, d.y.pitch,
                          d.u.pitch, d.v.pitch, out.x, out.y, in.width, in.height, source.data, source.pitch,
@@ -173,7 +174,7 @@ std::string ComparePlanarToPacked(Trial& trial) {
     const Rectangle in = RandomRectangle(trial), out = RandomRectangle(trial);
     const std::int32_t pairs = Half(in.width), rows = Half(in.height);
     const PlanarAreas s =
-        Planes(trial, kSource, in.x + 2 * pairs, in.y + 2 * rows, in.x / 2 + pairs, in.y / 2 + rows);
+        Planes(trial, fromSource, in.x + 2 * pairs, in.y + 2 * rows, in.x / 2 + pairs, in.y / 2 + rows);
     const Area destination = trial.Destination(4 * pairs, out.y + 2 * rows);
     const std::int32_t yuy2 = trial.Between(0, 2), x = trial.Between(0, 50);
     return trial.Compare(Yuv420_2_YUY2, reference::Yuv420_2_YUY2, destination.data, destination.pitch, x,
@@ -216,7 +217,7 @@ struct RoutineCase {
 
 #define BOTH(routine) routine, reference::routine
 
-constexpr RoutineCase kRoutines[] = {
+constexpr RoutineCase routineCases[] = {
     {"Yuv420_2_rgb32", [](Trial& t) { return ComparePlanarToRgb(t, 32, true, BOTH(Yuv420_2_rgb32)); }},
     {"Yuv420_2_rgb24", [](Trial& t) { return ComparePlanarToRgb(t, 24, true, BOTH(Yuv420_2_rgb24)); }},
     {"Yuv420_2_Argb", [](Trial& t) { return ComparePlanarToRgb(t, 32, false, BOTH(Yuv420_2_Argb)); }},
@@ -252,36 +253,55 @@ void PrintTo(const RoutineCase& value, std::ostream* out) {
 class EveryRoutine : public testing::TestWithParam<RoutineCase> {
 protected:
     void SetUp() override { init_yuv2rgb(); }
-    void TearDown() override { UseTarget(0); }
+    void TearDown() override {
+        UseTarget(0);
+        kq::image::streamBytes = usualStreamBytes;
+    }
+
+    static void CompareOnEveryTarget(bool pastCaches) {
+        kq::image::streamBytes = pastCaches ? 1 : usualStreamBytes;
+        for (const std::int64_t target : DispatchTargets()) {
+            UseTarget(target);
+            for (std::uint32_t seed = 0; seed < 250; ++seed) {
+                Trial trial(seed);
+                if (pastCaches) {
+                    trial.AlignDestinations();
+                }
+                ASSERT_EQ("", GetParam().compare(trial)) << TargetName(target) << ", seed " << seed;
+            }
+        }
+    }
+
+private:
+    static inline const std::ptrdiff_t usualStreamBytes = kq::image::streamBytes;
 };
 
 TEST_P(EveryRoutine, WritesTheReferencesBytesOnEveryTarget) {
-    for (const std::int64_t target : DispatchTargets()) {
-        UseTarget(target);
-        for (std::uint32_t seed = 0; seed < 250; ++seed) {
-            Trial trial(seed);
-            ASSERT_EQ("", GetParam().compare(trial)) << TargetName(target) << ", seed " << seed;
-        }
-    }
+    CompareOnEveryTarget(false);
 }
 
-INSTANTIATE_TEST_SUITE_P(Image, EveryRoutine, testing::ValuesIn(kRoutines),
+TEST_P(EveryRoutine, WritesThemPastTheCachesToo) {
+    CompareOnEveryTarget(true);
+}
+
+INSTANTIATE_TEST_SUITE_P(Image, EveryRoutine, testing::ValuesIn(routineCases),
                          [](const auto& info) { return std::string(info.param.name); });
 
 /// A picture in every format, its buffers at cache lines.
 struct BigPicture {
-    static constexpr std::int32_t kWidth = 2104, kPitch = 2112, kHeight = 2002;
-    static constexpr std::size_t kLuma = std::size_t{kPitch} * kHeight;
+    static constexpr std::int32_t width = 2104, pitch = 2112, height = 2002;
+    static constexpr std::size_t lumaBytes = std::size_t{pitch} * height;
 
-    explicit BigPicture(std::uint32_t seed) : bytes(kLuma * 6 + 64) {
-        for (std::size_t i = 0; i < kLuma * 6; ++i)
+    explicit BigPicture(std::uint32_t seed) : bytes(lumaBytes * 6 + 64) {
+        for (std::size_t i = 0; i < lumaBytes * 6; ++i) {
             y[i] = static_cast<std::uint8_t>((seed = seed * 1664525u + 1013904223u) >> 24);
+        }
     }
 
     std::vector<std::uint8_t> bytes;
     std::uint8_t* y = bytes.data() + 64 - reinterpret_cast<std::uintptr_t>(bytes.data()) % 64;
-    std::uint8_t *u = y + kLuma, *v = u + kLuma / 2, *wide = v + kLuma / 2;
-    tagBITMAPINFOHEADER header = Header(kWidth, kHeight, 32);
+    std::uint8_t *u = y + lumaBytes, *v = u + lumaBytes / 2, *wide = v + lumaBytes / 2;
+    tagBITMAPINFOHEADER header = Header(width, height, 32);
 };
 
 /// Runs a routine and its reference on equal pictures.
@@ -293,14 +313,15 @@ void CompareBig(const char* name, Routine routine, Routine plain, Call call) {
         UseTarget(target);
         BigPicture got(2);
         call(routine, in, got);
-        EXPECT_EQ(0, std::memcmp(want.y, got.y, BigPicture::kLuma * 6)) << name << ", " << TargetName(target);
+        EXPECT_EQ(0, std::memcmp(want.y, got.y, BigPicture::lumaBytes * 6))
+            << name << ", " << TargetName(target);
     }
     UseTarget(0);
 }
 
 TEST(BigPictures, AreTheReferencesWhenTheyBypassTheCaches) {
     using P = BigPicture;
-    constexpr std::int32_t p = P::kPitch;
+    constexpr std::int32_t p = P::pitch;
     CompareBig("Yuv420_2_rgb32", Yuv420_2_rgb32, reference::Yuv420_2_rgb32, [](auto routine, P& in, P& out) {
         routine(&out.header, out.wide, in.y, in.u, in.v, p, p / 2, p / 2);
     });
@@ -309,13 +330,13 @@ TEST(BigPictures, AreTheReferencesWhenTheyBypassTheCaches) {
                    routine(out.y, out.u, out.v, p, p / 2, p / 2, &in.header, in.wide);
                });
     CompareBig("YUY2_2_Rgb24", YUY2_2_Rgb24, reference::YUY2_2_Rgb24, [](auto routine, P& in, P& out) {
-        routine(out.wide, P::kHeight, p * 3, 0, 0, P::kWidth, P::kHeight, in.wide, p * 2, 1, 0, 0);
+        routine(out.wide, P::height, p * 3, 0, 0, P::width, P::height, in.wide, p * 2, 1, 0, 0);
     });
     CompareBig("Yuv420_2_YUY2", Yuv420_2_YUY2, reference::Yuv420_2_YUY2, [](auto routine, P& in, P& out) {
-        routine(out.wide, p * 2, 0, 0, P::kWidth, P::kHeight, 1, in.y, in.u, in.v, p, p / 2, p / 2, 0, 0);
+        routine(out.wide, p * 2, 0, 0, P::width, P::height, 1, in.y, in.u, in.v, p, p / 2, p / 2, 0, 0);
     });
     CompareBig("YUY2_2_Yuv420", YUY2_2_Yuv420, reference::YUY2_2_Yuv420, [](auto routine, P& in, P& out) {
-        routine(out.y, out.u, out.v, p, p / 2, p / 2, 0, 0, P::kWidth, P::kHeight, in.wide, p * 2, 1, 0, 0);
+        routine(out.y, out.u, out.v, p, p / 2, p / 2, 0, 0, P::width, P::height, in.wide, p * 2, 1, 0, 0);
     });
 }
 

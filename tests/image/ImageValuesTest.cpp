@@ -1,7 +1,7 @@
 // What fixes the formulas themselves: worked values, every input a formula can see, and the preconditions.
-#include "Common/Image/Arithmetic.h"
-#include "Common/Image/Tables.h"
 #include "Trial.h"
+#include "image/Arithmetic.h"
+#include "image/Tables.h"
 
 #include <kqplayer/image.h>
 
@@ -25,8 +25,9 @@ Bytes ToYuv(Routine routine, int bits, Bgr colour) {
     for (int row = 0; row < 2; ++row) {
         for (int column = 0; column < 2; ++column) {
             pixels.insert(pixels.end(), {colour.b, colour.g, colour.r});
-            if (bits == 32)
+            if (bits == 32) {
                 pixels.push_back(77);
+            }
         }
         pixels.resize(static_cast<std::size_t>((row + 1) * 8));
     }
@@ -146,14 +147,14 @@ protected:
     void TearDown() override { UseTarget(0); }
 };
 
-constexpr int kSide = 512;
-constexpr int kHalf = kSide / 2;
+constexpr int side = 512;
+constexpr int halfSide = side / 2;
 
 /// Runs a routine over all (y, u, v) on every target: columns hold u, rows v, and each 2x2 block four values
 /// of y.
 template <class Formula, class Routine>
 void CheckEveryYuv(int pixelBytes, Formula formula, Routine routine) {
-    Bytes y(kSide * kSide), u(kHalf * kHalf), v(u.size()), want, out(y.size() * 4);
+    Bytes y(side * side), u(halfSide * halfSide), v(u.size()), want, out(y.size() * 4);
     for (std::size_t i = 0; i < u.size(); ++i) {
         u[i] = static_cast<std::uint8_t>(i % 256);
         v[i] = static_cast<std::uint8_t>(i / 256);
@@ -161,35 +162,35 @@ void CheckEveryYuv(int pixelBytes, Formula formula, Routine routine) {
     for (int first = 0; first < 256; first += 4) {
         want.clear();
         for (std::size_t i = 0; i < y.size(); ++i) {
-            y[i] = static_cast<std::uint8_t>(first + i % 2 + i / kSide % 2 * 2);
-            const Bgr colour =
-                formula(y[i], static_cast<int>(i % kSide / 2), static_cast<int>(i / kSide / 2));
+            y[i] = static_cast<std::uint8_t>(first + i % 2 + i / side % 2 * 2);
+            const Bgr colour = formula(y[i], static_cast<int>(i % side / 2), static_cast<int>(i / side / 2));
             want.insert(want.end(), {colour.b, colour.g, colour.r});
         }
         for (const std::int64_t target : DispatchTargets()) {
             UseTarget(target);
             routine(y.data(), u.data(), v.data(), out.data());
             const auto step = static_cast<std::size_t>(pixelBytes);
-            for (std::size_t i = 0; i < y.size(); ++i)
+            for (std::size_t i = 0; i < y.size(); ++i) {
                 ASSERT_EQ(0, std::memcmp(&out[i * step], &want[i * 3], 3))
-                    << TargetName(target) << ": y " << int{y[i]} << ", u " << i % kSide / 2 << ", v "
-                    << i / kSide / 2;
+                    << TargetName(target) << ": y " << int{y[i]} << ", u " << i % side / 2 << ", v "
+                    << i / side / 2;
+            }
         }
     }
 }
 
 TEST_F(EveryInput, OfYuvGivesTheFormula) {
-    auto header = Header(kSide, kSide, 24);
+    auto header = Header(side, side, 24);
     CheckEveryYuv(3, YuvToBgr13, [&](auto y, auto u, auto v, auto out) {
-        Yuv420_2_rgb24(&header, out, y, u, v, kSide, kHalf, kHalf);
+        Yuv420_2_rgb24(&header, out, y, u, v, side, halfSide, halfSide);
     });
     CheckEveryYuv(3, YuvToBgr10, [&](auto y, auto u, auto v, auto out) {
         // Writes bottom-up: the planes are read from the last row up instead.
-        Yuv420_2_rgb24Simple(&header, out, y + (kSide - 1) * kSide, u + (kHalf - 1) * kHalf,
-                             v + (kHalf - 1) * kHalf, -kSide, -kHalf, -kHalf);
+        Yuv420_2_rgb24Simple(&header, out, y + (side - 1) * side, u + (halfSide - 1) * halfSide,
+                             v + (halfSide - 1) * halfSide, -side, -halfSide, -halfSide);
     });
     CheckEveryYuv(4, YuvToComponents13, [&](auto y, auto u, auto v, auto out) {
-        yuv2rgb_32(y, kSide, u, v, kHalf, out, kSide, kSide, kSide);
+        yuv2rgb_32(y, side, u, v, halfSide, out, side, side, side);
     });
     const auto& lut = Tables().lut;
     const auto byTables = [&](int y, int u, int v) {
@@ -198,30 +199,30 @@ TEST_F(EveryInput, OfYuvGivesTheFormula) {
                    SaturateTableSum(lut[0][y] + lut[4][v])};
     };
     CheckEveryYuv(3, byTables, [&](auto y, auto u, auto v, auto out) {
-        yuv2rgb_24(y, kSide, u, v, kHalf, out, kSide, kSide, kSide * 3);
+        yuv2rgb_24(y, side, u, v, halfSide, out, side, side, side * 3);
     });
 }
 
 /// Runs a routine over all colours, each in a 2x2 block of its own, so that U and V show its chroma terms.
 void CheckEveryRgb(EightParameters routine, YuvTerms (*formula)(Bgr), int chromaOffset) {
-    constexpr int row = kSide * 3;
-    Bytes pixels(kSide * row), y(kSide * kSide), u(kHalf * kHalf), v(u.size());
-    auto header = Header(kSide, kSide, 24);
+    constexpr int row = side * 3;
+    Bytes pixels(side * row), y(side * side), u(halfSide * halfSide), v(u.size());
+    auto header = Header(side, side, 24);
     for (int blue = 0; blue < 256; ++blue) {
-        for (int i = 0; i < kSide * kSide; ++i) {
+        for (int i = 0; i < side * side; ++i) {
             pixels[static_cast<std::size_t>(i * 3)] = static_cast<std::uint8_t>(blue);
-            pixels[static_cast<std::size_t>(i * 3 + 1)] = static_cast<std::uint8_t>(255 - i / kSide / 2);
-            pixels[static_cast<std::size_t>(i * 3 + 2)] = static_cast<std::uint8_t>(i % kSide / 2);
+            pixels[static_cast<std::size_t>(i * 3 + 1)] = static_cast<std::uint8_t>(255 - i / side / 2);
+            pixels[static_cast<std::size_t>(i * 3 + 2)] = static_cast<std::uint8_t>(i % side / 2);
         }
         for (const std::int64_t target : DispatchTargets()) {
             UseTarget(target);
-            routine(y.data(), u.data(), v.data(), kSide, kHalf, kHalf, &header, pixels.data());
+            routine(y.data(), u.data(), v.data(), side, halfSide, halfSide, &header, pixels.data());
             for (std::size_t i = 0; i < u.size(); ++i) {
                 const auto green = static_cast<std::uint8_t>(i / 256),
                            red = static_cast<std::uint8_t>(i % 256);
                 const YuvTerms want = formula({static_cast<std::uint8_t>(blue), green, red});
-                const std::size_t luma = i / 256 * 2 * kSide + i % 256 * 2;
-                ASSERT_TRUE(y[luma] == want.y && y[luma + kSide + 1] == want.y &&
+                const std::size_t luma = i / 256 * 2 * side + i % 256 * 2;
+                ASSERT_TRUE(y[luma] == want.y && y[luma + side + 1] == want.y &&
                             u[i] == want.u + chromaOffset && v[i] == want.v + chromaOffset)
                     << TargetName(target) << ": " << blue << ", " << int{green} << ", " << int{red};
             }
@@ -269,8 +270,9 @@ TEST(ImagePreconditionsDeathTest, StopTheProcessWithTheExpression) {
         {[&] { YUY2_2_Yuv420(p, p, p, 2, 1, 1, 30, 0, 2, 2, p, 8, 1, 0, 0); },
          "YUY2_2_Yuv420.*\\(char\\*\\)V <= "},
     };
-    for (const auto& c : cases)
+    for (const auto& c : cases) {
         EXPECT_DEATH(c.call(), c.message);
+    }
 }
 
 } // namespace

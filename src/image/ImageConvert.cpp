@@ -1,7 +1,6 @@
 #include "Arithmetic.h"
 #include "Kernels.h"
 #include "Precondition.h"
-#include "Reference.h"
 
 #include <kqplayer/image.h>
 
@@ -24,8 +23,9 @@ ConstPlane ReadOnly(Plane plane) {
 
 std::int32_t PlanarToBitmap(void (*kernel)(const PlanarToRgb&), const tagBITMAPINFOHEADER& header,
                             std::uint8_t* bits, ConstPlane y, ConstPlane u, ConstPlane v) {
-    if (header.biWidth <= 0 || header.biHeight == 0)
+    if (header.biWidth <= 0 || header.biHeight == 0) {
         return -1;
+    }
     const Pitch rowBytes = BitmapRowBytes(header.biWidth, header.biBitCount);
     const bool bottomUp = header.biHeight < 0;
     const Pitch height = bottomUp ? -Pitch{header.biHeight} : header.biHeight;
@@ -40,8 +40,9 @@ void CopyRows(Plane out, ConstPlane source, Pitch bytes, Pitch rows) {
         bytes *= rows;
         rows = 1;
     }
-    for (Pitch row = 0; row < rows; ++row)
+    for (Pitch row = 0; row < rows; ++row) {
         std::memmove(out.Row(row), source.Row(row), static_cast<std::size_t>(bytes));
+    }
 }
 
 /// The routines with a fixed order of rows take the height as a row count.
@@ -51,7 +52,20 @@ bool IsEmpty(const tagBITMAPINFOHEADER& header) {
 
 /// The fields that all RGB to planar routines fill alike.
 RgbToPlanar ToPlanes(const tagBITMAPINFOHEADER& header, ConstPlane rgb, Plane y, Plane u, Plane v) {
-    return {rgb, y, u, v, {nullptr, y.pitch}, header.biWidth, header.biHeight, true, nullptr};
+    return {rgb, y, u, v, header.biWidth, header.biHeight, true, nullptr};
+}
+
+/// The alpha of all converted pixels.
+void CopyAlpha(const RgbToPlanar& job, Plane alpha) {
+    for (Pitch row = 0; row < job.height; ++row) {
+        const bool last = job.height % 2 != 0 && row == job.height - 1;
+        const Pitch width = job.width - (last ? job.width % 2 : 0);
+        const std::uint8_t* pixels = job.rgb.Row(row);
+        std::uint8_t* out = alpha.Row(row);
+        for (Pitch column = 0; column < width; ++column) {
+            out[column] = pixels[4 * column + 3];
+        }
+    }
 }
 
 ConstPlane BottomUpSource(const tagBITMAPINFOHEADER& header, std::uint8_t* bits, int bitsPerPixel) {
@@ -65,10 +79,7 @@ std::int32_t Yuv420_2_rgb32(tagBITMAPINFOHEADER* lpDstBmi, std::uint8_t* lpDstBi
                             std::int32_t nPt_V) {
     KQ_PRECONDITION(lpDstBmi && lpDstBmi->biBitCount == 32);
     KQ_PRECONDITION(lpDstBits && pY && pU && pV);
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::Yuv420_2_rgb32(lpDstBmi, lpDstBits, pY, pU, pV, nPt_Y, nPt_U, nPt_V);
-    return PlanarToBitmap(kernels->planarToBgra13, *lpDstBmi, lpDstBits, {pY, nPt_Y}, {pU, nPt_U},
+    return PlanarToBitmap(BestKernels().planarToBgra13, *lpDstBmi, lpDstBits, {pY, nPt_Y}, {pU, nPt_U},
                           {pV, nPt_V});
 }
 
@@ -77,10 +88,7 @@ std::int32_t Yuv420_2_rgb24(tagBITMAPINFOHEADER* lpDstBmi, std::uint8_t* lpDstBi
                             std::int32_t nPt_V) {
     KQ_PRECONDITION(lpDstBmi && lpDstBmi->biBitCount == 24);
     KQ_PRECONDITION(lpDstBits && pY && pU && pV);
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::Yuv420_2_rgb24(lpDstBmi, lpDstBits, pY, pU, pV, nPt_Y, nPt_U, nPt_V);
-    return PlanarToBitmap(kernels->planarToBgr13, *lpDstBmi, lpDstBits, {pY, nPt_Y}, {pU, nPt_U},
+    return PlanarToBitmap(BestKernels().planarToBgr13, *lpDstBmi, lpDstBits, {pY, nPt_Y}, {pU, nPt_U},
                           {pV, nPt_V});
 }
 
@@ -88,35 +96,32 @@ void Yuv420_2_Argb(tagBITMAPINFOHEADER* lpDstBmi, std::uint8_t* lpDstBits, std::
                    std::uint8_t* pV, std::int32_t nPt_Y, std::int32_t nPt_U, std::int32_t nPt_V) {
     KQ_PRECONDITION(lpDstBmi && lpDstBmi->biBitCount == 32);
     KQ_PRECONDITION(lpDstBits && pY && pU && pV);
-    if (IsEmpty(*lpDstBmi))
+    if (IsEmpty(*lpDstBmi)) {
         return;
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::Yuv420_2_Argb(lpDstBmi, lpDstBits, pY, pU, pV, nPt_Y, nPt_U, nPt_V);
-    kernels->planarToBgra13({{pY, nPt_Y},
-                             {pU, nPt_U},
-                             {pV, nPt_V},
-                             {lpDstBits, BitmapRowBytes(lpDstBmi->biWidth, 32)},
-                             lpDstBmi->biWidth,
-                             lpDstBmi->biHeight,
-                             true});
+    }
+    BestKernels().planarToBgra13({{pY, nPt_Y},
+                                  {pU, nPt_U},
+                                  {pV, nPt_V},
+                                  {lpDstBits, BitmapRowBytes(lpDstBmi->biWidth, 32)},
+                                  lpDstBmi->biWidth,
+                                  lpDstBmi->biHeight,
+                                  true});
 }
 
 void Yuv420_2_rgb24Simple(tagBITMAPINFOHEADER* lpDstBmi, std::uint8_t* lpDstBits, std::uint8_t* pY,
                           std::uint8_t* pU, std::uint8_t* pV, std::int32_t nPt_Y, std::int32_t nPt_U,
                           std::int32_t nPt_V) {
-    if (IsEmpty(*lpDstBmi))
+    if (IsEmpty(*lpDstBmi)) {
         return;
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::Yuv420_2_rgb24Simple(lpDstBmi, lpDstBits, pY, pU, pV, nPt_Y, nPt_U, nPt_V);
-    kernels->planarToBgr10({{pY, nPt_Y},
-                            {pU, nPt_U},
-                            {pV, nPt_V},
-                            BottomUp(lpDstBits, lpDstBmi->biHeight, BitmapRowBytes(lpDstBmi->biWidth, 24)),
-                            lpDstBmi->biWidth / 2 * 2,
-                            lpDstBmi->biHeight / 2 * 2,
-                            false});
+    }
+    BestKernels().planarToBgr10(
+        {{pY, nPt_Y},
+         {pU, nPt_U},
+         {pV, nPt_V},
+         BottomUp(lpDstBits, lpDstBmi->biHeight, BitmapRowBytes(lpDstBmi->biWidth, 24)),
+         lpDstBmi->biWidth / 2 * 2,
+         lpDstBmi->biHeight / 2 * 2,
+         false});
 }
 
 void Rgb32_2_yuv420(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::int32_t nPt_Y,
@@ -124,12 +129,10 @@ void Rgb32_2_yuv420(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::i
                     std::uint8_t* lpSrcBits) {
     KQ_PRECONDITION(lpSrcBmi && lpSrcBmi->biBitCount == 32);
     KQ_PRECONDITION(lpSrcBits && pY && pU && pV);
-    if (IsEmpty(*lpSrcBmi))
+    if (IsEmpty(*lpSrcBmi)) {
         return;
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::Rgb32_2_yuv420(pY, pU, pV, nPt_Y, nPt_U, nPt_V, lpSrcBmi, lpSrcBits);
-    kernels->bgraToPlanar(
+    }
+    BestKernels().bgraToPlanar(
         ToPlanes(*lpSrcBmi, BottomUpSource(*lpSrcBmi, lpSrcBits, 32), {pY, nPt_Y}, {pU, nPt_U}, {pV, nPt_V}));
 }
 
@@ -138,16 +141,14 @@ void Rgb8_2_YUV420(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::in
                    std::uint8_t* lpSrcBits) {
     KQ_PRECONDITION(lpBitmapInfo && lpBitmapInfo->bmiHeader.biBitCount == 8);
     KQ_PRECONDITION(lpSrcBits && pY && pU && pV);
-    if (IsEmpty(lpBitmapInfo->bmiHeader))
+    if (IsEmpty(lpBitmapInfo->bmiHeader)) {
         return;
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::Rgb8_2_YUV420(pY, pU, pV, nPt_Y, nPt_U, nPt_V, lpBitmapInfo, lpSrcBits);
+    }
     const tagBITMAPINFOHEADER& header = lpBitmapInfo->bmiHeader;
     RgbToPlanar job =
         ToPlanes(header, BottomUpSource(header, lpSrcBits, 8), {pY, nPt_Y}, {pU, nPt_U}, {pV, nPt_V});
     job.colours = reinterpret_cast<const std::uint8_t*>(lpBitmapInfo) + sizeof(header);
-    kernels->paletteToPlanar(job);
+    BestKernels().paletteToPlanar(job);
 }
 
 void Argb_2_yuv420(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::int32_t nPt_Y,
@@ -155,13 +156,11 @@ void Argb_2_yuv420(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::in
                    std::uint8_t* lpSrcBits) {
     KQ_PRECONDITION(lpSrcBmi && lpSrcBmi->biBitCount == 32);
     KQ_PRECONDITION(lpSrcBits && pY && pU && pV);
-    if (IsEmpty(*lpSrcBmi))
+    if (IsEmpty(*lpSrcBmi)) {
         return;
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::Argb_2_yuv420(pY, pU, pV, nPt_Y, nPt_U, nPt_V, lpSrcBmi, lpSrcBits);
-    kernels->bgraToPlanar(ToPlanes(*lpSrcBmi, {lpSrcBits, BitmapRowBytes(lpSrcBmi->biWidth, 32)}, {pY, nPt_Y},
-                                   {pU, nPt_U}, {pV, nPt_V}));
+    }
+    BestKernels().bgraToPlanar(ToPlanes(*lpSrcBmi, {lpSrcBits, BitmapRowBytes(lpSrcBmi->biWidth, 32)},
+                                        {pY, nPt_Y}, {pU, nPt_U}, {pV, nPt_V}));
 }
 
 void Argb_2_yuv420(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::int32_t nPt_Y,
@@ -169,12 +168,11 @@ void Argb_2_yuv420(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::in
                    std::uint8_t* lpSrcBits, std::int32_t nPitchSrc) {
     KQ_PRECONDITION(lpSrcBmi && lpSrcBmi->biBitCount == 32);
     KQ_PRECONDITION(lpSrcBits && pY && pU && pV);
-    if (IsEmpty(*lpSrcBmi))
+    if (IsEmpty(*lpSrcBmi)) {
         return;
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::Argb_2_yuv420(pY, pU, pV, nPt_Y, nPt_U, nPt_V, lpSrcBmi, lpSrcBits, nPitchSrc);
-    kernels->xrgbToPlanar(ToPlanes(*lpSrcBmi, {lpSrcBits, nPitchSrc}, {pY, nPt_Y}, {pU, nPt_U}, {pV, nPt_V}));
+    }
+    BestKernels().xrgbToPlanar(
+        ToPlanes(*lpSrcBmi, {lpSrcBits, nPitchSrc}, {pY, nPt_Y}, {pU, nPt_U}, {pV, nPt_V}));
 }
 
 void Rgb24_2_yuv420(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::int32_t nPt_Y,
@@ -182,28 +180,24 @@ void Rgb24_2_yuv420(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::i
                     std::uint8_t* lpSrcBits) {
     KQ_PRECONDITION(lpSrcBmi && lpSrcBmi->biBitCount == 24);
     KQ_PRECONDITION(lpSrcBits && pY && pU && pV);
-    if (IsEmpty(*lpSrcBmi))
+    if (IsEmpty(*lpSrcBmi)) {
         return;
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::Rgb24_2_yuv420(pY, pU, pV, nPt_Y, nPt_U, nPt_V, lpSrcBmi, lpSrcBits);
-    kernels->bgrToPlanar(
+    }
+    BestKernels().bgrToPlanar(
         ToPlanes(*lpSrcBmi, BottomUpSource(*lpSrcBmi, lpSrcBits, 24), {pY, nPt_Y}, {pU, nPt_U}, {pV, nPt_V}));
 }
 
 void Rgb24_2_yuv420Simple(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::int32_t nPt_Y,
                           std::int32_t nPt_U, std::int32_t nPt_V, tagBITMAPINFOHEADER* lpSrcBmi,
                           std::uint8_t* lpSrcBits) {
-    if (IsEmpty(*lpSrcBmi))
+    if (IsEmpty(*lpSrcBmi)) {
         return;
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::Rgb24_2_yuv420Simple(pY, pU, pV, nPt_Y, nPt_U, nPt_V, lpSrcBmi, lpSrcBits);
+    }
     RgbToPlanar job =
         ToPlanes(*lpSrcBmi, BottomUpSource(*lpSrcBmi, lpSrcBits, 24), {pY, nPt_Y}, {pU, nPt_U}, {pV, nPt_V});
     job.width = job.width / 2 * 2;
     job.height = job.height / 2 * 2;
-    kernels->bgrToPlanar10(job);
+    BestKernels().bgrToPlanar10(job);
 }
 
 void Rgb32_2_yuv420A(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::uint8_t* pA,
@@ -211,16 +205,14 @@ void Rgb32_2_yuv420A(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::
                      tagBITMAPINFOHEADER* lpSrcBmi, std::uint8_t* lpSrcBits) {
     KQ_PRECONDITION(lpSrcBmi && lpSrcBmi->biBitCount == 32);
     KQ_PRECONDITION(lpSrcBits && pY && pU && pV);
-    if (IsEmpty(*lpSrcBmi))
+    if (IsEmpty(*lpSrcBmi)) {
         return;
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::Rgb32_2_yuv420A(pY, pU, pV, pA, nPt_Y, nPt_U, nPt_V, lpSrcBmi, lpSrcBits);
+    }
     RgbToPlanar job =
         ToPlanes(*lpSrcBmi, BottomUpSource(*lpSrcBmi, lpSrcBits, 32), {pY, nPt_Y}, {pU, nPt_U}, {pV, nPt_V});
-    job.alpha.data = pA;
     job.repeatLastColumn = false;
-    kernels->bgraToPlanarAlpha(job);
+    BestKernels().bgraToPlanar(job);
+    CopyAlpha(job, {pA, nPt_Y});
 }
 
 void Rgb24_2_YUY2(std::uint8_t* lpBitsDst, std::int32_t nPitchDst, std::int32_t xDst, std::int32_t yDst,
@@ -229,36 +221,30 @@ void Rgb24_2_YUY2(std::uint8_t* lpBitsDst, std::int32_t nPitchDst, std::int32_t 
     KQ_PRECONDITION(lpBitsDst && lpBitsSrc);
     KQ_PRECONDITION_TEXT((std::int64_t{xDst} + cxDst) * 2 <= nPitchDst, "(xDst + cxDst) * 2 <= nPitchDst");
     KQ_PRECONDITION_TEXT(std::int64_t{nPitchSrc / 3} - xSrc >= cxDst, "nPitchSrc / 3 - xSrc >= cxDst");
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::Rgb24_2_YUY2(lpBitsDst, nPitchDst, xDst, yDst, cxDst, cyDst, bYUY2, lpBitsSrc,
-                                       nHeightSrc, nPitchSrc, xSrc, ySrc);
-    if (cxDst <= 0 || cyDst <= 0)
+    if (cxDst <= 0 || cyDst <= 0) {
         return;
+    }
     const Pitch shift = xDst >= 2 ? 1 : 0;
     Plane source = BottomUp(lpBitsSrc, Pitch{nHeightSrc} - ySrc, nPitchSrc);
     source.data += Pitch{xSrc} * 3;
-    kernels->bgrToPacked({ReadOnly(source),
-                          {lpBitsDst + Pitch{yDst} * nPitchDst + (xDst - shift) * 2, nPitchDst},
-                          cxDst + shift,
-                          cyDst,
-                          bYUY2 != 0});
+    BestKernels().bgrToPacked({ReadOnly(source),
+                               {lpBitsDst + Pitch{yDst} * nPitchDst + (xDst - shift) * 2, nPitchDst},
+                               cxDst + shift,
+                               cyDst,
+                               bYUY2 != 0});
 }
 
 void YUY2_2_Rgb24(std::uint8_t* lpBitsDst, std::int32_t nHeightDst, std::int32_t nPitchDst, std::int32_t xDst,
                   std::int32_t yDst, std::int32_t cx, std::int32_t cy, std::uint8_t* lpBitsSrc,
                   std::int32_t nPitchSrc, std::int32_t bYUY2, std::int32_t xSrc, std::int32_t ySrc) {
     KQ_PRECONDITION(lpBitsDst && lpBitsSrc);
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::YUY2_2_Rgb24(lpBitsDst, nHeightDst, nPitchDst, xDst, yDst, cx, cy, lpBitsSrc,
-                                       nPitchSrc, bYUY2, xSrc, ySrc);
-    if (cx <= 0 || cy <= 0)
+    if (cx <= 0 || cy <= 0) {
         return;
+    }
     const Pitch start = xSrc >= 2 ? xSrc - 1 : xSrc;
     Plane out = BottomUp(lpBitsDst, Pitch{nHeightDst} - yDst, nPitchDst);
     out.data += Pitch{xDst} * 3;
-    kernels->packedToBgr(
+    BestKernels().packedToBgr(
         {{lpBitsSrc + Pitch{ySrc} * nPitchSrc + start * 2, nPitchSrc}, out, cx, cy, bYUY2 != 0});
 }
 
@@ -266,20 +252,18 @@ void YUY2_Blt_fast(std::uint8_t* lpBitsDst, std::int32_t nPitchDst, std::int32_t
                    std::int32_t /*yDst*/, std::int32_t cx, std::int32_t cy, std::int32_t bYUY2Dst,
                    std::uint8_t* lpBitsSrc, std::int32_t nPitchSrc, std::int32_t bYUY2Src, std::int32_t xSrc,
                    std::int32_t ySrc) {
-    if (cx <= 0 || cy <= 0)
+    if (cx <= 0 || cy <= 0) {
         return;
+    }
     const ConstPlane source{lpBitsSrc + Pitch{ySrc} * nPitchSrc + Pitch{xSrc} * 2, nPitchSrc};
     const Plane out{lpBitsDst + Pitch{ySrc} * nPitchDst + Pitch{xSrc} * 2, nPitchDst};
     if ((bYUY2Dst != 0) == (bYUY2Src != 0)) {
         CopyRows(out, source, Pitch{cx} * 2, cy);
         return;
     }
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::YUY2_Blt_fast(lpBitsDst, nPitchDst, xSrc, ySrc, cx, cy, bYUY2Dst, lpBitsSrc,
-                                        nPitchSrc, bYUY2Src, xSrc, ySrc);
-    for (Pitch row = 0; row < cy; ++row)
-        kernels->swapPairs(source.Row(row), out.Row(row), (static_cast<std::size_t>(cx) + 1) / 2 * 4);
+    for (Pitch row = 0; row < cy; ++row) {
+        BestKernels().swapPairs(source.Row(row), out.Row(row), (static_cast<std::size_t>(cx) + 1) / 2 * 4);
+    }
 }
 
 void YV12_Blt_fast(std::uint8_t* pDstY, std::uint8_t* pDstU, std::uint8_t* pDstV, std::int32_t nPt_DstY,
@@ -287,8 +271,9 @@ void YV12_Blt_fast(std::uint8_t* pDstY, std::uint8_t* pDstU, std::uint8_t* pDstV
                    std::int32_t cx, std::int32_t nRowLimit, std::uint8_t* pSrcY, std::uint8_t* pSrcU,
                    std::uint8_t* pSrcV, std::int32_t nPt_SrcY, std::int32_t nPt_SrcU, std::int32_t nPt_SrcV,
                    std::int32_t xSrc, std::int32_t ySrc) {
-    if (cx <= 0 || yDst >= nRowLimit)
+    if (cx <= 0 || yDst >= nRowLimit) {
         return;
+    }
     const auto at = [](std::uint8_t* plane, Pitch pitch, Pitch row, Pitch column) {
         return Plane{plane + row * pitch + column, pitch};
     };
@@ -308,40 +293,33 @@ void YV12_Blt_fast(std::uint8_t* pDstY, std::uint8_t* pDstU, std::uint8_t* pDstV
 void YUY2_2_Yuv420(std::uint8_t* pY, std::uint8_t* pU, std::uint8_t* pV, std::int32_t nPt_Y,
                    std::int32_t nPt_U, std::int32_t nPt_V, std::int32_t xDst, std::int32_t yDst,
                    std::int32_t cx, std::int32_t cy, std::uint8_t* lpBitsSrc, std::int32_t nPitchSrc,
-                   std::int32_t bYUY2, std::int32_t xSrc, std::int32_t ySrc) {
-    if (cx <= 0 || cy <= 0)
+                   std::int32_t bYUY2, std::int32_t /*xSrc*/, std::int32_t ySrc) {
+    if (cx <= 0 || cy <= 0) {
         return;
+    }
     const Pitch macropixels = (Pitch{cx} + 1) / 2, rows = (Pitch{cy} + 1) / 2 * 2;
     // The last V sample that will be written, seen from the plane's start.
     const std::int64_t lastV = (std::int64_t{yDst / 2} + rows / 2 - 1) * nPt_V + xDst / 2 + macropixels - 1;
     KQ_PRECONDITION_TEXT(lastV <= (std::int64_t{yDst} + cy) * nPt_V,
                          "(char*)V <= ((char*)pV + (yDst + cy) * nPt_V)");
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::YUY2_2_Yuv420(pY, pU, pV, nPt_Y, nPt_U, nPt_V, xDst, yDst, cx, cy, lpBitsSrc,
-                                        nPitchSrc, bYUY2, xSrc, ySrc);
-    kernels->packedToPlanar({{lpBitsSrc + Pitch{ySrc} * nPitchSrc, nPitchSrc},
-                             {pY + Pitch{yDst} * nPt_Y + xDst, nPt_Y},
-                             {pU + yDst / 2 * Pitch{nPt_U} + xDst / 2, nPt_U},
-                             {pV + yDst / 2 * Pitch{nPt_V} + xDst / 2, nPt_V},
-                             macropixels,
-                             rows,
-                             bYUY2 != 0});
+    BestKernels().packedToPlanar({{lpBitsSrc + Pitch{ySrc} * nPitchSrc, nPitchSrc},
+                                  {pY + Pitch{yDst} * nPt_Y + xDst, nPt_Y},
+                                  {pU + yDst / 2 * Pitch{nPt_U} + xDst / 2, nPt_U},
+                                  {pV + yDst / 2 * Pitch{nPt_V} + xDst / 2, nPt_V},
+                                  macropixels,
+                                  rows,
+                                  bYUY2 != 0});
 }
 
-void Yuv420_2_YUY2(std::uint8_t* lpBitsDst, std::int32_t nPitchDst, std::int32_t xDst, std::int32_t yDst,
+void Yuv420_2_YUY2(std::uint8_t* lpBitsDst, std::int32_t nPitchDst, std::int32_t /*xDst*/, std::int32_t yDst,
                    std::int32_t cx, std::int32_t cy, std::int32_t bYUY2, std::uint8_t* pY, std::uint8_t* pU,
                    std::uint8_t* pV, std::int32_t nPt_Y, std::int32_t nPt_U, std::int32_t nPt_V,
                    std::int32_t xSrc, std::int32_t ySrc) {
-    const Kernels* kernels = FindKernels();
-    if (kernels == nullptr)
-        return reference::Yuv420_2_YUY2(lpBitsDst, nPitchDst, xDst, yDst, cx, cy, bYUY2, pY, pU, pV, nPt_Y,
-                                        nPt_U, nPt_V, xSrc, ySrc);
-    kernels->planarToPacked({{pY + Pitch{ySrc} * nPt_Y + xSrc, nPt_Y},
-                             {pU + ySrc / 2 * Pitch{nPt_U} + xSrc / 2, nPt_U},
-                             {pV + ySrc / 2 * Pitch{nPt_V} + xSrc / 2, nPt_V},
-                             {lpBitsDst + Pitch{yDst} * nPitchDst, nPitchDst},
-                             (Pitch{cx} + 1) / 2,
-                             (Pitch{cy} + 1) / 2 * 2,
-                             bYUY2 != 0});
+    BestKernels().planarToPacked({{pY + Pitch{ySrc} * nPt_Y + xSrc, nPt_Y},
+                                  {pU + ySrc / 2 * Pitch{nPt_U} + xSrc / 2, nPt_U},
+                                  {pV + ySrc / 2 * Pitch{nPt_V} + xSrc / 2, nPt_V},
+                                  {lpBitsDst + Pitch{yDst} * nPitchDst, nPitchDst},
+                                  (Pitch{cx} + 1) / 2,
+                                  (Pitch{cy} + 1) / 2 * 2,
+                                  bYUY2 != 0});
 }

@@ -22,14 +22,14 @@ public:
     GuardedBuffer& operator=(const GuardedBuffer&) = delete;
     ~GuardedBuffer();
 
-    std::uint8_t* data() const { return data_; }
-    std::size_t size() const { return bytes_; }
+    std::uint8_t* Data() const { return m_data; }
+    std::size_t Size() const { return m_bytes; }
 
 private:
-    std::size_t bytes_;
-    std::size_t mapped_;
-    std::uint8_t* mapping_;
-    std::uint8_t* data_;
+    std::size_t m_bytes;
+    std::size_t m_mapped;
+    std::uint8_t* m_mapping;
+    std::uint8_t* m_data;
 };
 
 /// A plane or a bitmap inside a buffer of a trial.
@@ -50,6 +50,9 @@ public:
     /// As many rows as make a comparison quick.
     std::int32_t Rows();
 
+    /// From now on rows to write begin at cache lines, as stores past the caches need it.
+    void AlignDestinations() { m_aligned = true; }
+
     /// Rows to read: nothing but the rows is readable. Without a pitch a random one is taken.
     Area Source(std::int32_t rowBytes, std::int32_t rows, std::int32_t pitch = 0);
     /// Rows to write, with bytes around and between them that must stay as they are.
@@ -68,9 +71,10 @@ private:
                std::int32_t pitch, std::size_t margin);
     void Fill(std::uint8_t* data, std::size_t bytes);
 
-    std::mt19937 random_;
-    std::vector<std::unique_ptr<GuardedBuffer>> sources_;
-    std::vector<std::unique_ptr<GuardedBuffer>> destinations_;
+    std::mt19937 m_random;
+    bool m_aligned = false;
+    std::vector<std::unique_ptr<GuardedBuffer>> m_sources;
+    std::vector<std::unique_ptr<GuardedBuffer>> m_destinations;
 };
 
 /// A header as far as the routines read it.

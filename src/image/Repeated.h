@@ -10,7 +10,7 @@ namespace kq::image {
 ///
 /// Not const: a compiler that sees the value, and runs out of registers, builds it anew in every pass of a
 /// loop, with instructions that compete with the loop's own. Loading it costs nothing there.
-template <std::uint32_t kPattern>
+template <std::uint32_t pattern>
 struct Repeated {
     alignas(64) static std::uint32_t parts[16];
 };
