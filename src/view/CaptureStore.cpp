@@ -1,6 +1,6 @@
 #include "view/CaptureStore.h"
 
-#include "Common/Image/Arithmetic.h"
+#include "image/Arithmetic.h"
 #include "com/KeptTexts.h"
 #include "com/QueryInfo.h"
 
