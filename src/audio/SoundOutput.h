@@ -7,8 +7,8 @@
 
 struct IMediaStream;
 
-/// Plays one audio stream on a thread of its own. The run that made it is its owner: every operation is called
-/// on the playback thread. Positions count bytes of PCM since the last fresh start.
+/// Plays one audio stream on a thread of its own. The run that made it is its owner: every operation is
+/// called on the playback thread. Positions count bytes of PCM since the last fresh start.
 class SoundOutput {
 public:
     SoundOutput() = default;
@@ -54,5 +54,6 @@ using SoundMaker = std::unique_ptr<SoundOutput> (*)(IMediaStream* pStream);
 
 /// @return the maker in use: that of SoundPlayer, unless a test has installed another one
 SoundMaker CurrentSoundMaker();
-/// Puts another maker in place for the whole process, while no run is active. @param pMaker null for SoundPlayer's
+/// Puts another maker in place for the whole process, while no run is active. @param pMaker null for
+/// SoundPlayer's
 void InstallSoundMaker(SoundMaker pMaker);

@@ -14,8 +14,8 @@ namespace {
 constexpr std::uint32_t kFrozenMs = 300;
 /// One that stands still for so long does not lead, whatever its queue holds.
 constexpr std::uint32_t kStillMs = 1000;
-/// What passes between two looks counts as standing still up to here: more means that nobody could look, because
-/// a callback took long or the process was stopped.
+/// What passes between two looks counts as standing still up to here: more means that nobody could look,
+/// because a callback took long or the process was stopped.
 constexpr std::uint32_t kMostBetweenLooksMs = 50;
 constexpr std::uint32_t kLongBetweenLooksMs = 200;
 /// A sound that leads is compared with the wall clock over this stretch.
@@ -23,10 +23,11 @@ constexpr std::uint32_t kStretchMs = 2000;
 constexpr std::int64_t kMostAheadMs = 150;
 constexpr std::int64_t kMostBehindMs = 300;
 /// A sound that has just been started leads from so far ahead of the pictures, or so far behind.
-constexpr std::int64_t kMostAheadAtStartMs = 100;
+constexpr std::int64_t kMostAheadAtStartMs = 60;
 constexpr std::int64_t kMostBehindAtStartMs = 1500;
-/// One that did not lead does so again when it comes so close.
+/// One that was not followed leads again when it is so close after so long.
 constexpr std::int64_t kCloseMs = 60;
+constexpr std::uint32_t kDistrustMs = 500;
 /// The 32-bit wall clock is anchored anew before it wraps.
 constexpr std::uint32_t kLongPlayTimeMs = 1u << 30;
 
@@ -201,11 +202,12 @@ bool MediaClock::HasKeptPace(const Look& look) {
                           look.dwWhen - m_reference.dwWhen < kStretchMs;
     if (!bCompare) {
         // What came since the last look still counts, but it may be less when nobody could look in between.
-        const std::int64_t llStep = look.llHeard - m_last.llHeard;
-        const bool bKept = !m_bLooked || (llStep >= -kMostBehindMs &&
-                                          llStep <= kMostAheadMs + std::int64_t{look.dwWhen - m_last.dwWhen});
+        // In a pause nothing may have come.
+        const std::int64_t llStep = look.llHeard - (m_bLooked ? m_last.llHeard : m_llHeard);
+        const std::int64_t llPassed = m_bLooked ? look.dwWhen - m_last.dwWhen : 0;
+        const bool bKnown = m_bLooked || m_bLeads;
         m_reference = look;
-        return bKept;
+        return !bKnown || (llStep >= -kMostBehindMs && llStep <= kMostAheadMs + llPassed);
     }
     const std::int64_t llAhead =
         (look.llHeard - m_reference.llHeard) - std::int64_t{look.dwWhen - m_reference.dwWhen};
@@ -222,14 +224,19 @@ void MediaClock::ChooseLeader(const Look& look) {
     if (m_bFresh) {
         m_bFresh = false;
         m_bLeads = llAhead <= kMostAheadAtStartMs && llAhead >= -kMostBehindAtStartMs;
+        m_dwDistrusted = look.dwWhen;
     } else if (m_bLeads && !bKeptPace) {
         HandOver();
-    } else if (!m_bLeads && bKeptPace && std::abs(llAhead) <= kCloseMs) {
+        m_dwDistrusted = look.dwWhen;
+        m_reference = look;
+    } else if (!m_bLeads && look.dwWhen - m_dwDistrusted >= kDistrustMs && m_dwStill == 0 &&
+               std::abs(llAhead) <= kCloseMs) {
         m_bLeads = true;
         m_reference = look;
     }
     if (m_bLeads) {
         m_llHeard = look.llHeard;
     }
-    m_bAstray = !m_bLeads && m_dwStill == 0 && std::abs(look.llHeard - WallMedia()) > kMostBehindMs;
+    m_llAhead = look.llHeard - WallMedia();
+    m_bAstray = !m_bLeads && m_dwStill == 0 && std::abs(m_llAhead) > kMostBehindMs;
 }

@@ -109,8 +109,8 @@ std::int32_t CMediaPlayer::StartRun(std::int32_t nState) {
     }
     if (m_bLeaving) {
         m_nNextState = nState;
-    } else if (nState == THREAD_SUSPENDED) {
-        Suspend();
+    } else if (nState == THREAD_SUSPENDED && GetState() == THREAD_RUNNING) {
+        Suspend(); // once, as one Resume() undoes it
     }
     return kq::Ok;
 }
@@ -383,7 +383,8 @@ std::int32_t CMediaPlayer::SetPlayTime(double dBegin, double dLength) {
         return kq::Refused;
     }
     // Without a frame rate the stream's length is unknown: no limit.
-    m_state.m_dPlayLength = pFormat->dFrameRate > 0 ? pFormat->nFrameCount / pFormat->dFrameRate - dBegin : 0.0;
+    m_state.m_dPlayLength =
+        pFormat->dFrameRate > 0 ? pFormat->nFrameCount / pFormat->dFrameRate - dBegin : 0.0;
     return kq::Ok;
 }
 
@@ -426,8 +427,10 @@ void CMediaPlayer::Notify(unsigned int nWhat, unsigned int nArgument) {
 }
 
 void CMediaPlayer::NotifyPosition() {
-    static_assert(sizeof(m_state.m_dPlayedTime) == sizeof(double), "a host reads the position as a plain double");
-    Notify(KQ_NOTIFY_POSITION, static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(&m_state.m_dPlayedTime)));
+    static_assert(sizeof(m_state.m_dPlayedTime) == sizeof(double),
+                  "a host reads the position as a plain double");
+    Notify(KQ_NOTIFY_POSITION,
+           static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(&m_state.m_dPlayedTime)));
 }
 
 std::int32_t CMediaPlayer::GetPlayerViewMgr(IPlayerViewMgr** ppMgr) {

@@ -28,10 +28,10 @@ enum : int {
 
 /// The player is its own worker thread: svc() plays one run (see PlaybackRun).
 ///
-/// Locks, in the order in which they may nest: the mailbox's, m_csLock, the view manager's, a view's, the sound
-/// player's. m_csCallBack, m_csCapture and the thread's control lock are leaves, the last one below m_csLock.
-/// During a run nobody waits for the mailbox's lock while holding m_csLock: the loop may hold it across a
-/// callback, and the callback may need m_csLock.
+/// Locks, in the order in which they may nest: the mailbox's, m_csLock, the view manager's, a view's, the
+/// sound player's. m_csCallBack, m_csCapture and the thread's control lock are leaves, the last one below
+/// m_csLock. During a run nobody waits for the mailbox's lock while holding m_csLock: the loop may hold it
+/// across a callback, and the callback may need m_csLock.
 class CMediaPlayer final : public scombase::CUnknown,
                            public IMediaPlayer,
                            public BaseThread,
@@ -93,7 +93,6 @@ public:
     void ShowImage(const MEDIA_FRAME* pFrame, int nMode) override;
 
 private:
-
     /// The stream's audio format with 16 bits a sample, whatever the record says.
     struct AudioFormat {
         std::int32_t m_nSampleRate = 0;
@@ -142,11 +141,11 @@ private:
     CCritical m_csLock;
     TransportState m_state;
     SeekMailbox m_mailbox;
-    bool m_bLeaving = false;                    ///< with the next guarded by the control lock
-    std::int32_t m_nNextState = THREAD_IDLE;    ///< of the run that follows the one that is leaving
-    AudioFormat m_audioFormat;                  ///< guarded by m_csLock
-    kq::ComPtr<IMediaStream> m_pAudioStream;    ///< guarded by m_csLock
-    KQPlayerCallback m_pfnCallBack = nullptr;   ///< with the next guarded by m_csCallBack
+    bool m_bLeaving = false;                  ///< with the next guarded by the control lock
+    std::int32_t m_nNextState = THREAD_IDLE;  ///< of the run that follows the one that is leaving
+    AudioFormat m_audioFormat;                ///< guarded by m_csLock
+    kq::ComPtr<IMediaStream> m_pAudioStream;  ///< guarded by m_csLock
+    KQPlayerCallback m_pfnCallBack = nullptr; ///< with the next guarded by m_csCallBack
     void* m_pUserData = nullptr;
     CCritical m_csCallBack;
     CCaptureStore m_capture;

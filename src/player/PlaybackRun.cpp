@@ -19,11 +19,13 @@ constexpr std::uint32_t kLeaveMicroseconds = 100'000;
 constexpr double kTolerance = 0.001;
 constexpr int kExactSeek = 1;
 /// A sound whose first sample lies further ahead than this is started when its time has come.
-constexpr std::int64_t kEarlyMs = 20;
+constexpr std::int64_t kEarlyMs = 5;
 /// Sound that begins no further from the pictures than this is left where it is.
 constexpr std::int64_t kMostApartMs = 300;
 /// The first sound lies no further before the first picture than this, or the clock does not wait for it.
 constexpr std::int64_t kMostSoundBeforeMs = 60'000;
+/// After the last picture a sound that creeps is not waited for once it is so far behind.
+constexpr std::int64_t kMostBehindInTailMs = 1500;
 /// A sound that is astray is brought back at most so often.
 constexpr std::uint32_t kBringBackEveryMs = 2000;
 constexpr std::uint32_t kSteadyMs = 10'000;
@@ -339,7 +341,11 @@ void PlaybackRun::WatchSound() {
     if (!m_clock.Observe()) {
         GiveSoundUp();
     } else if (m_clock.IsSoundAstray()) {
-        BringSoundBack();
+        if (IsVideoLive()) {
+            BringSoundBack();
+        } else if (m_clock.SoundAhead() < -kMostBehindInTailMs) {
+            GiveSoundUp(); // nothing is left that it could be brought back to
+        }
     }
 }
 
@@ -465,10 +471,17 @@ bool PlaybackRun::StepWhilePaused() {
         m_state.AddForwad(-1);
         return true;
     }
+    const double dBefore = m_state.m_dPlayedTime;
     m_bVideoEnd = m_pVideo->NextFrame() <= 0;
     m_pFrame = nullptr;
     Redraw();
     StorePausedPosition();
+    if (m_bVideoEnd) {
+        // Past the last picture there is no position but the one that was reached, perhaps in the sound's
+        // tail.
+        SetPosition(std::max(dBefore, m_dFrameTime));
+        m_state.m_dPlayedTime = m_dFrameTime;
+    }
     m_host.NotifyPosition();
     m_bResync = true;
     m_state.AddForwad(-1);
@@ -500,12 +513,14 @@ bool PlaybackRun::IsSoundEarly() {
 }
 
 void PlaybackRun::SkipPassedSound(std::int64_t llMedia) {
-    // A stream that lands before its target gives what is over already; a chunk that reaches the target stays.
+    // A stream that lands before its target gives what is over already; a chunk that reaches the target
+    // stays.
     const auto llBytesPerSec = static_cast<std::int64_t>(m_pSound->GetBytesPerSec());
     for (const MEDIA_FRAME* pFrame = m_pAudio->GetCurrentFrame(); pFrame != nullptr;
          pFrame = m_pAudio->GetCurrentFrame()) {
         const std::int64_t llLength = std::int64_t{pFrame->image.nAudioLength} * 1000 / llBytesPerSec;
-        if (pFrame->llPTS == KQ_NO_PTS || StampMs(*pFrame) + llLength > llMedia || m_pAudio->NextFrame() <= 0) {
+        if (pFrame->llPTS == KQ_NO_PTS || StampMs(*pFrame) + llLength > llMedia ||
+            m_pAudio->NextFrame() <= 0) {
             return;
         }
     }

@@ -21,8 +21,8 @@ class SoundOutput;
 ///
 /// Frames are never dropped: a late one is shown at once, one an iteration. Waiting is by polling.
 ///
-/// Positions count from the begin of the range, or in the stream's own time when no begin was ever set. They come
-/// from the frames' time stamps, so that stepping and playing tell the same.
+/// Positions count from the begin of the range, or in the stream's own time when no begin was ever set. They
+/// come from the frames' time stamps, so that stepping and playing tell the same.
 class PlaybackRun {
 public:
     PlaybackRun(RunHost& host, TransportState& state, SeekMailbox& mailbox);

@@ -6,8 +6,9 @@
 
 #include <cstdint>
 
-/// Holds the posted seek request, its number, who waits for it, and what became of it. Only the newest request
-/// counts: posting takes the place of one that was not taken yet, whose waiters then wait for the newer one.
+/// Holds the posted seek request, its number, who waits for it, and what became of it. Only the newest
+/// request counts: posting takes the place of one that was not taken yet, whose waiters then wait for the
+/// newer one.
 ///
 /// Any thread may post and ask; the loop takes, holds and settles.
 class SeekMailbox {
@@ -42,13 +43,14 @@ public:
     Request Take();
     /// Takes the request only if nothing has carried it out.
     Request TakeUncarried();
-    /// Gives back a request that was taken and cannot be carried out here, unless a newer one was posted since.
+    /// Gives back a request that was taken and cannot be carried out here, unless a newer one was posted
+    /// since.
     void PutBack(const Request& request);
     /// Every request up to the one taken last is done with.
     void Settle();
 
-    /// Keeps the mailbox locked for other threads to the end of an iteration of the loop, while somebody waits for
-    /// a request that is not settled yet.
+    /// Keeps the mailbox locked for other threads to the end of an iteration of the loop, while somebody
+    /// waits for a request that is not settled yet.
     class Hold {
     public:
         explicit Hold(SeekMailbox& mailbox) : m_mailbox(mailbox) {}
@@ -70,8 +72,8 @@ private:
     Request m_request; ///< the next fields are guarded by m_csSeek, too
     std::int32_t m_bSeekPending = 0;
     std::int32_t m_nWaiters = 0;
-    std::uint64_t m_nPosted = 0;      ///< number of the request posted last
-    std::uint64_t m_nTaken = 0;       ///< number of the request taken last
-    std::uint64_t m_nSettled = 0;     ///< every request up to this number is done with
-    std::uint64_t m_nWaitedFor = 0;   ///< the newest request that somebody waits for
+    std::uint64_t m_nPosted = 0;    ///< number of the request posted last
+    std::uint64_t m_nTaken = 0;     ///< number of the request taken last
+    std::uint64_t m_nSettled = 0;   ///< every request up to this number is done with
+    std::uint64_t m_nWaitedFor = 0; ///< the newest request that somebody waits for
 };

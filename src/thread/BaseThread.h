@@ -67,9 +67,9 @@ protected:
     static bool HasEnded(const RunPtr& pRun);
     /// Called by svc(): the run is over, waiters may go, the object may be started again.
     void MarkFinished();
-    /// Waits until the thread started last is done with the object, for destructors of classes whose fields its
-    /// last steps still use. It does not wait for the caller's own thread; when the caller is an older thread of
-    /// the object, which the newer one joins, it does wait for the newer one.
+    /// Waits until the thread started last is done with the object, for destructors of classes whose fields
+    /// its last steps still use. It does not wait for the caller's own thread; when the caller is an older
+    /// thread of the object, which the newer one joins, it does wait for the newer one.
     void AwaitLastSteps();
     /// @return whether the caller runs on a thread of this object, a finished one included
     bool IsOwnThread() const;

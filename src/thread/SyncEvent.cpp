@@ -2,7 +2,6 @@
 
 #include "thread/TimeSource.h"
 
-
 namespace {
 constexpr std::uint32_t kPollMicroseconds = 10'000;
 }

@@ -71,8 +71,12 @@ void ViewRecorder::OnPicture(void*, int nView, int nWidth, int nHeight, const un
     auto& self = *static_cast<ViewRecorder*>(pUserData);
     Picture picture{nView, nWidth, nHeight, 0, HashOfPixels(pPixels, nWidth, nHeight), Clock::now()};
     std::memcpy(&picture.nFirstPixel, pPixels, sizeof(picture.nFirstPixel));
-    const std::lock_guard<std::mutex> lock(self.m_lock);
+    std::unique_lock<std::mutex> lock(self.m_lock);
     self.m_pictures.push_back(picture);
+    lock.unlock();
+    if (self.m_onPicture) {
+        self.m_onPicture(FrameOf(picture.nFirstPixel));
+    }
 }
 
 std::vector<ViewRecorder::Picture> ViewRecorder::GetAllPictures() const {

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <utility>
 #include <vector>
@@ -45,6 +46,9 @@ public:
     bool WaitForLast(int nFrame) const;
     std::size_t GetCount(int nView = 0) const;
     void Clear();
+
+    /// Called with the frame number of every picture of any view, on the thread that shows it.
+    std::function<void(int nFrame)> m_onPicture;
 
     /// Library-side views that exist.
     static int GetAlive();
