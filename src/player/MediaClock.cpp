@@ -20,7 +20,7 @@ constexpr std::uint32_t kMostBetweenLooksMs = 50;
 constexpr std::uint32_t kLongBetweenLooksMs = 200;
 /// A sound that leads is compared with the wall clock over this stretch.
 constexpr std::uint32_t kStretchMs = 2000;
-constexpr std::int64_t kMostAheadMs = 150;
+constexpr std::int64_t kMostAheadMs = 80;
 constexpr std::int64_t kMostBehindMs = 300;
 /// A sound that has just been started leads from so far ahead of the pictures, or so far behind.
 constexpr std::int64_t kMostAheadAtStartMs = 60;
@@ -238,5 +238,5 @@ void MediaClock::ChooseLeader(const Look& look) {
         m_llHeard = look.llHeard;
     }
     m_llAhead = look.llHeard - WallMedia();
-    m_bAstray = !m_bLeads && m_dwStill == 0 && std::abs(m_llAhead) > kMostBehindMs;
+    m_bAstray = !m_bLeads && m_dwStill == 0 && std::abs(m_llAhead) > kCloseMs;
 }
