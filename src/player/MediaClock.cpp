@@ -77,11 +77,12 @@ void MediaClock::Resume() {
     Forget();
 }
 
-void MediaClock::SoundStarted() {
+void MediaClock::SoundStarted(bool bFollowed) {
     if (!m_bStarted) {
         m_llSoundAnchor = WallMedia();
         m_llCheckPos = 0;
-        m_bFresh = true;
+        m_bFresh = bFollowed;
+        m_dwDistrusted = m_time.NowMs();
     }
     m_bStarted = true;
     Forget();

@@ -28,7 +28,8 @@ public:
     void Pause();
     void Resume();
     /// The sound was started: it is meant to be heard.
-    void SoundStarted();
+    /// @param bFollowed false: it has to keep pace for a while before pictures follow it
+    void SoundStarted(bool bFollowed = true);
     /// The sound was stopped: the wall clock leads until it starts again.
     void SoundStopped();
 

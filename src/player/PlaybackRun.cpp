@@ -490,12 +490,12 @@ bool PlaybackRun::StepWhilePaused() {
 
 // --- The sound
 
-void PlaybackRun::PlaySound() {
+void PlaybackRun::PlaySound(bool bFollowed) {
     if (!m_pSound || (m_pSound->GetThreadState() != THREAD_SUSPENDED && IsSoundEarly())) {
         return;
     }
     m_pSound->Play();
-    m_clock.SoundStarted();
+    m_clock.SoundStarted(bFollowed);
 }
 
 bool PlaybackRun::FindNextSound(std::int64_t& llStamp) {
@@ -552,7 +552,7 @@ void PlaybackRun::BringSoundBack() {
     m_pSound->ResetPullState();
     m_pAudio->Seek(static_cast<double>(llMedia) / 1000.0 - m_dOrigin + BeginTime(), kExactSeek);
     SkipPassedSound(llMedia);
-    PlaySound();
+    PlaySound(false);
 }
 
 void PlaybackRun::GiveSoundUp() {

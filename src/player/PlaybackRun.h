@@ -78,7 +78,7 @@ private:
     bool StepWhilePaused();
 
     // The sound.
-    void PlaySound();
+    void PlaySound(bool bFollowed = true);
     /// @return whether the time stamp of what the sound pulls next is known
     bool FindNextSound(std::int64_t& llStamp);
     bool IsSoundEarly();
