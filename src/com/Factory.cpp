@@ -1,21 +1,6 @@
 #include "com/Factory.h"
 
-#include "player/MediaPlayer.h"
-
 #include <new>
-
-namespace {
-
-// A copy of CLSID_CMediaPlayer that no other library's symbol can take the place of.
-const _GUID s_clsidMediaPlayer = {
-    0x6487969C, 0x8280, 0x4371, {0xB0, 0x37, 0x6F, 0xDD, 0x91, 0x32, 0x1A, 0x3E}};
-
-} // namespace
-
-CFactoryTemplate g_Templates[] = {
-    {L"Create KQPLAYER", &s_clsidMediaPlayer, &CMediaPlayer::CreateInstance},
-};
-int g_cTemplates = 1;
 
 std::int32_t CFactory::s_cServerLocks = 0;
 void* CFactory::s_hModule = nullptr;

@@ -2,6 +2,8 @@
 /// Identifiers of the interfaces that the component's own classes implement, by type.
 #pragma once
 
+#include "com/IdentifierValues.h"
+
 #include <kqplayer/com.h>
 
 struct IMediaPlayer;
@@ -27,17 +29,17 @@ private:
 
 template <>
 inline const wchar_t* uuidof_class<IMediaPlayer>::Text() {
-    return L"05A20FDC-2032-4c70-9134-AE340D8FC36F";
+    return IdentifierValues::kIMediaPlayerText;
 }
 template <>
 inline const wchar_t* uuidof_class<IAudioInput>::Text() {
-    return L"89314327-F161-4483-A0EE-AFA455E825EA";
+    return IdentifierValues::kIAudioInputText;
 }
 template <>
 inline const wchar_t* uuidof_class<IPlayerViewMgr>::Text() {
-    return L"08E9EED2-63E7-4895-9C46-8577AD7745CC";
+    return IdentifierValues::kIPlayerViewMgrText;
 }
 template <>
 inline const wchar_t* uuidof_class<IPlayerView>::Text() {
-    return L"8E7CE0D9-BF91-4e4f-AF9A-E25C6D9A2C12";
+    return IdentifierValues::kIPlayerViewText;
 }

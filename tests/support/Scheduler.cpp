@@ -125,6 +125,8 @@ Scheduler::Thread* Scheduler::Find(unsigned long handle) {
 
 using kq::test::Scheduler;
 
+// Visible, because libraries of the link may refer to what is wrapped, too.
+#pragma GCC visibility push(default)
 extern "C" {
 
 int __real_pthread_create(pthread_t* handle, const pthread_attr_t* attributes, void* (*body)(void*),
@@ -182,3 +184,4 @@ int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
 }
 
 } // extern "C"
+#pragma GCC visibility pop
