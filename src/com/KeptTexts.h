@@ -27,3 +27,22 @@ namespace ViewTexts {
 inline constexpr char kNotLoaded[] = "Failed to Load %s Library!\r\n";
 inline constexpr char kLoaded[] = "Successed to Load %s Library!\r\n";
 } // namespace ViewTexts
+
+/// The player and its runs (CMediaPlayer, PlaybackRun): the wide ones to the log, the others to standard
+/// output.
+namespace PlayerTexts {
+inline constexpr wchar_t kNoStream[] = L"CMediaPlayer::Play() Error:No  Any Stream \r\n";
+inline constexpr wchar_t kPlayResumes[] = L"PlayerControl::Play() Statat Is Pause(),So Resume().\r\n";
+inline constexpr wchar_t kStop[] = L" CMediaPlayer::Stop \n";
+inline constexpr wchar_t kLoad[] = L" CMediaPlayer::Load \n";
+inline constexpr wchar_t kSetPlayTime[] = L"CMediaPlayer::SetPlayTime : begintime = %.2f ,beginlen = %.2f \n";
+inline constexpr wchar_t kSetAudioInput[] = L" CMediaPlayer::SetAudioInput \n";
+inline constexpr wchar_t kSoundMade[] = L"KQPLAYER SVC ; Create SoundPlayer Successful \n";
+inline constexpr wchar_t kEndOfPlay[] = L"PlayerControl::svc End of Play.\n";
+inline constexpr char kSoughtInPause[] =
+    "thead PAUSE change audio seek time = %.3f,dcurrtime = %.3f seektime = %.3f\n";
+inline constexpr char kSoughtOnResume[] =
+    "thead state change audio seek time = %.3f,dcurrtime = %.3f seektime = %.3f\n";
+inline constexpr char kSoughtInPlay[] = "play stat audio seek time = %.3f,dcurrtime = %.3f seektime = %.3f\n";
+inline constexpr char kEndOfRange[] = "m_dPlayedTime >= m_dPlayLength  %f, %f Exit.\r\n";
+} // namespace PlayerTexts

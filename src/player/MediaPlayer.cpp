@@ -1,5 +1,6 @@
 #include "player/MediaPlayer.h"
 
+#include "com/KeptTexts.h"
 #include "com/QueryInfo.h"
 #include "com/UuidOf.h"
 #include "player/LowMemory.h"
@@ -71,7 +72,7 @@ std::int32_t CMediaPlayer::Play() {
         return kq::Refused;
     }
     if (IsSuspendedRun()) {
-        KQLogEx(L"PlayerControl::Play() Statat Is Pause(),So Resume().\r\n");
+        KQLogEx(PlayerTexts::kPlayResumes);
         return Resume();
     }
     Invoke(COMMAND_PLAY);
@@ -92,7 +93,7 @@ bool CMediaPlayer::HasAnyStream() {
     if (m_pAudioStream || AcquireReferenceStream()) {
         return true;
     }
-    KQLogEx(L"CMediaPlayer::Play() Error:No  Any Stream \r\n");
+    KQLogEx(PlayerTexts::kNoStream);
     return false;
 }
 
@@ -197,7 +198,7 @@ void CMediaPlayer::StopRun() {
         m_state.m_nActivate = KQ_ACTIVATE_STOPPED;
     }
     lock.Unlock();
-    KQLogEx(L" CMediaPlayer::Stop \n");
+    KQLogEx(PlayerTexts::kStop);
     Invoke(COMMAND_STOP);
 }
 
@@ -218,7 +219,7 @@ std::int32_t CMediaPlayer::Load() {
     Invoke(COMMAND_PAUSE);
     m_state.m_nActivate = KQ_ACTIVATE_PAUSED;
     PlayForLoad();
-    KQLogEx(L" CMediaPlayer::Load \n");
+    KQLogEx(PlayerTexts::kLoad);
     return kq::Ok;
 }
 
@@ -367,7 +368,7 @@ int CMediaPlayer::GetForwad() {
 
 std::int32_t CMediaPlayer::SetPlayTime(double dBegin, double dLength) {
     CSingleLock lock(&m_csLock);
-    KQLogEx(L"CMediaPlayer::SetPlayTime : begintime = %.2f ,beginlen = %.2f \n", dBegin, dLength);
+    KQLogEx(PlayerTexts::kSetPlayTime, dBegin, dLength);
     m_state.m_dBeginTime = dBegin;
     if (dLength > 0) {
         m_state.m_dPlayLength = dLength;
@@ -541,7 +542,7 @@ std::int32_t CMediaPlayer::SetAudioInput(IMediaStream* pStream) {
         m_audioFormat = CopyAudioFormat(*pFormat);
         m_pAudioStream = kq::ComPtr<IMediaStream>::Share(pStream);
     }
-    KQLogEx(L" CMediaPlayer::SetAudioInput \n");
+    KQLogEx(PlayerTexts::kSetAudioInput);
     return kq::Ok;
 }
 
@@ -549,7 +550,7 @@ std::int32_t CMediaPlayer::SetAudioInput(IMediaStream* pStream) {
 
 std::int32_t CMediaPlayer::CaptureCurrentImage(const CaptureImageInfo* pInfo, const wchar_t* pPath) {
     if (pInfo == nullptr || pPath == nullptr) {
-        KQLogEx(L"CMediaPlayer::CaptureCurrentImage Faild,for Input Param Pointer is Null \n");
+        KQLogEx(CaptureTexts::kFailed, CaptureTexts::kNullParam);
         return kq::Failed;
     }
     return m_capture.CaptureToFile(AcquireReferenceStream().Get(), *pInfo, pPath);

@@ -1,6 +1,7 @@
 #include "player/PlaybackRun.h"
 
 #include "audio/SoundOutput.h"
+#include "com/KeptTexts.h"
 #include "com/QueryInfo.h"
 #include "thread/BaseThread.h"
 
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 
 namespace {
 
@@ -107,13 +109,17 @@ void PlaybackRun::OpenSound() {
     if (pFormat == nullptr) {
         return;
     }
-    m_pSound = CurrentSoundMaker()(m_pAudio.Get());
-    if (m_pSound) {
-        m_pSound->Open(pFormat->nSampleRate, pFormat->nChannels, 16);
-        KQLogEx(L"KQPLAYER SVC ; Create SoundPlayer Successful \n");
-        if (!m_pSound->IsOpen()) {
-            m_pSound.reset(); // its clock would stand still: the run goes on without sound
+    try {
+        m_pSound = CurrentSoundMaker()(m_pAudio.Get());
+        if (m_pSound) {
+            m_pSound->Open(pFormat->nSampleRate, pFormat->nChannels, 16);
         }
+    } catch (const std::bad_alloc&) {
+        m_pSound.reset();
+    }
+    KQLogEx(PlayerTexts::kSoundMade);
+    if (m_pSound && !m_pSound->IsOpen()) {
+        m_pSound.reset(); // its clock would stand still: the run goes on without sound
     }
     m_clock.Attach(m_pSound.get());
 }
@@ -288,8 +294,8 @@ void PlaybackRun::Resume(SeekMailbox::Hold& hold) {
     if (m_bResync) {
         if (m_pSound) {
             const double dReached = MoveSound(m_state.m_dClockAnchor);
-            std::printf("thead state change audio seek time = %.3f,dcurrtime = %.3f seektime = %.3f\n",
-                        m_state.m_dClockAnchor.load(), dReached, BeginTime() + request.dTime);
+            std::printf(PlayerTexts::kSoughtOnResume, m_state.m_dClockAnchor.load(), dReached,
+                        BeginTime() + request.dTime);
         }
         m_clock.MoveTo(MediaOf(m_dFrameTime));
     }
@@ -328,8 +334,8 @@ void PlaybackRun::SeekWhilePlaying() {
     const std::int64_t llMedia = MediaOf(m_dFrameTime);
     if (m_pSound) {
         const double dReached = m_pAudio ? m_pAudio->Seek(m_state.m_dClockAnchor, kExactSeek) : -1.0;
-        std::printf("play stat audio seek time = %.3f,dcurrtime = %.3f seektime = %.3f\n", dReached,
-                    m_state.m_dClockAnchor.load(), BeginTime() + request.dTime);
+        std::printf(PlayerTexts::kSoughtInPlay, dReached, m_state.m_dClockAnchor.load(),
+                    BeginTime() + request.dTime);
         SkipPassedSound(llMedia);
     }
     m_clock.MoveTo(llMedia);
@@ -355,7 +361,7 @@ bool PlaybackRun::IsAtEndOfRange() const {
     if (dLength <= kTolerance || dPlayed + kTolerance < dLength) {
         return false;
     }
-    std::printf("m_dPlayedTime >= m_dPlayLength  %f, %f Exit.\r\n", dPlayed, dLength - BeginTime());
+    std::printf(PlayerTexts::kEndOfRange, dPlayed, dLength - BeginTime());
     return true;
 }
 
@@ -423,7 +429,7 @@ void PlaybackRun::LeaveRun() {
     m_pSound.reset(); // stops and closes it
     m_pAudio.Reset();
     m_time.Sleep(kLeaveMicroseconds);
-    KQLogEx(L"PlayerControl::svc End of Play.\n");
+    KQLogEx(PlayerTexts::kEndOfPlay);
     m_pVideoInfo.Reset();
     m_pAudioInfo.Reset();
     m_pFrame = nullptr;
@@ -445,8 +451,7 @@ void PlaybackRun::SeekWhilePaused(const SeekRequest& request) {
     }
     if (m_pSound) {
         const double dSound = MoveSound(m_state.m_dClockAnchor);
-        std::printf("thead PAUSE change audio seek time = %.3f,dcurrtime = %.3f seektime = %.3f\n",
-                    m_state.m_dClockAnchor.load(), dSound, dReached);
+        std::printf(PlayerTexts::kSoughtInPause, m_state.m_dClockAnchor.load(), dSound, dReached);
     }
     m_host.NotifyPosition();
     m_mailbox.Settle();
