@@ -15,12 +15,12 @@ struct IPlayerView;
 template <class T>
 struct uuidof_class {
     static _GUID get_guid() {
-        static const _GUID guid = [] {
+        static const _GUID s_guid = [] {
             _GUID value{};
             CLSIDFromString(Text(), &value);
             return value;
         }();
-        return guid;
+        return s_guid;
     }
 
 private:
