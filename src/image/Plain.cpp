@@ -63,6 +63,43 @@ void PlanarPictureToRgb(const PlanarToRgb& job) {
     }
 }
 
+/// A sample in the upper bits of 16, the bits below empty.
+int HighSample(SampleDepth depth, const std::uint8_t* row, std::ptrdiff_t index) {
+    if (depth == SampleDepth::Eight) {
+        return row[index] << 8;
+    }
+    const int word = row[2 * index] | row[2 * index + 1] << 8;
+    return depth == SampleDepth::TenLow ? word << 6 & 0xFFFF : word & 0xFFC0;
+}
+
+/// A sample for SamplesToBgr(): 8 bits repeat themselves to fill 16.
+int LumaAt(SampleDepth depth, const std::uint8_t* row, std::ptrdiff_t column) {
+    const int sample = HighSample(depth, row, column);
+    return depth == SampleDepth::Eight ? sample | sample >> 8 : sample;
+}
+
+Bgr WeightedColourAt(const WeightedToRgb& job, std::ptrdiff_t row, std::ptrdiff_t column) {
+    const SampleDepth depth = job.layout.depth;
+    const ChromaColumns chroma = job.layout.chroma;
+    const std::ptrdiff_t chromaRow = job.layout.ChromaRow(row);
+    const std::ptrdiff_t chromaColumn = chroma == ChromaColumns::Full ? column : column / 2;
+    const bool inTurn = chroma == ChromaColumns::Interleaved;
+    const std::uint8_t* u = job.u.Row(chromaRow);
+    const int cb = HighSample(depth, u, inTurn ? 2 * chromaColumn : chromaColumn);
+    const int cr = inTurn ? HighSample(depth, u, 2 * chromaColumn + 1)
+                          : HighSample(depth, job.v.Row(chromaRow), chromaColumn);
+    return SamplesToBgr(job.weights, LumaAt(depth, job.y.Row(row), column), cb - 0x8000, cr - 0x8000);
+}
+
+template <class Pixel>
+void WeightedPictureToRgb(const WeightedToRgb& job) {
+    for (std::ptrdiff_t row = 0; row < job.height; ++row) {
+        for (std::ptrdiff_t column = 0; column < job.width; ++column) {
+            Pixel::Store(job.rgb.Row(row) + column * Pixel::bytes, WeightedColourAt(job, row, column));
+        }
+    }
+}
+
 using PixelAt = Bgr(const RgbToPlanar& job, std::ptrdiff_t row, std::ptrdiff_t column);
 
 template <std::ptrdiff_t bytes, int b, int g, int r>
@@ -189,6 +226,8 @@ constexpr Kernels MakeKernels() {
     k.planarToComponents24 = PlanarPictureToRgb<TableComponents, Pixel24>;
     k.planarToComponents555 = PlanarPictureToRgb<YuvToComponents13, Pixel16<5>>;
     k.planarToComponents565 = PlanarPictureToRgb<YuvToComponents13, Pixel16<6>>;
+    k.weightedToBgra = WeightedPictureToRgb<Pixel32<255>>;
+    k.weightedToBgr = WeightedPictureToRgb<Pixel24>;
     k.bgraToPlanar = RgbPictureToPlanar<ColourAt<4, 0, 1, 2>, BgrToYuv14, 128>;
     k.xrgbToPlanar = RgbPictureToPlanar<ColourAt<4, 3, 2, 1>, BgrToYuv14, 128>;
     k.bgrToPlanar = RgbPictureToPlanar<ColourAt<3, 0, 1, 2>, BgrToYuv14, 128>;
