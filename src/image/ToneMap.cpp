@@ -2,16 +2,20 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <mutex>
 
 namespace kq::image {
 namespace {
 
 constexpr double whiteNits = 203;
-constexpr int segments = 4096;
-constexpr int whole = 1 << 24;
-/// Tables by light have half of 2^mantissaBits entries to a doubling.
-constexpr int mantissaBits = 10;
+/// Of the table by encoded components, each 2^segmentBits wide.
+constexpr int segments = 4096, segmentBits = 12;
+constexpr int whole = segments << segmentBits;
+/// Tables by light have 1024 entries to a doubling, beginning with the one of leastLight, which is added so
+/// that there is a beginning.
+constexpr int leastLight = 256, lostBits = 13;
+constexpr std::uint32_t firstIndex = (127 + 8) << (23 - lostBits);
 /// Of maps kept at hand: as many HDR streams of different peaks play side by side without making tables anew.
 constexpr std::size_t keptMaps = 8;
 
@@ -50,30 +54,30 @@ double EncodedAsSrgb(double light) {
     return light <= 0.0031308 ? 12.92 * light : 1.055 * std::pow(light, 1 / 2.4) - 0.055;
 }
 
-/// Where a table by light has its entry, from 0 (no light) to the whole.
-std::size_t LightIndex(std::int64_t light) {
-    const auto value = static_cast<std::uint32_t>(light);
-    const std::uint32_t above = value >> mantissaBits;
-    const int shift = above == 0 ? 0 : 32 - __builtin_clz(above);
-    return (static_cast<std::size_t>(shift) << mantissaBits) + (value >> shift);
+/// Where a table by light has its entry, from 0 (no light) to the whole: the bits of a floating-point number.
+std::uint32_t LightIndex(std::int32_t light) {
+    const auto number = static_cast<float>(light + leastLight);
+    std::uint32_t bits = 0;
+    std::memcpy(&bits, &number, sizeof(bits));
+    return (bits >> lostBits) - firstIndex;
 }
 
 /// @return function of the light in the middle of what an entry stands for, for all entries
 template <class Value, class Function>
 std::vector<Value> TableByLight(Function function) {
     std::vector<Value> table(LightIndex(whole) + 1);
-    for (std::size_t i = 0; i < table.size(); ++i) {
-        const std::size_t shift = i >> mantissaBits;
-        const std::uint64_t first = (i - (shift << mantissaBits)) << shift;
-        const double middle =
-            static_cast<double>(first) + (static_cast<double>(std::uint64_t{1} << shift) - 1) / 2;
-        table[i] = static_cast<Value>(std::lround(function(std::min(middle / whole, 1.0))));
+    for (std::uint32_t i = 0; i < table.size(); ++i) {
+        const std::uint32_t bits = ((i + firstIndex) << lostBits) + (1u << (lostBits - 1));
+        float number = 0;
+        std::memcpy(&number, &bits, sizeof(number));
+        const double light = (static_cast<double>(number) - leastLight) / whole;
+        table[i] = static_cast<Value>(std::lround(function(std::min(light, 1.0))));
     }
     return table;
 }
 
-std::int64_t Bounded(std::int64_t value) {
-    return std::clamp<std::int64_t>(value, 0, whole);
+std::int32_t Bounded(std::int64_t value) {
+    return static_cast<std::int32_t>(std::min<std::int64_t>(std::max<std::int64_t>(value, 0), whole));
 }
 
 } // namespace
@@ -112,10 +116,10 @@ std::shared_ptr<const ToneMap> ToneMap::For(bool hlg, int peak) {
 }
 
 std::int64_t ToneMap::LightOf(std::int64_t encoded) const {
-    const std::int64_t bounded = Bounded(encoded);
-    const auto at = static_cast<std::size_t>(bounded / (whole / segments));
-    const std::int64_t rest = bounded % (whole / segments), from = m_light[at];
-    return from + (m_light[at + 1] - from) * rest / (whole / segments);
+    const auto bounded = static_cast<std::uint32_t>(Bounded(encoded));
+    const std::int32_t* from = &m_light[bounded >> segmentBits];
+    const std::int64_t rest = bounded & ((1u << segmentBits) - 1);
+    return from[0] + ((from[1] - from[0]) * rest >> segmentBits);
 }
 
 Bgr ToneMap::Convert(std::int64_t r, std::int64_t g, std::int64_t b) const {
