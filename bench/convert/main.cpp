@@ -3,8 +3,10 @@
 //     bench_convert [--json] [--rounds N] [--filter TEXT] [--size WxH] [--targets]
 //
 // Every row compares medians over the rounds of ratios of interleaved runs. "copy" is a copy of the output's
-// bytes, "traffic" a copy that moves as many bytes as the conversion reads and writes.
+// bytes, "traffic" a copy that moves as many bytes as the conversion reads and writes. Rows of layouts in
+// BT.709 stand beside libyuv's for the same matrix, and beside "BT.601": our 8-bit planar 4:2:0 with it.
 #include "bench/Compare.h"
+#include "image/ColourConvert.h"
 
 #include <kqplayer/image.h>
 
@@ -28,14 +30,14 @@ using kq::bench::Contestant;
 /// Buffers begin at a cache line, as frame pools have them, for every contestant alike.
 using Bytes = std::vector<std::uint8_t, kq::bench::LineAllocator<std::uint8_t>>;
 
-/// A picture in every format that a routine may read or write.
+/// A picture in every format that a routine may read or write, with room for copies of the largest traffic.
 struct Picture {
     int width, height;
     Bytes y, u, v, packed, rgb;
 
     Picture(int w, int h)
-        : width(w), height(h), y(Random(w * h)), u(Random(w * h / 4)), v(Random(w * h / 4)),
-          packed(Random(w * h * 2)), rgb(Random(w * h * 4)) {}
+        : width(w), height(h), y(Random(w * h * 2)), u(Random(w * h * 2)), v(Random(w * h * 2)),
+          packed(Random(w * h * 2)), rgb(Random(w * h * 5)) {}
 
     static Bytes Random(int bytes) {
         Bytes result(static_cast<std::size_t>(bytes));
@@ -48,10 +50,11 @@ struct Picture {
 };
 
 struct Routine {
-    const char* name;
+    std::string name;
     int sourceBits, outputBits; ///< bits per pixel
     std::function<void(Picture&, Picture&)> ours, libyuv;
     AVPixelFormat sourceFormat, outputFormat;
+    std::function<void(Picture&, Picture&)> usual = nullptr; ///< the BT.601 routine with the same output
 };
 
 tagBITMAPINFOHEADER Header(const Picture& p, int bits) {
@@ -60,6 +63,99 @@ tagBITMAPINFOHEADER Header(const Picture& p, int bits) {
     header.biHeight = p.height;
     header.biBitCount = static_cast<std::uint16_t>(bits);
     return header;
+}
+
+/// A layout of pictures in BT.709, with libyuv's routine to 32-bit RGB.
+struct ColourLayout {
+    const char* name;
+    std::int32_t kind;
+    int sourceBits;             ///< bits per pixel
+    int lumaBytes, chromaBytes; ///< of two columns, in a row of luma and of pU
+    decltype(&libyuv::H420ToARGB) libyuv;
+    std::int32_t transfer = KQ_TRANSFER_SDR;
+};
+
+Routine ColourRoutine(const ColourLayout& layout, int outputBits) {
+    const auto ours = [=](Picture& s, Picture& d) {
+        const std::ptrdiff_t luma = s.width / 2 * layout.lumaBytes, chroma = s.width / 2 * layout.chromaBytes;
+        const kq::image::SourcePicture picture = {{s.y.data(), s.u.data(), s.v.data()},
+                                                  {luma, chroma, chroma},
+                                                  s.width,
+                                                  s.height,
+                                                  layout.kind,
+                                                  KQ_MATRIX_BT709,
+                                                  KQ_RANGE_LIMITED,
+                                                  layout.transfer};
+        (outputBits == 32 ? kq::image::ToRgb32 : kq::image::ToRgb24)(
+            picture, d.rgb.data(), std::ptrdiff_t{s.width} * outputBits / 8);
+    };
+    const auto usual = [=](Picture& s, Picture& d) {
+        auto h = Header(s, outputBits);
+        (outputBits == 32 ? Yuv420_2_rgb32 : Yuv420_2_rgb24)(&h, d.rgb.data(), s.y.data(), s.u.data(),
+                                                             s.v.data(), s.width, s.width / 2, s.width / 2);
+    };
+    Routine routine = {std::string(layout.name) + " to " + std::to_string(outputBits),
+                       layout.sourceBits,
+                       outputBits,
+                       ours,
+                       nullptr,
+                       AV_PIX_FMT_NONE,
+                       AV_PIX_FMT_NONE,
+                       usual};
+    if (outputBits == 32 && layout.libyuv != nullptr) {
+        routine.libyuv = [=](Picture& s, Picture& d) {
+            layout.libyuv(s.y.data(), s.width, s.u.data(), s.width / 2 * layout.chromaBytes, s.v.data(),
+                          s.width / 2 * layout.chromaBytes, d.rgb.data(), s.width * 4, s.width, s.height);
+        };
+    }
+    return routine;
+}
+
+/// libyuv's pitches of words count words, and its routines for two planes have a parameter less.
+int WideToArgb(decltype(&libyuv::H010ToARGB) convert, const std::uint8_t* y, int yPitch,
+               const std::uint8_t* u, const std::uint8_t* v, int chromaPitch, std::uint8_t* out, int width,
+               int height) {
+    const auto words = [](const std::uint8_t* p) { return reinterpret_cast<const std::uint16_t*>(p); };
+    return convert(words(y), yPitch, words(u), chromaPitch / 2, words(v), chromaPitch / 2, out, width * 4,
+                   width, height);
+}
+
+std::vector<Routine> ColourRoutines() {
+    const ColourLayout layouts[] = {
+        {"BT.709 4:2:0", KQ_PICTURE_PLANAR_YUV, 12, 2, 1, libyuv::H420ToARGB},
+        {"BT.709 4:2:2", KQ_PICTURE_PLANAR_422, 16, 2, 1, libyuv::H422ToARGB},
+        {"BT.709 4:4:4", KQ_PICTURE_PLANAR_444, 24, 2, 2, libyuv::H444ToARGB},
+        {"BT.709 NV12", KQ_PICTURE_NV12, 12, 2, 2,
+         [](auto y, int yPitch, auto uv, int uvPitch, auto, int, auto out, int pitch, int width, int height) {
+             return libyuv::NV12ToARGBMatrix(y, yPitch, uv, uvPitch, out, pitch, &libyuv::kYuvH709Constants,
+                                             width, height);
+         }},
+        {"BT.709 4:2:0 10", KQ_PICTURE_PLANAR_420_10, 24, 4, 2,
+         [](auto y, int yPitch, auto u, int uPitch, auto v, int, auto out, int, int width, int height) {
+             return WideToArgb(libyuv::H010ToARGB, y, yPitch, u, v, uPitch, out, width, height);
+         }},
+        {"BT.709 4:2:2 10", KQ_PICTURE_PLANAR_422_10, 32, 4, 2,
+         [](auto y, int yPitch, auto u, int uPitch, auto v, int, auto out, int, int width, int height) {
+             return WideToArgb(libyuv::H210ToARGB, y, yPitch, u, v, uPitch, out, width, height);
+         }},
+        {"BT.709 4:4:4 10", KQ_PICTURE_PLANAR_444_10, 48, 4, 4, nullptr},
+        {"BT.709 P010", KQ_PICTURE_P010, 24, 4, 4,
+         [](auto y, int yPitch, auto uv, int uvPitch, auto, int, auto out, int pitch, int width, int height) {
+             const auto words = [](const std::uint8_t* p) {
+                 return reinterpret_cast<const std::uint16_t*>(p);
+             };
+             return libyuv::P010ToARGBMatrix(words(y), yPitch, words(uv), uvPitch / 2, out, pitch,
+                                             &libyuv::kYuvH709Constants, width, height);
+         }},
+        {"PQ 4:2:0 10", KQ_PICTURE_PLANAR_420_10, 24, 4, 2, nullptr, KQ_TRANSFER_PQ},
+        {"HLG 4:2:0 10", KQ_PICTURE_PLANAR_420_10, 24, 4, 2, nullptr, KQ_TRANSFER_HLG},
+    };
+    std::vector<Routine> routines;
+    for (const ColourLayout& layout : layouts) {
+        routines.push_back(ColourRoutine(layout, 32));
+        routines.push_back(ColourRoutine(layout, 24));
+    }
+    return routines;
 }
 
 std::vector<Routine> Routines() {
@@ -295,6 +391,9 @@ std::vector<Contestant> Contestants(const Routine& routine, Picture& source, Pic
     if (routine.libyuv) {
         all.push_back({"libyuv", [&] { routine.libyuv(source, output); }});
     }
+    if (routine.usual) {
+        all.push_back({"BT.601", [&] { routine.usual(source, output); }});
+    }
     if (routine.sourceFormat != AV_PIX_FMT_NONE) {
         if (auto fast = Swscale(routine, source, output, SWS_FAST_BILINEAR)) {
             all.push_back({"sws fast", fast});
@@ -327,7 +426,7 @@ void Print(const Routine& routine, const Picture& picture, const std::vector<Con
     const double pixels = static_cast<double>(picture.width) * picture.height;
     const Contestant& ours = all.front();
     if (json) {
-        std::printf("{\"routine\":\"%s\",\"width\":%d,\"height\":%d,\"gpixels\":{", routine.name,
+        std::printf("{\"routine\":\"%s\",\"width\":%d,\"height\":%d,\"gpixels\":{", routine.name.c_str(),
                     picture.width, picture.height);
         for (std::size_t i = 0; i < all.size(); ++i) {
             std::printf("%s\"%s\":%.4f", i == 0 ? "" : ",", all[i].name.c_str(),
@@ -341,7 +440,7 @@ void Print(const Routine& routine, const Picture& picture, const std::vector<Con
         std::printf("}}\n");
         return;
     }
-    std::printf("%-18s %4dx%-4d %6.2f Gpx/s ", routine.name, picture.width, picture.height,
+    std::printf("%-18s %4dx%-4d %6.2f Gpx/s ", routine.name.c_str(), picture.width, picture.height,
                 pixels / kq::bench::Median(ours.seconds) / 1e9);
     for (std::size_t i = 1; i < all.size(); ++i) {
         std::printf("  %s %.2fx", all[i].name.c_str(), kq::bench::TimesAsFast(ours, all[i]));
@@ -360,8 +459,12 @@ int main(int argc, char** argv) {
         std::printf("Times as fast as each contestant; median of %d rounds. Targets here: best is %s.\n",
                     options.rounds, hwy::TargetName(hwy::SupportedTargets() & -hwy::SupportedTargets()));
     }
-    for (const Routine& routine : Routines()) {
-        if (std::string(routine.name).find(options.filter) == std::string::npos) {
+    std::vector<Routine> routines = Routines();
+    for (Routine& routine : ColourRoutines()) {
+        routines.push_back(std::move(routine));
+    }
+    for (const Routine& routine : routines) {
+        if (routine.name.find(options.filter) == std::string::npos) {
             continue;
         }
         for (const auto& [width, height] : options.sizes) {

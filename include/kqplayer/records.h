@@ -49,7 +49,7 @@ enum : std::int32_t {
     KQ_PICTURE_PLANAR_420_10 = 0x110, ///< planar 4:2:0, 10 bits in the lower bits of a word
     KQ_PICTURE_PLANAR_422_10 = 0x111, ///< planar 4:2:2, likewise
     KQ_PICTURE_PLANAR_444_10 = 0x112, ///< planar 4:4:4, likewise
-    KQ_PICTURE_P010 = 0x113,          ///< as NV12, with 10 bits in the upper bits of a word
+    KQ_PICTURE_P010 = 0x113, ///< as NV12, with 10 bits in the upper bits of a word, those below ignored
 };
 
 /// @name What the samples of a picture mean

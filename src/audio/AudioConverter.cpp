@@ -46,8 +46,9 @@ CAudioConverter::~CAudioConverter() {
 
 /// Replaces both buffers by larger ones with the old contents at their start.
 bool CAudioConverter::Grow(double capacity) {
-    if (!(capacity <= kMaxSize))
+    if (!(capacity <= kMaxSize)) {
         return false;
+    }
     const int size = static_cast<int>(capacity);
     short* out = NewSamples(static_cast<std::size_t>(size));
     short* work = NewSamples(static_cast<std::size_t>(size));
@@ -88,15 +89,18 @@ void CAudioConverter::KeepHistory(const short* pMixed, int nLength) {
 }
 
 int CAudioConverter::Put(const short* pData, int nSamples) {
-    if (nSamples <= 0 || pData == nullptr || !IsRate(m_nInSampleRate) || !IsRate(m_nOutSampleRate))
+    if (nSamples <= 0 || pData == nullptr || !IsRate(m_nInSampleRate) || !IsRate(m_nOutSampleRate)) {
         return m_nValidSize;
+    }
     const double need =
         std::trunc(nSamples * (static_cast<double>(m_nOutSampleRate) / m_nInSampleRate) * 6.0);
     // Growing well ahead keeps it rare; where that is too much, what is needed decides below.
-    if (m_nBufSize - m_nValidSize < need)
+    if (m_nBufSize - m_nValidSize < need) {
         Grow(m_nBufSize + 2 * need + 4096);
-    if (m_nInChannels != m_nOutChannels || m_nInSampleRate != m_nOutSampleRate)
+    }
+    if (m_nInChannels != m_nOutChannels || m_nInSampleRate != m_nOutSampleRate) {
         return m_nValidSize += ConvertData(pData, nSamples);
+    }
     if (MakeRoom(0, nSamples)) {
         std::memcpy(m_pOutBuf + m_nValidSize, pData, Bytes(nSamples));
         m_nValidSize += nSamples;
@@ -105,8 +109,9 @@ int CAudioConverter::Put(const short* pData, int nSamples) {
 }
 
 int CAudioConverter::ConvertData(const short* pData, int nSamples) {
-    if (nSamples <= 0 || pData == nullptr || !IsRate(m_nInSampleRate) || !IsRate(m_nOutSampleRate))
+    if (nSamples <= 0 || pData == nullptr || !IsRate(m_nInSampleRate) || !IsRate(m_nOutSampleRate)) {
         return 0;
+    }
     const bool copies = m_nInChannels == m_nOutChannels && m_nOutChannels <= kMaxChannels;
     const bool mixes = !copies && kq::audio::HasMixing(m_nInChannels, m_nOutChannels);
     const std::int64_t length =
@@ -117,8 +122,9 @@ int CAudioConverter::ConvertData(const short* pData, int nSamples) {
     const int frame = std::clamp(m_nOutChannels, 1, kMaxChannels);
     // One frame more than the block: interpolation at its very end looks at the frame behind it.
     const double history = std::max(m_nOutSampleRate, frame);
-    if (!MakeRoom(history + static_cast<double>(length) + frame, std::max<double>(converted, length)))
+    if (!MakeRoom(history + static_cast<double>(length) + frame, std::max<double>(converted, length))) {
         return 0;
+    }
     const int blockLength = static_cast<int>(length);
     short* out = m_pOutBuf + m_nValidSize;
     const bool sameRate = m_nInSampleRate == m_nOutSampleRate;
@@ -139,8 +145,9 @@ int CAudioConverter::ConvertData(const short* pData, int nSamples) {
     int count = static_cast<int>(converted);
     if (!sameRate) {
         count -= count % frame;
-        if (count > 0)
+        if (count > 0) {
             kernels.resample({block, frame, blockLength, count}, out);
+        }
     }
     m_dFraction += blockLength - count * ratio;
     KeepHistory(block, blockLength);
@@ -149,8 +156,9 @@ int CAudioConverter::ConvertData(const short* pData, int nSamples) {
 
 int CAudioConverter::Get(short* pData, int nSamples) {
     const int count = std::max(std::min(m_nValidSize, nSamples), 0);
-    if (count == 0)
+    if (count == 0) {
         return 0;
+    }
     std::memcpy(pData, m_pOutBuf, Bytes(count));
     m_nValidSize -= count;
     std::memmove(m_pOutBuf, m_pOutBuf + count, Bytes(m_nValidSize));
@@ -182,11 +190,13 @@ namespace {
 /// One sample at a gain below 1, or one that is limited.
 short MixOne(short* const* inputs, int count, int index, double* gain) {
     std::int64_t sum = 0;
-    for (int k = 0; k < count; ++k)
+    for (int k = 0; k < count; ++k) {
         sum += inputs[k][index];
+    }
     const auto value = static_cast<std::int64_t>(static_cast<double>(sum) * *gain);
-    if (value > -32768 && value < 32768)
+    if (value > -32768 && value < 32768) {
         return static_cast<short>(value);
+    }
     const short limit = value > 0 ? 32767 : -32767;
     *gain = limit / static_cast<double>(value);
     return limit;
@@ -200,12 +210,15 @@ void IntermixAudio(short** ppInputs, int nInputs, int nSamples, short* pOut) {
     double gain = 1.0;
     int i = 0;
     while (i < nSamples) {
-        if (gain >= 1.0)
+        if (gain >= 1.0) {
             i = kernels.sum(ppInputs, nInputs, gain, i, nSamples, pOut);
-        if (i == nSamples)
+        }
+        if (i == nSamples) {
             return;
-        if (gain < 1.0)
+        }
+        if (gain < 1.0) {
             gain += step;
+        }
         pOut[i] = MixOne(ppInputs, nInputs, i, &gain);
         ++i;
     }

@@ -92,22 +92,27 @@ HWY_INLINE Channels LoadChannels(const short* in) {
         V32 a[3], b[3];
         hn::LoadInterleaved3(d32, pairs, a[0], a[1], a[2]);
         hn::LoadInterleaved3(d32, pairs + 3 * kSamples / 2, b[0], b[1], b[2]);
-        for (int i = 0; i < 3; ++i)
+        for (int i = 0; i < 3; ++i) {
             SplitPair(a[i], &v.c[2 * i], &v.c[2 * i + 1], b[i]);
+        }
     } else if constexpr (kIn == 8) {
         const auto* pairs = reinterpret_cast<const std::int32_t*>(in);
         V32 a[4], b[4];
         hn::LoadInterleaved4(d32, pairs, a[0], a[1], a[2], a[3]);
         hn::LoadInterleaved4(d32, pairs + 4 * kSamples / 2, b[0], b[1], b[2], b[3]);
-        for (int i = 0; i < 4; ++i)
+        for (int i = 0; i < 4; ++i) {
             SplitPair(a[i], &v.c[2 * i], &v.c[2 * i + 1], b[i]);
+        }
     } else {
         alignas(64) short planes[kIn][kSamples];
-        for (int i = 0; i < kSamples; ++i)
-            for (int c = 0; c < kIn; ++c)
+        for (int i = 0; i < kSamples; ++i) {
+            for (int c = 0; c < kIn; ++c) {
                 planes[c][i] = in[i * kIn + c];
-        for (int c = 0; c < kIn; ++c)
+            }
+        }
+        for (int c = 0; c < kIn; ++c) {
             v.c[c] = hn::Load(d16, planes[c]);
+        }
     }
     return v;
 }
@@ -120,10 +125,11 @@ HWY_INLINE V16 SumTerms(const Channels& in) {
         return hn::Zero(d16);
     } else {
         const V16 term = Divide<channel.term[kTerm].divisor>(in.c[channel.term[kTerm].channel]);
-        if constexpr (kTerm + 1 == channel.terms)
+        if constexpr (kTerm + 1 == channel.terms) {
             return term;
-        else
+        } else {
             return hn::Add(term, SumTerms<kIn, kColumn, kOut, kTerm + 1>(in));
+        }
     }
 }
 
@@ -134,10 +140,11 @@ HWY_INLINE V32 SumWide(const Channels& in) {
     const V16 term = Divide<channel.term[kTerm].divisor>(in.c[channel.term[kTerm].channel]);
     const V32 wide = kUpper ? hn::PromoteTo(d32, hn::UpperHalf(d16Half, term))
                             : hn::PromoteTo(d32, hn::LowerHalf(d16Half, term));
-    if constexpr (kTerm + 1 < channel.terms)
+    if constexpr (kTerm + 1 < channel.terms) {
         return hn::Add(wide, SumWide<kIn, kColumn, kOut, kTerm + 1, kUpper>(in));
-    else
+    } else {
         return wide;
+    }
 }
 
 template <int kIn, int kColumn, int kOut>
@@ -240,8 +247,9 @@ HWY_INLINE void MixVector<2, 6>(const short* in, short* out) {
                                             WordIndex({-1, -1, 6, 7, -1, -1, -1, -1})};
     for (int i = 0; i < 2 * kSamples; i += kPartSamples) {
         const auto frames = hn::LoadU(dPart, in + i);
-        for (int k = 0; k < 3; ++k)
+        for (int k = 0; k < 3; ++k) {
             hn::StoreU(PickWords(dPart, frames, kIndex[k]), dPart, out + 3 * i + k * kPartSamples);
+        }
     }
 }
 
@@ -280,8 +288,9 @@ HWY_INLINE void MixVector<6, 2>(const short* in, short* out) {
 
 template <int kIn, int kOutChannels>
 void MixLayoutFrames(const short* in, std::size_t frames, short* out) {
-    for (; frames >= kSamples; frames -= kSamples, in += kSamples * kIn, out += kSamples * kOutChannels)
+    for (; frames >= kSamples; frames -= kSamples, in += kSamples * kIn, out += kSamples * kOutChannels) {
         MixVector<kIn, kOutChannels>(in, out);
+    }
     PlainAudioKernels().mix(in, kIn, kOutChannels, frames, out);
 }
 
@@ -400,15 +409,17 @@ HWY_INLINE void InterpolateFrame(D d, const short* a, int channels, double fract
 /// Positions in vectors, then a frame at a time.
 int ResampleManyChannels(const Resampling& job, int frames, short* out) {
     const hn::CappedTag<double, 4> dGroup;
-    if (job.channels < static_cast<int>(hn::MaxLanes(dGroup)))
+    if (job.channels < static_cast<int>(hn::MaxLanes(dGroup))) {
         return 0;
+    }
     return ForVectorsOfFrames(job, frames, [&](int j, const std::int32_t* positions, VDouble fraction) {
         alignas(64) double fractions[kDoubles];
         hn::Store(fraction, dDouble, fractions);
-        for (int i = 0; i < kDoubles; ++i)
+        for (int i = 0; i < kDoubles; ++i) {
             InterpolateFrame(dGroup, job.frames + static_cast<std::ptrdiff_t>(positions[i]) * job.channels,
                              job.channels, fractions[i],
                              out + static_cast<std::ptrdiff_t>(j + i) * job.channels);
+        }
     });
 }
 
@@ -426,15 +437,18 @@ void Resample(const Resampling& job, short* out) {
 int Sum(short* const* inputs, int count, double gain, int start, int end, short* out) {
     // A gain above 1 differs from 1 by less than one step; sums of 16 bits cannot overflow 32 below 65536
     // inputs.
-    if (gain != 1.0 || count > 65535)
+    if (gain != 1.0 || count > 65535) {
         return PlainAudioKernels().sum(inputs, count, gain, start, end, out);
+    }
     int i = start;
     for (; i + kSamples / 2 <= end; i += kSamples / 2) {
         V32 sum = hn::Zero(d32);
-        for (int k = 0; k < count; ++k)
+        for (int k = 0; k < count; ++k) {
             sum = hn::Add(sum, hn::PromoteTo(d32, hn::LoadU(d16Half, inputs[k] + i)));
-        if (!hn::AllTrue(d32, hn::Lt(hn::Abs(sum), hn::Set(d32, 32768))))
+        }
+        if (!hn::AllTrue(d32, hn::Lt(hn::Abs(sum), hn::Set(d32, 32768)))) {
             break;
+        }
         hn::StoreU(hn::DemoteTo(d16Half, sum), d16Half, out + i);
     }
     return PlainAudioKernels().sum(inputs, count, gain, i, end, out);

@@ -12,8 +12,9 @@ void Mix(const short* in, int inChannels, int outChannels, std::size_t frames, s
         for (int c = 0; c < outChannels; ++c) {
             const MixChannel& channel = layout.channel[c];
             int sum = 0;
-            for (int i = 0; i < channel.terms; ++i)
+            for (int i = 0; i < channel.terms; ++i) {
                 sum += in[channel.term[i].channel] / channel.term[i].divisor;
+            }
             *out++ = static_cast<short>(channel.limited ? std::clamp(sum, -32767, 32767) : sum);
         }
     }
@@ -37,11 +38,13 @@ void Resample(const Resampling& job, short* out) {
 int Sum(short* const* inputs, int count, double gain, int start, int end, short* out) {
     for (int i = start; i < end; ++i) {
         std::int64_t sum = 0;
-        for (int k = 0; k < count; ++k)
+        for (int k = 0; k < count; ++k) {
             sum += inputs[k][i];
+        }
         const double value = static_cast<double>(sum) * gain;
-        if (value >= 32768 || value <= -32768)
+        if (value >= 32768 || value <= -32768) {
             return i;
+        }
         out[i] = static_cast<short>(value);
     }
     return end;

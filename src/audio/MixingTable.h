@@ -32,8 +32,9 @@ constexpr MixChannel One(int channel) {
 /// The mean of `count` channels from `first` on, each divided before the sum.
 constexpr MixChannel Mean(int first, int count) {
     MixChannel result{count, false, {}};
-    for (int i = 0; i < count; ++i)
+    for (int i = 0; i < count; ++i) {
         result.term[i] = {static_cast<std::int8_t>(first + i), static_cast<std::int8_t>(count)};
+    }
     return result;
 }
 

@@ -59,6 +59,23 @@ constexpr YuvTerms BgrToYuv10(Bgr p) {
             Clamp((450 * p.r - 377 * p.g - 73 * p.b + 131584) >> 10, 16, 240)};
 }
 
+/// The weights of a described picture, 6 fractional bits in the results. Luma is a sample scaled to all of 16
+/// bits, chroma one scaled to 16 bits minus 2^15.
+struct SampleWeights {
+    int luma;           ///< times luma, with 16 more fractional bits
+    int blue, red;      ///< times Cb and Cr, 15 more
+    int greenU, greenV; ///< times Cb and Cr, 16 more
+    int offset;         ///< black, and the halves that the floors below take away
+};
+
+/// The standard's formula with weights as data, rounded to nearest. Neutral samples give equal components.
+constexpr Bgr SamplesToBgr(const SampleWeights& w, int y, int u, int v) {
+    const int luma = (y * w.luma >> 16) + w.offset;
+    return {Clamp8((luma + ((u * w.blue + 0x4000) >> 15)) >> 6),
+            Clamp8((luma + ((u * w.greenU + v * w.greenV + 0x8000) >> 16)) >> 6),
+            Clamp8((luma + ((v * w.red + 0x4000) >> 15)) >> 6)};
+}
+
 /// The tables of yuv2rgb_24(), in units of 1/256.
 struct YuvTables {
     std::int32_t lut[5][256];

@@ -3,6 +3,8 @@
 /// them out on the best instruction set of this processor.
 #pragma once
 
+#include "Arithmetic.h"
+
 #include <cstddef>
 #include <cstdint>
 
@@ -26,6 +28,37 @@ struct PlanarToRgb {
     std::ptrdiff_t width, height;
     /// Leaves the last pixel of the last row when both sizes are odd.
     bool skipOddCorner;
+};
+
+/// Bits of a sample; ten of them lie in a little-endian word.
+enum class SampleDepth : std::uint8_t {
+    Eight,
+    TenLow,  ///< in the lower bits; those above are not read
+    TenHigh, ///< in the upper bits; those below are not read
+};
+
+enum class ChromaColumns : std::uint8_t {
+    Half,        ///< a sample of each plane for two columns
+    Interleaved, ///< likewise, Cb and Cr in turn in the first plane
+    Full,        ///< a sample of each plane for every column
+};
+
+/// How the planes of a picture hold its samples.
+struct SampleLayout {
+    SampleDepth depth;
+    ChromaColumns chroma;
+    bool rowsShareChroma; ///< a row of chroma serves two rows
+
+    std::ptrdiff_t ChromaRow(std::ptrdiff_t row) const { return rowsShareChroma ? row / 2 : row; }
+};
+
+/// Samples of any layout to RGB with weights of their own: every pixel of width x height.
+struct WeightedToRgb {
+    ConstPlane y, u, v; ///< v is not read when chroma is interleaved
+    Plane rgb;
+    std::ptrdiff_t width, height;
+    SampleLayout layout;
+    SampleWeights weights;
 };
 
 /// RGB to planar YUV 4:2:0: every pixel of width x height, except the corner when both sizes are odd.
@@ -81,6 +114,8 @@ struct Kernels {
     void (*planarToComponents24)(const PlanarToRgb&); ///< with the tables of init_yuv2rgb(), filled
     void (*planarToComponents555)(const PlanarToRgb&);
     void (*planarToComponents565)(const PlanarToRgb&);
+    void (*weightedToBgra)(const WeightedToRgb&);
+    void (*weightedToBgr)(const WeightedToRgb&);
     void (*bgraToPlanar)(const RgbToPlanar&);
     void (*xrgbToPlanar)(const RgbToPlanar&);
     void (*bgrToPlanar)(const RgbToPlanar&);

@@ -2,6 +2,7 @@
 // with, and what serves processors without the needed instructions.
 #include "Arithmetic.h"
 #include "Kernels.h"
+#include "Samples.h"
 #include "Tables.h"
 
 #include <algorithm>
@@ -59,6 +60,22 @@ void PlanarPictureToRgb(const PlanarToRgb& job) {
                 Pixel::Store(job.rgb.Row(row) + column * Pixel::bytes,
                              formula(y[column], u[column / 2], v[column / 2]));
             }
+        }
+    }
+}
+
+Bgr WeightedColourAt(const WeightedToRgb& job, std::ptrdiff_t row, std::ptrdiff_t column) {
+    const auto [y, u, v] = SamplesAt(job, row, column);
+    const bool tenBits = job.layout.depth != SampleDepth::Eight;
+    const int step = tenBits ? 64 : 256;
+    return SamplesToBgr(job.weights, tenBits ? y * 64 : y * 257, u * step - 0x8000, v * step - 0x8000);
+}
+
+template <class Pixel>
+void WeightedPictureToRgb(const WeightedToRgb& job) {
+    for (std::ptrdiff_t row = 0; row < job.height; ++row) {
+        for (std::ptrdiff_t column = 0; column < job.width; ++column) {
+            Pixel::Store(job.rgb.Row(row) + column * Pixel::bytes, WeightedColourAt(job, row, column));
         }
     }
 }
@@ -189,6 +206,8 @@ constexpr Kernels MakeKernels() {
     k.planarToComponents24 = PlanarPictureToRgb<TableComponents, Pixel24>;
     k.planarToComponents555 = PlanarPictureToRgb<YuvToComponents13, Pixel16<5>>;
     k.planarToComponents565 = PlanarPictureToRgb<YuvToComponents13, Pixel16<6>>;
+    k.weightedToBgra = WeightedPictureToRgb<Pixel32<255>>;
+    k.weightedToBgr = WeightedPictureToRgb<Pixel24>;
     k.bgraToPlanar = RgbPictureToPlanar<ColourAt<4, 0, 1, 2>, BgrToYuv14, 128>;
     k.xrgbToPlanar = RgbPictureToPlanar<ColourAt<4, 3, 2, 1>, BgrToYuv14, 128>;
     k.bgrToPlanar = RgbPictureToPlanar<ColourAt<3, 0, 1, 2>, BgrToYuv14, 128>;

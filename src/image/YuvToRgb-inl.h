@@ -16,6 +16,9 @@ HWY_BEFORE_NAMESPACE();
 namespace kq::image::HWY_NAMESPACE {
 namespace {
 
+/// What an arithmetic wants beside a luma sample, in the upper byte of its word.
+enum class Beside { zero, complement, same };
+
 /// The colours of a block, or its components c0, c1, c2.
 struct BgrBlock {
     V8 b, g, r;
@@ -55,7 +58,7 @@ HWY_INLINE V16 RepeatWord(V16 pairs) {
 template <int shift, class Blue, class Green, class Red, bool limitSamples>
 struct Saturating {
     static constexpr bool limit = limitSamples;
-    static constexpr bool complement = true;
+    static constexpr Beside beside = Beside::complement;
     static constexpr int lumaBias = 22 * 255;
 
     template <class W>
@@ -188,7 +191,7 @@ using TableComponents =
 /// where every part fits 16 bits.
 struct Components13 {
     static constexpr bool limit = false;
-    static constexpr bool complement = false;
+    static constexpr Beside beside = Beside::zero;
 
     template <int uWeight, int vWeight>
     struct Channel {
@@ -377,7 +380,7 @@ HWY_INLINE BlockTerms<Arithmetic> MakeBlockTerms(const std::uint8_t* uSamples, c
 }
 
 /// The samples of a block, each in the lower byte of a word, in the order of Deal<parts>(). The upper byte
-/// is the complement or 0, as the arithmetic wants it.
+/// is what the arithmetic wants there.
 struct LumaWords {
     V16 low, high;
 };
@@ -386,10 +389,11 @@ template <class Arithmetic, std::size_t parts>
 HWY_INLINE LumaWords LoadLuma(const std::uint8_t* samples) {
 #if KQ_TWO_LANES
     if constexpr (parts > 1) {
-        static constexpr ByteIndex order = IndexHalfBlock(parts / 2, true, Arithmetic::complement);
+        static constexpr ByteIndex order =
+            IndexHalfBlock(parts / 2, true, Arithmetic::beside != Beside::zero);
         const V16 low = PickHalfBlock<Arithmetic>(samples, order);
         const V16 high = PickHalfBlock<Arithmetic>(samples + halfBlock, order);
-        if constexpr (Arithmetic::complement) {
+        if constexpr (Arithmetic::beside == Beside::complement) {
             return {hn::Xor(low, Words<0xFF00>()), hn::Xor(high, Words<0xFF00>())};
         } else {
             return {low, high};
@@ -397,7 +401,9 @@ HWY_INLINE LumaWords LoadLuma(const std::uint8_t* samples) {
     }
 #endif
     const V8 y = Deal<parts>(Limit<Arithmetic>(hn::LoadU(d8, samples)));
-    const V8 beside = Arithmetic::complement ? hn::Not(y) : hn::Zero(d8);
+    const V8 beside = Arithmetic::beside == Beside::same         ? y
+                      : Arithmetic::beside == Beside::complement ? hn::Not(y)
+                                                                 : hn::Zero(d8);
     return {hn::BitCast(d16, hn::InterleaveLower(d8, y, beside)),
             hn::BitCast(d16, hn::InterleaveUpper(d8, y, beside))};
 }
