@@ -1,8 +1,9 @@
 #include "view/CaptureStore.h"
 
-#include "image/Arithmetic.h"
 #include "com/KeptTexts.h"
 #include "com/QueryInfo.h"
+#include "image/Arithmetic.h"
+#include "image/ColourConvert.h"
 
 #include <kqplayer/capture.h>
 #include <kqplayer/convenience.h>
@@ -13,6 +14,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <iterator>
+#include <memory>
+#include <new>
 
 namespace {
 
@@ -37,8 +41,11 @@ std::int32_t FailedBecause(const wchar_t* pReason) {
     return kq::Failed;
 }
 
+/// @return whether the sample is one of planes, in any of the kinds that views show
 bool IsPlanar(const MEDIA_FRAME& sample) {
-    return sample.nKind == KQ_PICTURE_PLANAR_YUV && HasPlanes(sample.image);
+    return sample.nKind != KQ_PICTURE_PACKED_RGB &&
+           IsPictureSize({sample.image.nWidth, sample.image.nHeight}) &&
+           kq::image::IsConvertible(kq::image::SourceOf(sample));
 }
 
 bool IsPacked(const MEDIA_FRAME& sample) {
@@ -133,9 +140,12 @@ std::int32_t CCaptureStore::CaptureToFile(IMediaStream* pStream, const CaptureIm
         return FailedBecause(CaptureTexts::kNoBits);
     }
     const tagYUVImage& image = pSample->image;
-    if (IsPlanar(*pSample)) {
+    if (IsPlainPlanar(*pSample) && HasPlanes(image)) {
         Yuv420_2_rgb24(pHeader, pBits, image.pY, image.pU, image.pV, image.nPitchY, image.nPitchU,
                        image.nPitchV);
+    } else if (IsPlanar(*pSample)) {
+        kq::image::ToRgb24(kq::image::SourceOf(*pSample), pBits,
+                           kq::image::BitmapRowBytes(size.nWidth, kBitsPerPixel));
     } else if (IsPacked(*pSample)) {
         const std::ptrdiff_t nRowSize = kq::image::BitmapRowBytes(size.nWidth, kBitsPerPixel);
         std::memcpy(pBits, image.pRgb, static_cast<std::size_t>(nRowSize * size.nHeight));
@@ -174,13 +184,30 @@ MEDIA_FRAME* CCaptureStore::CaptureCopy(IMediaStream* pStream) {
     if (!FitCopy(SampleSize(*pSample, *pFormat))) {
         return nullptr;
     }
-    if (IsPlanar(*pSample)) {
+    // The copy is planar 4:2:0 with 8 bits: a sample of that kind is copied with its description, others
+    // become BT.601.
+    const bool bSameKind = pSample->nKind == KQ_PICTURE_PLANAR_YUV;
+    for (std::size_t i = 0; i < std::size(m_pCopy->reserved); ++i) {
+        m_pCopy->reserved[i] = bSameKind ? pSample->reserved[i] : 0;
+    }
+    if (bSameKind) {
         CopyVideoFrame(m_pCopy.get(), pSample, 1, 0);
         return m_pCopy.get();
     }
     m_pCopy->llTime = pSample->llTime;
     m_pCopy->llPTS = pSample->llPTS;
     m_pCopy->nFlags = pSample->nFlags;
-    PackedToPlanar(m_pCopy->image, pSample->image.pRgb);
+    if (IsPacked(*pSample)) {
+        PackedToPlanar(m_pCopy->image, pSample->image.pRgb);
+        return m_pCopy.get();
+    }
+    const tagYUVImage& image = pSample->image;
+    const std::ptrdiff_t nRowSize = kq::image::BitmapRowBytes(image.nWidth, kBitsPerPixel);
+    const std::unique_ptr<std::uint8_t[]> pRgb(
+        new (std::nothrow) std::uint8_t[static_cast<std::size_t>(nRowSize * image.nHeight)]);
+    if (!pRgb || !kq::image::ToRgb24(kq::image::SourceOf(*pSample), pRgb.get(), nRowSize)) {
+        return nullptr;
+    }
+    PackedToPlanar(m_pCopy->image, pRgb.get());
     return m_pCopy.get();
 }

@@ -1,5 +1,7 @@
 #include "view/PlanarFrame.h"
 
+#include <kqplayer/convenience.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -30,6 +32,10 @@ bool IsPictureSize(PictureSize size) {
 bool HasPlanes(const tagYUVImage& image) {
     return image.pY != nullptr && image.pU != nullptr && image.pV != nullptr &&
            IsPictureSize({image.nWidth, image.nHeight});
+}
+
+bool IsPlainPlanar(const MEDIA_FRAME& frame) {
+    return frame.nKind == KQ_PICTURE_PLANAR_YUV && kq::ColourOf(frame) == kq::Colour{};
 }
 
 void PlanarFrameDeleter::operator()(MEDIA_FRAME* pFrame) const {

@@ -21,6 +21,10 @@ bool IsPictureSize(PictureSize size);
 /// @return whether a host's picture can be read: no plane is missing and it has a size
 bool HasPlanes(const tagYUVImage& image);
 
+/// @return whether the frame is planar 4:2:0 with 8 bits in BT.601 and limited range, as every frame is that
+/// says nothing else
+bool IsPlainPlanar(const MEDIA_FRAME& frame);
+
 /// Frees a built frame: its one plane buffer, then the frame.
 struct PlanarFrameDeleter {
     void operator()(MEDIA_FRAME* pFrame) const;

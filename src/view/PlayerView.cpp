@@ -2,6 +2,7 @@
 
 #include "com/QueryInfo.h"
 #include "com/UuidOf.h"
+#include "view/YV12ViewWrapper.h"
 
 #include <cstdint>
 #include <new>
@@ -36,7 +37,7 @@ CPlayerView* CPlayerView::CreatePlayView(void* pParent, const VRECT& rect, unsig
 
 bool CPlayerView::SetWindowInfo(void* pParent, const VRECT& rect, unsigned long a, unsigned long b,
                                 long nIndex) {
-    m_pNativeView.reset(MakeYv12View());
+    m_pNativeView.reset(YV12ViewWrapper::Make());
     m_nNativeResult = m_pNativeView ? m_pNativeView->Create(pParent, rect, a, b) : 0;
     m_pParent = pParent;
     m_nIndex = nIndex;
@@ -124,7 +125,7 @@ void CPlayerView::ShowCurrentImage(const MEDIA_FRAME* pFrame) {
         return;
     }
     const MEDIA_FRAME* const pShown = pFrame != nullptr ? pFrame : m_pStream->GetCurrentFrame();
-    if (pShown == nullptr || pShown->nKind != KQ_PICTURE_PLANAR_YUV || !ShowPicture(*pShown)) {
+    if (pShown == nullptr || !ShowPicture(*pShown)) {
         SetViewBlack();
     }
 }
@@ -141,7 +142,7 @@ void CPlayerView::SetViewBlack() {
 }
 
 bool CPlayerView::ShowPicture(const MEDIA_FRAME& frame) {
-    return m_pNativeView && m_pNativeView->ShowYUVImage(&frame.image) != 0;
+    return m_pNativeView && m_pNativeView->ShowFrame(frame);
 }
 
 int CPlayerView::GetCurrentSouceMode() {

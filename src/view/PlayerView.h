@@ -13,6 +13,8 @@
 
 #include <memory>
 
+class YV12ViewWrapper;
+
 class CPlayerView final : public scombase::CUnknown, public IPlayerView {
 public:
     /// Makes a view on a native window. @return the view with one reference, or null when the window is
@@ -55,7 +57,7 @@ private:
     /// @return whether the native view has taken the picture
     bool ShowPicture(const MEDIA_FRAME& frame);
 
-    std::unique_ptr<IYv12View> m_pNativeView;
+    std::unique_ptr<YV12ViewWrapper> m_pNativeView;
     kq::ComPtr<IMediaStream> m_pStream;
     int m_nNativeResult = 0; ///< non-zero: the native view exists
     tagRECT m_rect{};

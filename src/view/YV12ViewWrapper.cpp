@@ -1,6 +1,7 @@
 #include "view/YV12ViewWrapper.h"
 
 #include "com/KeptTexts.h"
+#include "image/ColourConvert.h"
 #include "view/PlanarFrame.h"
 
 #include <kqplayer/image.h>
@@ -54,6 +55,10 @@ void KeepLibraryLoaded() {
 } // namespace
 
 IYv12View* MakeYv12View() {
+    return YV12ViewWrapper::Make();
+}
+
+YV12ViewWrapper* YV12ViewWrapper::Make() {
     try {
         KeepLibraryLoaded();
     } catch (const std::bad_alloc&) {
@@ -234,4 +239,21 @@ int YV12ViewWrapper::ShowYUVImage(const tagYUVImage* pImage) {
                    pImage->nPitchU, pImage->nPitchV);
     m_pFunctions->PVShowRGB32Image(m_pView, pImage->nWidth, pImage->nHeight, pRgb);
     return 1;
+}
+
+bool YV12ViewWrapper::ShowFrame(const MEDIA_FRAME& frame) {
+    if (IsPlainPlanar(frame)) {
+        return ShowYUVImage(&frame.image) != 0;
+    }
+    const kq::image::SourcePicture picture = kq::image::SourceOf(frame);
+    if (!kq::image::IsConvertible(picture) || !IsPictureSize({picture.width, picture.height}) || !IsReady() ||
+        !FitHeader(picture.width, picture.height)) {
+        return false;
+    }
+    unsigned char* const pRgb = PictureBuffer();
+    if (pRgb == nullptr || !kq::image::ToRgb32(picture, pRgb, std::ptrdiff_t{4} * picture.width)) {
+        return false;
+    }
+    m_pFunctions->PVShowRGB32Image(m_pView, picture.width, picture.height, pRgb);
+    return true;
 }

@@ -2,6 +2,7 @@
 /// The native view over the view library, PlayerView.so.
 #pragma once
 
+#include <kqplayer/records.h>
 #include <kqplayer/view.h>
 
 #include <cstddef>
@@ -12,6 +13,8 @@
 class YV12ViewWrapper final : public IYv12View {
 public:
     YV12ViewWrapper();
+    /// @return a wrapper that the caller owns, or null without memory
+    static YV12ViewWrapper* Make();
     YV12ViewWrapper(const YV12ViewWrapper&) = delete;
     YV12ViewWrapper& operator=(const YV12ViewWrapper&) = delete;
     ~YV12ViewWrapper() override;
@@ -29,6 +32,9 @@ public:
     int ShowYV12Image(tagBITMAPINFO* pInfo, unsigned char* pBits) override;
     int ShowYUVImage(const tagYUVImage* pImage) override;
     void SetSrcAspectRatio(int x, int y) override;
+
+    /// Shows a frame as its kind and its colour description say. @return false when it cannot be shown
+    bool ShowFrame(const MEDIA_FRAME& frame);
 
     /// Opens the library and resolves its functions. @return 1; 0 when it is missing or lacks a function, or
     /// without memory
