@@ -2,7 +2,9 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <chrono>
+#include <string_view>
 #include <utility>
 
 namespace kq::streams {
@@ -140,7 +142,7 @@ int Demuxer::Read(int index, AVPacket& packet, const std::atomic<bool>& cancelle
     std::unique_lock guard(m_lock);
     for (;;) {
         Waiting& waiting = m_selected[index];
-        if (!waiting.packets.empty()) {
+        if (waiting.packets.size() > waiting.unsettled) {
             av_packet_move_ref(&packet, waiting.packets.front().get());
             waiting.bytes -= static_cast<std::size_t>(packet.size);
             waiting.packets.pop_front();
@@ -163,7 +165,7 @@ int Demuxer::Read(int index, AVPacket& packet, const std::atomic<bool>& cancelle
         if (result == 0)
             Deliver(std::move(read));
         else if (result != AVERROR_EXIT)
-            m_end = AVERROR_EOF;
+            End();
         m_change.notify_all();
     }
 }
@@ -191,11 +193,58 @@ void Demuxer::Deliver(PacketHandle packet) {
     if (found == m_selected.end())
         return;
     Waiting& waiting = found->second;
+    if (StampsAreGuessed(packet->stream_index)) {
+        if (waiting.unsettled > 0 && packet->pos != waiting.packets.back()->pos) {
+            SettlePage(waiting, packet->pts);
+            waiting.pageBegin = packet->pts;
+        }
+        ++waiting.unsettled;
+    }
     waiting.bytes += static_cast<std::size_t>(packet->size);
     waiting.packets.push_back(std::move(packet));
     while (waiting.bytes > WaitingBytes) {
         waiting.bytes -= static_cast<std::size_t>(waiting.packets.front()->size);
         waiting.packets.pop_front();
+        waiting.unsettled = std::min(waiting.unsettled, waiting.packets.size());
+    }
+}
+
+/// No more packets come.
+void Demuxer::End() {
+    m_end = AVERROR_EOF;
+    for (auto& [index, waiting] : m_selected) {
+        SettlePage(waiting, AV_NOPTS_VALUE);
+    }
+}
+
+/// An Ogg page says when its last sound ends. FFmpeg guesses from that when its packets begin, and takes
+/// empty ones, which some encoders write, for as long as others.
+bool Demuxer::StampsAreGuessed(int index) const {
+    return std::string_view(m_context->iformat->name) == "ogg" &&
+           Stream(index).codecpar->codec_id == AV_CODEC_ID_VORBIS;
+}
+
+/// The packets of a page are all there: corrects their stamps where empty ones are among them.
+/// @param end where the page ends, AV_NOPTS_VALUE when that is unknown
+void Demuxer::SettlePage(Waiting& waiting, std::int64_t end) {
+    const auto page = waiting.packets.end() - static_cast<std::ptrdiff_t>(waiting.unsettled);
+    waiting.unsettled = 0;
+    const auto isEmpty = [](const PacketHandle& packet) { return packet->size == 0; };
+    if (std::none_of(page, waiting.packets.end(), isEmpty)) {
+        return;
+    }
+    std::int64_t length = 0;
+    for (auto packet = page; packet != waiting.packets.end(); ++packet) {
+        length += isEmpty(*packet) ? 0 : (*packet)->duration;
+    }
+    // After a seek only the end is known, at the end of the file only the begin.
+    if (waiting.pageBegin == AV_NOPTS_VALUE && end == AV_NOPTS_VALUE) {
+        return;
+    }
+    std::int64_t stamp = waiting.pageBegin != AV_NOPTS_VALUE ? waiting.pageBegin : end - length;
+    for (auto packet = page; packet != waiting.packets.end(); ++packet) {
+        (*packet)->pts = (*packet)->dts = stamp;
+        stamp += isEmpty(*packet) ? 0 : (*packet)->duration;
     }
 }
 

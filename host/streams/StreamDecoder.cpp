@@ -1,6 +1,7 @@
 #include "StreamDecoder.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <thread>
 #include <utility>
@@ -34,11 +35,25 @@ int ThreadCount(const DecoderSetup& setup, const AVCodecParameters& parameters) 
     return std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, MostThreads);
 }
 
+bool IsMeaningless(const AVPacket& packet) {
+    const auto brings = [&packet](AVPacketSideDataType type) {
+        return av_packet_get_side_data(&packet, type, nullptr) != nullptr;
+    };
+    return packet.size == 0 && !brings(AV_PKT_DATA_NEW_EXTRADATA) && !brings(AV_PKT_DATA_PARAM_CHANGE);
+}
+
+/// @return by how much the file's clock may have rounded a frame's time: by nothing where frames last whole
+/// ticks
+Ticks RoundingOf(AVRational tick, double rate) {
+    const double ticksPerFrame = rate > 0 ? 1 / (rate * av_q2d(tick)) : 0;
+    const bool exact = ticksPerFrame > 0.5 && std::abs(ticksPerFrame - std::round(ticksPerFrame)) < 1e-6;
+    return exact ? 0 : std::min(av_rescale_q(1, tick, TickBase) / 2, Millisecond);
+}
+
 } // namespace
 
 StreamDecoder::StreamDecoder(DecoderSetup setup) : m_setup(std::move(setup)), m_packet(av_packet_alloc()) {
-    const AVRational base = Stream().time_base;
-    m_tolerance = std::min(av_rescale_q(1, base, TickBase) / 2, Millisecond) + Microsecond;
+    m_tolerance = RoundingOf(Stream().time_base, m_setup.rate) + Microsecond;
     if (m_setup.rate > 0)
         m_frameDuration = static_cast<Ticks>(static_cast<double>(TicksPerSecond) / m_setup.rate);
 }
@@ -130,8 +145,8 @@ bool StreamDecoder::Feed() {
         avcodec_send_packet(m_codec.get(), nullptr);
         return true;
     }
-    if (m_packet->size == 0 && m_packet->side_data_elems == 0)
-        return true; // means nothing, but to the decoder it would mean the end
+    if (IsMeaningless(*m_packet))
+        return true; // to the decoder it would mean the end, or damage
     if (m_packet->dts != AV_NOPTS_VALUE)
         m_lastPacket = m_packet->dts;
     if (m_waitForKey && (m_packet->flags & AV_PKT_FLAG_KEY) == 0)

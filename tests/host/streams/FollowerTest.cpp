@@ -70,6 +70,18 @@ TEST(Followers, AreNotMovedByTheirOwnTransport) {
     EXPECT_DOUBLE_EQ(file.Video().GetFramePosition(), 25);
 }
 
+TEST(Followers, AreThereWhateverIsAskedFirst) {
+    OpenedFile file(Clip("bframes.mp4"));
+    const OpenedFollower follower("opengop.mp4", file.Video());
+    const OpenedFollower last("opengop.mp4", follower.Video());
+    for (const int n : {50, 10, 11, 80, 79}) {
+        file.Video().Seek(n / 25.0, 1);
+        EXPECT_DOUBLE_EQ(follower.Video().GetFramePosition(), n);
+        file.Video().NextFrame();
+        EXPECT_DOUBLE_EQ(last.Video().GetFramePosition(), n + 1) << "through the one between";
+    }
+}
+
 TEST(Followers, DescribeTheirOwnFileAndKeepTheirReference) {
     OpenedFile file(Clip("bframes.mp4"));
     file.Video().Seek(2.0, 1);

@@ -97,6 +97,25 @@ TEST(FrameQueue, IsBoundedInBytesAndFrames) {
     }
 }
 
+TEST(FrameQueue, IsBoundedAfterEverySeek) {
+    Studio studio;
+    studio.frames = 1000;
+    const auto stream = Play(studio, FrameBytes * 5);
+    int made = 5;
+    EXPECT_EQ(studio.Settled(made), made);
+    const struct {
+        double time;
+        int seeks, madeAnew; ///< a seek gives the first of the five itself
+    } cases[] = {{60, 1, 4}, {3, 1, 4}, {50, 1, 4}, {50.3, 0, 3}, {0, 1, 4}};
+    for (const auto& expected : cases) {
+        const int before = studio.seeks;
+        stream->Seek(expected.time, 1);
+        made += expected.madeAnew;
+        EXPECT_EQ(studio.Settled(made), made) << expected.time;
+        EXPECT_EQ(studio.seeks - before, expected.seeks) << expected.time;
+    }
+}
+
 TEST(FrameQueue, GivesFrameAfterFrameAndHoldsTheLastPictureButNoSound) {
     const struct {
         StreamFormat format;
