@@ -34,7 +34,7 @@ public:
             return nullptr;
         if (m_made != m_index) {
             Make(m_index, m_frame.image);
-            m_frame.llPTS = std::int64_t{10'000'000} * m_index / m_rate; // 100-ns units
+            m_frame.llPTS = kq::TicksPerSecond * m_index / m_rate; // 100-ns units
             m_made = m_index;
         }
         return &m_frame; // ours: valid until the position moves

@@ -50,7 +50,7 @@ std::string Capture(const char* path, double seconds, const std::filesystem::pat
 
     // Nothing plays, so the seek is carried out at once. Mode 1 is exact: decoding goes on from the key frame
     // before to the frame that is on show at that time.
-    player->Seek(seconds, 1);
+    player->Seek(seconds, kq::ExactSeek);
     CaptureImageInfo info{};
     info.nFormat = FormatOf(picture);
     std::error_code ignored;

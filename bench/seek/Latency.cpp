@@ -71,12 +71,12 @@ public:
 
     void Run(int count, std::vector<Row>& rows) {
         m_host.LoadAndWait();
-        rows.push_back(Seeks("exact seek, paused", 1, count));
+        rows.push_back(Seeks("exact seek, paused", kq::ExactSeek, count));
         rows.push_back(Seeks("key-frame seek, paused", 0, count));
         rows.push_back(Steps("one frame forward", 1, count, [this](int) { m_host->SyncForward(); }));
-        rows.push_back(Steps("one frame back", -1, count, [this](int n) { m_host->SyncSeek(n / rate, 1); }));
+        rows.push_back(Steps("one frame back", -1, count, [this](int n) { m_host->SyncSeek(n / rate, kq::ExactSeek); }));
         m_host->Resume();
-        rows.push_back(Seeks("exact seek, playing", 1, count));
+        rows.push_back(Seeks("exact seek, playing", kq::ExactSeek, count));
         rows.push_back(Seeks("key-frame seek, playing", 0, count));
         m_host->Stop();
     }
@@ -99,7 +99,7 @@ private:
         for (int i = 0; i < count; ++i) {
             if (i % 10 == 0) {
                 n = RandomFrame();
-                m_host->SyncSeek(n / rate, 1);
+                m_host->SyncSeek(n / rate, kq::ExactSeek);
             }
             n += by;
             Time(row, n, [&] { step(n); });

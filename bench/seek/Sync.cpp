@@ -69,7 +69,7 @@ Row MeasureSync(int count) {
         for (int i = 0; i < count; ++i) {
             const double before = 0.15 + static_cast<double>(random() % 150) / 1000;
             const auto second = static_cast<double>(1 + random() % (seconds - 3));
-            host->SyncSeek(second - before, 1);
+            host->SyncSeek(second - before, kq::ExactSeek);
             host.Forget();
             const bool came = host.WaitForPicture(
                 [](const auto& pictures) { return !pictures.empty() && pictures.back().mark == 2; });
