@@ -22,7 +22,7 @@ namespace kq::streams {
 
 /// Time in 100-ns units, counted from the file's start.
 using Ticks = std::int64_t;
-inline constexpr AVRational TickBase{1, static_cast<int>(TicksPerSecond)};
+inline constexpr AVRational tickBase{1, static_cast<int>(TicksPerSecond)};
 
 inline double ToSeconds(Ticks time) {
     return static_cast<double>(time) / static_cast<double>(TicksPerSecond);

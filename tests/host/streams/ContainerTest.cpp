@@ -7,8 +7,11 @@ extern "C" {
 #include <libavutil/crc.h>
 }
 
+#include <algorithm>
+#include <chrono>
 #include <fstream>
 #include <map>
+#include <thread>
 
 namespace kq::streams::test {
 namespace {
@@ -113,6 +116,20 @@ TEST(LargeFiles, GiveEveryPicture) {
             EXPECT_EQ(file.Video().NextFrame(), n + 1 < count ? 1 : 0);
         }
         file.Video().Seek(0, 1);
+    }
+}
+
+/// Its sound begins a second after its pictures, which is more than the queue holds.
+TEST(LateSound, IsNotSilentAfterASeekOutOfTheSilence) {
+    OpenedFile file(Clip("latesound.mkv"));
+    for (const double time : {2.0, 0.0, 3.0}) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100)); // until the queue is full
+        file.Audio().Seek(time, 1);
+        const MEDIA_FRAME& frame = *file.Audio().GetCurrentFrame();
+        const auto* samples = reinterpret_cast<const std::int16_t*>(frame.image.pU);
+        const bool isSilent = std::all_of(samples, samples + frame.image.nAudioLength / 2,
+                                          [](std::int16_t sample) { return sample == 0; });
+        EXPECT_EQ(isSilent, time == 0) << time;
     }
 }
 

@@ -128,20 +128,24 @@ TEST(Followers, WorkForSeveralThreads) {
     const OpenedFollower follower("program.mpg", file.Video());
     std::atomic<bool> done{false};
     std::vector<std::thread> viewers;
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < 3; ++i) {
         viewers.emplace_back([&] {
-            while (!done)
+            while (!done) {
                 EXPECT_GE(Look(follower.Video()).time, 0);
+            }
         });
+    }
     std::mt19937 random(3);
     for (int i = 0; i < 40; ++i) {
-        if (i % 4 == 0)
+        if (i % 4 == 0) {
             file.Video().Seek(static_cast<double>(random() % 4000) / 1000, 1);
+        }
         file.Video().NextFrame();
     }
     done = true;
-    for (std::thread& viewer : viewers)
+    for (std::thread& viewer : viewers) {
         viewer.join();
+    }
 }
 
 } // namespace
