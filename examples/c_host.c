@@ -97,10 +97,12 @@ static double last;
 
 /* Called on the playback thread. */
 static long OnNotify(void* userData, unsigned int message, unsigned int what, unsigned int argument) {
-    if (userData != &stream || message != 3025)
+    if (userData != &stream || message != 3025) {
         return 0;
-    if (what == 1)
+    }
+    if (what == 1) {
         last = KQ_PlayedTime(argument);
+    }
     atomic_fetch_add(what == 1 ? &positions : &ends, 1);
     return 0;
 }
@@ -127,8 +129,9 @@ int main(void) {
     CHECK(player->v->GetMovieLength(player) == 0.2);
     CHECK(player->v->SetCallBack(player, OnNotify, &stream) == 0);
     CHECK(player->v->Play(player) == 0);
-    for (int i = 0; i < 2000 && atomic_load(&ends) == 0; ++i)
+    for (int i = 0; i < 2000 && atomic_load(&ends) == 0; ++i) {
         thrd_sleep(&(struct timespec){.tv_nsec = 10000000}, NULL);
+    }
     CHECK(atomic_load(&ends) == 1 && atomic_load(&positions) == FRAMES - 1);
     CHECK(last > 0.159 && last < 0.161);
     CHECK(player->v->IsActivate(player) == 3 && !player->v->IsPaused(player));

@@ -33,18 +33,21 @@ bool Read(const char* path, Picture& picture) {
     constexpr std::size_t fileHeader = 14;
     std::ifstream file(path, std::ios::binary);
     const Bytes bytes{std::istreambuf_iterator<char>(file), {}};
-    if (bytes.size() < fileHeader + sizeof picture.header || bytes[0] != 'B' || bytes[1] != 'M')
+    if (bytes.size() < fileHeader + sizeof picture.header || bytes[0] != 'B' || bytes[1] != 'M') {
         return false;
+    }
     std::uint32_t begin = 0;
     std::memcpy(&begin, &bytes[10], sizeof begin);
     tagBITMAPINFOHEADER& header = picture.header;
     std::memcpy(&header, &bytes[fileHeader], sizeof header);
     if (header.biBitCount != 24 || header.biCompression != 0 || header.biWidth <= 0 || header.biHeight <= 0 ||
-        header.biWidth > 16384 || header.biHeight > 16384)
+        header.biWidth > 16384 || header.biHeight > 16384) {
         return false;
+    }
     const std::size_t size = RowBytes(header.biWidth) * static_cast<std::size_t>(header.biHeight);
-    if (begin > bytes.size() || bytes.size() - begin < size)
+    if (begin > bytes.size() || bytes.size() - begin < size) {
         return false;
+    }
     picture.rows.assign(&bytes[begin], &bytes[begin] + size);
     return true;
 }
@@ -66,8 +69,9 @@ using Image = std::unique_ptr<void, ImageCloser>;
 /// @return an image of the image library, top-down
 Image ToImage(Planar& planar, int width, int height) {
     Image image(DICreate());
-    if (!image || DISetContent(image.get(), width, height, 24) == 0)
+    if (!image || DISetContent(image.get(), width, height, 24) == 0) {
         return nullptr;
+    }
     Yuv420_2_rgb24(DIGetBitmapInfo(image.get()), DIGetBits(image.get()), planar.y.data(), planar.u.data(),
                    planar.v.data(), planar.pitch, planar.pitch, planar.pitch);
     return image;
@@ -80,15 +84,17 @@ double Difference(const Picture& picture, const std::uint8_t* topDown) {
     const std::size_t pitch = RowBytes(picture.header.biWidth);
     double sum = 0;
     for (std::size_t row = 0; row < height; ++row) {
-        for (std::size_t i = 0; i < width; ++i)
+        for (std::size_t i = 0; i < width; ++i) {
             sum += std::abs(picture.rows[(height - 1 - row) * pitch + i] - topDown[row * pitch + i]);
+        }
     }
     return sum / static_cast<double>(width * height);
 }
 
 const wchar_t* MimeType(const std::filesystem::path& path) {
-    if (path.extension() == ".png")
+    if (path.extension() == ".png") {
         return L"image/png";
+    }
     return path.extension() == ".jpg" ? L"image/jpeg" : L"image/bmp";
 }
 

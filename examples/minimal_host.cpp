@@ -21,10 +21,11 @@ struct Run {
 /// Runs on the playback thread, which waits meanwhile: be quick here, and never call Stop().
 long OnNotify(void* userData, unsigned int /*message*/, unsigned int what, unsigned int argument) {
     Run& run = *static_cast<Run*>(userData);
-    if (what == KQ_NOTIFY_POSITION)
+    if (what == KQ_NOTIFY_POSITION) {
         run.position = KQPlayedTime(argument);
-    else if (what == KQ_NOTIFY_END)
+    } else if (what == KQ_NOTIFY_END) {
         run.ended.set_value();
+    }
     return 0;
 }
 
@@ -47,26 +48,31 @@ int Play(const char* path, void* parent) {
     // A player, and its views. What the callback uses outlives the player, whose last reference waits for it.
     Run run;
     kq::ComPtr<IMediaPlayer> player;
-    if (const std::int32_t result = kq::CreatePlayer(player); result != kq::Ok)
+    if (const std::int32_t result = kq::CreatePlayer(player); result != kq::Ok) {
         return Fail("no player", kq::ResultText(result));
+    }
     kq::ComPtr<IPlayerViewMgr> views;
     player->GetPlayerViewMgr(views.Out());
     const auto view =
         kq::ComPtr<IPlayerView>::Adopt(views->CreatePlayView(parent, tagRECT{100, 100, 1060, 640}));
-    if (!view)
+    if (!view) {
         return Fail("no view", "PlayerView.so is missing or refuses the window");
+    }
 
     // One view: its source mode is 1, the number of the stream that paces playback. The player takes
     // references of its own on what it is given.
-    if (video)
+    if (video) {
         view->SetVideoInput(1, video.Get());
-    if (audio)
+    }
+    if (audio) {
         player.As<IAudioInput>()->SetAudioInput(audio.Get());
+    }
 
     player->SetCallBack(OnNotify, &run);
     player->SetPlayTime(0, 0); // from the start to the end
-    if (const std::int32_t result = player->Play(); result != kq::Ok)
+    if (const std::int32_t result = player->Play(); result != kq::Ok) {
         return Fail(path, kq::ResultText(result));
+    }
     run.ended.get_future().wait();
     std::printf("played %.2f seconds\n", run.position);
     return 0;

@@ -30,11 +30,12 @@ public:
     }
     MEDIA_FRAME* GetCurrentFrame() override {
         const std::lock_guard guard(m_lock);
-        if (m_index >= m_count)
+        if (m_index >= m_count) {
             return nullptr;
+        }
         if (m_made != m_index) {
             Make(m_index, m_frame.image);
-            m_frame.llPTS = std::int64_t{10'000'000} * m_index / m_rate; // 100-ns units
+            m_frame.llPTS = kq::TicksPerSecond * m_index / m_rate; // 100-ns units
             m_made = m_index;
         }
         return &m_frame; // ours: valid until the position moves
@@ -127,23 +128,27 @@ int Fail(int status, const char* why) {
 int main(int argc, char** argv) {
     const bool headless = argc > 1 && std::strcmp(argv[1], "--headless") == 0;
     const int seconds = argc > (headless ? 2 : 1) ? std::atoi(argv[argc - 1]) : 5;
-    if (seconds < 1 || seconds > 3600)
+    if (seconds < 1 || seconds > 3600) {
         return Fail(2, "usage: own_stream [--headless] [SECONDS]");
+    }
     kq::ComPtr<IMediaPlayer> player;
     kq::ComPtr<IPlayerViewMgr> views;
-    if (const std::int32_t result = kq::CreatePlayer(player); result != kq::Ok)
+    if (const std::int32_t result = kq::CreatePlayer(player); result != kq::Ok) {
         return Fail(1, kq::ResultText(result));
+    }
     player->GetPlayerViewMgr(views.Out());
     const auto view = kq::ComPtr<IPlayerView>::Adopt(views->CreatePlayView(
         headless ? kq::OffScreenParent() : nullptr, tagRECT{100, 100, 100 + width, 100 + height}));
-    if (!view)
+    if (!view) {
         return Fail(1, "no view: PlayerView.so is missing or refuses the window");
+    }
     // The player takes references of its own; ours go at the end of each statement.
     view->SetVideoInput(1, kq::ComPtr<IMediaStream>::Adopt(new Pictures(seconds)).Get());
     player.As<IAudioInput>()->SetAudioInput(kq::ComPtr<IMediaStream>::Adopt(new Tone(seconds)).Get());
     player->Play();
-    while (player->IsActivate() != KQ_ACTIVATE_ENDED)
+    while (player->IsActivate() != KQ_ACTIVATE_ENDED) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
     std::printf("played %.1f seconds\n", player->GetMovieLength());
     return 0;
 }

@@ -10,7 +10,7 @@ namespace bench {
 namespace {
 
 /// The view library numbers the views of the whole process.
-int g_viewsMade = 0;
+int viewsMade = 0;
 
 std::string ViewLibraryPath() {
     return (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "PlayerView.so").string();
@@ -20,11 +20,13 @@ std::string ViewLibraryPath() {
 
 ComponentHost::ComponentHost(Marker marker)
     : m_marker(std::move(marker)), m_viewLibrary(dlopen(ViewLibraryPath().c_str(), RTLD_NOW | RTLD_LOCAL)),
-      m_firstView(g_viewsMade) {
-    if (m_viewLibrary == nullptr)
+      m_firstView(viewsMade) {
+    if (m_viewLibrary == nullptr) {
         throw std::runtime_error(dlerror());
-    if (const std::int32_t result = kq::CreatePlayer(m_player))
+    }
+    if (const std::int32_t result = kq::CreatePlayer(m_player)) {
         throw std::runtime_error(std::string("no player: ") + kq::ResultText(result));
+    }
     m_player->GetPlayerViewMgr(m_views.Out());
     const auto setSink =
         reinterpret_cast<decltype(&PVSetPictureSink)>(dlsym(m_viewLibrary, "PVSetPictureSink"));
@@ -43,7 +45,7 @@ ComponentHost::~ComponentHost() {
 void ComponentHost::AddView(int sourceMode, IMediaStream& video) {
     const auto view =
         ComPtr<IPlayerView>::Adopt(m_views->CreatePlayView(kq::OffScreenParent(), tagRECT{0, 0, 64, 36}));
-    ++g_viewsMade;
+    ++viewsMade;
     view->SetVideoInput(sourceMode, &video);
 }
 
@@ -74,8 +76,9 @@ bool ComponentHost::WaitForPicture(const std::function<bool(const std::vector<Pi
 
 bool ComponentHost::WaitForEnd() {
     const auto limit = Clock::now() + std::chrono::seconds(30);
-    while (m_player->IsActivate() != KQ_ACTIVATE_ENDED && Clock::now() < limit)
+    while (m_player->IsActivate() != KQ_ACTIVATE_ENDED && Clock::now() < limit) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
     return m_player->IsActivate() == KQ_ACTIVATE_ENDED;
 }
 

@@ -25,9 +25,10 @@ std::string NumberFilter() {
     const std::string side = std::to_string(box);
     std::string filter = "drawbox=0:0:" + std::to_string(box * (bits + 1)) + ":" + side + ":black:fill";
     filter += ",drawbox=0:0:" + side + ":" + side + ":white:fill";
-    for (int bit = 0; bit < bits; ++bit)
+    for (int bit = 0; bit < bits; ++bit) {
         filter += ",drawbox=" + std::to_string(box * (bit + 1)) + ":0:" + side + ":" + side +
                   ":white:fill:enable='gt(bitand(n," + std::to_string(1 << bit) + "),0)'";
+    }
     return filter;
 }
 
@@ -38,11 +39,13 @@ std::size_t ReadNumber(const unsigned char* pixels, std::size_t /*bytes*/) {
                        static_cast<std::size_t>(square * box + box / 2)) *
                       4] > 128;
     };
-    if (!isSet(0))
+    if (!isSet(0)) {
         return 0;
+    }
     std::size_t number = 0;
-    for (int bit = 0; bit < bits; ++bit)
+    for (int bit = 0; bit < bits; ++bit) {
         number += isSet(bit + 1) ? std::size_t{1} << bit : 0;
+    }
     return number + 1;
 }
 
@@ -61,8 +64,9 @@ public:
         std::string error;
         kq::streams::OpenOptions options;
         options.audio = false;
-        if (!kq::streams::OpenMediaFile(path, options, m_file, error))
+        if (!kq::streams::OpenMediaFile(path, options, m_file, error)) {
             throw std::runtime_error(error);
+        }
         m_host.AddView(1, *m_file.video);
     }
     ~SeekBench() { m_file.Release(); }
@@ -71,13 +75,14 @@ public:
 
     void Run(int count, std::vector<Row>& rows) {
         m_host.LoadAndWait();
-        rows.push_back(Seeks("exact seek, paused", 1, count));
-        rows.push_back(Seeks("key-frame seek, paused", 0, count));
+        rows.push_back(Seeks("exact seek, paused", kq::ExactSeek, count));
+        rows.push_back(Seeks("key-frame seek, paused", kq::KeyFrameSeek, count));
         rows.push_back(Steps("one frame forward", 1, count, [this](int) { m_host->SyncForward(); }));
-        rows.push_back(Steps("one frame back", -1, count, [this](int n) { m_host->SyncSeek(n / rate, 1); }));
+        rows.push_back(
+            Steps("one frame back", -1, count, [this](int n) { m_host->SyncSeek(n / rate, kq::ExactSeek); }));
         m_host->Resume();
-        rows.push_back(Seeks("exact seek, playing", 1, count));
-        rows.push_back(Seeks("key-frame seek, playing", 0, count));
+        rows.push_back(Seeks("exact seek, playing", kq::ExactSeek, count));
+        rows.push_back(Seeks("key-frame seek, playing", kq::KeyFrameSeek, count));
         m_host->Stop();
     }
 
@@ -99,7 +104,7 @@ private:
         for (int i = 0; i < count; ++i) {
             if (i % 10 == 0) {
                 n = RandomFrame();
-                m_host->SyncSeek(n / rate, 1);
+                m_host->SyncSeek(n / rate, kq::ExactSeek);
             }
             n += by;
             Time(row, n, [&] { step(n); });
@@ -117,11 +122,12 @@ private:
         move();
         ComponentHost::Picture shown{};
         const bool came = m_host.WaitForPicture([&](const auto& pictures) {
-            for (const auto& picture : pictures)
+            for (const auto& picture : pictures) {
                 if (isFrame(picture)) {
                     shown = picture;
                     return true;
                 }
+            }
             return false;
         });
         if (!came) {
@@ -151,8 +157,9 @@ std::vector<Row> MeasureLatency(int count) {
         int gop;
     } clips[] = {{"1080p, key frame every 250", "seek-250.mp4", 250},
                  {"1080p, key frame every 25", "seek-25.mp4", 25}};
-    for (const auto& clip : clips)
+    for (const auto& clip : clips) {
         SeekBench(clip.name, Clip1080p(clip.file, clip.gop), clip.gop).Run(count, rows);
+    }
     return rows;
 }
 

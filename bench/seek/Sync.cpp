@@ -39,10 +39,11 @@ void Pair(const std::vector<double>& flashes, const std::vector<double>& beeps, 
     for (const double flash : flashes) {
         const auto nearer = [flash](double a, double b) { return std::abs(a - flash) < std::abs(b - flash); };
         const auto beep = std::min_element(beeps.begin(), beeps.end(), nearer);
-        if (beep == beeps.end() || std::abs(*beep - flash) > farApart)
+        if (beep == beeps.end() || std::abs(*beep - flash) > farApart) {
             ++row.missed;
-        else
+        } else {
             row.milliseconds.push_back(flash - *beep);
+        }
     }
 }
 
@@ -56,8 +57,9 @@ Row MeasureSync(int count) {
     Row row{"flash and beep, 60 Hz", "picture after sound", {}, 0};
     kq::streams::MediaFile file;
     std::string error;
-    if (!kq::streams::OpenMediaFile(FlashClip(), {}, file, error))
+    if (!kq::streams::OpenMediaFile(FlashClip(), {}, file, error)) {
         throw std::runtime_error(error);
+    }
     RealTimeDevice device;
     std::vector<double> flashes;
     {
@@ -69,16 +71,17 @@ Row MeasureSync(int count) {
         for (int i = 0; i < count; ++i) {
             const double before = 0.15 + static_cast<double>(random() % 150) / 1000;
             const auto second = static_cast<double>(1 + random() % (seconds - 3));
-            host->SyncSeek(second - before, 1);
+            host->SyncSeek(second - before, kq::ExactSeek);
             host.Forget();
             const bool came = host.WaitForPicture(
                 [](const auto& pictures) { return !pictures.empty() && pictures.back().mark == 2; });
-            if (came)
+            if (came) {
                 flashes.push_back(
                     std::chrono::duration<double, std::milli>(host.Pictures().back().when.time_since_epoch())
                         .count());
-            else
+            } else {
                 ++row.missed;
+            }
             std::this_thread::sleep_for(std::chrono::milliseconds(120));
         }
     }

@@ -28,19 +28,21 @@ struct Settings {
 bool Read(int argc, char** argv, Settings& settings) {
     for (int i = 1; i < argc; ++i) {
         const std::string word = argv[i];
-        if (word == "latency")
+        if (word == "latency") {
             settings.latency = true;
-        else if (word == "sync")
+        } else if (word == "sync") {
             settings.sync = true;
-        else if (word == "--json")
+        } else if (word == "--json") {
             settings.json = true;
-        else if (word.rfind("--count=", 0) == 0)
+        } else if (word.rfind("--count=", 0) == 0) {
             settings.count = std::max(std::atoi(word.c_str() + std::strlen("--count=")), 1);
-        else
+        } else {
             return false;
+        }
     }
-    if (!settings.latency && !settings.sync)
+    if (!settings.latency && !settings.sync) {
         settings.latency = settings.sync = true;
+    }
     return true;
 }
 
@@ -66,9 +68,10 @@ void PrintRow(const bench::Row& row, bool json) {
 }
 
 void PrintHead(bool json) {
-    if (!json)
+    if (!json) {
         bench::Print("%-26s  %-24s %5s %6s %8s %8s %8s %8s %8s\n", "milliseconds", "", "count", "missed",
                      "min", "p50", "p90", "p99", "max");
+    }
 }
 
 void PrintSync(const bench::Row& row, bool json) {
@@ -76,11 +79,12 @@ void PrintSync(const bench::Row& row, bool json) {
     const auto agree = std::count_if(row.milliseconds.begin(), row.milliseconds.end(),
                                      [limit](double offset) { return std::abs(offset) <= limit; });
     PrintRow(row, json);
-    if (json)
+    if (json) {
         bench::Print("{\"limit_ms\":%.2f,\"within\":%td}\n", limit, agree);
-    else
+    } else {
         bench::Print("within one sound period + 5 ms (%.1f ms): %td of %zu\n", limit, agree,
                      row.milliseconds.size());
+    }
 }
 
 } // namespace
@@ -94,11 +98,14 @@ int main(int argc, char** argv) {
     bench::PrintTo(TakeScreen());
     try {
         PrintHead(settings.json);
-        if (settings.latency)
-            for (const bench::Row& row : bench::MeasureLatency(settings.count))
+        if (settings.latency) {
+            for (const bench::Row& row : bench::MeasureLatency(settings.count)) {
                 PrintRow(row, settings.json);
-        if (settings.sync)
+            }
+        }
+        if (settings.sync) {
             PrintSync(bench::MeasureSync(settings.count), settings.json);
+        }
     } catch (const std::exception& error) {
         std::fprintf(stderr, "bench_seek: %s\n", error.what());
         return 1;

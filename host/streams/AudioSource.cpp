@@ -6,18 +6,18 @@
 namespace kq::streams {
 namespace {
 
-constexpr std::size_t LeastChunk = 1024; ///< sample frames, and no less than 20 ms
-constexpr std::size_t MostChunk = 4096;
-constexpr std::size_t ChunksPerSecond = 50;
+constexpr std::size_t leastChunk = 1024; ///< sample frames, and no less than 20 ms
+constexpr std::size_t mostChunk = 4096;
+constexpr std::size_t chunksPerSecond = 50;
 /// Time stamps off by less are rounding; the samples themselves tell the time better.
-constexpr Ticks Jitter = TicksPerSecond / 200;
+constexpr Ticks jitter = TicksPerSecond / 200;
 /// In files whose time stamps have been seen to go back, only a gap so long is believed.
-constexpr Ticks SureGap = TicksPerSecond;
+constexpr Ticks sureGap = TicksPerSecond;
 /// So much is decoded before the target, since many codecs need what came before to decode exactly, and Ogg
 /// counts the stamps of a last page from its end, where samples may have been cut off.
-constexpr Ticks RunUp = TicksPerSecond * 3 / 2;
+constexpr Ticks runUp = TicksPerSecond * 3 / 2;
 /// A gap that reaches further beyond the end of the file is a fault of its time stamps.
-constexpr Ticks EndMargin = TicksPerSecond;
+constexpr Ticks endMargin = TicksPerSecond;
 
 } // namespace
 
@@ -28,7 +28,7 @@ AudioSource::AudioSource(std::unique_ptr<StreamDecoder> decoder, int rate, int c
 FramePtr AudioSource::Next() {
     const LogScope scope(*m_decoder->Log());
     const auto rate = static_cast<std::size_t>(m_converter.Rate());
-    const std::size_t enough = std::clamp(rate / ChunksPerSecond, LeastChunk, MostChunk);
+    const std::size_t enough = std::clamp(rate / chunksPerSecond, leastChunk, mostChunk);
     while (Filled() < enough) {
         if (m_silence > 0) {
             const auto count =
@@ -38,17 +38,20 @@ FramePtr AudioSource::Next() {
             continue;
         }
         Decoded sound;
-        if (!NextDecoded(sound))
+        if (!NextDecoded(sound)) {
             break;
-        if (!Take(std::move(sound)))
+        }
+        if (!Take(std::move(sound))) {
             break;
+        }
     }
-    return Give(std::min(Filled(), MostChunk));
+    return Give(std::min(Filled(), mostChunk));
 }
 
 bool AudioSource::NextDecoded(Decoded& sound) {
-    if (!m_ahead)
+    if (!m_ahead) {
         return m_decoder->Next(sound);
+    }
     sound = *std::exchange(m_ahead, std::nullopt);
     return true;
 }
@@ -56,27 +59,28 @@ bool AudioSource::NextDecoded(Decoded& sound) {
 /// Converts decoded sound, or puts it aside when its time does not follow on what is filled.
 /// @return false when what is filled has to be given first
 bool AudioSource::Take(Decoded sound) {
-    if (sound.time + sound.duration <= m_skipTo)
+    if (sound.time + sound.duration <= m_skipTo) {
         return true;
+    }
     const Ticks begin = std::max(sound.time, m_skipTo);
     const Ticks expected = TimeOf(Filled());
     const Ticks gap = begin - expected;
     m_unsteady = m_unsteady || sound.stamp == StampKind::Repaired;
-    const bool credible = m_fileEnd == 0 || begin <= m_fileEnd + EndMargin;
-    if (gap > (m_unsteady ? SureGap : Jitter) && credible) {
+    const bool credible = m_fileEnd == 0 || begin <= m_fileEnd + endMargin;
+    if (gap > (m_unsteady ? sureGap : jitter) && credible) {
         m_silence = ToSampleFrames(gap);
         m_fresh = false;
         m_ahead = std::move(sound);
         return true;
     }
-    const bool clockIsBehind = gap < -Jitter && !m_fresh && !m_unsteady && (!m_last || begin > m_last->time);
+    const bool clockIsBehind = gap < -jitter && !m_fresh && !m_unsteady && (!m_last || begin > m_last->time);
     if (clockIsBehind) {
         if (Filled() > 0) {
             m_ahead = std::move(sound);
             return false;
         }
         StartAt(begin);
-    } else if (m_fresh && gap <= Jitter) {
+    } else if (m_fresh && gap <= jitter) {
         StartAt(begin);
     }
     m_fresh = false;
@@ -99,8 +103,9 @@ void AudioSource::StartAt(Ticks time) {
 }
 
 FramePtr AudioSource::Give(std::size_t count) {
-    if (count == 0)
+    if (count == 0) {
         return nullptr;
+    }
     m_fresh = false;
     const auto end = m_samples.begin() + static_cast<std::ptrdiff_t>(count * m_channels);
     m_last = MakeFrame(TimeOf(0), {m_samples.begin(), end});
@@ -129,15 +134,17 @@ FramePtr AudioSource::MakeFrame(Ticks time, std::vector<std::int16_t> samples) c
 Landing AudioSource::Seek(Ticks time, bool /*exact*/) {
     const LogScope scope(*m_decoder->Log());
     time = std::max<Ticks>(time, 0);
-    if (m_fileEnd > 0)
+    if (m_fileEnd > 0) {
         time = std::min(time, std::max<Ticks>(m_fileEnd - ToTicks(1), 0));
+    }
     const bool ahead = m_last && Reaches(*m_last, time);
-    if (!m_decoder->Seekable())
+    if (!m_decoder->Seekable()) {
         return ahead ? Landing{true, GoForward(time)} : Landing{};
+    }
 
     Decoded first;
     bool nearest = false;
-    const bool found = m_decoder->SeekAtOrBefore(time - RunUp, first, nearest);
+    const bool found = m_decoder->SeekAtOrBefore(time - runUp, first, nearest);
     m_samples.clear();
     m_silence = 0;
     m_ahead.reset();
@@ -145,12 +152,15 @@ Landing AudioSource::Seek(Ticks time, bool /*exact*/) {
     m_fresh = true;
     m_skipTo = time;
     StartAt(time);
-    if (found)
+    if (found) {
         m_ahead = std::move(first);
-    if (auto frame = Next())
+    }
+    if (auto frame = Next()) {
         return {true, std::move(frame)};
-    if (m_fileEnd == 0 || m_decoder->Cancelled())
+    }
+    if (m_fileEnd == 0 || m_decoder->Cancelled()) {
         return {true, nullptr};
+    }
     m_samples.resize(m_channels); // the video goes on there: the clock needs a place to start from
     return {true, Give(1)};
 }
@@ -159,8 +169,9 @@ Landing AudioSource::Seek(Ticks time, bool /*exact*/) {
 FramePtr AudioSource::GoForward(Ticks time) {
     FramePtr frame = m_last;
     while (frame &&
-           frame->time + ToTicks(static_cast<std::int64_t>(frame->samples.size() / m_channels)) <= time)
+           frame->time + ToTicks(static_cast<std::int64_t>(frame->samples.size() / m_channels)) <= time) {
         frame = Next();
+    }
     return frame ? From(frame, time) : nullptr;
 }
 
@@ -171,8 +182,9 @@ Ticks AudioSource::Tolerance() const {
 FramePtr AudioSource::From(FramePtr frame, Ticks time) const {
     const auto count = static_cast<std::int64_t>(frame->samples.size() / m_channels);
     const std::int64_t skipped = std::clamp<std::int64_t>(ToSampleFrames(time - frame->time), 0, count - 1);
-    if (skipped == 0)
+    if (skipped == 0) {
         return frame;
+    }
     const auto begin = frame->samples.begin() + skipped * static_cast<std::ptrdiff_t>(m_channels);
     return MakeFrame(frame->time + ToTicks(skipped), {begin, frame->samples.end()});
 }

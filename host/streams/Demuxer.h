@@ -61,6 +61,8 @@ private:
     struct Waiting {
         std::deque<PacketHandle> packets;
         std::size_t bytes = 0;
+        std::size_t unsettled = 0; ///< so many of the last packets are not given yet: their page goes on
+        std::int64_t pageBegin = AV_NOPTS_VALUE; ///< where the page before it ended
     };
 
     Demuxer(std::string path, std::shared_ptr<FileLog> log);
@@ -68,6 +70,9 @@ private:
     int OpenContext();
     int ReadFromFile(AVPacket& packet);
     void Deliver(PacketHandle packet);
+    void End();
+    static void SettlePage(Waiting& waiting, std::int64_t end);
+    bool StampsAreGuessed(int index) const;
     void ApplySelection();
     int IndexedStream(int index) const;
     bool GivesUp() const;

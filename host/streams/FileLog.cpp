@@ -10,7 +10,7 @@
 namespace kq::streams {
 namespace {
 
-constexpr int MessagesPerSecond = 4;
+constexpr int messagesPerSecond = 4;
 
 /// The logs that exist, so that an address found in a context is trusted only when it is one of them.
 struct Registry {
@@ -29,13 +29,15 @@ struct Registry {
     }
 };
 
-thread_local FileLog* t_log = nullptr;
+thread_local FileLog* activeLog = nullptr;
 
 const void* OpaqueOf(void* object, const AVClass* type) {
-    if (type == avcodec_get_class())
+    if (type == avcodec_get_class()) {
         return static_cast<AVCodecContext*>(object)->opaque;
-    if (type == avformat_get_class())
+    }
+    if (type == avformat_get_class()) {
         return static_cast<AVFormatContext*>(object)->opaque;
+    }
     return nullptr;
 }
 
@@ -43,31 +45,37 @@ const void* OpaqueOf(void* object, const AVClass* type) {
 std::shared_ptr<FileLog> LogOf(void* object) {
     while (object != nullptr) {
         const AVClass* type = *static_cast<const AVClass**>(object);
-        if (type == nullptr)
+        if (type == nullptr) {
             break;
-        if (auto log = Registry::Instance().Find(OpaqueOf(object, type)))
+        }
+        if (auto log = Registry::Instance().Find(OpaqueOf(object, type))) {
             return log;
-        if (type->parent_log_context_offset == 0)
+        }
+        if (type->parent_log_context_offset == 0) {
             break;
+        }
         object = *reinterpret_cast<void**>(static_cast<char*>(object) + type->parent_log_context_offset);
     }
-    return t_log != nullptr ? Registry::Instance().Find(t_log) : nullptr;
+    return activeLog != nullptr ? Registry::Instance().Find(activeLog) : nullptr;
 }
 
 void OnFfmpegMessage(void* object, int level, const char* format, va_list arguments) {
-    if (level > AV_LOG_WARNING)
+    if (level > AV_LOG_WARNING) {
         return;
+    }
     char text[1024];
     std::vsnprintf(text, sizeof text, format, arguments);
     // A message may come in pieces; the line break ends it.
-    thread_local std::string t_line;
-    t_line += text;
-    if (t_line.empty() || t_line.back() != '\n')
+    thread_local std::string partialLine;
+    partialLine += text;
+    if (partialLine.empty() || partialLine.back() != '\n') {
         return;
-    t_line.pop_back();
-    const std::string line = std::exchange(t_line, {});
-    if (const auto log = LogOf(object))
+    }
+    partialLine.pop_back();
+    const std::string line = std::exchange(partialLine, {});
+    if (const auto log = LogOf(object)) {
         log->FromFfmpeg(line, level <= AV_LOG_ERROR);
+    }
 }
 
 } // namespace
@@ -91,37 +99,42 @@ FileLog::~FileLog() {
         const std::lock_guard guard(registry.lock);
         registry.logs.erase(this);
     }
-    if (m_held > 0)
+    if (m_held > 0) {
         Notice(std::to_string(m_held) + " more messages of FFmpeg's");
+    }
 }
 
 void FileLog::Notice(const std::string& text) const {
-    if (m_sink)
+    if (m_sink) {
         m_sink(m_file + ": " + text);
+    }
 }
 
 void FileLog::FromFfmpeg(const std::string& text, bool isError) {
     int held = 0;
     {
         const std::lock_guard guard(m_lock);
-        if (isError && m_firstError.empty())
+        if (isError && m_firstError.empty()) {
             m_firstError = text;
-        if (isError)
+        }
+        if (isError) {
             m_lastError = text;
+        }
         const auto now = Clock::now();
         if (now - m_periodStart >= std::chrono::seconds(1)) {
             m_periodStart = now;
             m_passed = 0;
             held = std::exchange(m_held, 0);
         }
-        if (m_passed == MessagesPerSecond) {
+        if (m_passed == messagesPerSecond) {
             ++m_held;
             return;
         }
         ++m_passed;
     }
-    if (held > 0)
+    if (held > 0) {
         Notice(std::to_string(held) + " more messages of FFmpeg's");
+    }
     Notice(text);
 }
 
@@ -135,10 +148,10 @@ std::string FileLog::LastError() const {
     return m_lastError;
 }
 
-LogScope::LogScope(FileLog& log) : m_outer(std::exchange(t_log, &log)) {}
+LogScope::LogScope(FileLog& log) : m_outer(std::exchange(activeLog, &log)) {}
 
 LogScope::~LogScope() {
-    t_log = m_outer;
+    activeLog = m_outer;
 }
 
 } // namespace kq::streams

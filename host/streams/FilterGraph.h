@@ -10,7 +10,7 @@
 namespace kq::streams {
 
 /// BT.601: the matrix that views and captures take every picture for.
-constexpr AVColorSpace ViewMatrix = AVCOL_SPC_SMPTE170M;
+constexpr AVColorSpace viewMatrix = AVCOL_SPC_SMPTE170M;
 
 /// The pictures that go into a graph or come out of it.
 struct PictureKind {

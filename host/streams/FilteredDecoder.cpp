@@ -7,11 +7,11 @@ namespace kq::streams {
 namespace {
 
 /// Filters that look at neighbours get the pictures of so long a time before the target.
-constexpr Ticks Neighbourhood = TicksPerSecond / 2;
+constexpr Ticks neighbourhood = TicksPerSecond / 2;
 /// How far back the second try of a seek begins; each further one begins twice as far.
-constexpr Ticks FirstStepBack = TicksPerSecond;
+constexpr Ticks firstStepBack = TicksPerSecond;
 /// A way so short is filtered rather than sought.
-constexpr Ticks ShortWay = TicksPerSecond / 2;
+constexpr Ticks shortWay = TicksPerSecond / 2;
 
 } // namespace
 
@@ -25,12 +25,14 @@ std::unique_ptr<FilteredDecoder> FilteredDecoder::Open(std::unique_ptr<Decoder> 
         const LogScope scope(*log);
         graph = FilterGraph::Build(description, input, reason);
     }
-    if (graph)
+    if (graph) {
         return std::unique_ptr<FilteredDecoder>(
             new FilteredDecoder(std::move(inner), orientation, description, input, std::move(graph)));
+    }
     // The first message is the cause, those that follow are its consequences.
-    if (const std::string cause = log->FirstError(); !cause.empty())
+    if (const std::string cause = log->FirstError(); !cause.empty()) {
         reason = cause;
+    }
     return nullptr;
 }
 
@@ -44,26 +46,30 @@ FilteredDecoder::FilteredDecoder(std::unique_ptr<Decoder> inner, Orientation ori
 
 bool FilteredDecoder::Next(Decoded& frame) {
     const LogScope scope(*Log());
-    if (!frame.data)
+    if (!frame.data) {
         frame.data.reset(av_frame_alloc());
+    }
     while (frame.data && m_graph && !Cancelled()) {
         switch (m_graph->Pull(*frame.data)) {
         case FilterGraph::Pulled::Picture:
             Stamp(frame);
-            if (frame.time >= 0)
+            if (frame.time >= 0) {
                 return true;
+            }
             break; // before the begin, where nothing can be shown
         case FilterGraph::Pulled::NeedsInput:
             Feed();
             break;
         case FilterGraph::Pulled::End:
-            if (!m_resized.data)
+            if (!m_resized.data) {
                 return false;
+            }
             PictureKind input = m_input;
             input.width = m_resized.data->width;
             input.height = m_resized.data->height;
-            if (!Rebuild(input))
+            if (!Rebuild(input)) {
                 return false;
+            }
             Push(std::move(m_resized));
             m_resized = {};
         }
@@ -92,13 +98,15 @@ void FilteredDecoder::Feed() {
 }
 
 void FilteredDecoder::Push(Decoded picture) {
-    if (!m_graph->Push(std::move(picture.data), picture.time, picture.duration))
+    if (!m_graph->Push(std::move(picture.data), picture.time, picture.duration)) {
         Log()->Notice("video: a picture that the filter refuses is left out");
+    }
 }
 
 bool FilteredDecoder::NextUnfiltered(Decoded& frame) {
-    if (m_ahead.empty())
+    if (m_ahead.empty()) {
         return m_inner->Next(frame);
+    }
     frame = std::move(m_ahead.front());
     m_ahead.pop_front();
     return true;
@@ -108,18 +116,20 @@ bool FilteredDecoder::Rebuild(const PictureKind& input) {
     std::string reason;
     m_graph = FilterGraph::Build(m_description, input, reason);
     m_input = input;
-    if (!m_graph)
+    if (!m_graph) {
         Log()->Notice("filter \"" + m_description + "\": " + reason);
+    }
     return m_graph != nullptr;
 }
 
 /// Fills in the time of a picture that came out; it goes forward whatever the filters say.
 void FilteredDecoder::Stamp(Decoded& frame) {
     const Ticks said = m_graph->TimeOf(*frame.data);
-    if (said != AV_NOPTS_VALUE)
-        frame.time = m_lastTime != NoTime ? std::max(said, m_lastTime + 1) : said;
-    else
-        frame.time = m_lastTime != NoTime ? m_lastTime + m_duration : 0;
+    if (said != AV_NOPTS_VALUE) {
+        frame.time = m_lastTime != noTime ? std::max(said, m_lastTime + 1) : said;
+    } else {
+        frame.time = m_lastTime != noTime ? m_lastTime + m_duration : 0;
+    }
     frame.duration = m_duration;
     frame.stamp = StampKind::Read;
     frame.key = false;
@@ -129,13 +139,15 @@ void FilteredDecoder::Stamp(Decoded& frame) {
 bool FilteredDecoder::SeekAtOrBefore(Ticks time, Decoded& first, bool& nearest) {
     const LogScope scope(*Log());
     nearest = false;
-    for (Ticks back = RunUp(time); !Cancelled(); back = std::max(2 * back, FirstStepBack)) {
+    for (Ticks back = RunUp(time); !Cancelled(); back = std::max(2 * back, firstStepBack)) {
         const Ticks start = std::max<Ticks>(time - back, 0);
-        if (!StartAt(start))
+        if (!StartAt(start)) {
             return false;
+        }
         const bool found = Next(first);
-        if (start == 0 || (found && first.time <= time + Tolerance()))
+        if (start == 0 || (found && first.time <= time + Tolerance())) {
             return found;
+        }
     }
     return false;
 }
@@ -145,7 +157,7 @@ Ticks FilteredDecoder::RunUp(Ticks time) const {
     case FilterMemory::None:
         return 0;
     case FilterMemory::Short:
-        return Neighbourhood;
+        return neighbourhood;
     default:
         return time;
     }
@@ -155,24 +167,28 @@ Ticks FilteredDecoder::RunUp(Ticks time) const {
 bool FilteredDecoder::StartAt(Ticks time) {
     m_ahead.clear();
     m_resized = {};
-    m_lastTime = NoTime;
+    m_lastTime = noTime;
     Decoded shown;
     bool nearest = false;
-    if (!m_inner->SeekAtOrBefore(time, shown, nearest) || !Rebuild(m_firstInput))
+    if (!m_inner->SeekAtOrBefore(time, shown, nearest) || !Rebuild(m_firstInput)) {
         return false;
+    }
     const Ticks limit = time + Tolerance();
     Decoded next;
-    while (shown.time <= limit && m_inner->Next(next) && next.time <= limit)
+    while (shown.time <= limit && m_inner->Next(next) && next.time <= limit) {
         shown = std::exchange(next, {});
+    }
     m_ahead.push_back(std::move(shown));
-    if (next.data && next.time > limit)
+    if (next.data && next.time > limit) {
         m_ahead.push_back(std::move(next));
+    }
     return true;
 }
 
 bool FilteredDecoder::ForwardIsShorter(Ticks from, Ticks to) const {
-    if (m_memory == FilterMemory::Endless || to - from <= ShortWay)
+    if (m_memory == FilterMemory::Endless || to - from <= shortWay) {
         return true;
+    }
     return m_inner->ForwardIsShorter(from, to);
 }
 

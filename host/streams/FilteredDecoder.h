@@ -39,7 +39,7 @@ public:
     const PictureKind& Output() const { return m_output; }
 
 private:
-    static constexpr Ticks NoTime = std::numeric_limits<Ticks>::min();
+    static constexpr Ticks noTime = std::numeric_limits<Ticks>::min();
 
     FilteredDecoder(std::unique_ptr<Decoder> inner, Orientation orientation, std::string description,
                     const PictureKind& input, std::unique_ptr<FilterGraph> graph);
@@ -63,7 +63,7 @@ private:
 
     std::deque<Decoded> m_ahead; ///< decoded already, and the next to be converted
     Decoded m_resized;           ///< converted, and waits for a graph of its size
-    Ticks m_lastTime = NoTime;   ///< of the picture given last since the start or a seek
+    Ticks m_lastTime = noTime;   ///< of the picture given last since the start or a seek
     Ticks m_duration = 0;        ///< of one picture that comes out
 };
 

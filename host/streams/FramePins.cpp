@@ -7,15 +7,16 @@ namespace kq::streams {
 namespace {
 
 /// Threads that ended without a further call are forgotten once so many others have asked.
-constexpr std::size_t MostThreads = 32;
+constexpr std::size_t mostThreads = 32;
 
 } // namespace
 
 void FramePins::Pin(FramePtr frame) {
     Unpin();
     m_uses.push_back({std::this_thread::get_id(), std::move(frame)});
-    if (m_uses.size() > MostThreads)
+    if (m_uses.size() > mostThreads) {
         m_uses.pop_front();
+    }
 }
 
 void FramePins::Unpin() {

@@ -12,6 +12,8 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
+#include <kqplayer/convenience.h>
+
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -20,8 +22,7 @@ namespace kq::streams {
 
 /// Time in 100-ns units, counted from the file's start.
 using Ticks = std::int64_t;
-inline constexpr Ticks TicksPerSecond = 10'000'000;
-inline constexpr AVRational TickBase{1, static_cast<int>(TicksPerSecond)};
+inline constexpr AVRational tickBase{1, static_cast<int>(TicksPerSecond)};
 
 inline double ToSeconds(Ticks time) {
     return static_cast<double>(time) / static_cast<double>(TicksPerSecond);

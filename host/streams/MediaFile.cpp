@@ -27,14 +27,14 @@ namespace kq::streams {
 namespace {
 
 /// What streams without any frame rate are counted with.
-constexpr double FallbackRate = 25;
+constexpr double fallbackRate = 25;
 /// A whole frame rate is preferred to an average so near to it.
-constexpr double RateMargin = 0.05;
+constexpr double rateMargin = 0.05;
 /// A file starts with its first picture, so that picture n of a steady rate r is on show at n / r, whatever
 /// sound was interleaved a little before. Only with a longer lead it starts with its sound.
-constexpr Ticks LeastLead = TicksPerSecond / 4;
+constexpr Ticks leastLead = TicksPerSecond / 4;
 /// Sound is small; its queue needs no more, whatever the pictures are allowed.
-constexpr std::size_t AudioQueueBytes = std::size_t{1} << 20;
+constexpr std::size_t audioQueueBytes = std::size_t{1} << 20;
 
 /// Frames per second. An average is spoilt by a long last frame or a missing one, so the rate at which all
 /// time stamps can be expressed counts where the two are near each other.
@@ -43,17 +43,20 @@ double RateOf(const AVStream& stream) {
     const double common = av_q2d(stream.r_frame_rate);
     const bool hasAverage = std::isfinite(average) && average > 0;
     const bool hasCommon = std::isfinite(common) && common > 0;
-    if (hasAverage && hasCommon)
-        return std::abs(common - average) <= RateMargin * average ? common : average;
-    if (hasAverage || hasCommon)
+    if (hasAverage && hasCommon) {
+        return std::abs(common - average) <= rateMargin * average ? common : average;
+    }
+    if (hasAverage || hasCommon) {
         return hasAverage ? average : common;
-    return FallbackRate;
+    }
+    return fallbackRate;
 }
 
 std::string CodecText(const AVCodecParameters& parameters) {
     std::string text = avcodec_get_name(parameters.codec_id);
-    if (const char* profile = avcodec_profile_name(parameters.codec_id, parameters.profile))
+    if (const char* profile = avcodec_profile_name(parameters.codec_id, parameters.profile)) {
         text += std::string(" (") + profile + ")";
+    }
     return text;
 }
 
@@ -69,8 +72,9 @@ struct Prepared {
 
     /// Starts its thread. @return null without a source
     ComPtr<QueuedStream> Begin() {
-        if (!source)
+        if (!source) {
             return nullptr;
+        }
         return ComPtr<QueuedStream>::Adopt(new QueuedStream(std::move(source), format, queueBytes));
     }
 };
@@ -134,8 +138,9 @@ bool Opening::Run(std::string& error) {
         return false;
     }
     audio = OpenAudio();
-    if (video.source || audio.source)
+    if (video.source || audio.source) {
         return true;
+    }
     error = m_path + (m_options.audio ? ": no video or audio stream that can be decoded"
                                       : ": no video stream that can be decoded");
     return false;
@@ -146,44 +151,51 @@ void Opening::FindFileTimes() {
     const int sound = m_video >= 0 ? m_demuxer->BestStream(AVMEDIA_TYPE_AUDIO) : m_audio;
     const Ticks videoStart = m_video >= 0 ? StartOf(m_demuxer->Stream(m_video)) : 0;
     const Ticks audioStart = sound >= 0 ? StartOf(m_demuxer->Stream(sound)) : videoStart;
-    const bool soundLeads = m_video < 0 || videoStart - audioStart > LeastLead;
+    const bool soundLeads = m_video < 0 || videoStart - audioStart > leastLead;
     m_fileStart = soundLeads ? audioStart : videoStart;
-    for (const int index : {m_video, m_audio})
-        if (index >= 0)
+    for (const int index : {m_video, m_audio}) {
+        if (index >= 0) {
             m_fileEnd = std::max(m_fileEnd, EndOf(m_demuxer->Stream(index)));
+        }
+    }
 }
 
 /// @return the file's own time of a stream's begin
 Ticks Opening::StartOf(const AVStream& stream) const {
-    if (stream.start_time != AV_NOPTS_VALUE)
-        return av_rescale_q(stream.start_time, stream.time_base, TickBase);
+    if (stream.start_time != AV_NOPTS_VALUE) {
+        return av_rescale_q(stream.start_time, stream.time_base, tickBase);
+    }
     const std::int64_t start = m_demuxer->Context().start_time;
-    return start != AV_NOPTS_VALUE ? av_rescale_q(start, AV_TIME_BASE_Q, TickBase) : 0;
+    return start != AV_NOPTS_VALUE ? av_rescale_q(start, AV_TIME_BASE_Q, tickBase) : 0;
 }
 
 bool Opening::IsStill() const {
     const std::string_view format = m_demuxer->Context().iformat->name;
-    constexpr std::string_view Ending = "_pipe"; // of the formats that hold one picture each
-    return format.size() > Ending.size() && format.substr(format.size() - Ending.size()) == Ending;
+    constexpr std::string_view ending = "_pipe"; // of the formats that hold one picture each
+    return format.size() > ending.size() && format.substr(format.size() - ending.size()) == ending;
 }
 
 /// @return the time of a stream's end, counted from the file's start; 0 for unknown
 Ticks Opening::EndOf(const AVStream& stream) const {
     const Ticks start = StartOf(stream) - m_fileStart;
-    if (stream.duration != AV_NOPTS_VALUE)
-        return start + av_rescale_q(stream.duration, stream.time_base, TickBase);
+    if (stream.duration != AV_NOPTS_VALUE) {
+        return start + av_rescale_q(stream.duration, stream.time_base, tickBase);
+    }
     const AVDictionaryEntry* written =
         av_dict_get(stream.metadata, "DURATION", nullptr, AV_DICT_IGNORE_SUFFIX);
     std::int64_t microseconds = 0;
-    if (written != nullptr && av_parse_time(&microseconds, written->value, 1) >= 0 && microseconds > 0)
-        return av_rescale_q(microseconds, AV_TIME_BASE_Q, TickBase) - m_fileStart; // the end, not the length
-    if (IsStill())
+    if (written != nullptr && av_parse_time(&microseconds, written->value, 1) >= 0 && microseconds > 0) {
+        return av_rescale_q(microseconds, AV_TIME_BASE_Q, tickBase) - m_fileStart; // the end, not the length
+    }
+    if (IsStill()) {
         return start + static_cast<Ticks>(static_cast<double>(TicksPerSecond) / RateOf(stream));
+    }
     const std::int64_t whole = m_demuxer->Context().duration;
-    if (whole == AV_NOPTS_VALUE || whole <= 0)
+    if (whole == AV_NOPTS_VALUE || whole <= 0) {
         return 0;
+    }
     const std::int64_t begin = m_demuxer->Context().start_time;
-    return av_rescale_q(whole + (begin != AV_NOPTS_VALUE ? begin : 0), AV_TIME_BASE_Q, TickBase) -
+    return av_rescale_q(whole + (begin != AV_NOPTS_VALUE ? begin : 0), AV_TIME_BASE_Q, tickBase) -
            m_fileStart;
 }
 
@@ -194,13 +206,15 @@ DecoderSetup Opening::SetupFor(int index) {
     setup.fileStart = m_fileStart;
     setup.threads = m_options.decoderThreads;
     std::string reason;
-    if (m_demuxerInUse && m_demuxer->Seekable())
+    if (m_demuxerInUse && m_demuxer->Seekable()) {
         setup.demuxer = Demuxer::Open(m_path, m_log, reason);
+    }
     const bool same =
         setup.demuxer && index < static_cast<int>(setup.demuxer->Context().nb_streams) &&
         setup.demuxer->Stream(index).codecpar->codec_id == m_demuxer->Stream(index).codecpar->codec_id;
-    if (!same)
+    if (!same) {
         setup.demuxer = m_demuxer;
+    }
     m_demuxerInUse = true;
     return setup;
 }
@@ -211,8 +225,9 @@ std::unique_ptr<StreamDecoder> Opening::OpenDecoder(int index, double rate) {
     setup.rate = rate;
     std::string reason;
     auto decoder = StreamDecoder::Open(setup, reason);
-    if (!decoder)
+    if (!decoder) {
         m_log->Notice("stream " + std::to_string(index) + " is left out: " + reason);
+    }
     return decoder;
 }
 
@@ -228,8 +243,9 @@ PictureKind Opening::KindOf(AVStream& stream) const {
     kind.height = stream.codecpar->height;
     kind.rate = RateOf(stream);
     const AVRational sample = av_guess_sample_aspect_ratio(&m_demuxer->Context(), &stream, nullptr);
-    if (sample.num > 0 && sample.den > 0)
+    if (sample.num > 0 && sample.den > 0) {
         kind.sampleAspect = sample;
+    }
     if (OrientationOf(stream).swapAxes) {
         std::swap(kind.width, kind.height);
         std::swap(kind.sampleAspect.num, kind.sampleAspect.den);
@@ -254,24 +270,28 @@ std::unique_ptr<Decoder> Opening::Filter(std::unique_ptr<Decoder> decoder, Orien
                                          PictureKind& kind) {
     auto filtered =
         FilteredDecoder::Open(std::move(decoder), orientation, m_options.filter, kind, m_filterReason);
-    if (filtered)
+    if (filtered) {
         kind = filtered->Output();
+    }
     return filtered;
 }
 
 Prepared Opening::OpenVideo() {
-    if (m_video < 0)
+    if (m_video < 0) {
         return {};
+    }
     AVStream& stream = m_demuxer->Stream(m_video);
     PictureKind kind = KindOf(stream);
     std::unique_ptr<Decoder> decoder = OpenDecoder(m_video, kind.rate);
-    if (!decoder)
+    if (!decoder) {
         return {};
+    }
     Orientation orientation = OrientationOf(stream);
     if (!m_options.filter.empty()) {
         decoder = Filter(std::move(decoder), std::exchange(orientation, {}), kind);
-        if (!decoder)
+        if (!decoder) {
             return {};
+        }
     }
     const VIDEO_STREAM_INFO info = InfoOf(kind, ToSeconds(EndOf(stream)));
 
@@ -288,8 +308,9 @@ Prepared Opening::OpenVideo() {
 }
 
 Prepared Opening::OpenAudio() {
-    if (m_audio < 0)
+    if (m_audio < 0) {
         return {};
+    }
     AVStream& stream = m_demuxer->Stream(m_audio);
     const AVCodecParameters& parameters = *stream.codecpar;
     if (parameters.sample_rate <= 0 || parameters.ch_layout.nb_channels <= 0) {
@@ -297,8 +318,9 @@ Prepared Opening::OpenAudio() {
         return {};
     }
     auto decoder = OpenDecoder(m_audio, 0);
-    if (!decoder)
+    if (!decoder) {
         return {};
+    }
 
     AUDIO_STREAM_INFO info{};
     info.nSampleRate = parameters.sample_rate;
@@ -312,12 +334,13 @@ Prepared Opening::OpenAudio() {
     facts.channels = parameters.ch_layout.nb_channels;
     auto source =
         std::make_unique<AudioSource>(std::move(decoder), info.nSampleRate, info.nChannels, m_fileEnd);
-    return {std::move(source), info, std::min(m_options.queueBytes, AudioQueueBytes)};
+    return {std::move(source), info, std::min(m_options.queueBytes, audioQueueBytes)};
 }
 
 void ReleaseStream(IMediaStream*& stream) {
-    if (stream != nullptr)
+    if (stream != nullptr) {
         std::exchange(stream, nullptr)->Release();
+    }
 }
 
 } // namespace
@@ -329,8 +352,9 @@ void MediaFile::Release() {
 
 bool OpenMediaFile(const std::string& path, const OpenOptions& options, MediaFile& file, std::string& error) {
     Opening opening(path, options);
-    if (!opening.Run(error))
+    if (!opening.Run(error)) {
         return false;
+    }
     file.facts = std::move(opening.facts);
     file.video = opening.video.Begin().Detach();
     file.audio = opening.audio.Begin().Detach();
@@ -347,8 +371,9 @@ bool OpenFollower(const std::string& path, IMediaStream& reference, const OpenOp
     OpenOptions silent = options;
     silent.audio = false;
     Opening opening(path, silent);
-    if (!opening.Run(error))
+    if (!opening.Run(error)) {
         return false;
+    }
     file.facts = std::move(opening.facts);
     file.video = new Follower(opening.video.Begin(), std::move(followed));
     file.audio = nullptr;

@@ -8,14 +8,15 @@ namespace {
 
 /// Walking down columns of the source touches a new cache line for every sample; in squares they are used
 /// again.
-constexpr int Square = 64;
+constexpr int square = 64;
 
 } // namespace
 
 Orientation Orientation::FromDisplayMatrix(const std::int32_t* matrix) {
     Orientation result;
-    if (matrix == nullptr)
+    if (matrix == nullptr) {
         return result;
+    }
     // Row by row: the place that a step to the right leads to, then that of a step down.
     const std::int64_t rightX = matrix[0];
     const std::int64_t rightY = matrix[1];
@@ -39,13 +40,15 @@ void TurnPlane(Orientation orientation, const std::uint8_t* source, std::ptrdiff
         source += stepY * (target.height - 1);
         stepY = -stepY;
     }
-    for (int top = 0; top < target.height; top += Square) {
-        const int bottom = std::min(top + Square, target.height);
-        for (int left = 0; left < target.width; left += Square) {
-            const int right = std::min(left + Square, target.width);
-            for (int y = top; y < bottom; ++y)
-                for (int x = left; x < right; ++x)
+    for (int top = 0; top < target.height; top += square) {
+        const int bottom = std::min(top + square, target.height);
+        for (int left = 0; left < target.width; left += square) {
+            const int right = std::min(left + square, target.width);
+            for (int y = top; y < bottom; ++y) {
+                for (int x = left; x < right; ++x) {
                     target.data[y * target.pitch + x] = source[y * stepY + x * stepX];
+                }
+            }
         }
     }
 }

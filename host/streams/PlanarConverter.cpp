@@ -10,16 +10,16 @@ extern "C" {
 namespace kq::streams {
 namespace {
 
-constexpr int Alignment = 64;
+constexpr int alignment = 64;
 /// The scaler's wide stores may run over a row's end.
-constexpr int Slack = 64;
+constexpr int slack = 64;
 
 int Half(int size) {
     return (size + 1) / 2;
 }
 
 int Aligned(int size) {
-    return (size + Alignment - 1) / Alignment * Alignment;
+    return (size + alignment - 1) / alignment * alignment;
 }
 
 /// The formats with a J are their plain relatives with full range.
@@ -41,8 +41,9 @@ AVPixelFormat WithoutRange(int format) {
 }
 
 bool IsFullRange(const AVFrame& picture) {
-    if (WithoutRange(picture.format) != picture.format)
+    if (WithoutRange(picture.format) != picture.format) {
         return true;
+    }
     const auto* description = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(picture.format));
     const bool isGray = description != nullptr && description->nb_components <= 2;
     return isGray ? picture.color_range != AVCOL_RANGE_MPEG : picture.color_range == AVCOL_RANGE_JPEG;
@@ -61,17 +62,19 @@ FrameHandle PicturePool::Make(int width, int height) {
     const int chromaPitch = Aligned(Half(width));
     const auto luma = static_cast<std::size_t>(pitch) * static_cast<std::size_t>(height);
     const auto chroma = static_cast<std::size_t>(chromaPitch) * static_cast<std::size_t>(Half(height));
-    const std::size_t bytes = luma + 2 * chroma + Slack;
+    const std::size_t bytes = luma + 2 * chroma + slack;
     if (bytes != m_bytes) {
         m_pool.reset(av_buffer_pool_init(bytes, nullptr));
         m_bytes = bytes;
     }
     FrameHandle picture(av_frame_alloc());
-    if (!m_pool || !picture)
+    if (!m_pool || !picture) {
         return nullptr;
+    }
     picture->buf[0] = av_buffer_pool_get(m_pool.get());
-    if (picture->buf[0] == nullptr)
+    if (picture->buf[0] == nullptr) {
         return nullptr;
+    }
     picture->format = AV_PIX_FMT_YUV420P;
     picture->width = width;
     picture->height = height;
@@ -85,35 +88,42 @@ FrameHandle PicturePool::Make(int width, int height) {
 
 FrameHandle PlanarConverter::Convert(FrameHandle picture) {
     const AVColorSpace matrix = MatrixConverter::MatrixOf(*picture);
-    if (!IsReady(*picture))
+    if (!IsReady(*picture)) {
         picture = Scale(*picture);
-    if (picture)
+    }
+    if (picture) {
         picture = m_matrix.Convert(std::move(picture), matrix);
-    if (picture && !m_orientation.IsUpright())
+    }
+    if (picture && !m_orientation.IsUpright()) {
         picture = Turn(*picture);
+    }
     return picture;
 }
 
 FrameHandle PlanarConverter::Scale(const AVFrame& picture) {
     const Kind kind{WithoutRange(picture.format), picture.width, picture.height, IsFullRange(picture)};
-    if (!PrepareScaler(kind))
+    if (!PrepareScaler(kind)) {
         return nullptr;
+    }
     FrameHandle result = m_scaled.Make(picture.width, picture.height);
-    if (!result)
+    if (!result) {
         return nullptr;
+    }
     const int rows = sws_scale(m_scaler.get(), picture.data, picture.linesize, 0, picture.height,
                                result->data, result->linesize);
     return rows == picture.height ? std::move(result) : nullptr;
 }
 
 bool PlanarConverter::PrepareScaler(const Kind& kind) {
-    if (m_scaler && kind == m_kind)
+    if (m_scaler && kind == m_kind) {
         return true;
+    }
     m_kind = kind;
     m_scaler.reset(sws_alloc_context());
     SwsContext* scaler = m_scaler.get();
-    if (scaler == nullptr)
+    if (scaler == nullptr) {
         return false;
+    }
     av_opt_set_int(scaler, "srcw", kind.width, 0);
     av_opt_set_int(scaler, "srch", kind.height, 0);
     av_opt_set_int(scaler, "src_format", kind.format, 0);
@@ -124,8 +134,9 @@ bool PlanarConverter::PrepareScaler(const Kind& kind) {
     av_opt_set_int(scaler, "dst_range", 0, 0);
     av_opt_set_int(scaler, "sws_flags", SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INP | SWS_BITEXACT,
                    0);
-    if (sws_init_context(scaler, nullptr, nullptr) >= 0)
+    if (sws_init_context(scaler, nullptr, nullptr) >= 0) {
         return true;
+    }
     m_scaler.reset();
     return false;
 }
@@ -135,8 +146,9 @@ FrameHandle PlanarConverter::Turn(const AVFrame& picture) {
     const int width = swaps ? picture.height : picture.width;
     const int height = swaps ? picture.width : picture.height;
     FrameHandle result = m_turned.Make(width, height);
-    if (!result)
+    if (!result) {
         return nullptr;
+    }
     for (int i = 0; i < 3; ++i) {
         const PlaneView target{result->data[i], result->linesize[i], i == 0 ? width : Half(width),
                                i == 0 ? height : Half(height)};

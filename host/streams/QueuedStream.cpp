@@ -8,16 +8,17 @@
 namespace kq::streams {
 namespace {
 
-constexpr std::size_t LeastQueued = 3;
-constexpr std::size_t MostQueued = 32;
+constexpr std::size_t leastQueued = 3;
+constexpr std::size_t mostQueued = 32;
 /// After so many frames forward nobody is going back and forth any more.
-constexpr int PastLasts = 50;
+constexpr int pastLasts = 50;
 
 Ticks ToTicks(double seconds) {
-    constexpr double Longest = 1e9; // seconds; any file is shorter
-    if (std::isnan(seconds))
+    constexpr double longest = 1e9; // seconds; any file is shorter
+    if (std::isnan(seconds)) {
         return 0;
-    return std::llround(std::clamp(seconds, 0.0, Longest) * static_cast<double>(TicksPerSecond));
+    }
+    return std::llround(std::clamp(seconds, 0.0, longest) * static_cast<double>(TicksPerSecond));
 }
 
 } // namespace
@@ -54,8 +55,9 @@ int QueuedStream::NextFrame() {
     m_pins.Unpin();
     const std::size_t kept = m_holdsLast ? 1 : 0;
     WaitForFrame(guard, kept);
-    if (m_queue.size() <= kept)
+    if (m_queue.size() <= kept) {
         return 0;
+    }
     Pop();
     m_work.notify_one();
     WaitForFrame(guard);
@@ -96,15 +98,19 @@ Ticks QueuedStream::Move(const SeekRequest& request) {
 
 /// Drops frames up to the one on show at a time, when that one is known to be in the queue.
 bool QueuedStream::SeekInQueue(Ticks time) {
-    if (m_queue.empty())
+    if (m_queue.empty()) {
         return false;
-    if (!m_source->Reaches(*m_queue.front(), time))
+    }
+    if (!m_source->Reaches(*m_queue.front(), time)) {
         return SeekInPast(time);
+    }
     const bool isLastKnown = m_ended && m_holdsLast;
-    if (m_source->Reaches(*m_queue.back(), time) && !isLastKnown)
+    if (m_source->Reaches(*m_queue.back(), time) && !isLastKnown) {
         return false; // the frames to come may be nearer
-    while (m_queue.size() > 1 && m_source->Reaches(*m_queue[1], time))
+    }
+    while (m_queue.size() > 1 && m_source->Reaches(*m_queue[1], time)) {
         Pop();
+    }
     m_queuedBytes -= m_queue.front()->bytes;
     m_queue.front() = m_source->From(m_queue.front(), time);
     m_queuedBytes += m_queue.front()->bytes;
@@ -114,11 +120,13 @@ bool QueuedStream::SeekInQueue(Ticks time) {
 
 /// Takes frames back up to the one on show at a time, when that one is still there.
 bool QueuedStream::SeekInPast(Ticks time) {
-    if (m_past.empty() || !m_source->Reaches(*m_past.front(), time))
+    if (m_past.empty() || !m_source->Reaches(*m_past.front(), time)) {
         return false;
-    while (!m_source->Reaches(*m_queue.front(), time))
+    }
+    while (!m_source->Reaches(*m_queue.front(), time)) {
         Unpop();
-    m_pastLeft = PastLasts;
+    }
+    m_pastLeft = pastLasts;
     return true;
 }
 
@@ -135,10 +143,11 @@ void QueuedStream::WaitForFrame(std::unique_lock<std::mutex>& guard, std::size_t
 void QueuedStream::DecodeAhead() {
     std::unique_lock guard(m_lock);
     while (WaitForWork(guard)) {
-        if (m_seek)
+        if (m_seek) {
             CarryOutSeek(guard);
-        else
+        } else {
             MakeFrame(guard);
+        }
         m_result.notify_all();
     }
 }
@@ -153,10 +162,11 @@ void QueuedStream::MakeFrame(std::unique_lock<std::mutex>& guard) {
     guard.unlock();
     FramePtr frame = m_source->Next();
     guard.lock();
-    if (frame)
+    if (frame) {
         Push(std::move(frame));
-    else
+    } else {
         m_ended = true;
+    }
 }
 
 void QueuedStream::CarryOutSeek(std::unique_lock<std::mutex>& guard) {
@@ -167,24 +177,27 @@ void QueuedStream::CarryOutSeek(std::unique_lock<std::mutex>& guard) {
     }
     guard.unlock();
     Landing landing = m_source->Seek(request.time, request.exact);
-    if (!landing.moved)
+    if (!landing.moved) {
         m_source->Notice("this input cannot be sought backwards");
+    }
     guard.lock();
     if (landing.moved) {
         m_queue.clear();
         m_queuedBytes = 0;
         Remember(std::move(landing.before));
         m_ended = landing.frame == nullptr;
-        if (landing.frame)
+        if (landing.frame) {
             Push(std::move(landing.frame));
+        }
     }
     m_seek.reset();
 }
 
 bool QueuedStream::HasRoom() const {
-    if (m_queue.size() < LeastQueued)
+    if (m_queue.size() < leastQueued) {
         return true;
-    return m_queuedBytes < m_queueBytes && m_queue.size() < MostQueued;
+    }
+    return m_queuedBytes < m_queueBytes && m_queue.size() < mostQueued;
 }
 
 void QueuedStream::Push(FramePtr frame) {
@@ -198,17 +211,19 @@ void QueuedStream::Pop() {
     m_queuedBytes -= m_queue.front()->bytes;
     if (m_pastLeft > 0) {
         m_past.push_back(std::move(m_queue.front()));
-        if (m_past.size() > m_mostPast)
+        if (m_past.size() > m_mostPast) {
             m_past.pop_front();
-        if (--m_pastLeft == 0)
+        }
+        if (--m_pastLeft == 0) {
             m_past.clear();
+        }
     }
     m_queue.pop_front();
 }
 
 void QueuedStream::Remember(std::vector<FramePtr> past) {
     m_mostPast = past.size();
-    m_pastLeft = past.empty() ? 0 : PastLasts;
+    m_pastLeft = past.empty() ? 0 : pastLasts;
     m_past.assign(past.begin(), past.end());
 }
 

@@ -12,14 +12,15 @@ void NameChannels(const AVChannelLayout& layout, AVChannelLayout& named) {
     const AVChannelLayout back51 = AV_CHANNEL_LAYOUT_5POINT1_BACK;
     const AVChannelLayout side40 = AV_CHANNEL_LAYOUT_2_2;
     const AVChannelLayout quad = AV_CHANNEL_LAYOUT_QUAD;
-    if (layout.order == AV_CHANNEL_ORDER_UNSPEC)
+    if (layout.order == AV_CHANNEL_ORDER_UNSPEC) {
         av_channel_layout_default(&named, layout.nb_channels);
-    else if (av_channel_layout_compare(&layout, &side51) == 0)
+    } else if (av_channel_layout_compare(&layout, &side51) == 0) {
         av_channel_layout_copy(&named, &back51);
-    else if (av_channel_layout_compare(&layout, &side40) == 0)
+    } else if (av_channel_layout_compare(&layout, &side40) == 0) {
         av_channel_layout_copy(&named, &quad);
-    else
+    } else {
         av_channel_layout_copy(&named, &layout);
+    }
 }
 
 AVChannelLayout OutputLayout(int channels) {
@@ -44,8 +45,9 @@ AVChannelLayout OutputLayout(int channels) {
 int OutputChannels(int sourceChannels, int maxChannels) {
     const bool known = sourceChannels == 1 || sourceChannels == 2 || sourceChannels == 4 ||
                        (sourceChannels >= 6 && sourceChannels <= 8);
-    if (known && sourceChannels <= maxChannels)
+    if (known && sourceChannels <= maxChannels) {
         return sourceChannels;
+    }
     return maxChannels == 1 ? 1 : 2;
 }
 
@@ -56,11 +58,13 @@ SampleConverter::~SampleConverter() {
 }
 
 bool SampleConverter::Append(const AVFrame& sound, std::vector<std::int16_t>& samples) {
-    if (!Prepare(sound))
+    if (!Prepare(sound)) {
         return false;
+    }
     const int room = swr_get_out_samples(m_resampler.get(), sound.nb_samples);
-    if (room < 0)
+    if (room < 0) {
         return false;
+    }
     const std::size_t before = samples.size();
     const auto channels = static_cast<std::size_t>(Channels());
     samples.resize(before + static_cast<std::size_t>(room) * channels);
@@ -74,8 +78,9 @@ bool SampleConverter::Append(const AVFrame& sound, std::vector<std::int16_t>& sa
 bool SampleConverter::Prepare(const AVFrame& sound) {
     const bool same = m_resampler && sound.sample_rate == m_sourceRate && sound.format == m_sourceFormat &&
                       av_channel_layout_compare(&sound.ch_layout, &m_source) == 0;
-    if (same)
+    if (same) {
         return true;
+    }
     m_sourceRate = sound.sample_rate;
     m_sourceFormat = sound.format;
     av_channel_layout_copy(&m_source, &sound.ch_layout);
@@ -88,8 +93,9 @@ bool SampleConverter::Prepare(const AVFrame& sound) {
                             static_cast<AVSampleFormat>(sound.format), sound.sample_rate, 0, nullptr);
     av_channel_layout_uninit(&named);
     m_resampler.reset(resampler);
-    if (result >= 0 && swr_init(resampler) >= 0)
+    if (result >= 0 && swr_init(resampler) >= 0) {
         return true;
+    }
     m_resampler.reset();
     return false;
 }

@@ -1,6 +1,7 @@
 #include "StreamDecoder.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <thread>
 #include <utility>
@@ -8,39 +9,56 @@
 namespace kq::streams {
 namespace {
 
-constexpr Ticks Microsecond = TicksPerSecond / 1'000'000;
-constexpr Ticks Millisecond = TicksPerSecond / 1'000;
+constexpr Ticks microsecond = TicksPerSecond / 1'000'000;
+constexpr Ticks millisecond = TicksPerSecond / 1'000;
 /// The first packet may lie before the first frame's time, as the ones that get an audio decoder going do.
-constexpr Ticks WellBefore = TicksPerSecond;
+constexpr Ticks wellBefore = TicksPerSecond;
 /// A way so short is decoded rather than sought.
-constexpr Ticks ShortWay = TicksPerSecond / 2;
+constexpr Ticks shortWay = TicksPerSecond / 2;
 /// How far back the second try of a seek goes; each further one goes twice as far.
-constexpr Ticks FirstStepBack = TicksPerSecond / 2;
+constexpr Ticks firstStepBack = TicksPerSecond / 2;
 /// And this is how far back the first try goes at most, if earlier seeks had to.
-constexpr Ticks LongestUsual = 2 * TicksPerSecond;
+constexpr Ticks longestUsual = 2 * TicksPerSecond;
 /// From so many damaged frames in a row on they are shown all the same.
-constexpr int DamagedRun = 50;
-constexpr int MostThreads = 8;
+constexpr int damagedRun = 50;
+constexpr int mostThreads = 8;
 
 int ThreadCount(const DecoderSetup& setup, const AVCodecParameters& parameters) {
     // FFmpeg's decoder of Theora and its forerunners spoils pictures after a seek when it works on several at
     // once.
     const AVCodecID codec = parameters.codec_id;
     const bool spoils = codec == AV_CODEC_ID_THEORA || codec == AV_CODEC_ID_VP3 || codec == AV_CODEC_ID_VP4;
-    if (parameters.codec_type != AVMEDIA_TYPE_VIDEO || spoils)
+    if (parameters.codec_type != AVMEDIA_TYPE_VIDEO || spoils) {
         return 1;
-    if (setup.threads > 0)
+    }
+    if (setup.threads > 0) {
         return setup.threads;
-    return std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, MostThreads);
+    }
+    return std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, mostThreads);
+}
+
+bool IsMeaningless(const AVPacket& packet) {
+    const auto brings = [&packet](AVPacketSideDataType type) {
+        return av_packet_get_side_data(&packet, type, nullptr) != nullptr;
+    };
+    return packet.size == 0 && !brings(AV_PKT_DATA_NEW_EXTRADATA) && !brings(AV_PKT_DATA_PARAM_CHANGE);
+}
+
+/// @return by how much the file's clock may have rounded a frame's time: by nothing where frames last whole
+/// ticks
+Ticks RoundingOf(AVRational tick, double rate) {
+    const double ticksPerFrame = rate > 0 ? 1 / (rate * av_q2d(tick)) : 0;
+    const bool exact = ticksPerFrame > 0.5 && std::abs(ticksPerFrame - std::round(ticksPerFrame)) < 1e-6;
+    return exact ? 0 : std::min(av_rescale_q(1, tick, tickBase) / 2, millisecond);
 }
 
 } // namespace
 
 StreamDecoder::StreamDecoder(DecoderSetup setup) : m_setup(std::move(setup)), m_packet(av_packet_alloc()) {
-    const AVRational base = Stream().time_base;
-    m_tolerance = std::min(av_rescale_q(1, base, TickBase) / 2, Millisecond) + Microsecond;
-    if (m_setup.rate > 0)
+    m_tolerance = RoundingOf(Stream().time_base, m_setup.rate) + microsecond;
+    if (m_setup.rate > 0) {
         m_frameDuration = static_cast<Ticks>(static_cast<double>(TicksPerSecond) / m_setup.rate);
+    }
 }
 
 StreamDecoder::~StreamDecoder() {
@@ -50,8 +68,9 @@ StreamDecoder::~StreamDecoder() {
 
 std::unique_ptr<StreamDecoder> StreamDecoder::Open(const DecoderSetup& setup, std::string& reason) {
     std::unique_ptr<StreamDecoder> decoder(new StreamDecoder(setup));
-    if (!decoder->m_packet || !decoder->OpenCodec(reason))
+    if (!decoder->m_packet || !decoder->OpenCodec(reason)) {
         return nullptr;
+    }
     setup.demuxer->Select(setup.stream);
     return decoder;
 }
@@ -71,31 +90,37 @@ bool StreamDecoder::OpenCodec(std::string& reason) {
     m_codec->opaque = Log().get();
     m_codec->pkt_timebase = Stream().time_base;
     // IsFit() decides itself about frames that the decoder has doubts about.
-    if (parameters.codec_id == AV_CODEC_ID_H264)
+    if (parameters.codec_id == AV_CODEC_ID_H264) {
         m_codec->flags |= AV_CODEC_FLAG_OUTPUT_CORRUPT;
+    }
     m_codec->thread_count = ThreadCount(m_setup, parameters);
     const int error = avcodec_open2(m_codec.get(), codec, nullptr);
-    if (error < 0)
+    if (error < 0) {
         reason = std::string(codec->name) + ": " + ErrorText(error);
+    }
     return error >= 0;
 }
 
 bool StreamDecoder::Next(Decoded& frame) {
     const LogScope scope(*Log());
-    if (!frame.data)
+    if (!frame.data) {
         frame.data.reset(av_frame_alloc());
+    }
     while (frame.data && !m_cancelled) {
-        if (!Receive(*frame.data))
+        if (!Receive(*frame.data)) {
             return false;
-        if (!IsFit(*frame.data))
+        }
+        if (!IsFit(*frame.data)) {
             continue;
+        }
         Stamp(frame);
         ReportDamage();
         m_settling = false;
         m_lastTime = frame.time;
         m_lastEnd = frame.time + frame.duration;
-        if (m_fromStart && !m_firstTime)
+        if (m_fromStart && !m_firstTime) {
             m_firstTime = frame.time;
+        }
         return true;
     }
     return false;
@@ -105,63 +130,75 @@ bool StreamDecoder::Next(Decoded& frame) {
 bool StreamDecoder::Receive(AVFrame& frame) {
     while (!m_cancelled) {
         const int result = avcodec_receive_frame(m_codec.get(), &frame);
-        if (result >= 0)
+        if (result >= 0) {
             return true;
-        if (result == AVERROR_EOF)
+        }
+        if (result == AVERROR_EOF) {
             return false;
-        if (result != AVERROR(EAGAIN))
+        }
+        if (result != AVERROR(EAGAIN)) {
             NoteDamage();
-        else if (!Feed())
+        } else if (!Feed()) {
             return false;
+        }
     }
     return false;
 }
 
 /// Gives the decoder one packet, or tells it that there are no more. @return false when that is known already
 bool StreamDecoder::Feed() {
-    if (m_draining)
+    if (m_draining) {
         return false;
+    }
     av_packet_unref(m_packet.get());
     const int result = m_setup.demuxer->Read(m_setup.stream, *m_packet, m_cancelled);
-    if (result == AVERROR_EXIT)
+    if (result == AVERROR_EXIT) {
         return false;
+    }
     if (result < 0) {
         m_draining = true;
         avcodec_send_packet(m_codec.get(), nullptr);
         return true;
     }
-    if (m_packet->size == 0 && m_packet->side_data_elems == 0)
-        return true; // means nothing, but to the decoder it would mean the end
-    if (m_packet->dts != AV_NOPTS_VALUE)
+    if (IsMeaningless(*m_packet)) {
+        return true; // to the decoder it would mean the end, or damage
+    }
+    if (m_packet->dts != AV_NOPTS_VALUE) {
         m_lastPacket = m_packet->dts;
-    if (m_waitForKey && (m_packet->flags & AV_PKT_FLAG_KEY) == 0)
+    }
+    if (m_waitForKey && (m_packet->flags & AV_PKT_FLAG_KEY) == 0) {
         return true;
+    }
     m_waitForKey = false;
     m_codec->skip_frame = IsWanted(*m_packet) ? AVDISCARD_DEFAULT : AVDISCARD_NONREF;
-    if (avcodec_send_packet(m_codec.get(), m_packet.get()) < 0)
+    if (avcodec_send_packet(m_codec.get(), m_packet.get()) < 0) {
         NoteDamage();
+    }
     return true;
 }
 
 /// @return false for a packet whose frame is only wanted if others depend on it
 bool StreamDecoder::IsWanted(const AVPacket& packet) const {
-    if (m_leaveOutBefore == NoTime || packet.pts == AV_NOPTS_VALUE)
+    if (m_leaveOutBefore == noTime || packet.pts == AV_NOPTS_VALUE) {
         return true;
-    return av_rescale_q(packet.pts, Stream().time_base, TickBase) - m_setup.fileStart >= m_leaveOutBefore;
+    }
+    return av_rescale_q(packet.pts, Stream().time_base, tickBase) - m_setup.fileStart >= m_leaveOutBefore;
 }
 
 /// @return false for a frame that is not to be shown
 bool StreamDecoder::IsFit(const AVFrame& frame) {
-    if ((frame.flags & AV_FRAME_FLAG_DISCARD) != 0)
+    if ((frame.flags & AV_FRAME_FLAG_DISCARD) != 0) {
         return false;
+    }
     // After a seek to a key frame that earlier frames of the output still depend on, FFmpeg's H.264 decoder
     // forgets about that key frame when the file ends soon after, and doubts all the frames behind it.
     const bool baseless = m_draining && !m_settling && m_codec->codec_id == AV_CODEC_ID_H264;
     const bool doubted = (frame.flags & AV_FRAME_FLAG_CORRUPT) != 0 && !baseless;
-    if (!doubted && frame.decode_error_flags == 0)
+    if (!doubted && frame.decode_error_flags == 0) {
         return true;
+    }
     NoteDamage();
-    return m_damaged > DamagedRun;
+    return m_damaged > damagedRun;
 }
 
 /// Fills in the time of a frame, and repairs what the file says when it does not go forward.
@@ -170,12 +207,13 @@ void StreamDecoder::Stamp(Decoded& frame) {
     const AVRational base = Stream().time_base;
     frame.key = data.key_frame != 0;
     frame.duration =
-        data.pkt_duration > 0 ? av_rescale_q(data.pkt_duration, base, TickBase) : m_frameDuration;
-    if (m_codec->codec_type == AVMEDIA_TYPE_AUDIO && data.sample_rate > 0)
+        data.pkt_duration > 0 ? av_rescale_q(data.pkt_duration, base, tickBase) : m_frameDuration;
+    if (m_codec->codec_type == AVMEDIA_TYPE_AUDIO && data.sample_rate > 0) {
         frame.duration = av_rescale(data.nb_samples, TicksPerSecond, data.sample_rate);
+    }
 
     const bool isVideo = m_codec->codec_type == AVMEDIA_TYPE_VIDEO;
-    const bool isFirst = m_lastTime == NoTime;
+    const bool isFirst = m_lastTime == noTime;
     const Ticks end = isFirst ? 0 : std::max(m_lastEnd, m_lastTime + 1);
     if (data.best_effort_timestamp == AV_NOPTS_VALUE) {
         m_noStamps = m_noStamps || (isFirst && m_fromStart);
@@ -184,11 +222,13 @@ void StreamDecoder::Stamp(Decoded& frame) {
         return;
     }
     frame.stamp = StampKind::Read;
-    frame.time = av_rescale_q(data.best_effort_timestamp, base, TickBase) - m_setup.fileStart;
-    if (isFirst && isVideo)
+    frame.time = av_rescale_q(data.best_effort_timestamp, base, tickBase) - m_setup.fileStart;
+    if (isFirst && isVideo) {
         frame.time = std::max<Ticks>(frame.time, 0);
-    if (isFirst || frame.time > m_lastTime)
+    }
+    if (isFirst || frame.time > m_lastTime) {
         return;
+    }
     frame.stamp = StampKind::Repaired;
     // A picture that slipped is put half-way, since the next stamp will be right again. Sound follows on, and
     // so does everything after the file's clock was set back.
@@ -197,13 +237,15 @@ void StreamDecoder::Stamp(Decoded& frame) {
 }
 
 void StreamDecoder::NoteDamage() {
-    if (!m_settling)
+    if (!m_settling) {
         ++m_damaged;
+    }
 }
 
 void StreamDecoder::ReportDamage() {
-    if (m_damaged == 0)
+    if (m_damaged == 0) {
         return;
+    }
     char text[128];
     std::snprintf(text, sizeof text, "%s: left out %d damaged packets or frames after %.3f s",
                   m_codec->codec_type == AVMEDIA_TYPE_VIDEO ? "video" : "audio", m_damaged,
@@ -219,16 +261,18 @@ bool StreamDecoder::SeekAtOrBefore(Ticks time, Decoded& first, bool& nearest) {
     time = std::max(time, start);
     nearest = m_usualBack == 0;
     for (Ticks back = m_usualBack; !m_noStamps && time - back > start && !m_cancelled;
-         back = std::max(back * 2, FirstStepBack)) {
+         back = std::max(back * 2, firstStepBack)) {
         if (MoveTo(time + m_tolerance - back) && NextStamped(first) && first.time <= time + m_tolerance) {
-            m_usualBack = std::min(back, LongestUsual);
+            m_usualBack = std::min(back, longestUsual);
             return true;
         }
         nearest = false;
     }
     nearest = nearest && time == start;
-    if (!m_noStamps && MoveToStart(false) && NextStamped(first) && m_firstTime && first.time <= *m_firstTime)
+    if (!m_noStamps && MoveToStart(false) && NextStamped(first) && m_firstTime &&
+        first.time <= *m_firstTime) {
         return true;
+    }
     return MoveToStart(true) && Next(first);
 }
 
@@ -238,18 +282,21 @@ bool StreamDecoder::NextStamped(Decoded& frame) {
 }
 
 bool StreamDecoder::MoveTo(Ticks time) {
-    if (!m_setup.demuxer->SeekTo(m_setup.stream, ToStamp(time)))
+    if (!m_setup.demuxer->SeekTo(m_setup.stream, ToStamp(time))) {
         return false;
+    }
     Restart(true);
     return true;
 }
 
 /// @param reopen false: with a seek, which may miss the first packet; true: by opening the file again
 bool StreamDecoder::MoveToStart(bool reopen) {
-    if (!reopen)
-        return MoveTo(m_firstTime.value_or(0) - WellBefore);
-    if (!m_setup.demuxer->Reopen())
+    if (!reopen) {
+        return MoveTo(m_firstTime.value_or(0) - wellBefore);
+    }
+    if (!m_setup.demuxer->Reopen()) {
         return false;
+    }
     Restart(false);
     return true;
 }
@@ -261,29 +308,33 @@ void StreamDecoder::Restart(bool waitForKey) {
     m_settling = waitForKey;
     m_fromStart = !waitForKey;
     m_damaged = 0;
-    m_leaveOutBefore = NoTime;
-    m_lastTime = NoTime;
+    m_leaveOutBefore = noTime;
+    m_lastTime = noTime;
     m_lastPacket = AV_NOPTS_VALUE;
 }
 
 bool StreamDecoder::ForwardIsShorter(Ticks from, Ticks to) const {
-    if (!Seekable() || to - from <= ShortWay)
+    if (!Seekable() || to - from <= shortWay) {
         return true;
-    if (m_noStamps)
+    }
+    if (m_noStamps) {
         return true;
+    }
     // The index must reach beyond the target, or it may not know yet of a key frame that is nearer.
     AVStream& stream = Stream();
     const std::int64_t target = ToStamp(to);
-    if (av_index_search_timestamp(&stream, target, AVSEEK_FLAG_ANY) < 0)
+    if (av_index_search_timestamp(&stream, target, AVSEEK_FLAG_ANY) < 0) {
         return false;
+    }
     const int key = av_index_search_timestamp(&stream, target, AVSEEK_FLAG_BACKWARD);
-    if (key < 0)
+    if (key < 0) {
         return false;
+    }
     return avformat_index_get_entry(&stream, key)->timestamp <= m_lastPacket;
 }
 
 std::int64_t StreamDecoder::ToStamp(Ticks time) const {
-    return av_rescale_q_rnd(time + m_setup.fileStart, TickBase, Stream().time_base, AV_ROUND_DOWN);
+    return av_rescale_q_rnd(time + m_setup.fileStart, tickBase, Stream().time_base, AV_ROUND_DOWN);
 }
 
 } // namespace kq::streams

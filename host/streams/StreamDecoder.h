@@ -44,7 +44,7 @@ public:
     bool Cancelled() const override { return m_cancelled; }
 
 private:
-    static constexpr Ticks NoTime = std::numeric_limits<Ticks>::min();
+    static constexpr Ticks noTime = std::numeric_limits<Ticks>::min();
 
     explicit StreamDecoder(DecoderSetup setup);
 
@@ -69,14 +69,14 @@ private:
     Ticks m_tolerance = 0;
     Ticks m_frameDuration = 0;
 
-    Ticks m_leaveOutBefore = NoTime; ///< frames that no others depend on are not decoded before this time
+    Ticks m_leaveOutBefore = noTime; ///< frames that no others depend on are not decoded before this time
     bool m_draining = false;         ///< the last packet was read
     bool m_waitForKey = false;       ///< after a seek packets are dropped up to a key frame's
     bool m_settling = false;         ///< after a seek unfit frames are expected
     bool m_fromStart = true;         ///< decoding began at the file's first packet
     bool m_noStamps = false;   ///< the file has no time stamps: only counting from the start tells times
     int m_damaged = 0;         ///< packets and frames left out since the last good frame
-    Ticks m_lastTime = NoTime; ///< of the frame given last
+    Ticks m_lastTime = noTime; ///< of the frame given last
     Ticks m_lastEnd = 0;
     std::int64_t m_lastPacket =
         AV_NOPTS_VALUE;               ///< decoding time of the last packet read, in the stream's base

@@ -28,8 +28,9 @@ public:
     }
 
     std::int32_t QueryInterface(const _GUID& riid, void** ppv) override {
-        if (ppv == nullptr || riid != IID_TimedStream)
+        if (ppv == nullptr || riid != IID_TimedStream) {
             return MediaStream::QueryInterface(riid, ppv);
+        }
         AddRef();
         *ppv = this;
         return Ok;

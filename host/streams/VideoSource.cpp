@@ -33,11 +33,11 @@ MEDIA_FRAME RecordOf(const AVFrame& picture, Ticks time) {
 }
 
 /// A seek decodes every frame from so long before its target on.
-constexpr Ticks LeastDecoded = TicksPerSecond / 4;
+constexpr Ticks leastDecoded = TicksPerSecond / 4;
 
 /// Somebody who goes back by less than this is likely to go back further, frame by frame: the last frames
 /// that the way leads over are kept.
-constexpr Ticks Nearby = 3 * TicksPerSecond;
+constexpr Ticks nearby = 3 * TicksPerSecond;
 
 /// @return so many of them, given one
 std::size_t MostKept(const AVFrame& picture) {
@@ -53,16 +53,18 @@ VideoSource::VideoSource(std::unique_ptr<Decoder> decoder, Orientation orientati
 
 FramePtr VideoSource::Next() {
     for (Decoded decoded; NextDecoded(decoded);) {
-        if (auto frame = Convert(std::move(decoded)))
+        if (auto frame = Convert(std::move(decoded))) {
             return m_last = std::move(frame);
+        }
         decoded = {};
     }
     return nullptr;
 }
 
 bool VideoSource::NextDecoded(Decoded& frame) {
-    if (!m_ahead)
+    if (!m_ahead) {
         return m_decoder->Next(frame);
+    }
     frame = *std::exchange(m_ahead, std::nullopt);
     return true;
 }
@@ -97,15 +99,18 @@ Landing VideoSource::Seek(Ticks time, bool exact) {
     exact = exact || !m_decoder->HasKeyFrames();
     const bool ahead = m_last && Reaches(*m_last, time);
     const bool seekable = m_decoder->Seekable();
-    if (ahead && (exact || !seekable) && m_decoder->ForwardIsShorter(m_last->time, time))
+    if (ahead && (exact || !seekable) && m_decoder->ForwardIsShorter(m_last->time, time)) {
         return {true, GoForward(time, {})};
-    if (!seekable)
+    }
+    if (!seekable) {
         return {};
-    if (!exact)
+    }
+    if (!exact) {
         return SeekKey(time);
+    }
     std::deque<Decoded> passed;
-    const bool back = m_last && m_last->time > time && m_last->time < time + Nearby;
-    const Ticks from = time - (back ? 2 * LeastDecoded : LeastDecoded);
+    const bool back = m_last && m_last->time > time && m_last->time < time + nearby;
+    const Ticks from = time - (back ? 2 * leastDecoded : leastDecoded);
     auto frame = SeekExact(time, from, back ? &passed : nullptr);
     // A frame that stays on show for long may have been left out.
     if (frame && frame->time < from) {
@@ -120,8 +125,9 @@ std::vector<FramePtr> VideoSource::ConvertAll(std::deque<Decoded> decoded) {
     std::vector<FramePtr> frames;
     for (; !decoded.empty(); decoded.pop_back()) {
         auto frame = Convert(std::move(decoded.back()));
-        if (!frame)
+        if (!frame) {
             break;
+        }
         frames.push_back(std::move(frame));
     }
     std::reverse(frames.begin(), frames.end());
@@ -135,12 +141,14 @@ FramePtr VideoSource::SeekExact(Ticks time, Ticks leaveOut, std::deque<Decoded>*
     bool nearest = false;
     m_ahead.reset();
     m_last = nullptr;
-    if (!m_decoder->SeekAtOrBefore(time, first, nearest))
+    if (!m_decoder->SeekAtOrBefore(time, first, nearest)) {
         return nullptr;
+    }
     m_decoder->LeaveOutBefore(leaveOut);
     FramePtr frame = GoForward(time, std::move(first), passed);
-    while (passed != nullptr && !passed->empty() && passed->front().time < leaveOut)
+    while (passed != nullptr && !passed->empty() && passed->front().time < leaveOut) {
         passed->pop_front();
+    }
     return frame;
 }
 
@@ -158,14 +166,16 @@ FramePtr VideoSource::GoForward(Ticks time, Decoded shown, std::deque<Decoded>* 
             }
             if (passed != nullptr && shown.data) {
                 passed->push_back(std::move(shown));
-                if (passed->size() > MostKept(*passed->back().data))
+                if (passed->size() > MostKept(*passed->back().data)) {
                     passed->pop_front();
+                }
             }
             shown = std::move(next);
         }
     }
-    if (!shown.data)
+    if (!shown.data) {
         return m_last;
+    }
     auto frame = Convert(std::move(shown));
     return frame ? m_last = std::move(frame) : Next();
 }
@@ -175,17 +185,21 @@ Landing VideoSource::SeekKey(Ticks time) {
     bool nearest = false;
     m_ahead.reset();
     m_last = nullptr;
-    if (!m_decoder->SeekAtOrBefore(time, first, nearest))
+    if (!m_decoder->SeekAtOrBefore(time, first, nearest)) {
         return {true, nullptr};
+    }
     Ticks key = first.time;
     if (!nearest) {
         // The place found may lie several key frames back: look for the last one.
         const Ticks limit = time + Tolerance();
-        for (Decoded next; m_decoder->Next(next) && next.time <= limit; next = {})
-            if (next.key)
+        for (Decoded next; m_decoder->Next(next) && next.time <= limit; next = {}) {
+            if (next.key) {
                 key = next.time;
-        if (!m_decoder->SeekAtOrBefore(key, first, nearest))
+            }
+        }
+        if (!m_decoder->SeekAtOrBefore(key, first, nearest)) {
             return {true, nullptr};
+        }
     }
     return {true, GoForward(key, std::move(first))};
 }

@@ -39,8 +39,9 @@ TEST(AudioFormats, KeepTheChannelsThatOpenALKnows) {
 TEST(AudioFormats, ChannelsComeInOpenALsOrder) {
     OpenedFile file(Clip("order.flac"), AudioOnly()); // tenths of the range: FL FR FC LFE RL RR
     const std::vector<std::int16_t> sound = Listen(file.Audio());
-    for (std::size_t channel = 0; channel < 6; ++channel)
+    for (std::size_t channel = 0; channel < 6; ++channel) {
         EXPECT_NEAR(sound[6 * 1000 + channel], 32768 * 0.1 * static_cast<double>(channel + 1), 2);
+    }
 }
 
 TEST(AudioChunks, AreOfHandySizeAndFollowEachOther) {
@@ -96,8 +97,9 @@ TEST(AudioGaps, AreFilledWithSilence) {
     const std::vector<std::int16_t> sound = Listen(file.Audio(), &times);
     EXPECT_EQ(times.front(), 0);
     const auto begin = static_cast<std::size_t>(44100 - 2048);
-    for (std::size_t i = 0; i < begin; ++i)
+    for (std::size_t i = 0; i < begin; ++i) {
         ASSERT_EQ(sound[i], 0) << i;
+    }
     const auto later = sound.begin() + 44100 + 4096;
     EXPECT_TRUE(std::any_of(later, later + 1000, [](int sample) { return std::abs(sample) > 1000; }));
 
@@ -114,8 +116,9 @@ TEST(AudioGaps, SeekingBehindTheSoundGivesTheClockAPlaceToStartFrom) {
     const MEDIA_FRAME* frame = file.Audio().GetCurrentFrame();
     ASSERT_NE(frame, nullptr);
     EXPECT_EQ(frame->llPTS, 30'000'000);
-    for (const std::int16_t sample : Listen(file.Audio()))
+    for (const std::int16_t sample : Listen(file.Audio())) {
         EXPECT_EQ(sample, 0);
+    }
     EXPECT_LT(file.Audio().Seek(100, 1), 4) << "but not behind the file";
 }
 

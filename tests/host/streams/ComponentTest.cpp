@@ -18,14 +18,14 @@ using kq::test::WaitUntil;
 
 /// 260 frames, five a second so that each one stays for a while, with B-frames and a key frame every 250
 /// frames.
-constexpr const char* LongGop = "longgop.mp4";
-constexpr double Rate = 5;
-constexpr int FrameCount = 260;
+constexpr const char* longGop = "longgop.mp4";
+constexpr double rate = 5;
+constexpr int frameCount = 260;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr int Stride = 9; ///< the sanitizers see a sample of the frames
 #else
-constexpr int Stride = 1;
+constexpr int stride = 1;
 #endif
 
 /// @return the hash of a frame as the component hands it to a view
@@ -82,18 +82,19 @@ private:
 
 class LongGops : public testing::Test {
 protected:
-    LongGops() : m_plain(LongGop), m_file(Clip(LongGop)) { m_host.AddView(1, &m_file.Video()); }
+    LongGops() : m_plain(longGop), m_file(Clip(longGop)) { m_host.AddView(1, &m_file.Video()); }
 
     void SetUp() override {
-        ASSERT_EQ(m_plain.times.size(), static_cast<std::size_t>(FrameCount));
+        ASSERT_EQ(m_plain.times.size(), static_cast<std::size_t>(frameCount));
         ASSERT_EQ(m_plain.places.size(), m_plain.times.size()) << "all pictures differ";
     }
 
     static std::vector<int> InRandomOrder() {
         std::vector<int> order;
-        for (int n = 0; n < FrameCount; n += Stride)
+        for (int n = 0; n < frameCount; n += stride) {
             order.push_back(n);
-        order.push_back(FrameCount - 1);
+        }
+        order.push_back(frameCount - 1);
         std::shuffle(order.begin(), order.end(), std::mt19937(29));
         return order;
     }
@@ -105,8 +106,9 @@ protected:
         return WaitUntil([&] { return LastShown() == n; });
     }
     void KeepPlaying() {
-        if (m_host->IsActivate() == KQ_ACTIVATE_PLAYING)
+        if (m_host->IsActivate() == KQ_ACTIVATE_PLAYING) {
             return;
+        }
         m_host.Forget();
         m_host->Play();
         ASSERT_TRUE(WaitForFrame(0));
@@ -124,20 +126,20 @@ TEST_F(LongGops, SeeksWhilePausedShowExactlyTheFrame) {
     m_host.LoadAndWait();
     for (const int n : InRandomOrder()) {
         m_host.Forget();
-        ASSERT_EQ(m_host->SyncSeek(n / Rate, 1), 0);
+        ASSERT_EQ(m_host->SyncSeek(n / rate, 1), 0);
         ASSERT_EQ(LastShown(), n) << "shown before the call returns";
     }
 }
 
 TEST_F(LongGops, SeeksWhileStoppedGoToExactlyTheFrame) {
     for (const int n : InRandomOrder()) {
-        ASSERT_EQ(m_host->SyncSeek(n / Rate, 1), 0);
+        ASSERT_EQ(m_host->SyncSeek(n / rate, 1), 0);
         const MEDIA_FRAME* captured = m_host->CaptureCurrentImageEx();
         ASSERT_NE(captured, nullptr);
         ASSERT_EQ(m_plain.PlaceOf(ShownHash(*captured)), n);
     }
     for (const int n : {1, 130, 249, 250, 259}) {
-        m_host->SyncSeek(n / Rate, 1);
+        m_host->SyncSeek(n / rate, 1);
         m_host.LoadAndWait();
         EXPECT_TRUE(WaitForFrame(n)) << "the run begins with frame " << LastShown();
         m_host->Stop();
@@ -149,17 +151,18 @@ TEST_F(LongGops, SeeksWhilePlayingShowExactlyTheFrame) {
         KeepPlaying();
         const int before = LastShown();
         m_host.Forget();
-        ASSERT_EQ(m_host->SyncSeek(n / Rate, 1), 0);
+        ASSERT_EQ(m_host->SyncSeek(n / rate, 1), 0);
         ASSERT_TRUE(WaitForFrame(n)) << "at " << LastShown();
         // Up to the seek the clip may have gone on; then nothing may be seen but the frame.
         int expected = before;
         for (const auto& picture : m_host.Pictures()) {
             const int shown = m_plain.PlaceOf(picture.nHash);
-            if (shown == n)
+            if (shown == n) {
                 break;
+            }
             ASSERT_EQ(shown, ++expected) << "on the way to " << n;
         }
-        if (n == FrameCount - 1) {
+        if (n == frameCount - 1) {
             ASSERT_TRUE(WaitForEnd());
         }
     }
@@ -172,10 +175,11 @@ TEST_F(LongGops, StepsShowExactlyTheNextFrame) {
         ASSERT_EQ(m_host->SyncForward(), 0);
         ASSERT_TRUE(WaitForFrame(n)) << "at " << LastShown();
     };
-    for (int n = 1; n < FrameCount && !HasFatalFailure(); ++n)
+    for (int n = 1; n < frameCount && !HasFatalFailure(); ++n) {
         stepTo(n);
+    }
     for (int n = 259; n > 0 && !HasFatalFailure(); n -= 37) { // and back, as hosts step back
-        ASSERT_EQ(m_host->SyncSeek((n - 1) / Rate, 1), 0);
+        ASSERT_EQ(m_host->SyncSeek((n - 1) / rate, 1), 0);
         ASSERT_EQ(LastShown(), n - 1);
         stepTo(n);
     }
@@ -183,10 +187,10 @@ TEST_F(LongGops, StepsShowExactlyTheNextFrame) {
 
 TEST_F(LongGops, EndWithTheirLastPicture) {
     m_host->SetPlayTime(0, 100);
-    m_host->SyncSeek(FrameCount / Rate - 0.5, 1);
+    m_host->SyncSeek(frameCount / rate - 0.5, 1);
     m_host->Play();
     ASSERT_TRUE(WaitForEnd());
-    EXPECT_EQ(LastShown(), FrameCount - 1);
+    EXPECT_EQ(LastShown(), frameCount - 1);
 }
 
 class Comparisons : public testing::TestWithParam<Pair> {};
@@ -218,8 +222,9 @@ TEST_P(Comparisons, HoldBothViewsOnOneTime) {
     std::int64_t time = -1;
     const auto pictures = host.Pictures();
     for (const auto& picture : pictures) {
-        if (picture.nHash == 0 && pairs == 0)
+        if (picture.nHash == 0 && pairs == 0) {
             continue; // stopped still
+        }
         const bool isReference = picture.nView == pictures.front().nView;
         const int place = (isReference ? left : right).PlaceOf(picture.nHash);
         ASSERT_GE(place, 0) << "view " << picture.nView << " shows something else";
@@ -227,8 +232,8 @@ TEST_P(Comparisons, HoldBothViewsOnOneTime) {
             time = left.times[static_cast<std::size_t>(place)];
             continue;
         }
-        constexpr std::int64_t Rounding = 10'000; // half a millisecond for each clock
-        const auto after = std::upper_bound(right.times.begin(), right.times.end(), time + Rounding);
+        constexpr std::int64_t rounding = 10'000; // half a millisecond for each clock
+        const auto after = std::upper_bound(right.times.begin(), right.times.end(), time + rounding);
         ASSERT_EQ(place, std::max<std::ptrdiff_t>(after - right.times.begin() - 1, 0)) << "with " << time;
         ++pairs;
     }

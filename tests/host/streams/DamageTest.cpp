@@ -13,8 +13,9 @@ using namespace kq::test;
 std::string Spoilt(std::string content, double from, double to) {
     std::mt19937 random(3);
     const auto size = static_cast<double>(content.size());
-    for (auto i = static_cast<std::size_t>(size * from); i < static_cast<std::size_t>(size * to); ++i)
+    for (auto i = static_cast<std::size_t>(size * from); i < static_cast<std::size_t>(size * to); ++i) {
         content[i] = static_cast<char>(random());
+    }
     return content;
 }
 
@@ -31,8 +32,9 @@ TEST(Damage, IsSkippedAndPlayingGoesOn) {
             EXPECT_GE(left.size(), good.size() / 2);
             EXPECT_EQ(left.front(), good.front());
             EXPECT_EQ(left.back().hash, good.back().hash) << "whole again behind the damage";
-            for (std::size_t n = 1; n < left.size(); ++n)
+            for (std::size_t n = 1; n < left.size(); ++n) {
                 ASSERT_GT(left[n].time, left[n - 1].time);
+            }
         }
         if (spoilt.File().audio != nullptr) {
             EXPECT_GT(Listen(spoilt.Audio()).size(), Listen(whole.Audio()).size() / 2);

@@ -11,8 +11,10 @@ TEST(Filters, ThatDoNothingChangeNothing) {
     for (const char* clip : {"bframes.mp4", "rotated.mp4", "deep422.mkv", "vfr.mkv", "odd.mkv",
                              "fullrange.avi", "anamorphic.mp4", "changing.ts"}) {
         const std::vector<Shot> plain = AllShots(clip);
-        for (const char* graph : {"null", "copy", "vflip,vflip", "[in]split[a][b];[a]nullsink;[b]null[out]"})
+        for (const char* graph :
+             {"null", "copy", "vflip,vflip", "[in]split[a][b];[a]nullsink;[b]null[out]"}) {
             EXPECT_EQ(AllShots(clip, graph), plain) << clip << " through " << graph;
+        }
     }
 }
 
@@ -27,8 +29,9 @@ std::string Treated(const MEDIA_FRAME& frame, bool mirror, bool invert) {
         std::reverse(begin, begin + row);
         at += static_cast<std::size_t>(row);
     }
-    for (char& value : pixels)
+    for (char& value : pixels) {
         value = static_cast<char>(invert ? 255 - static_cast<std::uint8_t>(value) : value);
+    }
     return pixels;
 }
 
@@ -37,7 +40,7 @@ TEST(Filters, TreatThePicturesOnShow) {
         const char* graph;
         bool mirror, invert;
     } cases[] = {{"hflip", true, false}, {"negate", false, true}, {"hflip,negate", true, true}};
-    for (const char* clip : {"bframes.mp4", "rotated.mp4"})
+    for (const char* clip : {"bframes.mp4", "rotated.mp4"}) {
         for (const auto& expected : cases) {
             OpenedFile plain(Clip(clip));
             const OpenedFollower after(clip, plain.Video(), expected.graph);
@@ -49,6 +52,7 @@ TEST(Filters, TreatThePicturesOnShow) {
                     << clip << " through " << expected.graph << " at " << time;
             }
         }
+    }
 }
 
 TEST(Filters, OfOtherFormatsComeBackAsTheyWere) {
@@ -60,9 +64,10 @@ TEST(Filters, OfOtherFormatsComeBackAsTheyWere) {
         const std::string treated = PixelsOf(*after.Video().GetCurrentFrame());
         ASSERT_EQ(before.size(), treated.size());
         double difference = 0;
-        for (std::size_t i = 0; i < before.size(); ++i)
+        for (std::size_t i = 0; i < before.size(); ++i) {
             difference +=
                 std::abs(static_cast<std::uint8_t>(before[i]) - static_cast<std::uint8_t>(treated[i]));
+        }
         EXPECT_LT(difference / static_cast<double>(before.size()), 3) << graph;
     }
 }

@@ -70,6 +70,18 @@ TEST(Followers, AreNotMovedByTheirOwnTransport) {
     EXPECT_DOUBLE_EQ(file.Video().GetFramePosition(), 25);
 }
 
+TEST(Followers, AreThereWhateverIsAskedFirst) {
+    OpenedFile file(Clip("bframes.mp4"));
+    const OpenedFollower follower("opengop.mp4", file.Video());
+    const OpenedFollower last("opengop.mp4", follower.Video());
+    for (const int n : {50, 10, 11, 80, 79}) {
+        file.Video().Seek(n / 25.0, 1);
+        EXPECT_DOUBLE_EQ(follower.Video().GetFramePosition(), n);
+        file.Video().NextFrame();
+        EXPECT_DOUBLE_EQ(last.Video().GetFramePosition(), n + 1) << "through the one between";
+    }
+}
+
 TEST(Followers, DescribeTheirOwnFileAndKeepTheirReference) {
     OpenedFile file(Clip("bframes.mp4"));
     file.Video().Seek(2.0, 1);
@@ -116,20 +128,24 @@ TEST(Followers, WorkForSeveralThreads) {
     const OpenedFollower follower("program.mpg", file.Video());
     std::atomic<bool> done{false};
     std::vector<std::thread> viewers;
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < 3; ++i) {
         viewers.emplace_back([&] {
-            while (!done)
+            while (!done) {
                 EXPECT_GE(Look(follower.Video()).time, 0);
+            }
         });
+    }
     std::mt19937 random(3);
     for (int i = 0; i < 40; ++i) {
-        if (i % 4 == 0)
+        if (i % 4 == 0) {
             file.Video().Seek(static_cast<double>(random() % 4000) / 1000, 1);
+        }
         file.Video().NextFrame();
     }
     done = true;
-    for (std::thread& viewer : viewers)
+    for (std::thread& viewer : viewers) {
         viewer.join();
+    }
 }
 
 } // namespace

@@ -15,8 +15,9 @@ std::string ReferencePixels(const std::string& clip) {
     const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
     std::string pixels;
     std::array<char, 65536> buffer;
-    while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), pipe.get()))
+    while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), pipe.get())) {
         pixels.append(buffer.data(), count);
+    }
     return pixels;
 }
 
@@ -25,9 +26,9 @@ TEST(Pictures, AreThoseOfTheCommandLineTool) {
          {"bframes.mp4", "opengop.mp4", "editlist.mp4", "rotated.mp4", "program.mpg", "theora.ogg"}) {
         OpenedFile file(Clip(clip));
         std::string pixels;
-        do
+        do {
             pixels += PixelsOf(*file.Video().GetCurrentFrame());
-        while (file.Video().NextFrame() > 0);
+        } while (file.Video().NextFrame() > 0);
         EXPECT_TRUE(pixels == ReferencePixels(clip)) << clip;
     }
 }

@@ -15,8 +15,8 @@ namespace {
 
 using kq::test::WaitUntil;
 
-constexpr Ticks Step = TicksPerSecond / 10;
-constexpr std::size_t FrameBytes = 100;
+constexpr Ticks step = TicksPerSecond / 10;
+constexpr std::size_t frameBytes = 100;
 
 /// What the test sees of its source, which the stream owns.
 struct Studio {
@@ -40,16 +40,18 @@ public:
     explicit FakeSource(Studio& studio) : m_studio(studio) {}
 
     FramePtr Next() override {
-        while (!m_studio.cancelled && m_studio.made >= m_studio.allowed)
+        while (!m_studio.cancelled && m_studio.made >= m_studio.allowed) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        if (m_studio.cancelled || m_next >= m_studio.frames)
+        }
+        if (m_studio.cancelled || m_next >= m_studio.frames) {
             return nullptr;
+        }
         ++m_studio.made;
         return Make(m_next++);
     }
     Landing Seek(Ticks time, bool /*exact*/) override {
         ++m_studio.seeks;
-        m_next = std::min(static_cast<int>(time / Step), m_studio.frames - 1);
+        m_next = std::min(static_cast<int>(time / step), m_studio.frames - 1);
         return {true, Make(m_next++)};
     }
     Ticks Tolerance() const override { return 0; }
@@ -64,10 +66,10 @@ private:
             --*alive;
             delete gone;
         });
-        frame->time = frame->record.llPTS = index * Step;
+        frame->time = frame->record.llPTS = index * step;
         frame->position = index;
         frame->endPosition = index + 1;
-        frame->bytes = FrameBytes;
+        frame->bytes = frameBytes;
         return frame;
     }
 
@@ -85,7 +87,7 @@ TEST(FrameQueue, IsBoundedInBytesAndFrames) {
     const struct {
         std::size_t bytes;
         int frames;
-    } cases[] = {{0, 3}, {FrameBytes * 5, 5}, {1'000'000, 32}};
+    } cases[] = {{0, 3}, {frameBytes * 5, 5}, {1'000'000, 32}};
     for (const auto& expected : cases) {
         Studio studio;
         studio.frames = 1000;
@@ -94,6 +96,25 @@ TEST(FrameQueue, IsBoundedInBytesAndFrames) {
         stream->NextFrame();
         EXPECT_EQ(studio.Settled(expected.frames + 1), expected.frames + 1)
             << "what was taken is made up for";
+    }
+}
+
+TEST(FrameQueue, IsBoundedAfterEverySeek) {
+    Studio studio;
+    studio.frames = 1000;
+    const auto stream = Play(studio, frameBytes * 5);
+    int made = 5;
+    EXPECT_EQ(studio.Settled(made), made);
+    const struct {
+        double time;
+        int seeks, madeAnew; ///< a seek gives the first of the five itself
+    } cases[] = {{60, 1, 4}, {3, 1, 4}, {50, 1, 4}, {50.3, 0, 3}, {0, 1, 4}};
+    for (const auto& expected : cases) {
+        const int before = studio.seeks;
+        stream->Seek(expected.time, 1);
+        made += expected.madeAnew;
+        EXPECT_EQ(studio.Settled(made), made) << expected.time;
+        EXPECT_EQ(studio.seeks - before, expected.seeks) << expected.time;
     }
 }
 
@@ -111,16 +132,17 @@ TEST(FrameQueue, GivesFrameAfterFrameAndHoldsTheLastPictureButNoSound) {
         EXPECT_EQ(stream->GetCurrentFrame(), first) << "the same until it moves";
         EXPECT_EQ(stream->GetFramePosition(), 0);
         EXPECT_GT(stream->NextFrame(), 0);
-        EXPECT_EQ(stream->GetCurrentFrame()->llPTS, Step);
+        EXPECT_EQ(stream->GetCurrentFrame()->llPTS, step);
         EXPECT_GT(stream->NextFrame(), 0);
-        for (int again = 0; again < 2; ++again)
+        for (int again = 0; again < 2; ++again) {
             EXPECT_EQ(stream->NextFrame(), 0);
+        }
         const MEDIA_FRAME* last = stream->GetCurrentFrame();
         EXPECT_EQ(last != nullptr, expected.holds);
-        EXPECT_EQ(last != nullptr ? last->llPTS : 2 * Step, 2 * Step);
+        EXPECT_EQ(last != nullptr ? last->llPTS : 2 * step, 2 * step);
         EXPECT_EQ(stream->GetFramePosition(), expected.endPosition);
         EXPECT_DOUBLE_EQ(stream->Seek(0.1, 1), 0.1) << "alive again";
-        EXPECT_EQ(stream->GetCurrentFrame()->llPTS, Step);
+        EXPECT_EQ(stream->GetCurrentFrame()->llPTS, step);
     }
 }
 
@@ -143,7 +165,7 @@ TEST(FrameQueue, WaitsForALateDecoder) {
 
 TEST(FrameQueue, NearSeeksOnlyDropFrames) {
     Studio studio;
-    const auto stream = Play(studio, FrameBytes * 10);
+    const auto stream = Play(studio, frameBytes * 10);
     EXPECT_EQ(studio.Settled(10), 10);
     EXPECT_DOUBLE_EQ(stream->Seek(0.55, 1), 0.5);
     EXPECT_DOUBLE_EQ(stream->Seek(0.5, 1), 0.5);
@@ -167,14 +189,15 @@ TEST(FramePinning, KeepsAFrameForTheThreadThatGotIt) {
     const auto stream = Play(studio);
     const MEDIA_FRAME* mine = stream->GetCurrentFrame();
     std::thread([&stream] {
-        for (int i = 0; i < 10; ++i)
+        for (int i = 0; i < 10; ++i) {
             stream->NextFrame();
+        }
         stream->Seek(0.3, 1);
-        EXPECT_EQ(stream->GetCurrentFrame()->llPTS, 3 * Step);
+        EXPECT_EQ(stream->GetCurrentFrame()->llPTS, 3 * step);
     }).join();
     EXPECT_EQ(mine->llPTS, 0) << "freed memory under the sanitizers if not kept";
     const int before = studio.alive;
-    EXPECT_EQ(stream->GetCurrentFrame()->llPTS, 3 * Step);
+    EXPECT_EQ(stream->GetCurrentFrame()->llPTS, 3 * step);
     EXPECT_EQ(studio.alive, before - 1) << "let go when the thread comes back";
 }
 
@@ -194,8 +217,9 @@ TEST(FramePinning, IsBounded) {
     }
     studio.Settled(103);
     EXPECT_LE(studio.alive, 32 + 3);
-    for (std::thread& thread : threads)
+    for (std::thread& thread : threads) {
         thread.join();
+    }
 }
 
 } // namespace

@@ -29,10 +29,12 @@ protected:
 
 std::vector<std::size_t> Order(std::size_t count, std::size_t step, bool shuffled) {
     std::vector<std::size_t> order;
-    for (std::size_t n = 0; n < count; n += step)
+    for (std::size_t n = 0; n < count; n += step) {
         order.push_back(n);
-    if (shuffled)
+    }
+    if (shuffled) {
         std::shuffle(order.begin(), order.end(), std::mt19937(17));
+    }
     return order;
 }
 
@@ -41,8 +43,9 @@ std::vector<std::size_t> BackAndForth(std::size_t count) {
     std::vector<std::size_t> order;
     for (std::size_t n = count; n-- > 0;) {
         order.push_back(n);
-        for (std::size_t forward = 1; n % 11 == 0 && forward < 5 && n + forward < count; ++forward)
+        for (std::size_t forward = 1; n % 11 == 0 && forward < 5 && n + forward < count; ++forward) {
             order.push_back(n + forward);
+        }
     }
     return order;
 }
@@ -51,8 +54,9 @@ TEST_P(Seeking, ShowsExactlyTheFrameOfEveryTime) {
     const std::size_t count = m_shots.size();
     const double rate = VideoFormat(m_video).dFrameRate;
     ASSERT_EQ(count, GetParam().frames);
-    for (std::size_t n = 1; n < count; ++n)
+    for (std::size_t n = 1; n < count; ++n) {
         ASSERT_GT(m_shots[n].time, m_shots[n - 1].time);
+    }
 
     for (const auto& order :
          {Order(count, 1, false), BackAndForth(count), Order(count, GetParam().step, true)}) {
@@ -129,8 +133,9 @@ TEST(KeyFrames, AreTheNearestBefore) {
 TEST(Positions, AreTimesTheRateWhereFramesComeUnsteadily) {
     OpenedFile file(Clip("vfr.mkv"));
     const double rate = VideoFormat(file.Video()).dFrameRate;
-    for (const Shot& shot : PlayThrough(file.Video()))
+    for (const Shot& shot : PlayThrough(file.Video())) {
         EXPECT_NEAR(shot.position / rate, static_cast<double>(shot.time) / 1e7, 1e-3);
+    }
 }
 
 } // namespace

@@ -88,9 +88,10 @@ inline std::string PixelsOf(const MEDIA_FRAME& frame) {
     const tagYUVImage& image = frame.image;
     std::string pixels;
     const auto append = [&pixels](const std::uint8_t* plane, int pitch, int width, int height) {
-        for (int y = 0; y < height; ++y)
+        for (int y = 0; y < height; ++y) {
             pixels.append(reinterpret_cast<const char*>(plane) + static_cast<std::ptrdiff_t>(y) * pitch,
                           static_cast<std::size_t>(width));
+        }
     };
     const int chromaWidth = (image.nWidth + 1) / 2;
     const int chromaHeight = (image.nHeight + 1) / 2;
@@ -117,19 +118,21 @@ struct Shot {
 /// @return the current frame, an empty shot without one
 inline Shot Look(IMediaStream& stream) {
     const MEDIA_FRAME* frame = stream.GetCurrentFrame();
-    if (frame == nullptr)
+    if (frame == nullptr) {
         return {};
+    }
     return {frame->llPTS, stream.GetFramePosition(), std::hash<std::string>()(PixelsOf(*frame))};
 }
 
 /// @return all pictures from the current one to the end
 inline std::vector<Shot> PlayThrough(IMediaStream& stream) {
-    if (stream.GetCurrentFrame() == nullptr)
+    if (stream.GetCurrentFrame() == nullptr) {
         return {};
+    }
     std::vector<Shot> shots;
-    do
+    do {
         shots.push_back(Look(stream));
-    while (stream.NextFrame() > 0);
+    } while (stream.NextFrame() > 0);
     return shots;
 }
 
@@ -139,8 +142,9 @@ inline std::vector<std::int16_t> Listen(IMediaStream& stream, std::vector<std::i
     while (const MEDIA_FRAME* frame = stream.GetCurrentFrame()) {
         const auto* samples = reinterpret_cast<const std::int16_t*>(frame->image.pU);
         sound.insert(sound.end(), samples, samples + frame->image.nAudioLength / 2);
-        if (times != nullptr)
+        if (times != nullptr) {
             times->push_back(frame->llPTS);
+        }
         stream.NextFrame();
     }
     return sound;

@@ -10,8 +10,9 @@ namespace {
 
 /// Reads the whole frame, so that memory freed too early is noticed.
 std::size_t Touch(const MEDIA_FRAME* frame, bool isVideo) {
-    if (frame == nullptr)
+    if (frame == nullptr) {
         return 0;
+    }
     const auto* sound = reinterpret_cast<const char*>(frame->image.pU);
     return std::hash<std::string>()(
         isVideo ? PixelsOf(*frame) : std::string(sound, static_cast<std::size_t>(frame->image.nAudioLength)));
@@ -46,10 +47,12 @@ TEST(Threads, MayUseOneStreamTogether) {
         const bool isVideo = file.File().video != nullptr;
         IMediaStream& stream = isVideo ? file.Video() : file.Audio();
         std::vector<std::thread> threads;
-        for (unsigned seed = 0; seed < 4; ++seed)
+        for (unsigned seed = 0; seed < 4; ++seed) {
             threads.emplace_back([&stream, seed, isVideo] { UseAtRandom(stream, seed, isVideo); });
-        for (std::thread& thread : threads)
+        }
+        for (std::thread& thread : threads) {
             thread.join();
+        }
     }
 }
 
@@ -58,12 +61,14 @@ TEST(Threads, MayGiveStreamsBackAtAnyMoment) {
         OpenedFile file(Clip(i % 2 == 0 ? "bframes.mp4" : "program.mpg"));
         file.Video().AddRef();
         std::thread other([&stream = file.Video(), i] {
-            for (int n = 0; n < i; ++n)
+            for (int n = 0; n < i; ++n) {
                 stream.NextFrame();
+            }
             stream.Release();
         });
-        if (i % 3 == 0)
+        if (i % 3 == 0) {
             file.Video().Seek(2, 1);
+        }
         file.File().Release();
         other.join();
     }
