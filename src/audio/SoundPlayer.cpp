@@ -1,6 +1,6 @@
 #include "audio/SoundPlayer.h"
 
-#include <unistd.h>
+#include "thread/TimeSource.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr useconds_t kIdleMicroseconds = 10'000;
+constexpr std::uint32_t kIdleMicroseconds = 10'000;
 constexpr int kLeastRate = 100;
 constexpr int kMostRate = 768'000;
 constexpr std::int64_t kTicksPerSecond = 10'000'000; ///< of a time stamp
@@ -414,7 +414,7 @@ bool SoundPlayer::RefillWhatIsDone(int& nDelivered) {
         return false;
     }
     if (nProcessed == 0 && eState != AL_STOPPED) {
-        usleep(kIdleMicroseconds);
+        TimeSource::Current().Sleep(kIdleMicroseconds);
     }
     return RestartIfDry(nDelivered);
 }
@@ -468,7 +468,7 @@ int SoundPlayer::svc() {
     std::puts(" ================ svc sound begin thread ==================\n");
     while (true) {
         if (GetState() == THREAD_SUSPENDED) {
-            usleep(kIdleMicroseconds);
+            TimeSource::Current().Sleep(kIdleMicroseconds);
             continue;
         }
         if (m_pStopEvent->Wait(0) == WAIT_SET) {
@@ -511,6 +511,16 @@ std::int64_t SoundPlayer::PlayedOfQueue() const {
     return ValueOf(m_uiSource, AL_SOURCE_STATE, AL_PLAYING) == AL_STOPPED
                ? std::int64_t{m_nPlayedIfDry} * m_nBufferSize
                : 0;
+}
+
+bool SoundPlayer::IsQueueFilled() {
+    CSingleLock lock(&m_Lock);
+    return m_bOpened != 0 &&
+           ValueOf(m_uiSource, AL_BUFFERS_QUEUED, 0) > ValueOf(m_uiSource, AL_BUFFERS_PROCESSED, 0);
+}
+
+void SoundPlayer::SearchPTS(std::int64_t llBytePos, std::int64_t& llPTS, std::int64_t& llChunkPos) {
+    m_TimeCodeMgr.SearchPTSReverse(llBytePos, llPTS, llChunkPos);
 }
 
 std::int64_t SoundPlayer::GetTotalBytes() {

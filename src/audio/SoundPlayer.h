@@ -2,6 +2,7 @@
 /// Plays one audio stream through OpenAL.
 #pragma once
 
+#include "audio/SoundOutput.h"
 #include "audio/TimeCodeMgr.h"
 #include "thread/BaseThread.h"
 
@@ -26,7 +27,7 @@
 ///
 /// An OpenAL call that fails prints its error, and is otherwise ignored unless it feeds the source: then the
 /// sound ends (HasFailed()), and the object can still be stopped, started afresh, and closed.
-class SoundPlayer final : public BaseThread {
+class SoundPlayer final : public BaseThread, public SoundOutput {
 public:
     /// @param pStream the stream to play, of which a reference is kept; may be null
     explicit SoundPlayer(IMediaStream* pStream);
@@ -38,19 +39,19 @@ public:
     /// a printed line and opens nothing. A context that is current belongs to somebody else and is never
     /// closed.
     /// @return 1
-    int Open(int nSampleRate, int nChannels, int nBits);
+    int Open(int nSampleRate, int nChannels, int nBits) override;
     /// Resumes after Pause(); otherwise a fresh start: both buffers are filled anew, positions start at 0 and
     /// the timecode map starts again. After the declared end of the audio a fresh start finds it going on
     /// where the stream has data again, with a new second of silence. Where nothing can be started the state
     /// is THREAD_FINISHED and nothing plays. Does nothing while it plays.
-    void Play();
-    void Pause();
+    void Play() override;
+    void Pause() override;
     /// Ends the thread and stops the source. The stream and the pull state stay as they are.
-    void Stop();
+    void Stop() override;
     void Close();
     /// @return the position being heard, in bytes since the last fresh start; never negative, and never more
     /// than what has been queued. Where OpenAL does not tell, the begin of the queue.
-    std::int64_t GetPlayPos();
+    std::int64_t GetPlayPos() override;
     /// Fills a buffer from the stream. @return the bytes that count as delivered, silence included; 0 at the
     /// end
     int SoundPlayCB(unsigned char* pBuf, int nLen);
@@ -61,29 +62,31 @@ public:
     bool ALFWInitOpenAL();
     int svc() override;
 
-    bool IsOpen() const { return m_bOpened != 0; }
-    IMediaStream* GetStream() const { return m_pStream.Get(); }
+    bool IsOpen() const override { return m_bOpened != 0; }
+    IMediaStream* GetStream() const override { return m_pStream.Get(); }
     /// @return whether the end of the audio has been declared: no data for longer than the second of silence,
     /// the device gone, or a failure
-    bool IsStreamEnd() const { return m_bStreamEnd != 0; }
+    bool IsStreamEnd() const override { return m_bStreamEnd != 0; }
     /// @return whether a call that feeds the source (generate, fill, queue, unqueue, play, or a query of what
     /// is to be refilled), or the start of the thread, has failed: nothing more will be heard. Set before
     /// IsStreamEnd(); cleared by Open() and by a fresh start in which every call succeeds. Any thread may
     /// ask.
-    bool HasFailed() const { return m_bFailed != 0; }
+    bool HasFailed() const override { return m_bFailed != 0; }
     /// @return whether the stream delivers again after the end of the audio, so that a Play() would be heard:
     /// from the stream's present frame on, so the owner may move the stream first
-    bool HasDataAgain() const;
-    bool IsPlaying() const { return m_bPlaying != 0; }
-    std::uint32_t GetBytesPerSec() const { return static_cast<std::uint32_t>(m_nBytesPerSec); }
+    bool HasDataAgain() const override;
+    bool IsPlaying() const override { return m_bPlaying != 0; }
+    std::uint32_t GetBytesPerSec() const override { return static_cast<std::uint32_t>(m_nBytesPerSec); }
+    std::int32_t GetThreadState() const override { return GetState(); }
+    bool IsQueueFilled() override;
+    void SearchPTS(std::int64_t llBytePos, std::int64_t& llPTS, std::int64_t& llChunkPos) override;
     int GetBufferSize() const { return m_nBufferSize; }
     /// @return the bytes handed to OpenAL since the last Stop()
-    std::int64_t GetTotalBytes();
+    std::int64_t GetTotalBytes() override;
     /// Forgets what was pulled, after Stop() and before the stream is moved.
-    void ResetPullState();
+    void ResetPullState() override;
 
     TimeCodeMgr m_TimeCodeMgr;
-    std::int64_t m_llCheckPos = 0; ///< the owner's, for its check of the audio's end
 
 private:
     static constexpr int kBufferCount = 2;
