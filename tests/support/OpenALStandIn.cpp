@@ -7,6 +7,7 @@
 #include <cstring>
 #include <deque>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <stdexcept>
@@ -49,7 +50,7 @@ struct World {
     bool isClockStopped = false;
     Clock::time_point settled = Clock::now();
     double rate = 1;
-    std::optional<int> toldOffset;
+    int offsetShift = 0;
     bool isConnected = true;
 
     std::set<ALCdevice*> devices;
@@ -60,8 +61,11 @@ struct World {
     ALuint nextName = 1;
     std::map<ALuint, Buffer> buffers;
     std::map<ALuint, Source> sources;
-    std::vector<std::uint8_t> heard;
+    std::vector<OpenALStandIn::Heard> heard;
 
+    World() = default;
+    World(const World&) = delete;
+    World& operator=(const World&) = delete;
     ~World() {
         for (ALCcontext* context : contexts) {
             delete context;
@@ -85,10 +89,11 @@ struct World {
 
     void Settle() {
         const Clock::time_point now = Clock::now();
-        if (!isClockStopped) {
-            Pass(std::chrono::duration<double>(now - settled).count());
-        }
+        const Clock::duration passed = now - settled;
         settled = now;
+        if (!isClockStopped) {
+            Pass(std::chrono::duration<double>(passed).count());
+        }
     }
 
     void Pass(double seconds) {
@@ -104,6 +109,7 @@ struct World {
         source.frames += seconds * first.rate;
         const double whole = std::floor(source.frames);
         source.frames -= whole;
+        std::vector<std::uint8_t> bytes;
         std::int64_t begin = 0; // of a buffer, from the begin of the queue
         const std::int64_t end = source.played + static_cast<std::int64_t>(whole) * first.frameBytes;
         for (const ALuint name : source.queue) {
@@ -111,12 +117,21 @@ struct World {
             const auto size = static_cast<std::int64_t>(pcm.size());
             const std::int64_t from = std::clamp<std::int64_t>(source.played - begin, 0, size);
             const std::int64_t to = std::clamp<std::int64_t>(end - begin, from, size);
-            heard.insert(heard.end(), pcm.begin() + from, pcm.begin() + to);
+            bytes.insert(bytes.end(), pcm.begin() + from, pcm.begin() + to);
             begin += size;
         }
+        Note(bytes);
         source.played = std::min(end, begin);
         if (end >= begin) {
             source.state = AL_STOPPED;
+        }
+    }
+
+    void Note(const std::vector<std::uint8_t>& bytes) {
+        if (bytes.size() >= 2) {
+            auto& samples = heard.emplace_back(OpenALStandIn::Heard{settled, {}}).samples;
+            samples.resize(bytes.size() / 2);
+            std::memcpy(samples.data(), bytes.data(), samples.size() * 2);
         }
     }
 
@@ -133,6 +148,21 @@ struct World {
         return count;
     }
 
+    ALint ValueOf(const Source& source, ALenum what) const {
+        switch (what) {
+        case AL_SOURCE_STATE:
+            return source.state;
+        case AL_BUFFERS_QUEUED:
+            return static_cast<ALint>(source.queue.size());
+        case AL_BUFFERS_PROCESSED:
+            return Processed(source);
+        default: // the offset, which only a source on its way has
+            return source.state == AL_PLAYING || source.state == AL_PAUSED
+                       ? static_cast<ALint>(source.played) + offsetShift
+                       : 0;
+        }
+    }
+
     bool IsQueued(ALuint buffer) const {
         return std::any_of(sources.begin(), sources.end(), [buffer](const auto& item) {
             const auto& queue = item.second.queue;
@@ -142,7 +172,7 @@ struct World {
 };
 
 std::mutex worldLock;
-std::optional<World> world;
+auto world = std::make_unique<World>();
 
 /// Runs a call of the context, which tells its error, unless it is to fail.
 template <class Body>
@@ -186,12 +216,12 @@ int FrameBytesOf(ALenum format) {
 
 OpenALStandIn::OpenALStandIn() {
     const std::lock_guard<std::mutex> lock(worldLock);
-    world.emplace();
+    world = std::make_unique<World>();
 }
 
 OpenALStandIn::~OpenALStandIn() {
     const std::lock_guard<std::mutex> lock(worldLock);
-    world.emplace();
+    world = std::make_unique<World>();
 }
 
 void OpenALStandIn::Fail(const std::string& function, int nth, Failing how) {
@@ -227,9 +257,9 @@ void OpenALStandIn::SetRate(double rate) {
     world->rate = rate;
 }
 
-void OpenALStandIn::SetToldOffset(std::optional<int> offset) {
+void OpenALStandIn::ShiftOffset(int bytes) {
     const std::lock_guard<std::mutex> lock(worldLock);
-    world->toldOffset = offset;
+    world->offsetShift = bytes;
 }
 
 void OpenALStandIn::Disconnect() {
@@ -267,12 +297,18 @@ int OpenALStandIn::CountWrongClosings() const {
     return world->wrongClosings;
 }
 
-std::vector<std::int16_t> OpenALStandIn::GetHeard() const {
+std::vector<OpenALStandIn::Heard> OpenALStandIn::GetHeard() const {
     const std::lock_guard<std::mutex> lock(worldLock);
     world->Settle();
-    std::vector<std::int16_t> samples(world->heard.size() / 2);
-    std::memcpy(samples.data(), world->heard.data(), samples.size() * 2);
-    return samples;
+    return world->heard;
+}
+
+std::vector<std::int16_t> OpenALStandIn::GetHeardSamples() const {
+    std::vector<std::int16_t> all;
+    for (const Heard& piece : GetHeard()) {
+        all.insert(all.end(), piece.samples.begin(), piece.samples.end());
+    }
+    return all;
 }
 
 } // namespace kq::test
@@ -472,21 +508,18 @@ void alSourcei(ALuint name, ALenum what, ALint value) {
 
 void alGetSourcei(ALuint name, ALenum what, ALint* value) {
     static const std::map<ALenum, std::string> queries{{AL_SOURCE_STATE, "AL_SOURCE_STATE"},
+                                                       {AL_BUFFERS_QUEUED, "AL_BUFFERS_QUEUED"},
                                                        {AL_BUFFERS_PROCESSED, "AL_BUFFERS_PROCESSED"},
                                                        {AL_BYTE_OFFSET, "AL_BYTE_OFFSET"}};
     const auto query = queries.find(what);
     if (query == queries.end()) {
         throw std::logic_error("the stand-in does not know this value");
     }
-    CallSource("alGetSourcei/" + query->second, name, [&](World& w, Source& source) -> ALenum {
+    CallSource("alGetSourcei/" + query->second, name, [&](World& w, const Source& source) -> ALenum {
         if (w.IsFaulty("alGetSourcei")) {
             return AL_INVALID_OPERATION;
         }
-        const bool isOnItsWay = source.state == AL_PLAYING || source.state == AL_PAUSED;
-        *value = what == AL_SOURCE_STATE ? source.state
-                 : what == AL_BUFFERS_PROCESSED
-                     ? w.Processed(source)
-                     : w.toldOffset.value_or(isOnItsWay ? static_cast<int>(source.played) : 0);
+        *value = w.ValueOf(source, what);
         return AL_NO_ERROR;
     });
 }

@@ -1,6 +1,6 @@
 /// @file
-/// OpenAL for a test program: its functions replace the library's, and fail, stall, jump and disconnect when
-/// told.
+/// OpenAL for a test program: its functions replace the library's, and fail, stall, jump, creep and
+/// disconnect when told.
 #pragma once
 
 #include <AL/al.h>
@@ -8,7 +8,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,7 +30,7 @@ public:
     ~OpenALStandIn();
 
     /// @param function as OpenAL calls it; "alGetSourcei/AL_BYTE_OFFSET" (…/AL_SOURCE_STATE,
-    ///     …/AL_BUFFERS_PROCESSED) for the query of that value alone
+    ///     …/AL_BUFFERS_PROCESSED, …/AL_BUFFERS_QUEUED) for the query of that value alone
     /// @param nth from the next call on, which is 1
     void Fail(const std::string& function, int nth = 1, Failing how = Failing::Once);
     /// @return how often a function was called, failures included, since the object was made
@@ -42,10 +41,10 @@ public:
     /// From now on only Advance() moves the device's clock.
     void StopClock();
     void Advance(std::chrono::microseconds by);
-    /// Device time for a unit of time: 0 stalls, 0.01 creeps, 1 is right.
+    /// Device time for a unit of time: 0 stalls, 0.1 creeps, 1 is right.
     void SetRate(double rate);
-    /// What AL_BYTE_OFFSET tells from now on; the truth again without a value.
-    void SetToldOffset(std::optional<int> offset);
+    /// From now on AL_BYTE_OFFSET of a source that plays tells so many bytes more than the truth, or less.
+    void ShiftOffset(int bytes);
     /// The device goes away: its sources stop, and none starts any more.
     void Disconnect();
 
@@ -64,8 +63,15 @@ public:
     Objects GetObjects() const;
     /// @return how often something was closed or destroyed that did not exist (any more)
     int CountWrongClosings() const;
-    /// @return what has been played, in order, as 16-bit samples
-    std::vector<std::int16_t> GetHeard() const;
+
+    /// What was played between two calls of OpenAL, as 16-bit samples.
+    struct Heard {
+        std::chrono::steady_clock::time_point when; ///< the last of them
+        std::vector<std::int16_t> samples;
+    };
+    /// @return all that has been played, in order; of one source at a time
+    std::vector<Heard> GetHeard() const;
+    std::vector<std::int16_t> GetHeardSamples() const;
 
 private:
     ALCdevice* m_device = nullptr;
