@@ -14,19 +14,23 @@ namespace {
 constexpr std::uint32_t kFrozenMs = 300;
 /// One that stands still for so long does not lead, whatever its queue holds.
 constexpr std::uint32_t kStillMs = 1000;
-/// What passes between two looks counts as standing still up to here: more means that nobody could look, because
-/// a callback took long or the process was stopped.
+/// What passes between two looks counts as standing still up to here: more means that nobody could look,
+/// because a callback took long or the process was stopped.
 constexpr std::uint32_t kMostBetweenLooksMs = 50;
 constexpr std::uint32_t kLongBetweenLooksMs = 200;
 /// A sound that leads is compared with the wall clock over this stretch.
 constexpr std::uint32_t kStretchMs = 2000;
-constexpr std::int64_t kMostAheadMs = 150;
+/// Four pictures at 25 Hz may come at once, not more.
+constexpr std::int64_t kMostAheadMs = 100;
 constexpr std::int64_t kMostBehindMs = 300;
 /// A sound that has just been started leads from so far ahead of the pictures, or so far behind.
 constexpr std::int64_t kMostAheadAtStartMs = 100;
 constexpr std::int64_t kMostBehindAtStartMs = 1500;
 /// One that did not lead does so again when it comes so close.
 constexpr std::int64_t kCloseMs = 60;
+/// And when it has kept the pace for so long: each time that a sound of a wrong rate leads costs the pictures
+/// kMostBehindMs.
+constexpr std::uint32_t kProbationMs = 1000;
 /// The 32-bit wall clock is anchored anew before it wraps.
 constexpr std::uint32_t kLongPlayTimeMs = 1u << 30;
 
@@ -39,6 +43,7 @@ void MediaClock::Attach(SoundOutput* pSound) {
     m_pSound = pSound;
     m_bStarted = false;
     m_bAstray = false;
+    m_bLostPace = false;
     m_bAudioDone = pSound == nullptr;
 }
 
@@ -219,13 +224,23 @@ bool MediaClock::HasKeptPace(const Look& look) {
 void MediaClock::ChooseLeader(const Look& look) {
     const bool bKeptPace = HasKeptPace(look) && m_dwStill < kStillMs;
     const std::int64_t llAhead = look.llHeard - WallMedia();
-    if (m_bFresh) {
-        m_bFresh = false;
+    const bool bStarts = m_bFresh;
+    m_bFresh = false;
+    if (m_bLostPace && (bStarts || !bKeptPace)) {
+        m_dwLostPace = look.dwWhen;
+        m_reference = look;
+    }
+    if (bStarts && !m_bLostPace) {
         m_bLeads = llAhead <= kMostAheadAtStartMs && llAhead >= -kMostBehindAtStartMs;
     } else if (m_bLeads && !bKeptPace) {
         HandOver();
-    } else if (!m_bLeads && bKeptPace && std::abs(llAhead) <= kCloseMs) {
+        m_bLostPace = true;
+        m_dwLostPace = look.dwWhen;
+        m_reference = look;
+    } else if (!m_bLeads && bKeptPace && std::abs(llAhead) <= kCloseMs &&
+               (!m_bLostPace || look.dwWhen - m_dwLostPace >= kProbationMs)) {
         m_bLeads = true;
+        m_bLostPace = false;
         m_reference = look;
     }
     if (m_bLeads) {

@@ -8,13 +8,13 @@
 
 class SoundOutput;
 
-/// Tells whether a picture is due and which media time is heard. The only place that knows the anchor, the wall
-/// clock, the paused time and the heard sound, and the only one that changes them.
+/// Tells whether a picture is due and which media time is heard. The only place that knows the anchor, the
+/// wall clock, the paused time and the heard sound, and the only one that changes them.
 ///
-/// Media time is in milliseconds of the streams' own time stamps. Pictures follow the sound while it leads, and
-/// the wall clock otherwise: without sound, before a sound that starts later, after its end, and when the sound
-/// cannot be trusted. Whenever pacing passes from the sound to the wall clock, the wall clock goes on from the
-/// position then shown.
+/// Media time is in milliseconds of the streams' own time stamps. Pictures follow the sound while it leads,
+/// and the wall clock otherwise: without sound, before a sound that starts later, after its end, and when the
+/// sound cannot be trusted. Whenever pacing passes from the sound to the wall clock, the wall clock goes on
+/// from the position then shown.
 ///
 /// Used on the playback thread only.
 class MediaClock {
@@ -32,8 +32,8 @@ public:
     /// The sound was stopped: the wall clock leads until it starts again.
     void SoundStopped();
 
-    /// Looks at the sound, once an iteration. @return false when the sound has to be given up: it has failed, or
-    /// it stands still for 300 ms although its queue is filled
+    /// Looks at the sound, once an iteration. @return false when the sound has to be given up: it has failed,
+    /// or it stands still for 300 ms although its queue is filled
     bool Observe();
     /// @return whether the sound was done at the last look, or there is none
     bool IsAudioDone() const { return m_bAudioDone; }
@@ -52,8 +52,8 @@ public:
     int IsAudioFinish();
     /// @return milliseconds handed to the device, or of the wall clock without a sound
     std::int64_t GetAudioPlayTime() const;
-    /// @return media time being heard, or the wall clock's play time without a sound. A sound without time stamps
-    /// is taken to have begun at the media time at which it was started.
+    /// @return media time being heard, or the wall clock's play time without a sound. A sound without time
+    /// stamps is taken to have begun at the media time at which it was started.
     std::int64_t GetAudioPlayPTS() const;
 
 private:
@@ -84,6 +84,8 @@ private:
     bool m_bLeads = false;
     bool m_bAstray = false;
     bool m_bPaused = false;
+    bool m_bLostPace = false;         ///< it led, lost the pace, and has not led since
+    std::uint32_t m_dwLostPace = 0;   ///< wall clock when it did, or started again since
     std::int64_t m_llAnchor = 0;      ///< media time at the last start, move or hand-over
     std::uint32_t m_dwClockStart = 0; ///< wall clock at that moment
     std::uint32_t m_dwPausedTime = 0; ///< since then
@@ -95,7 +97,7 @@ private:
 
     bool m_bLooked = false; ///< there is a last look, and a reference
     Look m_last{};
-    Look m_reference{};         ///< an earlier look, which later ones are compared with
+    Look m_reference{};           ///< an earlier look, which later ones are compared with
     std::uint32_t m_dwFrozen = 0; ///< for so long the sound has stood still with a filled queue
     std::uint32_t m_dwStill = 0;  ///< likewise, whatever the queue holds
 };
