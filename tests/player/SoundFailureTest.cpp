@@ -247,6 +247,83 @@ void PlayEach(const std::vector<std::vector<Misfortune>>& groups) {
     PlayAll(all);
 }
 
+/// A sound stream that has nothing to give for a while, and then goes on where it was.
+class StallingAudio final : public IMediaStream {
+public:
+    StallingAudio(FakeAudio& audio, milliseconds from, milliseconds length)
+        : m_audio(audio), m_from(Clock::now() + from), m_to(m_from + length) {}
+
+    std::int32_t QueryInterface(const _GUID& riid, void** out) override {
+        return m_audio.QueryInterface(riid, out);
+    }
+    std::uint32_t AddRef() override { return m_audio.AddRef(); }
+    std::uint32_t Release() override { return m_audio.Release(); }
+    std::int32_t GetStreamInfo(IStreamInfo** info) override { return m_audio.GetStreamInfo(info); }
+    std::int32_t Reserved() override { return 0; }
+    double Seek(double seconds, int mode) override { return m_audio.Seek(seconds, mode); }
+    MEDIA_FRAME* GetCurrentFrame() override {
+        const auto now = Clock::now();
+        return now >= m_from && now < m_to ? nullptr : m_audio.GetCurrentFrame();
+    }
+    int NextFrame() override { return m_audio.NextFrame(); }
+    double GetFramePosition() override { return m_audio.GetFramePosition(); }
+
+private:
+    FakeAudio& m_audio;
+    const Clock::time_point m_from;
+    const Clock::time_point m_to;
+};
+
+/// Sound that is heard while a picture is on show belongs to it.
+void CheckStep(Findings& findings, const OpenALStandIn& openAL, const std::vector<Shown>& shown,
+               Clock::time_point start, double fromMs) {
+    int heard = 0;
+    for (const auto& piece : openAL.GetHeard()) {
+        const double at = Milliseconds(piece.when - start);
+        const int sample = piece.samples.back();
+        const auto next = std::find_if(shown.begin(), shown.end(), [&](const Shown& s) { return s.ms > at; });
+        if (sample == 0 || at < fromMs || next == shown.begin() || next == shown.end()) {
+            continue; // silence, or no picture beside it
+        }
+        ++heard;
+        // Samples count to 20,000, which is 2.5 s.
+        const double apart = std::remainder(sample / 8.0 - (next - 1)->frame * pictureMs, 2500);
+        findings.Require(std::abs(apart) <= 300, "sound and pictures are ", apart, " ms apart at ", at);
+    }
+    findings.Require(heard > 50, "the sound was not heard again");
+}
+
+std::string PlayWithStall(milliseconds length) {
+    constexpr milliseconds from(700);
+    const int frames = static_cast<int>((from + length).count() + 1800) / pictureMs;
+    KeptOutput output;
+    Findings findings;
+    OpenALStandIn openAL;
+    openAL.OpenAsHost();
+    ViewRecorder recorder;
+    FakeVideo video(frames, 25);
+    FakeAudio audio(8.0, 8000, 1, 160);
+    StallingAudio stalling(audio, from, length);
+    PlayerHost host(&video, &stalling);
+    host->SetPlayTime(0, frames * pictureMs / 1000.0);
+    const auto start = Clock::now();
+    host->Play();
+    findings.Require(WaitUntil([&] { return host.GetEnds() == 1; }, std::chrono::seconds(20)), "no end");
+    const auto shown = GetShown(recorder, start);
+    CheckPace(findings, shown, frames, 0);
+    CheckStep(findings, openAL, shown, start, static_cast<double>((from + length).count()) + 600);
+    findings.Require(output.CountGivenUp() == 0, "the sound was given up");
+    return findings.GetText();
+}
+
+TEST(SoundFailure, AStreamThatStalledIsHeardAgainInStep) {
+    Processes processes;
+    for (const int length : {300, 800, 2500}) {
+        processes.Start(std::to_string(length), [=] { return PlayWithStall(milliseconds(length)); });
+    }
+    processes.WaitForAll();
+}
+
 TEST(SoundFailure, WhateverCannotBeMadeLeavesThePicturesRunning) {
     // Generated at Open and again at the start; one context and one device are asked for once.
     PlayEach({Failures("alGenBuffers", 2, false), Failures("alGenSources", 1, false),
