@@ -188,12 +188,16 @@ void SoundPlayer::Play() {
     if (m_bPaused != 0 ? bFresh && !HasDataAgain() : !bFresh) {
         return;
     }
-    if (!(bFresh ? FillAfresh() : MakeContextCurrent()) || !StartSource() || !StartThread()) {
+    if (!(bFresh ? FillAfresh() : MakeContextCurrent()) || !StartSource()) {
         EndStart();
         return;
     }
     if (bFresh) {
-        m_bFailed = 0;
+        m_bFailed = 0; // before the thread starts: it may fail at once
+    }
+    if (!StartThread()) {
+        EndStart();
+        return;
     }
     std::puts(" soundplayer:: player end ");
 }

@@ -2,7 +2,9 @@
 
 #include <AL/alext.h>
 
+#include <chrono>
 #include <stdexcept>
+#include <thread>
 
 namespace kq::test {
 
@@ -15,7 +17,7 @@ Function Extension(const char* pName) {
 
 } // namespace
 
-LoopbackDevice::LoopbackDevice(int nRate) {
+LoopbackDevice::LoopbackDevice(int nRate) : m_rate(nRate) {
     m_pDevice = Extension<LPALCLOOPBACKOPENDEVICESOFT>("alcLoopbackOpenDeviceSOFT")(nullptr);
     // The limiter looks ahead, which would delay every sample by a millisecond.
     const ALCint attributes[][2] = {{ALC_FORMAT_CHANNELS_SOFT, ALC_STEREO_SOFT},
@@ -39,7 +41,25 @@ LoopbackDevice::~LoopbackDevice() {
 std::vector<std::int16_t> LoopbackDevice::Render(int nFrames) {
     std::vector<std::int16_t> samples(static_cast<std::size_t>(nFrames) * 2);
     Extension<LPALCRENDERSAMPLESSOFT>("alcRenderSamplesSOFT")(m_pDevice, samples.data(), nFrames);
+    m_rendered += nFrames;
     return samples;
+}
+
+RenderedTime::RenderedTime(const LoopbackDevice& device, double rate) : m_device(device), m_rate(rate) {
+    TimeSource::Install(this);
+}
+
+RenderedTime::~RenderedTime() {
+    TimeSource::Install(nullptr);
+}
+
+std::uint32_t RenderedTime::NowMs() {
+    const double now = static_cast<double>(m_device.GetRenderedMs()) * m_rate;
+    return static_cast<std::uint32_t>(now / 10) * 10;
+}
+
+void RenderedTime::Sleep(std::uint32_t microseconds) {
+    std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
 }
 
 } // namespace kq::test
