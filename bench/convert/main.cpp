@@ -72,6 +72,7 @@ struct ColourLayout {
     int sourceBits;             ///< bits per pixel
     int lumaBytes, chromaBytes; ///< of two columns, in a row of luma and of pU
     decltype(&libyuv::H420ToARGB) libyuv;
+    std::int32_t transfer = KQ_TRANSFER_SDR;
 };
 
 Routine ColourRoutine(const ColourLayout& layout, int outputBits) {
@@ -83,7 +84,8 @@ Routine ColourRoutine(const ColourLayout& layout, int outputBits) {
                                                   s.height,
                                                   layout.kind,
                                                   KQ_MATRIX_BT709,
-                                                  KQ_RANGE_LIMITED};
+                                                  KQ_RANGE_LIMITED,
+                                                  layout.transfer};
         (outputBits == 32 ? kq::image::ToRgb32 : kq::image::ToRgb24)(
             picture, d.rgb.data(), std::ptrdiff_t{s.width} * outputBits / 8);
     };
@@ -145,6 +147,8 @@ std::vector<Routine> ColourRoutines() {
              return libyuv::P010ToARGBMatrix(words(y), yPitch, words(uv), uvPitch / 2, out, pitch,
                                              &libyuv::kYuvH709Constants, width, height);
          }},
+        {"PQ 4:2:0 10", KQ_PICTURE_PLANAR_420_10, 24, 4, 2, nullptr, KQ_TRANSFER_PQ},
+        {"HLG 4:2:0 10", KQ_PICTURE_PLANAR_420_10, 24, 4, 2, nullptr, KQ_TRANSFER_HLG},
     };
     std::vector<Routine> routines;
     for (const ColourLayout& layout : layouts) {

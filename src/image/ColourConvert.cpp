@@ -1,7 +1,10 @@
 #include "ColourConvert.h"
 
 #include "Kernels.h"
+#include "Samples.h"
+#include "ToneMap.h"
 
+#include <new>
 #include <optional>
 
 namespace kq::image {
@@ -29,26 +32,107 @@ constexpr int Rounded(double value) {
     return static_cast<int>(value < 0 ? value - 0.5 : value + 0.5);
 }
 
-/// A level of the result is 64. Sample steps are those of the words that the kernels see: 8 bits of luma fill
-/// 16 by repetition, so that a step is 257 there; any other sample lies in the upper bits of its word.
-constexpr SampleWeights WeightsOf(std::int32_t matrix, std::int32_t range, bool tenBits) {
+/// The standard's formula: a component is luma (y - black), plus what its weights make of u and v around
+/// their middle, 1 for the whole.
+struct Formula {
+    double luma, black;
+    double blueU, greenU, greenV, redV;
+};
+
+constexpr Formula FormulaOf(std::int32_t matrix, std::int32_t range, bool tenBits) {
     const auto [kr, kb] = PrimariesOf(matrix);
     const bool full = range == KQ_RANGE_FULL;
     const double scale = tenBits ? 4 : 1;
     const double lumaSpan = full ? 256 * scale - 1 : 219 * scale;
     const double chromaSpan = full ? 256 * scale - 1 : 224 * scale;
-    const double black = full ? 0 : 16 * scale;
+    const double kg = 1 - kr - kb, blue = 2 * (1 - kb) / chromaSpan, red = 2 * (1 - kr) / chromaSpan;
+    return {1 / lumaSpan, full ? 0 : 16 * scale, blue, -blue * kb / kg, -red * kr / kg, red};
+}
+
+/// A level of the result is 64. Sample steps are those of the words that the kernels see: 8 bits of luma fill
+/// 16 by repetition, so that a step is 257 there; any other sample lies in the upper bits of its word.
+SampleWeights WeightsOf(const Formula& formula, bool tenBits) {
+    constexpr double levels = 64 * 255;
     const double lumaStep = tenBits ? 64 : 257;
-    const double chromaStep = tenBits ? 64 : 256;
-    const double luma = 64 * 255 / lumaSpan;
-    const double chroma = 64 * 255 / chromaSpan / chromaStep;
-    const double kg = 1 - kr - kb;
-    return {Rounded(luma / lumaStep * 65536),
-            Rounded(2 * (1 - kb) * chroma * 32768),
-            Rounded(2 * (1 - kr) * chroma * 32768),
-            Rounded(-2 * (1 - kb) * kb / kg * chroma * 65536),
-            Rounded(-2 * (1 - kr) * kr / kg * chroma * 65536),
-            Rounded(32.5 - black * luma)};
+    const double chroma = levels / (tenBits ? 64 : 256);
+    return {Rounded(formula.luma * levels / lumaStep * 65536),
+            Rounded(formula.blueU * chroma * 32768),
+            Rounded(formula.redV * chroma * 32768),
+            Rounded(formula.greenU * chroma * 65536),
+            Rounded(formula.greenV * chroma * 65536),
+            Rounded(32.5 - formula.black * formula.luma * levels)};
+}
+
+/// The formula in whole numbers, 2^24 for the whole.
+struct WholeFormula {
+    int luma, black, blueU, greenU, greenV, redV;
+
+    explicit WholeFormula(const Formula& f)
+        : luma(Rounded(f.luma * whole)), black(Rounded(f.black * f.luma * whole)),
+          blueU(Rounded(f.blueU * whole)), greenU(Rounded(f.greenU * whole)),
+          greenV(Rounded(f.greenV * whole)), redV(Rounded(f.redV * whole)) {}
+
+private:
+    static constexpr double whole = 1 << 24;
+};
+
+/// HDR pixels one after the other, through tables. What the layout is has to be known to the compiler here.
+template <int bytes, SampleDepth depth, ChromaColumns chroma>
+void ToneMapRows(const WeightedToRgb& job, const WholeFormula& formula, const ToneMap& map) {
+    constexpr int middle = depth == SampleDepth::Eight ? 128 : 512;
+    const WholeFormula f = formula;
+    for (std::ptrdiff_t row = 0; row < job.height; ++row) {
+        std::uint8_t* out = job.rgb.Row(row);
+        const SampleRows rows(job, row);
+        for (std::ptrdiff_t column = 0; column < job.width; ++column, out += bytes) {
+            const YuvSamples s = rows.At(depth, chroma, column);
+            const int y = s.y * f.luma - f.black, u = s.u - middle, v = s.v - middle;
+            const Bgr colour = map.Convert(y + v * f.redV, y + u * f.greenU + v * f.greenV, y + u * f.blueU);
+            out[0] = colour.b;
+            out[1] = colour.g;
+            out[2] = colour.r;
+            if constexpr (bytes == 4) {
+                out[3] = 255;
+            }
+        }
+    }
+}
+
+template <int bytes, SampleDepth depth>
+auto ToneMapRowsOf(ChromaColumns chroma) {
+    using Chroma = ChromaColumns;
+    return chroma == Chroma::Half          ? ToneMapRows<bytes, depth, Chroma::Half>
+           : chroma == Chroma::Interleaved ? ToneMapRows<bytes, depth, Chroma::Interleaved>
+                                           : ToneMapRows<bytes, depth, Chroma::Full>;
+}
+
+template <int bytes>
+void ToneMapped(const WeightedToRgb& job, const Formula& formula, const ToneMap& map) {
+    using Depth = SampleDepth;
+    const Depth depth = job.layout.depth;
+    const ChromaColumns chroma = job.layout.chroma;
+    const auto convert = depth == Depth::Eight    ? ToneMapRowsOf<bytes, Depth::Eight>(chroma)
+                         : depth == Depth::TenLow ? ToneMapRowsOf<bytes, Depth::TenLow>(chroma)
+                                                  : ToneMapRowsOf<bytes, Depth::TenHigh>(chroma);
+    convert(job, WholeFormula(formula), map);
+}
+
+/// @return the tables of an HDR picture, or null for SDR, and when there is no memory for them
+std::shared_ptr<const ToneMap> MapOf(const SourcePicture& p) {
+    constexpr int usualPeak = 1000, brightest = 10000;
+    const bool known = p.peak > 0 && p.peak <= brightest;
+    try {
+        switch (p.transfer) {
+        case KQ_TRANSFER_PQ:
+            return ToneMap::For(false, known ? p.peak : usualPeak);
+        case KQ_TRANSFER_HLG:
+            return ToneMap::For(true, usualPeak);
+        default:
+            return nullptr;
+        }
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
 }
 
 std::optional<SampleLayout> LayoutOf(std::int32_t kind) {
@@ -82,8 +166,14 @@ bool IsUsual(const SourcePicture& p) {
     return p.kind == KQ_PICTURE_PLANAR_YUV && !otherMatrix && p.range != KQ_RANGE_FULL;
 }
 
-bool Convert(const SourcePicture& p, Plane out, void (*usual)(const PlanarToRgb&),
-             void (*weighted)(const WeightedToRgb&)) {
+/// The routines that make one kind of RGB.
+struct Output {
+    void (*usual)(const PlanarToRgb&);
+    void (*weighted)(const WeightedToRgb&);
+    void (*toneMapped)(const WeightedToRgb&, const Formula&, const ToneMap&);
+};
+
+bool Convert(const SourcePicture& p, Plane out, const Output& output) {
     if (!IsConvertible(p) || out.data == nullptr) {
         return false;
     }
@@ -92,11 +182,18 @@ bool Convert(const SourcePicture& p, Plane out, void (*usual)(const PlanarToRgb&
     const ConstPlane y = {p.planes[0], p.pitches[0]}, u = {p.planes[1], p.pitches[1]};
     // A plane that is not read need not be a plane.
     const ConstPlane v = inTurn ? u : ConstPlane{p.planes[2], p.pitches[2]};
-    if (IsUsual(p)) {
-        usual({y, u, v, out, p.width, p.height, false});
+    const auto map = MapOf(p);
+    if (map == nullptr && IsUsual(p)) {
+        output.usual({y, u, v, out, p.width, p.height, false});
+        return true;
+    }
+    const bool tenBits = layout.depth != SampleDepth::Eight;
+    const Formula formula = FormulaOf(p.matrix, p.range, tenBits);
+    const WeightedToRgb job = {y, u, v, out, p.width, p.height, layout, WeightsOf(formula, tenBits)};
+    if (map != nullptr) {
+        output.toneMapped(job, formula, *map);
     } else {
-        const bool tenBits = layout.depth != SampleDepth::Eight;
-        weighted({y, u, v, out, p.width, p.height, layout, WeightsOf(p.matrix, p.range, tenBits)});
+        output.weighted(job);
     }
     return true;
 }
@@ -112,7 +209,9 @@ SourcePicture SourceOf(const MEDIA_FRAME& frame) {
             image.nHeight,
             frame.nKind,
             colour.nMatrix,
-            colour.nRange};
+            colour.nRange,
+            colour.nTransfer,
+            colour.nContentPeak != 0 ? colour.nContentPeak : colour.nMasteringPeak};
 }
 
 bool IsConvertible(const SourcePicture& p) noexcept {
@@ -122,11 +221,13 @@ bool IsConvertible(const SourcePicture& p) noexcept {
 }
 
 bool ToRgb32(const SourcePicture& picture, std::uint8_t* out, std::ptrdiff_t pitch) noexcept {
-    return Convert(picture, {out, pitch}, BestKernels().planarToBgra13, BestKernels().weightedToBgra);
+    const Kernels& kernels = BestKernels();
+    return Convert(picture, {out, pitch}, {kernels.planarToBgra13, kernels.weightedToBgra, ToneMapped<4>});
 }
 
 bool ToRgb24(const SourcePicture& picture, std::uint8_t* out, std::ptrdiff_t pitch) noexcept {
-    return Convert(picture, {out, pitch}, BestKernels().planarToBgr13, BestKernels().weightedToBgr);
+    const Kernels& kernels = BestKernels();
+    return Convert(picture, {out, pitch}, {kernels.planarToBgr13, kernels.weightedToBgr, ToneMapped<3>});
 }
 
 } // namespace kq::image

@@ -5,10 +5,15 @@
 /// standard's formula, rounded to nearest, at most 0.55 of a level from its real value before it is clamped
 /// to 0..255. The chroma sample of a block serves its pixels as it is. BT.601 in limited range as planar
 /// 4:2:0 with 8 bits, which is what frames without a description hold, keeps the arithmetic and the bytes of
-/// Yuv420_2_rgb32() and Yuv420_2_rgb24(). The transfer is not looked at.
+/// Yuv420_2_rgb32() and Yuv420_2_rgb24().
 ///
-/// All functions are reentrant, allocate nothing, read nothing outside the planes, write nothing outside the
-/// pixels of the picture (bytes between rows included), and give the same bytes on every processor.
+/// PQ and HLG pictures are tone-mapped to SDR (ToneMap.h says how), at most two levels from the real value of
+/// the same curve. Their tables are made when a transfer and peak is first met, and kept; without memory for
+/// them the picture is converted as if it were SDR.
+///
+/// All functions may be called from any thread, allocate nothing but those tables, read nothing outside the
+/// planes, write nothing outside the pixels of the picture (bytes between rows included), and give the same
+/// bytes on every instruction set.
 #pragma once
 
 #include <kqplayer/convenience.h>
@@ -21,12 +26,14 @@ namespace kq::image {
 
 /// A picture to be converted. It does not own the planes; they need no alignment.
 struct SourcePicture {
-    const std::uint8_t* planes[3]; ///< luma, Cb, Cr; NV12 and P010: luma, both, not read
-    std::ptrdiff_t pitches[3];     ///< bytes from one row to the next, negative ones walk upwards
-    std::int32_t width, height;    ///< pixels, any size above 0
-    std::int32_t kind;             ///< KQ_PICTURE_PLANAR_YUV or one from KQ_PICTURE_PLANAR_422 on
-    std::int32_t matrix;           ///< one of KQ_MATRIX_...; BT.601 for any other
-    std::int32_t range;            ///< one of KQ_RANGE_...; limited for any other
+    const std::uint8_t* planes[3];           ///< luma, Cb, Cr; NV12 and P010: luma, both, not read
+    std::ptrdiff_t pitches[3];               ///< bytes from one row to the next, negative ones walk upwards
+    std::int32_t width, height;              ///< pixels, any size above 0
+    std::int32_t kind;                       ///< KQ_PICTURE_PLANAR_YUV or one from KQ_PICTURE_PLANAR_422 on
+    std::int32_t matrix;                     ///< one of KQ_MATRIX_...; BT.601 for any other
+    std::int32_t range;                      ///< one of KQ_RANGE_...; limited for any other
+    std::int32_t transfer = KQ_TRANSFER_SDR; ///< one of KQ_TRANSFER_...; SDR for any other
+    std::int32_t peak = 0;                   ///< of PQ content in cd/m²; 1000 for 0 and beyond 10,000
 };
 
 /// @return the picture of a frame, as its kind and its colour description say

@@ -2,6 +2,7 @@
 // with, and what serves processors without the needed instructions.
 #include "Arithmetic.h"
 #include "Kernels.h"
+#include "Samples.h"
 #include "Tables.h"
 
 #include <algorithm>
@@ -63,32 +64,11 @@ void PlanarPictureToRgb(const PlanarToRgb& job) {
     }
 }
 
-/// A sample in the upper bits of 16, the bits below empty.
-int HighSample(SampleDepth depth, const std::uint8_t* row, std::ptrdiff_t index) {
-    if (depth == SampleDepth::Eight) {
-        return row[index] << 8;
-    }
-    const int word = row[2 * index] | row[2 * index + 1] << 8;
-    return depth == SampleDepth::TenLow ? word << 6 & 0xFFFF : word & 0xFFC0;
-}
-
-/// A sample for SamplesToBgr(): 8 bits repeat themselves to fill 16.
-int LumaAt(SampleDepth depth, const std::uint8_t* row, std::ptrdiff_t column) {
-    const int sample = HighSample(depth, row, column);
-    return depth == SampleDepth::Eight ? sample | sample >> 8 : sample;
-}
-
 Bgr WeightedColourAt(const WeightedToRgb& job, std::ptrdiff_t row, std::ptrdiff_t column) {
-    const SampleDepth depth = job.layout.depth;
-    const ChromaColumns chroma = job.layout.chroma;
-    const std::ptrdiff_t chromaRow = job.layout.ChromaRow(row);
-    const std::ptrdiff_t chromaColumn = chroma == ChromaColumns::Full ? column : column / 2;
-    const bool inTurn = chroma == ChromaColumns::Interleaved;
-    const std::uint8_t* u = job.u.Row(chromaRow);
-    const int cb = HighSample(depth, u, inTurn ? 2 * chromaColumn : chromaColumn);
-    const int cr = inTurn ? HighSample(depth, u, 2 * chromaColumn + 1)
-                          : HighSample(depth, job.v.Row(chromaRow), chromaColumn);
-    return SamplesToBgr(job.weights, LumaAt(depth, job.y.Row(row), column), cb - 0x8000, cr - 0x8000);
+    const auto [y, u, v] = SampleRows(job, row).At(job.layout.depth, job.layout.chroma, column);
+    const bool tenBits = job.layout.depth != SampleDepth::Eight;
+    const int step = tenBits ? 64 : 256;
+    return SamplesToBgr(job.weights, tenBits ? y * 64 : y * 257, u * step - 0x8000, v * step - 0x8000);
 }
 
 template <class Pixel>

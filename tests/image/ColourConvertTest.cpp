@@ -156,6 +156,82 @@ TEST_F(ColourConvert, IsTheStandardsFormulaRounded) {
     }
 }
 
+/// Display light of an encoded component, 1 for SDR white: BT.2100's PQ with the EETF of BT.2390.
+double PqLight(double encoded, double peakNits) {
+    const auto inverse = [](double nits) {
+        const double p = std::pow(nits / 10000, 0.1593017578125);
+        return std::pow((0.8359375 + 18.8515625 * p) / (1 + 18.6875 * p), 78.84375);
+    };
+    const double peak = inverse(peakNits), e = std::min(encoded / peak, 1.0), top = inverse(203) / peak;
+    const double knee = 1.5 * top - 0.5;
+    double mapped = encoded;
+    if (top < 1 && e >= knee) {
+        const double t = (e - knee) / (1 - knee);
+        mapped = peak * ((2 * t * t * t - 3 * t * t + 1) * knee + (t * t * t - 2 * t * t + t) * (1 - knee) +
+                         (3 * t * t - 2 * t * t * t) * top);
+    }
+    const double p = std::pow(mapped, 1 / 78.84375);
+    return std::min(std::pow(std::max(p - 0.8359375, 0.0) / (18.8515625 - 18.6875 * p), 1 / 0.1593017578125) *
+                        10000 / 203,
+                    1.0);
+}
+
+double HlgScene(double encoded) {
+    return encoded <= 0.5 ? encoded * encoded / 3
+                          : (std::exp((encoded - 0.55991073) / 0.17883277) + 0.28466892) / 12;
+}
+
+RealColour ToneMappedReference(const SourcePicture& p, RealColour colour) {
+    double light[3];
+    for (int i = 0; i < 3; ++i) {
+        const double encoded = std::clamp(colour.parts[i] / 255, 0.0, 1.0);
+        light[i] =
+            p.transfer == KQ_TRANSFER_PQ ? PqLight(encoded, p.peak == 0 ? 1000 : p.peak) : HlgScene(encoded);
+    }
+    if (p.transfer == KQ_TRANSFER_HLG) {
+        const double luminance = 0.0593 * light[0] + 0.678 * light[1] + 0.2627 * light[2];
+        const double gamma = 1.2 * std::pow(1.111, std::log2(0.203));
+        for (double& part : light) {
+            part *= luminance > 0 ? std::pow(luminance, gamma - 1) : 0;
+        }
+    }
+    constexpr double to709[3][3] = {
+        {1.118730, -0.100579, -0.018151}, {-0.008349, 1.132900, -0.124550}, {-0.072850, -0.587641, 1.660491}};
+    RealColour result{};
+    for (int i = 0; i < 3; ++i) {
+        const double sum = to709[i][0] * light[0] + to709[i][1] * light[1] + to709[i][2] * light[2];
+        const double l = std::clamp(sum, 0.0, 1.0);
+        result.parts[i] = 255 * (l <= 0.0031308 ? 12.92 * l : 1.055 * std::pow(l, 1 / 2.4) - 0.055);
+    }
+    return result;
+}
+
+TEST_F(ColourConvert, ShowsHdrAsTheCurvesHaveIt) {
+    constexpr int width = 301, height = 37;
+    constexpr int peaks[] = {0, 150, 400, 4000, 10000};
+    for (int run = 0; run < 8 * 2 * 5; ++run) {
+        const Kind& kind = kinds[run % 8];
+        Trial trial(static_cast<std::uint32_t>(run));
+        SourcePicture p = RandomPicture(trial, kind, width, height);
+        p.matrix = KQ_MATRIX_BT2020;
+        p.transfer = run / 8 % 2 == 0 ? KQ_TRANSFER_PQ : KQ_TRANSFER_HLG;
+        p.peak = peaks[run / 16];
+        const std::size_t bytes = run % 3 == 0 ? 3 : 4;
+        std::vector<std::uint8_t> out(width * height * 4);
+        ASSERT_TRUE(
+            (bytes == 4 ? ToRgb32 : ToRgb24)(p, out.data(), static_cast<std::ptrdiff_t>(width * bytes)));
+        double largest = 0;
+        for (int i = 0; i < width * height; ++i) {
+            const RealColour want = ToneMappedReference(p, FormulaAt(p, kind, i / width, i % width));
+            for (std::size_t part = 0; part < 3; ++part) {
+                largest = std::max(
+                    largest, std::abs(out[static_cast<std::size_t>(i) * bytes + part] - want.parts[part]));
+            }
+        }
+        EXPECT_LE(largest, 1.0) << "kind " << kind.kind << ", run " << run;
+    }
+}
+
 TEST_F(ColourConvert, KeepsTheBytesOfFramesWithoutADescription) {
     Trial trial(5);
     MEDIA_FRAME frame{};
