@@ -63,20 +63,31 @@ SampleWeights WeightsOf(const Formula& formula, bool tenBits) {
             Rounded(32.5 - formula.black * formula.luma * levels)};
 }
 
-/// HDR pixels one after the other, through tables.
-template <int bytes>
-void ToneMapped(const WeightedToRgb& job, const Formula& formula, const ToneMap& map) {
-    constexpr double whole = 1 << 24;
-    const int luma = Rounded(formula.luma * whole), black = Rounded(formula.black * formula.luma * whole);
-    const int blueU = Rounded(formula.blueU * whole), redV = Rounded(formula.redV * whole);
-    const int greenU = Rounded(formula.greenU * whole), greenV = Rounded(formula.greenV * whole);
-    const int middle = job.layout.depth == SampleDepth::Eight ? 128 : 512;
+/// The formula in whole numbers, 2^24 for the whole.
+struct WholeFormula {
+    int luma, black, blueU, greenU, greenV, redV;
+
+    explicit WholeFormula(const Formula& f)
+        : luma(Rounded(f.luma * whole)), black(Rounded(f.black * f.luma * whole)),
+          blueU(Rounded(f.blueU * whole)), greenU(Rounded(f.greenU * whole)),
+          greenV(Rounded(f.greenV * whole)), redV(Rounded(f.redV * whole)) {}
+
+private:
+    static constexpr double whole = 1 << 24;
+};
+
+/// HDR pixels one after the other, through tables. What the layout is has to be known to the compiler here.
+template <int bytes, SampleDepth depth, ChromaColumns chroma>
+void ToneMapRows(const WeightedToRgb& job, const WholeFormula& formula, const ToneMap& map) {
+    constexpr int middle = depth == SampleDepth::Eight ? 128 : 512;
+    const WholeFormula f = formula;
     for (std::ptrdiff_t row = 0; row < job.height; ++row) {
         std::uint8_t* out = job.rgb.Row(row);
+        const SampleRows rows(job, row);
         for (std::ptrdiff_t column = 0; column < job.width; ++column, out += bytes) {
-            const YuvSamples s = SamplesAt(job, row, column);
-            const int y = s.y * luma - black, u = s.u - middle, v = s.v - middle;
-            const Bgr colour = map.Convert(y + v * redV, y + u * greenU + v * greenV, y + u * blueU);
+            const YuvSamples s = rows.At(depth, chroma, column);
+            const int y = s.y * f.luma - f.black, u = s.u - middle, v = s.v - middle;
+            const Bgr colour = map.Convert(y + v * f.redV, y + u * f.greenU + v * f.greenV, y + u * f.blueU);
             out[0] = colour.b;
             out[1] = colour.g;
             out[2] = colour.r;
@@ -85,6 +96,25 @@ void ToneMapped(const WeightedToRgb& job, const Formula& formula, const ToneMap&
             }
         }
     }
+}
+
+template <int bytes, SampleDepth depth>
+auto ToneMapRowsOf(ChromaColumns chroma) {
+    using Chroma = ChromaColumns;
+    return chroma == Chroma::Half          ? ToneMapRows<bytes, depth, Chroma::Half>
+           : chroma == Chroma::Interleaved ? ToneMapRows<bytes, depth, Chroma::Interleaved>
+                                           : ToneMapRows<bytes, depth, Chroma::Full>;
+}
+
+template <int bytes>
+void ToneMapped(const WeightedToRgb& job, const Formula& formula, const ToneMap& map) {
+    using Depth = SampleDepth;
+    const Depth depth = job.layout.depth;
+    const ChromaColumns chroma = job.layout.chroma;
+    const auto convert = depth == Depth::Eight    ? ToneMapRowsOf<bytes, Depth::Eight>(chroma)
+                         : depth == Depth::TenLow ? ToneMapRowsOf<bytes, Depth::TenLow>(chroma)
+                                                  : ToneMapRowsOf<bytes, Depth::TenHigh>(chroma);
+    convert(job, WholeFormula(formula), map);
 }
 
 /// @return the tables of an HDR picture, or null for SDR, and when there is no memory for them

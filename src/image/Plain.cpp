@@ -65,7 +65,7 @@ void PlanarPictureToRgb(const PlanarToRgb& job) {
 }
 
 Bgr WeightedColourAt(const WeightedToRgb& job, std::ptrdiff_t row, std::ptrdiff_t column) {
-    const auto [y, u, v] = SamplesAt(job, row, column);
+    const auto [y, u, v] = SampleRows(job, row).At(job.layout.depth, job.layout.chroma, column);
     const bool tenBits = job.layout.depth != SampleDepth::Eight;
     const int step = tenBits ? 64 : 256;
     return SamplesToBgr(job.weights, tenBits ? y * 64 : y * 257, u * step - 0x8000, v * step - 0x8000);

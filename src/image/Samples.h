@@ -19,16 +19,22 @@ inline int SampleAt(SampleDepth depth, const std::uint8_t* row, std::ptrdiff_t i
     return depth == SampleDepth::TenLow ? word & 1023 : word >> 6;
 }
 
-inline YuvSamples SamplesAt(const WeightedToRgb& job, std::ptrdiff_t row, std::ptrdiff_t column) {
-    const SampleDepth depth = job.layout.depth;
-    const int y = SampleAt(depth, job.y.Row(row), column);
-    const std::ptrdiff_t chromaRow = job.layout.ChromaRow(row);
-    const std::ptrdiff_t chromaColumn = job.layout.chroma == ChromaColumns::Full ? column : column / 2;
-    const std::uint8_t* u = job.u.Row(chromaRow);
-    if (job.layout.chroma == ChromaColumns::Interleaved) {
-        return {y, SampleAt(depth, u, 2 * chromaColumn), SampleAt(depth, u, 2 * chromaColumn + 1)};
+/// The rows of three planes that hold a row of pixels.
+struct SampleRows {
+    const std::uint8_t *y, *u, *v;
+
+    SampleRows(const WeightedToRgb& job, std::ptrdiff_t row)
+        : y(job.y.Row(row)), u(job.u.Row(job.layout.ChromaRow(row))),
+          v(job.v.Row(job.layout.ChromaRow(row))) {}
+
+    YuvSamples At(SampleDepth depth, ChromaColumns chroma, std::ptrdiff_t column) const {
+        const int luma = SampleAt(depth, y, column);
+        const std::ptrdiff_t at = chroma == ChromaColumns::Full ? column : column / 2;
+        if (chroma == ChromaColumns::Interleaved) {
+            return {luma, SampleAt(depth, u, 2 * at), SampleAt(depth, u, 2 * at + 1)};
+        }
+        return {luma, SampleAt(depth, u, at), SampleAt(depth, v, at)};
     }
-    return {y, SampleAt(depth, u, chromaColumn), SampleAt(depth, job.v.Row(chromaRow), chromaColumn)};
-}
+};
 
 } // namespace kq::image
