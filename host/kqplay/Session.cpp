@@ -204,6 +204,8 @@ bool Session::OpenSound() {
         m_sound.SetGain(m_mute ? 0 : m_volume / 100.0);
         return true;
     }
+    if (m_sound.IsRecording())
+        return Fail(m_options.wavPath + ": cannot be recorded to: " + error);
     if (!m_file.video)
         return FailFile("no audio device (" + error + "), and no pictures to show");
     Notice("no audio device (" + error + "): playing without sound");
@@ -275,6 +277,7 @@ int Session::Loop() {
         ShowProgress();
     }
     m_monitor->Halt();
+    CloseSound();
     m_progress->Finish(CurrentProgress(m_ending));
     std::string error;
     return m_trace.Close(error) || Fail(error) ? m_status : ExitFailed;
@@ -310,6 +313,10 @@ void Session::TakeCommands() {
         return;
     for (Command command : m_window->Take())
         Obey(command);
+    if (m_window->IsLost()) {
+        Fail("the X server has gone");
+        return Leave(ExitFailed, "failed");
+    }
     if (const auto part = m_window->TakeTimelineClick()) {
         m_steppedOut = false;
         m_navigation->SeekTo(*part * m_rangeLength);
@@ -327,8 +334,21 @@ void Session::TakeEnd() {
 }
 
 void Session::WatchSoundDevice() {
-    if (!m_ending && m_sound.IsOpen() && !m_sound.IsConnected())
+    if (m_ending || !m_sound.IsOpen() || m_sound.IsConnected())
+        return;
+    if (m_sound.IsRecording())
+        Leave(ExitFailed, "failed"); // the reason comes when the file is closed
+    else
         GoOnWithoutSound();
+}
+
+/// Tells when a recording is not whole.
+void Session::CloseSound() {
+    std::string error;
+    if (!m_sound.Close(error)) {
+        Fail(error);
+        Leave(ExitFailed, "failed");
+    }
 }
 
 void Session::ShowProgress() {
@@ -527,7 +547,7 @@ void Session::GoOnWithoutSound() {
     const double position = m_rangeBegin + m_monitor->Position();
     Stop();
     m_player.SetAudio(nullptr);
-    m_sound.Close();
+    CloseSound();
     if (!m_file.video)
         return Leave(ExitFailed, "failed");
     if (before == Transport::Stopped)

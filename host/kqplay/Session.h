@@ -53,6 +53,7 @@ private:
     void TakeCommands();
     void TakeEnd();
     void WatchSoundDevice();
+    void CloseSound();
     void ShowProgress();
 
     // What the steps do.

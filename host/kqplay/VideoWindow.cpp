@@ -1,8 +1,11 @@
 #include "VideoWindow.h"
 
+#include "Options.h"
+
 #include <SDL.h>
 #include <SDL_syswm.h>
 #include <X11/Xlib.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -17,8 +20,30 @@ constexpr int timelineHeight = 8;
 constexpr unsigned long playedColour = 0xD0D0D0;
 constexpr unsigned long timelineColour = 0x404040;
 
+bool g_serverIsGone = false;
+Display* g_display = nullptr; ///< the one that a lost connection is survived on
+
+/// Xlib's own handler, and the step after any handler, end the process, with the sound device open and files
+/// unfinished.
+int OnLostConnection(Display* display) {
+    g_serverIsGone = true;
+    if (display == g_display)
+        return 0;
+    // Not yet ours, while SDL starts: nothing stops Xlib from exit(), under which sound libraries abort.
+    constexpr char line[] = "kqplay: the X server has gone\n";
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line, sizeof line - 1);
+    _exit(ExitFailed);
+}
+
+void SurviveLostConnection(Display* display) {
+    g_display = display;
+    XSetIOErrorExitHandler(
+        display, [](Display*, void*) {}, nullptr);
+}
+
 /// SDL is to take no signals, and only X11: the view library needs an X11 window as its parent.
 bool StartSdl() {
+    XSetIOErrorHandler(OnLostConnection);
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     SDL_SetHint(SDL_HINT_VIDEODRIVER, "x11");
     SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
@@ -90,12 +115,15 @@ std::unique_ptr<VideoWindow> VideoWindow::Open(const std::string& title, int wid
         return refused("not an X11 window");
     window->m_display = info.info.x11.display;
     window->m_id = info.info.x11.window;
+    SurviveLostConnection(window->m_display);
     SDL_GetWindowSize(window->m_window, &window->m_width, &window->m_height);
     XFlush(window->m_display); // the window must exist before another connection makes a child of it
     return window;
 }
 
 VideoWindow::~VideoWindow() {
+    if (g_serverIsGone) // every connection of SDL's would end the process when it is closed
+        return;
     if (m_window)
         SDL_DestroyWindow(m_window);
     SDL_Quit();
@@ -123,6 +151,10 @@ void VideoWindow::ShowPosition(double part) {
     m_part = part;
     if (moved)
         DrawTimeline();
+}
+
+bool VideoWindow::IsLost() const {
+    return g_serverIsGone;
 }
 
 int VideoWindow::Fd() const {

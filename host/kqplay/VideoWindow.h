@@ -37,6 +37,8 @@ public:
     /// @param part of the timeline that lies before the position, 0 to 1
     void ShowPosition(double part);
 
+    /// @return true when the X server has gone; nothing can be shown any more
+    bool IsLost() const;
     /// @return descriptor that becomes readable when something happened to the window
     int Fd() const;
     /// @return the commands that were given since the last call; closing the window is Command::Quit

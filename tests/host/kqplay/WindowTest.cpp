@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
+#include <memory>
 
 // clang-format off: after GoogleTest, whose names the X headers' macros would change.
 #include <X11/Xlib.h>
@@ -14,6 +16,7 @@
 
 using namespace kqtest;
 using kq::test::WaitUntil;
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -150,6 +153,28 @@ TEST_F(InWindow, ClosingItQuits) {
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.err, "");
     EXPECT_EQ(outcome.out.rfind("quit  0:", 0), 0u) << outcome.out;
+}
+
+TEST_F(InWindow, AServerThatGoesEndsInOneLineWithFilesWhole) {
+    const TemporaryFolder folder;
+    // With a sound device open, playing and paused, and without one.
+    for (const Strings& options : {Strings{"--audio", "wav:" + folder / "sound.wav"},
+                                   Strings{"--audio", "null"}, Strings{"--no-audio"}}) {
+        SCOPED_TRACE(testing::PrintToString(options));
+        auto server = std::make_unique<Xvfb>();
+        Process kqplay(Joined({KQPLAY_PROGRAM, "--trace", folder / "trace", Clip("long.mp4")}, options),
+                       {{"DISPLAY", server->display()}});
+        EXPECT_TRUE(WaitUntil([&] { return kq::test::ReadFile(folder / "trace").size() > 1000; }));
+        server->stop();
+        const Outcome outcome = kqplay.Finish();
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(outcome.err, "kqplay: the X server has gone\n");
+        EXPECT_EQ(ReadTrace(folder / "trace").ends, 1u);
+        fs::remove(folder / "trace");
+    }
+    const Outcome sound =
+        RunProcess({"ffmpeg", "-v", "error", "-i", folder / "sound.wav", "-f", "null", "-"});
+    EXPECT_EQ(sound.err, "") << "the recording is whole";
 }
 
 TEST_F(InWindow, FitsOnTheScreen) {
