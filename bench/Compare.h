@@ -50,8 +50,9 @@ inline double ProcessorSeconds() {
 
 inline double SecondsOf(const std::function<void()>& run, int repetitions) {
     const double start = ProcessorSeconds();
-    for (int i = 0; i < repetitions; ++i)
+    for (int i = 0; i < repetitions; ++i) {
         run();
+    }
     return (ProcessorSeconds() - start) / repetitions;
 }
 
@@ -62,16 +63,18 @@ inline void RunInTurn(std::vector<Contestant>& contestants, int rounds, double s
         c.run();
         repetitions.push_back(std::max(1, static_cast<int>(slice / SecondsOf(c.run, 1))));
     }
-    for (int round = 0; round < rounds; ++round)
+    for (int round = 0; round < rounds; ++round) {
         for (std::size_t i = 0; i < contestants.size(); ++i) {
             contestants[i].run(); // so that nobody starts with the caches of another
             contestants[i].seconds.push_back(SecondsOf(contestants[i].run, repetitions[i]));
         }
+    }
 }
 
 inline double Median(std::vector<double> values) {
-    if (values.empty())
+    if (values.empty()) {
         return 0;
+    }
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
     std::nth_element(values.begin(), middle, values.end());
     return *middle;
@@ -80,8 +83,9 @@ inline double Median(std::vector<double> values) {
 /// How many times as fast `subject` is as `other`: the median of the rounds' ratios.
 inline double TimesAsFast(const Contestant& subject, const Contestant& other) {
     std::vector<double> ratios;
-    for (std::size_t i = 0; i < subject.seconds.size(); ++i)
+    for (std::size_t i = 0; i < subject.seconds.size(); ++i) {
         ratios.push_back(other.seconds[i] / subject.seconds[i]);
+    }
     return Median(ratios);
 }
 

@@ -40,8 +40,9 @@ struct Picture {
     static Bytes Random(int bytes) {
         Bytes result(static_cast<std::size_t>(bytes));
         unsigned state = 1;
-        for (std::uint8_t& b : result)
+        for (std::uint8_t& b : result) {
             b = static_cast<std::uint8_t>((state = state * 1664525u + 1013904223u) >> 24);
+        }
         return result;
     }
 };
@@ -234,8 +235,9 @@ std::function<void()> Swscale(const Routine& routine, Picture& source, Picture& 
     SwsContext* context =
         sws_getContext(source.width, source.height, routine.sourceFormat, source.width, source.height,
                        routine.outputFormat, flags, nullptr, nullptr, nullptr);
-    if (context == nullptr)
+    if (context == nullptr) {
         return nullptr;
+    }
     const std::shared_ptr<SwsContext> owned(context, sws_freeContext);
     return [&routine, &source, &output, owned] {
         std::uint8_t *in[4] = {}, *out[4] = {};
@@ -257,18 +259,19 @@ Options Parse(int argc, char** argv) {
     Options options;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
-        if (arg == "--json")
+        if (arg == "--json") {
             options.json = true;
-        else if (arg == "--targets")
+        } else if (arg == "--targets") {
             options.targets = true;
-        else if (arg == "--rounds" && i + 1 < argc)
+        } else if (arg == "--rounds" && i + 1 < argc) {
             options.rounds = std::atoi(argv[++i]);
-        else if (arg == "--filter" && i + 1 < argc)
+        } else if (arg == "--filter" && i + 1 < argc) {
             options.filter = argv[++i];
-        else if (arg == "--size" && i + 1 < argc) {
+        } else if (arg == "--size" && i + 1 < argc) {
             int w = 0, h = 0;
-            if (std::sscanf(argv[++i], "%dx%d", &w, &h) != 2)
+            if (std::sscanf(argv[++i], "%dx%d", &w, &h) != 2) {
                 std::exit(2);
+            }
             options.sizes = {{w, h}};
         } else {
             std::fprintf(stderr, "usage: %s [--json] [--targets] [--rounds N] [--filter TEXT] [--size WxH]\n",
@@ -289,14 +292,17 @@ std::vector<Contestant> Contestants(const Routine& routine, Picture& source, Pic
                                     const Options& options) {
     std::vector<Contestant> all;
     all.push_back({"ours", [&] { routine.ours(source, output); }});
-    if (routine.libyuv)
+    if (routine.libyuv) {
         all.push_back({"libyuv", [&] { routine.libyuv(source, output); }});
+    }
     if (routine.sourceFormat != AV_PIX_FMT_NONE) {
-        if (auto fast = Swscale(routine, source, output, SWS_FAST_BILINEAR))
+        if (auto fast = Swscale(routine, source, output, SWS_FAST_BILINEAR)) {
             all.push_back({"sws fast", fast});
+        }
         if (auto exact = Swscale(routine, source, output,
-                                 SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP))
+                                 SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP)) {
             all.push_back({"sws accurate", exact});
+        }
     }
     const std::size_t pixels = static_cast<std::size_t>(source.width) * source.height;
     all.push_back({"copy", [&, bytes = pixels * routine.outputBits / 8] {
@@ -305,13 +311,15 @@ std::vector<Contestant> Contestants(const Routine& routine, Picture& source, Pic
     all.push_back({"traffic", [&, bytes = pixels * (routine.outputBits + routine.sourceBits) / 16] {
                        std::memcpy(output.rgb.data(), source.rgb.data(), bytes);
                    }});
-    if (options.targets)
-        for (std::int64_t bits = hwy::SupportedTargets(); bits != 0; bits &= bits - 1)
+    if (options.targets) {
+        for (std::int64_t bits = hwy::SupportedTargets(); bits != 0; bits &= bits - 1) {
             all.push_back({hwy::TargetName(bits & -bits), [&, target = bits & -bits] {
                                UseTarget(target);
                                routine.ours(source, output);
                                UseTarget(0);
                            }});
+        }
+    }
     return all;
 }
 
@@ -321,20 +329,23 @@ void Print(const Routine& routine, const Picture& picture, const std::vector<Con
     if (json) {
         std::printf("{\"routine\":\"%s\",\"width\":%d,\"height\":%d,\"gpixels\":{", routine.name,
                     picture.width, picture.height);
-        for (std::size_t i = 0; i < all.size(); ++i)
+        for (std::size_t i = 0; i < all.size(); ++i) {
             std::printf("%s\"%s\":%.4f", i == 0 ? "" : ",", all[i].name.c_str(),
                         pixels / kq::bench::Median(all[i].seconds) / 1e9);
+        }
         std::printf("},\"times_as_fast_as\":{");
-        for (std::size_t i = 1; i < all.size(); ++i)
+        for (std::size_t i = 1; i < all.size(); ++i) {
             std::printf("%s\"%s\":%.3f", i == 1 ? "" : ",", all[i].name.c_str(),
                         kq::bench::TimesAsFast(ours, all[i]));
+        }
         std::printf("}}\n");
         return;
     }
     std::printf("%-18s %4dx%-4d %6.2f Gpx/s ", routine.name, picture.width, picture.height,
                 pixels / kq::bench::Median(ours.seconds) / 1e9);
-    for (std::size_t i = 1; i < all.size(); ++i)
+    for (std::size_t i = 1; i < all.size(); ++i) {
         std::printf("  %s %.2fx", all[i].name.c_str(), kq::bench::TimesAsFast(ours, all[i]));
+    }
     std::printf("\n");
     std::fflush(stdout);
 }
@@ -345,12 +356,14 @@ int main(int argc, char** argv) {
     const Options options = Parse(argc, argv);
     kq::bench::StayOnOneProcessor();
     init_yuv2rgb();
-    if (!options.json)
+    if (!options.json) {
         std::printf("Times as fast as each contestant; median of %d rounds. Targets here: best is %s.\n",
                     options.rounds, hwy::TargetName(hwy::SupportedTargets() & -hwy::SupportedTargets()));
+    }
     for (const Routine& routine : Routines()) {
-        if (std::string(routine.name).find(options.filter) == std::string::npos)
+        if (std::string(routine.name).find(options.filter) == std::string::npos) {
             continue;
+        }
         for (const auto& [width, height] : options.sizes) {
             Picture source(width, height), output(width, height);
             std::vector<Contestant> all = Contestants(routine, source, output, options);

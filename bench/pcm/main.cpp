@@ -27,14 +27,14 @@ namespace {
 using kq::bench::Contestant;
 using Samples = std::vector<short, kq::bench::LineAllocator<short>>;
 
-constexpr int kFrames = 4096;
+constexpr int blockFrames = 4096;
 
 struct Job {
     const char* name;
     int in, out, inRate, outRate;
 };
 
-constexpr Job kJobs[] = {
+constexpr Job jobs[] = {
     {"mono to stereo", 1, 2, 48000, 48000},        {"stereo to mono", 2, 1, 48000, 48000},
     {"5.1 to stereo", 6, 2, 48000, 48000},         {"stereo to 5.1", 2, 6, 48000, 48000},
     {"44100 to 48000 mono", 1, 1, 44100, 48000},   {"44100 to 48000 stereo", 2, 2, 44100, 48000},
@@ -45,7 +45,7 @@ constexpr Job kJobs[] = {
 std::function<void()> Ours(const Job& job, const Samples& in, Samples& out) {
     auto converter = std::make_shared<CAudioConverter>(job.in, job.out, job.inRate, job.outRate, 0);
     return [&, converter] {
-        converter->Put(in.data(), kFrames * job.in);
+        converter->Put(in.data(), blockFrames * job.in);
         converter->Get(out.data(), static_cast<int>(out.size()));
     };
 }
@@ -57,17 +57,19 @@ std::function<void()> Swr(const Job& job, const Samples& in, Samples& out) {
     av_channel_layout_default(&outLayout, job.out);
     SwrContext* raw = nullptr;
     if (swr_alloc_set_opts2(&raw, &outLayout, AV_SAMPLE_FMT_S16, job.outRate, &inLayout, AV_SAMPLE_FMT_S16,
-                            job.inRate, 0, nullptr) < 0)
+                            job.inRate, 0, nullptr) < 0) {
         return nullptr;
+    }
     const std::shared_ptr<SwrContext> context(raw, [](SwrContext* c) { swr_free(&c); });
     av_opt_set_int(raw, "filter_size", 2, 0);
     av_opt_set_int(raw, "linear_interp", 1, 0);
-    if (swr_init(raw) < 0)
+    if (swr_init(raw) < 0) {
         return nullptr;
+    }
     return [&, context] {
         const auto* source = reinterpret_cast<const std::uint8_t*>(in.data());
         auto* target = reinterpret_cast<std::uint8_t*>(out.data());
-        swr_convert(context.get(), &target, static_cast<int>(out.size()) / job.out, &source, kFrames);
+        swr_convert(context.get(), &target, static_cast<int>(out.size()) / job.out, &source, blockFrames);
     };
 }
 
@@ -78,7 +80,7 @@ std::function<void()> Speex(const Job& job, const Samples& in, Samples& out) {
                              static_cast<spx_uint32_t>(job.outRate), 0, &error),
         speex_resampler_destroy);
     return [&, state] {
-        spx_uint32_t used = kFrames,
+        spx_uint32_t used = blockFrames,
                      made = static_cast<spx_uint32_t>(out.size()) / static_cast<spx_uint32_t>(job.out);
         speex_resampler_process_interleaved_int(state.get(), in.data(), &used, out.data(), &made);
     };
@@ -86,12 +88,14 @@ std::function<void()> Speex(const Job& job, const Samples& in, Samples& out) {
 
 std::vector<Contestant> Contestants(const Job& job, const Samples& in, Samples& out) {
     std::vector<Contestant> all = {{"ours", Ours(job, in, out)}};
-    if (auto swr = Swr(job, in, out))
+    if (auto swr = Swr(job, in, out)) {
         all.push_back({"swr", swr});
-    if (job.in == job.out)
+    }
+    if (job.in == job.out) {
         all.push_back({"speex", Speex(job, in, out)});
+    }
     const std::size_t made =
-        static_cast<std::size_t>(std::int64_t{kFrames} * job.outRate / job.inRate * job.out);
+        static_cast<std::size_t>(std::int64_t{blockFrames} * job.outRate / job.inRate * job.out);
     all.push_back({"copy", [&, made] { std::memcpy(out.data(), out.data() + made, made * sizeof(short)); }});
     all.push_back({"queued", [&, made, queue = std::make_shared<Samples>(made)] {
                        std::memcpy(queue->data(), out.data() + made, made * sizeof(short));
@@ -101,15 +105,16 @@ std::vector<Contestant> Contestants(const Job& job, const Samples& in, Samples& 
 }
 
 void Print(const Job& job, const std::vector<Contestant>& all, bool json) {
-    const double rate = kFrames / kq::bench::Median(all.front().seconds) / 1e6;
+    const double rate = blockFrames / kq::bench::Median(all.front().seconds) / 1e6;
     std::printf(json ? "{\"job\":\"%s\",\"mframes\":%.1f,\"times_as_fast_as\":{" : "%-22s %8.1f Mframes/s ",
                 job.name, rate);
     for (std::size_t i = 1; i < all.size(); ++i) {
         const double times = kq::bench::TimesAsFast(all.front(), all[i]);
-        if (json)
+        if (json) {
             std::printf("%s\"%s\":%.3f", i == 1 ? "" : ",", all[i].name.c_str(), times);
-        else
+        } else {
             std::printf("  %s %.2fx", all[i].name.c_str(), times);
+        }
     }
     std::printf(json ? "}}\n" : "\n");
 }
@@ -120,21 +125,23 @@ int main(int argc, char** argv) {
     bool json = false;
     int rounds = 25;
     for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--json") == 0)
+        if (std::strcmp(argv[i], "--json") == 0) {
             json = true;
-        else if (std::strcmp(argv[i], "--rounds") == 0 && i + 1 < argc)
+        } else if (std::strcmp(argv[i], "--rounds") == 0 && i + 1 < argc) {
             rounds = std::atoi(argv[++i]);
-        else {
+        } else {
             std::fprintf(stderr, "usage: %s [--json] [--rounds N]\n", argv[0]);
             return 2;
         }
     }
     kq::bench::StayOnOneProcessor();
-    for (const Job& job : kJobs) {
-        Samples in(static_cast<std::size_t>(kFrames * job.in)), out(static_cast<std::size_t>(kFrames) * 32);
+    for (const Job& job : jobs) {
+        Samples in(static_cast<std::size_t>(blockFrames * job.in)),
+            out(static_cast<std::size_t>(blockFrames) * 32);
         unsigned state = 1;
-        for (short& s : in)
+        for (short& s : in) {
             s = static_cast<short>((state = state * 1664525u + 1013904223u) >> 16);
+        }
         std::vector<Contestant> all = Contestants(job, in, out);
         kq::bench::RunInTurn(all, rounds, 0.002);
         Print(job, all, json);

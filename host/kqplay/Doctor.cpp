@@ -7,6 +7,8 @@
 #include "SelfTest.h"
 #include "ViewLibrary.h"
 
+#include <kqplayer/view_library.h>
+
 #include <AL/al.h>
 #include <SDL_version.h>
 #include <X11/Xlib.h>
@@ -187,7 +189,7 @@ void DescribeViewLibrary(DoctorReport& report, const ViewLibrary& views) {
     report.Line("PlayerView.so", views.Path().empty() ? "not found" : views.Path());
     if (views.Path().empty()) {
         std::string folders;
-        for (const std::string& folder : ViewLibrary::Folders())
+        for (const std::string& folder : kq::ViewLibraryFolders())
             folders += (folders.empty() ? "" : " or ") + folder;
         report.Fault("PlayerView.so cannot be loaded: " + views.WhyNoView() + ".",
                      "Put the PlayerView.so of this version into " + folders +

@@ -18,8 +18,8 @@ constexpr int bitsPerPixel = 24;
 std::wstring ToWide(const std::string& path) {
     std::wstring wide;
     for (const char* at = path.c_str(); *at != '\0';) {
-        const std::uint32_t character = kq::text::decodeUtf8(at);
-        if (character == kq::text::Replacement)
+        const std::uint32_t character = kq::text::DecodeUtf8(at);
+        if (character == kq::text::replacement)
             return {};
         wide += static_cast<wchar_t>(character);
     }

@@ -1,42 +1,14 @@
 #include "ViewLibrary.h"
 
-#include "LoadedLibraries.h"
+#include <kqplayer/view_library.h>
 
 #include <dlfcn.h>
 
-#include <filesystem>
-
-namespace fs = std::filesystem;
-
 namespace kqplay {
-namespace {
-
-/// What the component requires of the library.
-constexpr const char* requiredFunctions[] = {
-    "PVCreatePlayerView", "PVDestroyPlayerView",
-    "PVSetCropMode",      "PVSetMaskMode",
-    "PVSetCallbackWnd",   "PVSetCropRect",
-    "PVGetCropRect",      "PVSetDisplayResizeMode",
-    "PVSetDisplayScale",  "PVUpdate",
-    "PVGetHwnd",          "PVShowRGB32Image",
-};
-
-} // namespace
-
-std::vector<std::string> ViewLibrary::Folders() {
-    std::error_code failure;
-    std::vector<std::string> folders = {
-        fs::read_symlink("/proc/self/exe", failure).parent_path().string(),
-        fs::path(PathOfLoaded("libKQPlayer.so")).parent_path().string(),
-    };
-    if (folders[0] == folders[1])
-        folders.pop_back();
-    return folders;
-}
 
 ViewLibrary::ViewLibrary() {
-    for (const std::string& folder : Folders()) {
-        const std::string path = folder + "/PlayerView.so";
+    for (const std::string& folder : kq::ViewLibraryFolders()) {
+        const std::string path = folder + kq::ViewLibraryName;
         m_library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
         if (m_library) {
             m_path = path;
@@ -54,7 +26,7 @@ ViewLibrary::~ViewLibrary() {
 }
 
 std::string ViewLibrary::LackingFunction() const {
-    for (const char* name : requiredFunctions) {
+    for (const char* name : kq::ViewLibraryFunctions()) {
         if (m_library && !dlsym(m_library, name))
             return name;
     }

@@ -5,7 +5,6 @@
 #include <kqplayer/player_view.h>
 
 #include <string>
-#include <vector>
 
 namespace kqplay {
 
@@ -27,8 +26,6 @@ public:
     bool SetPictureSink(PVPictureSink sink, void* userData);
     /// @return why the component could not make a view
     std::string WhyNoView() const;
-    /// @return the folders in which it is looked for
-    static std::vector<std::string> Folders();
 
 private:
     std::string m_path;

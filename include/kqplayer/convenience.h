@@ -1,6 +1,7 @@
 /// @file
-/// C++ conveniences beside the raw interfaces: an owning interface pointer, results as text, and base classes
-/// that do the counting, the queries and the description of a host's own streams.
+/// C++ conveniences beside the raw interfaces: an owning interface pointer, results as text, colour
+/// descriptions of frames, and base classes that do the counting, the queries and the description of a host's
+/// own streams.
 ///
 /// Header only and nothing of it is exported: what is here is compiled into the host and is no part of the
 /// binary interface. kqplayer.h does not include it; hosts that prefer to count themselves leave it out.
@@ -9,6 +10,7 @@
 #include "com.h"
 #include "identifiers.h"
 #include "player.h"
+#include "records.h"
 #include "streams.h"
 
 #include <atomic>
@@ -20,6 +22,15 @@
 #include <variant>
 
 namespace kq {
+
+/// Units of MEDIA_FRAME::llPTS, of 100 ns each, in a second.
+inline constexpr std::int64_t TicksPerSecond = 10'000'000;
+
+/// @name Modes of IMediaStream::Seek(), IMediaPlayer::Seek() and SyncSeek()
+/// @{
+inline constexpr int KeyFrameSeek = 0; ///< to the key frame at the time or before it, which is the fastest
+inline constexpr int ExactSeek = 1;    ///< to the frame that is on show at the time
+/// @}
 
 /// @return what a result code says, for people: "out of memory". Never null; the text is never freed.
 inline const char* ResultText(std::int32_t nResult) {
@@ -242,6 +253,58 @@ private:
 
     std::atomic<std::uint32_t> m_nReferences{1};
 };
+
+/// What the samples of a picture mean. As it is made: what a frame without a description is.
+struct Colour {
+    std::int32_t nMatrix = KQ_MATRIX_BT601;   ///< one of KQ_MATRIX_…
+    std::int32_t nRange = KQ_RANGE_LIMITED;   ///< one of KQ_RANGE_…
+    std::int32_t nTransfer = KQ_TRANSFER_SDR; ///< one of KQ_TRANSFER_…
+    std::int32_t nMasteringPeak = 0;          ///< of the mastering display, in cd/m²; 0 for unknown
+    std::int32_t nContentPeak = 0;            ///< of the content (MaxCLL), in cd/m²; 0 for unknown
+
+    bool operator==(const Colour& other) const {
+        return nMatrix == other.nMatrix && nRange == other.nRange && nTransfer == other.nTransfer &&
+               nMasteringPeak == other.nMasteringPeak && nContentPeak == other.nContentPeak;
+    }
+    bool operator!=(const Colour& other) const { return !(*this == other); }
+};
+
+/// Says what the samples of a frame mean. Frames that are not described are BT.601 in limited range, SDR.
+inline void DescribeColour(MEDIA_FRAME& frame, const Colour& colour) {
+    frame.reserved[0] = static_cast<std::int32_t>(KQ_COLOUR_MARK << 16) | (colour.nMatrix & 0xF) |
+                        (colour.nRange & 1) << 4 | (colour.nTransfer & 0xF) << 8;
+    frame.reserved[1] = colour.nMasteringPeak;
+    frame.reserved[2] = colour.nContentPeak;
+}
+
+/// The same for pictures without HDR.
+/// @param nMatrix one of KQ_MATRIX_…
+/// @param nRange  one of KQ_RANGE_…
+inline void DescribeColour(MEDIA_FRAME& frame, std::int32_t nMatrix, std::int32_t nRange) {
+    Colour colour;
+    colour.nMatrix = nMatrix;
+    colour.nRange = nRange;
+    DescribeColour(frame, colour);
+}
+
+/// @return what a frame's samples mean: every field is a listed value, whatever the frame holds
+inline Colour ColourOf(const MEDIA_FRAME& frame) {
+    Colour colour;
+    const auto nWord = static_cast<std::uint32_t>(frame.reserved[0]);
+    if (nWord >> 16 != KQ_COLOUR_MARK) {
+        return colour;
+    }
+    const auto Listed = [](std::uint32_t nValue, std::int32_t nLast) {
+        return nValue <= static_cast<std::uint32_t>(nLast) ? static_cast<std::int32_t>(nValue) : 0;
+    };
+    constexpr std::int32_t kBrightest = 10000;
+    colour.nMatrix = Listed(nWord & 0xF, KQ_MATRIX_SMPTE240M);
+    colour.nRange = Listed(nWord >> 4 & 1, KQ_RANGE_FULL);
+    colour.nTransfer = Listed(nWord >> 8 & 0xF, KQ_TRANSFER_HLG);
+    colour.nMasteringPeak = Listed(static_cast<std::uint32_t>(frame.reserved[1]), kBrightest);
+    colour.nContentPeak = Listed(static_cast<std::uint32_t>(frame.reserved[2]), kBrightest);
+    return colour;
+}
 
 /// What a stream holds: pictures or sound.
 using StreamFormat = std::variant<VIDEO_STREAM_INFO, AUDIO_STREAM_INFO>;

@@ -71,6 +71,32 @@ typedef struct KQ_MEDIA_FRAME {
     int32_t nFlags;
 } KQ_MEDIA_FRAME;
 
+/** Values of KQ_MEDIA_FRAME::nKind; records.h tells how each layout's planes lie. */
+enum {
+    KQ_PICTURE_PACKED_RGB = 0,
+    KQ_PICTURE_PLANAR_YUV = 1,
+    KQ_PICTURE_PLANAR_422 = 0x100,
+    KQ_PICTURE_PLANAR_444 = 0x101,
+    KQ_PICTURE_NV12 = 0x102,
+    KQ_PICTURE_PLANAR_420_10 = 0x110,
+    KQ_PICTURE_PLANAR_422_10 = 0x111,
+    KQ_PICTURE_PLANAR_444_10 = 0x112,
+    KQ_PICTURE_P010 = 0x113
+};
+
+enum { KQ_MATRIX_BT601 = 0, KQ_MATRIX_BT709 = 1, KQ_MATRIX_BT2020 = 2, KQ_MATRIX_SMPTE240M = 3 };
+enum { KQ_RANGE_LIMITED = 0, KQ_RANGE_FULL = 1 };
+enum { KQ_TRANSFER_SDR = 0, KQ_TRANSFER_PQ = 1, KQ_TRANSFER_HLG = 2 };
+
+/** Says what a frame's samples mean; without it they are BT.601 in limited range, SDR. Peaks in cd/m², 0 for
+ * unknown. */
+static inline void KQ_DescribeColour(KQ_MEDIA_FRAME* pFrame, int32_t nMatrix, int32_t nRange,
+                                     int32_t nTransfer, int32_t nMasteringPeak, int32_t nContentPeak) {
+    pFrame->reserved[0] = (int32_t)0x4B510000 | (nMatrix & 0xF) | (nRange & 1) << 4 | (nTransfer & 0xF) << 8;
+    pFrame->reserved[1] = nMasteringPeak;
+    pFrame->reserved[2] = nContentPeak;
+}
+
 typedef struct KQ_VIDEO_STREAM_INFO {
     int32_t nWidth, nHeight;
     double dFrameRate;

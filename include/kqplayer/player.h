@@ -50,7 +50,9 @@ struct IPlayerView : IUnknown {
     /// @param pStream     the stream, of which the view takes a reference; null for none
     /// @param nSourceMode the view's source mode. The stream of the view whose mode equals the player's
     ///        reference number paces playback; that number is 0 with exactly two views, otherwise 1.
-    /// @return 0; 1 when the stream gives no video information: the view then holds no stream
+    /// @return 0; 1 when the stream gives no video information, 0x80000002 without memory: the view then
+    /// holds no
+    ///         stream
     virtual std::int32_t SetVideoInput(int nSourceMode, IMediaStream* pStream) = 0;
     /// Does nothing. @return 1
     virtual std::int32_t SetParentWND(void* pWindow) = 0;
@@ -70,7 +72,8 @@ protected:
     ~IPlayerView() = default;
 };
 
-/// The views of one player. Views live no longer than their manager, whatever references a host holds.
+/// The views of one player. A view's window goes with the manager. A reference that a host still holds then
+/// is one on an empty view: it has no window and no stream, and SetVideoInput() returns 1.
 struct IPlayerViewMgr : IUnknown {
     /// Makes a view.
     /// @param pParent X11 window that becomes the view's parent, as a pointer-sized id; null for a window of

@@ -10,10 +10,13 @@
 #include <cstddef>
 #include <cstdint>
 
-/// A planar YUV 4:2:0 picture with an optional alpha plane. The record never owns the planes.
+/// A planar YUV picture with an optional alpha plane. The record never owns the planes. What its samples are,
+/// and how many chroma samples there are, says MEDIA_FRAME::nKind; planar 4:2:0 with 8 bits is described
+/// here.
 struct tagYUVImage {
     std::int32_t nFormat; ///< picture format; 2 in pictures that the component builds, otherwise not read
-    std::uint8_t* pY;     ///< luma: nHeight rows of nWidth samples, 16 to 235
+    std::uint8_t*
+        pY; ///< luma: nHeight rows of nWidth samples, 16 to 235 unless a description says full range
     /// Cb: (nHeight+1)/2 rows of (nWidth+1)/2 samples. In an audio frame: interleaved 16-bit PCM.
     std::uint8_t* pU;
     union {
@@ -32,24 +35,72 @@ struct tagYUVImage {
     };
 };
 
-/// Picture kinds of MEDIA_FRAME::nKind.
+/// Picture kinds of MEDIA_FRAME::nKind. A picture of any other kind is shown black and not captured.
+///
+/// Chroma planes have (nWidth+1)/2 samples a row, 4:4:4 nWidth; and (nHeight+1)/2 rows, 4:2:2 and 4:4:4
+/// nHeight. With 10 bits a sample is a 16-bit little-endian word; bits above the tenth are ignored. Pitches
+/// count bytes throughout, and planes need no alignment.
 enum : std::int32_t {
-    KQ_PICTURE_PACKED_RGB = 0, ///< 24-bit RGB behind image.pRgb; capture takes it, views show black
-    KQ_PICTURE_PLANAR_YUV = 1, ///< planar 4:2:0 in image
+    KQ_PICTURE_PACKED_RGB = 0,        ///< 24-bit RGB behind image.pRgb; capture takes it, views show black
+    KQ_PICTURE_PLANAR_YUV = 1,        ///< planar 4:2:0 in image, 8 bits
+    KQ_PICTURE_PLANAR_422 = 0x100,    ///< planar 4:2:2, 8 bits
+    KQ_PICTURE_PLANAR_444 = 0x101,    ///< planar 4:4:4, 8 bits
+    KQ_PICTURE_NV12 = 0x102,          ///< 4:2:0, 8 bits: Cb and Cr in turn behind image.pU; pV is not read
+    KQ_PICTURE_PLANAR_420_10 = 0x110, ///< planar 4:2:0, 10 bits in the lower bits of a word
+    KQ_PICTURE_PLANAR_422_10 = 0x111, ///< planar 4:2:2, likewise
+    KQ_PICTURE_PLANAR_444_10 = 0x112, ///< planar 4:4:4, likewise
+    KQ_PICTURE_P010 = 0x113,          ///< as NV12, with 10 bits in the upper bits of a word
 };
+
+/// @name What the samples of a picture mean
+/// MEDIA_FRAME::reserved[0] may hold a colour description: KQ_COLOUR_MARK in its upper half, and in its lower
+/// half a matrix in bits 0 to 3, a range in bit 4 and a transfer in bits 8 to 11; the other bits are zero,
+/// and not read. A word without the mark, zero or uninitialised, is no description: the picture is BT.601 in
+/// limited range, SDR, as frames always were. In a described one a matrix or transfer that is not listed
+/// counts as BT.601 and as SDR. The description may change from frame to frame. kq::DescribeColour() and
+/// kq::ColourOf() of convenience.h write and read it.
+/// @{
+
+/// Upper half of a colour description.
+inline constexpr std::uint32_t KQ_COLOUR_MARK = 0x4B51;
+
+/// Matrix of a colour description.
+enum : std::int32_t {
+    KQ_MATRIX_BT601 = 0,     ///< Kr 0.299, Kb 0.114
+    KQ_MATRIX_BT709 = 1,     ///< Kr 0.2126, Kb 0.0722
+    KQ_MATRIX_BT2020 = 2,    ///< Kr 0.2627, Kb 0.0593, non-constant luminance
+    KQ_MATRIX_SMPTE240M = 3, ///< Kr 0.212, Kb 0.087
+};
+
+/// Range of a colour description.
+enum : std::int32_t {
+    KQ_RANGE_LIMITED = 0, ///< luma 16 to 235, chroma 16 to 240; four times that with 10 bits
+    KQ_RANGE_FULL = 1,    ///< all values: 0 to 255, or 0 to 1023
+};
+
+/// Transfer of a colour description. PQ and HLG pictures have the primaries of BT.2020 and are tone-mapped.
+enum : std::int32_t {
+    KQ_TRANSFER_SDR = 0, ///< shown as it is
+    KQ_TRANSFER_PQ = 1,  ///< BT.2100 PQ
+    KQ_TRANSFER_HLG = 2, ///< BT.2100 HLG
+};
+/// @}
 
 /// The time stamp of a frame that has none.
 inline constexpr std::int64_t KQ_NO_PTS = -1;
 
 /// One picture or one chunk of audio. A stream owns its frames; see IMediaStream::GetCurrentFrame().
 struct MEDIA_FRAME {
-    std::int32_t nType;       ///< 2 in frames that the component builds; never read
-    std::int32_t nKind;       ///< KQ_PICTURE_PLANAR_YUV or KQ_PICTURE_PACKED_RGB
-    tagYUVImage image;        ///< the picture, or the sound in pU and nAudioLength
-    std::int32_t reserved[7]; ///< zero
-    std::int64_t llTime;      ///< copied with the frame, never interpreted
-    std::int64_t llPTS;       ///< presentation time stamp in 100-ns units, KQ_NO_PTS for none
-    std::int32_t nFlags;      ///< copied with the frame
+    std::int32_t nType; ///< 2 in frames that the component builds; never read
+    std::int32_t nKind; ///< one of KQ_PICTURE_…
+    tagYUVImage image;  ///< the picture, or the sound in pU and nAudioLength
+    /// [0] the colour description, or zero. With a description: [1] the peak luminance of the mastering
+    /// display, [2] that of the brightest pixel of the content (MaxCLL), both in cd/m² and both read for PQ
+    /// only; 0, and anything beyond 10,000, is unknown. The others zero.
+    std::int32_t reserved[7];
+    std::int64_t llTime; ///< copied with the frame, never interpreted
+    std::int64_t llPTS;  ///< presentation time stamp in 100-ns units, KQ_NO_PTS for none
+    std::int32_t nFlags; ///< copied with the frame
 };
 
 /// Format of a video stream. A size may be given negative; its absolute value counts.

@@ -39,7 +39,8 @@ public:
     /// @return non-zero for success; 0 when the view library cannot be loaded or refuses the window
     virtual int Create(void* pParent, const VRECT& rect, unsigned long a, unsigned long b) = 0;
     virtual int ShowYV12Image(tagBITMAPINFO* pInfo, unsigned char* pBits) = 0; ///< does nothing, returns 0
-    /// Converts a planar picture to 32-bit RGB and shows it. @return 1 when it was handed to the view library
+    /// Converts a planar picture to 32-bit RGB and shows it. @return 1 when it was handed to the view
+    /// library; 0 also for a picture without one of its planes or without a size
     virtual int ShowYUVImage(const tagYUVImage* pImage) = 0;
     /// @param x,y display aspect ratio of the source; 0 for square pixels
     virtual void SetSrcAspectRatio(int x, int y) {

@@ -9,9 +9,11 @@
 #include <cstdio>
 #include <cstring>
 
+namespace kq::imageproc {
+
 namespace {
 
-std::string temporaryNameBeside(const std::string& path) {
+std::string TemporaryNameBeside(const std::string& path) {
     static std::atomic<unsigned> counter = 0;
     const std::string folder = path.substr(0, path.rfind('/') + 1); // empty for a plain name
     char name[64];
@@ -22,9 +24,9 @@ std::string temporaryNameBeside(const std::string& path) {
 } // namespace
 
 AtomicFile::AtomicFile(const std::string& path) : m_path(path) {
-    m_buffer.reserve(BufferBytes);
-    if (mayReplace()) {
-        open();
+    m_buffer.reserve(bufferBytes);
+    if (MayReplace()) {
+        Open();
     }
 }
 
@@ -38,7 +40,7 @@ AtomicFile::~AtomicFile() {
 }
 
 /// A rename would replace a device or a socket as readily as a file.
-bool AtomicFile::mayReplace() {
+bool AtomicFile::MayReplace() {
     struct stat status = {};
     if (stat(m_path.c_str(), &status) != 0 || S_ISREG(status.st_mode)) {
         return true;
@@ -47,69 +49,71 @@ bool AtomicFile::mayReplace() {
     return false;
 }
 
-void AtomicFile::open() {
+void AtomicFile::Open() {
     do {
-        m_temporary = temporaryNameBeside(m_path);
+        m_temporary = TemporaryNameBeside(m_path);
         m_fd = ::open(m_temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     } while (m_fd < 0 && errno == EEXIST); // left behind by a process that had the same number
     if (m_fd < 0) {
-        fail(errno);
+        Fail(errno);
         m_temporary.clear();
     }
 }
 
-bool AtomicFile::write(const void* pData, std::size_t bytes) {
+bool AtomicFile::Write(const void* data, std::size_t bytes) {
     if (!m_error.empty()) {
         return false;
     }
-    if (bytes > BufferBytes - m_buffer.size() && !flush()) {
+    if (bytes > bufferBytes - m_buffer.size() && !Flush()) {
         return false;
     }
-    const char* pBytes = static_cast<const char*>(pData);
-    if (bytes >= BufferBytes) {
-        return writeThrough(pBytes, bytes);
+    const char* text = static_cast<const char*>(data);
+    if (bytes >= bufferBytes) {
+        return WriteThrough(text, bytes);
     }
-    m_buffer.append(pBytes, bytes);
+    m_buffer.append(text, bytes);
     return true;
 }
 
-bool AtomicFile::commit() {
-    if (!m_error.empty() || !flush()) {
+bool AtomicFile::Commit() {
+    if (!m_error.empty() || !Flush()) {
         return false;
     }
     const int fd = m_fd;
     m_fd = -1;
     // A network file system may report a full disk only here.
     if (close(fd) != 0 || rename(m_temporary.c_str(), m_path.c_str()) != 0) {
-        return fail(errno);
+        return Fail(errno);
     }
     m_temporary.clear();
     return true;
 }
 
-bool AtomicFile::flush() {
-    const bool written = writeThrough(m_buffer.data(), m_buffer.size());
+bool AtomicFile::Flush() {
+    const bool written = WriteThrough(m_buffer.data(), m_buffer.size());
     m_buffer.clear();
     return written;
 }
 
-bool AtomicFile::writeThrough(const char* pData, std::size_t bytes) {
+bool AtomicFile::WriteThrough(const char* data, std::size_t bytes) {
     while (bytes > 0) {
-        const ssize_t written = ::write(m_fd, pData, bytes);
+        const ssize_t written = ::write(m_fd, data, bytes);
         if (written < 0 && errno == EINTR) {
             continue;
         }
         if (written <= 0) {
-            return fail(written < 0 ? errno : ENOSPC);
+            return Fail(written < 0 ? errno : ENOSPC);
         }
-        pData += written;
+        data += written;
         bytes -= written;
     }
     return true;
 }
 
-bool AtomicFile::fail(int error) {
+bool AtomicFile::Fail(int error) {
     char reason[128];
     m_error = strerror_r(error, reason, sizeof(reason));
     return false;
 }
+
+} // namespace kq::imageproc

@@ -7,12 +7,16 @@
 
 #include <string>
 
+namespace kq::imageproc {
+
 /// An empty text for success, or why the image was not written.
 using EncodeResult = std::string;
 
 /// Bottom-up rows, the form that every reader knows.
-EncodeResult encodeBmp(const Bitmap& bitmap, AtomicFile& file);
+EncodeResult EncodeBmp(const Bitmap& bitmap, AtomicFile& file);
 /// Lossless, 8 bits a channel.
-EncodeResult encodePng(const Bitmap& bitmap, AtomicFile& file);
+EncodeResult EncodePng(const Bitmap& bitmap, AtomicFile& file);
 /// Quality 92 and full chroma resolution: a still that is looked at closely keeps its coloured edges.
-EncodeResult encodeJpeg(const Bitmap& bitmap, AtomicFile& file);
+EncodeResult EncodeJpeg(const Bitmap& bitmap, AtomicFile& file);
+
+} // namespace kq::imageproc

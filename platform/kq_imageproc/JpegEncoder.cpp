@@ -5,10 +5,12 @@
 #include <csetjmp>
 #include <cstdio>
 
+namespace kq::imageproc {
+
 namespace {
 
-constexpr int Quality = 92;
-constexpr std::size_t BlockBytes = 16384;
+constexpr int quality = 92;
+constexpr std::size_t blockBytes = 16384;
 
 /// libjpeg's error manager and where to go on after an error. The library knows it by its first member.
 struct ErrorManager {
@@ -20,66 +22,66 @@ struct ErrorManager {
 /// libjpeg's destination: blocks that go to the file. Known by its first member, too.
 struct Destination {
     jpeg_destination_mgr base;
-    AtomicFile* pFile;
-    JOCTET block[BlockBytes];
+    AtomicFile* file;
+    JOCTET block[blockBytes];
 };
 
-[[noreturn]] void onError(j_common_ptr pInfo) {
-    auto* pErrors = reinterpret_cast<ErrorManager*>(pInfo->err);
-    pErrors->base.format_message(pInfo, pErrors->reason);
-    std::longjmp(pErrors->onError, 1);
+[[noreturn]] void OnError(j_common_ptr info) {
+    auto* errors = reinterpret_cast<ErrorManager*>(info->err);
+    errors->base.format_message(info, errors->reason);
+    std::longjmp(errors->onError, 1);
 }
 
-void onMessage(j_common_ptr /*pInfo*/) {}
+void OnMessage(j_common_ptr /*info*/) {}
 
-void startBlock(j_compress_ptr pInfo) {
-    auto* pDestination = reinterpret_cast<Destination*>(pInfo->dest);
-    pDestination->base.next_output_byte = pDestination->block;
-    pDestination->base.free_in_buffer = BlockBytes;
+void StartBlock(j_compress_ptr info) {
+    auto* destination = reinterpret_cast<Destination*>(info->dest);
+    destination->base.next_output_byte = destination->block;
+    destination->base.free_in_buffer = blockBytes;
 }
 
-void writeBlock(j_compress_ptr pInfo, std::size_t bytes) {
-    auto* pDestination = reinterpret_cast<Destination*>(pInfo->dest);
-    if (!pDestination->pFile->write(pDestination->block, bytes)) {
-        onError(reinterpret_cast<j_common_ptr>(pInfo));
+void WriteBlock(j_compress_ptr info, std::size_t bytes) {
+    auto* destination = reinterpret_cast<Destination*>(info->dest);
+    if (!destination->file->Write(destination->block, bytes)) {
+        OnError(reinterpret_cast<j_common_ptr>(info));
     }
 }
 
-boolean writeFullBlock(j_compress_ptr pInfo) {
-    writeBlock(pInfo, BlockBytes);
-    startBlock(pInfo);
+boolean WriteFullBlock(j_compress_ptr info) {
+    WriteBlock(info, blockBytes);
+    StartBlock(info);
     return TRUE;
 }
 
-void writeLastBlock(j_compress_ptr pInfo) {
-    writeBlock(pInfo, BlockBytes - pInfo->dest->free_in_buffer);
+void WriteLastBlock(j_compress_ptr info) {
+    WriteBlock(info, blockBytes - info->dest->free_in_buffer);
 }
 
-void setUp(jpeg_compress_struct& info, const Bitmap& bitmap) {
-    info.image_width = bitmap.width();
-    info.image_height = bitmap.height();
+void SetUp(jpeg_compress_struct& info, const Bitmap& bitmap) {
+    info.image_width = bitmap.Width();
+    info.image_height = bitmap.Height();
     info.input_components = 3;
     info.in_color_space = JCS_EXT_BGR;
     jpeg_set_defaults(&info);
-    jpeg_set_quality(&info, Quality, TRUE);
+    jpeg_set_quality(&info, quality, TRUE);
     info.comp_info[0].h_samp_factor = 1; // 4:4:4
     info.comp_info[0].v_samp_factor = 1;
 }
 
 /// Errors come back here by longjmp(): there is nothing to destroy in the frames between. @return false on
 /// error
-bool writeJpeg(jpeg_compress_struct& info, Destination& destination, ErrorManager& errors,
+bool WriteJpeg(jpeg_compress_struct& info, Destination& destination, ErrorManager& errors,
                const Bitmap& bitmap) {
     if (setjmp(errors.onError) != 0) {
         return false;
     }
     jpeg_create_compress(&info);
     info.dest = &destination.base;
-    setUp(info, bitmap);
+    SetUp(info, bitmap);
     jpeg_start_compress(&info, TRUE);
     while (info.next_scanline < info.image_height) {
-        JSAMPROW pRow = bitmap.row(static_cast<int>(info.next_scanline));
-        jpeg_write_scanlines(&info, &pRow, 1);
+        JSAMPROW row = bitmap.Row(static_cast<int>(info.next_scanline));
+        jpeg_write_scanlines(&info, &row, 1);
     }
     jpeg_finish_compress(&info);
     return true;
@@ -87,22 +89,24 @@ bool writeJpeg(jpeg_compress_struct& info, Destination& destination, ErrorManage
 
 } // namespace
 
-EncodeResult encodeJpeg(const Bitmap& bitmap, AtomicFile& file) {
+EncodeResult EncodeJpeg(const Bitmap& bitmap, AtomicFile& file) {
     ErrorManager errors = {};
     jpeg_std_error(&errors.base);
-    errors.base.error_exit = onError;
-    errors.base.output_message = onMessage;
+    errors.base.error_exit = OnError;
+    errors.base.output_message = OnMessage;
     Destination destination = {};
-    destination.base.init_destination = startBlock;
-    destination.base.empty_output_buffer = writeFullBlock;
-    destination.base.term_destination = writeLastBlock;
-    destination.pFile = &file;
+    destination.base.init_destination = StartBlock;
+    destination.base.empty_output_buffer = WriteFullBlock;
+    destination.base.term_destination = WriteLastBlock;
+    destination.file = &file;
     jpeg_compress_struct info = {};
     info.err = &errors.base;
-    const bool written = writeJpeg(info, destination, errors, bitmap);
+    const bool written = WriteJpeg(info, destination, errors, bitmap);
     jpeg_destroy_compress(&info);
-    if (!file.error().empty()) {
-        return file.error();
+    if (!file.Error().empty()) {
+        return file.Error();
     }
     return written ? EncodeResult() : EncodeResult(errors.reason);
 }
+
+} // namespace kq::imageproc

@@ -11,32 +11,33 @@
 #include <new>
 #include <string>
 
+namespace kq::imageproc {
 namespace {
 
 using Encoder = EncodeResult (*)(const Bitmap&, AtomicFile&);
 
 struct Format {
-    const wchar_t* pMimeType;
+    const wchar_t* mimeType;
     Encoder encode; ///< null: this build has no library for it
 };
 
-constexpr Format Formats[] = {
-    {L"image/bmp", encodeBmp},
+constexpr Format formats[] = {
+    {L"image/bmp", EncodeBmp},
 #ifdef KQ_HAVE_JPEG
-    {L"image/jpeg", encodeJpeg},
+    {L"image/jpeg", EncodeJpeg},
 #else
     {L"image/jpeg", nullptr},
 #endif
 #ifdef KQ_HAVE_PNG
-    {L"image/png", encodePng},
+    {L"image/png", EncodePng},
 #else
     {L"image/png", nullptr},
 #endif
 };
 
-const Format* findFormat(const wchar_t* pMimeType) {
-    for (const Format& format : Formats) {
-        if (std::wcscmp(format.pMimeType, pMimeType) == 0) {
+const Format* FindFormat(const wchar_t* mimeType) {
+    for (const Format& format : formats) {
+        if (std::wcscmp(format.mimeType, mimeType) == 0) {
             return &format;
         }
     }
@@ -44,101 +45,104 @@ const Format* findFormat(const wchar_t* pMimeType) {
 }
 
 /// @return false when the path has a character that does not exist
-bool toUtf8(const wchar_t* pText, std::string& out) {
-    for (; *pText != L'\0'; ++pText) {
-        const auto c = static_cast<char32_t>(*pText);
-        if (!kq::text::isCodePoint(c)) {
+bool ToUtf8(const wchar_t* text, std::string& out) {
+    for (; *text != L'\0'; ++text) {
+        const auto c = static_cast<char32_t>(*text);
+        if (!kq::text::IsCodePoint(c)) {
             return false;
         }
-        char bytes[kq::text::MaxUtf8Length];
-        out.append(bytes, kq::text::encodeUtf8(c, bytes));
+        char bytes[kq::text::maxUtf8Length];
+        out.append(bytes, kq::text::EncodeUtf8(c, bytes));
     }
     return true;
 }
 
-EncodeResult writeFile(const Bitmap& bitmap, Encoder encode, const std::string& path) {
+EncodeResult WriteFile(const Bitmap& bitmap, Encoder encode, const std::string& path) {
     AtomicFile file(path);
-    if (!file.error().empty()) {
-        return file.error();
+    if (!file.Error().empty()) {
+        return file.Error();
     }
     EncodeResult result = encode(bitmap, file);
-    if (result.empty() && !file.commit()) {
-        result = file.error();
+    if (result.empty() && !file.Commit()) {
+        result = file.Error();
     }
     return result;
 }
 
 /// @return an empty text for success, or why there is no such file
-EncodeResult save(const Bitmap* pBitmap, const wchar_t* pPath, const wchar_t* pMimeType) {
-    if (pBitmap == nullptr || pBitmap->isEmpty()) {
+EncodeResult Save(const Bitmap* bitmap, const wchar_t* path, const wchar_t* mimeType) {
+    if (bitmap == nullptr || bitmap->IsEmpty()) {
         return "the image is empty";
     }
-    if (pMimeType == nullptr) {
+    if (mimeType == nullptr) {
         return "no format was given";
     }
-    const Format* pFormat = findFormat(pMimeType);
-    if (pFormat == nullptr) {
+    const Format* format = FindFormat(mimeType);
+    if (format == nullptr) {
         return "the format is not known";
     }
-    if (pFormat->encode == nullptr) {
+    if (format->encode == nullptr) {
         return "the format is not built in";
     }
-    std::string path;
-    if (pPath == nullptr || *pPath == L'\0') {
+    if (path == nullptr || *path == L'\0') {
         return "no path was given";
     }
-    if (!toUtf8(pPath, path)) {
+    std::string utf8Path;
+    if (!ToUtf8(path, utf8Path)) {
         return "the path is not Unicode";
     }
-    return writeFile(*pBitmap, pFormat->encode, path);
+    return WriteFile(*bitmap, format->encode, utf8Path);
 }
 
-Bitmap* asBitmap(void* pImage) {
-    return static_cast<Bitmap*>(pImage);
+Bitmap* AsBitmap(void* image) {
+    return static_cast<Bitmap*>(image);
 }
 
 } // namespace
+} // namespace kq::imageproc
+
+using namespace kq::imageproc;
 
 void* DICreate(void) {
     return new (std::nothrow) Bitmap;
 }
 
-int DISetContent(void* pImage, int nWidth, int nHeight, int nBitsPerPixel) {
-    return pImage != nullptr && asBitmap(pImage)->setContent(nWidth, nHeight, nBitsPerPixel) ? 1 : 0;
+int DISetContent(void* image, int width, int height, int bitsPerPixel) {
+    return image != nullptr && AsBitmap(image)->SetContent(width, height, bitsPerPixel) ? 1 : 0;
 }
 
-int DIGetWidth(void* pImage) {
-    return pImage != nullptr ? asBitmap(pImage)->width() : 0;
+int DIGetWidth(void* image) {
+    return image != nullptr ? AsBitmap(image)->Width() : 0;
 }
 
-int DIGetHeight(void* pImage) {
-    return pImage != nullptr ? asBitmap(pImage)->height() : 0;
+int DIGetHeight(void* image) {
+    return image != nullptr ? AsBitmap(image)->Height() : 0;
 }
 
-unsigned char* DIGetBits(void* pImage) {
-    return pImage != nullptr ? asBitmap(pImage)->bits() : nullptr;
+unsigned char* DIGetBits(void* image) {
+    return image != nullptr ? AsBitmap(image)->Bits() : nullptr;
 }
 
-tagBITMAPINFOHEADER* DIGetBitmapInfo(void* pImage) {
-    if (pImage == nullptr || asBitmap(pImage)->isEmpty()) {
+tagBITMAPINFOHEADER* DIGetBitmapInfo(void* image) {
+    if (image == nullptr || AsBitmap(image)->IsEmpty()) {
         return nullptr;
     }
-    return asBitmap(pImage)->header();
+    return AsBitmap(image)->Header();
 }
 
-int DISaveEx(void* pImage, const wchar_t* pPath, const wchar_t* pMimeType) {
+int DISaveEx(void* image, const wchar_t* path, const wchar_t* mimeType) {
     try {
-        const EncodeResult reason = save(asBitmap(pImage), pPath, pMimeType);
+        const EncodeResult reason = Save(AsBitmap(image), path, mimeType);
         if (reason.empty()) {
             return 1;
         }
-        KQLogEx(L"DISaveEx: cannot write %ls as %ls: %s", pPath, pMimeType, reason.c_str());
+        KQLogEx(L"DISaveEx: cannot write %ls as %ls: %s", path, mimeType, reason.c_str());
     } catch (const std::exception& e) { // no memory
-        KQLogEx(L"DISaveEx: cannot write %ls: %s", pPath, e.what());
+        KQLogEx(L"DISaveEx: cannot write %ls: %s", path, e.what());
     }
     return 0;
 }
 
-void DIDestroy(void* pImage) {
-    delete asBitmap(pImage);
+void DIDestroy(void* image) {
+    delete AsBitmap(image);
 }

@@ -4,65 +4,69 @@
 
 #include <cstring>
 
+namespace kq::imageproc {
+
 namespace {
 
 /// Much faster than the default of 6, for files that are a few percent larger.
-constexpr int CompressionLevel = 3;
+constexpr int compressionLevel = 3;
 
 /// What libpng reports through its callbacks.
 struct Sink {
-    AtomicFile* pFile;
+    AtomicFile* file;
     char reason[128];
 };
 
-void onError(png_structp pPng, png_const_charp pMessage) {
-    auto* pSink = static_cast<Sink*>(png_get_error_ptr(pPng));
-    std::strncpy(pSink->reason, pMessage, sizeof(pSink->reason) - 1);
-    png_longjmp(pPng, 1);
+void OnError(png_structp png, png_const_charp message) {
+    auto* sink = static_cast<Sink*>(png_get_error_ptr(png));
+    std::strncpy(sink->reason, message, sizeof(sink->reason) - 1);
+    png_longjmp(png, 1);
 }
 
-void onWarning(png_structp /*pPng*/, png_const_charp /*pMessage*/) {}
+void OnWarning(png_structp /*png*/, png_const_charp /*message*/) {}
 
-void onWrite(png_structp pPng, png_bytep pData, png_size_t bytes) {
-    if (!static_cast<Sink*>(png_get_io_ptr(pPng))->pFile->write(pData, bytes)) {
-        png_error(pPng, "write failed");
+void OnWrite(png_structp png, png_bytep data, png_size_t bytes) {
+    if (!static_cast<Sink*>(png_get_io_ptr(png))->file->Write(data, bytes)) {
+        png_error(png, "write failed");
     }
 }
 
-void onFlush(png_structp /*pPng*/) {}
+void OnFlush(png_structp /*png*/) {}
 
 /// Errors come back here by longjmp(): there is nothing to destroy in the frames between. @return false on
 /// error
-bool writePng(png_structp pPng, png_infop pInfo, const Bitmap& bitmap, Sink* pSink) {
-    if (setjmp(png_jmpbuf(pPng)) != 0) {
+bool WritePng(png_structp png, png_infop info, const Bitmap& bitmap, Sink* sink) {
+    if (setjmp(png_jmpbuf(png)) != 0) {
         return false;
     }
-    png_set_write_fn(pPng, pSink, onWrite, onFlush);
-    png_set_compression_level(pPng, CompressionLevel);
-    png_set_IHDR(pPng, pInfo, bitmap.width(), bitmap.height(), 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+    png_set_write_fn(png, sink, OnWrite, OnFlush);
+    png_set_compression_level(png, compressionLevel);
+    png_set_IHDR(png, info, bitmap.Width(), bitmap.Height(), 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    png_write_info(pPng, pInfo);
-    png_set_bgr(pPng);
-    for (int y = 0; y < bitmap.height(); ++y) {
-        png_write_row(pPng, bitmap.row(y));
+    png_write_info(png, info);
+    png_set_bgr(png);
+    for (int y = 0; y < bitmap.Height(); ++y) {
+        png_write_row(png, bitmap.Row(y));
     }
-    png_write_end(pPng, pInfo);
+    png_write_end(png, info);
     return true;
 }
 
 } // namespace
 
-EncodeResult encodePng(const Bitmap& bitmap, AtomicFile& file) {
+EncodeResult EncodePng(const Bitmap& bitmap, AtomicFile& file) {
     Sink sink = {&file, {}};
-    png_structp pPng = png_create_write_struct(PNG_LIBPNG_VER_STRING, &sink, onError, onWarning);
-    png_infop pInfo = pPng != nullptr ? png_create_info_struct(pPng) : nullptr;
-    const bool written = pInfo != nullptr && writePng(pPng, pInfo, bitmap, &sink);
-    png_destroy_write_struct(&pPng, &pInfo);
-    if (!file.error().empty()) {
-        return file.error();
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &sink, OnError, OnWarning);
+    png_infop info = png != nullptr ? png_create_info_struct(png) : nullptr;
+    const bool written = info != nullptr && WritePng(png, info, bitmap, &sink);
+    png_destroy_write_struct(&png, &info);
+    if (!file.Error().empty()) {
+        return file.Error();
     }
     if (written) {
         return {};
     }
     return sink.reason[0] != '\0' ? sink.reason : "out of memory";
 }
+
+} // namespace kq::imageproc

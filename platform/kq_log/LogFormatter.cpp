@@ -8,10 +8,12 @@
 #include <cstring>
 #include <cwchar>
 
+namespace kq::log {
+
 namespace {
 
 /// Widths and precisions beyond this are faults, and must not make a record of gigabytes.
-constexpr int MaxCount = 65536;
+constexpr int maxCount = 65536;
 
 enum class Size { None, Char, Short, Long, LongLong, LongDouble, IntMax, SizeT, PtrDiff };
 
@@ -23,7 +25,7 @@ struct Conversion {
     Size size = Size::None;
     wchar_t type = L'\0';
 
-    bool has(char flag) const { return std::strchr(flags, flag) != nullptr; }
+    bool Has(char flag) const { return std::strchr(flags, flag) != nullptr; }
 };
 
 /// The arguments that are left, to be passed by reference.
@@ -35,7 +37,7 @@ public:
     Arguments& operator=(const Arguments&) = delete;
 
     template <typename T>
-    T next() {
+    T Next() {
         return va_arg(m_list, T); // NOLINT(clang-analyzer-valist.Uninitialized): the constructor copied it
     }
 
@@ -46,77 +48,77 @@ private:
 /// The "C" locale for this thread while numbers are rendered.
 class CLocaleScope {
 public:
-    CLocaleScope() : m_before(uselocale(cLocale())) {}
+    CLocaleScope() : m_before(uselocale(CLocale())) {}
     ~CLocaleScope() { uselocale(m_before); }
     CLocaleScope(const CLocaleScope&) = delete;
     CLocaleScope& operator=(const CLocaleScope&) = delete;
 
 private:
-    static locale_t cLocale() {
+    static locale_t CLocale() {
         static const locale_t locale = newlocale(LC_ALL_MASK, "C", nullptr);
         return locale;
     }
     locale_t m_before;
 };
 
-int readNumber(const wchar_t*& p) {
+int ReadNumber(const wchar_t*& p) {
     int value = 0;
     for (; *p >= L'0' && *p <= L'9'; ++p) {
-        value = std::min(value * 10 + static_cast<int>(*p - L'0'), MaxCount);
+        value = std::min(value * 10 + static_cast<int>(*p - L'0'), maxCount);
     }
     return value;
 }
 
-void readFlags(const wchar_t*& p, Conversion& c) {
-    constexpr wchar_t Flags[] = L"-+ #0'";
+void ReadFlags(const wchar_t*& p, Conversion& c) {
+    constexpr wchar_t flags[] = L"-+ #0'";
     std::size_t count = 0;
-    for (; *p != L'\0' && std::wcschr(Flags, *p) != nullptr; ++p) {
+    for (; *p != L'\0' && std::wcschr(flags, *p) != nullptr; ++p) {
         const char flag = static_cast<char>(*p);
-        if (!c.has(flag)) {
+        if (!c.Has(flag)) {
             c.flags[count++] = flag;
         }
     }
 }
 
-void readWidth(const wchar_t*& p, Conversion& c, Arguments& args) {
+void ReadWidth(const wchar_t*& p, Conversion& c, Arguments& args) {
     if (*p != L'*') {
-        c.width = readNumber(p);
+        c.width = ReadNumber(p);
         return;
     }
     ++p;
-    const int width = args.next<int>();
-    if (width < 0 && !c.has('-')) {
+    const int width = args.Next<int>();
+    if (width < 0 && !c.Has('-')) {
         c.flags[std::strlen(c.flags)] = '-';
     }
-    c.width = static_cast<int>(std::min<long long>(std::abs(static_cast<long long>(width)), MaxCount));
+    c.width = static_cast<int>(std::min<long long>(std::abs(static_cast<long long>(width)), maxCount));
 }
 
-void readPrecision(const wchar_t*& p, Conversion& c, Arguments& args) {
+void ReadPrecision(const wchar_t*& p, Conversion& c, Arguments& args) {
     if (*p != L'.') {
         return;
     }
     ++p;
     if (*p != L'*') {
-        c.precision = readNumber(p);
+        c.precision = ReadNumber(p);
         return;
     }
     ++p;
-    c.precision = std::clamp(args.next<int>(), -1, MaxCount);
+    c.precision = std::clamp(args.Next<int>(), -1, maxCount);
 }
 
-Size readSize(const wchar_t*& p) {
+Size ReadSize(const wchar_t*& p) {
     struct Prefix {
-        const wchar_t* pText;
+        const wchar_t* text;
         Size size;
     };
-    constexpr Prefix Prefixes[] = {
+    constexpr Prefix prefixes[] = {
         {L"hh", Size::Char},  {L"h", Size::Short},    {L"ll", Size::LongLong},
         {L"l", Size::Long},   {L"q", Size::LongLong}, {L"L", Size::LongDouble},
         {L"j", Size::IntMax}, {L"z", Size::SizeT},    {L"t", Size::PtrDiff},
     };
-    for (const Prefix& prefix : Prefixes) {
-        const std::size_t length = std::wcslen(prefix.pText);
-        if (std::wcsncmp(p, prefix.pText, length) == 0) {
+    for (const Prefix& prefix : prefixes) {
+        const std::size_t length = std::wcslen(prefix.text);
+        if (std::wcsncmp(p, prefix.text, length) == 0) {
             p += length;
             return prefix.size;
         }
@@ -125,12 +127,12 @@ Size readSize(const wchar_t*& p) {
 }
 
 /// @param p behind the percent sign; moved behind the conversion
-Conversion readConversion(const wchar_t*& p, Arguments& args) {
+Conversion ReadConversion(const wchar_t*& p, Arguments& args) {
     Conversion c;
-    readFlags(p, c);
-    readWidth(p, c, args);
-    readPrecision(p, c, args);
-    c.size = readSize(p);
+    ReadFlags(p, c);
+    ReadWidth(p, c, args);
+    ReadPrecision(p, c, args);
+    c.size = ReadSize(p);
     c.type = *p;
     if (*p != L'\0') {
         ++p;
@@ -139,109 +141,109 @@ Conversion readConversion(const wchar_t*& p, Arguments& args) {
 }
 
 template <typename T>
-void appendNumber(LogRecord& record, const Conversion& c, const char* pSize, T value) {
+void AppendNumber(LogRecord& record, const Conversion& c, const char* size, T value) {
     char format[32];
-    std::snprintf(format, sizeof(format), "%%%s*.*%s%c", c.flags, pSize, static_cast<char>(c.type));
-    record.appendFormatted(format, c.width, c.precision, value);
+    std::snprintf(format, sizeof(format), "%%%s*.*%s%c", c.flags, size, static_cast<char>(c.type));
+    record.AppendFormatted(format, c.width, c.precision, value);
 }
 
-void appendInteger(LogRecord& record, const Conversion& c, Arguments& args) {
+void AppendInteger(LogRecord& record, const Conversion& c, Arguments& args) {
     switch (c.size) {
     case Size::None:
-        return appendNumber(record, c, "", args.next<int>());
+        return AppendNumber(record, c, "", args.Next<int>());
     case Size::Char:
-        return appendNumber(record, c, "hh", args.next<int>());
+        return AppendNumber(record, c, "hh", args.Next<int>());
     case Size::Short:
-        return appendNumber(record, c, "h", args.next<int>());
+        return AppendNumber(record, c, "h", args.Next<int>());
     case Size::Long:
-        return appendNumber(record, c, "l", args.next<long>());
+        return AppendNumber(record, c, "l", args.Next<long>());
     case Size::LongLong:
     case Size::LongDouble:
-        return appendNumber(record, c, "ll", args.next<long long>());
+        return AppendNumber(record, c, "ll", args.Next<long long>());
     case Size::IntMax:
-        return appendNumber(record, c, "j", args.next<std::intmax_t>());
+        return AppendNumber(record, c, "j", args.Next<std::intmax_t>());
     case Size::SizeT:
-        return appendNumber(record, c, "z", args.next<std::size_t>());
+        return AppendNumber(record, c, "z", args.Next<std::size_t>());
     case Size::PtrDiff:
-        return appendNumber(record, c, "t", args.next<std::ptrdiff_t>());
+        return AppendNumber(record, c, "t", args.Next<std::ptrdiff_t>());
     }
 }
 
-void appendFloat(LogRecord& record, const Conversion& c, Arguments& args) {
+void AppendFloat(LogRecord& record, const Conversion& c, Arguments& args) {
     if (c.size == Size::LongDouble) {
-        appendNumber(record, c, "L", args.next<long double>());
+        AppendNumber(record, c, "L", args.Next<long double>());
         return;
     }
-    appendNumber(record, c, "", args.next<double>());
+    AppendNumber(record, c, "", args.Next<double>());
 }
 
-std::uint32_t nextCharacter(const char*& p) {
-    return kq::text::decodeUtf8(p);
+std::uint32_t NextCharacter(const char*& p) {
+    return kq::text::DecodeUtf8(p);
 }
 
-std::uint32_t nextCharacter(const wchar_t*& p) {
+std::uint32_t NextCharacter(const wchar_t*& p) {
     return static_cast<std::uint32_t>(*p++);
 }
 
 template <typename Char>
-int countCharacters(const Char* p, int limit) {
+int CountCharacters(const Char* p, int limit) {
     int count = 0;
     for (; count != limit && *p != 0; ++count) {
-        nextCharacter(p);
+        NextCharacter(p);
     }
     return count;
 }
 
-void appendSpaces(LogRecord& record, int count) {
+void AppendSpaces(LogRecord& record, int count) {
     for (; count > 0; --count) {
-        record.append(U' ');
+        record.Append(U' ');
     }
 }
 
 template <typename Char>
-void appendText(LogRecord& record, const Conversion& c, const Char* pText) {
-    const int count = countCharacters(pText, c.precision);
+void AppendText(LogRecord& record, const Conversion& c, const Char* text) {
+    const int count = CountCharacters(text, c.precision);
     const int padding = c.width - count;
-    if (!c.has('-')) {
-        appendSpaces(record, padding);
+    if (!c.Has('-')) {
+        AppendSpaces(record, padding);
     }
     for (int i = 0; i < count; ++i) {
-        record.append(nextCharacter(pText));
+        record.Append(NextCharacter(text));
     }
-    if (c.has('-')) {
-        appendSpaces(record, padding);
+    if (c.Has('-')) {
+        AppendSpaces(record, padding);
     }
 }
 
-void appendString(LogRecord& record, const Conversion& c, Arguments& args) {
+void AppendString(LogRecord& record, const Conversion& c, Arguments& args) {
     if (c.type == L'S' || c.size == Size::Long) {
-        const auto* pText = args.next<const wchar_t*>();
-        appendText(record, c, pText != nullptr ? pText : L"(null)");
+        const auto* text = args.Next<const wchar_t*>();
+        AppendText(record, c, text != nullptr ? text : L"(null)");
         return;
     }
-    const auto* pText = args.next<const char*>();
-    appendText(record, c, pText != nullptr ? pText : "(null)");
+    const auto* text = args.Next<const char*>();
+    AppendText(record, c, text != nullptr ? text : "(null)");
 }
 
-void appendCharacter(LogRecord& record, Conversion c, Arguments& args) {
+void AppendCharacter(LogRecord& record, Conversion c, Arguments& args) {
     c.precision = 1;
     if (c.type == L'C' || c.size == Size::Long) {
-        const wchar_t text[] = {static_cast<wchar_t>(args.next<wint_t>()), L'\0'};
-        appendText(record, c, text);
+        const wchar_t text[] = {static_cast<wchar_t>(args.Next<wint_t>()), L'\0'};
+        AppendText(record, c, text);
         return;
     }
-    const char text[] = {static_cast<char>(args.next<int>()), '\0'};
-    appendText(record, c, text);
+    const char text[] = {static_cast<char>(args.Next<int>()), '\0'};
+    AppendText(record, c, text);
 }
 
-void appendPointer(LogRecord& record, const Conversion& c, Arguments& args) {
+void AppendPointer(LogRecord& record, const Conversion& c, Arguments& args) {
     char format[16];
-    std::snprintf(format, sizeof(format), "%%%s*p", c.has('-') ? "-" : "");
-    record.appendFormatted(format, c.width, args.next<void*>());
+    std::snprintf(format, sizeof(format), "%%%s*p", c.Has('-') ? "-" : "");
+    record.AppendFormatted(format, c.width, args.Next<void*>());
 }
 
 /// @return false for a conversion that is not known
-bool appendConversion(LogRecord& record, const Conversion& c, Arguments& args, int savedErrno) {
+bool AppendConversion(LogRecord& record, const Conversion& c, Arguments& args, int savedErrno) {
     switch (c.type) {
     case L'd':
     case L'i':
@@ -249,7 +251,7 @@ bool appendConversion(LogRecord& record, const Conversion& c, Arguments& args, i
     case L'u':
     case L'x':
     case L'X':
-        appendInteger(record, c, args);
+        AppendInteger(record, c, args);
         return true;
     case L'a':
     case L'A':
@@ -259,56 +261,58 @@ bool appendConversion(LogRecord& record, const Conversion& c, Arguments& args, i
     case L'F':
     case L'g':
     case L'G':
-        appendFloat(record, c, args);
+        AppendFloat(record, c, args);
         return true;
     case L's':
     case L'S':
-        appendString(record, c, args);
+        AppendString(record, c, args);
         return true;
     case L'c':
     case L'C':
-        appendCharacter(record, c, args);
+        AppendCharacter(record, c, args);
         return true;
     case L'p':
-        appendPointer(record, c, args);
+        AppendPointer(record, c, args);
         return true;
     case L'm': {
         char reason[128];
-        appendText(record, c, strerror_r(savedErrno, reason, sizeof(reason)));
+        AppendText(record, c, strerror_r(savedErrno, reason, sizeof(reason)));
         return true;
     }
     case L'n':
-        args.next<void*>();
+        args.Next<void*>();
         return true;
     case L'%':
-        record.append(U'%');
+        record.Append(U'%');
         return true;
     default:
         return false;
     }
 }
 
-void appendLiterally(LogRecord& record, const wchar_t* pText) {
-    while (*pText != L'\0') {
-        record.append(nextCharacter(pText));
+void AppendLiterally(LogRecord& record, const wchar_t* text) {
+    while (*text != L'\0') {
+        record.Append(NextCharacter(text));
     }
 }
 
 } // namespace
 
-void formatRecord(LogRecord& record, const wchar_t* pFormat, va_list args, int savedErrno) {
+void FormatRecord(LogRecord& record, const wchar_t* format, va_list args, int savedErrno) {
     const CLocaleScope locale;
     Arguments arguments(args);
-    const wchar_t* p = pFormat;
+    const wchar_t* p = format;
     while (*p != L'\0') {
         if (*p != L'%') {
-            record.append(nextCharacter(p));
+            record.Append(NextCharacter(p));
             continue;
         }
-        const wchar_t* pConversion = p++;
-        if (!appendConversion(record, readConversion(p, arguments), arguments, savedErrno)) {
-            appendLiterally(record, pConversion);
+        const wchar_t* conversion = p++;
+        if (!AppendConversion(record, ReadConversion(p, arguments), arguments, savedErrno)) {
+            AppendLiterally(record, conversion);
             break;
         }
     }
 }
+
+} // namespace kq::log

@@ -6,53 +6,57 @@
 #include <cstdlib>
 #include <cstring>
 
+namespace kq::log {
+
 LogRecord::~LogRecord() {
-    if (m_pText != m_inline) {
-        std::free(m_pText);
+    if (m_text != m_inline) {
+        std::free(m_text);
     }
 }
 
-void LogRecord::append(std::uint32_t codePoint) {
-    if (reserve(kq::text::MaxUtf8Length)) {
-        m_length += kq::text::encodeUtf8(codePoint, m_pText + m_length);
+void LogRecord::Append(std::uint32_t codePoint) {
+    if (Reserve(kq::text::maxUtf8Length)) {
+        m_length += kq::text::EncodeUtf8(codePoint, m_text + m_length);
     }
 }
 
-void LogRecord::makeLine() {
+void LogRecord::MakeLine() {
     const auto isLineEnd = [](char c) { return c == '\n' || c == '\r'; };
-    while (m_length > 0 && isLineEnd(m_pText[m_length - 1])) {
+    while (m_length > 0 && isLineEnd(m_text[m_length - 1])) {
         --m_length;
     }
     const auto isControl = [](unsigned char c) { return (c < 0x20 && c != '\t') || c == 0x7F; };
-    char* pEnd = m_pText;
+    char* end = m_text;
     char before = '\0';
     for (std::size_t i = 0; i < m_length; ++i) {
-        const char c = m_pText[i];
+        const char c = m_text[i];
         const bool secondOfPair = c == '\n' && before == '\r';
         if (!secondOfPair) {
-            *pEnd++ = isControl(c) ? ' ' : c;
+            *end++ = isControl(c) ? ' ' : c;
         }
         before = c;
     }
-    *pEnd = '\0';
-    m_length = pEnd - m_pText;
+    *end = '\0';
+    m_length = end - m_text;
 }
 
-bool LogRecord::reserve(std::size_t count) {
+bool LogRecord::Reserve(std::size_t count) {
     const std::size_t needed = m_length + count + 1;
     if (needed <= m_room) {
         return true;
     }
     const std::size_t room = std::max(needed, m_room * 2);
-    const bool isInline = m_pText == m_inline;
-    auto* pText = static_cast<char*>(std::realloc(isInline ? nullptr : m_pText, room));
-    if (pText == nullptr) {
+    const bool isInline = m_text == m_inline;
+    auto* text = static_cast<char*>(std::realloc(isInline ? nullptr : m_text, room));
+    if (text == nullptr) {
         return false;
     }
     if (isInline) {
-        std::memcpy(pText, m_inline, m_length);
+        std::memcpy(text, m_inline, m_length);
     }
-    m_pText = pText;
+    m_text = text;
     m_room = room;
     return true;
 }
+
+} // namespace kq::log

@@ -3,16 +3,18 @@
 #include <algorithm>
 #include <cmath>
 
+namespace kq::playerview {
+
 namespace {
 
 /// A side of a scaled picture. Only a part of a longer one could be seen, and it must fit an int.
-constexpr double MaxTargetSide = 1 << 20;
+constexpr double maxTargetSide = 1 << 20;
 
-int roundSide(double side) {
-    return static_cast<int>(std::lround(std::clamp(side, 1.0, MaxTargetSide)));
+int RoundSide(double side) {
+    return static_cast<int>(std::lround(std::clamp(side, 1.0, maxTargetSide)));
 }
 
-Rect sourceOf(Size picture, const DisplaySettings& settings) {
+Rect SourceOf(Size picture, const DisplaySettings& settings) {
     const Rect whole = {0, 0, picture.width, picture.height};
     if (!settings.cropOn) {
         return whole;
@@ -22,11 +24,11 @@ Rect sourceOf(Size picture, const DisplaySettings& settings) {
     const int right = std::clamp(settings.crop.right, 0, picture.width);
     const int bottom = std::clamp(settings.crop.bottom, 0, picture.height);
     const Rect cropped = {left, top, right - left, bottom - top};
-    return cropped.isEmpty() ? whole : cropped;
+    return cropped.IsEmpty() ? whole : cropped;
 }
 
 /// Width by height of the source as the viewer is to see it.
-double shapeOf(const Rect& source, Size picture, const DisplaySettings& settings) {
+double ShapeOf(const Rect& source, Size picture, const DisplaySettings& settings) {
     const double samples = static_cast<double>(source.width) / source.height;
     if (settings.aspectX <= 0 || settings.aspectY <= 0) {
         return samples;
@@ -37,48 +39,48 @@ double shapeOf(const Rect& source, Size picture, const DisplaySettings& settings
     return samples * pixelWidth / pixelHeight;
 }
 
-Size sizeWithShape(double shape, Size window, bool cutEdges) {
+Size SizeWithShape(double shape, Size window, bool cutEdges) {
     const bool fullHeight = (static_cast<double>(window.width) / window.height > shape) != cutEdges;
     if (fullHeight) {
-        return {roundSide(window.height * shape), window.height};
+        return {RoundSide(window.height * shape), window.height};
     }
-    return {window.width, roundSide(window.width / shape)};
+    return {window.width, RoundSide(window.width / shape)};
 }
 
-Size targetSize(const Rect& source, Size picture, const DisplaySettings& settings, Size window) {
+Size TargetSize(const Rect& source, Size picture, const DisplaySettings& settings, Size window) {
     switch (settings.method) {
     case IMAGE_RESIZE_STRETCH:
         return window;
     case IMAGE_RESIZE_ORIGINAL:
         return {source.width, source.height};
     case IMAGE_RESIZE_FILL:
-        return sizeWithShape(shapeOf(source, picture, settings), window, true);
+        return SizeWithShape(ShapeOf(source, picture, settings), window, true);
     case IMAGE_RESIZE_FIT:
         break;
     }
-    return sizeWithShape(shapeOf(source, picture, settings), window, false);
+    return SizeWithShape(ShapeOf(source, picture, settings), window, false);
 }
 
 } // namespace
 
-Rect intersect(const Rect& a, const Rect& b) {
+Rect Intersect(const Rect& a, const Rect& b) {
     const int left = std::max(a.x, b.x);
     const int top = std::max(a.y, b.y);
     return {left, top, std::min(a.x + a.width, b.x + b.width) - left,
             std::min(a.y + a.height, b.y + b.height) - top};
 }
 
-PictureLayout layOut(Size picture, const DisplaySettings& settings, Size window) {
+PictureLayout LayOut(Size picture, const DisplaySettings& settings, Size window) {
     PictureLayout layout;
-    layout.source = sourceOf(picture, settings);
-    const Size target = targetSize(layout.source, picture, settings, window);
+    layout.source = SourceOf(picture, settings);
+    const Size target = TargetSize(layout.source, picture, settings, window);
     layout.target = {(window.width - target.width) / 2, (window.height - target.height) / 2, target.width,
                      target.height};
-    layout.visible = intersect(layout.target, {0, 0, window.width, window.height});
+    layout.visible = Intersect(layout.target, {0, 0, window.width, window.height});
     return layout;
 }
 
-Bars barsAround(const Rect& visible, Size window) {
+Bars BarsAround(const Rect& visible, Size window) {
     const int right = visible.x + visible.width;
     const int bottom = visible.y + visible.height;
     const Rect candidates[] = {
@@ -89,9 +91,11 @@ Bars barsAround(const Rect& visible, Size window) {
     };
     Bars bars;
     for (const Rect& bar : candidates) {
-        if (!bar.isEmpty()) {
+        if (!bar.IsEmpty()) {
             bars.rects[bars.count++] = bar;
         }
     }
     return bars;
 }
+
+} // namespace kq::playerview

@@ -5,6 +5,8 @@
 #include <kqplayer/records.h>
 #include <kqplayer/view.h>
 
+namespace kq::playerview {
+
 struct Size {
     int width = 0;
     int height = 0;
@@ -19,9 +21,9 @@ struct Rect {
     int width = 0;
     int height = 0;
 
-    bool isEmpty() const { return width <= 0 || height <= 0; }
+    bool IsEmpty() const { return width <= 0 || height <= 0; }
 };
-Rect intersect(const Rect& a, const Rect& b);
+Rect Intersect(const Rect& a, const Rect& b);
 
 /// What a host set for one view.
 struct DisplaySettings {
@@ -34,22 +36,24 @@ struct DisplaySettings {
 };
 
 /// The longest side of a picture or window, so that every coordinate fits the 16 bits of the X protocol.
-inline constexpr int MaxSide = 16384;
+inline constexpr int maxSide = 16384;
 
 struct PictureLayout {
     Rect source;  ///< the part of the picture that is shown, in source pixels
     Rect target;  ///< where it goes in the window; may reach beyond it
     Rect visible; ///< the part of target within the window
 
-    bool isScaled() const { return source.width != target.width || source.height != target.height; }
+    bool IsScaled() const { return source.width != target.width || source.height != target.height; }
 };
 
 /// @param picture,window sizes of 1 to MaxSide
-PictureLayout layOut(Size picture, const DisplaySettings& settings, Size window);
+PictureLayout LayOut(Size picture, const DisplaySettings& settings, Size window);
 
 /// The parts of the window that the picture leaves free.
 struct Bars {
     Rect rects[4];
     int count = 0;
 };
-Bars barsAround(const Rect& visible, Size window);
+Bars BarsAround(const Rect& visible, Size window);
+
+} // namespace kq::playerview

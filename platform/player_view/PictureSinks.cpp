@@ -1,20 +1,24 @@
 #include "PictureSinks.h"
 
-void PictureSinks::setOwn(PictureSink sink) {
+namespace kq::playerview {
+
+void PictureSinks::SetOwn(PictureSink sink) {
     const std::lock_guard<std::mutex> guard(m_lock);
     m_own = sink;
 }
 
-void PictureSinks::setCommon(PictureSink sink) {
+void PictureSinks::SetCommon(PictureSink sink) {
     const std::lock_guard<std::mutex> guard(m_lock);
     m_common = sink;
 }
 
-void PictureSinks::call(void* pView, int nView, int nWidth, int nHeight, const unsigned char* pPixels) {
+void PictureSinks::Call(void* view, int number, int width, int height, const unsigned char* pixels) {
     const std::lock_guard<std::mutex> guard(m_lock);
     for (const PictureSink& sink : {m_own, m_common}) {
-        if (sink.pfn != nullptr) {
-            sink.pfn(pView, nView, nWidth, nHeight, pPixels, sink.pUserData);
+        if (sink.function != nullptr) {
+            sink.function(view, number, width, height, pixels, sink.userData);
         }
     }
 }
+
+} // namespace kq::playerview

@@ -5,21 +5,25 @@
 
 #include <mutex>
 
+namespace kq::playerview {
+
 struct PictureSink {
-    PVPictureSink pfn = nullptr;
-    void* pUserData = nullptr;
+    PVPictureSink function = nullptr;
+    void* userData = nullptr;
 };
 
 /// The sinks of one view: its own, and the one that is common to all views. Sinks run under the lock, so that
 /// replacing one waits until it no longer runs.
 class PictureSinks {
 public:
-    void setOwn(PictureSink sink);
-    void setCommon(PictureSink sink);
-    void call(void* pView, int nView, int nWidth, int nHeight, const unsigned char* pPixels);
+    void SetOwn(PictureSink sink);
+    void SetCommon(PictureSink sink);
+    void Call(void* view, int number, int width, int height, const unsigned char* pixels);
 
 private:
     std::mutex m_lock;
     PictureSink m_own;
     PictureSink m_common;
 };
+
+} // namespace kq::playerview

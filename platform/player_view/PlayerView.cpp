@@ -1,4 +1,4 @@
-#include "SigpipeGuard.h"
+#include "Surface.h"
 #include "View.h"
 #include "ViewRegistry.h"
 
@@ -10,136 +10,116 @@
 #include <new>
 #include <utility>
 
+namespace kq::playerview {
 namespace {
 
-constexpr std::uintptr_t OffScreenParent = 1;
-
-View* asView(void* pView) {
-    return static_cast<View*>(pView);
-}
-
-/// @return the new view, or null when the parent is not a window
-std::unique_ptr<View> makeView(std::uintptr_t parent, const VRECT& rect) {
-    if (parent == OffScreenParent) {
-        return std::make_unique<View>(nullptr);
-    }
-    std::unique_ptr<XConnection> pConnection = XConnection::open();
-    if (!pConnection) {
-        KQLogEx(L"PlayerView: no display that can be drawn on, the view is off-screen");
-        return std::make_unique<View>(nullptr);
-    }
-    const auto window = static_cast<xcb_window_t>(parent);
-    std::unique_ptr<ViewWindow> pWindow;
-    if (window == parent) {
-        pWindow = ViewWindow::create(std::move(pConnection), window, rect);
-    }
-    if (!pWindow) {
-        KQLogEx(L"PlayerView: the parent 0x%zx is not a window", static_cast<std::size_t>(parent));
-        return nullptr;
-    }
-    return std::make_unique<View>(std::move(pWindow));
+View* AsView(void* view) {
+    return static_cast<View*>(view);
 }
 
 /// @return what the functions return that change a view: 1, or 0 without a view
-int isView(const void* pView) {
-    return pView != nullptr ? 1 : 0;
+int IsView(const void* view) {
+    return view != nullptr ? 1 : 0;
 }
 
 /// Changes the settings of a view. @return 1, or 0 without a view
 template <typename Change>
-int changeView(void* pView, Change change) {
-    if (pView == nullptr) {
+int ChangeView(void* view, Change change) {
+    if (view == nullptr) {
         return 0;
     }
-    asView(pView)->change(change);
+    AsView(view)->Change(change);
     return 1;
 }
 
 } // namespace
+} // namespace kq::playerview
 
-void* PVCreatePlayerView(void* pParent, VRECT* pRect) {
-    const SigpipeGuard noSigpipe;
+using namespace kq::playerview;
+
+void* PVCreatePlayerView(void* parent, VRECT* rect) {
     try {
-        return makeView(reinterpret_cast<std::uintptr_t>(pParent), pRect != nullptr ? *pRect : VRECT{})
-            .release();
+        std::unique_ptr<Surface> surface =
+            MakeSurface(reinterpret_cast<std::uintptr_t>(parent), rect != nullptr ? *rect : VRECT{});
+        return surface ? new View(std::move(surface)) : nullptr;
     } catch (const std::exception& e) { // no memory or no thread
         KQLogEx(L"PlayerView: a view cannot be made: %s", e.what());
         return nullptr;
     }
 }
 
-void PVDestroyPlayerView(void* pView) {
-    delete asView(pView);
+void PVDestroyPlayerView(void* view) {
+    delete AsView(view);
 }
 
-int PVSetCropMode(void* pView, unsigned int nMode) {
-    return changeView(pView, [nMode](DisplaySettings& s) { s.cropOn = nMode != 0; });
+int PVSetCropMode(void* view, unsigned int mode) {
+    return ChangeView(view, [mode](DisplaySettings& s) { s.cropOn = mode != 0; });
 }
 
-int PVSetMaskMode(void* pView, unsigned int /*nMode*/) {
-    return isView(pView);
+int PVSetMaskMode(void* view, unsigned int /*mode*/) {
+    return IsView(view);
 }
 
-int PVSetCallbackWnd(void* pView, void* /*pWindow*/) {
-    return isView(pView);
+int PVSetCallbackWnd(void* view, void* /*window*/) {
+    return IsView(view);
 }
 
-int PVSetCropRect(void* pView, tagRECT* pRect) {
-    return changeView(pView, [pRect](DisplaySettings& s) { s.crop = pRect != nullptr ? *pRect : tagRECT{}; });
+int PVSetCropRect(void* view, tagRECT* rect) {
+    return ChangeView(view, [rect](DisplaySettings& s) { s.crop = rect != nullptr ? *rect : tagRECT{}; });
 }
 
-int PVGetCropRect(void* pView, tagRECT* pRect) {
-    if (pView == nullptr || pRect == nullptr) {
+int PVGetCropRect(void* view, tagRECT* rect) {
+    if (view == nullptr || rect == nullptr) {
         return 0;
     }
-    *pRect = asView(pView)->cropRect();
+    *rect = AsView(view)->CropRect();
     return 1;
 }
 
-int PVSetDisplayResizeMode(void* pView, IMAGE_RESIZE_METHOD eMethod) {
-    if (eMethod < IMAGE_RESIZE_FIT || eMethod > IMAGE_RESIZE_ORIGINAL) {
+int PVSetDisplayResizeMode(void* view, IMAGE_RESIZE_METHOD method) {
+    if (method < IMAGE_RESIZE_FIT || method > IMAGE_RESIZE_ORIGINAL) {
         return 0;
     }
-    return changeView(pView, [eMethod](DisplaySettings& s) { s.method = eMethod; });
+    return ChangeView(view, [method](DisplaySettings& s) { s.method = method; });
 }
 
-void PVSetDisplayScale(void* pView, int x, int y) {
-    changeView(pView, [x, y](DisplaySettings& s) {
+void PVSetDisplayScale(void* view, int x, int y) {
+    ChangeView(view, [x, y](DisplaySettings& s) {
         s.aspectX = x;
         s.aspectY = y;
     });
 }
 
-int PVUpdate(void* pView) {
-    if (pView == nullptr) {
+int PVUpdate(void* view) {
+    if (view == nullptr) {
         return 0;
     }
-    asView(pView)->update();
+    AsView(view)->Update();
     return 1;
 }
 
-void* PVGetHwnd(void* pView) {
-    if (pView == nullptr) {
+void* PVGetHwnd(void* view) {
+    if (view == nullptr) {
         return nullptr;
     }
-    return reinterpret_cast<void*>(static_cast<std::uintptr_t>(asView(pView)->window()));
+    return reinterpret_cast<void*>(AsView(view)->Handle());
 }
 
-void PVShowRGB32Image(void* pView, int nWidth, int nHeight, unsigned char* pPixels) {
-    if (pView != nullptr) {
-        asView(pView)->show(nWidth, nHeight, pPixels);
+void PVShowRGB32Image(void* view, int width, int height, unsigned char* pixels) {
+    if (view != nullptr) {
+        AsView(view)->Show(width, height, pixels);
     }
 }
 
-unsigned char* PVGetPictureBuffer(void* pView, int nWidth, int nHeight) {
-    return pView != nullptr ? asView(pView)->lend(nWidth, nHeight) : nullptr;
+unsigned char* PVGetPictureBuffer(void* view, int width, int height) {
+    return view != nullptr ? AsView(view)->Lend(width, height) : nullptr;
 }
 
-void PVSetPictureSink(void* pView, PVPictureSink pfnSink, void* pUserData) {
-    const PictureSink sink = {pfnSink, pUserData};
-    if (pView == nullptr) {
-        ViewRegistry::instance().setCommonSink(sink);
+void PVSetPictureSink(void* view, PVPictureSink function, void* userData) {
+    const PictureSink sink = {function, userData};
+    if (view == nullptr) {
+        ViewRegistry::Instance().SetCommonSink(sink);
         return;
     }
-    asView(pView)->sinks().setOwn(sink);
+    AsView(view)->Sinks().SetOwn(sink);
 }

@@ -4,46 +4,38 @@
 
 #include <utility>
 
+namespace kq::playerview {
+
 namespace {
 
-bool isSize(int nWidth, int nHeight) {
-    return nWidth > 0 && nWidth <= MaxSide && nHeight > 0 && nHeight <= MaxSide;
+bool IsSize(int width, int height) {
+    return width > 0 && width <= maxSide && height > 0 && height <= maxSide;
 }
 
 } // namespace
 
-View::View(std::unique_ptr<ViewWindow> pWindow)
-    : m_pWindow(std::move(pWindow)), m_number(ViewRegistry::instance().add(m_sinks)) {}
+View::View(std::unique_ptr<Surface> surface)
+    : m_surface(std::move(surface)), m_number(ViewRegistry::Instance().Add(m_sinks)) {}
 
 View::~View() {
-    ViewRegistry::instance().remove(m_sinks);
+    ViewRegistry::Instance().Remove(m_sinks);
 }
 
-xcb_window_t View::window() {
-    return m_pWindow ? m_pWindow->window() : 0;
+unsigned char* View::Lend(int width, int height) {
+    return IsSize(width, height) ? m_surface->Lend({width, height}) : nullptr;
 }
 
-unsigned char* View::lend(int nWidth, int nHeight) {
-    return m_pWindow && isSize(nWidth, nHeight) ? m_pWindow->lend({nWidth, nHeight}) : nullptr;
-}
-
-void View::show(int nWidth, int nHeight, const unsigned char* pPixels) {
-    if (pPixels == nullptr || !isSize(nWidth, nHeight)) {
+void View::Show(int width, int height, const unsigned char* pixels) {
+    if (pixels == nullptr || !IsSize(width, height)) {
         return;
     }
-    m_sinks.call(this, m_number, nWidth, nHeight, pPixels);
-    if (m_pWindow) {
-        m_pWindow->show({nWidth, nHeight}, pPixels);
-    }
+    m_sinks.Call(this, m_number, width, height, pixels);
+    m_surface->Show({width, height}, pixels);
 }
 
-void View::update() {
-    if (m_pWindow) {
-        m_pWindow->redraw();
-    }
-}
-
-tagRECT View::cropRect() {
+tagRECT View::CropRect() {
     const std::lock_guard<std::mutex> guard(m_lock);
     return m_settings.crop;
 }
+
+} // namespace kq::playerview

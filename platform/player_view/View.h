@@ -3,44 +3,46 @@
 
 #include "PictureLayout.h"
 #include "PictureSinks.h"
-#include "ViewWindow.h"
+#include "Surface.h"
 
 #include <memory>
 #include <mutex>
 
-/// One view: what a host set for it, its sinks, and its window unless it is off-screen.
+namespace kq::playerview {
+
+/// One view: what a host set for it, its sinks, and its surface.
 class View {
 public:
-    /// @param pWindow null for an off-screen view
-    explicit View(std::unique_ptr<ViewWindow> pWindow);
+    /// @param surface not null
+    explicit View(std::unique_ptr<Surface> surface);
     ~View();
     View(const View&) = delete;
     View& operator=(const View&) = delete;
 
-    PictureSinks& sinks() { return m_sinks; }
-    /// @return the window, or 0
-    xcb_window_t window();
-    /// @return memory for the next picture, see ViewWindow::lend(), or null
-    unsigned char* lend(int nWidth, int nHeight);
+    PictureSinks& Sinks() { return m_sinks; }
+    /// @return the native window, or 0
+    std::uintptr_t Handle() { return m_surface->Handle(); }
+    /// @return memory for the next picture, see Surface::Lend(), or null
+    unsigned char* Lend(int width, int height);
     /// Ignores a picture without pixels or of a size that cannot be shown.
-    void show(int nWidth, int nHeight, const unsigned char* pPixels);
-    void update();
-    tagRECT cropRect();
+    void Show(int width, int height, const unsigned char* pixels);
+    void Update() { m_surface->Redraw(); }
+    tagRECT CropRect();
 
     /// Changes the settings and draws the last picture with them.
-    template <typename Change>
-    void change(Change change) {
+    template <typename Edit>
+    void Change(Edit edit) {
         const std::lock_guard<std::mutex> guard(m_lock);
-        change(m_settings);
-        if (m_pWindow) {
-            m_pWindow->apply(m_settings);
-        }
+        edit(m_settings);
+        m_surface->Apply(m_settings);
     }
 
 private:
-    const std::unique_ptr<ViewWindow> m_pWindow;
+    const std::unique_ptr<Surface> m_surface;
     PictureSinks m_sinks;
     std::mutex m_lock; ///< guards the settings
     DisplaySettings m_settings;
     const int m_number;
 };
+
+} // namespace kq::playerview

@@ -2,28 +2,32 @@
 
 #include <algorithm>
 
-ViewRegistry& ViewRegistry::instance() {
+namespace kq::playerview {
+
+ViewRegistry& ViewRegistry::Instance() {
     // Never destroyed: views may outlive the static objects of the process.
     static auto& theRegistry = *new ViewRegistry;
     return theRegistry;
 }
 
-int ViewRegistry::add(PictureSinks& sinks) {
+int ViewRegistry::Add(PictureSinks& sinks) {
     const std::lock_guard<std::mutex> guard(m_lock);
     m_views.push_back(&sinks);
-    sinks.setCommon(m_commonSink);
+    sinks.SetCommon(m_commonSink);
     return m_nextNumber++;
 }
 
-void ViewRegistry::remove(PictureSinks& sinks) {
+void ViewRegistry::Remove(PictureSinks& sinks) {
     const std::lock_guard<std::mutex> guard(m_lock);
     m_views.erase(std::remove(m_views.begin(), m_views.end(), &sinks), m_views.end());
 }
 
-void ViewRegistry::setCommonSink(PictureSink sink) {
+void ViewRegistry::SetCommonSink(PictureSink sink) {
     const std::lock_guard<std::mutex> guard(m_lock);
     m_commonSink = sink;
-    for (PictureSinks* pSinks : m_views) {
-        pSinks->setCommon(sink);
+    for (PictureSinks* sinks : m_views) {
+        sinks->SetCommon(sink);
     }
 }
+
+} // namespace kq::playerview

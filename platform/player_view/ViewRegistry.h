@@ -6,15 +6,17 @@
 #include <mutex>
 #include <vector>
 
+namespace kq::playerview {
+
 /// The views of the process: numbers them, and keeps the sink that is common to all.
 class ViewRegistry {
 public:
-    static ViewRegistry& instance();
+    static ViewRegistry& Instance();
 
     /// Enters a view by its sinks. @return the view's number
-    int add(PictureSinks& sinks);
-    void remove(PictureSinks& sinks);
-    void setCommonSink(PictureSink sink);
+    int Add(PictureSinks& sinks);
+    void Remove(PictureSinks& sinks);
+    void SetCommonSink(PictureSink sink);
 
 private:
     std::mutex m_lock;
@@ -22,3 +24,5 @@ private:
     PictureSink m_commonSink;
     int m_nextNumber = 0;
 };
+
+} // namespace kq::playerview

@@ -1,6 +1,6 @@
 #include "audio/SoundPlayer.h"
 
-#include <unistd.h>
+#include "thread/TimeSource.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -9,15 +9,34 @@
 
 namespace {
 
-constexpr useconds_t kIdleMicroseconds = 10'000;
+constexpr std::uint32_t kIdleMicroseconds = 10'000;
 constexpr int kLeastRate = 100;
 constexpr int kMostRate = 768'000;
+constexpr std::int64_t kTicksPerSecond = 10'000'000; ///< of a time stamp
 
-void ReportAt(const char* pOperation, int nLine) {
+/// A context keeps one error for all its callers: the players of a process must not take each other's.
+std::mutex s_csOpenAL;
+
+/// Makes a call of OpenAL and prints its error. @return whether there was none
+template <class Call>
+bool IsAccepted(const char* pOperation, int nLine, const Call& call) {
+    const std::lock_guard<std::mutex> lock(s_csOpenAL);
+    alGetError(); // what the host left behind is not this call's
+    call();
     const ALenum eError = alGetError();
     if (eError != AL_NO_ERROR) {
         std::printf("\n [%s]: %d errnum = %xd ", pOperation, nLine, static_cast<unsigned int>(eError));
     }
+    return eError == AL_NO_ERROR;
+}
+
+/// @return a value of a source, or the preset one where OpenAL refuses
+ALint ValueOf(ALuint uiSource, ALenum eParam, ALint nPreset) {
+    const std::lock_guard<std::mutex> lock(s_csOpenAL);
+    alGetError();
+    ALint nValue = nPreset;
+    alGetSourcei(uiSource, eParam, &nValue);
+    return alGetError() == AL_NO_ERROR ? nValue : nPreset;
 }
 
 /// The OpenAL format, or 0 when there is none.
@@ -54,9 +73,16 @@ int LengthOf(const MEDIA_FRAME& frame) {
     return frame.image.nAudioLength;
 }
 
+/// A frame without samples leaves the silence that is there.
+void CopyPcm(unsigned char* pBuf, MEDIA_FRAME& frame, int nFrom, int nCount) {
+    if (const unsigned char* const pPcm = PcmOf(frame)) {
+        std::memcpy(pBuf, pPcm + nFrom, static_cast<std::size_t>(nCount));
+    }
+}
+
 } // namespace
 
-#define KQ_REPORT(operation) ReportAt(operation, __LINE__)
+#define KQ_AL(operation, ...) IsAccepted(operation, __LINE__, [&] { __VA_ARGS__; })
 
 SoundPlayer::SoundPlayer(IMediaStream* pStream) : m_pStream(kq::ComPtr<IMediaStream>::Share(pStream)) {}
 
@@ -68,6 +94,8 @@ int SoundPlayer::Open(int nSampleRate, int nChannels, int nBits) {
     std::printf("SoundPlayer::Open : samplerate = %d ,nchannels = %d ,nbit = %d \n ", nSampleRate, nChannels,
                 nBits);
     Close();
+    m_bFailed = 0;
+    m_bDeviceLost = 0;
     if (!ALFWInitOpenAL()) {
         std::puts("SoundPlayer::Open refused : no audio device");
         return 1;
@@ -78,11 +106,10 @@ int SoundPlayer::Open(int nSampleRate, int nChannels, int nBits) {
                     nChannels, nBits);
         return 1;
     }
-    alGetError();
-    alGenBuffers(kBufferCount, m_uiBuffers.data());
-    KQ_REPORT("Open");
-    alGenSources(1, &m_uiSource);
-    KQ_REPORT("Open");
+    if (!MakeObjects()) {
+        std::puts("SoundPlayer::Open refused : no source or no buffers");
+        return 1;
+    }
     m_eFormat = eFormat;
     m_nSampleRate = nSampleRate;
     m_nChannels = nChannels;
@@ -95,31 +122,45 @@ int SoundPlayer::Open(int nSampleRate, int nChannels, int nBits) {
     return 1;
 }
 
+bool SoundPlayer::MakeObjects() {
+    m_uiBuffers = {};
+    m_uiSource = 0;
+    if (!KQ_AL("Open", alGenBuffers(kBufferCount, m_uiBuffers.data()))) {
+        m_uiBuffers = {};
+        return false;
+    }
+    if (!KQ_AL("Open", alGenSources(1, &m_uiSource))) {
+        KQ_AL("Open", alDeleteBuffers(kBufferCount, m_uiBuffers.data()));
+        m_uiBuffers = {};
+        return false;
+    }
+    return true;
+}
+
 bool SoundPlayer::ALFWInitOpenAL() {
     // Two players that start at the same time share one context instead of each making its own.
     static std::mutex s_lock;
     const std::lock_guard<std::mutex> lock(s_lock);
 
-    ALCcontext* pContext = alcGetCurrentContext();
-    ALCdevice* pDevice = pContext != nullptr ? alcGetContextsDevice(pContext) : nullptr;
-    if (pDevice == nullptr) {
-        pDevice = alcOpenDevice(nullptr);
+    if (ALCcontext* const pCurrent = alcGetCurrentContext()) {
+        // Its owner closes it, whatever becomes of this.
+        m_pContext = pCurrent;
+        return alcMakeContextCurrent(pCurrent) != ALC_FALSE;
     }
+    ALCdevice* const pDevice = alcOpenDevice(nullptr);
     if (pDevice == nullptr) {
         return false;
     }
+    ALCcontext* const pContext = alcCreateContext(pDevice, nullptr);
     if (pContext == nullptr) {
-        pContext = alcCreateContext(pDevice, nullptr);
-        if (pContext == nullptr) {
-            alcCloseDevice(pDevice);
-            return false;
-        }
-    }
-    if (alcMakeContextCurrent(pContext) == ALC_FALSE) {
         alcCloseDevice(pDevice);
         return false;
     }
-    KQ_REPORT("ALFWInitOpenAL");
+    if (alcMakeContextCurrent(pContext) == ALC_FALSE) {
+        alcDestroyContext(pContext);
+        alcCloseDevice(pDevice);
+        return false;
+    }
     m_pContext = pContext;
     return true;
 }
@@ -139,45 +180,85 @@ void SoundPlayer::Play() {
         return;
     }
     std::puts(" soundplayer:: player begin ");
-    if (m_bPaused != 0) {
-        if (GetState() == THREAD_FINISHED) {
-            return;
-        }
-        alcMakeContextCurrent(m_pContext);
-        KQ_REPORT("Play");
-    } else if (!FillAfresh()) {
-        Stop();
-        m_nState = THREAD_FINISHED;
+    if (m_bDeviceLost != 0) {
+        m_bStreamEnd = 1; // a seek has taken the end back
         return;
     }
-    alcProcessContext(m_pContext);
-    KQ_REPORT("Play");
-    alSourcePlay(m_uiSource);
-    KQ_REPORT("Play");
-    m_bPlaying = 1;
-    m_bPaused = 0;
-    if (GetState() == THREAD_SUSPENDED) {
-        std::puts("soundplayer:: player  resume ");
-        Resume();
-    } else {
-        Start();
-        std::puts("soundplayer:: player  start ");
+    const bool bFresh = !IsActive();
+    if (m_bPaused != 0 ? bFresh && !HasDataAgain() : !bFresh) {
+        return;
+    }
+    if (!(bFresh ? FillAfresh() : MakeContextCurrent()) || !StartSource() || !StartThread()) {
+        EndStart();
+        return;
+    }
+    if (bFresh) {
+        m_bFailed = 0;
     }
     std::puts(" soundplayer:: player end ");
 }
 
+bool SoundPlayer::MakeContextCurrent() {
+    if (alcMakeContextCurrent(m_pContext) != ALC_FALSE || alcGetCurrentContext() == m_pContext) {
+        return true;
+    }
+    std::puts("SoundPlayer: the OpenAL context cannot be made current, the sound ends here");
+    Fail();
+    return false;
+}
+
+bool SoundPlayer::StartSource() {
+    CSingleLock lock(&m_Lock);
+    KQ_AL("Play", alcProcessContext(m_pContext));
+    if (!KQ_AL("Play", alSourcePlay(m_uiSource))) {
+        Fail();
+        return false;
+    }
+    m_nPlayedIfDry = kBufferCount;
+    m_bPlaying = 1;
+    m_bPaused = 0;
+    return true;
+}
+
+bool SoundPlayer::StartThread() {
+    if (GetState() == THREAD_SUSPENDED) {
+        std::puts("soundplayer:: player  resume ");
+        Resume();
+        return true;
+    }
+    if (Start() == 0) {
+        std::puts("SoundPlayer: no thread can be made, the sound ends here");
+        Fail();
+        return false;
+    }
+    std::puts("soundplayer:: player  start ");
+    return true;
+}
+
+void SoundPlayer::EndStart() {
+    Stop();
+    m_nState = THREAD_FINISHED;
+}
+
+void SoundPlayer::Fail() {
+    m_bFailed = 1;
+    m_bStreamEnd = 1;
+    m_bFinished = 1;
+}
+
 bool SoundPlayer::FillAfresh() {
-    alSourceStop(m_uiSource); // after the end of the audio the last silence may still be playing
-    KQ_REPORT("Play");
-    alSourcei(m_uiSource, AL_BUFFER, 0);
-    KQ_REPORT("Play");
-    alDeleteBuffers(kBufferCount, m_uiBuffers.data());
-    KQ_REPORT("Play");
-    alGenBuffers(kBufferCount, m_uiBuffers.data());
-    KQ_REPORT("Play");
-    std::fill(m_pBuffer.begin(), m_pBuffer.end(), static_cast<unsigned char>(0));
+    if (!RenewBuffers()) {
+        Fail();
+        return false;
+    }
+    if (m_bStreamEnd != 0 && FrameWithData() != nullptr) {
+        m_bStreamEnd = 0;
+        m_nSilenceBytes = 0;
+    }
+    RestartMap();
     m_nProcessed = 0;
     m_llLastPos = 0;
+    m_bFinished = 0;
     int nDelivered = 0;
     for (const ALuint uiBuffer : m_uiBuffers) {
         nDelivered = SoundPlayCB(m_pBuffer.data(), m_nBufferSize);
@@ -185,17 +266,47 @@ bool SoundPlayer::FillAfresh() {
         if (alIsBuffer(uiBuffer) == AL_FALSE) {
             std::printf("soundplayer:: player buffer isn't ready \n  ");
         }
-        KQ_REPORT("Play");
-        QueueBuffer(uiBuffer, "Play");
+        if (!QueueBuffer(uiBuffer, "Play")) {
+            Fail();
+            return false;
+        }
     }
     return nDelivered >= 1;
 }
 
-void SoundPlayer::QueueBuffer(ALuint uiBuffer, const char* pOperation) {
-    alBufferData(uiBuffer, m_eFormat, m_pBuffer.data(), m_nBufferSize, m_nSampleRate);
-    KQ_REPORT(pOperation);
-    alSourceQueueBuffers(m_uiSource, 1, &uiBuffer);
-    KQ_REPORT(pOperation);
+bool SoundPlayer::RenewBuffers() {
+    KQ_AL("Play",
+          alSourceStop(m_uiSource)); // after the end of the audio the last silence may still be playing
+    if (!KQ_AL("Play", alSourcei(m_uiSource, AL_BUFFER, 0))) {
+        return false; // what is still queued would be heard first
+    }
+    if (!KQ_AL("Play", alDeleteBuffers(kBufferCount, m_uiBuffers.data()))) {
+        return true; // they are still there, so they serve once more
+    }
+    m_uiBuffers = {};
+    if (!KQ_AL("Play", alGenBuffers(kBufferCount, m_uiBuffers.data()))) {
+        m_uiBuffers = {};
+        return false;
+    }
+    return true;
+}
+
+/// Positions start at 0, and so does the map; a frame of which a part is left starts in its middle.
+void SoundPlayer::RestartMap() {
+    m_TimeCodeMgr.Reset();
+    if (m_nFrameRemain <= 0 || m_pFrame == nullptr) {
+        return;
+    }
+    const std::int64_t llUsed = LengthOf(*m_pFrame) - m_nFrameRemain;
+    const std::int64_t llPTS = m_pFrame->llPTS;
+    m_TimeCodeMgr.PutPTS(m_nFrameRemain,
+                         llPTS == KQ_NO_PTS ? llPTS : llPTS + llUsed * kTicksPerSecond / m_nBytesPerSec);
+}
+
+bool SoundPlayer::QueueBuffer(ALuint uiBuffer, const char* pOperation) {
+    return KQ_AL(pOperation,
+                 alBufferData(uiBuffer, m_eFormat, m_pBuffer.data(), m_nBufferSize, m_nSampleRate)) &&
+           KQ_AL(pOperation, alSourceQueueBuffers(m_uiSource, 1, &uiBuffer));
 }
 
 void SoundPlayer::Pause() {
@@ -205,10 +316,12 @@ void SoundPlayer::Pause() {
     }
     CSingleLock lock(&m_Lock); // the sound thread must not restart the source between the two
     Suspend();
+    if (GetState() != THREAD_SUSPENDED) {
+        return; // it has just come to its end
+    }
     m_bPlaying = 0;
     m_bPaused = 1;
-    alSourcePause(m_uiSource);
-    KQ_REPORT("Pause");
+    KQ_AL("Pause", alSourcePause(m_uiSource));
     lock.Unlock();
     std::puts(" soundplayer:: Pause end ");
 }
@@ -218,8 +331,7 @@ int SoundPlayer::CopyLeftover(unsigned char* pBuf, int nLen) {
         return 0;
     }
     const int nCopy = std::min(m_nFrameRemain, nLen);
-    std::memcpy(pBuf, PcmOf(*m_pFrame) + (LengthOf(*m_pFrame) - m_nFrameRemain),
-                static_cast<std::size_t>(nCopy));
+    CopyPcm(pBuf, *m_pFrame, LengthOf(*m_pFrame) - m_nFrameRemain, nCopy);
     m_nFrameRemain -= nCopy;
     if (m_nFrameRemain == 0) {
         m_pFrame = nullptr;
@@ -228,17 +340,27 @@ int SoundPlayer::CopyLeftover(unsigned char* pBuf, int nLen) {
     return nCopy;
 }
 
+MEDIA_FRAME* SoundPlayer::FrameWithData() const {
+    MEDIA_FRAME* const pFrame = m_pStream ? m_pStream->GetCurrentFrame() : nullptr;
+    return pFrame != nullptr && LengthOf(*pFrame) > 0 ? pFrame : nullptr;
+}
+
+bool SoundPlayer::HasDataAgain() const {
+    return m_bOpened != 0 && m_bStreamEnd != 0 && !IsActive() && m_bFailed == 0 && m_bDeviceLost == 0 &&
+           FrameWithData() != nullptr;
+}
+
 int SoundPlayer::SoundPlayCB(unsigned char* pBuf, int nLen) {
     std::memset(pBuf, 0, static_cast<std::size_t>(nLen));
     int nCopied = CopyLeftover(pBuf, nLen);
     while (nCopied < nLen) {
-        MEDIA_FRAME* const pFrame = m_pStream ? m_pStream->GetCurrentFrame() : nullptr;
-        if (pFrame == nullptr || LengthOf(*pFrame) <= 0) {
+        MEDIA_FRAME* const pFrame = FrameWithData();
+        if (pFrame == nullptr) {
             break;
         }
         const int nFrameLength = LengthOf(*pFrame);
         const int nCopy = std::min(nLen - nCopied, nFrameLength);
-        std::memcpy(pBuf + nCopied, PcmOf(*pFrame), static_cast<std::size_t>(nCopy));
+        CopyPcm(pBuf + nCopied, *pFrame, 0, nCopy);
         m_pFrame = pFrame;
         m_nFrameRemain = nFrameLength - nCopy;
         m_TimeCodeMgr.PutPTS(nFrameLength, pFrame->llPTS);
@@ -249,8 +371,11 @@ int SoundPlayer::SoundPlayCB(unsigned char* pBuf, int nLen) {
         }
     }
     if (nCopied == nLen) {
+        m_bStreamEnd = 0; // it was declared too early, and the thread has not ended yet
         return nCopied;
     }
+    // The rest of the buffer is played too: what the stream delivers next starts behind it.
+    m_TimeCodeMgr.PutPTS(nLen - nCopied, KQ_NO_PTS);
     if (m_nSilenceBytes >= GetBytesPerSec()) {
         m_bStreamEnd = 1;
         m_pFrame = nullptr;
@@ -263,57 +388,87 @@ int SoundPlayer::SoundPlayCB(unsigned char* pBuf, int nLen) {
 int SoundPlayer::WriteAlBuffers() {
     if (IsDeviceLost()) {
         std::puts("SoundPlayer: the audio device is gone, the sound ends here");
+        m_bDeviceLost = 1;
         m_bStreamEnd = 1;
         m_bFinished = 1;
         return 0;
     }
-    alcProcessContext(m_pContext);
-    KQ_REPORT("WriteAlBuffers");
-    ALint nProcessed = 0;
-    alGetSourcei(m_uiSource, AL_BUFFERS_PROCESSED, &nProcessed);
-    KQ_REPORT("WriteAlBuffers");
-    const int nLast = nProcessed > 0 ? RefillProcessed(nProcessed) : 0;
-    if (nProcessed < 1) {
-        usleep(kIdleMicroseconds);
+    KQ_AL("WriteAlBuffers", alcProcessContext(m_pContext));
+    int nDelivered = 0;
+    if (!RefillWhatIsDone(nDelivered)) {
+        Fail();
     }
-    RestartIfDry();
-    return nLast;
+    return nDelivered;
 }
 
-void SoundPlayer::RestartIfDry() {
-    CSingleLock lock(&m_Lock);
+bool SoundPlayer::RefillWhatIsDone(int& nDelivered) {
     ALint eState = AL_PLAYING;
-    alGetSourcei(m_uiSource, AL_SOURCE_STATE, &eState);
-    KQ_REPORT("WriteAlBuffers");
-    if (eState != AL_PLAYING && GetState() == THREAD_RUNNING) {
-        alSourcePlay(m_uiSource);
-        KQ_REPORT("WriteAlBuffers");
+    ALint nProcessed = 0;
+    if (!KQ_AL("WriteAlBuffers", alGetSourcei(m_uiSource, AL_SOURCE_STATE, &eState)) ||
+        !KQ_AL("WriteAlBuffers", alGetSourcei(m_uiSource, AL_BUFFERS_PROCESSED, &nProcessed))) {
+        return false;
     }
+    // One that has run dry is served below: it has played what is queued by then.
+    nProcessed = eState == AL_STOPPED ? 0 : std::clamp(nProcessed, 0, kBufferCount);
+    if (!Refill(nProcessed, nDelivered)) {
+        return false;
+    }
+    if (nProcessed == 0 && eState != AL_STOPPED) {
+        TimeSource::Current().Sleep(kIdleMicroseconds);
+    }
+    return RestartIfDry(nDelivered);
 }
 
-int SoundPlayer::RefillProcessed(int nProcessed) {
-    CSingleLock lock(&m_Lock);
-    int nLast = 0;
-    for (int i = 0; i < nProcessed; ++i) {
-        ALuint uiBuffer = 0;
-        alSourceUnqueueBuffers(m_uiSource, 1, &uiBuffer);
-        KQ_REPORT("WriteAlBuffers");
-        nLast = SoundPlayCB(m_pBuffer.data(), m_nBufferSize);
-        if (nLast < 1) {
+bool SoundPlayer::Refill(int nCount, int& nDelivered) {
+    for (int i = 0; i < nCount; ++i) {
+        // Without the lock: a stream that keeps the thread waiting must not keep those waiting who ask for
+        // the position.
+        nDelivered = SoundPlayCB(m_pBuffer.data(), m_nBufferSize);
+        if (nDelivered < 1) {
             m_bFinished = 1;
         }
-        m_llTotalBytes += nLast;
-        QueueBuffer(uiBuffer, "WriteAlBuffers");
+        CSingleLock lock(&m_Lock);
+        ALuint uiBuffer = 0;
+        if (!KQ_AL("WriteAlBuffers", alSourceUnqueueBuffers(m_uiSource, 1, &uiBuffer))) {
+            return false;
+        }
+        ++m_nProcessed;
+        --m_nPlayedIfDry;
+        if (!QueueBuffer(uiBuffer, "WriteAlBuffers")) {
+            return false;
+        }
+        m_llTotalBytes += nDelivered;
     }
-    m_nProcessed += nProcessed;
-    return nLast;
+    return true;
+}
+
+bool SoundPlayer::RestartIfDry(int& nDelivered) {
+    ALint eState = AL_PLAYING;
+    if (!KQ_AL("WriteAlBuffers", alGetSourcei(m_uiSource, AL_SOURCE_STATE, &eState))) {
+        return false;
+    }
+    // Started again as it is, a dry source would repeat what was queued before this pass.
+    if (eState == AL_STOPPED && !Refill(m_nPlayedIfDry, nDelivered)) {
+        return false;
+    }
+    CSingleLock lock(&m_Lock);
+    if (eState != AL_PLAYING) {
+        if (GetState() != THREAD_RUNNING) {
+            return true; // paused meanwhile: Play() starts it
+        }
+        if (!KQ_AL("WriteAlBuffers", alSourcePlay(m_uiSource))) {
+            return false;
+        }
+    }
+    m_nPlayedIfDry = kBufferCount;
+    return true;
 }
 
 int SoundPlayer::svc() {
     std::puts(" ================ svc sound begin thread ==================\n");
     while (true) {
         if (GetState() == THREAD_SUSPENDED) {
-            usleep(kIdleMicroseconds);
+            TimeSource::Current().Sleep(kIdleMicroseconds);
             continue;
         }
         if (m_pStopEvent->Wait(0) == WAIT_SET) {
@@ -330,21 +485,42 @@ int SoundPlayer::svc() {
 }
 
 std::int64_t SoundPlayer::GetPlayPos() {
-    if (m_bOpened == 0) {
+    if (m_bOpened == 0 || (m_bPlaying == 0 && m_bPaused == 0)) {
         return 0;
     }
     CSingleLock lock(&m_Lock);
-    ALint nOffset = 0;
-    alGetSourcei(m_uiSource, AL_BYTE_OFFSET, &nOffset);
-    const std::int64_t llPosition = m_nProcessed * m_nBufferSize + nOffset;
+    const std::int64_t llOffset = PlayedOfQueue();
+    const std::int64_t llPosition = m_nProcessed * m_nBufferSize + llOffset;
     const auto nProcessed = static_cast<int>(m_nProcessed);
     lock.Unlock();
     if (llPosition < m_llLastPos) {
         std::printf(" less than last pos -----------------%d=   %d=     %d =  \n ", nProcessed,
-                    static_cast<int>(llPosition), nOffset);
+                    static_cast<int>(llPosition), static_cast<int>(llOffset));
     }
     m_llLastPos = llPosition;
     return llPosition;
+}
+
+std::int64_t SoundPlayer::PlayedOfQueue() const {
+    const std::int64_t llQueue = std::int64_t{kBufferCount} * m_nBufferSize;
+    const std::int64_t llOffset = ValueOf(m_uiSource, AL_BYTE_OFFSET, 0);
+    if (llOffset > 0) {
+        return std::min(llOffset, llQueue);
+    }
+    // A source that has run dry has no offset any more.
+    return ValueOf(m_uiSource, AL_SOURCE_STATE, AL_PLAYING) == AL_STOPPED
+               ? std::int64_t{m_nPlayedIfDry} * m_nBufferSize
+               : 0;
+}
+
+bool SoundPlayer::IsQueueFilled() {
+    CSingleLock lock(&m_Lock);
+    return m_bOpened != 0 &&
+           ValueOf(m_uiSource, AL_BUFFERS_QUEUED, 0) > ValueOf(m_uiSource, AL_BUFFERS_PROCESSED, 0);
+}
+
+void SoundPlayer::SearchPTS(std::int64_t llBytePos, std::int64_t& llPTS, std::int64_t& llChunkPos) {
+    m_TimeCodeMgr.SearchPTSReverse(llBytePos, llPTS, llChunkPos);
 }
 
 std::int64_t SoundPlayer::GetTotalBytes() {
@@ -373,10 +549,8 @@ void SoundPlayer::Stop() {
     m_nProcessed = 0;
     m_llLastPos = 0;
     m_bFinished = 0;
-    alSourceStop(m_uiSource);
-    KQ_REPORT("Stop");
-    alSourceRewind(m_uiSource);
-    KQ_REPORT("Stop");
+    KQ_AL("Stop", alSourceStop(m_uiSource));
+    KQ_AL("Stop", alSourceRewind(m_uiSource));
     std::puts(" soundplayer:: Stop  end ");
 }
 
@@ -386,12 +560,9 @@ void SoundPlayer::Close() {
     }
     std::puts(" soundplayer:: Close begin ");
     Stop();
-    alSourcei(m_uiSource, AL_BUFFER, 0);
-    KQ_REPORT("Close");
-    alDeleteSources(1, &m_uiSource);
-    KQ_REPORT("Close");
-    alDeleteBuffers(kBufferCount, m_uiBuffers.data());
-    KQ_REPORT("Close");
+    KQ_AL("Close", alSourcei(m_uiSource, AL_BUFFER, 0));
+    KQ_AL("Close", alDeleteSources(1, &m_uiSource));
+    KQ_AL("Close", alDeleteBuffers(kBufferCount, m_uiBuffers.data()));
     // The context and its device stay: another player, or the host itself, may be using them.
     m_pBuffer.clear();
     m_bOpened = 0;

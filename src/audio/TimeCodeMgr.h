@@ -17,7 +17,7 @@ public:
     struct struTimeCodeMgr {
         std::int64_t llPTS; ///< 100-ns units; -1 for a chunk without a stamp
         std::int64_t llPos; ///< byte position at which the chunk starts
-        std::int32_t nLen;  ///< bytes
+        std::int64_t nLen;  ///< bytes; unstamped chunks lengthen it without limit
     };
 
     TimeCodeMgr() = default;

@@ -5,12 +5,12 @@
 #include <kqplayer/convenience.h>
 #include <kqplayer/streams.h>
 
-#include <utility>
-
-/// @return the stream's information, or null when the query fails
+/// @return the stream's information, or null when the query fails: what such a call leaves in the out-pointer
+/// was not given and is not released
 inline kq::ComPtr<IStreamInfo> QueryInfo(IMediaStream& stream) {
     IStreamInfo* pInfo = nullptr;
-    const bool bFailed = stream.GetStreamInfo(&pInfo) != 0;
-    auto result = kq::ComPtr<IStreamInfo>::Adopt(pInfo);
-    return bFailed ? kq::ComPtr<IStreamInfo>() : std::move(result);
+    if (stream.GetStreamInfo(&pInfo) != kq::Ok) {
+        return nullptr;
+    }
+    return kq::ComPtr<IStreamInfo>::Adopt(pInfo);
 }

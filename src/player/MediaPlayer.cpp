@@ -4,26 +4,28 @@
 #include "com/UuidOf.h"
 #include "player/LowMemory.h"
 #include "player/PlaybackRun.h"
+#include "thread/TimeSource.h"
 #include "view/PlayerView.h"
 
 #include <kqplayer/identifiers.h>
 #include <kqplayer/log.h>
-
-#include <unistd.h>
 
 #include <algorithm>
 #include <new>
 
 namespace {
 
-constexpr useconds_t kSeekPollMicroseconds = 1'000;
-/// A time above this is a request; anything below stands for none.
-constexpr double kNotSet = -0.001;
+constexpr std::uint32_t kSeekPollMicroseconds = 1'000;
 
 } // namespace
 
 scombase::CUnknown* CMediaPlayer::CreateInstance(IUnknown* /*pUnkOuter*/, long* phr) {
-    auto* const pPlayer = new CMediaPlayer;
+    CMediaPlayer* pPlayer = nullptr;
+    try {
+        pPlayer = new CMediaPlayer;
+    } catch (const std::bad_alloc&) {
+        pPlayer = nullptr;
+    }
     *phr = pPlayer != nullptr ? kq::Ok : kq::OutOfMemory;
     if (pPlayer != nullptr) {
         pPlayer->NonDelegatingAddRef();
@@ -39,16 +41,15 @@ void CMediaPlayer::operator delete(void* pMemory, std::size_t nBytes) noexcept {
     FreeLow(pMemory, nBytes);
 }
 
-CMediaPlayer::CMediaPlayer() : CUnknown(nullptr) {
-    m_pViewMgr = kq::ComPtr<CPlayerViewMgr>::Share(new (std::nothrow) CPlayerViewMgr);
-}
+CMediaPlayer::CMediaPlayer()
+    : CUnknown(nullptr), m_pViewMgr(kq::ComPtr<CPlayerViewMgr>::Share(new CPlayerViewMgr)) {}
 
 CMediaPlayer::~CMediaPlayer() {
-    // Released from inside the end-of-play callback, the run is over already.
-    if (!IsOwnThread()) {
+    // Released from inside the end-of-play callback that run is over already, but a newer one may be active.
+    if (!IsOwnThread() || IsActive()) {
         StopRun();
-        JoinFinished();
     }
+    AwaitLastSteps();
 }
 
 std::int32_t CMediaPlayer::NonDelegatingQueryInterface(const _GUID& riid, void** ppv) {
@@ -62,21 +63,20 @@ std::int32_t CMediaPlayer::NonDelegatingQueryInterface(const _GUID& riid, void**
 }
 
 // --- Transport
-// ------------------------------------------------------------------------------------------------
 
 std::int32_t CMediaPlayer::Play() {
-    m_nActivate = KQ_ACTIVATE_PLAYING;
-    m_bPlayAudio = 1;
+    m_state.m_nActivate = KQ_ACTIVATE_PLAYING;
+    m_state.m_bPlayAudio = 1;
     if (!HasAnyStream()) {
         return kq::Refused;
     }
-    if (GetState() == THREAD_SUSPENDED) {
+    if (IsSuspendedRun()) {
         KQLogEx(L"PlayerControl::Play() Statat Is Pause(),So Resume().\r\n");
         return Resume();
     }
     Invoke(COMMAND_PLAY);
-    StartRun(THREAD_RUNNING, KQ_ACTIVATE_PLAYING);
-    return kq::Ok;
+    CSingleLock lock(&m_csLock);
+    return StartRun(THREAD_RUNNING);
 }
 
 std::int32_t CMediaPlayer::PlayForLoad() {
@@ -84,8 +84,7 @@ std::int32_t CMediaPlayer::PlayForLoad() {
     if (!HasAnyStream()) {
         return kq::Refused;
     }
-    StartRun(THREAD_SUSPENDED, KQ_ACTIVATE_PAUSED);
-    return kq::Ok;
+    return StartRun(THREAD_SUSPENDED);
 }
 
 bool CMediaPlayer::HasAnyStream() {
@@ -97,16 +96,36 @@ bool CMediaPlayer::HasAnyStream() {
     return false;
 }
 
-void CMediaPlayer::StartRun(std::int32_t nState, int nActivate) {
+bool CMediaPlayer::IsSuspendedRun() {
+    CSingleLock lock(&ControlLock());
+    return IsRunning() && GetState() == THREAD_SUSPENDED;
+}
+
+std::int32_t CMediaPlayer::StartRun(std::int32_t nState) {
     // A run that ends just now sets the activity to ended; under the lock that is before this or not at all.
     CSingleLock lock(&ControlLock());
     if (!IsActive()) {
-        m_nActivate = nActivate;
-        m_bPlayAudio = nState == THREAD_RUNNING ? 1 : 0;
-        StartAs(nState);
+        return StartRunAs(nState) ? kq::Ok : kq::OutOfMemory;
+    }
+    if (m_bLeaving) {
+        m_nNextState = nState;
     } else if (nState == THREAD_SUSPENDED) {
         Suspend();
     }
+    return kq::Ok;
+}
+
+bool CMediaPlayer::StartRunAs(std::int32_t nState) {
+    const bool bPlaying = nState == THREAD_RUNNING;
+    m_bLeaving = false;
+    m_nNextState = THREAD_IDLE;
+    m_state.m_nActivate = bPlaying ? KQ_ACTIVATE_PLAYING : KQ_ACTIVATE_PAUSED;
+    m_state.m_bPlayAudio = bPlaying ? 1 : 0;
+    if (StartAs(nState) == 0) {
+        m_state.m_nActivate = KQ_ACTIVATE_STOPPED;
+        return false;
+    }
+    return true;
 }
 
 std::int32_t CMediaPlayer::Pause() {
@@ -115,7 +134,12 @@ std::int32_t CMediaPlayer::Pause() {
     if (!IsActive()) {
         return kq::Ok;
     }
-    m_nActivate = KQ_ACTIVATE_PAUSED;
+    if (m_bLeaving) {
+        // Nothing is left to pause but the run that comes after this one.
+        m_nNextState = m_nNextState == THREAD_RUNNING ? THREAD_SUSPENDED : m_nNextState;
+        return kq::Ok;
+    }
+    m_state.m_nActivate = KQ_ACTIVATE_PAUSED;
     if (GetState() != THREAD_RUNNING) {
         return kq::Ok;
     }
@@ -131,11 +155,15 @@ std::int32_t CMediaPlayer::Resume() {
     if (!IsActive()) {
         return kq::Ok;
     }
-    m_nActivate = KQ_ACTIVATE_PLAYING;
+    if (m_bLeaving) {
+        m_nNextState = m_nNextState == THREAD_SUSPENDED ? THREAD_RUNNING : m_nNextState;
+        return kq::Ok;
+    }
+    m_state.m_nActivate = KQ_ACTIVATE_PLAYING;
     if (GetState() != THREAD_SUSPENDED) {
         return kq::Ok;
     }
-    m_bPlayAudio = 1;
+    m_state.m_bPlayAudio = 1;
     controlLock.Unlock();
     Invoke(COMMAND_RESUME);
     BaseThread::Resume();
@@ -152,7 +180,11 @@ bool CMediaPlayer::RefusedOnOwnThread(const wchar_t* pOperation) {
 }
 
 void CMediaPlayer::StopRun() {
-    if (const RunPtr pRun = AbortRun()) {
+    CSingleLock abortLock(&ControlLock());
+    m_nNextState = THREAD_IDLE;
+    const RunPtr pRun = AbortRun();
+    abortLock.Unlock();
+    if (pRun) {
         WaitForRun(pRun, WAIT_FOREVER);
     }
     if (m_pViewMgr) {
@@ -160,9 +192,9 @@ void CMediaPlayer::StopRun() {
     }
     CSingleLock lock(&ControlLock());
     if (!IsActive()) {
-        m_bPauseEntered = 0;
-        m_bPlayAudio = 1;
-        m_nActivate = KQ_ACTIVATE_STOPPED;
+        m_state.m_bPauseEntered = 0;
+        m_state.m_bPlayAudio = 1;
+        m_state.m_nActivate = KQ_ACTIVATE_STOPPED;
     }
     lock.Unlock();
     KQLogEx(L" CMediaPlayer::Stop \n");
@@ -182,9 +214,9 @@ std::int32_t CMediaPlayer::Load() {
         return kq::Refused;
     }
     StopRun();
-    m_bPlayAudio = 0;
+    m_state.m_bPlayAudio = 0;
     Invoke(COMMAND_PAUSE);
-    m_nActivate = KQ_ACTIVATE_PAUSED;
+    m_state.m_nActivate = KQ_ACTIVATE_PAUSED;
     PlayForLoad();
     KQLogEx(L" CMediaPlayer::Load \n");
     return kq::Ok;
@@ -192,20 +224,58 @@ std::int32_t CMediaPlayer::Load() {
 
 int CMediaPlayer::svc() {
     {
-        PlaybackRun run(*this);
+        PlaybackRun run(*this, m_state, m_mailbox);
         run.Perform();
     }
+    CarryOutLeftSeek();
     // The last act: a host may start the next run in here, or release the player.
     Notify(KQ_NOTIFY_END, 0);
     return 0;
 }
 
+// --- What a run asks for
+
+bool CMediaPlayer::IsStopRequested() const {
+    return m_pStopEvent->Wait(0) == WAIT_SET;
+}
+
+bool CMediaPlayer::IsSuspended() const {
+    return GetState() == THREAD_SUSPENDED;
+}
+
+bool CMediaPlayer::BeginLeaving(bool bDespitePause) {
+    const bool bStop = IsStopRequested();
+    if (!bStop && m_mailbox.IsPending()) {
+        return false;
+    }
+    CSingleLock lock(&ControlLock());
+    if (!bStop && !bDespitePause && IsSuspended()) {
+        return false;
+    }
+    m_bLeaving = true;
+    return true;
+}
+
+void CMediaPlayer::FinishRun() {
+    CSingleLock lock(&ControlLock());
+    m_state.m_bPlayAudio = 0;
+    m_state.m_bPauseEntered = 0;
+    m_state.m_nActivate = KQ_ACTIVATE_ENDED;
+    MarkFinished();
+    const std::int32_t nNext = m_nNextState;
+    m_bLeaving = false;
+    if (nNext != THREAD_IDLE) {
+        StartRunAs(nNext); // Play() fell into the last steps of this one
+    }
+}
+
 // --- Seeking and frame stepping
-// ---------------------------------------------------------------------------------
 
 std::int32_t CMediaPlayer::Seek(double dTime, int nMode) {
-    if (!MoveWithoutRun(dTime, nMode)) {
-        PostSeek(dTime, static_cast<unsigned int>(nMode));
+    const auto nSeekMode = static_cast<unsigned int>(nMode);
+    if (!MoveWithoutRun(dTime, nSeekMode, m_mailbox.GetNewest())) {
+        m_mailbox.Post(dTime, nSeekMode);
+        CarryOutLeftSeek(); // the run may have ended meanwhile
     }
     return kq::Ok;
 }
@@ -214,76 +284,64 @@ std::int32_t CMediaPlayer::SyncSeek(double dTime, int nMode) {
     if (RefusedOnOwnThread(L"SyncSeek")) {
         return kq::Refused;
     }
-    if (MoveWithoutRun(dTime, nMode)) {
+    const auto nSeekMode = static_cast<unsigned int>(nMode);
+    if (MoveWithoutRun(dTime, nSeekMode, m_mailbox.GetNewest())) {
         return kq::Ok;
     }
-    const RunPtr pRun = ActiveRun();
-    ++m_bSyncSeekWait;
-    const std::uint64_t nRequest = PostSeek(dTime, static_cast<unsigned int>(nMode));
-    while (pRun && m_nSeekSettled < nRequest && !HasEnded(pRun)) {
-        usleep(kSeekPollMicroseconds);
+    const std::uint64_t nRequest = m_mailbox.Post(dTime, nSeekMode, SeekMailbox::Waiter::Yes);
+    while (!m_mailbox.IsSettled(nRequest)) {
+        CarryOutLeftSeek();
+        TimeSource::Current().Sleep(kSeekPollMicroseconds);
     }
-    --m_bSyncSeekWait;
-    CSingleLock lock(&m_csSeek);
-    if (m_nSeekPosted == nRequest) {
-        m_bSeekPending = 0;
-    }
+    m_mailbox.EndWait();
     return kq::Ok;
 }
 
-bool CMediaPlayer::MoveWithoutRun(double dTime, int nMode) {
-    CSingleLock lock(&m_csLock);
+bool CMediaPlayer::MoveWithoutRun(double dTime, unsigned int nMode, std::uint64_t nSeen) {
+    CSingleLock lock(&m_csLock); // no run starts meanwhile
     if (IsActive()) {
         return false;
     }
-    const double dBegin = std::max(0.0, m_dBeginTime.load());
-    double dPlayed = dTime;
-    if (const auto pStream = AcquireReferenceStream()) {
-        dPlayed = pStream->Seek(dBegin + dTime, nMode) - dBegin;
-        m_pViewMgr->ShowCurrentImage(nullptr, 0);
-    }
-    m_dPlayedTime = dPlayed;
-    m_dClockAnchor = dPlayed + dBegin;
+    MoveStream(dTime, nMode);
     lock.Unlock();
     // The next run starts there.
-    PostSeek(dTime, static_cast<unsigned int>(nMode));
-    m_bSeekPending = 0;
+    m_mailbox.PostCarriedOut(dTime, nMode, nSeen);
     return true;
 }
 
-std::uint64_t CMediaPlayer::PostSeek(double dTime, unsigned int nMode) {
-    CSingleLock lock(&m_csSeek);
-    m_dSeekTime = dTime;
-    m_nSeekMode = nMode;
-    m_bSeekPending = 1;
-    return ++m_nSeekPosted;
+void CMediaPlayer::MoveStream(double dTime, unsigned int nMode) {
+    const double dBegin = std::max(0.0, m_state.m_dBeginTime.load());
+    double dPlayed = dTime;
+    if (const auto pStream = AcquireReferenceStream()) {
+        dPlayed = pStream->Seek(dBegin + dTime, static_cast<int>(nMode)) - dBegin;
+        m_pViewMgr->ShowCurrentImage(nullptr, 0);
+    }
+    m_state.m_dPlayedTime = dPlayed;
+    m_state.m_dClockAnchor = dPlayed + dBegin;
 }
 
-void CMediaPlayer::SetSeek(double dTime, unsigned int nMode) {
-    PostSeek(dTime, nMode);
-}
-
-void CMediaPlayer::GetSeek(double& dTime, unsigned int& nMode) {
-    CSingleLock lock(&m_csSeek);
-    dTime = m_dSeekTime;
-    nMode = m_nSeekMode;
-    m_dSeekTime = -1.0;
-    m_nSeekMode = 0;
-    m_bSeekPending = 0;
-    m_nSeekTaken = m_nSeekPosted;
-    if (dTime <= kNotSet) {
-        m_nSeekSettled = m_nSeekTaken; // nothing there, or refused
+void CMediaPlayer::CarryOutLeftSeek() {
+    if (IsActive()) {
+        return; // a run takes it
+    }
+    const SeekMailbox::Request request = m_mailbox.TakeUncarried();
+    if (request.IsSet() && !MoveWithoutRun(request.dTime, request.nMode, request.nNumber)) {
+        m_mailbox.PutBack(request); // a run has started since
     }
 }
 
-void CMediaPlayer::SettleSeek() {
-    CSingleLock lock(&m_csSeek);
-    m_nSeekSettled = m_nSeekTaken;
+void CMediaPlayer::SetSeek(double dTime, unsigned int nMode) {
+    m_mailbox.Post(dTime, nMode);
+}
+
+void CMediaPlayer::GetSeek(double& dTime, unsigned int& nMode) {
+    const SeekMailbox::Request request = m_mailbox.Take();
+    dTime = request.dTime;
+    nMode = request.nMode;
 }
 
 bool CMediaPlayer::IsSeeking() {
-    CSingleLock lock(&m_csSeek);
-    return m_bSeekPending != 0;
+    return m_mailbox.IsPending();
 }
 
 std::int32_t CMediaPlayer::Forward() {
@@ -298,25 +356,21 @@ std::int32_t CMediaPlayer::SyncForward() {
 }
 
 int CMediaPlayer::AddForwad(int n) {
-    CSingleLock lock(&m_csForward);
-    m_nForwardCount = std::max(0, m_nForwardCount + n);
-    return m_nForwardCount;
+    return m_state.AddForwad(n);
 }
 
 int CMediaPlayer::GetForwad() {
-    CSingleLock lock(&m_csForward);
-    return m_nForwardCount;
+    return m_state.m_nForwardCount;
 }
 
 // --- Play range, queries, notification
-// --------------------------------------------------------------------------
 
 std::int32_t CMediaPlayer::SetPlayTime(double dBegin, double dLength) {
     CSingleLock lock(&m_csLock);
     KQLogEx(L"CMediaPlayer::SetPlayTime : begintime = %.2f ,beginlen = %.2f \n", dBegin, dLength);
-    m_dBeginTime = dBegin;
+    m_state.m_dBeginTime = dBegin;
     if (dLength > 0) {
-        m_dPlayLength = dLength;
+        m_state.m_dPlayLength = dLength;
         return kq::Ok;
     }
     const auto pStream = AcquireReferenceStream();
@@ -329,7 +383,7 @@ std::int32_t CMediaPlayer::SetPlayTime(double dBegin, double dLength) {
         return kq::Refused;
     }
     // Without a frame rate the stream's length is unknown: no limit.
-    m_dPlayLength = pFormat->dFrameRate > 0 ? pFormat->nFrameCount / pFormat->dFrameRate - dBegin : 0.0;
+    m_state.m_dPlayLength = pFormat->dFrameRate > 0 ? pFormat->nFrameCount / pFormat->dFrameRate - dBegin : 0.0;
     return kq::Ok;
 }
 
@@ -372,8 +426,8 @@ void CMediaPlayer::Notify(unsigned int nWhat, unsigned int nArgument) {
 }
 
 void CMediaPlayer::NotifyPosition() {
-    static_assert(sizeof(m_dPlayedTime) == sizeof(double), "a host reads the position as a plain double");
-    Notify(KQ_NOTIFY_POSITION, static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(&m_dPlayedTime)));
+    static_assert(sizeof(m_state.m_dPlayedTime) == sizeof(double), "a host reads the position as a plain double");
+    Notify(KQ_NOTIFY_POSITION, static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(&m_state.m_dPlayedTime)));
 }
 
 std::int32_t CMediaPlayer::GetPlayerViewMgr(IPlayerViewMgr** ppMgr) {
@@ -389,11 +443,11 @@ std::int32_t CMediaPlayer::GetPlayerViewMgr(IPlayerViewMgr** ppMgr) {
 }
 
 int CMediaPlayer::IsActivate() {
-    return m_nActivate;
+    return m_state.m_nActivate;
 }
 
 bool CMediaPlayer::IsPaused() {
-    return m_bPauseEntered != 0;
+    return m_state.m_bPauseEntered != 0;
 }
 
 std::int32_t CMediaPlayer::Update(int nImmediate) {
@@ -410,16 +464,20 @@ std::int32_t CMediaPlayer::Update(int nImmediate) {
     if (nImmediate != 0) {
         m_pViewMgr->ShowCurrentImage(nullptr, 0);
     } else {
-        m_bRedraw = 1;
+        m_state.m_bRedraw = 1;
     }
     return kq::Ok;
 }
 
 // --- Streams
-// ----------------------------------------------------------------------------------------------------
 
 int CMediaPlayer::GetSeekNum() {
     return m_pViewMgr && m_pViewMgr->GetCount() == 2 ? 0 : 1;
+}
+
+kq::ComPtr<IMediaStream> CMediaPlayer::AcquireAudioStream() {
+    CSingleLock lock(&m_csLock);
+    return kq::ComPtr<IMediaStream>::Share(m_pAudioStream.Get());
 }
 
 kq::ComPtr<IMediaStream> CMediaPlayer::AcquireReferenceStream() {
@@ -469,15 +527,13 @@ std::int32_t CMediaPlayer::SetAudioInput(IMediaStream* pStream) {
     CSingleLock lock(&m_csLock);
     m_pAudioStream.Reset();
     if (pStream == nullptr) {
-        m_dPlayedTime = 0.0;
-        m_dBeginTime = -1.0;
-        m_dPlayLength = -1.0;
-        m_dClockAnchor = 0.0;
+        m_state.m_dPlayedTime = 0.0;
+        m_state.m_dBeginTime = -1.0;
+        m_state.m_dPlayLength = -1.0;
+        m_state.m_dClockAnchor = 0.0;
         return kq::Ok;
     }
-    IStreamInfo* pRawInfo = nullptr;
-    pStream->GetStreamInfo(&pRawInfo);
-    const auto pInfo = kq::ComPtr<IStreamInfo>::Adopt(pRawInfo);
+    const auto pInfo = QueryInfo(*pStream);
     if (const AUDIO_STREAM_INFO* const pFormat = pInfo ? pInfo->GetAudioFormat() : nullptr) {
         m_audioFormat = CopyAudioFormat(*pFormat);
         m_pAudioStream = kq::ComPtr<IMediaStream>::Share(pStream);
@@ -487,7 +543,6 @@ std::int32_t CMediaPlayer::SetAudioInput(IMediaStream* pStream) {
 }
 
 // --- Capture
-// ----------------------------------------------------------------------------------------------------
 
 std::int32_t CMediaPlayer::CaptureCurrentImage(const CaptureImageInfo* pInfo, const wchar_t* pPath) {
     if (pInfo == nullptr || pPath == nullptr) {

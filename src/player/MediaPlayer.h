@@ -3,6 +3,9 @@
 #pragma once
 
 #include "com/Unknown.h"
+#include "player/RunHost.h"
+#include "player/SeekMailbox.h"
+#include "player/TransportState.h"
 #include "thread/BaseThread.h"
 #include "thread/Critical.h"
 #include "view/CaptureStore.h"
@@ -11,10 +14,8 @@
 #include <kqplayer/convenience.h>
 #include <kqplayer/player.h>
 
-#include <atomic>
 #include <cstdint>
 
-class SoundPlayer;
 class CPlayerView;
 
 /// What IQLXDispatch::Invoke() tells a decoder.
@@ -27,14 +28,15 @@ enum : int {
 
 /// The player is its own worker thread: svc() plays one run (see PlaybackRun).
 ///
-/// Locks, in the order in which they may nest: m_csSeek, m_csLock, the view manager's, a view's, the sound
-/// player's. m_csForward, m_csCallBack, m_csCapture and the thread's control lock are leaves, the last one
-/// below m_csLock. During a run nobody waits for m_csSeek while holding m_csLock: the loop may hold m_csSeek
-/// across a callback, and the callback may need m_csLock.
+/// Locks, in the order in which they may nest: the mailbox's, m_csLock, the view manager's, a view's, the sound
+/// player's. m_csCallBack, m_csCapture and the thread's control lock are leaves, the last one below m_csLock.
+/// During a run nobody waits for the mailbox's lock while holding m_csLock: the loop may hold it across a
+/// callback, and the callback may need m_csLock.
 class CMediaPlayer final : public scombase::CUnknown,
                            public IMediaPlayer,
                            public BaseThread,
-                           public IAudioInput {
+                           public IAudioInput,
+                           private RunHost {
 public:
     /// Makes a player with one reference; the outer unknown is ignored.
     /// @param phr receives 0, or 0x80000002 when no memory (in the low 4 GiB) could be had
@@ -82,25 +84,15 @@ public:
     int AddForwad(int n);
     int GetForwad();
 
-    // The audio clock, read by the loop.
-
-    /// @return 1 when the audio is done (or there is none), 0 while it goes on
-    int IsAudioFinish(SoundPlayer* pSound);
-    /// @return milliseconds handed to OpenAL, or of the wall clock without a sound player
-    std::int64_t GetAudioPlayTime(SoundPlayer* pSound);
-    /// @return media time being heard in milliseconds, or wall-clock play time without a sound player
-    std::int64_t GetAudioPlayPTS(SoundPlayer* pSound);
-
     // The reference view.
 
     /// @return the reference number: 0 with exactly two views, otherwise 1
-    int GetSeekNum();
+    int GetSeekNum() override;
     IMediaStream* GetStreamInReferenceView();
     CPlayerView* GetReferenceView();
-    void ShowImage(const MEDIA_FRAME* pFrame, int nMode);
+    void ShowImage(const MEDIA_FRAME* pFrame, int nMode) override;
 
 private:
-    friend class PlaybackRun;
 
     /// The stream's audio format with 16 bits a sample, whatever the record says.
     struct AudioFormat {
@@ -114,50 +106,48 @@ private:
 
     CMediaPlayer();
 
+    // What a run asks for.
+    bool IsStopRequested() const override;
+    bool IsSuspended() const override;
+    kq::ComPtr<IMediaStream> AcquireReferenceStream() override;
+    kq::ComPtr<IMediaStream> AcquireAudioStream() override;
+    void NotifyPosition() override;
+    bool BeginLeaving(bool bDespitePause) override;
+    void FinishRun() override;
+
     static AudioFormat CopyAudioFormat(const AUDIO_STREAM_INFO& info);
-    kq::ComPtr<IMediaStream> AcquireReferenceStream();
     bool HasAnyStream();
+    /// @return whether there is a run, it is paused, and it is not leaving
+    bool IsSuspendedRun();
     void Invoke(int nCommand);
     bool RefusedOnOwnThread(const wchar_t* pOperation);
     void StopRun();
-    void StartRun(std::int32_t nState, int nActivate);
+    /// Starts a run, or leaves word for the one that is leaving. The caller holds m_csLock.
+    /// @return 0, or 0x80000002 without a thread
+    std::int32_t StartRun(std::int32_t nState);
+    /// As StartRun(), for callers that hold the control lock.
+    bool StartRunAs(std::int32_t nState);
+    /// @return whether there is a run that still follows the transport
+    bool IsRunning() const { return IsActive() && !m_bLeaving; }
     /// Without a run: moves the stream at once, and leaves the time for the next run's start.
     /// @return false during a run, with nothing done
-    bool MoveWithoutRun(double dTime, int nMode);
-    std::uint64_t PostSeek(double dTime, unsigned int nMode);
-    /// Tells SyncSeek() callers that every request up to the one taken last is settled.
-    void SettleSeek();
-    std::uint32_t WallClockPlayTime() const;
-    void NotifyPosition();
+    /// @param nSeen see SeekMailbox::PostCarriedOut()
+    bool MoveWithoutRun(double dTime, unsigned int nMode, std::uint64_t nSeen);
+    void MoveStream(double dTime, unsigned int nMode);
+    /// Carries out a request that came too late for the run, as one without a run.
+    void CarryOutLeftSeek();
     void Notify(unsigned int nWhat, unsigned int nArgument);
 
     kq::ComPtr<CPlayerViewMgr> m_pViewMgr;
     CCritical m_csLock;
-    std::atomic<std::int32_t> m_bPauseEntered{0};
-    std::atomic<std::int32_t> m_bSeekPending{0};
-    std::atomic<std::int32_t> m_bPlayAudio{0};
-    AudioFormat m_audioFormat;               ///< guarded by m_csLock
-    kq::ComPtr<IMediaStream> m_pAudioStream; ///< guarded by m_csLock
-    std::uint32_t m_dwClockStart = 0;        ///< wall clock; the loop's own
-    std::uint32_t m_dwPausedTime = 0;        ///< milliseconds; the loop's own
-    std::atomic<double> m_dPlayedTime{0.0};
-    std::atomic<double> m_dBeginTime{-1.0}; ///< -1.0: not set
-    std::atomic<double> m_dPlayLength{0.0}; ///< 0.001 or less: no limit
-    std::atomic<double> m_dClockAnchor{0.0};
-    double m_dSeekTime = -1.0; ///< -1.0: no request; with the next four guarded by m_csSeek
-    std::uint32_t m_nSeekMode = 0;
-    std::uint64_t m_nSeekPosted = 0;              ///< number of the request posted last
-    std::uint64_t m_nSeekTaken = 0;               ///< number of the request taken last
-    std::atomic<std::uint64_t> m_nSeekSettled{0}; ///< every request up to this number is done with
-    CCritical m_csSeek;
-    KQPlayerCallback m_pfnCallBack = nullptr; ///< with the next guarded by m_csCallBack
+    TransportState m_state;
+    SeekMailbox m_mailbox;
+    bool m_bLeaving = false;                    ///< with the next guarded by the control lock
+    std::int32_t m_nNextState = THREAD_IDLE;    ///< of the run that follows the one that is leaving
+    AudioFormat m_audioFormat;                  ///< guarded by m_csLock
+    kq::ComPtr<IMediaStream> m_pAudioStream;    ///< guarded by m_csLock
+    KQPlayerCallback m_pfnCallBack = nullptr;   ///< with the next guarded by m_csCallBack
     void* m_pUserData = nullptr;
     CCritical m_csCallBack;
-    std::int32_t m_bVideoEnd = 0; ///< the loop's own
-    std::int32_t m_nForwardCount = 0;
-    CCritical m_csForward;
-    std::atomic<std::int32_t> m_bRedraw{0};
-    std::atomic<std::int32_t> m_bSyncSeekWait{0}; ///< SyncSeek() callers that wait
     CCaptureStore m_capture;
-    std::atomic<std::int32_t> m_nActivate{KQ_ACTIVATE_STOPPED};
 };

@@ -1,26 +1,34 @@
 #include "player/PlaybackRun.h"
 
-#include "audio/SoundPlayer.h"
+#include "audio/SoundOutput.h"
 #include "com/QueryInfo.h"
-#include "thread/TickClock.h"
+#include "thread/BaseThread.h"
 
 #include <kqplayer/log.h>
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 
 namespace {
 
-constexpr useconds_t kPollMicroseconds = 1'000;
-constexpr useconds_t kNoFrameMicroseconds = 30'000;
-constexpr useconds_t kAudioOnlyMicroseconds = 100'000;
-constexpr useconds_t kLeaveMicroseconds = 100'000;
-constexpr double kTolerance = 0.001; ///< seconds
+constexpr std::uint32_t kPollMicroseconds = 1'000;
+constexpr std::uint32_t kNoFrameMicroseconds = 30'000;
+constexpr std::uint32_t kAudioOnlyMicroseconds = 100'000;
+constexpr std::uint32_t kLeaveMicroseconds = 100'000;
+constexpr double kTolerance = 0.001;
 constexpr int kExactSeek = 1;
+/// A sound whose first sample lies further ahead than this is started when its time has come.
+constexpr std::int64_t kEarlyMs = 20;
+/// Sound that begins no further from the pictures than this is left where it is.
+constexpr std::int64_t kMostApartMs = 300;
+/// The first sound lies no further before the first picture than this, or the clock does not wait for it.
+constexpr std::int64_t kMostSoundBeforeMs = 60'000;
+/// A sound that is astray is brought back at most so often.
+constexpr std::uint32_t kBringBackEveryMs = 2000;
+constexpr std::uint32_t kSteadyMs = 10'000;
+constexpr int kMostBroughtBack = 5;
 
-/// Whole milliseconds of a frame's time stamp.
 std::int64_t StampMs(const MEDIA_FRAME& frame) {
     return frame.llPTS / 10000;
 }
@@ -31,38 +39,36 @@ double StampSeconds(const MEDIA_FRAME& frame) {
 
 } // namespace
 
-PlaybackRun::PlaybackRun(CMediaPlayer& player) : m_player(player) {}
+PlaybackRun::PlaybackRun(RunHost& host, TransportState& state, SeekMailbox& mailbox)
+    : m_host(host), m_state(state), m_mailbox(mailbox), m_time(TimeSource::Current()), m_clock(m_time) {}
 
 PlaybackRun::~PlaybackRun() = default;
 
 void PlaybackRun::Perform() {
     StartUp();
-    while (Iterate()) {
-    }
+    do {
+        while (Iterate()) {
+        }
+    } while (!m_host.BeginLeaving(m_bSteppedPastEnd));
     LeaveRun();
 }
 
 // --- Start-up
-// -----------------------------------------------------------------------------------------------------
 
 void PlaybackRun::StartUp() {
     TakeStreams();
     ReadVideoFormat();
-    ReadAudioFormat();
     GoToBegin();
     OpenSound();
     TakeFirstFrame();
     SeekBeforeStart();
-    StartSound();
+    StartClock();
 }
 
 void PlaybackRun::TakeStreams() {
-    CSingleLock lock(&m_player.m_csLock);
-    m_pAudio = kq::ComPtr<IMediaStream>::Share(m_player.m_pAudioStream.Get());
-    lock.Unlock();
-    m_player.m_bVideoEnd = 0;
-    m_nReference = m_player.GetSeekNum();
-    m_pVideo = m_player.AcquireReferenceStream();
+    m_pAudio = m_host.AcquireAudioStream();
+    m_nReference = m_host.GetSeekNum();
+    m_pVideo = m_host.AcquireReferenceStream();
 }
 
 void PlaybackRun::ReadVideoFormat() {
@@ -75,32 +81,18 @@ void PlaybackRun::ReadVideoFormat() {
     m_dFrameRate = pFormat != nullptr ? pFormat->dFrameRate : 0.0;
 }
 
-void PlaybackRun::ReadAudioFormat() {
-    CSingleLock lock(&m_player.m_csLock);
-    m_player.m_audioFormat = {};
-    if (!m_pAudio) {
-        return;
-    }
-    m_pAudioInfo = QueryInfo(*m_pAudio.Get());
-    const AUDIO_STREAM_INFO* const pFormat = m_pAudioInfo ? m_pAudioInfo->GetAudioFormat() : nullptr;
-    if (pFormat != nullptr) {
-        m_player.m_audioFormat = CMediaPlayer::CopyAudioFormat(*pFormat);
-        m_bHasAudioFormat = true;
-    }
-}
-
 void PlaybackRun::GoToBegin() {
-    m_player.m_dPlayedTime = 0.0;
-    m_player.m_dClockAnchor = 0.0;
-    const double dBegin = m_player.m_dBeginTime;
-    if (dBegin < -kTolerance) {
-        m_player.m_dBeginTime = 0.0;
+    m_state.m_dPlayedTime = 0.0;
+    m_state.m_dClockAnchor = 0.0;
+    m_bBeginSet = m_state.m_dBeginTime >= -kTolerance;
+    if (!m_bBeginSet) {
+        m_state.m_dBeginTime = 0.0;
         return;
     }
-    double dReached = dBegin;
+    double dReached = BeginTime();
     if (m_pVideo) {
-        dReached = m_pVideo->Seek(dBegin, kExactSeek);
-        m_player.m_dClockAnchor = dReached;
+        dReached = m_pVideo->Seek(dReached, kExactSeek);
+        m_state.m_dClockAnchor = dReached;
     }
     if (m_pAudio) {
         m_pAudio->Seek(dReached, kExactSeek);
@@ -108,229 +100,257 @@ void PlaybackRun::GoToBegin() {
 }
 
 void PlaybackRun::OpenSound() {
-    if (m_bHasAudioFormat) {
-        CSingleLock lock(&m_player.m_csLock);
-        const CMediaPlayer::AudioFormat format = m_player.m_audioFormat;
-        lock.Unlock();
-        m_pSound = std::make_unique<SoundPlayer>(m_pAudio.Get());
-        m_pSound->Open(format.m_nSampleRate, format.m_nChannels, 16);
+    m_pAudioInfo = m_pAudio ? QueryInfo(*m_pAudio.Get()) : kq::ComPtr<IStreamInfo>();
+    const AUDIO_STREAM_INFO* const pFormat = m_pAudioInfo ? m_pAudioInfo->GetAudioFormat() : nullptr;
+    if (pFormat == nullptr) {
+        return;
+    }
+    m_pSound = CurrentSoundMaker()(m_pAudio.Get());
+    if (m_pSound) {
+        m_pSound->Open(pFormat->nSampleRate, pFormat->nChannels, 16);
         KQLogEx(L"KQPLAYER SVC ; Create SoundPlayer Successful \n");
         if (!m_pSound->IsOpen()) {
             m_pSound.reset(); // its clock would stand still: the run goes on without sound
         }
     }
-    m_player.m_dwPausedTime = 0;
+    m_clock.Attach(m_pSound.get());
 }
 
 void PlaybackRun::TakeFirstFrame() {
     m_pFrame = m_pVideo ? m_pVideo->GetCurrentFrame() : nullptr;
     if (m_pFrame == nullptr) {
+        SetPosition(0.0);
         return;
     }
-    const double dSeconds = StampSeconds(*m_pFrame);
-    m_dOrigin = m_pFrame->llPTS < 0 ? 0.0 : dSeconds;
-    m_dFrameTime = dSeconds - m_dOrigin;
+    NoteOrigin(*m_pFrame);
+    SetPosition(PlayedTimeOf(*m_pFrame));
+    m_state.m_dPlayedTime = m_dFrameTime;
 }
 
 void PlaybackRun::SeekBeforeStart() {
-    const SeekRequest request = TakeSeekRequest();
-    if (request.dTime > 0.0) {
-        const double dBegin = m_player.m_dBeginTime;
-        double dReached = dBegin + request.dTime;
+    const SeekRequest request = m_mailbox.Take();
+    // A time of 0 that was carried out already has moved the picture, not the start.
+    if (request.bCarriedOut ? request.dTime > 0.0 : request.IsSet()) {
+        const double dTarget = BeginTime() + request.dTime;
         if (m_pVideo) {
-            m_pVideo->Seek(dReached, kExactSeek);
-            dReached = GetPosition();
+            m_pVideo->Seek(dTarget, kExactSeek);
+            Land();
+        } else {
+            SetPosition(request.dTime);
         }
         if (m_pSound) {
-            m_pAudio->Seek(dReached, kExactSeek);
+            m_pAudio->Seek(m_state.m_dClockAnchor, kExactSeek);
+            SkipPassedSound(MediaOf(m_dFrameTime));
         }
-        m_player.m_dClockAnchor = dReached;
-        m_player.m_dPlayedTime = dReached - dBegin;
-        m_pFrame = nullptr;
+        m_state.m_dPlayedTime = m_dFrameTime;
     }
-    m_player.SettleSeek();
+    m_mailbox.Settle();
 }
 
-void PlaybackRun::StartSound() {
-    if (m_pSound && m_player.m_bPlayAudio != 0) {
-        m_pSound->Play();
+void PlaybackRun::StartClock() {
+    AlignSound();
+    std::int64_t llMedia = MediaOf(m_dFrameTime);
+    std::int64_t llSound = 0;
+    if (FindNextSound(llSound)) {
+        if (!m_pVideo && !m_bBeginSet) {
+            llMedia = llSound;
+            SetPosition(static_cast<double>(llMedia) / 1000.0 - m_dOrigin);
+            m_state.m_dPlayedTime = m_dFrameTime;
+        } else if (llSound < llMedia && llMedia - llSound < kMostSoundBeforeMs) {
+            llMedia = llSound; // it is heard before the first picture, which waits for its time
+        }
     }
-    m_player.m_dwClockStart = TickClockMs();
+    m_clock.MoveTo(llMedia);
+    if (m_state.m_bPlayAudio != 0) {
+        PlaySound();
+    }
+}
+
+void PlaybackRun::AlignSound() {
+    // Without a begin nobody has moved the sound to where the pictures stand.
+    const double dPosition = m_pVideo && !m_bBeginSet ? GetStreamPosition() : 0.0;
+    std::int64_t llSound = 0;
+    if (dPosition > kTolerance && FindNextSound(llSound) &&
+        std::abs(llSound - MediaOf(m_dFrameTime)) > kMostApartMs) {
+        m_pAudio->Seek(dPosition, kExactSeek);
+    }
 }
 
 // --- An iteration
-// -------------------------------------------------------------------------------------------------
 
 bool PlaybackRun::Iterate() {
-    if (IsStopRequested()) {
+    if (m_host.IsStopRequested()) {
         return false;
     }
     m_bResync = false;
-    SeekHold hold(m_player);
-    if (FollowPause(hold) == Next::LeaveLoop) {
+    m_bSteppedPastEnd = false;
+    SeekMailbox::Hold hold(m_mailbox);
+    if (!FollowPause(hold)) {
         return false;
     }
     KeepSoundRunning();
-    m_player.m_bPauseEntered = 0;
+    m_state.m_bPauseEntered = 0;
     hold.Begin();
     SeekWhilePlaying();
-    if (IsAtEndOfRange() || HasSteppedPastEnd()) {
+    if (IsAtEndOfRange()) {
         return false;
     }
-    const bool bAudioDone = m_player.IsAudioFinish(m_pSound.get()) != 0;
+    WatchSound();
     if (!IsVideoLive()) {
-        if (!m_pSound || bAudioDone) {
+        if (m_clock.IsAudioDone()) {
             return false;
         }
         PlayAudioOnly();
         return true;
     }
-    const std::int64_t llPlayTime = m_player.GetAudioPlayTime(m_pSound.get());
     if (!FetchFrame()) {
         return true;
     }
-    if (IsFrameDue(bAudioDone, llPlayTime)) {
+    if (IsFrameDue()) {
         Present();
     } else {
-        usleep(kPollMicroseconds);
+        m_time.Sleep(kPollMicroseconds);
     }
     return true;
 }
 
-PlaybackRun::Next PlaybackRun::FollowPause(SeekHold& hold) {
-    if (!IsSuspended()) {
-        return Next::Continue;
+bool PlaybackRun::FollowPause(SeekMailbox::Hold& hold) {
+    if (!m_host.IsSuspended()) {
+        return true;
     }
-    if (StayPaused() == Next::LeaveLoop) {
-        return Next::LeaveLoop;
+    const PauseEnd end = StayPaused();
+    if (end == PauseEnd::Resumed && !m_host.IsStopRequested()) {
+        Resume(hold);
+        return true;
     }
-    if (IsSuspended()) {
-        return Next::Continue; // a frame step has run past the end
-    }
-    if (IsStopRequested()) {
-        return Next::LeaveLoop;
-    }
-    Resume(hold);
-    return Next::Continue;
+    m_bSteppedPastEnd = end == PauseEnd::SteppedPastEnd;
+    return false;
 }
 
-PlaybackRun::Next PlaybackRun::StayPaused() {
-    while (IsSuspended()) {
-        usleep(kPollMicroseconds);
-        if (IsStopRequested()) {
-            return Next::LeaveLoop;
+PlaybackRun::PauseEnd PlaybackRun::StayPaused() {
+    while (m_host.IsSuspended()) {
+        m_time.Sleep(kPollMicroseconds);
+        if (m_host.IsStopRequested()) {
+            return PauseEnd::Stopped;
         }
-        if (m_player.m_bPauseEntered == 0) {
+        if (m_state.m_bPauseEntered == 0) {
             EnterPause();
             continue;
         }
         const bool bGoesOn = ServePausedRequests();
-        if (m_player.m_bRedraw.exchange(0) != 0) {
+        if (m_state.m_bRedraw.exchange(0) != 0) {
             Redraw();
         }
         if (!bGoesOn) {
-            break;
+            return PauseEnd::SteppedPastEnd;
         }
     }
-    return Next::Continue;
+    return PauseEnd::Resumed;
 }
 
 void PlaybackRun::EnterPause() {
-    m_nPauseStart = TickClockMs();
-    m_player.m_bPauseEntered = 1;
+    m_clock.Pause();
+    m_state.m_bPauseEntered = 1;
     if (m_pSound) {
         m_pSound->Pause();
     }
     if (!m_pVideo) {
-        m_player.NotifyPosition();
+        m_host.NotifyPosition();
         return;
     }
     if (const MEDIA_FRAME* const pFrame = m_pVideo->GetCurrentFrame()) {
-        m_player.ShowImage(pFrame, m_nReference);
-        StorePausedPosition();
-        m_player.NotifyPosition();
+        m_host.ShowImage(pFrame, m_nReference);
+        if (IsVideoLive()) {
+            StorePausedPosition();
+        }
+        m_host.NotifyPosition();
     }
 }
 
 bool PlaybackRun::ServePausedRequests() {
-    const SeekRequest request = TakeSeekRequest();
+    const SeekRequest request = m_mailbox.Take();
     if (request.IsSet()) {
         SeekWhilePaused(request);
         return true;
     }
-    return m_player.GetForwad() <= 0 || StepWhilePaused();
+    return m_state.m_nForwardCount <= 0 || StepWhilePaused();
 }
 
-void PlaybackRun::Resume(SeekHold& hold) {
+void PlaybackRun::Resume(SeekMailbox::Hold& hold) {
     hold.Begin();
-    const SeekRequest request = TakeSeekRequest();
+    const SeekRequest request = m_mailbox.Take();
     if (request.IsSet()) {
         SeekOnResume(request);
     }
-    m_player.m_dwPausedTime += TickClockMs() - m_nPauseStart;
+    m_clock.Resume();
     if (m_bResync) {
         if (m_pSound) {
-            const double dReached = ResyncSound();
+            const double dReached = MoveSound(m_state.m_dClockAnchor);
             std::printf("thead state change audio seek time = %.3f,dcurrtime = %.3f seektime = %.3f\n",
-                        m_player.m_dClockAnchor.load(), dReached, m_player.m_dBeginTime + request.dTime);
-            if (!m_pVideo) {
-                m_player.m_dClockAnchor = dReached;
-            }
+                        m_state.m_dClockAnchor.load(), dReached, BeginTime() + request.dTime);
         }
-        RestartClock();
+        m_clock.MoveTo(MediaOf(m_dFrameTime));
     }
-    if (m_pSound) {
-        m_pSound->Play();
-    }
+    PlaySound();
     hold.End();
 }
 
 void PlaybackRun::KeepSoundRunning() {
-    // Past the end of the audio there is nothing to start, and a pause that ends the run stays silent.
-    if (m_pSound && m_pSound->GetState() != THREAD_RUNNING && !m_pSound->IsStreamEnd() && !IsSuspended()) {
-        m_pSound->Play();
+    if (!m_pSound || m_pSound->GetThreadState() == THREAD_RUNNING || m_host.IsSuspended()) {
+        return;
+    }
+    if (!m_pSound->IsStreamEnd()) {
+        PlaySound();
+    } else if (m_pSound->HasDataAgain()) {
+        BringSoundBack(); // its stream had stalled
     }
 }
 
 void PlaybackRun::SeekWhilePlaying() {
-    const SeekRequest request = TakeSeekRequest();
+    const SeekRequest request = m_mailbox.Take();
     if (!request.IsSet()) {
         return;
     }
     if (m_pSound) {
+        m_clock.SoundStopped();
         m_pSound->Stop();
         m_pSound->ResetPullState();
     }
-    const double dBegin = m_player.m_dBeginTime;
-    double dPlayed = request.dTime;
     if (m_pVideo) {
-        SeekVideo(request);
-        dPlayed = GetPosition() - dBegin;
+        MoveVideo(request);
+        Land();
+    } else {
+        SetPosition(request.dTime);
     }
-    m_player.m_dClockAnchor = dBegin + dPlayed;
+    m_state.m_dPlayedTime = m_dFrameTime;
+    const std::int64_t llMedia = MediaOf(m_dFrameTime);
     if (m_pSound) {
-        const double dReached = SeekSound();
+        const double dReached = m_pAudio ? m_pAudio->Seek(m_state.m_dClockAnchor, kExactSeek) : -1.0;
         std::printf("play stat audio seek time = %.3f,dcurrtime = %.3f seektime = %.3f\n", dReached,
-                    dBegin + dPlayed, dBegin + request.dTime);
-        m_pSound->Play();
+                    m_state.m_dClockAnchor.load(), BeginTime() + request.dTime);
+        SkipPassedSound(llMedia);
     }
-    m_player.m_dPlayedTime = dPlayed;
-    RestartClock();
-    m_player.SettleSeek();
+    m_clock.MoveTo(llMedia);
+    PlaySound();
+    m_mailbox.Settle();
+}
+
+void PlaybackRun::WatchSound() {
+    if (!m_clock.Observe()) {
+        GiveSoundUp();
+    } else if (m_clock.IsSoundAstray()) {
+        BringSoundBack();
+    }
 }
 
 bool PlaybackRun::IsAtEndOfRange() const {
-    const double dLength = m_player.m_dPlayLength;
-    const double dPlayed = m_player.m_dPlayedTime;
+    const double dLength = m_state.m_dPlayLength;
+    const double dPlayed = m_state.m_dPlayedTime;
     if (dLength <= kTolerance || dPlayed + kTolerance < dLength) {
         return false;
     }
-    std::printf("m_dPlayedTime >= m_dPlayLength  %f, %f Exit.\r\n", dPlayed, dLength - m_player.m_dBeginTime);
+    std::printf("m_dPlayedTime >= m_dPlayLength  %f, %f Exit.\r\n", dPlayed, dLength - BeginTime());
     return true;
-}
-
-bool PlaybackRun::HasSteppedPastEnd() const {
-    return IsSuspended() && m_pVideo && m_player.m_bVideoEnd != 0;
 }
 
 bool PlaybackRun::FetchFrame() {
@@ -338,45 +358,39 @@ bool PlaybackRun::FetchFrame() {
         m_pFrame = m_pVideo->GetCurrentFrame();
     }
     if (m_pFrame == nullptr) {
-        m_player.m_bVideoEnd = 1;
-        usleep(kNoFrameMicroseconds);
+        m_bVideoEnd = true;
+        m_time.Sleep(kNoFrameMicroseconds);
         return false;
     }
-    const double dSeconds = StampSeconds(*m_pFrame);
-    if (m_dOrigin < 0) {
-        m_dOrigin = dSeconds;
-    }
-    m_dFrameTime = dSeconds - m_dOrigin;
+    NoteOrigin(*m_pFrame);
+    m_dFrameTime = PlayedTimeOf(*m_pFrame);
     return true;
 }
 
-bool PlaybackRun::IsFrameDue(bool bAudioDone, std::int64_t llPlayTime) {
-    if (m_pSound && !bAudioDone) {
-        const std::int64_t llHeard = m_player.GetAudioPlayPTS(m_pSound.get());
-        if (StampMs(*m_pFrame) <= llHeard) {
-            return true;
-        }
-        const double dHeard = static_cast<double>(llHeard) / 1000.0 - m_dOrigin;
-        if (dHeard > m_player.m_dPlayedTime) {
-            m_player.m_dPlayedTime = dHeard;
-        }
-        return false;
+bool PlaybackRun::IsFrameDue() {
+    if (m_clock.IsDue(StampMs(*m_pFrame))) {
+        return true;
     }
-    const std::int64_t llClock = m_pSound ? m_player.GetAudioPlayTime(nullptr) : llPlayTime;
-    const double dDue = (m_dFrameTime - m_player.m_dClockAnchor + m_player.m_dBeginTime) * 1000.0 + 0.5;
-    return static_cast<std::int64_t>(dDue) <= llClock;
+    if (m_clock.DoesSoundLead()) {
+        const double dHeard = static_cast<double>(m_clock.Now()) / 1000.0 - m_dOrigin;
+        if (dHeard > m_state.m_dPlayedTime) {
+            m_state.m_dPlayedTime = dHeard;
+        }
+    }
+    return false;
 }
 
 void PlaybackRun::PlayAudioOnly() {
-    usleep(kAudioOnlyMicroseconds);
+    m_time.Sleep(kAudioOnlyMicroseconds);
     UpdatePosition();
 }
 
 void PlaybackRun::Present() {
-    m_player.ShowImage(m_pFrame, m_nReference);
+    m_host.ShowImage(m_pFrame, m_nReference);
+    m_clock.Shown(StampMs(*m_pFrame));
     m_pFrame = nullptr;
     if (m_pVideo->NextFrame() <= 0) {
-        m_player.m_bVideoEnd = 1;
+        m_bVideoEnd = true;
         return;
     }
     UpdatePosition();
@@ -384,163 +398,214 @@ void PlaybackRun::Present() {
 
 void PlaybackRun::UpdatePosition() {
     if (!IsVideoLive()) {
-        const double dHeard =
-            static_cast<double>(m_player.GetAudioPlayPTS(m_pSound.get())) / 1000.0 - m_player.m_dBeginTime;
+        const double dHeard = static_cast<double>(m_clock.Now()) / 1000.0 - m_dOrigin;
         m_dFrameTime = std::max(dHeard, m_dFrameTime);
     }
-    m_player.m_dPlayedTime = m_dFrameTime;
-    m_player.NotifyPosition();
+    m_state.m_dPlayedTime = m_dFrameTime;
+    m_host.NotifyPosition();
 }
 
 void PlaybackRun::Redraw() {
-    m_player.ShowImage(nullptr, 0);
+    m_host.ShowImage(nullptr, 0);
 }
 
 void PlaybackRun::LeaveRun() {
     if (m_pVideo) {
         Redraw();
     }
+    m_clock.Attach(nullptr);
     m_pSound.reset(); // stops and closes it
     m_pAudio.Reset();
-    usleep(kLeaveMicroseconds);
+    m_time.Sleep(kLeaveMicroseconds);
     KQLogEx(L"PlayerControl::svc End of Play.\n");
     m_pVideoInfo.Reset();
     m_pAudioInfo.Reset();
     m_pFrame = nullptr;
-
-    CSingleLock lock(&m_player.ControlLock());
-    m_player.m_bPlayAudio = 0;
-    m_player.m_bPauseEntered = 0;
-    m_player.m_nActivate = KQ_ACTIVATE_ENDED;
-    m_player.MarkFinished();
-    lock.Unlock();
+    m_host.FinishRun();
     m_pVideo.Reset();
 }
 
 // --- The places of a seek, and frame steps
-// ------------------------------------------------------------------------
 
 void PlaybackRun::SeekWhilePaused(const SeekRequest& request) {
-    const double dBegin = m_player.m_dBeginTime;
-    double dReached = dBegin + request.dTime;
+    double dReached = BeginTime() + request.dTime;
     if (m_pVideo) {
-        dReached = SeekVideo(request);
+        dReached = MoveVideo(request);
         Redraw();
         StorePausedPosition();
     } else {
-        m_player.m_dPlayedTime = request.dTime;
+        SetPosition(request.dTime);
+        m_state.m_dPlayedTime = request.dTime;
     }
-    m_player.m_dClockAnchor = m_player.m_dPlayedTime + dBegin;
     if (m_pSound) {
-        const double dSound = ResyncSound();
+        const double dSound = MoveSound(m_state.m_dClockAnchor);
         std::printf("thead PAUSE change audio seek time = %.3f,dcurrtime = %.3f seektime = %.3f\n",
-                    m_player.m_dClockAnchor.load(), dSound, dReached);
-        if (!m_pVideo) {
-            m_player.m_dClockAnchor = dSound;
-        }
+                    m_state.m_dClockAnchor.load(), dSound, dReached);
     }
-    m_player.NotifyPosition();
-    m_player.SettleSeek();
+    m_host.NotifyPosition();
+    m_mailbox.Settle();
     m_bResync = true;
 }
 
 void PlaybackRun::SeekOnResume(const SeekRequest& request) {
     if (m_pVideo) {
-        SeekVideo(request);
-        m_player.m_dClockAnchor = GetPosition();
+        MoveVideo(request);
+        Land();
     } else {
-        m_player.m_dClockAnchor = m_player.m_dBeginTime + request.dTime;
+        SetPosition(request.dTime);
     }
+    // Else a range that had been played to its end would end again.
+    m_state.m_dPlayedTime = m_dFrameTime;
     m_bResync = true;
-    m_player.SettleSeek();
+    m_mailbox.Settle();
 }
 
 bool PlaybackRun::StepWhilePaused() {
-    if (m_pVideo) {
-        const bool bMore = m_pVideo->NextFrame() > 0;
-        m_pFrame = nullptr;
-        Redraw();
-        StorePausedPosition();
-        m_player.m_dClockAnchor = m_player.m_dPlayedTime + m_player.m_dBeginTime;
-        m_player.NotifyPosition();
-        m_bResync = true;
-        if (!bMore) {
-            m_player.m_bVideoEnd = 1;
+    if (!m_pVideo) {
+        m_state.AddForwad(-1);
+        return true;
+    }
+    m_bVideoEnd = m_pVideo->NextFrame() <= 0;
+    m_pFrame = nullptr;
+    Redraw();
+    StorePausedPosition();
+    m_host.NotifyPosition();
+    m_bResync = true;
+    m_state.AddForwad(-1);
+    return !m_bVideoEnd;
+}
+
+// --- The sound
+
+void PlaybackRun::PlaySound() {
+    if (!m_pSound || (m_pSound->GetThreadState() != THREAD_SUSPENDED && IsSoundEarly())) {
+        return;
+    }
+    m_pSound->Play();
+    m_clock.SoundStarted();
+}
+
+bool PlaybackRun::FindNextSound(std::int64_t& llStamp) {
+    const MEDIA_FRAME* const pFrame = m_pSound ? m_pAudio->GetCurrentFrame() : nullptr;
+    if (pFrame == nullptr || pFrame->llPTS == KQ_NO_PTS) {
+        return false;
+    }
+    llStamp = StampMs(*pFrame);
+    return true;
+}
+
+bool PlaybackRun::IsSoundEarly() {
+    std::int64_t llStamp = 0;
+    return FindNextSound(llStamp) && llStamp > m_clock.Now() + kEarlyMs;
+}
+
+void PlaybackRun::SkipPassedSound(std::int64_t llMedia) {
+    // A stream that lands before its target gives what is over already; a chunk that reaches the target stays.
+    const auto llBytesPerSec = static_cast<std::int64_t>(m_pSound->GetBytesPerSec());
+    for (const MEDIA_FRAME* pFrame = m_pAudio->GetCurrentFrame(); pFrame != nullptr;
+         pFrame = m_pAudio->GetCurrentFrame()) {
+        const std::int64_t llLength = std::int64_t{pFrame->image.nAudioLength} * 1000 / llBytesPerSec;
+        if (pFrame->llPTS == KQ_NO_PTS || StampMs(*pFrame) + llLength > llMedia || m_pAudio->NextFrame() <= 0) {
+            return;
         }
     }
-    m_player.AddForwad(-1);
-    return IsVideoLive();
+}
+
+double PlaybackRun::MoveSound(double dStreamTime) {
+    m_clock.SoundStopped();
+    m_pSound->Stop();
+    m_pSound->ResetPullState();
+    const double dReached = m_pAudio ? m_pAudio->Seek(dStreamTime, kExactSeek) : -1.0;
+    SkipPassedSound(MediaOf(m_dFrameTime));
+    return dReached;
+}
+
+void PlaybackRun::BringSoundBack() {
+    const std::uint32_t dwSince = m_time.NowMs() - m_dwBroughtBack;
+    if (m_nBroughtBack > 0 && dwSince < kBringBackEveryMs) {
+        return;
+    }
+    m_nBroughtBack = dwSince < kSteadyMs ? m_nBroughtBack + 1 : 1;
+    m_dwBroughtBack = m_time.NowMs();
+    if (m_nBroughtBack > kMostBroughtBack) {
+        GiveSoundUp();
+        return;
+    }
+    const std::int64_t llMedia = m_clock.Now();
+    m_clock.SoundStopped();
+    m_pSound->Stop();
+    m_pSound->ResetPullState();
+    m_pAudio->Seek(static_cast<double>(llMedia) / 1000.0 - m_dOrigin + BeginTime(), kExactSeek);
+    SkipPassedSound(llMedia);
+    PlaySound();
+}
+
+void PlaybackRun::GiveSoundUp() {
+    std::puts("the sound stands still, strays or has failed: the run goes on without it");
+    m_clock.Attach(nullptr);
+    m_pSound.reset();
 }
 
 // --- Shared steps
-// -------------------------------------------------------------------------------------------------
 
-void PlaybackRun::SeekHold::Begin() {
-    m_player.m_csSeek.Lock();
-    if (m_player.m_bSyncSeekWait != 0 && !m_bHeld) {
-        m_bHeld = true;
-        return;
-    }
-    m_player.m_csSeek.Unlock();
+double PlaybackRun::BeginTime() const {
+    return m_state.m_dBeginTime;
 }
 
-void PlaybackRun::SeekHold::End() {
-    if (m_bHeld) {
-        m_bHeld = false;
-        m_player.m_csSeek.Unlock();
-    }
-}
-
-PlaybackRun::SeekRequest PlaybackRun::TakeSeekRequest() {
-    SeekRequest request;
-    m_player.GetSeek(request.dTime, request.nMode);
-    return request;
-}
-
-double PlaybackRun::SeekVideo(const SeekRequest& request) {
-    const double dReached =
-        m_pVideo->Seek(m_player.m_dBeginTime + request.dTime, static_cast<int>(request.nMode));
-    m_player.m_bVideoEnd = 0;
+double PlaybackRun::MoveVideo(const SeekRequest& request) {
+    const double dReached = m_pVideo->Seek(BeginTime() + request.dTime, static_cast<int>(request.nMode));
+    m_bVideoEnd = false;
     m_pFrame = nullptr;
     return dReached;
 }
 
-double PlaybackRun::SeekSound() {
-    return m_pAudio ? m_pAudio->Seek(m_player.m_dClockAnchor, kExactSeek) : -1.0;
+void PlaybackRun::Land() {
+    m_pFrame = nullptr;
+    const MEDIA_FRAME* const pFrame = m_pVideo->GetCurrentFrame();
+    if (pFrame == nullptr) {
+        SetPosition(GetStreamPosition() + m_dStampOffset - m_dOrigin);
+        return;
+    }
+    NoteOrigin(*pFrame);
+    SetPosition(PlayedTimeOf(*pFrame));
 }
 
-double PlaybackRun::ResyncSound() {
-    m_pSound->Stop();
-    m_pSound->ResetPullState();
-    return SeekSound();
+void PlaybackRun::SetPosition(double dPlayed) {
+    m_dFrameTime = dPlayed;
+    m_state.m_dClockAnchor = dPlayed + BeginTime();
+    if (!m_bOriginKnown) {
+        m_dOrigin = BeginTime(); // without pictures, sound stamps are stream time
+    }
 }
 
-void PlaybackRun::RestartClock() {
-    m_player.m_dwClockStart = TickClockMs();
-    m_player.m_dwPausedTime = 0;
-    m_dFrameTime = m_player.m_dClockAnchor - m_player.m_dBeginTime;
+void PlaybackRun::NoteOrigin(const MEDIA_FRAME& frame) {
+    if (m_bOriginKnown) {
+        return;
+    }
+    m_bOriginKnown = true;
+    const double dStamp = StampSeconds(frame);
+    m_dStampOffset = m_dFrameRate > 0 ? dStamp - GetStreamPosition() : 0.0;
+    m_dOrigin = frame.llPTS < 0 ? 0.0 : m_bBeginSet ? dStamp : m_dStampOffset;
+}
+
+double PlaybackRun::PlayedTimeOf(const MEDIA_FRAME& frame) const {
+    return StampSeconds(frame) - m_dOrigin;
 }
 
 void PlaybackRun::StorePausedPosition() {
-    m_player.m_dPlayedTime = std::max(0.0, GetPosition() - std::max(0.0, m_dOrigin));
+    Land();
+    SetPosition(std::max(0.0, m_dFrameTime));
+    m_state.m_dPlayedTime = m_dFrameTime;
 }
 
-double PlaybackRun::GetPosition() {
-    if (m_dFrameRate > 0) {
-        return m_pVideo->GetFramePosition() / m_dFrameRate;
-    }
-    const MEDIA_FRAME* const pFrame = m_pVideo->GetCurrentFrame();
-    return pFrame != nullptr ? std::max(0.0, StampSeconds(*pFrame)) : 0.0;
+std::int64_t PlaybackRun::MediaOf(double dPlayed) const {
+    return static_cast<std::int64_t>((dPlayed + m_dOrigin) * 1000.0 + (dPlayed + m_dOrigin < 0 ? -0.5 : 0.5));
 }
 
-bool PlaybackRun::IsStopRequested() const {
-    return m_player.m_pStopEvent->Wait(0) == WAIT_SET;
-}
-
-bool PlaybackRun::IsSuspended() const {
-    return m_player.GetState() == THREAD_SUSPENDED;
+double PlaybackRun::GetStreamPosition() const {
+    return m_dFrameRate > 0 ? m_pVideo->GetFramePosition() / m_dFrameRate : 0.0;
 }
 
 bool PlaybackRun::IsVideoLive() const {
-    return m_pVideo && m_player.m_bVideoEnd == 0;
+    return m_pVideo && !m_bVideoEnd;
 }

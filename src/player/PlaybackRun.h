@@ -2,7 +2,11 @@
 /// One run of the player, from its start to the end of play.
 #pragma once
 
-#include "player/MediaPlayer.h"
+#include "player/MediaClock.h"
+#include "player/RunHost.h"
+#include "player/SeekMailbox.h"
+#include "player/TransportState.h"
+#include "thread/TimeSource.h"
 
 #include <kqplayer/convenience.h>
 #include <kqplayer/streams.h>
@@ -10,15 +14,18 @@
 #include <cstdint>
 #include <memory>
 
-class SoundPlayer;
+class SoundOutput;
 
 /// Plays one run on the playback thread: paces the frames of the reference stream against the audio clock, or
 /// against the wall clock when there is no audio, and carries out what hosts request meanwhile.
 ///
 /// Frames are never dropped: a late one is shown at once, one an iteration. Waiting is by polling.
+///
+/// Positions count from the begin of the range, or in the stream's own time when no begin was ever set. They come
+/// from the frames' time stamps, so that stepping and playing tell the same.
 class PlaybackRun {
 public:
-    explicit PlaybackRun(CMediaPlayer& player);
+    PlaybackRun(RunHost& host, TransportState& state, SeekMailbox& mailbox);
     PlaybackRun(const PlaybackRun&) = delete;
     PlaybackRun& operator=(const PlaybackRun&) = delete;
     ~PlaybackRun();
@@ -27,55 +34,36 @@ public:
     void Perform();
 
 private:
-    /// How an iteration goes on after one of its steps.
-    enum class Next { Continue, EndIteration, LeaveLoop };
+    using SeekRequest = SeekMailbox::Request;
 
-    /// A seek request as taken from the player.
-    struct SeekRequest {
-        double dTime = -1.0;
-        unsigned int nMode = 0;
-        bool IsSet() const { return dTime > -0.001; }
-    };
-
-    /// Keeps m_csSeek locked to the end of an iteration while a SyncSeek() caller waits.
-    class SeekHold {
-    public:
-        explicit SeekHold(CMediaPlayer& player) : m_player(player) {}
-        SeekHold(const SeekHold&) = delete;
-        SeekHold& operator=(const SeekHold&) = delete;
-        ~SeekHold() { End(); }
-        void Begin();
-        void End();
-
-    private:
-        CMediaPlayer& m_player;
-        bool m_bHeld = false;
-    };
+    /// How a pause ended.
+    enum class PauseEnd { Resumed, Stopped, SteppedPastEnd };
 
     // Start-up, in the order in which it happens.
     void StartUp();
     void TakeStreams();
     void ReadVideoFormat();
-    void ReadAudioFormat();
     void GoToBegin();
     void OpenSound();
     void TakeFirstFrame();
     void SeekBeforeStart();
-    void StartSound();
+    void StartClock();
+    void AlignSound();
 
     // An iteration. Each returns whether the run goes on.
     bool Iterate();
-    Next FollowPause(SeekHold& hold);
-    Next StayPaused();
+    bool FollowPause(SeekMailbox::Hold& hold);
+    PauseEnd StayPaused();
     void EnterPause();
+    /// @return false when a frame step ran past the end
     bool ServePausedRequests();
-    void Resume(SeekHold& hold);
+    void Resume(SeekMailbox::Hold& hold);
     void KeepSoundRunning();
     void SeekWhilePlaying();
+    void WatchSound();
     bool IsAtEndOfRange() const;
-    bool HasSteppedPastEnd() const;
     bool FetchFrame();
-    bool IsFrameDue(bool bAudioDone, std::int64_t llPlayTime);
+    bool IsFrameDue();
     void PlayAudioOnly();
     void Present();
     void UpdatePosition();
@@ -86,34 +74,56 @@ private:
     // The places of a seek, and one frame step.
     void SeekWhilePaused(const SeekRequest& request);
     void SeekOnResume(const SeekRequest& request);
+    /// @return false when there was no further frame
     bool StepWhilePaused();
 
+    // The sound.
+    void PlaySound();
+    /// @return whether the time stamp of what the sound pulls next is known
+    bool FindNextSound(std::int64_t& llStamp);
+    bool IsSoundEarly();
+    void SkipPassedSound(std::int64_t llMedia);
+    /// Stops the sound and moves its stream. @return the time reached, or -1.0
+    double MoveSound(double dStreamTime);
+    void BringSoundBack();
+    void GiveSoundUp();
+
     // Shared steps.
-    SeekRequest TakeSeekRequest();
-    double SeekVideo(const SeekRequest& request);
-    double SeekSound();
-    double ResyncSound();
-    void RestartClock();
+    double BeginTime() const;
+    double MoveVideo(const SeekRequest& request);
+    /// Takes the position from the frame on which a move of the video stream has landed.
+    void Land();
+    void SetPosition(double dPlayed);
+    void NoteOrigin(const MEDIA_FRAME& frame);
+    double PlayedTimeOf(const MEDIA_FRAME& frame) const;
     void StorePausedPosition();
-    /// @return the position of the video stream, in stream seconds
-    double GetPosition();
-    bool IsStopRequested() const;
-    bool IsSuspended() const;
+    std::int64_t MediaOf(double dPlayed) const;
+    /// @return the position of the video stream, in stream seconds; 0 without a frame rate
+    double GetStreamPosition() const;
     bool IsVideoLive() const;
 
-    CMediaPlayer& m_player;
+    RunHost& m_host;
+    TransportState& m_state;
+    SeekMailbox& m_mailbox;
+    TimeSource& m_time;
+    MediaClock m_clock;
     kq::ComPtr<IMediaStream>
         m_pVideo; ///< the reference stream as found at start-up, kept to the end of the run
     kq::ComPtr<IMediaStream> m_pAudio;
     kq::ComPtr<IStreamInfo> m_pVideoInfo;
     kq::ComPtr<IStreamInfo> m_pAudioInfo;
-    std::unique_ptr<SoundPlayer> m_pSound;
-    bool m_bHasAudioFormat = false;
+    std::unique_ptr<SoundOutput> m_pSound;
     int m_nReference = 1;
     double m_dFrameRate = 0.0;
+    bool m_bBeginSet = false;
+    bool m_bVideoEnd = false;              ///< the reference stream has no more frames
     const MEDIA_FRAME* m_pFrame = nullptr; ///< the next frame to show, borrowed from the video stream
-    double m_dOrigin = -1.0;               ///< time stamp of the first frame in seconds; -1.0 while unknown
-    double m_dFrameTime = 0.0;             ///< of the frame to show or shown last, seconds from the origin
-    std::uint32_t m_nPauseStart = 0;       ///< wall clock at which the pause was entered
-    bool m_bResync = false;                ///< the position moved during the pause
+    bool m_bOriginKnown = false;
+    double m_dOrigin = 0.0;      ///< time stamp in seconds that stands for position 0
+    double m_dStampOffset = 0.0; ///< time stamp less stream position, in seconds
+    double m_dFrameTime = 0.0;   ///< position of the frame to show or shown last
+    bool m_bResync = false;      ///< the position moved during the pause
+    bool m_bSteppedPastEnd = false;
+    std::uint32_t m_dwBroughtBack = 0; ///< wall clock when the sound was brought back last
+    int m_nBroughtBack = 0;            ///< how often in a row
 };

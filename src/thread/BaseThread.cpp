@@ -1,10 +1,10 @@
 #include "thread/BaseThread.h"
 
-#include "thread/TickClock.h"
+#include "thread/TimeSource.h"
 
 #include <pthread.h>
-#include <unistd.h>
 
+#include <new>
 #include <utility>
 
 /// Shared by the object and its threads, because a finished thread may outlive the object.
@@ -24,16 +24,18 @@ struct BaseThread::ThreadRun {
     RunPtr m_pPredecessor; ///< a finished thread that nobody has joined yet; this one does before it ends
     pthread_t m_thread{};
     std::atomic<std::int32_t> m_bEnded{0};
+    std::atomic<std::int32_t> m_bLeft{0}; ///< the thread no longer touches the object
     std::atomic<std::int32_t> m_bJoined{0};
 };
 
 namespace {
-constexpr useconds_t kSuspendedPollMicroseconds = 10'000;
-constexpr useconds_t kWaitPollMicroseconds = 10'000;
-constexpr useconds_t kStartPauseMicroseconds = 1'000;
+constexpr std::uint32_t kSuspendedPollMicroseconds = 10'000;
+constexpr std::uint32_t kWaitPollMicroseconds = 10'000;
+constexpr std::uint32_t kStartPauseMicroseconds = 1'000;
 
-/// The object whose thread this is. Compared only, never followed.
-thread_local const BaseThread* t_pThreadOf = nullptr;
+/// What stands for the object whose thread this is: not the object's address, which another object may have
+/// once this one is gone. Compared only, never followed; it lives as long as the thread.
+thread_local const void* t_pThreadOf = nullptr;
 } // namespace
 
 BaseThread::BaseThread()
@@ -41,14 +43,17 @@ BaseThread::BaseThread()
       m_pExitEvent(std::make_unique<SyncEvent>(true, true)), m_pControl(std::make_shared<Control>(this)) {}
 
 BaseThread::~BaseThread() {
-    if (const RunPtr pRun = AbortRun()) {
-        WaitForRun(pRun, WAIT_FOREVER);
-    }
+    AbortRun();
+    AwaitLastSteps();
     CSingleLock lock(&m_pControl->m_csControl);
     const RunPtr pRun = std::exchange(m_pControl->m_pRun, nullptr);
     m_pControl->m_pOwner = nullptr;
     lock.Unlock();
-    JoinOnce(pRun);
+    if (pRun && IsOwnThread() && pthread_equal(pRun->m_thread, pthread_self()) == 0) {
+        Detach(pRun); // a newer thread, which joins this one before it ends
+    } else {
+        JoinOnce(pRun);
+    }
     m_nSuspendCount = 0;
     m_nState = THREAD_IDLE;
 }
@@ -61,7 +66,7 @@ int BaseThread::Start() {
     if (StartAs(THREAD_RUNNING) == 0) {
         return 0;
     }
-    usleep(kStartPauseMicroseconds);
+    TimeSource::Current().Sleep(kStartPauseMicroseconds);
     return 1;
 }
 
@@ -70,13 +75,18 @@ int BaseThread::StartAs(std::int32_t nState) {
     if (IsActive()) {
         return 0;
     }
-    m_pStopEvent->Reset();
-    m_pExitEvent->Reset();
     RunPtr pBefore = m_pControl->m_pRun;
     if (pBefore && pBefore->m_bJoined != 0) {
         pBefore.reset();
     }
-    const RunPtr pRun = std::make_shared<ThreadRun>(m_pControl, std::move(pBefore));
+    RunPtr pRun;
+    try {
+        pRun = std::make_shared<ThreadRun>(m_pControl, std::move(pBefore));
+    } catch (const std::bad_alloc&) {
+        return 0;
+    }
+    m_pStopEvent->Reset();
+    m_pExitEvent->Reset();
     if (pthread_create(&pRun->m_thread, nullptr, &BaseThread::thread_func, this) != 0) {
         m_pStopEvent->Set();
         m_pExitEvent->Set();
@@ -94,10 +104,10 @@ void* BaseThread::thread_func(void* pThis) {
         return nullptr;
     }
     auto* const pThread = static_cast<BaseThread*>(pThis);
-    t_pThreadOf = pThread;
     CSingleLock startLock(&pThread->ControlLock());
     const RunPtr pRun = pThread->m_pControl->m_pRun;
     startLock.Unlock();
+    t_pThreadOf = pRun->m_pControl.get();
 
     pThread->svc();
 
@@ -108,6 +118,7 @@ void* BaseThread::thread_func(void* pThis) {
         pOwner->MarkFinished();
     }
     pRun->m_bEnded = 1;
+    pRun->m_bLeft = 1;
     lock.Unlock();
     JoinOnce(std::exchange(pRun->m_pPredecessor, nullptr));
     return nullptr;
@@ -116,7 +127,7 @@ void* BaseThread::thread_func(void* pThis) {
 int BaseThread::svc() {
     while (m_pStopEvent->Wait(0) != WAIT_SET) {
         if (m_nState == THREAD_SUSPENDED) {
-            usleep(kSuspendedPollMicroseconds);
+            TimeSource::Current().Sleep(kSuspendedPollMicroseconds);
         }
     }
     return 0;
@@ -160,15 +171,23 @@ bool BaseThread::HasEnded(const RunPtr& pRun) {
 }
 
 unsigned int BaseThread::WaitForRun(const RunPtr& pRun, unsigned int dwMilliseconds) {
-    const std::uint32_t nStart = TickClockMs();
+    const std::uint32_t nStart = TimeSource::Current().NowMs();
     while (!HasEnded(pRun)) {
-        if (dwMilliseconds != WAIT_FOREVER && TickClockMs() - nStart >= dwMilliseconds) {
+        if (dwMilliseconds != WAIT_FOREVER && TimeSource::Current().NowMs() - nStart >= dwMilliseconds) {
             return WAIT_TIMED_OUT;
         }
-        usleep(kWaitPollMicroseconds);
+        TimeSource::Current().Sleep(kWaitPollMicroseconds);
     }
-    JoinOnce(pRun);
+    if (!IsOwnThread()) {
+        JoinOnce(pRun); // else it joins this older thread
+    }
     return WAIT_SET;
+}
+
+void BaseThread::Detach(const RunPtr& pRun) {
+    if (pRun->m_bJoined.exchange(1) == 0) {
+        pthread_detach(pRun->m_thread);
+    }
 }
 
 void BaseThread::JoinOnce(const RunPtr& pRun) {
@@ -182,18 +201,23 @@ void BaseThread::JoinOnce(const RunPtr& pRun) {
     }
 }
 
-void BaseThread::JoinFinished() {
-    if (IsOwnThread()) {
-        return;
-    }
+void BaseThread::AwaitLastSteps() {
     CSingleLock lock(&ControlLock());
     const RunPtr pRun = m_pControl->m_pRun;
     lock.Unlock();
-    JoinOnce(pRun);
+    if (!pRun || pthread_equal(pRun->m_thread, pthread_self()) != 0) {
+        return;
+    }
+    while (pRun->m_bLeft == 0) {
+        TimeSource::Current().Sleep(kStartPauseMicroseconds);
+    }
+    if (!IsOwnThread()) {
+        JoinOnce(pRun);
+    }
 }
 
 bool BaseThread::IsOwnThread() const {
-    return t_pThreadOf == this;
+    return t_pThreadOf == m_pControl.get();
 }
 
 void BaseThread::Suspend() {

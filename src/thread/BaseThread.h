@@ -67,9 +67,10 @@ protected:
     static bool HasEnded(const RunPtr& pRun);
     /// Called by svc(): the run is over, waiters may go, the object may be started again.
     void MarkFinished();
-    /// Joins a finished thread, for destructors of derived classes whose fields its last steps still use. On
-    /// the object's own thread it does nothing.
-    void JoinFinished();
+    /// Waits until the thread started last is done with the object, for destructors of classes whose fields its
+    /// last steps still use. It does not wait for the caller's own thread; when the caller is an older thread of
+    /// the object, which the newer one joins, it does wait for the newer one.
+    void AwaitLastSteps();
     /// @return whether the caller runs on a thread of this object, a finished one included
     bool IsOwnThread() const;
     /// Guards the state, the suspend count and the current run; a leaf among the locks.
@@ -83,6 +84,7 @@ private:
     struct Control;
 
     static void JoinOnce(const RunPtr& pRun);
+    static void Detach(const RunPtr& pRun);
 
     std::shared_ptr<Control> m_pControl;
     std::int32_t m_nSuspendCount = 0;

@@ -1,11 +1,10 @@
 #include "thread/SyncEvent.h"
 
-#include "thread/TickClock.h"
+#include "thread/TimeSource.h"
 
-#include <unistd.h>
 
 namespace {
-constexpr useconds_t kPollMicroseconds = 10'000;
+constexpr std::uint32_t kPollMicroseconds = 10'000;
 }
 
 SyncEvent::SyncEvent(bool bInitialState, bool bManualReset)
@@ -39,12 +38,12 @@ unsigned int SyncEvent::Wait(unsigned int dwMilliseconds) {
     if (dwMilliseconds == 0) {
         return WAIT_TIMED_OUT;
     }
-    const std::uint32_t nStart = TickClockMs();
+    const std::uint32_t nStart = TimeSource::Current().NowMs();
     while (!TryTake()) {
-        if (dwMilliseconds != WAIT_FOREVER && TickClockMs() - nStart >= dwMilliseconds) {
+        if (dwMilliseconds != WAIT_FOREVER && TimeSource::Current().NowMs() - nStart >= dwMilliseconds) {
             return WAIT_TIMED_OUT;
         }
-        usleep(kPollMicroseconds);
+        TimeSource::Current().Sleep(kPollMicroseconds);
     }
     return WAIT_SET;
 }

@@ -1,5 +1,9 @@
 #include "view/CaptureStore.h"
 
+#include "image/Arithmetic.h"
+#include "com/KeptTexts.h"
+#include "com/QueryInfo.h"
+
 #include <kqplayer/capture.h>
 #include <kqplayer/convenience.h>
 #include <kqplayer/image.h>
@@ -8,16 +12,11 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdlib>
 #include <cstring>
 
 namespace {
 
 constexpr int kBitsPerPixel = 24;
-
-std::ptrdiff_t RgbRowSize(int nWidth) {
-    return (static_cast<std::ptrdiff_t>(nWidth) * kBitsPerPixel + 31) / 32 * 4;
-}
 
 /// @return the MIME type of a picture format, or null for a format that is not supported
 const wchar_t* MimeTypeOf(std::int32_t nFormat) {
@@ -34,39 +33,36 @@ const wchar_t* MimeTypeOf(std::int32_t nFormat) {
 }
 
 std::int32_t FailedBecause(const wchar_t* pReason) {
-    KQLogEx(L"CMediaPlayer::CaptureCurrentImage Faild,for %ls \n", pReason);
+    KQLogEx(CaptureTexts::kFailed, pReason);
     return kq::Failed;
 }
 
-struct Size {
-    int nWidth;
-    int nHeight;
-};
-
-/// The size of the picture in the sample: the stream's, unless a planar sample says otherwise.
-Size PictureSize(const MEDIA_FRAME& sample, const VIDEO_STREAM_INFO& format) {
-    if (sample.nKind == KQ_PICTURE_PLANAR_YUV && sample.image.nWidth > 0 && sample.image.nHeight > 0) {
-        return {sample.image.nWidth, sample.image.nHeight};
-    }
-    return {std::abs(format.nWidth), std::abs(format.nHeight)};
+bool IsPlanar(const MEDIA_FRAME& sample) {
+    return sample.nKind == KQ_PICTURE_PLANAR_YUV && HasPlanes(sample.image);
 }
 
-/// Means of a 2x2 block, cut off at the edges of the picture. ITU-R BT.601 in video range, as RGB to planar
-/// YUV everywhere in the component: 14-bit fixed point, each chroma term shifted by itself.
+bool IsPacked(const MEDIA_FRAME& sample) {
+    return sample.nKind == KQ_PICTURE_PACKED_RGB && sample.image.pRgb != nullptr;
+}
+
+/// The size of the picture in the sample: its own, or the stream's for a packed one, which has none.
+PictureSize SampleSize(const MEDIA_FRAME& sample, const VIDEO_STREAM_INFO& format) {
+    return IsPlanar(sample) ? PictureSize{sample.image.nWidth, sample.image.nHeight} : SizeOf(format);
+}
+
+/// One block of 2x2 pixels, cut off at the edges of the picture: their luma, and the means of their chroma.
 void PackedBlockToPlanar(const tagYUVImage& dst, const std::uint8_t* pRgb, int nRow, int nColumn) {
+    const std::ptrdiff_t nRowSize = kq::image::BitmapRowBytes(dst.nWidth, kBitsPerPixel);
     int nSumU = 0;
     int nSumV = 0;
     int nPixels = 0;
     for (int r = nRow; r < std::min(nRow + 2, dst.nHeight); ++r) {
         for (int c = nColumn; c < std::min(nColumn + 2, dst.nWidth); ++c) {
-            const std::uint8_t* const p = pRgb + r * RgbRowSize(dst.nWidth) + std::ptrdiff_t{3} * c;
-            const int b = p[0];
-            const int g = p[1];
-            const int red = p[2];
-            dst.pY[static_cast<std::ptrdiff_t>(r) * dst.nPitchY + c] =
-                static_cast<std::uint8_t>(((1606 * b + 8258 * g + 4211 * red) >> 14) + 16);
-            nSumU += (7193 * b - 4768 * g - 2425 * red) >> 14;
-            nSumV += (7193 * red - 6029 * g - 1163 * b) >> 14;
+            const std::uint8_t* const p = pRgb + r * nRowSize + std::ptrdiff_t{3} * c;
+            const kq::image::YuvTerms terms = kq::image::BgrToYuv14({p[0], p[1], p[2]});
+            dst.pY[static_cast<std::ptrdiff_t>(r) * dst.nPitchY + c] = static_cast<std::uint8_t>(terms.y);
+            nSumU += terms.u;
+            nSumV += terms.v;
             ++nPixels;
         }
     }
@@ -92,7 +88,8 @@ CCaptureStore::~CCaptureStore() {
     }
 }
 
-bool CCaptureStore::FitImage(int nWidth, int nHeight) {
+bool CCaptureStore::FitImage(PictureSize size) {
+    const auto [nWidth, nHeight] = size;
     if (m_pImage != nullptr && DIGetWidth(m_pImage) == nWidth && DIGetHeight(m_pImage) == nHeight) {
         return true;
     }
@@ -111,51 +108,49 @@ std::int32_t CCaptureStore::CaptureToFile(IMediaStream* pStream, const CaptureIm
                                           const wchar_t* pPath) {
     CSingleLock lock(&m_csCapture);
     if (pStream == nullptr) {
-        return FailedBecause(L"Input videostream Pointer is Null");
+        return FailedBecause(CaptureTexts::kNoStream);
     }
     const MEDIA_FRAME* const pSample = pStream->GetCurrentFrame();
     if (pSample == nullptr) {
-        return FailedBecause(L"Input videostream Can,t Get NULL Sample");
+        return FailedBecause(CaptureTexts::kNoSample);
     }
-    IStreamInfo* pRawInfo = nullptr;
-    const bool bFailed = pStream->GetStreamInfo(&pRawInfo) != 0;
-    const auto pStreamInfo = kq::ComPtr<IStreamInfo>::Adopt(pRawInfo);
-    if (bFailed || !pStreamInfo) {
-        return FailedBecause(L"Input videostream Can,t Get NULL IStreamInfo");
+    const auto pStreamInfo = QueryInfo(*pStream);
+    if (!pStreamInfo) {
+        return FailedBecause(CaptureTexts::kNoInfo);
     }
     const VIDEO_STREAM_INFO* const pFormat = pStreamInfo->GetVideoFormat();
     if (pFormat == nullptr) {
-        return FailedBecause(L"Input videostream Can,t Get NULL Stream Info");
+        return FailedBecause(CaptureTexts::kNoFormat);
     }
     m_lastRequest = info;
-    const Size size = PictureSize(*pSample, *pFormat);
-    if (!FitImage(size.nWidth, size.nHeight)) {
-        return FailedBecause(L"DICreate() Failed");
+    const PictureSize size = SampleSize(*pSample, *pFormat);
+    if (!FitImage(size)) {
+        return FailedBecause(CaptureTexts::kNoImage);
     }
     std::uint8_t* const pBits = DIGetBits(m_pImage);
     tagBITMAPINFOHEADER* const pHeader = DIGetBitmapInfo(m_pImage);
     if (pBits == nullptr || pHeader == nullptr) {
-        return FailedBecause(L"DIGetBitmapInfo Get Null  Pointer");
+        return FailedBecause(CaptureTexts::kNoBits);
     }
     const tagYUVImage& image = pSample->image;
-    if (pSample->nKind == KQ_PICTURE_PLANAR_YUV) {
+    if (IsPlanar(*pSample)) {
         Yuv420_2_rgb24(pHeader, pBits, image.pY, image.pU, image.pV, image.nPitchY, image.nPitchU,
                        image.nPitchV);
-    } else if (pSample->nKind == KQ_PICTURE_PACKED_RGB) {
-        std::memcpy(pBits, image.pRgb, static_cast<std::size_t>(RgbRowSize(size.nWidth) * size.nHeight));
+    } else if (IsPacked(*pSample)) {
+        const std::ptrdiff_t nRowSize = kq::image::BitmapRowBytes(size.nWidth, kBitsPerPixel);
+        std::memcpy(pBits, image.pRgb, static_cast<std::size_t>(nRowSize * size.nHeight));
     } else {
-        return FailedBecause(L" Input Video Frame Format no Support ");
+        return FailedBecause(CaptureTexts::kUnknownFrame);
     }
     const wchar_t* const pMimeType = MimeTypeOf(m_lastRequest.nFormat);
-    const std::int32_t nResult =
-        pMimeType != nullptr ? kq::Ok : FailedBecause(L" User Request Picture Format no Support ");
+    const std::int32_t nResult = pMimeType != nullptr ? kq::Ok : FailedBecause(CaptureTexts::kUnknownPicture);
     DISaveEx(m_pImage, pPath, pMimeType);
     return nResult;
 }
 
-bool CCaptureStore::FitCopy(int nWidth, int nHeight) {
-    if (!m_pCopy || m_pCopy->image.nWidth != nWidth || m_pCopy->image.nHeight != nHeight) {
-        m_pCopy = MakeBlackFrame(nWidth, nHeight);
+bool CCaptureStore::FitCopy(PictureSize size) {
+    if (!m_pCopy || m_pCopy->image.nWidth != size.nWidth || m_pCopy->image.nHeight != size.nHeight) {
+        m_pCopy = MakeBlackFrame(size);
     }
     return m_pCopy != nullptr;
 }
@@ -163,31 +158,25 @@ bool CCaptureStore::FitCopy(int nWidth, int nHeight) {
 MEDIA_FRAME* CCaptureStore::CaptureCopy(IMediaStream* pStream) {
     CSingleLock lock(&m_csCapture);
     if (pStream == nullptr) {
-        KQLogEx(L"CMediaPlayer::CaptureCurrentImageEx FAILED,For Can't Get Video Stream \n");
+        KQLogEx(CaptureTexts::kCopyWithoutStream);
         return nullptr;
     }
     const MEDIA_FRAME* const pSample = pStream->GetCurrentFrame();
-    IStreamInfo* pRawInfo = nullptr;
-    const bool bFailed = pStream->GetStreamInfo(&pRawInfo) != 0;
-    const auto pStreamInfo = kq::ComPtr<IStreamInfo>::Adopt(pRawInfo);
-    if (bFailed) {
+    const auto pStreamInfo = QueryInfo(*pStream);
+    if (!pStreamInfo) {
         return nullptr;
     }
-    const VIDEO_STREAM_INFO* const pFormat = pStreamInfo ? pStreamInfo->GetVideoFormat() : nullptr;
-    if (pSample == nullptr || pFormat == nullptr) {
-        KQLogEx(L"CMediaPlayer::CaptureCurrentImageEx FAILED,For Can't Get Video Stream inof \n");
+    const VIDEO_STREAM_INFO* const pFormat = pStreamInfo->GetVideoFormat();
+    if (pSample == nullptr || pFormat == nullptr || (!IsPlanar(*pSample) && !IsPacked(*pSample))) {
+        KQLogEx(CaptureTexts::kCopyWithoutPicture);
         return nullptr;
     }
-    const Size size = PictureSize(*pSample, *pFormat);
-    if (!FitCopy(size.nWidth, size.nHeight)) {
+    if (!FitCopy(SampleSize(*pSample, *pFormat))) {
         return nullptr;
     }
-    if (pSample->nKind == KQ_PICTURE_PLANAR_YUV) {
+    if (IsPlanar(*pSample)) {
         CopyVideoFrame(m_pCopy.get(), pSample, 1, 0);
         return m_pCopy.get();
-    }
-    if (pSample->nKind != KQ_PICTURE_PACKED_RGB || pSample->image.pRgb == nullptr) {
-        return nullptr;
     }
     m_pCopy->llTime = pSample->llTime;
     m_pCopy->llPTS = pSample->llPTS;

@@ -23,8 +23,8 @@ public:
     MEDIA_FRAME* CaptureCopy(IMediaStream* pStream);
 
 private:
-    bool FitImage(int nWidth, int nHeight);
-    bool FitCopy(int nWidth, int nHeight);
+    bool FitImage(PictureSize size);
+    bool FitCopy(PictureSize size);
 
     CCritical m_csCapture;
     CaptureImageInfo m_lastRequest{};

@@ -1,5 +1,6 @@
 #include "view/PlanarFrame.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <new>
@@ -9,17 +10,38 @@ constexpr std::size_t kSlackBytes = 512;
 constexpr std::uint8_t kBlackLuma = 0x10;
 constexpr std::uint8_t kNeutralChroma = 0x80;
 constexpr std::uint8_t kOpaque = 0xFF;
+
+/// The absolute value, 0 for the one number that has none.
+int Magnitude(std::int32_t nValue) {
+    return nValue == std::numeric_limits<std::int32_t>::min() ? 0 : std::abs(nValue);
+}
+
 } // namespace
+
+PictureSize SizeOf(const VIDEO_STREAM_INFO& format) {
+    return {Magnitude(format.nWidth), Magnitude(format.nHeight)};
+}
+
+bool IsPictureSize(PictureSize size) {
+    constexpr int kMaxPixels = std::numeric_limits<std::int32_t>::max() / 8;
+    return size.nWidth > 0 && size.nHeight > 0 && size.nWidth <= kMaxPixels / size.nHeight;
+}
+
+bool HasPlanes(const tagYUVImage& image) {
+    return image.pY != nullptr && image.pU != nullptr && image.pV != nullptr &&
+           IsPictureSize({image.nWidth, image.nHeight});
+}
 
 void PlanarFrameDeleter::operator()(MEDIA_FRAME* pFrame) const {
     delete[] pFrame->image.pY;
     delete pFrame;
 }
 
-PlanarFramePtr MakeBlackFrame(int nWidth, int nHeight) {
-    if (nWidth <= 0 || nHeight <= 0 || nWidth > std::numeric_limits<std::int32_t>::max() / 8 / nHeight) {
+PlanarFramePtr MakeBlackFrame(PictureSize size) {
+    if (!IsPictureSize(size)) {
         return nullptr;
     }
+    const auto [nWidth, nHeight] = size;
     const int nChromaWidth = (nWidth + 1) / 2;
     const std::size_t nLuma = static_cast<std::size_t>(nWidth) * static_cast<std::size_t>(nHeight);
     const std::size_t nChroma =

@@ -3,8 +3,20 @@
 #include "com/QueryInfo.h"
 #include "com/UuidOf.h"
 
-#include <cstdlib>
+#include <cstdint>
 #include <new>
+#include <utility>
+
+namespace {
+
+/// The size of a stream's black picture; where the stream tells none that a picture can have, the smallest
+/// one.
+PictureSize BlackSize(const VIDEO_STREAM_INFO& format) {
+    const PictureSize size = SizeOf(format);
+    return IsPictureSize(size) ? size : PictureSize{2, 2};
+}
+
+} // namespace
 
 CPlayerView::CPlayerView() : CUnknown(nullptr) {}
 
@@ -28,8 +40,18 @@ bool CPlayerView::SetWindowInfo(void* pParent, const VRECT& rect, unsigned long 
     m_nNativeResult = m_pNativeView ? m_pNativeView->Create(pParent, rect, a, b) : 0;
     m_pParent = pParent;
     m_nIndex = nIndex;
-    m_rect = {rect.x, rect.y, rect.x + rect.width, rect.y + rect.height};
+    m_rect = {rect.x, rect.y, static_cast<std::int32_t>(std::int64_t{rect.x} + rect.width),
+              static_cast<std::int32_t>(std::int64_t{rect.y} + rect.height)};
     return m_nNativeResult != 0;
+}
+
+void CPlayerView::Close() {
+    kq::ComPtr<IMediaStream> pStream; // given back without the lock: the host's Release() may take time
+    CSingleLock lock(&m_csView);
+    m_bClosed = true;
+    m_pNativeView.reset();
+    m_pBlackFrame.reset();
+    std::swap(pStream, m_pStream);
 }
 
 std::int32_t CPlayerView::NonDelegatingQueryInterface(const _GUID& riid, void** ppv) {
@@ -45,6 +67,9 @@ std::int32_t CPlayerView::SetVideoInput(int nSourceMode, IMediaStream* pStream) 
     if (pStream == nullptr) {
         return kq::Ok;
     }
+    if (m_bClosed) {
+        return kq::Refused;
+    }
     m_nSourceMode = nSourceMode;
     auto pNewStream = kq::ComPtr<IMediaStream>::Share(pStream);
     const auto pInfo = QueryInfo(*pNewStream.Get());
@@ -52,10 +77,14 @@ std::int32_t CPlayerView::SetVideoInput(int nSourceMode, IMediaStream* pStream) 
     if (pFormat == nullptr) {
         return kq::Refused;
     }
+    PlanarFramePtr pBlackFrame = MakeBlackFrame(BlackSize(*pFormat));
+    if (!pBlackFrame) {
+        return kq::OutOfMemory;
+    }
     if (m_pNativeView) {
         m_pNativeView->SetSrcAspectRatio(pFormat->nAspectX, pFormat->nAspectY);
     }
-    m_pBlackFrame = MakeBlackFrame(std::abs(pFormat->nWidth), std::abs(pFormat->nHeight));
+    m_pBlackFrame = std::move(pBlackFrame);
     m_pStream = std::move(pNewStream);
     return kq::Ok;
 }
@@ -84,6 +113,7 @@ int CPlayerView::GetIndex() {
 }
 
 void* CPlayerView::GetWND() {
+    CSingleLock lock(&m_csView);
     return m_pNativeView ? m_pNativeView->GetHwnd() : nullptr;
 }
 
@@ -94,11 +124,9 @@ void CPlayerView::ShowCurrentImage(const MEDIA_FRAME* pFrame) {
         return;
     }
     const MEDIA_FRAME* const pShown = pFrame != nullptr ? pFrame : m_pStream->GetCurrentFrame();
-    if (pShown == nullptr || pShown->nKind != KQ_PICTURE_PLANAR_YUV || pShown->image.pY == nullptr) {
+    if (pShown == nullptr || pShown->nKind != KQ_PICTURE_PLANAR_YUV || !ShowPicture(*pShown)) {
         SetViewBlack();
-        return;
     }
-    ShowPicture(*pShown);
 }
 
 void CPlayerView::ShowBlack() {
@@ -112,10 +140,8 @@ void CPlayerView::SetViewBlack() {
     }
 }
 
-void CPlayerView::ShowPicture(const MEDIA_FRAME& frame) {
-    if (m_pNativeView) {
-        m_pNativeView->ShowYUVImage(&frame.image);
-    }
+bool CPlayerView::ShowPicture(const MEDIA_FRAME& frame) {
+    return m_pNativeView && m_pNativeView->ShowYUVImage(&frame.image) != 0;
 }
 
 int CPlayerView::GetCurrentSouceMode() {

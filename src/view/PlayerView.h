@@ -26,6 +26,10 @@ public:
     KQ_FORWARD_IUNKNOWN
     std::int32_t NonDelegatingQueryInterface(const _GUID& riid, void** ppv) override;
 
+    /// Ends what belongs to the manager: the native view, the stream and the black picture. Whoever still
+    /// holds the view has an empty shell, which answers and does nothing.
+    void Close();
+
     std::int32_t SetVideoInput(int nSourceMode, IMediaStream* pStream) override;
     std::int32_t SetParentWND(void* pWindow) override;
     void* GetParentWND() override;
@@ -35,7 +39,7 @@ public:
     void* GetWND() override;
 
     /// Shows a frame; null shows the stream's current frame. Without a stream, without a frame, or with a
-    /// frame that is not planar, the view shows black.
+    /// frame that is not planar or lacks its planes or its size, the view shows black.
     void ShowCurrentImage(const MEDIA_FRAME* pFrame);
     /// Shows the black picture, if there is one.
     void ShowBlack();
@@ -48,7 +52,8 @@ public:
 private:
     /// As ShowBlack(), for callers that hold the view's lock.
     void SetViewBlack();
-    void ShowPicture(const MEDIA_FRAME& frame);
+    /// @return whether the native view has taken the picture
+    bool ShowPicture(const MEDIA_FRAME& frame);
 
     std::unique_ptr<IYv12View> m_pNativeView;
     kq::ComPtr<IMediaStream> m_pStream;
@@ -57,6 +62,7 @@ private:
     int m_nSourceMode = 0;
     long m_nIndex = 0;
     void* m_pParent = nullptr;
-    CCritical m_csView; ///< guards the stream, the source mode, the rectangle and the black frame
+    bool m_bClosed = false;
+    CCritical m_csView; ///< guards all that changes once the view is made
     PlanarFramePtr m_pBlackFrame;
 };

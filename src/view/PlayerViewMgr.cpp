@@ -3,11 +3,23 @@
 #include "com/UuidOf.h"
 #include "view/PlayerView.h"
 
+#include <cstdint>
+#include <new>
+
+namespace {
+
+std::int32_t Distance(std::int32_t nFrom, std::int32_t nTo) {
+    return static_cast<std::int32_t>(std::int64_t{nTo} - nFrom);
+}
+
+} // namespace
+
 CPlayerViewMgr::CPlayerViewMgr() : CUnknown(nullptr) {}
 
 CPlayerViewMgr::~CPlayerViewMgr() {
     for (const auto& [nIndex, pView] : m_views) {
-        delete pView;
+        pView->Close();
+        pView->Release();
     }
 }
 
@@ -20,16 +32,22 @@ std::int32_t CPlayerViewMgr::NonDelegatingQueryInterface(const _GUID& riid, void
 
 IPlayerView* CPlayerViewMgr::CreatePlayView(void* pParent, const tagRECT& rect) {
     CRecursiveLock lock(&m_csViews);
-    const VRECT placement = {rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top};
-    const int nIndex = m_nNextIndex++;
-    CPlayerView* const pView = CPlayerView::CreatePlayView(pParent, placement, 0, 0, nIndex);
-    if (pView == nullptr) {
-        --m_nNextIndex;
+    const VRECT placement = {rect.left, rect.top, Distance(rect.left, rect.right),
+                             Distance(rect.top, rect.bottom)};
+    const int nIndex = m_nNextIndex;
+    auto pView =
+        kq::ComPtr<CPlayerView>::Adopt(CPlayerView::CreatePlayView(pParent, placement, 0, 0, nIndex));
+    if (!pView) {
         return nullptr;
     }
-    m_views.emplace(static_cast<unsigned int>(nIndex), pView);
+    try {
+        m_views.emplace(static_cast<unsigned int>(nIndex), pView.Get());
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+    ++m_nNextIndex;
     pView->AddRef();
-    return pView;
+    return pView.Detach();
 }
 
 int CPlayerViewMgr::GetCount() {

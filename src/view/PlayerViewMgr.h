@@ -15,7 +15,7 @@ class CPlayerView;
 class CPlayerViewMgr final : public scombase::CUnknown, public IPlayerViewMgr {
 public:
     CPlayerViewMgr();
-    /// Destroys every view still in the map, whatever references a host holds.
+    /// Closes every view still in the map: its native view goes, whatever references a host holds.
     ~CPlayerViewMgr() override;
 
     KQ_FORWARD_IUNKNOWN

@@ -10,9 +10,10 @@ struct Plane {
     int nPitch;
 };
 
-/// Copies rows of the destination's pitch; in one piece when the pitches agree.
+/// Copies rows of the destination's pitch; in one piece when the pitches agree. A plane that one of the
+/// frames lacks is left out.
 void CopyPlane(const Plane& dst, const Plane& src, int nRows) {
-    if (nRows <= 0) {
+    if (dst.pData == nullptr || src.pData == nullptr || nRows <= 0) {
         return;
     }
     if (dst.nPitch == src.nPitch) {
@@ -42,9 +43,7 @@ void CopyVideoFrame(MEDIA_FRAME* pDst, const MEDIA_FRAME* pSrc, int nCopyTimes, 
     const tagYUVImage& src = pSrc->image;
     const int nRows = dst.nHeight;
     CopyPlane({dst.pY, dst.nPitchY}, {src.pY, src.nPitchY}, nRows);
-    if (dst.pA != nullptr && src.pA != nullptr) {
-        CopyPlane({dst.pA, dst.nPitchA}, {src.pA, src.nPitchA}, nRows);
-    }
+    CopyPlane({dst.pA, dst.nPitchA}, {src.pA, src.nPitchA}, nRows);
     CopyPlane({dst.pU, dst.nPitchU}, {src.pU, src.nPitchU}, (nRows + 1) / 2);
     CopyPlane({dst.pV, dst.nPitchV}, {src.pV, src.nPitchV}, (nRows + 1) / 2);
 }

@@ -1,56 +1,30 @@
 #include "view/YV12ViewWrapper.h"
 
+#include "com/KeptTexts.h"
+#include "view/PlanarFrame.h"
+
 #include <kqplayer/image.h>
 #include <kqplayer/log.h>
+#include <kqplayer/view_library.h>
 
 #include <dlfcn.h>
-#include <unistd.h>
 
-#include <array>
-#include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <new>
+#include <type_traits>
 
 struct YV12ViewWrapper::Functions {
-    void* (*PVCreatePlayerView)(void*, VRECT*);
-    void (*PVDestroyPlayerView)(void*);
-    int (*PVSetCropMode)(void*, unsigned int);
-    int (*PVSetMaskMode)(void*, unsigned int);
-    int (*PVSetCallbackWnd)(void*, void*);
-    int (*PVSetCropRect)(void*, tagRECT*);
-    int (*PVGetCropRect)(void*, tagRECT*);
-    int (*PVSetDisplayResizeMode)(void*, IMAGE_RESIZE_METHOD);
-    void (*PVSetDisplayScale)(void*, int, int);
-    int (*PVUpdate)(void*);
-    void* (*PVGetHwnd)(void*);
-    void (*PVShowRGB32Image)(void*, int, int, unsigned char*);
-    unsigned char* (*PVGetPictureBuffer)(void*, int, int); ///< null when the library has none
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a declaration has none around its name
+#define KQ_POINTER_TO(function) decltype(&::function) function;
+    KQ_VIEW_LIBRARY_FUNCTIONS(KQ_POINTER_TO)
+    KQ_POINTER_TO(PVGetPictureBuffer) ///< null when the library has none
+#undef KQ_POINTER_TO
 };
 
 namespace {
 
-constexpr const char* kLibraryName = "PlayerView.so";
 constexpr std::align_val_t kRgbAlignment{64};
-
-std::string FolderOf(const std::string& path) {
-    return path.substr(0, path.rfind('/') + 1);
-}
-
-std::string ExecutableFolder() {
-    std::array<char, PATH_MAX> path{};
-    const ssize_t nLength = readlink("/proc/self/exe", path.data(), path.size() - 1);
-    return nLength > 0 ? FolderOf(std::string(path.data(), static_cast<std::size_t>(nLength)))
-                       : std::string();
-}
-
-std::string ComponentFolder() {
-    Dl_info info{};
-    if (dladdr(reinterpret_cast<void*>(&MakeYv12View), &info) == 0 || info.dli_fname == nullptr) {
-        return {};
-    }
-    return FolderOf(info.dli_fname);
-}
 
 struct OpenedLibrary {
     void* pHandle = nullptr;
@@ -58,16 +32,10 @@ struct OpenedLibrary {
     std::string error; ///< why there is no handle
 };
 
-/// A library beside the executable, which is a host's own choice, goes before the one beside the component.
 OpenedLibrary OpenPlayerView() {
-    const std::array<std::string, 2> folders = {ExecutableFolder(), ComponentFolder()};
     OpenedLibrary library;
-    for (const std::string& folder : folders) {
-        const std::string path = folder + kLibraryName;
-        if (path == library.path) {
-            continue;
-        }
-        library.path = path;
+    for (const std::string& folder : kq::ViewLibraryFolders()) {
+        library.path = folder + kq::ViewLibraryName;
         library.pHandle = dlopen(library.path.c_str(), RTLD_NOW | RTLD_LOCAL);
         if (library.pHandle != nullptr) {
             break;
@@ -77,18 +45,20 @@ OpenedLibrary OpenPlayerView() {
     return library;
 }
 
-template <class Function>
-bool Resolve(void* pLibrary, const char* pName, Function& function) {
-    function = reinterpret_cast<Function>(dlsym(pLibrary, pName));
-    return function != nullptr;
+/// Opens the library once more than the wrappers do, so that it stays loaded whatever they close.
+void KeepLibraryLoaded() {
+    static void* const s_pKept = OpenPlayerView().pHandle;
+    (void)s_pKept;
 }
 
 } // namespace
 
 IYv12View* MakeYv12View() {
-    // Keeps the library loaded for the rest of the process, whatever the wrappers close.
-    static void* const s_pKept = OpenPlayerView().pHandle;
-    (void)s_pKept;
+    try {
+        KeepLibraryLoaded();
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
     return new (std::nothrow) YV12ViewWrapper;
 }
 
@@ -110,39 +80,44 @@ void YV12ViewWrapper::DestroyLibraryView() {
     m_pView = nullptr;
 }
 
+bool YV12ViewWrapper::Resolve() {
+    m_pFunctions = std::make_unique<Functions>();
+    const auto resolve = [this](const char* pName, auto& function) {
+        function = reinterpret_cast<std::decay_t<decltype(function)>>(dlsym(m_pLibrary, pName));
+        return function != nullptr;
+    };
+    resolve("PVGetPictureBuffer", m_pFunctions->PVGetPictureBuffer);
+    bool bComplete = true;
+#define KQ_RESOLVE(function) bComplete = bComplete && resolve(#function, m_pFunctions->function);
+    KQ_VIEW_LIBRARY_FUNCTIONS(KQ_RESOLVE)
+#undef KQ_RESOLVE
+    return bComplete;
+}
+
 int YV12ViewWrapper::LoadPlayerView() {
     UnloadPlayerView();
-    OpenedLibrary library = OpenPlayerView();
-    m_pLibrary = library.pHandle;
-    if (m_pLibrary == nullptr) {
-        KQLogEx(
-            L"No view can be made: %s. PlayerView.so is installed beside libKQPlayer.so; a host may have one "
-            L"of its own beside its program.\r\n",
-            library.error.c_str());
-        return 0;
-    }
-    m_pFunctions = std::make_unique<Functions>();
-    Functions& f = *m_pFunctions;
-    const bool bComplete = Resolve(m_pLibrary, "PVCreatePlayerView", f.PVCreatePlayerView) &&
-                           Resolve(m_pLibrary, "PVDestroyPlayerView", f.PVDestroyPlayerView) &&
-                           Resolve(m_pLibrary, "PVSetCropMode", f.PVSetCropMode) &&
-                           Resolve(m_pLibrary, "PVSetMaskMode", f.PVSetMaskMode) &&
-                           Resolve(m_pLibrary, "PVSetCallbackWnd", f.PVSetCallbackWnd) &&
-                           Resolve(m_pLibrary, "PVSetCropRect", f.PVSetCropRect) &&
-                           Resolve(m_pLibrary, "PVGetCropRect", f.PVGetCropRect) &&
-                           Resolve(m_pLibrary, "PVSetDisplayResizeMode", f.PVSetDisplayResizeMode) &&
-                           Resolve(m_pLibrary, "PVSetDisplayScale", f.PVSetDisplayScale) &&
-                           Resolve(m_pLibrary, "PVUpdate", f.PVUpdate) &&
-                           Resolve(m_pLibrary, "PVGetHwnd", f.PVGetHwnd) &&
-                           Resolve(m_pLibrary, "PVShowRGB32Image", f.PVShowRGB32Image);
-    if (!bComplete) {
+    try {
+        const OpenedLibrary library = OpenPlayerView();
+        m_pLibrary = library.pHandle;
+        if (m_pLibrary == nullptr) {
+            KQLogEx(
+                L"No view can be made: %s. PlayerView.so is installed beside libKQPlayer.so; a host may have "
+                L"one of its own beside its program.\r\n",
+                library.error.c_str());
+            return 0;
+        }
+        if (!Resolve()) {
+            UnloadPlayerView();
+            std::printf(ViewTexts::kNotLoaded, library.path.c_str());
+            return 0;
+        }
+        std::printf(ViewTexts::kLoaded, library.path.c_str());
+        return 1;
+    } catch (const std::bad_alloc&) {
         UnloadPlayerView();
-        std::printf("Failed to Load %s Library!\r\n", library.path.c_str());
+        KQLogEx(L"No view can be made: out of memory.\r\n");
         return 0;
     }
-    Resolve(m_pLibrary, "PVGetPictureBuffer", f.PVGetPictureBuffer);
-    std::printf("Successed to Load %s Library!\r\n", library.path.c_str());
-    return 1;
 }
 
 int YV12ViewWrapper::UnloadPlayerView() {
@@ -217,9 +192,6 @@ bool YV12ViewWrapper::FitHeader(int nWidth, int nHeight) {
     if (m_pHeader && nWidth == m_nCachedWidth && nHeight == m_nCachedHeight) {
         return true;
     }
-    if (nWidth <= 0 || nHeight <= 0 || nWidth > INT32_MAX / 4 / nHeight) {
-        return false;
-    }
     if (!m_pHeader) {
         m_pHeader.reset(new (std::nothrow) tagBITMAPINFOHEADER{});
         if (!m_pHeader) {
@@ -250,7 +222,8 @@ unsigned char* YV12ViewWrapper::PictureBuffer() {
 }
 
 int YV12ViewWrapper::ShowYUVImage(const tagYUVImage* pImage) {
-    if (pImage == nullptr || !IsReady() || !FitHeader(pImage->nWidth, pImage->nHeight)) {
+    if (pImage == nullptr || !HasPlanes(*pImage) || !IsReady() ||
+        !FitHeader(pImage->nWidth, pImage->nHeight)) {
         return 0;
     }
     unsigned char* const pRgb = PictureBuffer();

@@ -30,7 +30,8 @@ public:
     int ShowYUVImage(const tagYUVImage* pImage) override;
     void SetSrcAspectRatio(int x, int y) override;
 
-    /// Opens the library and resolves its functions. @return 1, or 0 when it is missing or lacks a function
+    /// Opens the library and resolves its functions. @return 1; 0 when it is missing or lacks a function, or
+    /// without memory
     int LoadPlayerView();
     /// @return 1
     int UnloadPlayerView();
@@ -42,6 +43,8 @@ private:
     };
 
     bool IsReady() const { return m_pView != nullptr && m_pFunctions != nullptr; }
+    /// Finds the functions in the opened library. @return false when it lacks a required one
+    bool Resolve();
     void DestroyLibraryView();
     bool FitHeader(int nWidth, int nHeight);
     /// The library's own memory for the next picture where it lends some, otherwise the wrapper's buffer.

@@ -71,4 +71,32 @@ TEST(ComObject, OffersItsInterfacesUnderOneIdentity) {
     EXPECT_EQ(pStream->GetStreamInfo(nullptr), kq::NullPointer);
 }
 
+/// Frames are described word by word by hosts that know nothing of the helpers, and badly by some.
+TEST(FrameColour, IsReadAsTheWordsSay) {
+    const struct {
+        std::uint32_t nDescription;
+        std::int32_t nMasteringPeak, nContentPeak;
+        kq::Colour want;
+    } cases[] = {
+        {0, 4000, 4000, {}},
+        {0xCDCDCDCD, 4000, 4000, {}},
+        {0x00014B51, 4000, 4000, {}},
+        {0x4B510000, 0, 0, {}},
+        {0x4B510011, 0, 0, {KQ_MATRIX_BT709, KQ_RANGE_FULL, KQ_TRANSFER_SDR, 0, 0}},
+        {0x4B510102, 1000, 600, {KQ_MATRIX_BT2020, KQ_RANGE_LIMITED, KQ_TRANSFER_PQ, 1000, 600}},
+        {0x4B510203, -1, 10001, {KQ_MATRIX_SMPTE240M, KQ_RANGE_LIMITED, KQ_TRANSFER_HLG, 0, 0}},
+        {0x4B51F3F4, 0, 10000, {KQ_MATRIX_BT601, KQ_RANGE_FULL, KQ_TRANSFER_SDR, 0, 10000}},
+    };
+    for (const auto& c : cases) {
+        MEDIA_FRAME frame{};
+        frame.reserved[0] = static_cast<std::int32_t>(c.nDescription);
+        frame.reserved[1] = c.nMasteringPeak;
+        frame.reserved[2] = c.nContentPeak;
+        EXPECT_TRUE(kq::ColourOf(frame) == c.want) << std::hex << c.nDescription;
+        MEDIA_FRAME described{};
+        kq::DescribeColour(described, c.want);
+        EXPECT_TRUE(kq::ColourOf(described) == c.want) << std::hex << c.nDescription;
+    }
+}
+
 } // namespace

@@ -18,7 +18,11 @@ std::int32_t FakeStream::QueryInterface(const _GUID& riid, void** ppv) {
 }
 
 std::int32_t FakeStream::GetStreamInfo(IStreamInfo** ppInfo) {
-    return m_bInfoFails ? kq::Failed : StreamInfo::Give(Format(), ppInfo);
+    if (m_bInfoFails) {
+        *ppInfo = reinterpret_cast<IStreamInfo*>(8); // not given: whoever touches it crashes
+        return kq::Failed;
+    }
+    return StreamInfo::Give(Format(), ppInfo);
 }
 
 double FakeStream::Seek(double dSeconds, int nMode) {

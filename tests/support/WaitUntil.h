@@ -13,8 +13,9 @@ template <class Condition>
 bool WaitUntil(Condition condition, std::chrono::seconds limit = std::chrono::seconds(60)) {
     const auto deadline = std::chrono::steady_clock::now() + limit;
     while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline)
+        if (std::chrono::steady_clock::now() > deadline) {
             return false;
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;
@@ -24,10 +25,12 @@ bool WaitUntil(Condition condition, std::chrono::seconds limit = std::chrono::se
 template <class Body>
 void RunThreads(int nCount, const Body& body) {
     std::vector<std::thread> threads;
-    for (int i = 0; i < nCount; ++i)
+    for (int i = 0; i < nCount; ++i) {
         threads.emplace_back([&body, i] { body(i); });
-    for (std::thread& thread : threads)
+    }
+    for (std::thread& thread : threads) {
         thread.join();
+    }
 }
 
 } // namespace kq::test

@@ -18,7 +18,7 @@ struct Image {
     int height = 0;
     std::vector<std::uint32_t> pixels;
 
-    std::uint32_t at(int x, int y) const { return pixels.at(static_cast<std::size_t>(y) * width + x); }
+    std::uint32_t At(int x, int y) const { return pixels.at(static_cast<std::size_t>(y) * width + x); }
 };
 
 /// An X server of the test's own, on a display number that is free, and a connection to it for what a host, a
@@ -33,34 +33,51 @@ public:
     Xvfb(const Xvfb&) = delete;
     Xvfb& operator=(const Xvfb&) = delete;
 
-    /// Ends the server, as if the display were lost. DISPLAY keeps naming it until the destructor.
-    void stop();
+    /// The server reads and answers nothing while the object lives, as a busy one does for a moment.
+    class Paused {
+    public:
+        explicit Paused(const Xvfb& server);
+        ~Paused();
+        Paused(const Paused&) = delete;
+        Paused& operator=(const Paused&) = delete;
 
-    const std::string& display() const { return m_display; }
+    private:
+        const pid_t m_pid;
+    };
+
+    /// Ends the server, as if the display were lost. DISPLAY keeps naming it until the destructor.
+    void Stop();
+
+    const std::string& Display() const { return m_display; }
 
     /// Makes and maps a window filled with a colour.
-    xcb_window_t makeWindow(int x, int y, int width, int height, std::uint32_t rgb = 0x808080);
-    void destroyWindow(xcb_window_t window);
-    void resizeWindow(xcb_window_t window, int width, int height);
+    xcb_window_t MakeWindow(int x, int y, int width, int height, std::uint32_t rgb = 0x808080);
+    void DestroyWindow(xcb_window_t window);
+    void ResizeWindow(xcb_window_t window, int width, int height);
     /// @return whether the window and all its ancestors are mapped; false for a window that does not exist
-    bool isViewable(xcb_window_t window);
-    bool exists(xcb_window_t window);
+    bool IsShown(xcb_window_t window);
+    bool Exists(xcb_window_t window);
+    /// Fills a window with a colour, over what its owner has drawn.
+    void Fill(xcb_window_t window, std::uint32_t rgb);
+    /// Sends the owner of a window word that a part of it was uncovered and, in the same breath, that it has
+    /// the place and size that it has.
+    void SendExposeAndConfigure(xcb_window_t window, int width, int height);
     /// Sends what a window manager sends when the user closes a top-level window.
-    void requestClose(xcb_window_t window);
+    void RequestClose(xcb_window_t window);
 
     /// @param window 0: the root window
-    Image screenshot(xcb_window_t window = 0);
+    Image Screenshot(xcb_window_t window = 0);
     /// Takes screenshots until one is as wanted, for a long time. @return the last one
-    Image waitFor(const std::function<bool(const Image&)>& isWanted, xcb_window_t window = 0);
+    Image WaitFor(const std::function<bool(const Image&)>& isWanted, xcb_window_t window = 0);
 
 private:
-    xcb_atom_t atom(const std::string& name);
-    void sync();
+    xcb_atom_t Atom(const std::string& name);
+    void Sync();
 
-    std::FILE* m_pServer = nullptr; ///< what it writes
+    std::FILE* m_server = nullptr; ///< what it writes
     pid_t m_pid = -1;
     std::string m_display;
-    xcb_connection_t* m_pConnection = nullptr;
+    xcb_connection_t* m_connection = nullptr;
     xcb_window_t m_root = 0;
 };
 

@@ -70,7 +70,7 @@ public:
     ~Worker() override {
         Abort();
         Wait(WAIT_FOREVER);
-        JoinFinished();
+        AwaitLastSteps();
     }
     int svc() override { return m_body ? m_body() : BaseThread::svc(); }
     std::function<int()> m_body;

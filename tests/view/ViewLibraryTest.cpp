@@ -10,9 +10,9 @@
 namespace {
 
 #ifdef HAS_LIBRARY
-constexpr bool kHasLibrary = true;
+constexpr bool hasLibrary = true;
 #else
-constexpr bool kHasLibrary = false;
+constexpr bool hasLibrary = false;
 #endif
 
 TEST(ViewLibrary, ThatCannotServeGivesNoView) {
@@ -20,7 +20,7 @@ TEST(ViewLibrary, ThatCannotServeGivesNoView) {
     testing::internal::CaptureStdout();
     EXPECT_EQ(view.Create(nullptr, VRECT{0, 0, 16, 8}, 0, 0), 0);
     const std::string output = testing::internal::GetCapturedStdout();
-    if (kHasLibrary) {
+    if (hasLibrary) {
         EXPECT_EQ(output.rfind("Failed to Load ", 0), 0u) << output;
         EXPECT_NE(output.find("lacking/PlayerView.so Library!\r\n"), std::string::npos) << output;
     } else {

@@ -1,6 +1,7 @@
 #include "tests/support/FakeStream.h"
 #include "tests/support/PlayerHost.h"
 #include "tests/support/ViewRecorder.h"
+#include "tests/view/ColourPicture.h"
 #include "view/PlanarFrame.h"
 #include "view/PlayerView.h"
 #include "view/PlayerViewMgr.h"
@@ -19,60 +20,60 @@ namespace {
 
 using namespace kq::test;
 
-void* const kOffScreen = kq::OffScreenParent();
-void* const kRefusedWindow = reinterpret_cast<void*>(2);
-constexpr tagRECT kPlace{10, 20, 110, 70};
+void* const offScreen = kq::OffScreenParent();
+void* const refusedWindow = reinterpret_cast<void*>(2);
+constexpr tagRECT place{10, 20, 110, 70};
 
 class ViewManager : public testing::Test {
 protected:
-    ViewManager() : m_pManager(kq::ComPtr<CPlayerViewMgr>::Share(new CPlayerViewMgr)) {}
+    ViewManager() : m_manager(kq::ComPtr<CPlayerViewMgr>::Share(new CPlayerViewMgr)) {}
 
-    kq::ComPtr<IPlayerView> MakeView(void* pParent = kOffScreen) {
-        return kq::ComPtr<IPlayerView>::Adopt(m_pManager->CreatePlayView(pParent, kPlace));
+    kq::ComPtr<IPlayerView> MakeView(void* parent = offScreen) {
+        return kq::ComPtr<IPlayerView>::Adopt(m_manager->CreatePlayView(parent, place));
     }
 
     ViewRecorder m_recorder;
-    kq::ComPtr<CPlayerViewMgr> m_pManager;
+    kq::ComPtr<CPlayerViewMgr> m_manager;
 };
 
 TEST_F(ViewManager, NumbersViewsAndNeverReusesAnIndex) {
-    auto pFirst = MakeView();
-    auto pSecond = MakeView();
-    EXPECT_FALSE(MakeView(kRefusedWindow));
-    EXPECT_EQ(pFirst->GetIndex(), 0);
-    EXPECT_EQ(pSecond->GetIndex(), 1);
-    EXPECT_EQ(m_pManager->Remove(-1), 1);
-    EXPECT_EQ(m_pManager->Remove(7), 0);
-    EXPECT_EQ(m_pManager->GetCount(), 2);
-    EXPECT_EQ(m_pManager->Remove(0), 0);
-    const auto pThird = MakeView();
-    EXPECT_EQ(pThird->GetIndex(), 2);
-    EXPECT_EQ(m_pManager->GetCount(), 2);
+    auto first = MakeView();
+    auto second = MakeView();
+    EXPECT_FALSE(MakeView(refusedWindow));
+    EXPECT_EQ(first->GetIndex(), 0);
+    EXPECT_EQ(second->GetIndex(), 1);
+    EXPECT_EQ(m_manager->Remove(-1), 1);
+    EXPECT_EQ(m_manager->Remove(7), 0);
+    EXPECT_EQ(m_manager->GetCount(), 2);
+    EXPECT_EQ(m_manager->Remove(0), 0);
+    const auto third = MakeView();
+    EXPECT_EQ(third->GetIndex(), 2);
+    EXPECT_EQ(m_manager->GetCount(), 2);
 
-    IPlayerView* pItem = pSecond.Get();
-    EXPECT_EQ(m_pManager->GetItem(0, &pItem), kq::Failed);
-    EXPECT_EQ(m_pManager->GetItem(-1, &pItem), kq::Failed);
-    EXPECT_EQ(pItem, pSecond.Get());
-    EXPECT_EQ(m_pManager->GetItem(2, &pItem), 0);
-    EXPECT_EQ(pItem, pThird.Get());
-    EXPECT_EQ(pItem->Release(), 2u);
-    EXPECT_EQ(pFirst->GetIndex(), 0); // removed, yet alive while the host holds it
+    IPlayerView* item = second.Get();
+    EXPECT_EQ(m_manager->GetItem(0, &item), kq::Failed);
+    EXPECT_EQ(m_manager->GetItem(-1, &item), kq::Failed);
+    EXPECT_EQ(item, second.Get());
+    EXPECT_EQ(m_manager->GetItem(2, &item), 0);
+    EXPECT_EQ(item, third.Get());
+    EXPECT_EQ(item->Release(), 2u);
+    EXPECT_EQ(first->GetIndex(), 0); // removed, yet alive while the host holds it
     EXPECT_EQ(ViewRecorder::GetAlive(), 3);
-    pFirst.Reset();
+    first.Reset();
     EXPECT_EQ(ViewRecorder::GetAlive(), 2);
 }
 
 TEST_F(ViewManager, RectangleComesBackAsTheHostGaveIt) {
-    const auto pView = MakeView();
-    EXPECT_EQ(pView->GetRect().bottom, kPlace.bottom);
-    for (const tagRECT& rect : {kPlace, tagRECT{1, 2, 3, 4}}) {
-        pView->SetRect(rect);
-        const tagRECT got = pView->GetRect();
+    const auto view = MakeView();
+    EXPECT_EQ(view->GetRect().bottom, place.bottom);
+    for (const tagRECT& rect : {place, tagRECT{1, 2, 3, 4}}) {
+        view->SetRect(rect);
+        const tagRECT got = view->GetRect();
         EXPECT_EQ(std::memcmp(&got, &rect, sizeof(rect)), 0);
     }
-    EXPECT_EQ(pView->GetParentWND(), kOffScreen);
-    EXPECT_NE(pView->GetWND(), nullptr);
-    EXPECT_EQ(pView->SetParentWND(nullptr), 1);
+    EXPECT_EQ(view->GetParentWND(), offScreen);
+    EXPECT_NE(view->GetWND(), nullptr);
+    EXPECT_EQ(view->SetParentWND(nullptr), 1);
 }
 
 TEST_F(ViewManager, StreamsAreHeldOnceAndRefusedWithoutInformation) {
@@ -84,27 +85,27 @@ TEST_F(ViewManager, StreamsAreHeldOnceAndRefusedWithoutInformation) {
     FakeVideo formatless(3, 25);
     formatless.m_bNoFormat = true;
     {
-        const auto pView = MakeView();
-        EXPECT_EQ(pView->SetVideoInput(1, &video), 0);
+        const auto view = MakeView();
+        EXPECT_EQ(view->SetVideoInput(1, &video), 0);
         EXPECT_EQ(ViewRecorder::GetScale(), (std::pair<int, int>{16, 9}));
-        EXPECT_EQ(m_pManager->GetViewDecoder(1), &video);
-        EXPECT_EQ(m_pManager->GetViewDecoder(0), nullptr);
-        EXPECT_EQ(m_pManager->GetViewDecoder(-1), nullptr);
+        EXPECT_EQ(m_manager->GetViewDecoder(1), &video);
+        EXPECT_EQ(m_manager->GetViewDecoder(0), nullptr);
+        EXPECT_EQ(m_manager->GetViewDecoder(-1), nullptr);
         EXPECT_EQ(video.GetRefCount(), 2);
-        EXPECT_EQ(pView->SetVideoInput(1, &video), 0);
+        EXPECT_EQ(view->SetVideoInput(1, &video), 0);
         EXPECT_EQ(video.GetRefCount(), 2);
-        for (FakeVideo* pBad : {&failing, &formatless}) {
-            EXPECT_EQ(pView->SetVideoInput(1, pBad), 1);
-            EXPECT_EQ(m_pManager->GetViewDecoder(1), nullptr);
-            EXPECT_EQ(pBad->GetRefCount(), 1);
+        for (FakeVideo* bad : {&failing, &formatless}) {
+            EXPECT_EQ(view->SetVideoInput(1, bad), 1);
+            EXPECT_EQ(m_manager->GetViewDecoder(1), nullptr);
+            EXPECT_EQ(bad->GetRefCount(), 1);
         }
         EXPECT_EQ(video.GetRefCount(), 1);
-        m_pManager->ShowCurrentImage(nullptr, 0);
+        m_manager->ShowCurrentImage(nullptr, 0);
         EXPECT_EQ(m_recorder.GetFrames(), std::vector<int>{-1}); // the black picture of the last good stream
         EXPECT_EQ(m_recorder.GetPictures()[0].nWidth, 7);
-        EXPECT_EQ(pView->SetVideoInput(1, &video), 0);
+        EXPECT_EQ(view->SetVideoInput(1, &video), 0);
     }
-    m_pManager.Reset(); // destroys the view
+    m_manager.Reset(); // destroys the view
     EXPECT_EQ(video.GetRefCount(), 1);
     EXPECT_EQ(ViewRecorder::GetAlive(), 0);
 }
@@ -113,46 +114,129 @@ TEST_F(ViewManager, GivesFramesToMatchingViewsAndOwnPicturesToTheRest) {
     FakeVideo reference(10, 25);
     FakeVideo other(10, 25);
     other.Seek(7.0 / 25, 1);
-    auto pFirst = MakeView();
-    auto pSecond = MakeView();
-    m_pManager->ShowCurrentImage(&reference.FrameAt(3), 1); // nothing attached: nothing to show
+    auto first = MakeView();
+    auto second = MakeView();
+    m_manager->ShowCurrentImage(&reference.FrameAt(3), 1); // nothing attached: nothing to show
     EXPECT_EQ(m_recorder.GetCount(0), 0u);
-    pFirst->SetVideoInput(1, &reference);
-    pSecond->SetVideoInput(0, &other);
+    first->SetVideoInput(1, &reference);
+    second->SetVideoInput(0, &other);
 
-    m_pManager->ShowCurrentImage(&reference.FrameAt(3), 1);
-    m_pManager->ShowCurrentImage(nullptr, 0);
+    m_manager->ShowCurrentImage(&reference.FrameAt(3), 1);
+    m_manager->ShowCurrentImage(nullptr, 0);
     MEDIA_FRAME packed = reference.FrameAt(3);
     packed.nKind = KQ_PICTURE_PACKED_RGB;
-    m_pManager->ShowCurrentImage(&packed, 1);
+    m_manager->ShowCurrentImage(&packed, 1);
     MEDIA_FRAME planeless = reference.FrameAt(3);
     planeless.image.pY = nullptr;
-    m_pManager->ShowCurrentImage(&planeless, 1);
-    m_pManager->ShowUserFrame();
-    pFirst->SetVideoInput(1, nullptr);
-    m_pManager->ShowCurrentImage(&reference.FrameAt(3), 1);
+    m_manager->ShowCurrentImage(&planeless, 1);
+    m_manager->ShowUserFrame();
+    first->SetVideoInput(1, nullptr);
+    m_manager->ShowCurrentImage(&reference.FrameAt(3), 1);
 
     EXPECT_EQ(m_recorder.GetFrames(0), (std::vector<int>{3, 0, -1, -1, -1, -1}));
     EXPECT_EQ(m_recorder.GetFrames(1), (std::vector<int>{7, 7, 7, 7, -1, 7}));
-    pFirst.Reset();
-    pSecond.Reset();
-    m_pManager.Reset(); // before the streams go
+    first.Reset();
+    second.Reset();
+    m_manager.Reset(); // before the streams go
+}
+
+TEST_F(ViewManager, ShowsEveryColourInItsPlace) {
+    FakeVideo video(1, 25);
+    const auto view = MakeView();
+    view->SetVideoInput(1, &video);
+    // Twice the same size, then the width or the height alone is another one, and back.
+    const struct {
+        int width, height;
+    } sizes[] = {{16, 8}, {16, 8}, {16, 7}, {15, 7}, {15, 8}, {16, 8}, {1, 1}, {2, 1}, {131, 67}};
+    std::vector<std::size_t> expected;
+    for (const auto& size : sizes) {
+        const ColourPicture picture(size.width, size.height, static_cast<unsigned>(expected.size()));
+        const MEDIA_FRAME frame = picture.Frame();
+        m_manager->ShowCurrentImage(&frame, 1);
+        expected.push_back(HashOfPixels(picture.Rgb(4).data(), size.width, size.height));
+    }
+    const auto pictures = m_recorder.GetPictures();
+    ASSERT_EQ(pictures.size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        EXPECT_EQ(pictures[i].nHash, expected[i]) << "picture " << i;
+        EXPECT_EQ(pictures[i].nWidth, sizes[i].width);
+        EXPECT_EQ(pictures[i].nHeight, sizes[i].height);
+    }
+    view->SetVideoInput(1, nullptr);
+}
+
+TEST_F(ViewManager, ShowsBlackForWhatCannotBeShown) {
+    FakeVideo video(2, 25);
+    const auto view = MakeView();
+    view->SetVideoInput(1, &video);
+    const MEDIA_FRAME good = video.FrameAt(1);
+    void (*const faults[])(tagYUVImage&) = {
+        [](tagYUVImage& image) { image.pY = nullptr; },
+        [](tagYUVImage& image) { image.pU = nullptr; },
+        [](tagYUVImage& image) { image.pV = nullptr; },
+        [](tagYUVImage& image) { image.nWidth = 0; },
+        [](tagYUVImage& image) { image.nHeight = 0; },
+        [](tagYUVImage& image) { image.nWidth = -16; },
+        [](tagYUVImage& image) { image.nHeight = INT32_MIN; },
+        [](tagYUVImage& image) { image.nWidth = 1 << 30; },
+    };
+    std::vector<int> expected;
+    for (const auto& spoil : faults) {
+        MEDIA_FRAME bad = good;
+        spoil(bad.image);
+        video.FrameAt(0) = bad;
+        m_manager->ShowCurrentImage(&bad, 1);    // the frame that is presented
+        m_manager->ShowCurrentImage(nullptr, 0); // the stream's own
+        m_manager->ShowCurrentImage(&good, 1);
+        expected.insert(expected.end(), {-1, -1, 1});
+    }
+    EXPECT_EQ(m_recorder.GetFrames(), expected);
+
+    // A stream that does not know its size shows black as well, in some size.
+    FakeVideo sizeless(1, 25);
+    sizeless.m_format.nWidth = sizeless.m_format.nHeight = 0;
+    EXPECT_EQ(view->SetVideoInput(1, &sizeless), 0);
+    m_recorder.Clear();
+    m_manager->ShowUserFrame();
+    EXPECT_EQ(m_recorder.GetFrames(), std::vector<int>{-1});
+    view->SetVideoInput(1, nullptr);
+}
+
+TEST_F(ViewManager, LeavesAnEmptyShellOfAViewThatIsStillHeld) {
+    FakeVideo video(1, 25);
+    auto view = MakeView();
+    const auto removed = MakeView();
+    view->SetVideoInput(1, &video);
+    m_manager->Remove(1);
+    m_manager.Reset();
+    EXPECT_EQ(ViewRecorder::GetAlive(), 1) << "the removed one is the host's alone";
+    EXPECT_EQ(video.GetRefCount(), 1);
+    EXPECT_EQ(view->GetWND(), nullptr);
+    EXPECT_EQ(view->SetVideoInput(1, &video), 1);
+    EXPECT_EQ(view->SetVideoInput(1, nullptr), 0);
+    EXPECT_EQ(video.GetRefCount(), 1);
+    EXPECT_EQ(view->SetRect(tagRECT{1, 2, 3, 4}), 0);
+    EXPECT_EQ(view->GetRect().right, 3);
+    EXPECT_EQ(view->GetIndex(), 0);
+    EXPECT_EQ(view->GetParentWND(), offScreen);
+    EXPECT_TRUE(kq::ComPtr<IUnknown>(view.As<IPlayerView>()));
+    EXPECT_EQ(view.Detach()->Release(), 0u);
 }
 
 TEST(BlackFrame, HasItsPlanesInOneBuffer) {
-    const auto pFrame = MakeBlackFrame(7, 5);
-    ASSERT_NE(pFrame, nullptr);
-    const tagYUVImage& image = pFrame->image;
+    const auto frame = MakeBlackFrame({7, 5});
+    ASSERT_NE(frame, nullptr);
+    const tagYUVImage& image = frame->image;
     EXPECT_EQ(image.pV - image.pY, 35);
     EXPECT_EQ(image.pU - image.pV, 12);
     EXPECT_EQ(image.pA - image.pU, 12);
     EXPECT_EQ(image.nPitchU, 4);
-    EXPECT_EQ(pFrame->llPTS, -1);
+    EXPECT_EQ(frame->llPTS, -1);
     EXPECT_TRUE(std::all_of(image.pY, image.pV, [](int v) { return v == 0x10; }));
     EXPECT_TRUE(std::all_of(image.pV, image.pA, [](int v) { return v == 0x80; }));
     EXPECT_TRUE(std::all_of(image.pA, image.pA + 35, [](int v) { return v == 0xFF; }));
-    EXPECT_EQ(MakeBlackFrame(0, 5), nullptr);
-    EXPECT_EQ(MakeBlackFrame(1 << 20, 1 << 20), nullptr);
+    EXPECT_EQ(MakeBlackFrame({0, 5}), nullptr);
+    EXPECT_EQ(MakeBlackFrame({1 << 20, 1 << 20}), nullptr);
 }
 
 TEST(ViewWrapper, ForwardsAndFollowsThePictureSize) {
@@ -160,8 +244,8 @@ TEST(ViewWrapper, ForwardsAndFollowsThePictureSize) {
     {
         YV12ViewWrapper view;
         EXPECT_EQ(view.SetCropMode(3), 0); // not created yet
-        EXPECT_NE(view.Create(kOffScreen, VRECT{0, 0, 16, 8}, 0, 0), 0);
-        EXPECT_NE(view.Create(kOffScreen, VRECT{0, 0, 16, 8}, 0, 0), 0);
+        EXPECT_NE(view.Create(offScreen, VRECT{0, 0, 16, 8}, 0, 0), 0);
+        EXPECT_NE(view.Create(offScreen, VRECT{0, 0, 16, 8}, 0, 0), 0);
         EXPECT_EQ(ViewRecorder::GetAlive(), 1);
         tagRECT rect{};
         EXPECT_EQ(view.SetCropMode(3), 3);
@@ -175,8 +259,13 @@ TEST(ViewWrapper, ForwardsAndFollowsThePictureSize) {
         EXPECT_EQ(view.ShowYUVImage(nullptr), 0);
         FakeVideo small(1, 25, 3, 5);
         FakeVideo large(1, 25, 64, 36);
-        for (FakeVideo* pVideo : {&small, &large, &small}) {
-            EXPECT_EQ(view.ShowYUVImage(&pVideo->FrameAt(0).image), 1);
+        for (FakeVideo* attached : {&small, &large, &small}) {
+            EXPECT_EQ(view.ShowYUVImage(&attached->FrameAt(0).image), 1);
+        }
+        for (const auto plane : {&tagYUVImage::pY, &tagYUVImage::pU, &tagYUVImage::pV}) {
+            tagYUVImage nothing = small.FrameAt(0).image;
+            nothing.*plane = nullptr;
+            EXPECT_EQ(view.ShowYUVImage(&nothing), 0);
         }
         tagYUVImage nothing = small.FrameAt(0).image;
         nothing.nWidth = 0;

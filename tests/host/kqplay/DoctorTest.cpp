@@ -30,7 +30,7 @@ TEST(Doctor, FindsThatAllIsThere) {
                   "50 of 50 in order", "paced by +the sound", "PlayerView.so +/.*PlayerView.so",
                   // A busy machine shows pictures late.
                   "conclusion +(All is well|Nothing is broken; 1 note)"},
-                 {"--audio", "null"}, {{"DISPLAY", server.display()}});
+                 {"--audio", "null"}, {{"DISPLAY", server.Display()}});
 }
 
 TEST(Doctor, FindsNoDisplayAndNoDevice) {

@@ -1,6 +1,7 @@
 #include "Kqplay.h"
 
-#include <Common/Image/Reference.h>
+#include <kqplayer/image.h>
+
 #include <gtest/gtest.h>
 #include <zlib.h>
 
@@ -31,7 +32,7 @@ std::string HashPlanes(std::uint8_t* planes, int width, int height) {
     header.biHeight = height;
     header.biBitCount = 32;
     std::string pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4, '\0');
-    kq::image::reference::Yuv420_2_rgb32(&header, reinterpret_cast<std::uint8_t*>(pixels.data()), planes, cb,
+    Yuv420_2_rgb32(&header, reinterpret_cast<std::uint8_t*>(pixels.data()), planes, cb,
                                          cr, width, chromaWidth, chromaWidth);
     return HashBytes(pixels);
 }

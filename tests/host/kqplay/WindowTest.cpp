@@ -44,7 +44,7 @@ protected:
         Window found = 0;
         WaitUntil([&] {
             for (Window window : Children(DefaultRootWindow(m_display))) {
-                if (m_server.isViewable(static_cast<xcb_window_t>(window)) && !Children(window).empty())
+                if (m_server.IsShown(static_cast<xcb_window_t>(window)) && !Children(window).empty())
                     found = window;
             }
             return found != 0;
@@ -92,15 +92,15 @@ protected:
     bool ViewFills(Window window, int width, int height) {
         const Window child = Children(window).at(0);
         const XWindowAttributes view = Attributes(child);
-        const Image image = m_server.screenshot(static_cast<xcb_window_t>(child));
+        const Image image = m_server.Screenshot(static_cast<xcb_window_t>(child));
         const auto row = image.pixels.begin() + image.width * (image.height / 2);
         return view.x == 0 && view.y == 0 && image.width == width && image.height == height &&
                std::any_of(row, row + width, [&](std::uint32_t pixel) { return pixel != *row; });
     }
 
     Xvfb m_server{{"-screen", "0", "1024x768x24"}};
-    Process::Environment m_environment = {{"DISPLAY", m_server.display()}};
-    Display* m_display = XOpenDisplay(m_server.display().c_str());
+    Process::Environment m_environment = {{"DISPLAY", m_server.Display()}};
+    Display* m_display = XOpenDisplay(m_server.Display().c_str());
 };
 
 TEST_F(InWindow, ShowsThePictureFollowsTheSizeAndTakesKeys) {
@@ -111,7 +111,7 @@ TEST_F(InWindow, ShowsThePictureFollowsTheSizeAndTakesKeys) {
     EXPECT_STREQ(title, "long.mp4 - kqplay");
     XFree(title);
 
-    m_server.resizeWindow(static_cast<xcb_window_t>(window), 401, 303);
+    m_server.ResizeWindow(static_cast<xcb_window_t>(window), 401, 303);
     EXPECT_TRUE(WaitUntil([&] { return ViewFills(window, 401, 303 - timelineHeight); }));
 
     PressKey(window, XK_space);
@@ -148,7 +148,7 @@ TEST_F(InWindow, AClickOrDragOnTheTimelineGoesThere) {
 
 TEST_F(InWindow, ClosingItQuits) {
     Process kqplay({KQPLAY_PROGRAM, "--no-audio", Clip("long.mp4")}, m_environment);
-    m_server.requestClose(static_cast<xcb_window_t>(FindWindow()));
+    m_server.RequestClose(static_cast<xcb_window_t>(FindWindow()));
     const Outcome outcome = kqplay.Finish();
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.err, "");

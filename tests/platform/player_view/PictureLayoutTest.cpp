@@ -6,6 +6,8 @@
 #include <ostream>
 #include <vector>
 
+namespace kq::playerview {
+
 bool operator==(const Rect& a, const Rect& b) {
     return a.x == b.x && a.y == b.y && a.width == b.width && a.height == b.height;
 }
@@ -13,15 +15,19 @@ std::ostream& operator<<(std::ostream& out, const Rect& r) {
     return out << r.width << 'x' << r.height << " at " << r.x << ',' << r.y;
 }
 
+} // namespace kq::playerview
+
 namespace {
 
-constexpr auto Fit = IMAGE_RESIZE_FIT, Stretch = IMAGE_RESIZE_STRETCH, Fill = IMAGE_RESIZE_FILL,
-               Original = IMAGE_RESIZE_ORIGINAL;
-constexpr int Huge = 2147483647;
+using namespace kq::playerview;
+
+constexpr auto fit = IMAGE_RESIZE_FIT, stretch = IMAGE_RESIZE_STRETCH, fill = IMAGE_RESIZE_FILL,
+               original = IMAGE_RESIZE_ORIGINAL;
+constexpr int huge = 2147483647;
 
 TEST(PictureLayout, PlacesThePicture) {
     const struct {
-        const char* pName;
+        const char* name;
         Size picture;
         IMAGE_RESIZE_METHOD method;
         Size aspect, window;
@@ -29,43 +35,43 @@ TEST(PictureLayout, PlacesThePicture) {
         tagRECT crop = {};
         Rect source = {}; ///< empty: the whole picture
     } cases[] = {
-        {"same size", {640, 360}, Fit, {}, {640, 360}, {0, 0, 640, 360}},
-        {"bars above", {640, 360}, Fit, {}, {640, 480}, {0, 60, 640, 360}},
-        {"bars beside", {640, 480}, Fit, {}, {1280, 720}, {160, 0, 960, 720}},
-        {"down", {1920, 1080}, Fit, {}, {100, 100}, {0, 22, 100, 56}},
-        {"rounds up", {640, 360}, Fit, {}, {101, 100}, {0, 21, 101, 57}},
-        {"stretch", {640, 480}, Stretch, {16, 9}, {99, 501}, {0, 0, 99, 501}},
-        {"fill cuts sides", {640, 360}, Fill, {}, {480, 480}, {-186, 0, 853, 480}},
-        {"fill cuts top", {480, 480}, Fill, {}, {640, 360}, {0, -140, 640, 640}},
-        {"original", {100, 50}, Original, {4, 3}, {300, 200}, {100, 75, 100, 50}},
-        {"too large", {300, 200}, Original, {}, {100, 50}, {-100, -75, 300, 200}},
-        {"wide", {720, 576}, Fit, {16, 9}, {1024, 576}, {0, 0, 1024, 576}},
-        {"narrow", {720, 576}, Fit, {4, 3}, {1024, 576}, {128, 0, 768, 576}},
-        {"half an aspect", {400, 300}, Fit, {16, 0}, {400, 300}, {0, 0, 400, 300}},
-        {"negative", {400, 300}, Fit, {-16, 9}, {400, 300}, {0, 0, 400, 300}},
-        {"wide fill", {720, 576}, Fill, {16, 9}, {576, 576}, {-224, 0, 1024, 576}},
-        {"crop", {640, 480}, Fit, {}, {320, 240}, {0, 0, 320, 240}, {100, 50, 420, 290}, {100, 50, 320, 240}},
-        {"pixel shape", {90, 72}, Fit, {16, 9}, {128, 72}, {32, 0, 64, 72}, {0, 0, 45, 72}, {0, 0, 45, 72}},
-        {"beyond", {64, 48}, Fit, {}, {64, 24}, {0, 0, 64, 24}, {-9, 24, 999, 999}, {0, 24, 64, 24}},
-        {"outside", {640, 480}, Fit, {}, {640, 480}, {0, 0, 640, 480}, {700, 0, 800, 100}},
-        {"inverted", {640, 480}, Fit, {}, {640, 480}, {0, 0, 640, 480}, {400, 0, 100, 100}},
-        {"one pixel", {1920, 1080}, Fit, {}, {1, 1}, {0, 0, 1, 1}},
-        {"extreme", {2, 2}, Fit, {Huge, 1}, {500, 400}, {0, 199, 500, 1}},
-        {"extreme fill", {2, 2}, Fill, {Huge, 1}, {500, 400}, {-524038, 0, 1048576, 400}},
+        {"same size", {640, 360}, fit, {}, {640, 360}, {0, 0, 640, 360}},
+        {"bars above", {640, 360}, fit, {}, {640, 480}, {0, 60, 640, 360}},
+        {"bars beside", {640, 480}, fit, {}, {1280, 720}, {160, 0, 960, 720}},
+        {"down", {1920, 1080}, fit, {}, {100, 100}, {0, 22, 100, 56}},
+        {"rounds up", {640, 360}, fit, {}, {101, 100}, {0, 21, 101, 57}},
+        {"stretch", {640, 480}, stretch, {16, 9}, {99, 501}, {0, 0, 99, 501}},
+        {"fill cuts sides", {640, 360}, fill, {}, {480, 480}, {-186, 0, 853, 480}},
+        {"fill cuts top", {480, 480}, fill, {}, {640, 360}, {0, -140, 640, 640}},
+        {"original", {100, 50}, original, {4, 3}, {300, 200}, {100, 75, 100, 50}},
+        {"too large", {300, 200}, original, {}, {100, 50}, {-100, -75, 300, 200}},
+        {"wide", {720, 576}, fit, {16, 9}, {1024, 576}, {0, 0, 1024, 576}},
+        {"narrow", {720, 576}, fit, {4, 3}, {1024, 576}, {128, 0, 768, 576}},
+        {"half an aspect", {400, 300}, fit, {16, 0}, {400, 300}, {0, 0, 400, 300}},
+        {"negative", {400, 300}, fit, {-16, 9}, {400, 300}, {0, 0, 400, 300}},
+        {"wide fill", {720, 576}, fill, {16, 9}, {576, 576}, {-224, 0, 1024, 576}},
+        {"crop", {640, 480}, fit, {}, {320, 240}, {0, 0, 320, 240}, {100, 50, 420, 290}, {100, 50, 320, 240}},
+        {"pixel shape", {90, 72}, fit, {16, 9}, {128, 72}, {32, 0, 64, 72}, {0, 0, 45, 72}, {0, 0, 45, 72}},
+        {"beyond", {64, 48}, fit, {}, {64, 24}, {0, 0, 64, 24}, {-9, 24, 999, 999}, {0, 24, 64, 24}},
+        {"outside", {640, 480}, fit, {}, {640, 480}, {0, 0, 640, 480}, {700, 0, 800, 100}},
+        {"inverted", {640, 480}, fit, {}, {640, 480}, {0, 0, 640, 480}, {400, 0, 100, 100}},
+        {"one pixel", {1920, 1080}, fit, {}, {1, 1}, {0, 0, 1, 1}},
+        {"extreme", {2, 2}, fit, {huge, 1}, {500, 400}, {0, 199, 500, 1}},
+        {"extreme fill", {2, 2}, fill, {huge, 1}, {500, 400}, {-524038, 0, 1048576, 400}},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.pName);
+        SCOPED_TRACE(c.name);
         DisplaySettings settings;
         settings.method = c.method;
         settings.aspectX = c.aspect.width;
         settings.aspectY = c.aspect.height;
         settings.cropOn = c.crop.right != 0;
         settings.crop = c.crop;
-        const PictureLayout layout = layOut(c.picture, settings, c.window);
+        const PictureLayout layout = LayOut(c.picture, settings, c.window);
         const Rect whole = {0, 0, c.picture.width, c.picture.height};
-        EXPECT_EQ(layout.source, c.source.isEmpty() ? whole : c.source);
+        EXPECT_EQ(layout.source, c.source.IsEmpty() ? whole : c.source);
         EXPECT_EQ(layout.target, c.target);
-        EXPECT_EQ(layout.visible, intersect(c.target, {0, 0, c.window.width, c.window.height}));
+        EXPECT_EQ(layout.visible, Intersect(c.target, {0, 0, c.window.width, c.window.height}));
     }
 }
 
@@ -74,7 +80,7 @@ TEST(PictureLayoutBars, CoverWhatThePictureLeavesFree) {
     for (const Rect& visible :
          {Rect{0, 0, 20, 10}, Rect{5, 0, 10, 10}, Rect{0, 3, 20, 4}, Rect{7, 2, 5, 6}}) {
         std::vector<int> covered(static_cast<std::size_t>(window.width) * window.height);
-        const Bars bars = barsAround(visible, window);
+        const Bars bars = BarsAround(visible, window);
         std::vector<Rect> all(bars.rects, bars.rects + bars.count);
         all.push_back(visible); // together they cover every pixel exactly once
         for (const Rect& r : all) {

@@ -1,4 +1,5 @@
 #include "TestPicture.h"
+#include "tests/support/FailingAllocation.h"
 #include "tests/support/WaitUntil.h"
 
 #include <kqplayer/player_view.h>
@@ -18,67 +19,67 @@ using namespace kq::test;
 
 namespace {
 
-void* asParent(xcb_window_t window) {
+void* AsParent(xcb_window_t window) {
     return reinterpret_cast<void*>(static_cast<std::uintptr_t>(window));
 }
-void* const OffScreen = asParent(1);
+void* const offScreen = AsParent(1);
 
 /// A view that is destroyed at the end of its scope.
 struct TestView {
-    TestView(void* pParent, VRECT rect) : m_pView(PVCreatePlayerView(pParent, &rect)) {}
-    ~TestView() { PVDestroyPlayerView(m_pView); }
+    TestView(void* parent, VRECT rect) : mView(PVCreatePlayerView(parent, &rect)) {}
+    ~TestView() { PVDestroyPlayerView(mView); }
     TestView(const TestView&) = delete;
     TestView& operator=(const TestView&) = delete;
 
-    operator void*() const { return m_pView; }
-    xcb_window_t window() const {
-        return static_cast<xcb_window_t>(reinterpret_cast<std::uintptr_t>(PVGetHwnd(m_pView)));
+    operator void*() const { return mView; }
+    xcb_window_t Window() const {
+        return static_cast<xcb_window_t>(reinterpret_cast<std::uintptr_t>(PVGetHwnd(mView)));
     }
-    void show(const TestPicture& picture) const {
-        PVShowRGB32Image(m_pView, picture.width, picture.height,
+    void Show(const TestPicture& picture) const {
+        PVShowRGB32Image(mView, picture.width, picture.height,
                          const_cast<std::uint8_t*>(picture.pixels.data()));
     }
 
-    void* const m_pView;
+    void* const mView;
 };
 
 TEST(PlayerView, ShowsPictureInChildWindow) {
     Xvfb server;
-    const xcb_window_t parent = server.makeWindow(100, 50, 400, 300, 0xABCDEF);
-    const TestView view(asParent(parent), {30, 20, 160, 90});
-    const TestPicture picture = noise(160, 90);
-    view.show(picture);
-    EXPECT_TRUE(waitForPicture(server, picture, 30, 20, parent));
+    const xcb_window_t parent = server.MakeWindow(100, 50, 400, 300, 0xABCDEF);
+    const TestView view(AsParent(parent), {30, 20, 160, 90});
+    const TestPicture picture = Noise(160, 90);
+    view.Show(picture);
+    EXPECT_TRUE(WaitForPicture(server, picture, 30, 20, parent));
     const std::vector<Probe> around = {
         {29, 20, 0xABCDEF}, {30, 19, 0xABCDEF}, {190, 20, 0xABCDEF}, {30, 110, 0xABCDEF}};
-    EXPECT_TRUE(showsProbes(server.screenshot(parent), around));
+    EXPECT_TRUE(ShowsProbes(server.Screenshot(parent), around));
 }
 
 TEST(PlayerView, ShowsPicturesMadeInLentMemory) {
     Xvfb server;
-    const xcb_window_t parent = server.makeWindow(0, 0, 320, 240);
-    const TestView view(asParent(parent), {0, 0, 160, 90});
+    const xcb_window_t parent = server.MakeWindow(0, 0, 320, 240);
+    const TestView view(AsParent(parent), {0, 0, 160, 90});
     const auto showLent = [&](const TestPicture& picture) {
-        std::uint8_t* const pLent = PVGetPictureBuffer(view, picture.width, picture.height);
-        ASSERT_NE(pLent, nullptr);
-        std::memcpy(pLent, picture.pixels.data(), picture.pixels.size());
-        PVShowRGB32Image(view, picture.width, picture.height, pLent);
+        std::uint8_t* const lent = PVGetPictureBuffer(view, picture.width, picture.height);
+        ASSERT_NE(lent, nullptr);
+        std::memcpy(lent, picture.pixels.data(), picture.pixels.size());
+        PVShowRGB32Image(view, picture.width, picture.height, lent);
     };
     for (int i = 0; i < 4; ++i) { // both buffers, and a copied picture between lent ones
-        const TestPicture picture = noise(160 - i % 2, 90);
-        i == 2 ? view.show(picture) : showLent(picture);
+        const TestPicture picture = Noise(160 - i % 2, 90);
+        i == 2 ? view.Show(picture) : showLent(picture);
     }
-    const TestPicture picture = noise(160, 90);
+    const TestPicture picture = Noise(160, 90);
     showLent(picture);
-    EXPECT_TRUE(waitForPicture(server, picture, 0, 0, parent));
+    EXPECT_TRUE(WaitForPicture(server, picture, 0, 0, parent));
 
     // What is lent stays there when the window goes.
-    std::uint8_t* const pLent = PVGetPictureBuffer(view, 160, 90);
-    ASSERT_NE(pLent, nullptr);
-    server.destroyWindow(parent);
-    EXPECT_TRUE(WaitUntil([&] { return view.window() == 0; }));
-    std::memcpy(pLent, picture.pixels.data(), picture.pixels.size());
-    PVShowRGB32Image(view, 160, 90, pLent);
+    std::uint8_t* const lent = PVGetPictureBuffer(view, 160, 90);
+    ASSERT_NE(lent, nullptr);
+    server.DestroyWindow(parent);
+    EXPECT_TRUE(WaitUntil([&] { return view.Window() == 0; }));
+    std::memcpy(lent, picture.pixels.data(), picture.pixels.size());
+    PVShowRGB32Image(view, 160, 90, lent);
     EXPECT_EQ(PVGetPictureBuffer(view, 160, 90), nullptr);
     EXPECT_EQ(PVGetPictureBuffer(view, 0, 90), nullptr);
 }
@@ -88,50 +89,50 @@ TEST(PlayerView, TopLevelWindowSurvivesItsCloseButtonAndGoesWithItsView) {
     xcb_window_t window = 0;
     {
         const TestView view(nullptr, {200, 100, 160, 90});
-        window = view.window();
-        const TestPicture picture = noise(160, 90);
-        view.show(picture);
-        EXPECT_TRUE(waitForPicture(server, picture, 200, 100));
-        server.requestClose(window);
-        EXPECT_TRUE(WaitUntil([&] { return !server.isViewable(window); }));
-        EXPECT_TRUE(server.exists(window));
-        view.show(picture);
+        window = view.Window();
+        const TestPicture picture = Noise(160, 90);
+        view.Show(picture);
+        EXPECT_TRUE(WaitForPicture(server, picture, 200, 100));
+        server.RequestClose(window);
+        EXPECT_TRUE(WaitUntil([&] { return !server.IsShown(window); }));
+        EXPECT_TRUE(server.Exists(window));
+        view.Show(picture);
         EXPECT_EQ(PVUpdate(view), 1);
     }
-    EXPECT_FALSE(server.exists(window));
+    EXPECT_FALSE(server.Exists(window));
 }
 
 TEST(PlayerView, HostsSettingsTakeEffectAtOnce) {
     Xvfb server;
     const TestView view(nullptr, {0, 0, 200, 200});
-    view.show(quadrants(200, 100));
-    const auto expect = [&](const char* pWhat, const std::vector<Probe>& probes) {
-        EXPECT_TRUE(waitForProbes(server, probes, view.window())) << pWhat;
+    view.Show(Quadrants(200, 100));
+    const auto expect = [&](const char* what, const std::vector<Probe>& probes) {
+        EXPECT_TRUE(WaitForProbes(server, probes, view.Window())) << what;
     };
-    expect("fit", {{100, 49, Black}, {1, 50, Red}, {199, 149, White}, {100, 150, Black}});
+    expect("fit", {{100, 49, black}, {1, 50, red}, {199, 149, white}, {100, 150, black}});
     EXPECT_EQ(PVSetDisplayResizeMode(view, IMAGE_RESIZE_STRETCH), 1);
-    expect("stretch", {{0, 0, Red}, {199, 0, Green}, {0, 199, Blue}, {199, 199, White}});
+    expect("stretch", {{0, 0, red}, {199, 0, green}, {0, 199, blue}, {199, 199, white}});
     EXPECT_EQ(PVSetDisplayResizeMode(view, static_cast<IMAGE_RESIZE_METHOD>(4)), 0);
     EXPECT_EQ(PVSetDisplayResizeMode(view, IMAGE_RESIZE_FIT), 1);
     PVSetDisplayScale(view, 1, 2);
-    expect("aspect", {{49, 100, Black}, {51, 1, Red}, {148, 198, White}, {151, 100, Black}});
+    expect("aspect", {{49, 100, black}, {51, 1, red}, {148, 198, white}, {151, 100, black}});
     PVSetDisplayScale(view, 0, 0);
     tagRECT crop = {100, 0, 200, 50};
     tagRECT stored = {};
     EXPECT_EQ(PVSetCropRect(view, &crop), 1);
     EXPECT_EQ(PVGetCropRect(view, &stored), 1);
     EXPECT_EQ(std::memcmp(&stored, &crop, sizeof(crop)), 0);
-    expect("crop rectangle without crop mode", {{1, 50, Red}, {199, 149, White}});
+    expect("crop rectangle without crop mode", {{1, 50, red}, {199, 149, white}});
     EXPECT_EQ(PVSetCropMode(view, 1), 1);
-    expect("crop", {{100, 49, Black}, {1, 52, Green}, {198, 148, Green}});
+    expect("crop", {{100, 49, black}, {1, 52, green}, {198, 148, green}});
     EXPECT_EQ(PVSetCropRect(view, nullptr), 1);
-    expect("no crop rectangle", {{1, 50, Red}, {199, 149, White}});
+    expect("no crop rectangle", {{1, 50, red}, {199, 149, white}});
 }
 
 TEST(PlayerView, BadArgumentsAreRefused) {
     tagRECT rect = {};
-    for (int (*pfn)(void*, unsigned) : {PVSetCropMode, PVSetMaskMode}) {
-        EXPECT_EQ(pfn(nullptr, 1), 0);
+    for (int (*function)(void*, unsigned) : {PVSetCropMode, PVSetMaskMode}) {
+        EXPECT_EQ(function(nullptr, 1), 0);
     }
     EXPECT_EQ(PVSetCallbackWnd(nullptr, nullptr), 0);
     EXPECT_EQ(PVSetCropRect(nullptr, &rect), 0);
@@ -166,25 +167,49 @@ TEST(PlayerView, ParentMustBeAWindowAndTheScreenTrueColour) {
     {
         Xvfb server;
         VRECT rect = {0, 0, 10, 10};
-        EXPECT_EQ(PVCreatePlayerView(asParent(0x1FFFFFFF), &rect), nullptr);
-        EXPECT_NE(server.screenshot().width, 0);
+        EXPECT_EQ(PVCreatePlayerView(AsParent(0x1FFFFFFF), &rect), nullptr);
+        EXPECT_NE(server.Screenshot().width, 0);
     }
     Xvfb server({"-screen", "0", "800x600x16"});
     const TestView view(nullptr, {10, 10, 320, 240});
     ASSERT_TRUE(view);
-    EXPECT_EQ(view.window(), 0u);
-    view.show(quadrants(160, 120));
+    EXPECT_EQ(view.Window(), 0u);
+    view.Show(Quadrants(160, 120));
+}
+
+TEST(PlayerView, WithoutMemoryThereIsNoViewAndNoWindow) {
+    Xvfb server;
+    const xcb_window_t parent = server.MakeWindow(0, 0, 64, 48, white);
+    for (void* place : {AsParent(parent), offScreen}) {
+        VRECT rect = {0, 0, 64, 48};
+        const int failures =
+            FailEachAllocation([&] { return PVCreatePlayerView(place, &rect); },
+                               [&](void* view, bool hasFailed) {
+                                   EXPECT_EQ(view == nullptr, hasFailed);
+                                   EXPECT_TRUE(!hasFailed || WaitForProbes(server, {{9, 9, white}}, parent));
+                                   PVDestroyPlayerView(view);
+                               });
+        EXPECT_GT(failures, 0);
+    }
+    const TestView view(AsParent(parent), {0, 0, 64, 48});
+    const TestPicture picture = Noise(64, 48);
+    const auto show = [&] {
+        view.Show(picture);
+        return 0;
+    };
+    FailEachAllocation(show, [](int, bool) {});
+    EXPECT_TRUE(WaitForPicture(server, picture, 0, 0, parent));
 }
 
 TEST(PlayerView, WithoutDisplayTheViewIsOffScreen) {
-    const TestPicture picture = noise(64, 48);
-    for (const char* pDisplay : {"", ":987", "nonsense"}) {
-        *pDisplay != '\0' ? setenv("DISPLAY", pDisplay, 1) : unsetenv("DISPLAY");
-        for (void* pParent : {asParent(0), OffScreen, asParent(0x400001)}) {
-            const TestView view(pParent, {0, 0, 64, 48});
+    const TestPicture picture = Noise(64, 48);
+    for (const char* display : {"", ":987", "nonsense"}) {
+        *display != '\0' ? setenv("DISPLAY", display, 1) : unsetenv("DISPLAY");
+        for (void* parent : {AsParent(0), offScreen, AsParent(0x400001)}) {
+            const TestView view(parent, {0, 0, 64, 48});
             ASSERT_TRUE(view);
-            EXPECT_EQ(view.window(), 0u);
-            view.show(picture);
+            EXPECT_EQ(view.Window(), 0u);
+            view.Show(picture);
             EXPECT_EQ(PVUpdate(view), 1);
         }
     }
@@ -192,38 +217,37 @@ TEST(PlayerView, WithoutDisplayTheViewIsOffScreen) {
 }
 
 struct SeenPicture {
-    void* pView;
+    void* view;
     int number;
     std::vector<std::uint8_t> pixels;
 };
 
-void keepPicture(void* pView, int nView, int nWidth, int nHeight, const unsigned char* pPixels,
-                 void* pUserData) {
-    const std::size_t bytes = std::size_t{4} * nWidth * nHeight;
-    static_cast<std::vector<SeenPicture>*>(pUserData)->push_back({pView, nView, {pPixels, pPixels + bytes}});
+void KeepPicture(void* view, int number, int width, int height, const unsigned char* pixels, void* userData) {
+    const std::size_t bytes = std::size_t{4} * width * height;
+    static_cast<std::vector<SeenPicture>*>(userData)->push_back({view, number, {pixels, pixels + bytes}});
 }
 
 TEST(PlayerView, SinksReceiveEveryPicture) {
-    const TestView first(OffScreen, {});
+    const TestView first(offScreen, {});
     std::vector<SeenPicture> common;
     std::vector<SeenPicture> own;
-    PVSetPictureSink(nullptr, keepPicture, &common);
-    const TestView second(OffScreen, {});
-    PVSetPictureSink(second, keepPicture, &own);
-    const TestPicture a = noise(31, 17);
-    const TestPicture b = plain(5, 3, Green);
-    first.show(a);
-    second.show(b);
+    PVSetPictureSink(nullptr, KeepPicture, &common);
+    const TestView second(offScreen, {});
+    PVSetPictureSink(second, KeepPicture, &own);
+    const TestPicture a = Noise(31, 17);
+    const TestPicture b = Plain(5, 3, green);
+    first.Show(a);
+    second.Show(b);
     PVSetPictureSink(nullptr, nullptr, nullptr);
-    first.show(a);
-    second.show(a);
+    first.Show(a);
+    second.Show(a);
     PVSetPictureSink(second, nullptr, nullptr);
-    second.show(b);
+    second.Show(b);
 
     ASSERT_EQ(common.size(), 2u);
-    EXPECT_EQ(common[0].pView, first);
+    EXPECT_EQ(common[0].view, first);
     EXPECT_EQ(common[0].pixels, a.pixels);
-    EXPECT_EQ(common[1].pView, second);
+    EXPECT_EQ(common[1].view, second);
     EXPECT_EQ(common[1].number, common[0].number + 1);
     ASSERT_EQ(own.size(), 2u);
     EXPECT_EQ(own[0].pixels, b.pixels);
@@ -236,19 +260,19 @@ TEST(PlayerView, ReplacingASinkWaitsUntilItNoLongerRuns) {
         std::atomic<bool> entered = false;
         std::atomic<bool> left = false;
     };
-    const auto slowSink = [](void*, int, int, int, const unsigned char*, void* pUserData) {
-        auto* pFlags = static_cast<Flags*>(pUserData);
-        pFlags->entered = true;
+    const auto slowSink = [](void*, int, int, int, const unsigned char*, void* userData) {
+        auto* flags = static_cast<Flags*>(userData);
+        flags->entered = true;
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        pFlags->left = true;
+        flags->left = true;
     };
-    const TestView view(OffScreen, {});
-    for (void* pTarget : std::initializer_list<void*>{nullptr, view}) {
+    const TestView view(offScreen, {});
+    for (void* target : std::initializer_list<void*>{nullptr, view}) {
         Flags flags;
-        PVSetPictureSink(pTarget, slowSink, &flags);
-        std::thread shower([&] { view.show(plain(2, 2, Red)); });
+        PVSetPictureSink(target, slowSink, &flags);
+        std::thread shower([&] { view.Show(Plain(2, 2, red)); });
         EXPECT_TRUE(WaitUntil([&] { return flags.entered.load(); }));
-        PVSetPictureSink(pTarget, nullptr, nullptr);
+        PVSetPictureSink(target, nullptr, nullptr);
         EXPECT_TRUE(flags.left);
         shower.join();
     }
@@ -256,16 +280,16 @@ TEST(PlayerView, ReplacingASinkWaitsUntilItNoLongerRuns) {
 
 TEST(PlayerView, DestroyedParentLeavesAnOffScreenView) {
     Xvfb server;
-    const TestPicture picture = noise(160, 90);
-    const xcb_window_t parent = server.makeWindow(0, 0, 320, 240);
-    const TestView view(asParent(parent), {0, 0, 320, 180});
+    const TestPicture picture = Noise(160, 90);
+    const xcb_window_t parent = server.MakeWindow(0, 0, 320, 240);
+    const TestView view(AsParent(parent), {0, 0, 320, 180});
     std::vector<SeenPicture> seen;
-    PVSetPictureSink(view, keepPicture, &seen);
-    view.show(picture);
-    server.destroyWindow(parent);
-    view.show(picture); // may still cross with the news
-    EXPECT_TRUE(WaitUntil([&] { return view.window() == 0; }));
-    view.show(picture);
+    PVSetPictureSink(view, KeepPicture, &seen);
+    view.Show(picture);
+    server.DestroyWindow(parent);
+    view.Show(picture); // may still cross with the news
+    EXPECT_TRUE(WaitUntil([&] { return view.Window() == 0; }));
+    view.Show(picture);
     EXPECT_EQ(PVUpdate(view), 1);
     PVSetDisplayScale(view, 4, 3);
     EXPECT_EQ(seen.size(), 3u);
@@ -273,20 +297,20 @@ TEST(PlayerView, DestroyedParentLeavesAnOffScreenView) {
 
 TEST(PlayerView, LostDisplayLeavesOffScreenViews) {
     Xvfb server;
-    const TestPicture picture = noise(320, 180);
+    const TestPicture picture = Noise(320, 180);
     const TestView scaled(nullptr, {0, 0, 200, 200});
     const TestView unscaled(nullptr, {0, 0, 320, 180});
     std::atomic<bool> stop = false;
     std::thread showers([&] {
         RunThreads(2, [&](int i) {
             while (!stop) {
-                (i == 0 ? scaled : unscaled).show(picture);
+                (i == 0 ? scaled : unscaled).Show(picture);
             }
         });
     });
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    server.stop();
-    EXPECT_TRUE(WaitUntil([&] { return scaled.window() == 0 && unscaled.window() == 0; }));
+    server.Stop();
+    EXPECT_TRUE(WaitUntil([&] { return scaled.Window() == 0 && unscaled.Window() == 0; }));
     stop = true;
     showers.join();
 }
@@ -297,31 +321,31 @@ TEST(PlayerView, DrawsOnPoorServersToo) {
     for (const auto& arguments : servers) {
         Xvfb server(arguments);
         const TestView view(nullptr, {10, 10, 320, 240});
-        view.show(quadrants(160, 120));
-        const std::vector<Probe> probes = {{2, 2, Red}, {317, 2, Green}, {2, 237, Blue}, {317, 237, White}};
-        EXPECT_TRUE(waitForProbes(server, probes, view.window())) << arguments.back();
+        view.Show(Quadrants(160, 120));
+        const std::vector<Probe> probes = {{2, 2, red}, {317, 2, green}, {2, 237, blue}, {317, 237, white}};
+        EXPECT_TRUE(WaitForProbes(server, probes, view.Window())) << arguments.back();
     }
 }
 
 TEST(PlayerView, SixteenViewsFromSixteenThreads) {
-    constexpr int Count = 16;
-    constexpr int Side = 128;
+    constexpr int count = 16;
+    constexpr int side = 128;
     Xvfb server;
-    const xcb_window_t parent = server.makeWindow(0, 0, Count * Side / 4, 4 * Side);
-    std::vector<std::unique_ptr<TestView>> views(Count);
-    std::vector<Probe> probes(Count);
-    RunThreads(Count, [&](int i) {
-        const int x = i % 4 * Side, y = i / 4 * Side;
-        views[i] = std::make_unique<TestView>(asParent(parent), VRECT{x, y, Side, Side});
+    const xcb_window_t parent = server.MakeWindow(0, 0, count * side / 4, 4 * side);
+    std::vector<std::unique_ptr<TestView>> views(count);
+    std::vector<Probe> probes(count);
+    RunThreads(count, [&](int i) {
+        const int x = i % 4 * side, y = i / 4 * side;
+        views[i] = std::make_unique<TestView>(AsParent(parent), VRECT{x, y, side, side});
         for (int n = 0; n < 60; ++n) {
-            views[i]->show(n % 3 == 0 ? plain(Side, Side, Black) : plain(50 + n, 40, White));
+            views[i]->Show(n % 3 == 0 ? Plain(side, side, black) : Plain(50 + n, 40, white));
             PVSetDisplayResizeMode(*views[i], static_cast<IMAGE_RESIZE_METHOD>(n % 4));
         }
         PVSetDisplayResizeMode(*views[i], IMAGE_RESIZE_STRETCH);
         probes[i] = {x + 3, y + 124, 0x0F0B07u * (i + 1)};
-        views[i]->show(plain(64, 64, probes[i].rgb));
+        views[i]->Show(Plain(64, 64, probes[i].rgb));
     });
-    EXPECT_TRUE(waitForProbes(server, probes, parent));
+    EXPECT_TRUE(WaitForProbes(server, probes, parent));
 }
 
 } // namespace

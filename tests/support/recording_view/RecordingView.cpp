@@ -5,42 +5,50 @@
 #include <atomic>
 #include <mutex>
 
+namespace kq::test {
 namespace {
 
 struct View {
-    int nNumber;
+    int number;
 };
 
-std::mutex s_lock;
-PVPictureSink s_pfnSink = nullptr;
-void* s_pUserData = nullptr;
-int s_nNext = 0;
-std::atomic<int> s_nAlive{0};
-std::atomic<int> s_nScaleX{0};
-std::atomic<int> s_nScaleY{0};
+/// What the library knows of all views.
+struct Recording {
+    std::mutex lock; ///< guards the sink and the next number
+    PVPictureSink sink = nullptr;
+    void* userData = nullptr;
+    int next = 0;
+    std::atomic<int> alive{0};
+    std::atomic<int> scaleX{0};
+    std::atomic<int> scaleY{0};
+};
+Recording recording;
 
 } // namespace
+} // namespace kq::test
 
-void* PVCreatePlayerView(void* pParent, VRECT*) {
+using namespace kq::test;
+
+void* PVCreatePlayerView(void* parent, VRECT*) {
     // The parent 2 plays a window that the library refuses.
-    if (reinterpret_cast<std::uintptr_t>(pParent) == 2) {
+    if (reinterpret_cast<std::uintptr_t>(parent) == 2) {
         return nullptr;
     }
-    const std::lock_guard<std::mutex> lock(s_lock);
-    ++s_nAlive;
-    return new View{s_nNext++};
+    const std::lock_guard<std::mutex> lock(recording.lock);
+    ++recording.alive;
+    return new View{recording.next++};
 }
 
-void PVDestroyPlayerView(void* pView) {
-    delete static_cast<View*>(pView);
-    --s_nAlive;
+void PVDestroyPlayerView(void* view) {
+    delete static_cast<View*>(view);
+    --recording.alive;
 }
 
-int PVSetCropMode(void*, unsigned int nMode) {
-    return static_cast<int>(nMode);
+int PVSetCropMode(void*, unsigned int mode) {
+    return static_cast<int>(mode);
 }
-int PVSetMaskMode(void*, unsigned int nMode) {
-    return static_cast<int>(nMode);
+int PVSetMaskMode(void*, unsigned int mode) {
+    return static_cast<int>(mode);
 }
 int PVSetCallbackWnd(void*, void*) {
     return 7;
@@ -51,41 +59,42 @@ int PVSetCropRect(void*, tagRECT*) {
 int PVGetCropRect(void*, tagRECT*) {
     return 9;
 }
-int PVSetDisplayResizeMode(void*, IMAGE_RESIZE_METHOD eMethod) {
-    return eMethod;
+int PVSetDisplayResizeMode(void*, IMAGE_RESIZE_METHOD method) {
+    return method;
 }
 void PVSetDisplayScale(void*, int x, int y) {
-    s_nScaleX = x;
-    s_nScaleY = y;
+    recording.scaleX = x;
+    recording.scaleY = y;
 }
 int PVUpdate(void*) {
     return 10;
 }
-void* PVGetHwnd(void* pView) {
-    return pView;
+void* PVGetHwnd(void* view) {
+    return view;
 }
 
 #ifndef LACKING
-void PVShowRGB32Image(void* pView, int nWidth, int nHeight, unsigned char* pPixels) {
-    const std::lock_guard<std::mutex> lock(s_lock);
-    if (s_pfnSink != nullptr) {
-        s_pfnSink(pView, static_cast<View*>(pView)->nNumber, nWidth, nHeight, pPixels, s_pUserData);
+void PVShowRGB32Image(void* view, int width, int height, unsigned char* pixels) {
+    const std::lock_guard<std::mutex> lock(recording.lock);
+    if (recording.sink != nullptr) {
+        const int number = static_cast<View*>(view)->number;
+        recording.sink(view, number, width, height, pixels, recording.userData);
     }
 }
 #endif
 
-void PVSetPictureSink(void*, PVPictureSink pfnSink, void* pUserData) {
-    const std::lock_guard<std::mutex> lock(s_lock);
-    s_pfnSink = pfnSink;
-    s_pUserData = pUserData;
-    s_nNext = 0;
+void PVSetPictureSink(void*, PVPictureSink sink, void* userData) {
+    const std::lock_guard<std::mutex> lock(recording.lock);
+    recording.sink = sink;
+    recording.userData = userData;
+    recording.next = 0;
 }
 
 // For tests only.
 KQ_EXTERN_C int RecordingViewsAlive() {
-    return s_nAlive;
+    return recording.alive;
 }
-KQ_EXTERN_C void RecordingViewScale(int* px, int* py) {
-    *px = s_nScaleX;
-    *py = s_nScaleY;
+KQ_EXTERN_C void RecordingViewScale(int* x, int* y) {
+    *x = recording.scaleX;
+    *y = recording.scaleY;
 }
