@@ -50,6 +50,7 @@ private:
     int Loop();
     void Wait();
     void TakeSignals();
+    void Suspend();
     void TakeCommands();
     void TakeEnd();
     void WatchSoundDevice();

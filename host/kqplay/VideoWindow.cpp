@@ -4,6 +4,7 @@
 
 #include <SDL.h>
 #include <SDL_syswm.h>
+#include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <unistd.h>
 
@@ -47,6 +48,7 @@ bool StartSdl() {
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     SDL_SetHint(SDL_HINT_VIDEODRIVER, "x11");
     SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
+    SDL_SetHint(SDL_HINT_MOUSE_FOCUS_CLICKTHROUGH, "1"); // a click that gives the window the focus counts
     return SDL_Init(SDL_INIT_VIDEO) == 0;
 }
 
@@ -76,6 +78,26 @@ Command CommandOf(const SDL_Keysym& key) {
     const bool capital = ((key.mod & KMOD_SHIFT) != 0) != ((key.mod & KMOD_CAPS) != 0);
     const bool letter = key.sym >= 'a' && key.sym <= 'z';
     return CommandOfKey(capital && letter ? key.sym - 'a' + 'A' : key.sym);
+}
+
+/// @return true when there is a window manager that can make windows fill the screen
+bool HasFullScreen(Display* display) {
+    const Atom supported = XInternAtom(display, "_NET_SUPPORTED", False);
+    const Atom fullScreen = XInternAtom(display, "_NET_WM_STATE_FULLSCREEN", False);
+    constexpr long most = 4096; // in 32-bit units
+    Atom type = None;
+    int format = 0;
+    unsigned long count = 0;
+    unsigned long left = 0;
+    unsigned char* data = nullptr;
+    if (XGetWindowProperty(display, DefaultRootWindow(display), supported, 0, most, False, XA_ATOM, &type,
+                           &format, &count, &left, &data) != Success ||
+        !data)
+        return false;
+    const auto* atoms = reinterpret_cast<const Atom*>(data);
+    const bool has = type == XA_ATOM && std::find(atoms, atoms + count, fullScreen) != atoms + count;
+    XFree(data);
+    return has;
 }
 
 /// Scales a size down, ratio kept, until it fits on the screen together with the timeline.
@@ -141,8 +163,28 @@ void VideoWindow::Adopt(const std::vector<void*>& viewWindows) {
 }
 
 void VideoWindow::ToggleFullScreen() {
+    if (m_before || !HasFullScreen(m_display))
+        return FillScreen();
     const bool full = (SDL_GetWindowFlags(m_window) & SDL_WINDOW_FULLSCREEN_DESKTOP) != 0;
     SDL_SetWindowFullscreen(m_window, full ? 0 : SDL_WINDOW_FULLSCREEN_DESKTOP);
+}
+
+/// Without a window manager SDL would put the window into another one of the screen's size, as it is.
+void VideoWindow::FillScreen() {
+    Place place = m_before.value_or(Place{});
+    if (m_before) {
+        m_before.reset();
+    } else {
+        SDL_Rect screen;
+        if (SDL_GetDisplayBounds(std::max(0, SDL_GetWindowDisplayIndex(m_window)), &screen) != 0)
+            return;
+        SDL_GetWindowPosition(m_window, &place.x, &place.y);
+        SDL_GetWindowSize(m_window, &place.width, &place.height);
+        m_before = place;
+        place = {screen.x, screen.y, screen.w, screen.h};
+    }
+    SDL_SetWindowPosition(m_window, place.x, place.y);
+    SDL_SetWindowSize(m_window, place.width, place.height);
 }
 
 void VideoWindow::ShowPosition(double part) {

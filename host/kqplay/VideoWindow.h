@@ -33,6 +33,7 @@ public:
     void* Handle() const;
     /// Names the views' windows, which are to follow the size of this one from now on.
     void Adopt(const std::vector<void*>& viewWindows);
+    /// With a window manager or without one.
     void ToggleFullScreen();
     /// @param part of the timeline that lies before the position, 0 to 1
     void ShowPosition(double part);
@@ -47,7 +48,12 @@ public:
     std::optional<double> TakeTimelineClick() { return std::exchange(m_clicked, std::nullopt); }
 
 private:
+    struct Place {
+        int x, y, width, height;
+    };
+
     VideoWindow() = default;
+    void FillScreen();
     void OnWindowEvent(int event, int width, int height);
     void FitViews();
     void DrawTimeline();
@@ -61,6 +67,7 @@ private:
     int m_width = 0;
     int m_height = 0;
     double m_part = 0;
+    std::optional<Place> m_before; ///< where the window was before it filled the screen on its own
     bool m_dragging = false;
     std::optional<double> m_clicked;
 };

@@ -133,15 +133,41 @@ TEST_F(InWindow, AClickOrDragOnTheTimelineGoesThere) {
     const auto mouse = [&](int type, int x, int y) {
         Send(window, type, type == MotionNotify ? 0 : Button1, x, y);
     };
-    mouse(MotionNotify, size.width / 4, size.height / 4);
-    mouse(ButtonPress, size.width / 4, size.height / 4); // the picture is no timeline
-    mouse(ButtonRelease, size.width / 4, size.height / 4);
     mouse(MotionNotify, (size.width - 1) / 2, bar);
     mouse(ButtonPress, (size.width - 1) / 2, bar);
     kqplay.Press("", "paused  0:29.");
     mouse(MotionNotify, 0, bar);
     kqplay.Press("", "paused  0:00.00");
     mouse(ButtonRelease, 0, bar);
+    kqplay.Arrive(); // what came before has been carried out
+    mouse(MotionNotify, size.width / 4, size.height / 4);
+    mouse(ButtonPress, size.width / 4, size.height / 4); // the picture is no timeline
+    mouse(ButtonRelease, size.width / 4, size.height / 4);
+    kqplay.Arrive();
+    PressKey(window, XK_q);
+    const Trace trace = kqplay.Quit("");
+    EXPECT_EQ(trace.positions.back(), 0) << "nor was it taken for one";
+}
+
+TEST_F(InWindow, FillsTheScreenAndComesBackWithoutAWindowManager) {
+    AtTerminal kqplay({"--no-audio", Clip("long.mp4")}, m_environment);
+    const Window window = FindWindow();
+    const XWindowAttributes size = Attributes(window);
+    PressKey(window, XK_space);
+    kqplay.Press("", "paused  0:");
+    for (int i = 0; i < 2; ++i) {
+        PressKey(window, XK_f);
+        EXPECT_TRUE(WaitUntil([&] { return ViewFills(window, 1024, 768 - timelineHeight); }));
+        // A real pointer, whose first click counts.
+        const Outcome clicked =
+            RunProcess({"xdotool", "mousemove", "512", "764", "click", "1"}, m_environment);
+        EXPECT_EQ(clicked.status, 0) << clicked.err;
+        kqplay.Press("", "paused  0:30.0");
+        PressKey(window, XK_f);
+        EXPECT_TRUE(WaitUntil([&] { return ViewFills(window, size.width, size.height - timelineHeight); }));
+        PressKey(window, XK_Home);
+        kqplay.Press("", "paused  0:00.00");
+    }
     PressKey(window, XK_q);
     kqplay.Quit("");
 }
@@ -163,9 +189,9 @@ TEST_F(InWindow, AServerThatGoesEndsInOneLineWithFilesWhole) {
         SCOPED_TRACE(testing::PrintToString(options));
         auto server = std::make_unique<Xvfb>();
         Process kqplay(Joined({KQPLAY_PROGRAM, "--trace", folder / "trace", Clip("long.mp4")}, options),
-                       {{"DISPLAY", server->display()}});
+                       {{"DISPLAY", server->Display()}});
         EXPECT_TRUE(WaitUntil([&] { return kq::test::ReadFile(folder / "trace").size() > 1000; }));
-        server->stop();
+        server->Stop();
         const Outcome outcome = kqplay.Finish();
         EXPECT_EQ(outcome.status, 1);
         EXPECT_EQ(outcome.err, "kqplay: the X server has gone\n");
