@@ -55,9 +55,10 @@ install_packages() {
     }
     say "installing ${missing[*]}" >&2
     mkdir -p build
-    if as_root apt-get update -q >"$log" 2>&1 </dev/null &&
-        as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends \
-            "${missing[@]}" >>"$log" 2>&1 </dev/null; then
+    # One index that cannot be had says nothing about the packages: the rest may have them all.
+    as_root apt-get update -q >"$log" 2>&1 </dev/null || true
+    if as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends \
+        "${missing[@]}" >>"$log" 2>&1 </dev/null; then
         return 0
     fi
     printf 'cannot install %s (%s)\n' "${missing[*]}" "$(grep -E '^E: |^neither' "$log" | tail -n 1 || true)"

@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -21,13 +22,43 @@ constexpr int periodFrames = 256;
 
 /// Makes the file to record to, so that an unwritable one is reported with its reason.
 bool CreateRecording(const std::string& path, std::string& error) {
-    struct stat facts;
-    if (stat(path.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode))
+    struct stat facts = {};
+    const bool exists = stat(path.c_str(), &facts) == 0;
+    if (exists && S_ISFIFO(facts.st_mode))
+        return true; // its reader would see the end when we closed it
+    if (exists && S_ISDIR(facts.st_mode))
         errno = EISDIR;
     else if (FileDescriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666)))
         return true;
     error = path + ": " + std::strerror(errno);
     return false;
+}
+
+/// OpenAL writes the length into the file's header at the end, and tells no one when that or a write before
+/// it fails.
+bool HasLengthOfItsHeader(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::array<unsigned char, 8> header = {};
+    file.read(reinterpret_cast<char*>(header.data()), header.size());
+    std::uint64_t length = 0;
+    for (std::size_t i = header.size(); i > 4; --i)
+        length = length << 8 | header[i - 1];
+    std::error_code failure;
+    return file && fs::file_size(path, failure) == length + header.size();
+}
+
+/// @return why a file that is to grow cannot, as far as that can be found out afterwards
+std::string WhyNotWritten(const std::string& path) {
+    const FileDescriptor file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    struct stat facts = {};
+    if (!file || fstat(file.Get(), &facts) != 0)
+        return std::strerror(errno);
+    if (!S_ISREG(facts.st_mode))
+        return "a write failed";
+    constexpr off_t more = 1 << 16;
+    const int reason = posix_fallocate(file.Get(), facts.st_size, more);
+    [[maybe_unused]] const int restored = ftruncate(file.Get(), facts.st_size);
+    return reason == 0 ? "a write failed" : std::strerror(reason);
 }
 
 std::string MakePrivateFolder(std::string& error) {
@@ -43,7 +74,8 @@ std::string MakePrivateFolder(std::string& error) {
 } // namespace
 
 AudioOutput::~AudioOutput() {
-    Close();
+    std::string ignored;
+    Close(ignored);
     RemoveSettings();
 }
 
@@ -53,8 +85,12 @@ bool AudioOutput::Configure(const Options& options, std::string& error) {
         return false;
     if (options.audio == AudioTarget::Null)
         setenv("ALSOFT_DRIVERS", "null", 1);
-    if (record)
+    if (record) {
+        m_recording = options.wavPath;
         setenv("ALSOFT_DRIVERS", "wave", 1);
+    }
+    if (options.log.empty() && !options.verbose)
+        setenv("ALSOFT_LOGLEVEL", "0", 0); // its mixer prints failed writes, which are ours to report
     if (!record && IsConfiguredByUser())
         return true;
 
@@ -71,8 +107,11 @@ bool AudioOutput::Configure(const Options& options, std::string& error) {
         fs::create_symlink(fs::absolute(options.wavPath), link, failure);
         file << "channels = stereo\nsample-type = int16\n[wave]\nfile = " << link << "\n";
     }
-    setenv("ALSOFT_CONF", settings.c_str(), 1);
-    return true;
+    file.close();
+    if (file)
+        return setenv("ALSOFT_CONF", settings.c_str(), 1) == 0;
+    error = settings + ": " + std::strerror(errno);
+    return !record; // without the short period then
 }
 
 bool AudioOutput::Open(int sampleRate, const ComponentOutput& output, std::string& error) {
@@ -87,8 +126,9 @@ bool AudioOutput::Open(int sampleRate, const ComponentOutput& output, std::strin
     m_context = alcCreateContext(m_device, sampleRate > 0 ? attributes : nullptr);
     if (m_context && alcMakeContextCurrent(m_context) == ALC_TRUE)
         return true;
+    std::string ignored;
+    Close(ignored);
     error = "OpenAL refuses a context";
-    Close();
     return false;
 }
 
@@ -133,7 +173,14 @@ bool AudioOutput::IsConfiguredByUser() {
                     fs::exists(fs::path(home) / ".config" / "alsoft.conf", ignored));
 }
 
-void AudioOutput::Close() {
+bool AudioOutput::IsRecordingWhole() const {
+    std::error_code failure;
+    return !fs::is_regular_file(m_recording, failure) || HasLengthOfItsHeader(m_recording);
+}
+
+bool AudioOutput::Close(std::string& error) {
+    const bool recorded = IsRecording() && m_context;
+    const bool connected = !m_context || IsConnected();
     if (m_context) {
         alcMakeContextCurrent(nullptr);
         alcDestroyContext(m_context);
@@ -142,6 +189,10 @@ void AudioOutput::Close() {
         alcCloseDevice(m_device);
     m_context = nullptr;
     m_device = nullptr;
+    if (!recorded || (connected && IsRecordingWhole()))
+        return true;
+    error = m_recording + ": could not be written whole: " + WhyNotWritten(m_recording);
+    return false;
 }
 
 void AudioOutput::RemoveSettings() {

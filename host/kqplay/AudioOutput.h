@@ -45,12 +45,17 @@ public:
     /// @return true when the user has settings for OpenAL Soft, which kqplay then leaves alone. To be asked
     ///         before Configure().
     static bool IsConfiguredByUser();
+    /// @return true when the sound goes to a file
+    bool IsRecording() const { return !m_recording.empty(); }
     /// Closes the device. A recorded file is complete after that.
-    void Close();
+    /// @return false with the reason in @p error when the recorded file could not be written whole
+    bool Close(std::string& error);
 
 private:
     void RemoveSettings();
+    bool IsRecordingWhole() const;
 
+    std::string m_recording; ///< path of the file to record to, or empty
     std::string m_settingsFolder;
     ALCdevice* m_device = nullptr;
     ALCcontext* m_context = nullptr;

@@ -4,6 +4,8 @@
 #include "ProgressLine.h"
 #include "VideoSize.h"
 
+#include <kqplayer/convenience.h>
+
 extern "C" {
 #include <libswscale/swscale.h>
 }
@@ -25,8 +27,9 @@ using Scaler = std::unique_ptr<SwsContext, decltype(&sws_freeContext)>;
 
 } // namespace
 
-ContactSheet::ContactSheet(IMediaStream& video, double seconds, const ContactSheetRequest& request)
-    : m_video(video), m_part(seconds / (request.columns * request.rows)), m_request(request) {
+ContactSheet::ContactSheet(IMediaStream& video, double begin, double seconds,
+                           const ContactSheetRequest& request)
+    : m_video(video), m_begin(begin), m_part(seconds / (request.columns * request.rows)), m_request(request) {
     int width = 1;
     int height = 1;
     DisplaySize(&video, width, height);
@@ -53,12 +56,10 @@ bool ContactSheet::Draw(const Progress& progress, std::string& error) {
 }
 
 bool ContactSheet::GoTo(int tile) {
-    constexpr int keyFrame = 0;
-    constexpr int exact = 1;
-    const double middle = (tile + 0.5) * m_part;
-    const double reached = m_video.Seek(middle, keyFrame);
+    const double middle = m_begin + (tile + 0.5) * m_part;
+    const double reached = m_video.Seek(middle, kq::KeyFrameSeek);
     if (reached > middle || reached < middle - m_part / 2)
-        m_video.Seek(middle, exact);
+        m_video.Seek(middle, kq::ExactSeek);
     return m_video.GetCurrentFrame() != nullptr;
 }
 
@@ -77,7 +78,7 @@ bool ContactSheet::DrawTile(int tile) {
     std::uint8_t* target[] = {m_sheet.Bits() + static_cast<std::ptrdiff_t>(top) * m_sheet.Pitch() + left * 3};
     const int targetPitch[] = {m_sheet.Pitch()};
     sws_scale(scaler.get(), planes, pitches, 0, image.nHeight, target, targetPitch);
-    const std::string label = FormatTime(static_cast<double>(frame.llPTS) / 1e7);
+    const std::string label = FormatTime(static_cast<double>(frame.llPTS) / kq::TicksPerSecond);
     const int labelScale = m_tileWidth < wideTile ? 1 : 2;
     if (TextWidth(label, labelScale) + 2 * labelMargin <= m_tileWidth &&
         TextHeight(labelScale) + 2 * labelMargin <= m_tileHeight)

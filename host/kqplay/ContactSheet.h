@@ -19,9 +19,9 @@ struct ContactSheetRequest {
     int rows = 4;
 };
 
-/// Draws evenly spaced pictures of a file, row by row, each with its time.
+/// Draws evenly spaced pictures of a range of a file, row by row, each with its time in the file.
 ///
-/// Each picture stands for an equal part of the file. The one in the part's middle is shown; where a key
+/// Each picture stands for an equal part of the range. The one in the part's middle is shown; where a key
 /// frame lies in the half of the part before it, that one is, because it takes no decoding of others.
 class ContactSheet {
 public:
@@ -29,8 +29,9 @@ public:
     using Progress = std::function<bool(int drawn)>;
 
     /// @param video a video stream of MediaFile, nobody else's meanwhile
-    /// @param seconds length of the file
-    ContactSheet(IMediaStream& video, double seconds, const ContactSheetRequest& request);
+    /// @param begin   of the range, seconds in the file
+    /// @param seconds length of the range
+    ContactSheet(IMediaStream& video, double begin, double seconds, const ContactSheetRequest& request);
 
     /// @return false when it was given up, with an empty @p error, or failed, with one line in @p error
     bool Draw(const Progress& progress, std::string& error);
@@ -43,6 +44,7 @@ private:
     bool DrawTile(int tile);
 
     IMediaStream& m_video;
+    double m_begin;
     double m_part; ///< seconds that a picture stands for
     ContactSheetRequest m_request;
     int m_tileWidth = 0;

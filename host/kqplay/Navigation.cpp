@@ -31,15 +31,17 @@ void Navigation::SetVideo(IMediaStream* video) {
     m_frame = format && format->dFrameRate > 0 ? 1 / format->dFrameRate : 0;
 }
 
-void Navigation::SetRange(double begin, double end) {
+void Navigation::SetRange(double begin, double end, bool isCut) {
     m_begin = begin;
     m_end = end;
+    m_isCut = isCut;
     Forget();
 }
 
 void Navigation::SeekTo(double seconds) {
     seconds = std::max(0.0, m_end > 0 ? std::min(seconds, m_end) : seconds);
     m_target = seconds;
+    m_stepTarget = 0;
     m_takenSince = MonotonicMicroseconds();
     m_player.Seek(seconds);
     if (!m_monitor.IsRunning()) { // moved at once, and nobody tells the position
@@ -58,6 +60,21 @@ void Navigation::SeekToEnd() {
 void Navigation::StepForward() {
     if (IsUnderWay())
         return SeekTo(*m_target + (m_frame > 0 ? m_frame : usualFrame));
+    PostStep();
+}
+
+/// Steps are posted faster than they are made: each counts from where the one before leads.
+void Navigation::PostStep() {
+    constexpr std::int64_t longestStep = 500'000;
+    const std::int64_t now = MonotonicMicroseconds();
+    const double frame = m_frame > 0 ? m_frame : usualFrame;
+    const double shown = FrameTime();
+    const bool isOnTheWay = m_stepTarget > shown && now - m_steppedAt < longestStep;
+    const double target = (isOnTheWay ? m_stepTarget : shown) + frame;
+    if (m_isCut && target > m_end - frame / 2 + justBefore)
+        return;
+    m_stepTarget = target;
+    m_steppedAt = now;
     m_player.Forward();
 }
 

@@ -17,14 +17,16 @@ public:
 
     /// Names what the player shows. @param video reference stream, or null
     void SetVideo(IMediaStream* video);
-    /// A new run: nothing is under way. @param end length of the range, 0 for unknown
-    void SetRange(double begin, double end);
+    /// A new run: nothing is under way.
+    /// @param end   length of the range, 0 for unknown
+    /// @param isCut the file goes on behind the range
+    void SetRange(double begin, double end, bool isCut);
 
     /// Goes to a time; one outside of the range is moved to its edge.
     void SeekTo(double seconds);
     void SeekBy(double seconds) { SeekTo(Position() + seconds); }
     void SeekToEnd();
-    /// While paused: shows the next frame. Never goes past the last one.
+    /// While paused: shows the next frame. Never goes past the last one, nor past the range.
     void StepForward();
     /// While paused: shows the frame before.
     void StepBackward();
@@ -38,6 +40,7 @@ public:
 
 private:
     bool IsUnderWay();
+    void PostStep();
     double FrameTime() const;
 
     Player& m_player;
@@ -46,6 +49,9 @@ private:
     double m_frame = 0; ///< duration of a frame, seconds; 0 for unknown
     double m_begin = 0; ///< seconds in the file
     double m_end = 0;
+    bool m_isCut = false;
+    double m_stepTarget = 0;      ///< where the steps that were posted last lead
+    std::int64_t m_steppedAt = 0; ///< microseconds
     std::optional<double> m_target;
     std::int64_t m_takenSince = 0; ///< microseconds; the seek was still posted then
 };

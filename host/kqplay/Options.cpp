@@ -84,6 +84,17 @@ std::string NothingSelected(const Options& options) {
     return {};
 }
 
+/// @param extras words that no option and no FILE took
+/// @return what is wrong with them: a mistyped option makes a file of its value, and an extra word of the
+/// file
+std::string Unexpected(const std::vector<std::string>& extras) {
+    const auto isOption = [](const std::string& word) { return word.size() > 1 && word.front() == '-'; };
+    const auto option = std::find_if(extras.begin(), extras.end(), isOption);
+    if (option != extras.end())
+        return "there is no option " + *option;
+    return extras.empty() ? std::string() : "one file is played, and " + extras.front() + " is another";
+}
+
 int UsageError(const std::string& reason) {
     std::cerr << "kqplay: " << reason << "\nkqplay --help lists what can be given.\n";
     return ExitUsage;
@@ -161,7 +172,8 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
                    throw CLI::ValidationError("--contact-sheet", wrong);
            },
            "Do not play, but write an overview picture, 4x4 pictures unless told otherwise")
-        ->type_name("PATH[:COLSxROWS]");
+        ->type_name("PATH[:COLSxROWS]")
+        ->excludes(compare);
     app.add_option("--trace", options.trace, "Write what happens to a file, one JSON object a line")
         ->type_name("FILE");
     app.add_flag("--trace-hash", options.traceHash, "Give the trace's pictures a checksum");
@@ -174,17 +186,24 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
     log->type_name("FILE");
     app.add_flag("-v,--verbose", options.verbose, "Print what the component prints and logs")->excludes(log);
 
+    app.allow_extras(); // they are told below, the unknown options first
+    std::string wrong;
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& request) { // --help, --version
         return app.exit(request);
     } catch (const CLI::ParseError& error) {
-        return UsageError(error.what());
+        wrong = error.what();
     }
+    const std::string unexpected = Unexpected(app.remaining());
+    if (!unexpected.empty())
+        return UsageError(unexpected);
+    if (!wrong.empty())
+        return UsageError(wrong);
     options.video = !noVideo;
     if (noAudio)
         options.audio = AudioTarget::Off;
-    const std::string wrong = NothingSelected(options);
+    wrong = NothingSelected(options);
     if (!wrong.empty())
         return UsageError(wrong);
     return std::nullopt;

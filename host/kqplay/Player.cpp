@@ -11,7 +11,7 @@ int ReferenceMode(std::size_t views) {
 /// The second of two views, when it shows a stream of its own.
 constexpr int otherMode = 1;
 
-/// A range that no file fills. The run ends with its streams, whatever the length that a container claims.
+/// A range that no file fills: the run ends with its streams.
 constexpr double upToTheEnd = 1e9;
 
 } // namespace
@@ -67,8 +67,8 @@ void Player::SetAudio(IMediaStream* audio) {
     m_audioInput->SetAudioInput(audio);
 }
 
-void Player::SetRange(double begin, std::optional<double> length) {
-    m_player->SetPlayTime(begin, length.value_or(upToTheEnd));
+void Player::SetRange(double begin, double length) {
+    m_player->SetPlayTime(begin, length > 0 ? length : upToTheEnd);
 }
 
 bool Player::Play() {

@@ -5,7 +5,6 @@
 #include <kqplayer/convenience.h>
 #include <kqplayer/kqplayer.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -44,8 +43,8 @@ public:
     bool SetVideo(IMediaStream* video, IMediaStream* other);
     /// @param audio stream for the next run, or null for none, which also forgets the play range
     void SetAudio(IMediaStream* audio);
-    /// @param length seconds; none: up to the end of the file
-    void SetRange(double begin, std::optional<double> length);
+    /// @param length seconds; 0: up to the end of the streams, whatever their length
+    void SetRange(double begin, double length);
 
     /// @return false when there is nothing to play
     bool Play();
@@ -53,7 +52,7 @@ public:
     /// Opens a run that is paused, at the begin of the range or where Seek() has moved to.
     void Load() { m_player->Load(); }
     /// Posts an exact seek; without a run the views show the picture at once.
-    void Seek(double seconds) { m_player->Seek(seconds, exactSeek); }
+    void Seek(double seconds) { m_player->Seek(seconds, kq::ExactSeek); }
     /// @return true while a seek has not been taken
     bool IsSeeking() const { return m_player->IsSeeking(); }
     /// @return true once the run has entered its pause: only then it steps
@@ -72,8 +71,6 @@ public:
     std::vector<void*> ViewWindows() const;
 
 private:
-    static constexpr int exactSeek = 1;
-
     static long OnNotify(void* userData, unsigned int message, unsigned int what, unsigned int argument);
 
     kq::ComPtr<IMediaPlayer> m_player;

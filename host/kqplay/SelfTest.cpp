@@ -18,7 +18,6 @@ namespace {
 
 constexpr double rangeSeconds = 1.0;
 constexpr double longestRun = 6.0; ///< seconds; far more than the second that is played
-constexpr double ticksPerSecond = 1e7;
 
 constexpr int pictureRate = 50;
 constexpr int width = 320;
@@ -54,7 +53,7 @@ protected:
     virtual void Make(MEDIA_FRAME& frame, int index) = 0;
     void GoTo(int index) {
         m_index = index;
-        m_frame.llPTS = std::llround(index * ticksPerSecond / m_rate);
+        m_frame.llPTS = std::llround(index * double{kq::TicksPerSecond} / m_rate);
         Make(m_frame, index);
     }
 

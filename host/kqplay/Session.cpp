@@ -19,8 +19,8 @@ constexpr double wallClockStep = 0.010;
 /// The progress line and the look at the sound device come this often, in milliseconds.
 constexpr int refreshPeriod = 100;
 
-/// Time stamps of frames count in 100-ns units.
-constexpr double ticksPerSecond = 1e7;
+/// The player takes anything shorter, in seconds, for no limit.
+constexpr double shortestRange = 0.002;
 
 /// A note stays this long in the progress line, in microseconds.
 constexpr std::int64_t noteTime = 2'000'000;
@@ -102,6 +102,7 @@ int Session::DrawContactSheet() {
     kq::streams::OpenOptions how;
     how.audio = false;
     how.queueBytes = 1; // what lies behind a picture is not wanted
+    how.filter = m_options.filter;
     how.log = [this](const std::string& line) { m_output.Note(line); };
     std::string error;
     if (!kq::streams::OpenMediaFile(m_options.file, how, m_file, error)) {
@@ -110,7 +111,9 @@ int Session::DrawContactSheet() {
     }
     const ContactSheetRequest& request = m_options.contactSheet;
     const int all = request.columns * request.rows;
-    ContactSheet sheet(*m_file.video, m_file.facts.duration, request);
+    const double left = std::max(0.0, m_file.facts.duration - m_options.start);
+    ContactSheet sheet(*m_file.video, m_options.start, std::min(m_options.length.value_or(left), left),
+                       request);
     const bool drawn = sheet.Draw(
         [&](int done) {
             m_progress->ShowBar("contact sheet", done, all);
@@ -170,8 +173,7 @@ bool Session::TakeCaptures() {
     for (const CaptureRequest& request : m_options.captures) {
         if (!m_file.video)
             return FailFile("no pictures to capture");
-        constexpr int exact = 1;
-        m_file.video->Seek(request.seconds, exact);
+        m_file.video->Seek(request.seconds, kq::ExactSeek);
         if (!SavePictures(m_file.video->GetCurrentFrame(), request.path))
             return false;
     }
@@ -204,6 +206,8 @@ bool Session::OpenSound() {
         m_sound.SetGain(m_mute ? 0 : m_volume / 100.0);
         return true;
     }
+    if (m_sound.IsRecording())
+        return Fail(m_options.wavPath + ": cannot be recorded to: " + error);
     if (!m_file.video)
         return FailFile("no audio device (" + error + "), and no pictures to show");
     Notice("no audio device (" + error + "): playing without sound");
@@ -275,6 +279,7 @@ int Session::Loop() {
         ShowProgress();
     }
     m_monitor->Halt();
+    CloseSound();
     m_progress->Finish(CurrentProgress(m_ending));
     std::string error;
     return m_trace.Close(error) || Fail(error) ? m_status : ExitFailed;
@@ -297,10 +302,18 @@ void Session::Wait() {
 void Session::TakeSignals() {
     while (const auto signal = m_signals.Take()) {
         if (*signal == SIGTSTP)
-            m_terminal->Suspend();
+            Suspend();
         else
             Leave(ExitPlayed, "quit");
     }
+}
+
+/// Play pauses meanwhile: its clock would go on, and what was due then would come all at once.
+void Session::Suspend() {
+    const bool wasPlaying = m_transport == Transport::Playing && WaitForPause();
+    m_terminal->Suspend();
+    if (wasPlaying)
+        TogglePause();
 }
 
 void Session::TakeCommands() {
@@ -310,6 +323,10 @@ void Session::TakeCommands() {
         return;
     for (Command command : m_window->Take())
         Obey(command);
+    if (m_window->IsLost()) {
+        Fail("the X server has gone");
+        return Leave(ExitFailed, "failed");
+    }
     if (const auto part = m_window->TakeTimelineClick()) {
         m_steppedOut = false;
         m_navigation->SeekTo(*part * m_rangeLength);
@@ -327,8 +344,21 @@ void Session::TakeEnd() {
 }
 
 void Session::WatchSoundDevice() {
-    if (!m_ending && m_sound.IsOpen() && !m_sound.IsConnected())
+    if (m_ending || !m_sound.IsOpen() || m_sound.IsConnected())
+        return;
+    if (m_sound.IsRecording())
+        Leave(ExitFailed, "failed"); // the reason comes when the file is closed
+    else
         GoOnWithoutSound();
+}
+
+/// Tells when a recording is not whole.
+void Session::CloseSound() {
+    std::string error;
+    if (!m_sound.Close(error)) {
+        Fail(error);
+        Leave(ExitFailed, "failed");
+    }
 }
 
 void Session::ShowProgress() {
@@ -391,16 +421,17 @@ void Session::Move(Command command) {
 
 /// @param begin seconds in the file
 void Session::SetRange(double begin) {
-    std::optional<double> length = m_options.length;
-    if (length)
-        length = std::max(0.0, *length - (begin - m_options.start));
     m_rangeBegin = begin;
     const double movie = m_player.MovieLength();
-    m_rangeLength = movie > 0 ? std::max(0.0, movie - begin) : 0;
-    if (length && (*length < m_rangeLength || m_rangeLength <= 0))
-        m_rangeLength = *length;
-    m_player.SetRange(begin, length);
-    m_navigation->SetRange(begin, m_rangeLength);
+    m_rangeLength = movie > 0 ? std::max(shortestRange, movie - begin) : 0;
+    bool isCut = false;
+    if (m_options.length) {
+        const double length = std::max(shortestRange, *m_options.length - (begin - m_options.start));
+        isCut = length < m_rangeLength || m_rangeLength <= 0;
+        m_rangeLength = isCut ? length : m_rangeLength;
+    }
+    m_player.SetRange(begin, m_rangeLength);
+    m_navigation->SetRange(begin, m_rangeLength, isCut);
 }
 
 /// @param begin seconds in the file
@@ -484,9 +515,13 @@ void Session::TakeScreenshot() {
     const std::vector<std::string> suffixes =
         m_second.video ? std::vector<std::string>{"-1", "-2"} : std::vector<std::string>{""};
     const std::string name =
-        FreeName(m_options.file, static_cast<double>(frame->llPTS) / ticksPerSecond, suffixes);
-    if (SavePictures(frame, name))
-        Say("saved " + name);
+        FreeName(m_options.file, static_cast<double>(frame->llPTS) / kq::TicksPerSecond, suffixes);
+    if (!SavePictures(frame, name))
+        return;
+    std::string names;
+    for (const std::string& suffix : suffixes)
+        names += (names.empty() ? "" : ", ") + WithSuffix(name, suffix);
+    Say("saved " + names);
 }
 
 void Session::ShowFacts() {
@@ -527,7 +562,7 @@ void Session::GoOnWithoutSound() {
     const double position = m_rangeBegin + m_monitor->Position();
     Stop();
     m_player.SetAudio(nullptr);
-    m_sound.Close();
+    CloseSound();
     if (!m_file.video)
         return Leave(ExitFailed, "failed");
     if (before == Transport::Stopped)
@@ -542,7 +577,7 @@ Progress Session::CurrentProgress(const char* state) {
     progress.state = state;
     progress.position = m_rangeBegin + m_navigation->Position();
     progress.length = m_player.MovieLength();
-    if (progress.length > 0) // the player waits a second for more sound before it calls that the end
+    if (progress.length > 0) // play ends with the first position at or behind the end
         progress.position = std::min(progress.position, progress.length);
     if (m_showsLate)
         progress.late = m_monitor->LateCount();

@@ -50,9 +50,11 @@ private:
     int Loop();
     void Wait();
     void TakeSignals();
+    void Suspend();
     void TakeCommands();
     void TakeEnd();
     void WatchSoundDevice();
+    void CloseSound();
     void ShowProgress();
 
     // What the steps do.

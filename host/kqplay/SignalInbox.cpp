@@ -20,6 +20,7 @@ SignalInbox::SignalInbox() {
     pthread_sigmask(SIG_BLOCK, &set, nullptr); // threads that start later inherit this
     m_fd = FileDescriptor(signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC));
     std::signal(SIGPIPE, SIG_IGN); // a reader of the progress line that goes away is no reason to die
+    std::signal(SIGXFSZ, SIG_IGN); // nor is a file that may not grow: the write fails
 }
 
 std::optional<int> SignalInbox::Take() {

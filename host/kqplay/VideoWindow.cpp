@@ -1,8 +1,12 @@
 #include "VideoWindow.h"
 
+#include "Options.h"
+
 #include <SDL.h>
 #include <SDL_syswm.h>
+#include <X11/Xatom.h>
 #include <X11/Xlib.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -17,11 +21,34 @@ constexpr int timelineHeight = 8;
 constexpr unsigned long playedColour = 0xD0D0D0;
 constexpr unsigned long timelineColour = 0x404040;
 
+bool g_serverIsGone = false;
+Display* g_display = nullptr; ///< the one that a lost connection is survived on
+
+/// Xlib's own handler, and the step after any handler, end the process, with the sound device open and files
+/// unfinished.
+int OnLostConnection(Display* display) {
+    g_serverIsGone = true;
+    if (display == g_display)
+        return 0;
+    // Not yet ours, while SDL starts: nothing stops Xlib from exit(), under which sound libraries abort.
+    constexpr char line[] = "kqplay: the X server has gone\n";
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line, sizeof line - 1);
+    _exit(ExitFailed);
+}
+
+void SurviveLostConnection(Display* display) {
+    g_display = display;
+    XSetIOErrorExitHandler(
+        display, [](Display*, void*) {}, nullptr);
+}
+
 /// SDL is to take no signals, and only X11: the view library needs an X11 window as its parent.
 bool StartSdl() {
+    XSetIOErrorHandler(OnLostConnection);
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     SDL_SetHint(SDL_HINT_VIDEODRIVER, "x11");
     SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
+    SDL_SetHint(SDL_HINT_MOUSE_FOCUS_CLICKTHROUGH, "1"); // a click that gives the window the focus counts
     return SDL_Init(SDL_INIT_VIDEO) == 0;
 }
 
@@ -51,6 +78,26 @@ Command CommandOf(const SDL_Keysym& key) {
     const bool capital = ((key.mod & KMOD_SHIFT) != 0) != ((key.mod & KMOD_CAPS) != 0);
     const bool letter = key.sym >= 'a' && key.sym <= 'z';
     return CommandOfKey(capital && letter ? key.sym - 'a' + 'A' : key.sym);
+}
+
+/// @return true when there is a window manager that can make windows fill the screen
+bool HasFullScreen(Display* display) {
+    const Atom supported = XInternAtom(display, "_NET_SUPPORTED", False);
+    const Atom fullScreen = XInternAtom(display, "_NET_WM_STATE_FULLSCREEN", False);
+    constexpr long most = 4096; // in 32-bit units
+    Atom type = None;
+    int format = 0;
+    unsigned long count = 0;
+    unsigned long left = 0;
+    unsigned char* data = nullptr;
+    if (XGetWindowProperty(display, DefaultRootWindow(display), supported, 0, most, False, XA_ATOM, &type,
+                           &format, &count, &left, &data) != Success ||
+        !data)
+        return false;
+    const auto* atoms = reinterpret_cast<const Atom*>(data);
+    const bool has = type == XA_ATOM && std::find(atoms, atoms + count, fullScreen) != atoms + count;
+    XFree(data);
+    return has;
 }
 
 /// Scales a size down, ratio kept, until it fits on the screen together with the timeline.
@@ -90,12 +137,15 @@ std::unique_ptr<VideoWindow> VideoWindow::Open(const std::string& title, int wid
         return refused("not an X11 window");
     window->m_display = info.info.x11.display;
     window->m_id = info.info.x11.window;
+    SurviveLostConnection(window->m_display);
     SDL_GetWindowSize(window->m_window, &window->m_width, &window->m_height);
     XFlush(window->m_display); // the window must exist before another connection makes a child of it
     return window;
 }
 
 VideoWindow::~VideoWindow() {
+    if (g_serverIsGone) // every connection of SDL's would end the process when it is closed
+        return;
     if (m_window)
         SDL_DestroyWindow(m_window);
     SDL_Quit();
@@ -113,8 +163,28 @@ void VideoWindow::Adopt(const std::vector<void*>& viewWindows) {
 }
 
 void VideoWindow::ToggleFullScreen() {
+    if (m_before || !HasFullScreen(m_display))
+        return FillScreen();
     const bool full = (SDL_GetWindowFlags(m_window) & SDL_WINDOW_FULLSCREEN_DESKTOP) != 0;
     SDL_SetWindowFullscreen(m_window, full ? 0 : SDL_WINDOW_FULLSCREEN_DESKTOP);
+}
+
+/// Without a window manager SDL would put the window into another one of the screen's size, as it is.
+void VideoWindow::FillScreen() {
+    Place place = m_before.value_or(Place{});
+    if (m_before) {
+        m_before.reset();
+    } else {
+        SDL_Rect screen;
+        if (SDL_GetDisplayBounds(std::max(0, SDL_GetWindowDisplayIndex(m_window)), &screen) != 0)
+            return;
+        SDL_GetWindowPosition(m_window, &place.x, &place.y);
+        SDL_GetWindowSize(m_window, &place.width, &place.height);
+        m_before = place;
+        place = {screen.x, screen.y, screen.w, screen.h};
+    }
+    SDL_SetWindowPosition(m_window, place.x, place.y);
+    SDL_SetWindowSize(m_window, place.width, place.height);
 }
 
 void VideoWindow::ShowPosition(double part) {
@@ -123,6 +193,10 @@ void VideoWindow::ShowPosition(double part) {
     m_part = part;
     if (moved)
         DrawTimeline();
+}
+
+bool VideoWindow::IsLost() const {
+    return g_serverIsGone;
 }
 
 int VideoWindow::Fd() const {

@@ -33,10 +33,13 @@ public:
     void* Handle() const;
     /// Names the views' windows, which are to follow the size of this one from now on.
     void Adopt(const std::vector<void*>& viewWindows);
+    /// With a window manager or without one.
     void ToggleFullScreen();
     /// @param part of the timeline that lies before the position, 0 to 1
     void ShowPosition(double part);
 
+    /// @return true when the X server has gone; nothing can be shown any more
+    bool IsLost() const;
     /// @return descriptor that becomes readable when something happened to the window
     int Fd() const;
     /// @return the commands that were given since the last call; closing the window is Command::Quit
@@ -45,7 +48,12 @@ public:
     std::optional<double> TakeTimelineClick() { return std::exchange(m_clicked, std::nullopt); }
 
 private:
+    struct Place {
+        int x, y, width, height;
+    };
+
     VideoWindow() = default;
+    void FillScreen();
     void OnWindowEvent(int event, int width, int height);
     void FitViews();
     void DrawTimeline();
@@ -59,6 +67,7 @@ private:
     int m_width = 0;
     int m_height = 0;
     double m_part = 0;
+    std::optional<Place> m_before; ///< where the window was before it filled the screen on its own
     bool m_dragging = false;
     std::optional<double> m_clicked;
 };

@@ -39,13 +39,27 @@ TEST(CommandLine, RefusesWhatMakesNoSense) {
         {"--contact-sheet", "a.png:0x4", clip},
         {"--contact-sheet", "a.png:33x1", clip},
         {"--contact-sheet", "a.png:4x", clip},
+        {"--contact-sheet", "a.png", "--compare", clip, clip},
     };
+    const TemporaryFolder folder; // the current one, for what a fault would write
     for (const Strings& row : rows) {
         SCOPED_TRACE(testing::PrintToString(row));
-        const Outcome outcome = RunProcess(Joined({KQPLAY_PROGRAM}, row));
+        const Outcome outcome =
+            RunProcess(Joined({"sh", "-c", "cd \"$0\" && exec \"$@\"", folder / "", KQPLAY_PROGRAM}, row));
         EXPECT_EQ(outcome.status, 2);
         EXPECT_EQ(outcome.out, "");
         EXPECT_EQ(outcome.err.rfind("kqplay: ", 0), 0u) << outcome.err;
+    }
+}
+
+TEST(CommandLine, NamesAnUnknownOptionBeforeAnythingElse) {
+    const std::string clip = Clip("plain.mp4");
+    for (const Strings& row : {Strings{"--strat", "1", clip}, Strings{clip, "--strat", "1"},
+                               Strings{"--strat"}, Strings{"--strat", "--volume", "loud"}}) {
+        const Outcome outcome = RunProcess(Joined({KQPLAY_PROGRAM}, row));
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(Lines(outcome.err).at(0), "kqplay: there is no option --strat")
+            << testing::PrintToString(row);
     }
 }
 

@@ -32,8 +32,8 @@ std::string HashPlanes(std::uint8_t* planes, int width, int height) {
     header.biHeight = height;
     header.biBitCount = 32;
     std::string pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4, '\0');
-    Yuv420_2_rgb32(&header, reinterpret_cast<std::uint8_t*>(pixels.data()), planes, cb,
-                                         cr, width, chromaWidth, chromaWidth);
+    Yuv420_2_rgb32(&header, reinterpret_cast<std::uint8_t*>(pixels.data()), planes, cb, cr, width,
+                   chromaWidth, chromaWidth);
     return HashBytes(pixels);
 }
 

@@ -108,6 +108,22 @@ TEST_F(Navigating, AStoppedPlayerMovesToo) {
     EXPECT_EQ(FramesOf(TraceOf({"--no-audio"}, steps)).back(), 125);
 }
 
+TEST_F(Navigating, StepsStayWithinTheRange) {
+    AtTerminal kqplay({"--headless", "--no-audio", "--start", "10", "--length", "1", Clip("long.mp4")});
+    const std::pair<std::string, const char*> presses[] = {
+        {".", "paused  0:10"},          {end, "paused  0:10.96"}, {",", "paused  0:10.92"},
+        {".......", "paused  0:10.96"}, {",", "paused  0:10.92"}, // steps that were not made do not count
+        {left, "paused  0:10.00"},
+    };
+    for (const auto& [keys, shown] : presses) {
+        kqplay.Press(keys, shown);
+        kqplay.Arrive();
+    }
+    const std::vector<int> frames = FramesOf(kqplay.Quit());
+    EXPECT_LE(*std::max_element(frames.begin(), frames.end()), 274);
+    EXPECT_EQ(frames.back(), 250);
+}
+
 TEST_F(Navigating, TwoViewsStepAndSeekTogether) {
     const std::vector<Step> steps = {
         {" ", "paused  0:0"},      {home + up, "paused  0:59.96"}, {",,,", "paused  0:59.84"},

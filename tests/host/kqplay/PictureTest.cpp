@@ -76,6 +76,38 @@ TEST(Screenshot, IsWhatIsOnShowAndReplacesNothing) {
     EXPECT_EQ(FileHash(folder / "long-0005.000_2.png"), frame);
 }
 
+TEST(Screenshot, OfTwoViewsNamesBothFiles) {
+    AtTerminal kqplay({"--headless", "--no-audio", "--filter", "hflip", "--start", "5", Clip("long.mp4")});
+    kqplay.Press(" ", "paused  0:05");
+    kqplay.Press("\033[Hs", "saved long-0005.000-1.png, long-0005.000-2.png");
+    kqplay.Quit();
+    EXPECT_TRUE(fs::exists(kqplay.folder / "long-0005.000-1.png"));
+    EXPECT_TRUE(fs::exists(kqplay.folder / "long-0005.000-2.png"));
+}
+
+TEST(ContactSheet, KeepsToTheRangeAndTheFilter) {
+    const TemporaryFolder folder;
+    const Outcome outcome =
+        RunProcess({KQPLAY_PROGRAM, "--contact-sheet", folder / "sheet.png:1x1", "--start", "19.98",
+                    "--length", "0.06", "--filter", "hflip", Clip("long.mp4")});
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    const auto gray = [](const Strings& input, const std::string& filter) {
+        return RunProcess(
+                   Joined(Joined({"ffmpeg", "-v", "error"}, input),
+                          {"-frames:v", "1", "-vf", filter, "-f", "rawvideo", "-pix_fmt", "gray", "-"}))
+            .out;
+    };
+    const std::string drawn = gray({"-i", folder / "sheet.png"}, "crop=96:30:4:38");
+    const std::string expected = gray({"-ss", "20", "-i", Clip("long.mp4")}, "hflip,crop=96:30:0:34");
+    ASSERT_EQ(drawn.size(), 96u * 30u);
+    ASSERT_EQ(expected.size(), drawn.size());
+    double difference = 0;
+    for (std::size_t i = 0; i < drawn.size(); ++i)
+        difference +=
+            std::abs(static_cast<unsigned char>(drawn[i]) - static_cast<unsigned char>(expected[i]));
+    EXPECT_LT(difference / static_cast<double>(drawn.size()), 6);
+}
+
 TEST(ContactSheet, ShowsPicturesEvenlySpaced) {
     const TemporaryFolder folder;
     const Outcome outcome =

@@ -68,6 +68,12 @@ TEST(Playback, TakesAsLongAsTheClip) {
         const Trace trace = ReadTrace(folder / std::to_string(i));
         EXPECT_EQ(trace.ends, 1u);
         EXPECT_GE(trace.seconds, rows[i].seconds - 0.1);
+        EXPECT_LE(trace.seconds, rows[i].seconds * 1.25 + 0.7);
+        if (!trace.positions.empty()) { // one step of play may lie beyond the end
+            EXPECT_LE(trace.positions.back(), rows[i].seconds + 0.25);
+        }
+        EXPECT_TRUE(std::is_sorted(trace.positions.begin(), trace.positions.end()))
+            << testing::PrintToString(trace.positions);
     }
 }
 

@@ -52,6 +52,32 @@ TEST(Recording, HasTheToneItsLengthItsRateAndItsVolume) {
     EXPECT_TRUE(Sound(record("mute.wav", {"--mute"})).samples.empty());
 }
 
+TEST(Recording, OneThatIsNotWholeIsReported) {
+    const TemporaryFolder folder;
+    const std::string wav = folder / "sound.wav";
+    // A limit on the size of files, in blocks of 512 bytes, stands in for a full disk: reached half way, or
+    // by what is written when the file is closed.
+    for (const char* blocks : {"100", "370"}) {
+        for (const char* clip : {"tone.wav", "plain.mp4"}) {
+            SCOPED_TRACE(std::string(clip) + " " + blocks);
+            const Outcome outcome =
+                RunProcess(Joined({"sh", "-c", "ulimit -f \"$0\"; exec \"$@\"", blocks},
+                                  Headless(Clip(clip), {"--audio", "wav:" + wav, "--length", "0.99"})));
+            EXPECT_EQ(outcome.status, 1);
+            EXPECT_EQ(outcome.err, "kqplay: " + wav + ": could not be written whole: File too large\n");
+        }
+    }
+    const Outcome outcomes[] = {
+        RunProcess(Headless(Clip("plain.mp4"), {"--audio", "wav:/dev/full"})),
+        RunProcess(Joined({"sh", "-c", "ulimit -f 0; exec \"$0\" \"$@\""},
+                          Headless(Clip("plain.mp4"), {"--audio", "wav:" + wav}))),
+    };
+    for (const Outcome& outcome : outcomes) {
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(Lines(outcome.err).size(), 1u) << outcome.err;
+    }
+}
+
 TEST(Device, MissingOneMeansNoSoundButPictures) {
     // A driver that finds no device here: its device file is not there, or nobody listens at that address.
     const Process::Environment none = {{"ALSOFT_DRIVERS", "oss"}};

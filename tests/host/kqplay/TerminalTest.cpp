@@ -48,7 +48,10 @@ TEST_F(Terminal, ControlZGivesTheTerminalBackMeanwhile) {
         kill(m_process.Id(), SIGCONT);
         return !m_process.TerminalIsNormal();
     }));
-    m_kqplay.Quit();
+    m_kqplay.Press("", "playing");
+    usleep(500000);
+    const Trace trace = m_kqplay.Quit();
+    EXPECT_EQ(trace.states, (std::vector<int>{1, 2, 1, 3, 0})) << "play paused meanwhile";
 }
 
 TEST(Signals, QuitCleanly) {

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
+#include <memory>
 
 // clang-format off: after GoogleTest, whose names the X headers' macros would change.
 #include <X11/Xlib.h>
@@ -14,6 +16,7 @@
 
 using namespace kqtest;
 using kq::test::WaitUntil;
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -130,15 +133,34 @@ TEST_F(InWindow, AClickOrDragOnTheTimelineGoesThere) {
     const auto mouse = [&](int type, int x, int y) {
         Send(window, type, type == MotionNotify ? 0 : Button1, x, y);
     };
-    mouse(MotionNotify, size.width / 4, size.height / 4);
-    mouse(ButtonPress, size.width / 4, size.height / 4); // the picture is no timeline
-    mouse(ButtonRelease, size.width / 4, size.height / 4);
     mouse(MotionNotify, (size.width - 1) / 2, bar);
     mouse(ButtonPress, (size.width - 1) / 2, bar);
     kqplay.Press("", "paused  0:29.");
     mouse(MotionNotify, 0, bar);
     kqplay.Press("", "paused  0:00.00");
     mouse(ButtonRelease, 0, bar);
+    kqplay.Arrive(); // what came before has been carried out
+    mouse(MotionNotify, size.width / 4, size.height / 4);
+    mouse(ButtonPress, size.width / 4, size.height / 4); // the picture is no timeline
+    mouse(ButtonRelease, size.width / 4, size.height / 4);
+    kqplay.Arrive();
+    PressKey(window, XK_q);
+    const Trace trace = kqplay.Quit("");
+    EXPECT_EQ(trace.positions.back(), 0) << "nor was it taken for one";
+}
+
+TEST_F(InWindow, FillsTheScreenAndComesBackWithoutAWindowManager) {
+    AtTerminal kqplay({"--no-audio", Clip("long.mp4")}, m_environment);
+    const Window window = FindWindow();
+    const XWindowAttributes size = Attributes(window);
+    PressKey(window, XK_space);
+    kqplay.Press("", "paused  0:");
+    for (int i = 0; i < 2; ++i) {
+        PressKey(window, XK_f);
+        EXPECT_TRUE(WaitUntil([&] { return ViewFills(window, 1024, 768 - timelineHeight); }));
+        PressKey(window, XK_f);
+        EXPECT_TRUE(WaitUntil([&] { return ViewFills(window, size.width, size.height - timelineHeight); }));
+    }
     PressKey(window, XK_q);
     kqplay.Quit("");
 }
@@ -150,6 +172,28 @@ TEST_F(InWindow, ClosingItQuits) {
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.err, "");
     EXPECT_EQ(outcome.out.rfind("quit  0:", 0), 0u) << outcome.out;
+}
+
+TEST_F(InWindow, AServerThatGoesEndsInOneLineWithFilesWhole) {
+    const TemporaryFolder folder;
+    // With a sound device open, playing and paused, and without one.
+    for (const Strings& options : {Strings{"--audio", "wav:" + folder / "sound.wav"},
+                                   Strings{"--audio", "null"}, Strings{"--no-audio"}}) {
+        SCOPED_TRACE(testing::PrintToString(options));
+        auto server = std::make_unique<Xvfb>();
+        Process kqplay(Joined({KQPLAY_PROGRAM, "--trace", folder / "trace", Clip("long.mp4")}, options),
+                       {{"DISPLAY", server->Display()}});
+        EXPECT_TRUE(WaitUntil([&] { return kq::test::ReadFile(folder / "trace").size() > 1000; }));
+        server->Stop();
+        const Outcome outcome = kqplay.Finish();
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(outcome.err, "kqplay: the X server has gone\n");
+        EXPECT_EQ(ReadTrace(folder / "trace").ends, 1u);
+        fs::remove(folder / "trace");
+    }
+    const Outcome sound =
+        RunProcess({"ffmpeg", "-v", "error", "-i", folder / "sound.wav", "-f", "null", "-"});
+    EXPECT_EQ(sound.err, "") << "the recording is whole";
 }
 
 TEST_F(InWindow, FitsOnTheScreen) {
