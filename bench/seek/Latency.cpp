@@ -26,8 +26,9 @@ std::string NumberFilter() {
     std::string filter = "drawbox=0:0:" + std::to_string(box * (bits + 1)) + ":" + side + ":black:fill";
     filter += ",drawbox=0:0:" + side + ":" + side + ":white:fill";
     for (int bit = 0; bit < bits; ++bit) {
-        filter += ",drawbox=" + std::to_string(box * (bit + 1)) + ":0:" + side + ":" + side +
-                  ":white:fill:enable='gt(bitand(n," + std::to_string(1 << bit) + "),0)'";
+        filter.append(",drawbox=").append(std::to_string(box * (bit + 1))).append(":0:");
+        filter.append(side).append(":").append(side);
+        filter.append(":white:fill:enable='gt(bitand(n,").append(std::to_string(1 << bit)).append("),0)'");
     }
     return filter;
 }
