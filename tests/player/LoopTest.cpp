@@ -1,6 +1,7 @@
 #include "tests/support/FakeStream.h"
 #include "tests/support/LoopbackDevice.h"
 #include "tests/support/PlayerHost.h"
+#include "tests/support/RenderedTime.h"
 #include "tests/support/ViewRecorder.h"
 
 #include <gtest/gtest.h>

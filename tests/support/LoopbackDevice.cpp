@@ -2,9 +2,7 @@
 
 #include <AL/alext.h>
 
-#include <chrono>
 #include <stdexcept>
-#include <thread>
 
 namespace kq::test {
 
@@ -43,23 +41,6 @@ std::vector<std::int16_t> LoopbackDevice::Render(int nFrames) {
     Extension<LPALCRENDERSAMPLESSOFT>("alcRenderSamplesSOFT")(m_pDevice, samples.data(), nFrames);
     m_rendered += nFrames;
     return samples;
-}
-
-RenderedTime::RenderedTime(const LoopbackDevice& device, double rate) : m_device(device), m_rate(rate) {
-    TimeSource::Install(this);
-}
-
-RenderedTime::~RenderedTime() {
-    TimeSource::Install(nullptr);
-}
-
-std::uint32_t RenderedTime::NowMs() {
-    const double now = static_cast<double>(m_device.GetRenderedMs()) * m_rate;
-    return static_cast<std::uint32_t>(now / 10) * 10;
-}
-
-void RenderedTime::Sleep(std::uint32_t microseconds) {
-    std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
 }
 
 } // namespace kq::test
