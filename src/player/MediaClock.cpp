@@ -71,19 +71,23 @@ void MediaClock::Pause() {
 
 void MediaClock::Resume() {
     if (m_bPaused) {
-        m_dwPausedTime += m_time.NowMs() - m_dwPauseStart;
+        const std::uint32_t dwPaused = m_time.NowMs() - m_dwPauseStart;
+        m_dwPausedTime += dwPaused;
         m_bPaused = false;
+        // What the sound is compared with has waited, too.
+        m_last.dwWhen += dwPaused;
+        m_reference.dwWhen += dwPaused;
     }
-    Forget();
 }
 
 void MediaClock::SoundStarted(bool bFollowed) {
-    if (!m_bStarted) {
-        m_llSoundAnchor = WallMedia();
-        m_llCheckPos = 0;
-        m_bFresh = bFollowed;
-        m_dwDistrusted = m_time.NowMs();
+    if (m_bStarted) {
+        return; // resumed
     }
+    m_llSoundAnchor = WallMedia();
+    m_llCheckPos = 0;
+    m_bFresh = bFollowed;
+    m_dwDistrusted = m_time.NowMs();
     m_bStarted = true;
     Forget();
 }

@@ -224,6 +224,9 @@ bool PlaybackRun::Iterate() {
 
 bool PlaybackRun::FollowPause(SeekMailbox::Hold& hold) {
     if (!m_host.IsSuspended()) {
+        if (m_bPaused) {
+            Resume(hold); // a step had run past the end, but a seek was there in time
+        }
         return true;
     }
     const PauseEnd end = StayPaused();
@@ -258,6 +261,7 @@ PlaybackRun::PauseEnd PlaybackRun::StayPaused() {
 
 void PlaybackRun::EnterPause() {
     m_clock.Pause();
+    m_bPaused = true;
     m_state.m_bPauseEntered = 1;
     if (m_pSound) {
         m_pSound->Pause();
@@ -285,6 +289,7 @@ bool PlaybackRun::ServePausedRequests() {
 }
 
 void PlaybackRun::Resume(SeekMailbox::Hold& hold) {
+    m_bPaused = false;
     hold.Begin();
     const SeekRequest request = m_mailbox.Take();
     if (request.IsSet()) {

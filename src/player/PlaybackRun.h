@@ -122,6 +122,7 @@ private:
     double m_dOrigin = 0.0;      ///< time stamp in seconds that stands for position 0
     double m_dStampOffset = 0.0; ///< time stamp less stream position, in seconds
     double m_dFrameTime = 0.0;   ///< position of the frame to show or shown last
+    bool m_bPaused = false;      ///< a pause was entered and not left
     bool m_bResync = false;      ///< the position moved during the pause
     bool m_bSteppedPastEnd = false;
     std::uint32_t m_dwBroughtBack = 0; ///< wall clock when the sound was brought back last

@@ -807,8 +807,10 @@ void Simulation::OnNext(int n) {
     while (now - m_recent.front() >= 100'000) {
         m_recent.pop_front();
     }
-    const auto most =
-        static_cast<std::size_t>(std::max(std::ceil(m_scene.rate / 10) + 3, std::ceil(m_scene.rate * 0.24)));
+    // A sound that hesitates may catch up with what it missed.
+    const double caughtUp = m_scene.fault == Scene::Fault::Hiccups ? m_scene.rate / 5 : 0;
+    const auto most = static_cast<std::size_t>(
+        std::max(std::ceil(m_scene.rate / 10) + 3, std::ceil(m_scene.rate * 0.24)) + std::ceil(caughtUp));
     if (m_recent.size() > most && !m_stretch.slow) {
         Fault("%zu pictures in 100 ms at %.1f Hz", m_recent.size(), m_scene.rate);
     }
