@@ -23,7 +23,7 @@ constexpr double rate = 5;
 constexpr int frameCount = 260;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int Stride = 9; ///< the sanitizers see a sample of the frames
+constexpr int stride = 9; ///< the sanitizers see a sample of the frames
 #else
 constexpr int stride = 1;
 #endif
