@@ -1,5 +1,6 @@
 #include "Session.h"
 
+#include "Keys.h"
 #include "Picture.h"
 #include "VideoSize.h"
 
@@ -384,6 +385,8 @@ void Session::Obey(Command command) {
         return TakeScreenshot();
     case Command::ShowFacts:
         return ShowFacts();
+    case Command::ShowKeys:
+        return Say("Keys:\n" + DescribeKeys());
     case Command::ToggleLoop:
         return ToggleLoop();
     case Command::ToggleFullScreen:
