@@ -1,5 +1,5 @@
 /// @file
-/// What keys do, in the window and in the terminal alike.
+/// What the user can ask for while a file plays.
 #pragma once
 
 namespace kqplay {
@@ -24,40 +24,7 @@ enum class Command {
     ToggleMute,
     ToggleLoop,
     ShowFacts,
+    ShowKeys,
 };
-
-/// @param key ASCII code of the key
-inline Command CommandOfKey(int key) {
-    constexpr int escape = 27;
-    switch (key) {
-    case ' ':
-        return Command::TogglePause;
-    case 'S':
-        return Command::Stop;
-    case 'q':
-    case escape:
-        return Command::Quit;
-    case '.':
-        return Command::StepForward;
-    case ',':
-        return Command::StepBackward;
-    case 's':
-        return Command::Screenshot;
-    case 'f':
-        return Command::ToggleFullScreen;
-    case '9':
-        return Command::Quieter;
-    case '0':
-        return Command::Louder;
-    case 'm':
-        return Command::ToggleMute;
-    case 'L':
-        return Command::ToggleLoop;
-    case 'i':
-        return Command::ShowFacts;
-    default:
-        return Command::None;
-    }
-}
 
 } // namespace kqplay

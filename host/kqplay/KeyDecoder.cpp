@@ -1,38 +1,37 @@
 #include "KeyDecoder.h"
 
+#include "Keys.h"
+
 #include <algorithm>
 
 namespace kqplay {
 namespace {
 
-constexpr char escape = 27;
-
 struct Sequence {
     std::string_view text; ///< behind the Esc
-    Command command;
+    int key;
 };
 
 /// Cursor keys in both modes of a terminal, and the codes that terminals use for Home and End.
 constexpr Sequence sequences[] = {
-    {"[D", Command::Back},    {"OD", Command::Back},    {"[C", Command::Ahead},    {"OC", Command::Ahead},
-    {"[B", Command::FarBack}, {"OB", Command::FarBack}, {"[A", Command::FarAhead}, {"OA", Command::FarAhead},
-    {"[H", Command::ToBegin}, {"OH", Command::ToBegin}, {"[1~", Command::ToBegin}, {"[7~", Command::ToBegin},
-    {"[F", Command::ToEnd},   {"OF", Command::ToEnd},   {"[4~", Command::ToEnd},   {"[8~", Command::ToEnd},
+    {"[D", KeyLeft}, {"OD", KeyLeft}, {"[C", KeyRight}, {"OC", KeyRight}, {"[B", KeyDown},  {"OB", KeyDown},
+    {"[A", KeyUp},   {"OA", KeyUp},   {"[H", KeyHome},  {"OH", KeyHome},  {"[1~", KeyHome}, {"[7~", KeyHome},
+    {"[F", KeyEnd},  {"OF", KeyEnd},  {"[4~", KeyEnd},  {"[8~", KeyEnd},
 };
 
 Command CommandOfSequence(std::string_view text) {
     const auto* found = std::find_if(std::begin(sequences), std::end(sequences),
                                      [text](const Sequence& sequence) { return sequence.text == text; });
-    return found == std::end(sequences) ? Command::None : found->command;
+    return found == std::end(sequences) ? Command::None : CommandOfKey(found->key);
 }
 
 /// @return how many bytes the first key sent, 0 when more of them have to come
 std::size_t KeyLength(std::string_view typed) {
-    if (typed.front() != escape)
+    if (typed.front() != KeyEscape)
         return 1;
     if (typed.size() == 1)
         return 0;
-    if (typed[1] == escape) // the key, twice
+    if (typed[1] == KeyEscape) // the key, twice
         return 1;
     if (typed[1] == 'O')
         return typed.size() < 3 ? 0 : 3;
@@ -62,7 +61,7 @@ std::vector<Command> KeyDecoder::Take(std::string_view typed, double now) {
     }
     if (!m_rest.empty() && now - m_since >= patience) {
         if (m_rest.size() == 1)
-            commands.push_back(CommandOfKey(escape));
+            commands.push_back(CommandOfKey(KeyEscape));
         m_rest.clear();
     }
     return commands;

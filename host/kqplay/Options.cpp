@@ -1,5 +1,6 @@
 #include "Options.h"
 
+#include "Keys.h"
 #include "Picture.h"
 
 #include <CLI/CLI.hpp>
@@ -104,15 +105,9 @@ int UsageError(const std::string& reason) {
 
 std::optional<int> ParseOptions(int argc, const char* const* argv, Options& options) {
     CLI::App app("Plays a media file.\n\n"
-                 "Keys, in the window and in the terminal:\n"
-                 "  space        pause, resume, and play again after a stop\n"
-                 "  Left, Right  5 s back, ahead          Up, Down  1 min ahead, back\n"
-                 "  Home, End    first, last picture      , .       one frame back, ahead\n"
-                 "  s            screenshot               S         stop\n"
-                 "  9, 0         quieter, louder          m         mute\n"
-                 "  f            full screen              L         loop on, off\n"
-                 "  i            what the file holds      q, Esc    quit\n"
-                 "A click or drag on the timeline at the bottom of the window goes there.",
+                 "Keys, in the window and in the terminal:\n" +
+                     DescribeKeys() +
+                     "A click or drag on the timeline at the bottom of the window goes there.",
                  "kqplay");
     const CLI::Validator seconds(NotSeconds, "SECONDS");
     bool noVideo = false;

@@ -1,5 +1,6 @@
 #include "VideoWindow.h"
 
+#include "Keys.h"
 #include "Options.h"
 
 #include <SDL.h>
@@ -61,17 +62,17 @@ int ColumnsFor(int views) {
 Command CommandOf(const SDL_Keysym& key) {
     switch (key.sym) {
     case SDLK_LEFT:
-        return Command::Back;
+        return CommandOfKey(KeyLeft);
     case SDLK_RIGHT:
-        return Command::Ahead;
+        return CommandOfKey(KeyRight);
     case SDLK_UP:
-        return Command::FarAhead;
+        return CommandOfKey(KeyUp);
     case SDLK_DOWN:
-        return Command::FarBack;
+        return CommandOfKey(KeyDown);
     case SDLK_HOME:
-        return Command::ToBegin;
+        return CommandOfKey(KeyHome);
     case SDLK_END:
-        return Command::ToEnd;
+        return CommandOfKey(KeyEnd);
     default:
         break;
     }

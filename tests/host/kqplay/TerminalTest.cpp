@@ -22,10 +22,18 @@ TEST_F(Terminal, KeysTellWhatTheyDid) {
     m_kqplay.Press(" ", "paused  0:");
     m_kqplay.Press(" \033[Z", "playing  0:01"); // a key without a meaning is not Esc
     const std::pair<const char*, const char*> rows[] = {
-        {"9", "volume 90 %"},  {"0", "volume 95 %"}, {"0", "volume 100 %"},
-        {"0", "volume 100 %"}, {"m", "mute"},        {"m", "volume 100 %"},
-        {"L", "loop on"},      {"L", "loop off"},    {"i", "96x64 yuv420p, 25 frames/s; aac"},
-        {"f", "playing"},      {"S", "stopped  0:"},
+        {"9", "volume 90 %"},
+        {"0", "volume 95 %"},
+        {"0", "volume 100 %"},
+        {"0", "volume 100 %"},
+        {"m", "mute"},
+        {"m", "volume 100 %"},
+        {"L", "loop on"},
+        {"L", "loop off"},
+        {"i", "96x64 yuv420p, 25 frames/s; aac"},
+        {"f", "playing"},
+        {"h", "Print these keys"},
+        {"S", "stopped  0:"},
     };
     for (const auto& [keys, text] : rows)
         m_kqplay.Press(keys, text);

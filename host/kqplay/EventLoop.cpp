@@ -1,0 +1,222 @@
+#include "EventLoop.h"
+
+#include "Keys.h"
+#include "Stills.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace kqplay {
+namespace {
+
+/// The progress line and the look at the sound device come this often, in milliseconds.
+constexpr int refreshPeriod = 100;
+
+/// A note stays this long in the progress line, in microseconds.
+constexpr std::int64_t noteTime = 2'000'000;
+
+constexpr int volumeStep = 5;
+
+std::string Describe(const kq::streams::MediaFacts& facts) {
+    char text[160];
+    std::string all = facts.container + ", " + FormatTime(facts.duration);
+    if (!facts.videoCodec.empty()) {
+        std::snprintf(text, sizeof text, " %dx%d %s, %.6g frames/s", facts.width, facts.height,
+                      facts.pixelFormat.c_str(), facts.frameRate);
+        all += "; " + facts.videoCodec + text;
+    }
+    if (!facts.audioCodec.empty()) {
+        std::snprintf(text, sizeof text, " %d Hz, %d channels", facts.sampleRate, facts.channels);
+        all += "; " + facts.audioCodec + text;
+    }
+    return all;
+}
+
+} // namespace
+
+EventLoop::EventLoop(PlaybackParts& parts)
+    : m_parts(parts), m_transport(parts), m_mute(parts.options.mute), m_volume(parts.options.volume) {}
+
+ExitStatus EventLoop::Run() {
+    m_transport.Start(m_parts.options.start);
+    while (!m_ending) {
+        Wait();
+        TakeSignals();
+        TakeCommands();
+        TakeEnd();
+        WatchSoundDevice();
+        ShowProgress();
+    }
+    m_parts.monitor->Halt();
+    CloseSound();
+    m_parts.progress->Finish(CurrentProgress(m_ending));
+    std::string error;
+    return m_parts.trace.Close(error) || m_parts.Fail(error) ? m_status : ExitFailed;
+}
+
+/// Sleeps until something happens, or until the progress line is due.
+void EventLoop::Wait() {
+    pollfd sources[] = {
+        {m_parts.signals.Fd(), POLLIN, 0},
+        {m_parts.monitor->Fd(), POLLIN, 0},
+        {m_terminal.Fd(), POLLIN, 0},
+        {m_parts.window ? m_parts.window->Fd() : -1, POLLIN, 0},
+    };
+    constexpr int keyPeriod = static_cast<int>(KeyDecoder::patience * 1000);
+    poll(sources, std::size(sources), m_terminal.IsWaiting() ? keyPeriod : refreshPeriod);
+    m_parts.monitor->ClearWake();
+    m_keysTyped = sources[2].revents != 0;
+}
+
+void EventLoop::TakeSignals() {
+    while (const auto signal = m_parts.signals.Take()) {
+        if (*signal == SIGTSTP)
+            Suspend();
+        else
+            Leave(ExitPlayed, "quit");
+    }
+}
+
+/// Play pauses meanwhile: its clock would go on, and what was due then would come all at once.
+void EventLoop::Suspend() {
+    const bool wasPlaying = m_transport.Now() == Transport::State::Playing && m_transport.WaitForPause();
+    m_terminal.Suspend();
+    if (wasPlaying)
+        m_transport.TogglePause();
+}
+
+void EventLoop::TakeCommands() {
+    for (Command command : m_terminal.Take(m_keysTyped))
+        Obey(command);
+    if (!m_parts.window)
+        return;
+    for (Command command : m_parts.window->Take())
+        Obey(command);
+    if (m_parts.window->IsLost()) {
+        m_parts.Fail("the X server has gone");
+        return Leave(ExitFailed, "failed");
+    }
+    if (const auto part = m_parts.window->TakeTimelineClick())
+        m_transport.SeekToPart(*part);
+}
+
+/// Leaves when the run has ended by itself, or none could start.
+void EventLoop::TakeEnd() {
+    if (m_transport.HasFailed())
+        Leave(ExitFailed, "failed");
+    else if (m_transport.TakeEnd())
+        Leave(ExitPlayed, "played");
+}
+
+void EventLoop::WatchSoundDevice() {
+    if (m_ending || !m_parts.sound.IsOpen() || m_parts.sound.IsConnected())
+        return;
+    if (m_parts.sound.IsRecording())
+        Leave(ExitFailed, "failed"); // the reason comes when the file is closed
+    else
+        GoOnWithoutSound();
+}
+
+void EventLoop::ShowProgress() {
+    constexpr const char* names[] = {"playing", "paused", "stopped"};
+    m_parts.progress->Show(CurrentProgress(names[static_cast<int>(m_transport.Now())]));
+    const std::optional<double> part = m_transport.PlayedPart();
+    if (m_parts.window && part)
+        m_parts.window->ShowPosition(*part);
+}
+
+void EventLoop::Obey(Command command) {
+    switch (command) {
+    case Command::TogglePause:
+        return m_transport.TogglePause();
+    case Command::Stop:
+        return m_transport.Stop();
+    case Command::Quit:
+        return Leave(ExitPlayed, "quit");
+    case Command::StepForward:
+        return m_transport.StepForward();
+    case Command::StepBackward:
+        return m_transport.StepBackward();
+    case Command::Screenshot:
+        return TakeScreenshot(m_parts) ? void() : Show("no picture");
+    case Command::ShowFacts:
+        return ShowFacts();
+    case Command::ShowKeys:
+        return m_parts.Say("Keys:\n" + DescribeKeys());
+    case Command::ToggleLoop:
+        return Show(m_transport.ToggleLoop() ? "loop on" : "loop off");
+    case Command::ToggleFullScreen:
+        return m_parts.window ? m_parts.window->ToggleFullScreen() : void();
+    case Command::Quieter:
+        return SetVolume(m_volume - volumeStep, false);
+    case Command::Louder:
+        return SetVolume(m_volume + volumeStep, false);
+    case Command::ToggleMute:
+        return SetVolume(m_volume, !m_mute);
+    default:
+        return m_transport.Move(command);
+    }
+}
+
+void EventLoop::SetVolume(int volume, bool mute) {
+    m_volume = std::clamp(volume, 0, 100);
+    m_mute = mute;
+    if (m_parts.sound.IsOpen())
+        m_parts.sound.SetGain(m_mute ? 0 : m_volume / 100.0);
+    Show(m_mute ? "mute" : "volume " + std::to_string(m_volume) + " %");
+}
+
+void EventLoop::ShowFacts() {
+    m_parts.Say(m_parts.options.file + ": " + Describe(m_parts.file.facts));
+    if (!m_parts.options.compare.empty())
+        m_parts.Say(m_parts.options.compare + ": " + Describe(m_parts.second.facts));
+}
+
+/// Puts a word in the progress line for a while.
+void EventLoop::Show(const std::string& note) {
+    m_note = note;
+    m_noteUntil = MonotonicMicroseconds() + noteTime;
+}
+
+void EventLoop::Leave(ExitStatus status, const char* ending) {
+    m_status = status;
+    m_ending = ending;
+}
+
+/// The device's clock stands still, and pictures would wait for it for ever: a new run follows the wall
+/// clock.
+void EventLoop::GoOnWithoutSound() {
+    m_parts.Notice("the audio device has gone" +
+                   std::string(m_parts.file.video ? ": playing on without sound" : ""));
+    const Transport::Place place = m_transport.Interrupt();
+    m_parts.player.SetAudio(nullptr);
+    CloseSound();
+    if (!m_parts.file.video)
+        return Leave(ExitFailed, "failed");
+    m_transport.GoOn(place);
+}
+
+/// Tells when a recording is not whole.
+void EventLoop::CloseSound() {
+    std::string error;
+    if (!m_parts.sound.Close(error)) {
+        m_parts.Fail(error);
+        Leave(ExitFailed, "failed");
+    }
+}
+
+Progress EventLoop::CurrentProgress(const char* state) {
+    Progress progress;
+    progress.state = state;
+    progress.position = m_transport.Position();
+    progress.length = m_parts.player.MovieLength();
+    if (m_parts.showsLate)
+        progress.late = m_parts.monitor->LateCount();
+    if (MonotonicMicroseconds() < m_noteUntil && !m_ending)
+        progress.note = m_note;
+    return progress;
+}
+
+} // namespace kqplay

@@ -1,0 +1,54 @@
+/// @file
+/// What happens while a file plays: keys, clicks, signals, the end, and a sound device that goes away.
+#pragma once
+
+#include "PlaybackParts.h"
+#include "Terminal.h"
+#include "Transport.h"
+
+#include <string>
+
+namespace kqplay {
+
+/// Plays what has been opened, and waits on the main thread for whatever comes.
+class EventLoop {
+public:
+    /// @param parts opened; they stay the caller's
+    explicit EventLoop(PlaybackParts& parts);
+
+    /// Plays until the end, or until the user quits. @return the exit status; errors have been printed
+    ExitStatus Run();
+
+private:
+    // The steps of each turn.
+    void Wait();
+    void TakeSignals();
+    void Suspend();
+    void TakeCommands();
+    void TakeEnd();
+    void WatchSoundDevice();
+    void ShowProgress();
+
+    // What the steps do.
+    void Obey(Command command);
+    void SetVolume(int volume, bool mute);
+    void ShowFacts();
+    void Show(const std::string& note);
+    void Leave(ExitStatus status, const char* ending);
+    void GoOnWithoutSound();
+    void CloseSound();
+    Progress CurrentProgress(const char* state);
+
+    PlaybackParts& m_parts;
+    Transport m_transport;
+    Terminal m_terminal;
+    bool m_mute;
+    int m_volume;
+    std::string m_note;
+    std::int64_t m_noteUntil = 0;
+    bool m_keysTyped = false;
+    const char* m_ending = nullptr; ///< how it ended, once it has
+    ExitStatus m_status = ExitPlayed;
+};
+
+} // namespace kqplay

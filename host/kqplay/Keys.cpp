@@ -1,0 +1,84 @@
+#include "Keys.h"
+
+#include <algorithm>
+
+namespace kqplay {
+namespace {
+
+std::string KeyName(int key) {
+    switch (key) {
+    case ' ':
+        return "space";
+    case KeyEscape:
+        return "Esc";
+    case KeyLeft:
+        return "Left";
+    case KeyRight:
+        return "Right";
+    case KeyUp:
+        return "Up";
+    case KeyDown:
+        return "Down";
+    case KeyHome:
+        return "Home";
+    case KeyEnd:
+        return "End";
+    default:
+        return {static_cast<char>(key)};
+    }
+}
+
+} // namespace
+
+const std::vector<KeyAction>& KeyActions() {
+    static const std::vector<KeyAction> actions = {
+        {{' '}, Command::TogglePause, "Pause, resume, and play again after a stop"},
+        {{KeyLeft}, Command::Back, "5 s back"},
+        {{KeyRight}, Command::Ahead, "5 s ahead"},
+        {{KeyDown}, Command::FarBack, "1 min back"},
+        {{KeyUp}, Command::FarAhead, "1 min ahead"},
+        {{KeyHome}, Command::ToBegin, "The first picture"},
+        {{KeyEnd}, Command::ToEnd, "The last picture"},
+        {{','}, Command::StepBackward, "One frame back; pauses first"},
+        {{'.'}, Command::StepForward, "One frame ahead; pauses first"},
+        {{'s'}, Command::Screenshot, "Save a screenshot in the current folder"},
+        {{'S'}, Command::Stop, "Stop: the window turns black"},
+        {{'9'}, Command::Quieter, "Quieter, by 5 %"},
+        {{'0'}, Command::Louder, "Louder, by 5 %"},
+        {{'m'}, Command::ToggleMute, "Mute on, off"},
+        {{'f'}, Command::ToggleFullScreen, "Full screen on, off"},
+        {{'L'}, Command::ToggleLoop, "Loop on, off"},
+        {{'i'}, Command::ShowFacts, "Print what the file holds"},
+        {{'h'}, Command::ShowKeys, "Print these keys"},
+        {{'q', KeyEscape}, Command::Quit, "Quit"},
+    };
+    return actions;
+}
+
+Command CommandOfKey(int key) {
+    for (const KeyAction& action : KeyActions()) {
+        if (std::find(action.keys.begin(), action.keys.end(), key) != action.keys.end())
+            return action.command;
+    }
+    return Command::None;
+}
+
+std::string KeyNames(const KeyAction& action, std::string_view quote) {
+    std::string names;
+    for (int key : action.keys)
+        names.append(names.empty() ? "" : ", ").append(quote).append(KeyName(key)).append(quote);
+    return names;
+}
+
+std::string DescribeKeys() {
+    constexpr std::size_t column = 10;
+    std::string text;
+    for (const KeyAction& action : KeyActions()) {
+        std::string names = KeyNames(action);
+        names.resize(std::max(column, names.size() + 2), ' ');
+        text += "  " + names + action.help + "\n";
+    }
+    return text;
+}
+
+} // namespace kqplay

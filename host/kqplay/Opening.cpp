@@ -1,0 +1,137 @@
+#include "Opening.h"
+
+#include "Stills.h"
+#include "VideoSize.h"
+
+#include <filesystem>
+
+namespace kqplay {
+namespace {
+
+/// The wall clock that paces silent playback moves in steps of this many seconds.
+constexpr double wallClockStep = 0.010;
+
+/// Decoded frames wait in queues of this size: an eighth of a second of 1080p60 in planar 4:2:0.
+constexpr std::size_t queueBytes = std::size_t{24} << 20;
+
+void HandOverPicture(void*, int view, int width, int height, const unsigned char* pixels, void* monitor) {
+    static_cast<RunMonitor*>(monitor)->OnPicture(view, width, height, pixels);
+}
+
+bool OpenFile(PlaybackParts& parts) {
+    std::string error;
+    // Sound settings go to the environment, which may not change once decoders run on threads of their own.
+    if (parts.options.audio != AudioTarget::Off && !parts.sound.Configure(parts.options, error))
+        return parts.Fail(error);
+    kq::streams::OpenOptions how;
+    how.video = parts.options.video;
+    how.audio = parts.options.audio != AudioTarget::Off;
+    how.queueBytes = queueBytes;
+    how.log = [&parts](const std::string& line) { parts.output.Note(line); };
+    return kq::streams::OpenMediaFile(parts.options.file, how, parts.file, error) || parts.Fail(error);
+}
+
+/// Opens what the second view shows beside the file, if it is to show anything else.
+bool OpenSecond(PlaybackParts& parts) {
+    if (parts.options.compare.empty() && parts.options.filter.empty())
+        return true;
+    if (!parts.file.video)
+        return parts.FailFile("no pictures to show beside others");
+    kq::streams::OpenOptions how;
+    how.queueBytes = queueBytes;
+    how.filter = parts.options.filter;
+    how.log = [&parts](const std::string& line) { parts.output.Note(line); };
+    const std::string& path = parts.options.filter.empty() ? parts.options.compare : parts.options.file;
+    std::string error;
+    return kq::streams::OpenFollower(path, *parts.file.video, how, parts.second, error) || parts.Fail(error);
+}
+
+bool OpenSound(PlaybackParts& parts) {
+    if (!parts.file.audio)
+        return true;
+    std::string error;
+    if (parts.sound.Open(parts.file.facts.sampleRate, parts.output, error)) {
+        parts.sound.SetGain(parts.options.mute ? 0 : parts.options.volume / 100.0);
+        return true;
+    }
+    if (parts.sound.IsRecording())
+        return parts.Fail(parts.options.wavPath + ": cannot be recorded to: " + error);
+    if (!parts.file.video)
+        return parts.FailFile("no audio device (" + error + "), and no pictures to show");
+    parts.Notice("no audio device (" + error + "): playing without sound");
+    return true;
+}
+
+bool OpenPlayer(PlaybackParts& parts) {
+    parts.monitor.emplace(parts.player, parts.trace,
+                          parts.sound.IsOpen() ? parts.sound.Period() : wallClockStep);
+    parts.navigation.emplace(parts.player, *parts.monitor);
+    parts.navigation->SetVideo(parts.file.video);
+    std::string error;
+    if (!parts.player.Create(*parts.monitor, error))
+        return parts.Fail(error);
+    if (parts.sound.IsOpen())
+        parts.player.SetAudio(parts.file.audio);
+    return true;
+}
+
+int ViewCount(const PlaybackParts& parts) {
+    return parts.second.video ? 2 : parts.options.views;
+}
+
+/// @return the parent for the views, each of which would like to have this size
+void* OpenWindow(PlaybackParts& parts, int width, int height) {
+    if (parts.options.headless)
+        return kq::OffScreenParent();
+    std::string name = std::filesystem::path(parts.options.file).filename().string();
+    if (!parts.options.compare.empty())
+        name += " | " + std::filesystem::path(parts.options.compare).filename().string();
+    if (!parts.options.filter.empty())
+        name += " | " + parts.options.filter;
+    std::string error;
+    parts.window = VideoWindow::Open(name + " - kqplay", width, height, ViewCount(parts), error);
+    if (!parts.window) {
+        parts.Notice("no window (" + error + "): playing off-screen");
+        return kq::OffScreenParent();
+    }
+    return parts.window->Handle();
+}
+
+bool OpenView(PlaybackParts& parts) {
+    if (!parts.file.video)
+        return true;
+    int width = 1;
+    int height = 1;
+    DisplaySize(parts.file.video, width, height);
+    void* parent = OpenWindow(parts, width, height);
+    for (int i = 0; i < ViewCount(parts); ++i) {
+        if (!parts.player.CreateView(parent, width, height))
+            return parts.FailFile("cannot show pictures: " + parts.viewLibrary.WhyNoView());
+    }
+    if (!parts.player.SetVideo(parts.file.video, parts.second.video))
+        return parts.FailFile("the pictures have no known format");
+    if (parts.window)
+        parts.window->Adopt(parts.player.ViewWindows());
+    parts.showsLate = parts.viewLibrary.SetPictureSink(HandOverPicture, &*parts.monitor);
+    if (!parts.showsLate && parts.trace.IsOpen())
+        parts.Notice("PlayerView.so hands no pictures out: the trace has none");
+    return true;
+}
+
+} // namespace
+
+bool OpenLogAndTrace(PlaybackParts& parts) {
+    std::string error;
+    if (!parts.output.Redirect(parts.options.log, parts.options.verbose, error))
+        return parts.Fail(error);
+    parts.progress.emplace(parts.output.Screen(), parts.options.verbose);
+    return parts.options.trace.empty() ||
+           parts.trace.Open(parts.options.trace, parts.options.traceHash, error) || parts.Fail(error);
+}
+
+bool OpenPlayback(PlaybackParts& parts) {
+    return OpenFile(parts) && OpenSecond(parts) && TakeCaptures(parts) && OpenSound(parts) &&
+           OpenPlayer(parts) && OpenView(parts);
+}
+
+} // namespace kqplay

@@ -1,0 +1,58 @@
+/// @file
+/// What one run of the program is made of.
+#pragma once
+
+#include "AudioOutput.h"
+#include "ComponentOutput.h"
+#include "Navigation.h"
+#include "Options.h"
+#include "Player.h"
+#include "ProgressLine.h"
+#include "RunMonitor.h"
+#include "SignalInbox.h"
+#include "TraceWriter.h"
+#include "VideoWindow.h"
+#include "ViewLibrary.h"
+
+#include <kqplayer/media_file.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace kqplay {
+
+/// The parts that opening fills, and that transport and event loop then use. The main thread's. Goes in the
+/// order that the parts need of each other: runs end first, and nothing is printed by then.
+struct PlaybackParts {
+    explicit PlaybackParts(const Options& given) : options(given) {}
+    ~PlaybackParts();
+    PlaybackParts(const PlaybackParts&) = delete;
+    PlaybackParts& operator=(const PlaybackParts&) = delete;
+
+    /// Prints one line on standard error, beside the progress line. @return false
+    bool Fail(const std::string& reason);
+    /// The same about the file.
+    bool FailFile(const std::string& reason) { return Fail(options.file + ": " + reason); }
+    /// The same about something that play goes on without.
+    void Notice(const std::string& text) { Fail(text); }
+    /// Prints text on the screen, above the progress line, and ends the line.
+    void Say(const std::string& text);
+
+    const Options options;
+    SignalInbox signals; ///< before anything that starts a thread
+    ComponentOutput output;
+    std::optional<ProgressLine> progress;
+    TraceWriter trace;
+    kq::streams::MediaFile file;
+    kq::streams::MediaFile second; ///< what the second view shows beside the file, if anything
+    AudioOutput sound;
+    std::unique_ptr<VideoWindow> window; ///< none off-screen
+    ViewLibrary viewLibrary;
+    Player player; ///< goes before the window that its view lives in, and before the sound device
+    std::optional<RunMonitor> monitor;
+    std::optional<Navigation> navigation;
+    bool showsLate = false; ///< pictures are watched, and late ones counted
+};
+
+} // namespace kqplay
