@@ -45,6 +45,25 @@ TEST(TimeCodeMgr, UnstampedChunksLengthenTheOneBefore) {
     EXPECT_EQ(Search(map, 1600), (Answer{9, 1500}));
 }
 
+TEST(TimeCodeMgr, AStretchWithoutStampsMayBeLongerThanTwoGigabytes) {
+    constexpr int kPart = 1 << 30;
+    TimeCodeMgr map;
+    for (int i = 0; i < 2; ++i) {
+        map.PutPTS(100, 10);
+        for (int nPart = 0; nPart < 5; ++nPart) {
+            map.PutPTS(kPart, -1);
+        }
+        constexpr std::int64_t kEnd = 100 + 5LL * kPart;
+        EXPECT_EQ(Search(map, kEnd + 1), (Answer{10, 0}));
+        EXPECT_EQ(Search(map, kEnd + 2), (Answer{-7, -7}));
+        map.PutPTS(100, 20);
+        EXPECT_EQ(Search(map, kEnd + 1), (Answer{10, 0}));
+        EXPECT_EQ(Search(map, kEnd + 2), (Answer{20, kEnd}));
+        map.Reset();
+        EXPECT_EQ(map.GetCount(), 0u);
+    }
+}
+
 TEST(TimeCodeMgr, ADayOfStereoStaysSmallAndExact) {
     constexpr int kChunk = 16 * 1024 * 4;
     constexpr std::int64_t kTotal = 24LL * 3600 * 48000 * 4;
