@@ -131,7 +131,8 @@ TEST(SoundStall, AFrameThatIsHalfPlayedGoesOnInItsMiddle) {
     EXPECT_NEAR(FakeAudio::SampleOf(s.MappedFrame() - 1), middle.back(), 1);
     const auto heard = s.Render(40);
     EXPECT_NEAR(FakeAudio::SampleOf(s.MappedFrame() - 1), heard.back(), 1);
-    EXPECT_NEAR(heard.back(), 3 * tenth + tenth / 2 - 1, 1); // what was queued is lost, and no more
+    constexpr int expected = 3 * tenth + tenth / 2 - 1;
+    EXPECT_NEAR(heard.back(), expected, 1); // what was queued is lost, and no more
 }
 
 /// No thread can be made as long as it lives: none has room for its stack.
