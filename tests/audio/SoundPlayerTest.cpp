@@ -15,17 +15,17 @@
 
 namespace {
 
-std::atomic<bool> s_bUnplugged{false};
+std::atomic<bool> isUnplugged{false};
 
 } // namespace
 
 /// Stands in front of OpenAL's own, so that a test can unplug the device.
-extern "C" __attribute__((visibility("default"))) void alcGetIntegerv(ALCdevice* pDevice, ALCenum eParam,
-                                                                      ALCsizei nSize, ALCint* pValues) {
-    static const auto pfnReal = reinterpret_cast<LPALCGETINTEGERV>(dlsym(RTLD_NEXT, "alcGetIntegerv"));
-    pfnReal(pDevice, eParam, nSize, pValues);
-    if (eParam == ALC_CONNECTED && s_bUnplugged) {
-        *pValues = ALC_FALSE;
+extern "C" __attribute__((visibility("default"))) void alcGetIntegerv(ALCdevice* device, ALCenum what,
+                                                                      ALCsizei size, ALCint* values) {
+    static const auto real = reinterpret_cast<LPALCGETINTEGERV>(dlsym(RTLD_NEXT, "alcGetIntegerv"));
+    real(device, what, size, values);
+    if (what == ALC_CONNECTED && isUnplugged) {
+        *values = ALC_FALSE;
     }
 }
 
@@ -36,12 +36,12 @@ using namespace kq::test;
 TEST(SoundPlayer, HoldsATenthOfASecondInWholeSampleFrames) {
     LoopbackDevice device;
     const struct {
-        int nRate;
-        int nChannels;
-        int nBits;
-        bool bOpens;
-        unsigned int nBytesPerSec;
-        int nBufferSize;
+        int rate;
+        int channels;
+        int bits;
+        bool opens;
+        unsigned int bytesPerSec;
+        int bufferSize;
     } cases[] = {
         {44100, 2, 16, true, 176400, 17640},
         {22050, 1, 8, true, 22050, 2205},
@@ -56,10 +56,10 @@ TEST(SoundPlayer, HoldsATenthOfASecondInWholeSampleFrames) {
     };
     for (const auto& c : cases) {
         SoundPlayer sound(nullptr);
-        EXPECT_EQ(sound.Open(c.nRate, c.nChannels, c.nBits), 1);
-        EXPECT_EQ(sound.IsOpen(), c.bOpens) << c.nRate << " " << c.nChannels << " " << c.nBits;
-        EXPECT_EQ(sound.GetBytesPerSec(), c.nBytesPerSec);
-        EXPECT_EQ(sound.GetBufferSize(), c.nBufferSize);
+        EXPECT_EQ(sound.Open(c.rate, c.channels, c.bits), 1);
+        EXPECT_EQ(sound.IsOpen(), c.opens) << c.rate << " " << c.channels << " " << c.bits;
+        EXPECT_EQ(sound.GetBytesPerSec(), c.bytesPerSec);
+        EXPECT_EQ(sound.GetBufferSize(), c.bufferSize);
         sound.Play(); // a refused one stays silent
         sound.Stop();
     }
@@ -72,20 +72,20 @@ void Begin(SoundPlayer& sound) {
 }
 
 /// Waits until the sound thread has refilled whatever has been played.
-void WaitForRefill(SoundPlayer& sound, std::int64_t llMost = INT64_MAX) {
-    const std::int64_t nBuffer = sound.GetBufferSize();
+void WaitForRefill(SoundPlayer& sound, std::int64_t most = INT64_MAX) {
+    const std::int64_t buffer = sound.GetBufferSize();
     EXPECT_TRUE(WaitUntil([&] {
-        const std::int64_t llFull = (sound.GetPlayPos() / nBuffer + 2) * nBuffer;
-        return !sound.IsActive() || sound.GetTotalBytes() >= std::min(llFull, llMost);
+        const std::int64_t full = (sound.GetPlayPos() / buffer + 2) * buffer;
+        return !sound.IsActive() || sound.GetTotalBytes() >= std::min(full, most);
     }));
 }
 
 /// Renders in small pieces, so that the source never runs dry.
-std::vector<std::int16_t> RenderSteadily(LoopbackDevice& device, SoundPlayer& sound, int nFrames) {
-    constexpr int kPiece = 480;
+std::vector<std::int16_t> RenderSteadily(LoopbackDevice& device, SoundPlayer& sound, int frames) {
+    constexpr int pieceFrames = 480;
     std::vector<std::int16_t> all;
-    for (int n = 0; n < nFrames; n += kPiece) {
-        const auto piece = device.Render(kPiece);
+    for (int n = 0; n < frames; n += pieceFrames) {
+        const auto piece = device.Render(pieceFrames);
         all.insert(all.end(), piece.begin(), piece.end());
         WaitForRefill(sound);
     }
@@ -100,16 +100,16 @@ TEST(SoundPlayer, PlaysEverySampleOnceAndInOrder) {
         Begin(sound);
         const auto samples = RenderSteadily(device, sound, 48000);
         for (std::size_t k = 0; k < 48000; ++k) {
-            const int nSample = FakeAudio::SampleOf(static_cast<std::int64_t>(k));
-            ASSERT_NEAR(samples[2 * k], nSample, 1) << k;
-            ASSERT_NEAR(samples[2 * k + 1], nSample, 1) << k;
+            const int sample = FakeAudio::SampleOf(static_cast<std::int64_t>(k));
+            ASSERT_NEAR(samples[2 * k], sample, 1) << k;
+            ASSERT_NEAR(samples[2 * k + 1], sample, 1) << k;
         }
         EXPECT_EQ(sound.GetPlayPos(), 48000 * 4);
-        std::int64_t llPTS = -1;
-        std::int64_t llChunk = 0;
-        sound.m_TimeCodeMgr.SearchPTSReverse(48000 * 4 - 40, llPTS, llChunk);
-        EXPECT_EQ(llPTS, 47LL * 10'000'000 * 1000 / 48000);
-        EXPECT_EQ(llChunk, 47 * 1000 * 4);
+        std::int64_t stamp = -1;
+        std::int64_t chunk = 0;
+        sound.m_TimeCodeMgr.SearchPTSReverse(48000 * 4 - 40, stamp, chunk);
+        EXPECT_EQ(stamp, 47LL * 10'000'000 * 1000 / 48000);
+        EXPECT_EQ(chunk, 47 * 1000 * 4);
     }
     EXPECT_EQ(audio.GetRefCount(), 1);
 }
@@ -121,17 +121,17 @@ TEST(SoundPlayer, PausesAndResumesInPlace) {
     Begin(sound);
     RenderSteadily(device, sound, 4800);
     sound.Pause();
-    const std::int64_t llPaused = sound.GetPlayPos();
+    const std::int64_t paused = sound.GetPlayPos();
     sound.Pause(); // nothing more happens
     const auto silence = device.Render(4800);
     // OpenAL fades out over its first period, and dithers.
     EXPECT_TRUE(
         std::all_of(silence.begin() + 4800, silence.end(), [](std::int16_t s) { return std::abs(s) <= 1; }));
-    EXPECT_EQ(sound.GetPlayPos(), llPaused);
+    EXPECT_EQ(sound.GetPlayPos(), paused);
     sound.Play();
     const auto samples = RenderSteadily(device, sound, 4800);
-    EXPECT_NEAR(samples[2 * 4000], FakeAudio::SampleOf(llPaused / 4 + 4000), 1);
-    EXPECT_EQ(sound.GetPlayPos(), llPaused + 4800 * 4);
+    EXPECT_NEAR(samples[2 * 4000], FakeAudio::SampleOf(paused / 4 + 4000), 1);
+    EXPECT_EQ(sound.GetPlayPos(), paused + 4800 * 4);
 }
 
 TEST(SoundPlayer, EndsAfterOneSecondOfSilence) {
@@ -139,7 +139,7 @@ TEST(SoundPlayer, EndsAfterOneSecondOfSilence) {
     FakeAudio nothing(0.0);
     SoundPlayer sound(&nothing);
     Begin(sound);
-    for (int nTenth = 0; nTenth < 8; ++nTenth) {
+    for (int tenth = 0; tenth < 8; ++tenth) {
         device.Render(4800);
         WaitForRefill(sound, 192000);
         ASSERT_FALSE(sound.IsStreamEnd());
@@ -165,9 +165,9 @@ TEST(SoundPlayer, ALostDeviceEndsTheSound) {
     SoundPlayer sound(&audio);
     Begin(sound);
     RenderSteadily(device, sound, 4800);
-    s_bUnplugged = true;
+    isUnplugged = true;
     EXPECT_TRUE(WaitUntil([&] { return !sound.IsActive(); }));
-    s_bUnplugged = false;
+    isUnplugged = false;
     EXPECT_TRUE(sound.IsStreamEnd());
     EXPECT_LT(audio.GetIndex(), 50); // it was not drained either
 }

@@ -9,9 +9,9 @@ namespace {
 
 using Answer = std::pair<std::int64_t, std::int64_t>; ///< time stamp and begin of a chunk
 
-Answer Search(TimeCodeMgr& map, std::int64_t llPos) {
+Answer Search(TimeCodeMgr& map, std::int64_t position) {
     Answer answer(-7, -7);
-    map.SearchPTSReverse(llPos, answer.first, answer.second);
+    map.SearchPTSReverse(position, answer.first, answer.second);
     return answer;
 }
 
@@ -24,12 +24,12 @@ TEST(TimeCodeMgr, FindsTheChunkOfAPosition) {
     map.PutPTS(100, 20);
     map.PutPTS(100, 30);
     const struct {
-        std::int64_t llPos;
+        std::int64_t position;
         Answer answer;
     } cases[] = {{0, {10, 0}},     {101, {10, 0}},   {102, {20, 100}},
                  {200, {20, 100}}, {201, {30, 200}}, {5000, {30, 200}}};
     for (const auto& c : cases) {
-        EXPECT_EQ(Search(map, c.llPos), c.answer) << c.llPos;
+        EXPECT_EQ(Search(map, c.position), c.answer) << c.position;
     }
 }
 
@@ -45,17 +45,36 @@ TEST(TimeCodeMgr, UnstampedChunksLengthenTheOneBefore) {
     EXPECT_EQ(Search(map, 1600), (Answer{9, 1500}));
 }
 
-TEST(TimeCodeMgr, ADayOfStereoStaysSmallAndExact) {
-    constexpr int kChunk = 16 * 1024 * 4;
-    constexpr std::int64_t kTotal = 24LL * 3600 * 48000 * 4;
+TEST(TimeCodeMgr, AStretchWithoutStampsMayBeLongerThanTwoGigabytes) {
+    constexpr int partBytes = 1 << 30;
     TimeCodeMgr map;
-    for (std::int64_t llPos = 0; llPos < kTotal; llPos += kChunk) {
-        map.PutPTS(kChunk, llPos * 3);
-        if (llPos >= 8 * kChunk && llPos % (64 * kChunk) == 0) {
+    for (int i = 0; i < 2; ++i) {
+        map.PutPTS(100, 10);
+        for (int part = 0; part < 5; ++part) {
+            map.PutPTS(partBytes, -1);
+        }
+        constexpr std::int64_t end = 100 + 5LL * partBytes;
+        EXPECT_EQ(Search(map, end + 1), (Answer{10, 0}));
+        EXPECT_EQ(Search(map, end + 2), (Answer{-7, -7}));
+        map.PutPTS(100, 20);
+        EXPECT_EQ(Search(map, end + 1), (Answer{10, 0}));
+        EXPECT_EQ(Search(map, end + 2), (Answer{20, end}));
+        map.Reset();
+        EXPECT_EQ(map.GetCount(), 0u);
+    }
+}
+
+TEST(TimeCodeMgr, ADayOfStereoStaysSmallAndExact) {
+    constexpr int chunkBytes = 16 * 1024 * 4;
+    constexpr std::int64_t total = 24LL * 3600 * 48000 * 4;
+    TimeCodeMgr map;
+    for (std::int64_t position = 0; position < total; position += chunkBytes) {
+        map.PutPTS(chunkBytes, position * 3);
+        if (position >= 8 * chunkBytes && position % (64 * chunkBytes) == 0) {
             // The sound being heard is a few chunks behind the one put last.
-            const std::int64_t llHeard = llPos - 6 * kChunk + 1;
-            ASSERT_EQ(Search(map, llHeard), (Answer{(llHeard - 1) * 3, llHeard - 1}));
-            ASSERT_EQ(Search(map, llHeard - 1), (Answer{(llHeard - 1 - kChunk) * 3, llHeard - 1 - kChunk}));
+            const std::int64_t heard = position - 6 * chunkBytes + 1;
+            ASSERT_EQ(Search(map, heard), (Answer{(heard - 1) * 3, heard - 1}));
+            ASSERT_EQ(Search(map, heard - 1), (Answer{(heard - 1 - chunkBytes) * 3, heard - 1 - chunkBytes}));
         }
         ASSERT_LE(map.GetCount(), 5000u);
     }
