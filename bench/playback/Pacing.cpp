@@ -2,6 +2,8 @@
 #include "Measured.h"
 #include "RealTimeDevice.h"
 
+#include <host/kqplay/LateFrames.h>
+
 #include <algorithm>
 #include <atomic>
 #include <cmath>
@@ -47,13 +49,7 @@ std::vector<double> AfterDueTick(const std::vector<double>& times) {
 
 /// Delays of the pictures against a steady clock, from the most punctual one.
 std::vector<double> AfterMostPunctual(const std::vector<double>& times) {
-    std::vector<double> delays;
-    for (std::size_t i = 0; i < times.size(); ++i)
-        delays.push_back(times[i] - static_cast<double>(i) * 1000 / rate);
-    const double start = Percentile(delays, 0);
-    for (double& delay : delays)
-        delay -= start;
-    return delays;
+    return kqplay::DelaysAfterMostPunctual(times, 1000 / rate);
 }
 
 std::vector<double> Intervals(const std::vector<double>& times) {
@@ -140,9 +136,9 @@ void MeasurePacing() {
     Print("%-34s %5s  %-27s %-13s  %-27s  %5s\n", "", "", "late: p50   p95    p99    max", "too late",
           "between: min p1     p99    max", "pairs");
     MeasureRun("without sound, after the due tick", {Kqplay(), "--headless", "--no-audio", clip},
-               AfterDueTick, 5);
+               AfterDueTick, kqplay::LateTolerance(0) * 1000);
     MeasureRun("with sound, after the earliest", {Kqplay(), "--headless", "--audio", "null", clip},
-               AfterMostPunctual, period + 5);
+               AfterMostPunctual, kqplay::LateTolerance(period / 1000) * 1000);
     Print("\n");
 }
 

@@ -4,8 +4,27 @@
 
 #include <atomic>
 #include <limits>
+#include <vector>
 
 namespace kqplay {
+
+/// @return how much a frame may come after the most punctual one and not be late: a step of the clock that
+///         paces frames, and 5 ms; all in seconds
+constexpr double LateTolerance(double clockStep) {
+    return clockStep + 0.005;
+}
+
+/// @return a frame's delay: when it came less where in the stream it is, both in one unit. It says something
+///         beside other frames' delays only, since their clocks begin at different times
+constexpr double DelayOf(double now, double position) {
+    return now - position;
+}
+
+/// Judges frames of a short stretch without a pause, after the fact.
+/// @param came     when each frame came, in any unit
+/// @param interval of the frames, in the same unit
+/// @return for each frame how much later than the most punctual one it came, measured by its own time
+std::vector<double> DelaysAfterMostPunctual(const std::vector<double>& came, double interval);
 
 /// Judges frames by when they come, without knowing the player's clock.
 ///
@@ -19,7 +38,7 @@ namespace kqplay {
 class LateFrames {
 public:
     /// @param clockStep step of the clock that paces the frames, in seconds
-    explicit LateFrames(double clockStep) : m_tolerance(clockStep + 0.005) {}
+    explicit LateFrames(double clockStep) : m_tolerance(LateTolerance(clockStep)) {}
 
     /// A frame was shown.
     /// @param now      seconds of a monotonic clock

@@ -1,5 +1,6 @@
 #include "SelfTest.h"
 
+#include "LateFrames.h"
 #include "Player.h"
 #include "TraceWriter.h"
 
@@ -160,16 +161,14 @@ public:
         result.due = static_cast<int>(rangeSeconds * pictureRate);
         result.moved = m_lastPosition - m_firstPosition;
         result.passed = m_lastTime - m_firstTime;
-        std::vector<double> delays;
-        for (const double came : m_cameAt)
-            delays.push_back(came - static_cast<double>(delays.size()) / pictureRate);
-        delays.resize(std::min(delays.size(), static_cast<std::size_t>(result.due)));
+        m_cameAt.resize(std::min(m_cameAt.size(), static_cast<std::size_t>(result.due)));
+        std::vector<double> delays = DelaysAfterMostPunctual(m_cameAt, 1.0 / pictureRate);
         result.shown = static_cast<int>(delays.size());
         if (delays.empty())
             return;
         std::sort(delays.begin(), delays.end());
-        result.medianLate = delays[delays.size() / 2] - delays.front();
-        result.worstLate = delays.back() - delays.front();
+        result.medianLate = delays[delays.size() / 2];
+        result.worstLate = delays.back();
     }
 
 private:

@@ -49,8 +49,10 @@ bool StartSdl() {
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     SDL_SetHint(SDL_HINT_VIDEODRIVER, "x11");
     SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
-    SDL_SetHint(SDL_HINT_MOUSE_FOCUS_CLICKTHROUGH, "1"); // a click that gives the window the focus counts
-    return SDL_Init(SDL_INIT_VIDEO) == 0;
+    if (SDL_Init(SDL_INIT_VIDEO) != 0)
+        return false;
+    SDL_EventState(SDL_SYSWMEVENT, SDL_ENABLE);
+    return true;
 }
 
 /// As many columns as rows, or one more.
@@ -215,16 +217,8 @@ std::vector<Command> VideoWindow::Take() {
         case SDL_KEYDOWN:
             commands.push_back(CommandOf(event.key.keysym));
             break;
-        case SDL_MOUSEBUTTONDOWN:
-            m_dragging =
-                event.button.button == SDL_BUTTON_LEFT && event.button.y >= m_height - timelineHeight;
-            Drag(event.button.x);
-            break;
-        case SDL_MOUSEMOTION:
-            Drag(event.motion.x);
-            break;
-        case SDL_MOUSEBUTTONUP:
-            m_dragging = false;
+        case SDL_SYSWMEVENT:
+            OnMouse(event.syswm.msg->msg.x11.event);
             break;
         case SDL_WINDOWEVENT:
             OnWindowEvent(event.window.event, event.window.data1, event.window.data2);
@@ -234,6 +228,25 @@ std::vector<Command> VideoWindow::Take() {
         }
     }
     return commands;
+}
+
+/// Takes the X server's own events: SDL gives a press the place where it last saw the pointer, which is an
+/// old one when the pointer has come from elsewhere since.
+void VideoWindow::OnMouse(const XEvent& event) {
+    switch (event.type) {
+    case ButtonPress:
+        m_dragging = event.xbutton.button == Button1 && event.xbutton.y >= m_height - timelineHeight;
+        Drag(event.xbutton.x);
+        break;
+    case MotionNotify:
+        Drag(event.xmotion.x);
+        break;
+    case ButtonRelease:
+        m_dragging = false;
+        break;
+    default:
+        break;
+    }
 }
 
 void VideoWindow::OnWindowEvent(int event, int width, int height) {

@@ -12,6 +12,7 @@
 
 struct SDL_Window;
 using Display = struct _XDisplay;
+union _XEvent;
 
 namespace kqplay {
 
@@ -54,6 +55,7 @@ private:
 
     VideoWindow() = default;
     void FillScreen();
+    void OnMouse(const _XEvent& event);
     void OnWindowEvent(int event, int width, int height);
     void FitViews();
     void DrawTimeline();

@@ -42,6 +42,13 @@ TEST(LateFrames, ASlowDriftOfTheSoundCardIsNotLateButASlowDecoderIs) {
     EXPECT_GT(slow.Count(), 90);
 }
 
+TEST(LateFrames, AfterTheFactTheMostPunctualFrameIsTheMeasure) {
+    const std::vector<double> delays = DelaysAfterMostPunctual({105, 142, 180, 260}, 40);
+    const std::vector<double> expected = {5, 2, 0, 40};
+    EXPECT_EQ(delays, expected);
+    EXPECT_TRUE(DelaysAfterMostPunctual({}, 40).empty());
+}
+
 TEST(KeyDecoder, TellsKeysApart) {
     using Commands = std::vector<Command>;
     const std::pair<std::vector<const char*>, Commands> rows[] = {
