@@ -49,8 +49,8 @@ Words Options() {
 Words Completed(const std::string& word) {
     const std::string script = "source \"$0\"; COMP_WORDS=(\"$1\" \"$2\"); COMP_CWORD=1; _kqplay \"$1\"; "
                                "printf '%s\\n' \"${COMPREPLY[@]}\"";
-    const Outcome outcome =
-        RunProcess({"bash", "-c", script, KQPLAY_SOURCES "/packaging/kqplay.bash", KQPLAY_PROGRAM, word});
+    const std::string completion = KQPLAY_SOURCES "/packaging/kqplay.bash";
+    const Outcome outcome = RunProcess({"bash", "-c", script, completion, KQPLAY_PROGRAM, word});
     EXPECT_EQ(outcome.err, "");
     const Strings lines = Lines(outcome.out);
     return {lines.begin(), lines.end()};
