@@ -67,9 +67,11 @@ TEST(Recording, OneThatIsNotWholeIsReported) {
             EXPECT_EQ(outcome.err, "kqplay: " + wav + ": could not be written whole: File too large\n");
         }
     }
+    // Not a byte: the signal is ignored from the start, because the thread sanitizer writes a file of its own
+    // first.
     const Outcome outcomes[] = {
         RunProcess(Headless(Clip("plain.mp4"), {"--audio", "wav:/dev/full"})),
-        RunProcess(Joined({"sh", "-c", "ulimit -f 0; exec \"$0\" \"$@\""},
+        RunProcess(Joined({"sh", "-c", "trap '' XFSZ; ulimit -f 0; exec \"$0\" \"$@\""},
                           Headless(Clip("plain.mp4"), {"--audio", "wav:" + wav}))),
     };
     for (const Outcome& outcome : outcomes) {
