@@ -262,10 +262,12 @@ struct Colour {
     std::int32_t nMasteringPeak = 0;          ///< of the mastering display, in cd/m²; 0 for unknown
     std::int32_t nContentPeak = 0;            ///< of the content (MaxCLL), in cd/m²; 0 for unknown
 
+    /// @return whether all fields agree
     bool operator==(const Colour& other) const {
         return nMatrix == other.nMatrix && nRange == other.nRange && nTransfer == other.nTransfer &&
                nMasteringPeak == other.nMasteringPeak && nContentPeak == other.nContentPeak;
     }
+    /// @return whether a field differs
     bool operator!=(const Colour& other) const { return !(*this == other); }
 };
 
@@ -278,6 +280,7 @@ inline void DescribeColour(MEDIA_FRAME& frame, const Colour& colour) {
 }
 
 /// The same for pictures without HDR.
+/// @param frame   is described
 /// @param nMatrix one of KQ_MATRIX_…
 /// @param nRange  one of KQ_RANGE_…
 inline void DescribeColour(MEDIA_FRAME& frame, std::int32_t nMatrix, std::int32_t nRange) {
