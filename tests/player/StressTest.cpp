@@ -92,21 +92,22 @@ TEST_F(Stress, AThousandRunsHalfOfThemOfPlayersMadeInTheEndOfPlay) {
     std::vector<Chain> chains(kChains);
     std::function<void(Chain&)> begin = [&](Chain& chain) {
         PlayerHost& host = *chain.hosts.emplace_back(std::make_unique<PlayerHost>(&video));
+        // The run may end, and its callback give the host's reference back, before Play() has returned here.
+        const auto pPlayer = kq::ComPtr<IMediaPlayer>::Share(host.Get());
         host.m_onNotify = [&](unsigned int nWhat) {
             if (nWhat != KQ_NOTIFY_END) {
                 return;
             }
-            const int nRun = chain.nRuns + 1;
+            const int nRun = ++chain.nRuns; // before the next run, which may end at any time
             if (nRun < kRuns / kChains && nRun % 2 == 0) {
                 EXPECT_EQ(host->Play(), 0);
             } else if (nRun < kRuns / kChains) {
                 host.ReleasePlayer();
                 begin(chain);
             }
-            ++chain.nRuns;
         };
-        EXPECT_EQ(host->Load(), 0);
-        EXPECT_EQ(host->Play(), 0);
+        EXPECT_EQ(pPlayer->Load(), 0);
+        EXPECT_EQ(pPlayer->Play(), 0);
     };
     for (Chain& chain : chains) {
         chain.hosts.reserve(kRuns);
@@ -130,7 +131,8 @@ TEST_F(Stress, ThePlayerMayBeReleasedAtTheEndOfPlay) {
                 bReleased = true;
             }
         };
-        host->Play();
+        // A reference of our own for the call, which the end of play may overtake.
+        kq::ComPtr<IMediaPlayer>::Share(host.Get())->Play();
         EXPECT_TRUE(WaitUntil([&] { return bReleased.load(); }));
     }
     EXPECT_EQ(video.GetRefCount(), 1);
