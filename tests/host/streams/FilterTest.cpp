@@ -21,7 +21,7 @@ TEST(Filters, ThatDoNothingChangeNothing) {
 /// @return the planes mirrored and inverted as asked for
 std::string Treated(const MEDIA_FRAME& frame, bool mirror, bool invert) {
     const int width = frame.image.nWidth, chromaWidth = (width + 1) / 2;
-    const auto luma = static_cast<std::size_t>(width * frame.image.nHeight);
+    const auto luma = static_cast<std::size_t>(width) * static_cast<std::size_t>(frame.image.nHeight);
     std::string pixels = PixelsOf(frame);
     for (std::size_t at = 0; mirror && at < pixels.size();) {
         const auto row = static_cast<std::ptrdiff_t>(at < luma ? width : chromaWidth);

@@ -123,7 +123,7 @@ inline std::string PixelsOf(const MEDIA_FRAME& frame) {
     const auto append = [&](const std::uint8_t* plane, int pitch, int width, int height) {
         for (int y = 0; y < height; ++y) {
             pixels.append(reinterpret_cast<const char*>(plane) + static_cast<std::ptrdiff_t>(y) * pitch,
-                          static_cast<std::size_t>(width * layout.sampleBytes));
+                          static_cast<std::size_t>(width) * static_cast<std::size_t>(layout.sampleBytes));
         }
     };
     const int chromaWidth = (image.nWidth + layout.columns - 1) / layout.columns;
