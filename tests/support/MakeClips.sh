@@ -107,6 +107,9 @@ make_clip -f lavfi -i 'color=red:size=64x48:rate=25:duration=1' -pix_fmt yuv420p
 make_clip -f lavfi -i 'color=red:size=96x80:rate=25:duration=1' -pix_fmt yuv420p -f mpegts -output_ts_offset 1 \
     -colorspace bt709 -c:v mpeg2video -threads 1 part2.ts
 cat part1.ts part2.ts >changing.ts
+make_clip -f lavfi -i 'color=red:size=64x48:rate=25:duration=1' -pix_fmt yuv422p -f mpegts -output_ts_offset 1 \
+    -c:v mpeg2video -threads 1 part2.ts
+cat part1.ts part2.ts >relayout.ts
 rm part1.ts part2.ts
 
 for layout in mono stereo quad 5.1 6.1 7.1 3.0 5.0; do

@@ -8,8 +8,9 @@ namespace kq::streams::test {
 namespace {
 
 TEST(Filters, ThatDoNothingChangeNothing) {
-    for (const char* clip : {"bframes.mp4", "rotated.mp4", "deep422.mkv", "vfr.mkv", "odd.mkv",
-                             "fullrange.avi", "anamorphic.mp4", "changing.ts", "rotated-422.mp4"}) {
+    for (const char* clip :
+         {"bframes.mp4", "rotated.mp4", "deep422.mkv", "vfr.mkv", "odd.mkv", "fullrange.avi",
+          "anamorphic.mp4", "changing.ts", "relayout.ts", "rotated-422.mp4"}) {
         const std::vector<Shot> plain = AllShots(clip);
         for (const char* graph :
              {"null", "copy", "vflip,vflip", "[in]split[a][b];[a]nullsink;[b]null[out]"}) {
