@@ -95,6 +95,19 @@ TEST(Filters, OfOtherFormatsMeanTheSame) {
     }
 }
 
+TEST(Filters, AreBuiltAnewForAnotherLayout) {
+    OpenedFile file(Clip("relayout.ts"), Filtered("negate,format=yuv444p"));
+    int pictures = 0;
+    do {
+        const MEDIA_FRAME& frame = *file.Video().GetCurrentFrame();
+        ASSERT_EQ(frame.nKind, KQ_PICTURE_PLANAR_444);
+        const std::array<double, 3> rgb = RgbAt(frame, 60, 44);
+        ASSERT_NEAR(rgb[0] - rgb[2], -210, 60) << "red, inverted, in picture " << pictures;
+        ++pictures;
+    } while (file.Video().NextFrame() > 0);
+    EXPECT_GE(pictures, 48);
+}
+
 TEST(Filters, DescribeWhatComesOut) {
     const struct {
         const char* graph;
