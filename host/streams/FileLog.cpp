@@ -110,6 +110,16 @@ void FileLog::Notice(const std::string& text) const {
     }
 }
 
+void FileLog::NoticeOnce(const std::string& text) {
+    {
+        const std::lock_guard guard(m_lock);
+        if (!m_given.insert(text).second) {
+            return;
+        }
+    }
+    Notice(text);
+}
+
 void FileLog::FromFfmpeg(const std::string& text, bool isError) {
     int held = 0;
     {

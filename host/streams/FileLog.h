@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 
 namespace kq::streams {
@@ -28,6 +29,8 @@ public:
 
     /// Hands on one line about the file.
     void Notice(const std::string& text) const;
+    /// The same, unless the file has had that line.
+    void NoticeOnce(const std::string& text);
     /// Hands on a message of FFmpeg's, unless several came within the last second; those are only counted.
     void FromFfmpeg(const std::string& text, bool isError);
     /// @return FFmpeg's first error message, empty without one
@@ -43,6 +46,7 @@ private:
     const std::string m_file;
     const Sink m_sink;
     mutable std::mutex m_lock;
+    std::set<std::string> m_given; ///< lines of NoticeOnce()
     std::string m_firstError;
     std::string m_lastError;
     Clock::time_point m_periodStart;

@@ -200,11 +200,11 @@ int FilterGraph::Connect(const std::string& description, std::string& reason) {
 
 int FilterGraph::AddEnds() {
     const AVRational rate = av_d2q(m_input.rate, 1'000'000);
-    char settings[160];
+    char settings[192];
     std::snprintf(settings, sizeof settings,
-                  "video_size=%dx%d:pix_fmt=yuv420p:time_base=%d/%d:pixel_aspect=%d/%d:frame_rate=%d/%d",
-                  m_input.width, m_input.height, tickBase.num, tickBase.den, m_input.sampleAspect.num,
-                  m_input.sampleAspect.den, rate.num, rate.den);
+                  "video_size=%dx%d:pix_fmt=%d:time_base=%d/%d:pixel_aspect=%d/%d:frame_rate=%d/%d",
+                  m_input.width, m_input.height, m_input.format, tickBase.num, tickBase.den,
+                  m_input.sampleAspect.num, m_input.sampleAspect.den, rate.num, rate.den);
     const int result = avfilter_graph_create_filter(&m_source, avfilter_get_by_name("buffer"), "in", settings,
                                                     nullptr, m_graph.get());
     if (result < 0) {
@@ -215,7 +215,8 @@ int FilterGraph::AddEnds() {
 }
 
 bool FilterGraph::Takes(const AVFrame& picture) const {
-    return picture.width == m_input.width && picture.height == m_input.height;
+    return picture.width == m_input.width && picture.height == m_input.height &&
+           picture.format == m_input.format;
 }
 
 bool FilterGraph::Push(FrameHandle picture, Ticks time, Ticks duration) {
@@ -223,8 +224,6 @@ bool FilterGraph::Push(FrameHandle picture, Ticks time, Ticks duration) {
     picture->pts = time;
     picture->pkt_dts = AV_NOPTS_VALUE;
     picture->sample_aspect_ratio = m_input.sampleAspect;
-    picture->color_range = AVCOL_RANGE_MPEG;
-    picture->colorspace = viewMatrix;
     return av_buffersrc_add_frame(m_source, picture.get()) >= 0;
 }
 
@@ -236,9 +235,9 @@ FilterGraph::Pulled FilterGraph::Pull(AVFrame& picture) {
     av_frame_unref(&picture); // FFmpeg overwrites what is in it
     const int result = av_buffersink_get_frame(m_sink, &picture);
     if (result >= 0) {
-        // Filters that make RGB and back do so by this matrix, and may forget to say so.
+        // FFmpeg makes luma and chroma of RGB by BT.601, and does not say so.
         if (picture.colorspace == AVCOL_SPC_UNSPECIFIED || picture.colorspace == AVCOL_SPC_RGB) {
-            picture.colorspace = viewMatrix;
+            picture.colorspace = AVCOL_SPC_SMPTE170M;
         }
         return Pulled::Picture;
     }
@@ -254,6 +253,7 @@ Ticks FilterGraph::TimeOf(const AVFrame& picture) const {
 
 PictureKind FilterGraph::Output() const {
     PictureKind kind;
+    kind.format = av_buffersink_get_format(m_sink);
     kind.width = av_buffersink_get_w(m_sink);
     kind.height = av_buffersink_get_h(m_sink);
     const AVRational aspect = av_buffersink_get_sample_aspect_ratio(m_sink);

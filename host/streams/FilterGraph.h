@@ -9,11 +9,9 @@
 
 namespace kq::streams {
 
-/// BT.601: the matrix that views and captures take every picture for.
-constexpr AVColorSpace viewMatrix = AVCOL_SPC_SMPTE170M;
-
 /// The pictures that go into a graph or come out of it.
 struct PictureKind {
+    int format = AV_PIX_FMT_YUV420P;
     int width = 0;
     int height = 0;
     AVRational sampleAspect{1, 1};
@@ -33,19 +31,19 @@ class FilterGraph {
 public:
     enum class Pulled { Picture, NeedsInput, End };
 
-    /// @param input the pictures to come, planar 4:2:0 with video range and ViewMatrix
+    /// @param input the pictures to come; each says its matrix and range
     /// @param reason receives why it failed, unless FFmpeg's messages tell
     /// @return null when the graph is wrong
     static std::unique_ptr<FilterGraph> Build(const std::string& description, const PictureKind& input,
                                               std::string& reason);
 
-    /// @return true when the picture has the size that the graph was built for
+    /// @return true when the picture has the size and format that the graph was built for
     bool Takes(const AVFrame& picture) const;
     /// @return false when a filter refuses the picture
     bool Push(FrameHandle picture, Ticks time, Ticks duration);
     /// There are no more pictures.
     void Finish();
-    /// @param picture receives a picture that says which matrix it has
+    /// @param picture receives a picture; one with luma and chroma says which matrix it has
     Pulled Pull(AVFrame& picture);
 
     /// @return time of a picture that came out; AV_NOPTS_VALUE for none

@@ -20,14 +20,16 @@ std::unique_ptr<FilteredDecoder> FilteredDecoder::Open(std::unique_ptr<Decoder> 
                                                        const std::string& description,
                                                        const PictureKind& input, std::string& reason) {
     const auto log = FileLog::Make({}, {});
+    PictureKind converted = input;
+    converted.format = PictureConverter(orientation, false).FormatFor(input.format);
     std::unique_ptr<FilterGraph> graph;
     {
         const LogScope scope(*log);
-        graph = FilterGraph::Build(description, input, reason);
+        graph = FilterGraph::Build(description, converted, reason);
     }
     if (graph) {
         return std::unique_ptr<FilteredDecoder>(
-            new FilteredDecoder(std::move(inner), orientation, description, input, std::move(graph)));
+            new FilteredDecoder(std::move(inner), orientation, description, converted, std::move(graph)));
     }
     // The first message is the cause, those that follow are its consequences.
     if (const std::string cause = log->FirstError(); !cause.empty()) {
@@ -39,7 +41,7 @@ std::unique_ptr<FilteredDecoder> FilteredDecoder::Open(std::unique_ptr<Decoder> 
 FilteredDecoder::FilteredDecoder(std::unique_ptr<Decoder> inner, Orientation orientation,
                                  std::string description, const PictureKind& input,
                                  std::unique_ptr<FilterGraph> graph)
-    : m_inner(std::move(inner)), m_converter(orientation), m_description(std::move(description)),
+    : m_inner(std::move(inner)), m_converter(orientation, false), m_description(std::move(description)),
       m_firstInput(input), m_input(input), m_graph(std::move(graph)), m_output(m_graph->Output()),
       m_memory(m_graph->Memory()),
       m_duration(static_cast<Ticks>(static_cast<double>(TicksPerSecond) / m_output.rate)) {}
@@ -65,6 +67,7 @@ bool FilteredDecoder::Next(Decoded& frame) {
                 return false;
             }
             PictureKind input = m_input;
+            input.format = m_resized.data->format;
             input.width = m_resized.data->width;
             input.height = m_resized.data->height;
             if (!Rebuild(input)) {
@@ -84,7 +87,7 @@ void FilteredDecoder::Feed() {
         m_graph->Finish();
         return;
     }
-    next.data = m_converter.Convert(std::move(next.data));
+    next.data = m_converter.Convert(std::move(next.data), *Log());
     if (!next.data) {
         Log()->Notice("video: a picture that cannot be converted is left out");
         return;

@@ -4,7 +4,7 @@
 
 #include "Decoder.h"
 #include "FilterGraph.h"
-#include "PlanarConverter.h"
+#include "PictureConverter.h"
 
 #include <deque>
 #include <limits>
@@ -13,11 +13,12 @@
 
 namespace kq::streams {
 
-/// Gives what a filter graph makes of the pictures of a decoder, which it converts to planar 4:2:0 and turns
-/// upright first. The graph is built anew for each seek, and where the pictures change their size.
+/// Gives what a filter graph makes of the pictures of a decoder, which it turns upright and converts as far
+/// as frames could not hold them. The graph is built anew for each seek, and where the pictures change their
+/// size or layout.
 class FilteredDecoder : public Decoder {
 public:
-    /// @param input the pictures as they are turned upright
+    /// @param input the pictures as they are decoded and turned upright
     /// @param reason receives what is wrong with the graph
     /// @return null for a wrong graph
     static std::unique_ptr<FilteredDecoder> Open(std::unique_ptr<Decoder> inner, Orientation orientation,
@@ -53,7 +54,7 @@ private:
     void Stamp(Decoded& frame);
 
     const std::unique_ptr<Decoder> m_inner;
-    PlanarConverter m_converter;
+    PictureConverter m_converter;
     const std::string m_description;
     const PictureKind m_firstInput;
     PictureKind m_input; ///< of the present graph

@@ -30,6 +30,11 @@ Ticks Follower::TimeOnShow() {
     return m_own->TimeOnShow();
 }
 
+std::string Follower::Description() {
+    Follow();
+    return m_own->Description();
+}
+
 /// @return the time of the frame that is the current one now
 Ticks Follower::Follow() {
     return m_own->GoTo(m_reference->TimeOnShow());

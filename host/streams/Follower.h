@@ -17,6 +17,7 @@ public:
     int NextFrame() override;
     double GetFramePosition() override;
     Ticks TimeOnShow() override;
+    std::string Description() override;
 
 private:
     Ticks Follow();

@@ -21,7 +21,7 @@ struct Frame {
     double position = 0;    ///< begin, as an index at the stream's rate
     double endPosition = 0; ///< end, likewise
     std::size_t bytes = 0;  ///< memory that it takes
-    FrameHandle picture;
+    FrameHandle picture;    ///< keeps the planes; what the file said of them goes along
     std::vector<std::int16_t> samples;
 };
 using FramePtr = std::shared_ptr<Frame>;

@@ -33,6 +33,7 @@ struct AvDeleter {
     void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
     void operator()(AVFrame* frame) const { av_frame_free(&frame); }
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+    void operator()(AVBufferRef* buffer) const { av_buffer_unref(&buffer); }
     void operator()(AVBufferPool* pool) const { av_buffer_pool_uninit(&pool); }
     void operator()(AVFilterGraph* graph) const { avfilter_graph_free(&graph); }
     void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
@@ -43,6 +44,7 @@ using FormatHandle = std::unique_ptr<AVFormatContext, AvDeleter>;
 using CodecHandle = std::unique_ptr<AVCodecContext, AvDeleter>;
 using FrameHandle = std::unique_ptr<AVFrame, AvDeleter>;
 using PacketHandle = std::unique_ptr<AVPacket, AvDeleter>;
+using BufferHandle = std::unique_ptr<AVBufferRef, AvDeleter>;
 using PoolHandle = std::unique_ptr<AVBufferPool, AvDeleter>;
 using GraphHandle = std::unique_ptr<AVFilterGraph, AvDeleter>;
 using ScalerHandle = std::unique_ptr<SwsContext, AvDeleter>;

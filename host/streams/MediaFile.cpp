@@ -239,6 +239,7 @@ Orientation OrientationOf(const AVStream& stream) {
 /// @return a stream's pictures as they are turned upright
 PictureKind Opening::KindOf(AVStream& stream) const {
     PictureKind kind;
+    kind.format = stream.codecpar->format;
     kind.width = stream.codecpar->width;
     kind.height = stream.codecpar->height;
     kind.rate = RateOf(stream);
@@ -302,8 +303,9 @@ Prepared Opening::OpenVideo() {
     facts.height = info.nHeight;
     facts.frameRate = info.dFrameRate;
     facts.frameCount = info.nFrameCount;
-    auto source =
-        std::make_unique<VideoSource>(std::move(decoder), orientation, kind.rate, av_q2d(stream.time_base));
+    auto source = std::make_unique<VideoSource>(std::move(decoder),
+                                                PictureConverter(orientation, m_options.plainPictures),
+                                                kind.rate, av_q2d(stream.time_base));
     return {std::move(source), info, m_options.queueBytes};
 }
 
@@ -359,6 +361,11 @@ bool OpenMediaFile(const std::string& path, const OpenOptions& options, MediaFil
     file.video = opening.video.Begin().Detach();
     file.audio = opening.audio.Begin().Detach();
     return true;
+}
+
+std::string DescribePicture(IMediaStream& stream) {
+    const ComPtr<TimedStream> timed = TimedStream::From(stream);
+    return timed ? timed->Description() : std::string();
 }
 
 bool OpenFollower(const std::string& path, IMediaStream& reference, const OpenOptions& options,

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
 namespace kq::streams {
 namespace {
@@ -9,6 +10,24 @@ namespace {
 /// Walking down columns of the source touches a new cache line for every sample; in squares they are used
 /// again.
 constexpr int square = 64;
+
+template <std::size_t unitBytes>
+void CopyUnits(const std::uint8_t* source, std::ptrdiff_t stepX, std::ptrdiff_t stepY,
+               const PlaneView& target) {
+    for (int top = 0; top < target.height; top += square) {
+        const int bottom = std::min(top + square, target.height);
+        for (int left = 0; left < target.width; left += square) {
+            const int right = std::min(left + square, target.width);
+            for (int y = top; y < bottom; ++y) {
+                std::uint8_t* const row = target.data + y * target.pitch;
+                for (int x = left; x < right; ++x) {
+                    std::memcpy(row + static_cast<std::size_t>(x) * unitBytes, source + y * stepY + x * stepX,
+                                unitBytes);
+                }
+            }
+        }
+    }
+}
 
 } // namespace
 
@@ -30,8 +49,8 @@ Orientation Orientation::FromDisplayMatrix(const std::int32_t* matrix) {
 
 void TurnPlane(Orientation orientation, const std::uint8_t* source, std::ptrdiff_t sourcePitch,
                const PlaneView& target) {
-    std::ptrdiff_t stepX = orientation.swapAxes ? sourcePitch : 1;
-    std::ptrdiff_t stepY = orientation.swapAxes ? 1 : sourcePitch;
+    std::ptrdiff_t stepX = orientation.swapAxes ? sourcePitch : target.unitBytes;
+    std::ptrdiff_t stepY = orientation.swapAxes ? target.unitBytes : sourcePitch;
     if (orientation.mirrorX) {
         source += stepX * (target.width - 1);
         stepX = -stepX;
@@ -40,16 +59,13 @@ void TurnPlane(Orientation orientation, const std::uint8_t* source, std::ptrdiff
         source += stepY * (target.height - 1);
         stepY = -stepY;
     }
-    for (int top = 0; top < target.height; top += square) {
-        const int bottom = std::min(top + square, target.height);
-        for (int left = 0; left < target.width; left += square) {
-            const int right = std::min(left + square, target.width);
-            for (int y = top; y < bottom; ++y) {
-                for (int x = left; x < right; ++x) {
-                    target.data[y * target.pitch + x] = source[y * stepY + x * stepX];
-                }
-            }
-        }
+    switch (target.unitBytes) {
+    case 1:
+        return CopyUnits<1>(source, stepX, stepY, target);
+    case 2:
+        return CopyUnits<2>(source, stepX, stepY, target);
+    default:
+        return CopyUnits<4>(source, stepX, stepY, target);
     }
 }
 

@@ -25,11 +25,13 @@ struct Orientation {
 struct PlaneView {
     std::uint8_t* data;
     std::ptrdiff_t pitch;
-    int width;
+    int width; ///< units
     int height;
+    int unitBytes; ///< 1, 2 or 4
 };
 
-/// Copies a plane of bytes into one that lies differently. The target's size says what is copied.
+/// Copies a plane into one that lies differently. The target's size says what is copied; units stay as they
+/// are, pitches are in bytes.
 void TurnPlane(Orientation orientation, const std::uint8_t* source, std::ptrdiff_t sourcePitch,
                const PlaneView& target);
 

@@ -1,5 +1,7 @@
 #include "QueuedStream.h"
 
+#include "PictureConverter.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -74,6 +76,16 @@ Ticks QueuedStream::TimeOnShow() {
     std::unique_lock guard(m_lock);
     WaitForFrame(guard);
     return CurrentTime() + m_source->Tolerance();
+}
+
+std::string QueuedStream::Description() {
+    std::unique_lock guard(m_lock);
+    WaitForFrame(guard);
+    if (m_queue.empty() || !m_queue.front()->picture) {
+        return {};
+    }
+    const Frame& frame = *m_queue.front();
+    return "file: " + PictureConverter::SourceText(*frame.picture) + "; given as " + GivenText(frame.record);
 }
 
 double QueuedStream::Seek(double dSeconds, int nMode) {

@@ -33,6 +33,7 @@ public:
     int NextFrame() override;
     double GetFramePosition() override;
     Ticks TimeOnShow() override;
+    std::string Description() override;
 
     /// Moves to the frame that is on show at a time, as Seek() does in its exact mode; the frame that the
     /// calling thread uses stays valid.

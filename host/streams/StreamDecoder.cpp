@@ -114,6 +114,7 @@ bool StreamDecoder::Next(Decoded& frame) {
             continue;
         }
         Stamp(frame);
+        AddPeaks(*frame.data);
         ReportDamage();
         m_settling = false;
         m_lastTime = frame.time;
@@ -234,6 +235,27 @@ void StreamDecoder::Stamp(Decoded& frame) {
     // so does everything after the file's clock was set back.
     const bool slipped = isVideo && frame.time > m_lastTime - TicksPerSecond;
     frame.time = slipped ? m_lastTime + std::max<Ticks>((end - m_lastTime) / 2, 1) : end;
+}
+
+/// Some containers tell the peaks of HDR pictures once for all of them.
+void StreamDecoder::AddPeaks(AVFrame& frame) const {
+    if (frame.color_trc != AVCOL_TRC_SMPTE2084) {
+        return;
+    }
+    constexpr std::pair<AVPacketSideDataType, AVFrameSideDataType> kinds[] = {
+        {AV_PKT_DATA_MASTERING_DISPLAY_METADATA, AV_FRAME_DATA_MASTERING_DISPLAY_METADATA},
+        {AV_PKT_DATA_CONTENT_LIGHT_LEVEL, AV_FRAME_DATA_CONTENT_LIGHT_LEVEL},
+    };
+    for (const auto& [ofStream, ofFrame] : kinds) {
+        std::size_t size = 0;
+        const std::uint8_t* data = av_stream_get_side_data(&Stream(), ofStream, &size);
+        if (data == nullptr || av_frame_get_side_data(&frame, ofFrame) != nullptr) {
+            continue;
+        }
+        if (AVFrameSideData* added = av_frame_new_side_data(&frame, ofFrame, size)) {
+            std::copy_n(data, size, added->data);
+        }
+    }
 }
 
 void StreamDecoder::NoteDamage() {

@@ -57,6 +57,7 @@ private:
     void NoteDamage();
     void ReportDamage();
     bool NextStamped(Decoded& frame);
+    void AddPeaks(AVFrame& frame) const;
     bool MoveTo(Ticks time);
     bool MoveToStart(bool reopen);
     void Restart(bool waitForKey);

@@ -1,36 +1,13 @@
 #include "VideoSource.h"
 
+#include "PictureLayout.h"
+
 #include <algorithm>
 #include <cmath>
 #include <utility>
 
 namespace kq::streams {
 namespace {
-
-std::size_t BytesOf(const AVFrame& picture) {
-    const auto rows = static_cast<std::size_t>(picture.height);
-    const auto chromaRows = (rows + 1) / 2;
-    return rows * static_cast<std::size_t>(picture.linesize[0]) +
-           chromaRows * static_cast<std::size_t>(picture.linesize[1] + picture.linesize[2]);
-}
-
-MEDIA_FRAME RecordOf(const AVFrame& picture, Ticks time) {
-    MEDIA_FRAME record{};
-    record.nType = 2;
-    record.nKind = KQ_PICTURE_PLANAR_YUV;
-    record.image.nFormat = 2;
-    record.image.pY = picture.data[0];
-    record.image.pU = picture.data[1];
-    record.image.pV = picture.data[2];
-    record.image.nWidth = picture.width;
-    record.image.nHeight = picture.height;
-    record.image.nPitchY = picture.linesize[0];
-    record.image.nPitchU = picture.linesize[1];
-    record.image.nPitchV = picture.linesize[2];
-    record.llTime = time;
-    record.llPTS = time;
-    return record;
-}
 
 /// A seek decodes every frame from so long before its target on.
 constexpr Ticks leastDecoded = TicksPerSecond / 4;
@@ -48,8 +25,9 @@ std::size_t MostKept(const AVFrame& picture) {
 
 } // namespace
 
-VideoSource::VideoSource(std::unique_ptr<Decoder> decoder, Orientation orientation, double rate, double tick)
-    : m_decoder(std::move(decoder)), m_converter(orientation), m_rate(rate), m_tick(tick) {}
+VideoSource::VideoSource(std::unique_ptr<Decoder> decoder, PictureConverter converter, double rate,
+                         double tick)
+    : m_decoder(std::move(decoder)), m_converter(std::move(converter)), m_rate(rate), m_tick(tick) {}
 
 FramePtr VideoSource::Next() {
     for (Decoded decoded; NextDecoded(decoded);) {
@@ -73,7 +51,7 @@ bool VideoSource::NextDecoded(Decoded& frame) {
 FramePtr VideoSource::Convert(Decoded decoded) {
     const LogScope scope(*m_decoder->Log());
     auto frame = std::make_shared<Frame>();
-    frame->picture = m_converter.Convert(std::move(decoded.data));
+    frame->picture = m_converter.Convert(std::move(decoded.data), *m_decoder->Log());
     if (!frame->picture) {
         Notice("video: a picture that cannot be converted is left out");
         return nullptr;

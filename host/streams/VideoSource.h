@@ -4,7 +4,7 @@
 
 #include "Decoder.h"
 #include "FrameSource.h"
-#include "PlanarConverter.h"
+#include "PictureConverter.h"
 
 #include <deque>
 #include <memory>
@@ -16,9 +16,10 @@ namespace kq::streams {
 /// Decodes pictures and converts those that are asked for; what a seek passes over is only decoded.
 class VideoSource : public FrameSource {
 public:
+    /// @param converter with how the pictures that come from the decoder have to be turned
     /// @param rate frames per second, above 0
     /// @param tick one unit of the file's clock in seconds: how exact its time stamps are
-    VideoSource(std::unique_ptr<Decoder> decoder, Orientation orientation, double rate, double tick);
+    VideoSource(std::unique_ptr<Decoder> decoder, PictureConverter converter, double rate, double tick);
 
     FramePtr Next() override;
     Landing Seek(Ticks time, bool exact) override;
@@ -37,7 +38,7 @@ private:
     double PositionOf(Ticks time) const;
 
     const std::unique_ptr<Decoder> m_decoder;
-    PlanarConverter m_converter;
+    PictureConverter m_converter;
     const double m_rate;
     const double m_tick;
     std::optional<Decoded> m_ahead; ///< decoded already, and the next to be given

@@ -61,6 +61,42 @@ make_matrix bt2020 bt2020nc 97x65 yuv422p10 bt2020.mkv
 make_matrix smpte240m smpte240m 8x6 yuv420p smpte240m.mkv
 make_matrix bt709 unknown 1281x17 yuv420p wide.mkv
 make_matrix bt601 unknown 1279x17 yuv420p narrow.mkv
+
+# What the decoders give as they decode it: layouts, ranges and matrices, at an odd size.
+odd='testsrc2=size=97x65:rate=10:duration=0.5'
+make_clip -f lavfi -i "$odd" $x264 -pix_fmt yuv422p10 -colorspace bt709 h264-422-10.mkv
+make_clip -f lavfi -i "$odd" $x264 -pix_fmt yuv444p -colorspace bt709 -color_range pc h264-444-full.mp4
+make_clip -f lavfi -i "$odd" $x264 -pix_fmt yuv444p10 upright.mp4
+make_clip -i upright.mp4 -c copy -metadata:s:v rotate=90 rotated-444-10.mp4
+make_clip -f lavfi -i "$odd" $x264 -pix_fmt yuv422p upright.mp4
+make_clip -i upright.mp4 -c copy -metadata:s:v rotate=270 rotated-422.mp4
+rm upright.mp4
+make_clip -f lavfi -i "$odd" -c:v libaom-av1 -cpu-used 8 -usage realtime -threads 1 -pix_fmt yuv420p10 av1-10.mkv
+make_clip -f lavfi -i "$odd" -c:v prores_ks -pix_fmt yuv422p10 prores.mov
+make_clip -f lavfi -i 'testsrc2=size=1920x1080:rate=25:duration=0.04' -c:v dnxhd -threads 1 -b:v 36M -pix_fmt yuv422p dnxhd.mov
+make_clip -f lavfi -i "$odd" -c:v mpeg2video -threads 1 -pix_fmt yuv422p -r 25 mpeg2-422.ts
+make_clip -f lavfi -i "$odd" -c:v mjpeg -pix_fmt yuvj422p mjpeg-422.avi
+make_clip -f lavfi -i "$odd" -c:v rawvideo -pix_fmt nv12 nv12.nut
+hdr_clip() { # transfer, further parameters, output
+    make_clip -f lavfi -i "$odd" -c:v libx265 -preset ultrafast -pix_fmt yuv420p10 -x265-params \
+        "log-level=error:pools=none:frame-threads=1:colorprim=bt2020:colormatrix=bt2020nc:transfer=$1$2" "$3"
+}
+hdr_clip smpte2084 ':master-display=G(13250,34500)B(7500,3000)R(34000,16000)WP(15635,16450)L(10000000,1):max-cll=400,200' hdr.mp4
+hdr_clip smpte2084 '' hdr-plain.mp4
+hdr_clip arib-std-b67 '' hlg.mp4
+# And what there is no kind of frame for, in one colour.
+for format in yuv420p12 yuv422p16 yuv411p yuv410p yuv440p yuva420p yuva444p10 gbrp10 gray gray10; do
+    make_clip -f lavfi -i "color=orange:size=34x20:rate=5:duration=0.4,format=$format" -c:v ffv1 "rest-$format.mkv"
+done
+for format in yuyv422 nv21 monow; do
+    make_clip -f lavfi -i "color=orange:size=34x20:rate=5:duration=0.4,format=$format" -c:v rawvideo "rest-$format.nut"
+done
+make_clip -f lavfi -i 'color=orange:size=34x20:rate=5:duration=0.4,format=rgb24,format=xyz12le' -c:v rawvideo rest-xyz12.nut
+for format in yuv420p yuv444p10; do
+    make_clip -f lavfi -i "color=orange:size=34x20:rate=5:duration=0.4,format=$format,colorspace=ispace=smpte170m:iall=bt709:all=bt709:space=ycgco" \
+        -colorspace ycgco -c:v ffv1 "ycgco-$format.mkv"
+done
+make_clip -f lavfi -i 'color=orange:size=34x20:rate=5:duration=0.4,format=yuv420p' -colorspace ictcp -color_trc linear -c:v ffv1 unknown.mkv
 for format in rgb24 rgba gray; do
     make_clip -f lavfi -i 'color=white:size=31x17:rate=1:duration=1,format=rgb24' -frames:v 1 -pix_fmt $format still-$format.png
 done
@@ -69,8 +105,11 @@ make_clip -f lavfi -i 'color=white:size=32x16:rate=1:duration=1' -frames:v 1 -pi
 make_clip -f lavfi -i "$short" -vf setsar=4/3 $x264 anamorphic.mp4
 make_clip -f lavfi -i 'color=red:size=64x48:rate=25:duration=1' -pix_fmt yuv420p -f mpegts -c:v mpeg2video -threads 1 part1.ts
 make_clip -f lavfi -i 'color=red:size=96x80:rate=25:duration=1' -pix_fmt yuv420p -f mpegts -output_ts_offset 1 \
-    -c:v mpeg2video -threads 1 part2.ts
+    -colorspace bt709 -c:v mpeg2video -threads 1 part2.ts
 cat part1.ts part2.ts >changing.ts
+make_clip -f lavfi -i 'color=red:size=64x48:rate=25:duration=1' -pix_fmt yuv422p -f mpegts -output_ts_offset 1 \
+    -c:v mpeg2video -threads 1 part2.ts
+cat part1.ts part2.ts >relayout.ts
 rm part1.ts part2.ts
 
 for layout in mono stereo quad 5.1 6.1 7.1 3.0 5.0; do

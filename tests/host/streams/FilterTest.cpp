@@ -8,8 +8,9 @@ namespace kq::streams::test {
 namespace {
 
 TEST(Filters, ThatDoNothingChangeNothing) {
-    for (const char* clip : {"bframes.mp4", "rotated.mp4", "deep422.mkv", "vfr.mkv", "odd.mkv",
-                             "fullrange.avi", "anamorphic.mp4", "changing.ts"}) {
+    for (const char* clip :
+         {"bframes.mp4", "rotated.mp4", "deep422.mkv", "vfr.mkv", "odd.mkv", "fullrange.avi",
+          "anamorphic.mp4", "changing.ts", "relayout.ts", "rotated-422.mp4"}) {
         const std::vector<Shot> plain = AllShots(clip);
         for (const char* graph :
              {"null", "copy", "vflip,vflip", "[in]split[a][b];[a]nullsink;[b]null[out]"}) {
@@ -21,7 +22,7 @@ TEST(Filters, ThatDoNothingChangeNothing) {
 /// @return the planes mirrored and inverted as asked for
 std::string Treated(const MEDIA_FRAME& frame, bool mirror, bool invert) {
     const int width = frame.image.nWidth, chromaWidth = (width + 1) / 2;
-    const auto luma = static_cast<std::size_t>(width * frame.image.nHeight);
+    const auto luma = static_cast<std::size_t>(width) * static_cast<std::size_t>(frame.image.nHeight);
     std::string pixels = PixelsOf(frame);
     for (std::size_t at = 0; mirror && at < pixels.size();) {
         const auto row = static_cast<std::ptrdiff_t>(at < luma ? width : chromaWidth);
@@ -55,21 +56,56 @@ TEST(Filters, TreatThePicturesOnShow) {
     }
 }
 
-TEST(Filters, OfOtherFormatsComeBackAsTheyWere) {
-    for (const char* graph :
-         {"format=rgb24", "format=yuv444p10", "scale=out_range=full", "format=yuvj420p"}) {
-        OpenedFile plain(Clip("bframes.mp4"));
-        const OpenedFollower after("bframes.mp4", plain.Video(), graph);
-        const std::string before = PixelsOf(*plain.Video().GetCurrentFrame());
-        const std::string treated = PixelsOf(*after.Video().GetCurrentFrame());
-        ASSERT_EQ(before.size(), treated.size());
-        double difference = 0;
-        for (std::size_t i = 0; i < before.size(); ++i) {
-            difference +=
-                std::abs(static_cast<std::uint8_t>(before[i]) - static_cast<std::uint8_t>(treated[i]));
+TEST(Filters, OfOtherFormatsMeanTheSame) {
+    const struct {
+        const char* graph;
+        std::int32_t kind; ///< -1: as before
+        std::int32_t range = KQ_RANGE_LIMITED;
+        bool plain = false;
+    } cases[] = {
+        {"format=rgb24", KQ_PICTURE_PLANAR_YUV},
+        {"format=yuv444p10", KQ_PICTURE_PLANAR_444_10},
+        {"format=nv12", KQ_PICTURE_NV12},
+        {"scale=out_range=full", -1, KQ_RANGE_FULL},
+        {"format=yuvj422p", KQ_PICTURE_PLANAR_422, KQ_RANGE_FULL},
+        {"format=yuvj422p", KQ_PICTURE_PLANAR_YUV, KQ_RANGE_LIMITED, true},
+    };
+    for (const char* clip : {"bframes.mp4", "h264-422-10.mkv"}) {
+        for (const auto& expected : cases) {
+            SCOPED_TRACE(std::string(clip) + " through " + expected.graph);
+            OpenedFile plain(Clip(clip));
+            OpenOptions options = Filtered(expected.graph);
+            options.plainPictures = expected.plain;
+            const OpenedFile after(Clip(clip), options, &plain.Video());
+            const MEDIA_FRAME& before = *plain.Video().GetCurrentFrame();
+            const MEDIA_FRAME& treated = *after.Video().GetCurrentFrame();
+            EXPECT_EQ(treated.nKind, expected.kind >= 0 ? expected.kind : before.nKind);
+            EXPECT_EQ(ColourOf(treated).nRange, expected.range);
+            double difference = 0;
+            for (int y = 0; y < before.image.nHeight; ++y) {
+                for (int x = 0; x < before.image.nWidth; ++x) {
+                    for (std::size_t i = 0; i < 3; ++i) {
+                        difference += std::abs(std::clamp(RgbAt(before, x, y)[i], 0.0, 255.0) -
+                                               std::clamp(RgbAt(treated, x, y)[i], 0.0, 255.0));
+                    }
+                }
+            }
+            EXPECT_LT(difference / (3.0 * before.image.nWidth * before.image.nHeight), 5);
         }
-        EXPECT_LT(difference / static_cast<double>(before.size()), 3) << graph;
     }
+}
+
+TEST(Filters, AreBuiltAnewForAnotherLayout) {
+    OpenedFile file(Clip("relayout.ts"), Filtered("negate,format=yuv444p"));
+    int pictures = 0;
+    do {
+        const MEDIA_FRAME& frame = *file.Video().GetCurrentFrame();
+        ASSERT_EQ(frame.nKind, KQ_PICTURE_PLANAR_444);
+        const std::array<double, 3> rgb = RgbAt(frame, 60, 44);
+        ASSERT_NEAR(rgb[0] - rgb[2], -210, 60) << "red, inverted, in picture " << pictures;
+        ++pictures;
+    } while (file.Video().NextFrame() > 0);
+    EXPECT_GE(pictures, 48);
 }
 
 TEST(Filters, DescribeWhatComesOut) {

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cstddef>
 #include <cstdint>
@@ -83,22 +84,83 @@ public:
         : OpenedFile(Clip(clip), Filtered(graph), &reference) {}
 };
 
-/// The picture's planes without the padding of their rows, Y then Cb then Cr.
+/// How many samples the chroma planes of a kind have, and how they lie.
+struct Layout {
+    int columns = 2; ///< of luma for one of chroma
+    int rows = 2;
+    int sampleBytes = 1;
+    bool pairs = false; ///< Cb and Cr lie in turn
+    bool highBits = false;
+};
+
+inline Layout LayoutOf(std::int32_t kind) {
+    switch (kind) {
+    case KQ_PICTURE_PLANAR_422:
+        return {2, 1};
+    case KQ_PICTURE_PLANAR_444:
+        return {1, 1};
+    case KQ_PICTURE_NV12:
+        return {2, 2, 1, true};
+    case KQ_PICTURE_PLANAR_420_10:
+        return {2, 2, 2};
+    case KQ_PICTURE_PLANAR_422_10:
+        return {2, 1, 2};
+    case KQ_PICTURE_PLANAR_444_10:
+        return {1, 1, 2};
+    case KQ_PICTURE_P010:
+        return {2, 2, 2, true, true};
+    default:
+        EXPECT_EQ(kind, KQ_PICTURE_PLANAR_YUV);
+        return {};
+    }
+}
+
+/// The picture's planes without the padding of their rows, Y then Cb then Cr, or both in turn.
 inline std::string PixelsOf(const MEDIA_FRAME& frame) {
     const tagYUVImage& image = frame.image;
+    const Layout layout = LayoutOf(frame.nKind);
     std::string pixels;
-    const auto append = [&pixels](const std::uint8_t* plane, int pitch, int width, int height) {
+    const auto append = [&](const std::uint8_t* plane, int pitch, int width, int height) {
         for (int y = 0; y < height; ++y) {
             pixels.append(reinterpret_cast<const char*>(plane) + static_cast<std::ptrdiff_t>(y) * pitch,
-                          static_cast<std::size_t>(width));
+                          static_cast<std::size_t>(width) * static_cast<std::size_t>(layout.sampleBytes));
         }
     };
-    const int chromaWidth = (image.nWidth + 1) / 2;
-    const int chromaHeight = (image.nHeight + 1) / 2;
+    const int chromaWidth = (image.nWidth + layout.columns - 1) / layout.columns;
+    const int chromaHeight = (image.nHeight + layout.rows - 1) / layout.rows;
     append(image.pY, image.nPitchY, image.nWidth, image.nHeight);
-    append(image.pU, image.nPitchU, chromaWidth, chromaHeight);
-    append(image.pV, image.nPitchV, chromaWidth, chromaHeight);
+    append(image.pU, image.nPitchU, layout.pairs ? 2 * chromaWidth : chromaWidth, chromaHeight);
+    if (!layout.pairs) {
+        append(image.pV, image.nPitchV, chromaWidth, chromaHeight);
+    }
     return pixels;
+}
+
+/// @return a pixel's red, green and blue, 0 to 255, by the standards' formulas
+inline std::array<double, 3> RgbAt(const MEDIA_FRAME& frame, int x, int y) {
+    const Layout layout = LayoutOf(frame.nKind);
+    const Colour colour = ColourOf(frame);
+    const auto sample = [&](const std::uint8_t* plane, int pitch, int index, int row) {
+        const std::uint8_t* at =
+            plane + static_cast<std::ptrdiff_t>(row) * pitch + index * layout.sampleBytes;
+        const int value = layout.sampleBytes == 1 ? at[0] : at[0] + 256 * at[1];
+        return layout.sampleBytes == 1 ? value : (layout.highBits ? value >> 6 : value & 1023) / 4.0;
+    };
+    const tagYUVImage& image = frame.image;
+    const int column = x / layout.columns, row = y / layout.rows;
+    const double cb = layout.pairs ? sample(image.pU, image.nPitchU, 2 * column, row)
+                                   : sample(image.pU, image.nPitchU, column, row);
+    const double cr = layout.pairs ? sample(image.pU, image.nPitchU, 2 * column + 1, row)
+                                   : sample(image.pV, image.nPitchV, column, row);
+    const bool isFull = colour.nRange == KQ_RANGE_FULL;
+    const double luma =
+        (sample(image.pY, image.nPitchY, x, y) - (isFull ? 0 : 16)) * (isFull ? 1 : 255.0 / 219);
+    const double chromaScale = isFull ? 1 : 255.0 / 224;
+    constexpr double weights[][2] = {{0.299, 0.114}, {0.2126, 0.0722}, {0.2627, 0.0593}, {0.212, 0.087}};
+    const auto [kr, kb] = weights[colour.nMatrix];
+    const double red = luma + 2 * (1 - kr) * chromaScale * (cr - 128);
+    const double blue = luma + 2 * (1 - kb) * chromaScale * (cb - 128);
+    return {red, (luma - kr * red - kb * blue) / (1 - kr - kb), blue};
 }
 
 /// One frame as it was given.

@@ -20,13 +20,19 @@ struct OpenOptions {
     /// Sound with more channels is mixed to stereo (to mono for 1).
     int maxChannels = 8;
     /// An FFmpeg filter graph that the pictures pass, "hflip" or "crop=iw/2:ih,eq=contrast=1.2"; empty for
-    /// none. It has one video input and one video output. It is given the pictures as they would be shown
-    /// without it (planar 4:2:0, upright), and may change size, format and rate. A wrong graph fails the
+    /// none. It has one video input and one video output. It is given the pictures as they are decoded, but
+    /// upright and with RGB and the like as planar 4:2:0, and may change size, format and rate. A wrong graph
+    /// fails the
     /// opening. With a graph, both modes of Seek() are exact. Filters find their way by time stamps: after a
     /// seek the graph begins anew a few frames before the target, or with the file's first frame when one of
     /// its filters may have to count frames (select, framestep, setpts with N or STARTPTS, tinterlace, ...);
     /// such a seek takes as long as decoding up to there.
     std::string filter;
+    /// Every picture comes as planar 4:2:0 with 8 bits, BT.601 and limited range (KQ_PICTURE_PLANAR_YUV
+    /// without a description): for a host that reads the frames itself and knows no others. Views and
+    /// captures need it not; it costs a conversion of each picture that is anything else, and HDR comes
+    /// washed out.
+    bool plainPictures = false;
     /// Receives one line a notice (damaged input skipped, and the like), from any thread. May be empty.
     std::function<void(const std::string&)> log;
 };
@@ -58,10 +64,17 @@ struct MediaFile {
 
 /// Opens a file. Both streams decode ahead on threads of their own, which end with the streams.
 ///
-/// Video frames are planar 4:2:0, 8 bits, with luma from 16 to 235 and the matrix of BT.601, as views and
-/// captures take them, whatever the source's pixel format, range and matrix. A source that does not name its
-/// matrix has that of BT.709 from 1280 columns or 577 rows on. Frames lie as they are to be shown, also when
-/// a phone recorded them turned. Audio frames are interleaved 16-bit; layouts that OpenAL has no format for
+/// Video frames are what the decoder gives, without a copy, where MEDIA_FRAME has a kind for it: planar
+/// 4:2:0, 4:2:2 and 4:4:4 with 8 or 10 bits, NV12 and P010. Their descriptions (kq::ColourOf()) say matrix,
+/// range and transfer, for PQ also what the file tells of its peaks; BT.601 in limited range goes without
+/// one. Kind, size and description may change from one frame to the next. A source that does not name its
+/// matrix has that of BT.709 from 1280 columns or 577 rows on, and that of BT.2020 with its primaries or an
+/// HDR transfer. Other layouts become the nearest one of these (12 and 16 bits: 10), alpha is left out, and
+/// RGB, palettes and XYZ become planar 4:2:0 by BT.601; the log gets a line about it.
+/// OpenOptions::plainPictures makes everything plain 4:2:0. Frames lie as they are to be shown, also when a
+/// phone recorded them turned.
+///
+/// Audio frames are interleaved 16-bit; layouts that OpenAL has no format for
 /// are mixed to stereo. Sound has no holes: there is silence where the file has none, and a seek lands on the
 /// very sample.
 ///
@@ -89,6 +102,13 @@ struct MediaFile {
 ///              graph instead: `filter "nosuch": No such filter: 'nosuch'`
 /// @return false when the file cannot be opened or has neither a video nor an audio stream to play
 bool OpenMediaFile(const std::string& path, const OpenOptions& options, MediaFile& file, std::string& error);
+
+/// @return what the file says of a stream's current picture and how its frames give it, in one line for
+/// people:
+///         "file: yuv420p10le, bt2020nc, limited range, smpte2084, mastering display 1000 cd/m²; given as
+///         4:2:0, 10 bits, BT.2020, limited range, PQ to be tone-mapped". Empty without a picture, and for a
+///         stream that OpenMediaFile() or OpenFollower() did not make. Waits for the picture; any thread.
+std::string DescribePicture(IMediaStream& stream);
 
 /// Opens a file's video as one that follows another stream's time, for views side by side: the current frame
 /// is always the one on show at the time of the reference's current frame (the one with the same time stamp,
