@@ -111,7 +111,13 @@ std::int32_t CMediaPlayer::StartRun(std::int32_t nState) {
     if (m_bLeaving) {
         m_nNextState = nState;
     } else if (nState == THREAD_SUSPENDED && GetState() == THREAD_RUNNING) {
+        m_state.m_nActivate = KQ_ACTIVATE_PAUSED;
         Suspend(); // once, as one Resume() undoes it
+    } else if (nState == THREAD_RUNNING && GetState() == THREAD_SUSPENDED) {
+        // Another thread's Load() has started it since Play() looked.
+        m_state.m_nActivate = KQ_ACTIVATE_PLAYING;
+        m_state.m_bPlayAudio = 1;
+        BaseThread::Resume();
     }
     return kq::Ok;
 }
@@ -129,6 +135,13 @@ bool CMediaPlayer::StartRunAs(std::int32_t nState) {
     return true;
 }
 
+void CMediaPlayer::ReplaceNextState(std::int32_t nFrom, std::int32_t nTo, std::int32_t nActivate) {
+    if (m_nNextState == nFrom) {
+        m_nNextState = nTo;
+        m_state.m_nActivate = nActivate;
+    }
+}
+
 std::int32_t CMediaPlayer::Pause() {
     CSingleLock lock(&m_csLock);
     CSingleLock controlLock(&ControlLock());
@@ -137,7 +150,7 @@ std::int32_t CMediaPlayer::Pause() {
     }
     if (m_bLeaving) {
         // Nothing is left to pause but the run that comes after this one.
-        m_nNextState = m_nNextState == THREAD_RUNNING ? THREAD_SUSPENDED : m_nNextState;
+        ReplaceNextState(THREAD_RUNNING, THREAD_SUSPENDED, KQ_ACTIVATE_PAUSED);
         return kq::Ok;
     }
     m_state.m_nActivate = KQ_ACTIVATE_PAUSED;
@@ -157,7 +170,7 @@ std::int32_t CMediaPlayer::Resume() {
         return kq::Ok;
     }
     if (m_bLeaving) {
-        m_nNextState = m_nNextState == THREAD_SUSPENDED ? THREAD_RUNNING : m_nNextState;
+        ReplaceNextState(THREAD_SUSPENDED, THREAD_RUNNING, KQ_ACTIVATE_PLAYING);
         return kq::Ok;
     }
     m_state.m_nActivate = KQ_ACTIVATE_PLAYING;

@@ -126,6 +126,9 @@ private:
     std::int32_t StartRun(std::int32_t nState);
     /// As StartRun(), for callers that hold the control lock.
     bool StartRunAs(std::int32_t nState);
+    /// For callers that hold the control lock, while a run leaves: the next one, if it was to start in one
+    /// state, starts in the other.
+    void ReplaceNextState(std::int32_t nFrom, std::int32_t nTo, std::int32_t nActivate);
     /// @return whether there is a run that still follows the transport
     bool IsRunning() const { return IsActive() && !m_bLeaving; }
     /// Without a run: moves the stream at once, and leaves the time for the next run's start.
