@@ -4,6 +4,8 @@
 
 #include "thread/TimeSource.h"
 
+#include <sched.h>
+
 #include <cstdint>
 #include <memory>
 #include <random>
@@ -49,6 +51,7 @@ private:
     void HandOver(Thread& next);
     Thread& Next();
 
+    cpu_set_t m_processors{}; ///< that the calling thread may use otherwise
     std::mt19937_64 m_random;
     std::uint64_t m_now = 1'000'000;
     std::uint64_t m_limit = UINT64_MAX;
