@@ -5,8 +5,12 @@
 #include <kqplayer/streams.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
+#include <limits>
+#include <memory>
 #include <string>
+#include <vector>
 
 namespace kq::streams {
 
@@ -33,6 +37,9 @@ struct OpenOptions {
     /// captures need it not; it costs a conversion of each picture that is anything else, and HDR comes
     /// washed out.
     bool plainPictures = false;
+    /// For OpenTimeline(): bound of the decoded pictures that are kept around the place of play, in bytes; 0:
+    /// 256 MiB at 1920x1080 and above, for smaller pictures the memory of 300 of them if that is less.
+    std::size_t storeBytes = 0;
     /// Receives one line a notice (damaged input skipped, and the like), from any thread. May be empty.
     std::function<void(const std::string&)> log;
 };
@@ -135,5 +142,76 @@ std::string DescribePicture(IMediaStream& stream);
 /// @return false when there is no video to show, or the reference is none of these streams
 bool OpenFollower(const std::string& path, IMediaStream& reference, const OpenOptions& options,
                   MediaFile& file, std::string& error);
+
+/// Where a picture stands in its file.
+struct PicturePlace {
+    std::int64_t number =
+        -1;              ///< counted from 0 in order of time; -1 while the file's index does not reach so far
+    double time = 0;     ///< begin of the picture, seconds from the file's start
+    double duration = 0; ///< seconds; 0 for unknown
+};
+
+/// The play time of a file: slower, faster, backwards, and ranges that repeat without a seam.
+///
+/// Its two streams hand the player pictures and sound whose stamps are play times, which only rise. A seek to
+/// a time goes to that time in the file, and play time goes on from there: without a rate and a range that
+/// repeats, play time is the file's time. All functions may be called from any thread, also while a player
+/// plays the streams; changes are seen and heard as soon as what the player holds already is over (0.1 to 0.2
+/// s).
+class Timeline {
+public:
+    static constexpr double openEnd = std::numeric_limits<double>::infinity();
+
+    virtual ~Timeline() = default;
+
+    /// @param rate 1 for normal speed; from 0.1 to 8 and from -0.1 (backwards) to -4, others are moved to the
+    ///             nearest of these, 0 and what is no number to 1. Sound keeps its pitch from 0.25 to 4, is
+    ///             silent beyond that, and plays reversed backwards.
+    /// @return the rate that it has become
+    virtual double SetRate(double rate) = 0;
+    virtual double Rate() const = 0;
+
+    /// Sets the part of the file that is played, and how often. Play that is outside of it goes on at its
+    /// begin, or backwards at its end.
+    /// @param begin  seconds in the file
+    /// @param end    seconds in the file, or openEnd
+    /// @param rounds how often it is played; 0 for ever
+    /// @return false, and nothing has changed, for a range without a picture or sample
+    virtual bool SetRange(double begin, double end, int rounds = 1) = 0;
+
+    /// @return the time in the file, in seconds, that is played at a play time since the last seek
+    virtual double MediaTime(double playTime) const = 0;
+    /// @return the number of the picture that is on show at a play time, -1 while it is not known
+    virtual std::int64_t FrameNumber(double playTime) const = 0;
+    /// @return the play time at which the range has been played as often as it is to be; openEnd when it
+    /// never
+    ///         ends, or ends with the file
+    virtual double EndTime() const = 0;
+
+    /// Waits until the file's packets have been read. @return the number of its pictures
+    virtual std::int64_t FrameCount() = 0;
+    /// Waits until the file's packets have been read so far.
+    /// @return where the picture with a number stands; its number is -1 for one that the file does not have
+    virtual PicturePlace PlaceOfFrame(std::int64_t number) = 0;
+
+    /// A part of the file, in seconds.
+    struct Span {
+        double begin = 0;
+        double end = 0;
+    };
+    /// @return the parts of the file whose pictures are kept decoded, in order
+    virtual std::vector<Span> KeptSpans() const = 0;
+};
+
+/// Opens a file like OpenMediaFile(), with streams that follow a timeline. The streams keep what they need of
+/// it; the timeline keeps the streams.
+/// @param timeline receives the timeline
+bool OpenTimeline(const std::string& path, const OpenOptions& options, MediaFile& file,
+                  std::shared_ptr<Timeline>& timeline, std::string& error);
+
+/// @param stream a video stream of OpenTimeline(), or one of OpenFollower() that follows it
+/// @param place  receives where its current picture stands in its file
+/// @return false without a picture, and for other streams. Waits for the picture; any thread.
+bool PlaceOfPicture(IMediaStream& stream, PicturePlace& place);
 
 } // namespace kq::streams
