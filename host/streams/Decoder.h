@@ -60,6 +60,9 @@ public:
     /// Makes every present and later wait for data end at once. Any thread.
     virtual void Cancel() = 0;
     virtual bool Cancelled() const = 0;
+    /// Makes a present or later call return soon, as if there were nothing more, until that is taken back; a
+    /// seek has to follow. Any thread.
+    virtual void Interrupt(bool on) = 0;
 };
 
 } // namespace kq::streams

@@ -51,7 +51,7 @@ bool FilteredDecoder::Next(Decoded& frame) {
     if (!frame.data) {
         frame.data.reset(av_frame_alloc());
     }
-    while (frame.data && m_graph && !Cancelled()) {
+    while (frame.data && m_graph && !Stops()) {
         switch (m_graph->Pull(*frame.data)) {
         case FilterGraph::Pulled::Picture:
             Stamp(frame);
@@ -142,7 +142,7 @@ void FilteredDecoder::Stamp(Decoded& frame) {
 bool FilteredDecoder::SeekAtOrBefore(Ticks time, Decoded& first, bool& nearest) {
     const LogScope scope(*Log());
     nearest = false;
-    for (Ticks back = RunUp(time); !Cancelled(); back = std::max(2 * back, firstStepBack)) {
+    for (Ticks back = RunUp(time); !Stops(); back = std::max(2 * back, firstStepBack)) {
         const Ticks start = std::max<Ticks>(time - back, 0);
         if (!StartAt(start)) {
             return false;

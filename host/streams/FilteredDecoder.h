@@ -6,6 +6,7 @@
 #include "FilterGraph.h"
 #include "PictureConverter.h"
 
+#include <atomic>
 #include <deque>
 #include <limits>
 #include <memory>
@@ -35,6 +36,10 @@ public:
     const std::shared_ptr<FileLog>& Log() const override { return m_inner->Log(); }
     void Cancel() override { m_inner->Cancel(); }
     bool Cancelled() const override { return m_inner->Cancelled(); }
+    void Interrupt(bool on) override {
+        m_interrupted = on;
+        m_inner->Interrupt(on);
+    }
 
     /// @return what came out of the graph when it was opened
     const PictureKind& Output() const { return m_output; }
@@ -45,6 +50,7 @@ private:
     FilteredDecoder(std::unique_ptr<Decoder> inner, Orientation orientation, std::string description,
                     const PictureKind& input, std::unique_ptr<FilterGraph> graph);
 
+    bool Stops() const { return Cancelled() || m_interrupted; }
     bool NextUnfiltered(Decoded& frame);
     void Feed();
     void Push(Decoded picture);
@@ -66,6 +72,7 @@ private:
     Decoded m_resized;           ///< converted, and waits for a graph of its size
     Ticks m_lastTime = noTime;   ///< of the picture given last since the start or a seek
     Ticks m_duration = 0;        ///< of one picture that comes out
+    std::atomic<bool> m_interrupted{false};
 };
 
 } // namespace kq::streams

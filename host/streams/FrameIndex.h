@@ -2,12 +2,18 @@
 /// The numbers and times of a file's pictures.
 #pragma once
 
+#include "Decoder.h"
 #include "Handles.h"
 
+#include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
+#include <vector>
 
 namespace kq::streams {
 
@@ -16,9 +22,23 @@ namespace kq::streams {
 /// lists. Any thread may ask; answers that wait end with Cancel().
 class FrameIndex {
 public:
+    /// Begins to read a file, at a low priority.
+    /// @param stream    of the pictures
+    /// @param fileStart the file's own time at which it starts
+    /// @param rate      as its decoder has it
+    static std::unique_ptr<FrameIndex> Read(std::string path, int stream, Ticks fileStart, double rate);
+    /// An index for an input that can be read only once. It knows the pictures that it was told.
+    /// @param tolerance as their decoder has it
+    static std::unique_ptr<FrameIndex> Told(Ticks tolerance);
+
     ~FrameIndex();
     FrameIndex(const FrameIndex&) = delete;
     FrameIndex& operator=(const FrameIndex&) = delete;
+
+    /// Tells the next picture of Told(); those that are known already change nothing.
+    void Add(Ticks time, Ticks end);
+    /// Tells that there are no more.
+    void Finish();
 
     /// @return number of the picture on show at a time; nothing while the index does not reach so far
     std::optional<std::int64_t> NumberAt(Ticks time) const;
@@ -31,6 +51,23 @@ public:
     Ticks End();
     bool IsComplete() const;
     void Cancel();
+
+private:
+    FrameIndex() = default;
+
+    void ReadFile(const std::string& path, int stream, Ticks fileStart, double rate);
+    bool HasPicture(Decoder& decoder, Decoded& first);
+    void SetTolerance(Ticks tolerance);
+
+    mutable std::mutex m_lock;        ///< guards everything below
+    std::condition_variable m_change; ///< more pictures are known
+    std::vector<Ticks> m_times;       ///< begins of the pictures that no others can come before any more
+    Ticks m_end = 0;                  ///< of the last of them
+    Ticks m_tolerance = 0;
+    bool m_isComplete = false;
+    Decoder* m_decoder = nullptr; ///< decodes the first picture
+    std::atomic<bool> m_cancelled{false};
+    std::thread m_thread;
 };
 
 } // namespace kq::streams

@@ -5,9 +5,17 @@
 #include "FrameSource.h"
 #include "VideoSource.h"
 
+#include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <functional>
+#include <limits>
+#include <map>
 #include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <thread>
 #include <vector>
 
 namespace kq::streams {
@@ -58,6 +66,79 @@ public:
     void Notice(const std::string& text) const;
     /// Makes present and later calls return soon. Any thread.
     void Cancel();
+
+private:
+    using Clock = std::chrono::steady_clock;
+    using Lock = std::unique_lock<std::mutex>;
+
+    struct Entry {
+        FramePtr picture;
+        bool linked = false; ///< the next entry is the picture right after this one
+        bool first = false;  ///< of the file
+        bool last = false;   ///< of the file
+    };
+    using Pictures = std::map<Ticks, Entry>;
+
+    /// Pictures that the thread is to make, or makes.
+    struct Part {
+        FramePtr end;           ///< those right before this one
+        Ticks least = 0;        ///< see VideoSource::Approach()
+        Ticks most = 0;         ///< likewise
+        Ticks runEnd = 0;       ///< what hangs together with the end reaches so far
+        bool isWanted = false;  ///< the reader waits for it
+        bool isDropped = false; ///< it is to be left
+    };
+
+    FramePtr MoveTo(Ticks time, bool exact);
+    FramePtr First();
+    FramePtr NextOf(const Frame& picture);
+    void Keep(const Landing& landing, Ticks time);
+
+    Pictures::iterator Find(Ticks time);
+    Pictures::iterator OnShow(Ticks time);
+    FramePtr Stored(Ticks time);
+    Pictures::iterator Insert(const FramePtr& picture);
+    void Append(const FramePtr& before, const FramePtr& picture);
+    void Link(Pictures::iterator before, Pictures::iterator after);
+    void Erase(Pictures::iterator entry);
+    void Evict();
+    bool FrontIsFarther() const;
+
+    bool KnowsBefore(Ticks time);
+    bool WaitForBefore(Lock& lock, const FramePtr& picture);
+    FramePtr WaitForPart(Lock& lock, Ticks time);
+
+    void MakeBehind();
+    std::optional<Part> NextPart();
+    Part PartBefore(const FramePtr& end, std::size_t bytes);
+    void Make(const Part& part, Lock& lock);
+    void Conclude(VideoSource::Approached approached, const FramePtr& last);
+    bool OpenBehind(Lock& lock);
+    void DropPart();
+
+    const std::unique_ptr<VideoSource> m_ahead; ///< used by the reader alone
+    std::optional<Ticks> m_aheadAt;             ///< time of the picture that it gave last; the reader's
+    bool m_started = false;                     ///< it has given a picture, or was moved
+    const Opener m_openBehind;
+    const std::size_t m_bound;
+
+    mutable std::mutex m_lock;        ///< guards everything below
+    std::condition_variable m_work;   ///< there may be something to do for the thread
+    std::condition_variable m_change; ///< there are more pictures, or a part has ended
+    Pictures m_pictures;              ///< by time
+    std::size_t m_bytes = 0;
+    Ticks m_place = 0;
+    bool m_backwards = false;
+    bool m_aimed = false;
+    Clock::time_point m_moved;                             ///< when the place was changed last
+    Ticks m_lowestEnd = std::numeric_limits<Ticks>::max(); ///< of the parts made for this place
+    FramePtr m_wanted;                     ///< the reader waits for the picture before this one
+    std::optional<Part> m_part;            ///< being made
+    std::set<Ticks> m_unreachable;         ///< begins of pictures whose predecessor cannot be had
+    std::unique_ptr<VideoSource> m_behind; ///< used by the thread alone, but for Interrupt() and Cancel()
+    bool m_behindFailed = false;
+    bool m_cancelled = false;
+    std::thread m_thread;
 };
 
 } // namespace kq::streams

@@ -106,19 +106,17 @@ bool StreamDecoder::Next(Decoded& frame) {
     if (!frame.data) {
         frame.data.reset(av_frame_alloc());
     }
-    while (frame.data && !m_cancelled) {
+    while (frame.data && !Stops()) {
         if (!Receive(*frame.data)) {
             return false;
         }
         if (!IsFit(*frame.data)) {
             continue;
         }
+        ReportDamage();
         Stamp(frame);
         AddPeaks(*frame.data);
-        ReportDamage();
         m_settling = false;
-        m_lastTime = frame.time;
-        m_lastEnd = frame.time + frame.duration;
         if (m_fromStart && !m_firstTime) {
             m_firstTime = frame.time;
         }
@@ -129,7 +127,7 @@ bool StreamDecoder::Next(Decoded& frame) {
 
 /// Decodes up to the next frame. @return false at the end
 bool StreamDecoder::Receive(AVFrame& frame) {
-    while (!m_cancelled) {
+    while (!Stops()) {
         const int result = avcodec_receive_frame(m_codec.get(), &frame);
         if (result >= 0) {
             return true;
@@ -180,7 +178,7 @@ bool StreamDecoder::Feed() {
 
 /// @return false for a packet whose frame is only wanted if others depend on it
 bool StreamDecoder::IsWanted(const AVPacket& packet) const {
-    if (m_leaveOutBefore == noTime || packet.pts == AV_NOPTS_VALUE) {
+    if (m_leaveOutBefore == Stamper::noTime || packet.pts == AV_NOPTS_VALUE) {
         return true;
     }
     return av_rescale_q(packet.pts, Stream().time_base, tickBase) - m_setup.fileStart >= m_leaveOutBefore;
@@ -213,28 +211,16 @@ void StreamDecoder::Stamp(Decoded& frame) {
         frame.duration = av_rescale(data.nb_samples, TicksPerSecond, data.sample_rate);
     }
 
-    const bool isVideo = m_codec->codec_type == AVMEDIA_TYPE_VIDEO;
-    const bool isFirst = m_lastTime == noTime;
-    const Ticks end = isFirst ? 0 : std::max(m_lastEnd, m_lastTime + 1);
-    if (data.best_effort_timestamp == AV_NOPTS_VALUE) {
+    const bool isFirst = m_stamper.LastTime() == Stamper::noTime;
+    std::optional<Ticks> read;
+    if (data.best_effort_timestamp != AV_NOPTS_VALUE) {
+        read = av_rescale_q(data.best_effort_timestamp, base, tickBase) - m_setup.fileStart;
+    } else {
         m_noStamps = m_noStamps || (isFirst && m_fromStart);
-        frame.stamp = StampKind::Missing;
-        frame.time = end;
-        return;
     }
-    frame.stamp = StampKind::Read;
-    frame.time = av_rescale_q(data.best_effort_timestamp, base, tickBase) - m_setup.fileStart;
-    if (isFirst && isVideo) {
-        frame.time = std::max<Ticks>(frame.time, 0);
-    }
-    if (isFirst || frame.time > m_lastTime) {
-        return;
-    }
-    frame.stamp = StampKind::Repaired;
-    // A picture that slipped is put half-way, since the next stamp will be right again. Sound follows on, and
-    // so does everything after the file's clock was set back.
-    const bool slipped = isVideo && frame.time > m_lastTime - TicksPerSecond;
-    frame.time = slipped ? m_lastTime + std::max<Ticks>((end - m_lastTime) / 2, 1) : end;
+    const auto stamped = m_stamper.Stamp(read, frame.duration, m_codec->codec_type == AVMEDIA_TYPE_VIDEO);
+    frame.time = stamped.time;
+    frame.stamp = stamped.kind;
 }
 
 /// Some containers tell the peaks of HDR pictures once for all of them.
@@ -271,7 +257,7 @@ void StreamDecoder::ReportDamage() {
     char text[128];
     std::snprintf(text, sizeof text, "%s: left out %d damaged packets or frames after %.3f s",
                   m_codec->codec_type == AVMEDIA_TYPE_VIDEO ? "video" : "audio", m_damaged,
-                  ToSeconds(std::max<Ticks>(m_lastTime, 0)));
+                  ToSeconds(std::max<Ticks>(m_stamper.LastTime(), 0)));
     m_damaged = 0;
     StreamDecoder::Log()->Notice(text);
 }
@@ -282,13 +268,16 @@ bool StreamDecoder::SeekAtOrBefore(Ticks time, Decoded& first, bool& nearest) {
     const Ticks start = m_firstTime.value_or(0);
     time = std::max(time, start);
     nearest = m_usualBack == 0;
-    for (Ticks back = m_usualBack; !m_noStamps && time - back > start && !m_cancelled;
+    for (Ticks back = m_usualBack; !m_noStamps && time - back > start && !Stops();
          back = std::max(back * 2, firstStepBack)) {
         if (MoveTo(time + m_tolerance - back) && NextStamped(first) && first.time <= time + m_tolerance) {
             m_usualBack = std::min(back, longestUsual);
             return true;
         }
         nearest = false;
+    }
+    if (Stops()) {
+        return false;
     }
     nearest = nearest && time == start;
     if (!m_noStamps && MoveToStart(false) && NextStamped(first) && m_firstTime &&
@@ -330,8 +319,8 @@ void StreamDecoder::Restart(bool waitForKey) {
     m_settling = waitForKey;
     m_fromStart = !waitForKey;
     m_damaged = 0;
-    m_leaveOutBefore = noTime;
-    m_lastTime = noTime;
+    m_leaveOutBefore = Stamper::noTime;
+    m_stamper.Restart();
     m_lastPacket = AV_NOPTS_VALUE;
 }
 

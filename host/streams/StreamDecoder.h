@@ -5,9 +5,9 @@
 #include "Decoder.h"
 #include "Demuxer.h"
 #include "Handles.h"
+#include "Stamper.h"
 
 #include <atomic>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -42,13 +42,13 @@ public:
     const std::shared_ptr<FileLog>& Log() const override { return m_setup.demuxer->Log(); }
     void Cancel() override { m_cancelled = true; }
     bool Cancelled() const override { return m_cancelled; }
+    void Interrupt(bool on) override { m_interrupted = on; }
 
 private:
-    static constexpr Ticks noTime = std::numeric_limits<Ticks>::min();
-
     explicit StreamDecoder(DecoderSetup setup);
 
     bool OpenCodec(std::string& reason);
+    bool Stops() const { return m_cancelled || m_interrupted; }
     bool Feed();
     bool Receive(AVFrame& frame);
     bool IsWanted(const AVPacket& packet) const;
@@ -70,20 +70,21 @@ private:
     Ticks m_tolerance = 0;
     Ticks m_frameDuration = 0;
 
-    Ticks m_leaveOutBefore = noTime; ///< frames that no others depend on are not decoded before this time
-    bool m_draining = false;         ///< the last packet was read
-    bool m_waitForKey = false;       ///< after a seek packets are dropped up to a key frame's
-    bool m_settling = false;         ///< after a seek unfit frames are expected
-    bool m_fromStart = true;         ///< decoding began at the file's first packet
+    Ticks m_leaveOutBefore =
+        Stamper::noTime;       ///< frames that no others depend on are not decoded before this time
+    bool m_draining = false;   ///< the last packet was read
+    bool m_waitForKey = false; ///< after a seek packets are dropped up to a key frame's
+    bool m_settling = false;   ///< after a seek unfit frames are expected
+    bool m_fromStart = true;   ///< decoding began at the file's first packet
     bool m_noStamps = false;   ///< the file has no time stamps: only counting from the start tells times
     int m_damaged = 0;         ///< packets and frames left out since the last good frame
-    Ticks m_lastTime = noTime; ///< of the frame given last
-    Ticks m_lastEnd = 0;
+    Stamper m_stamper;
     std::int64_t m_lastPacket =
         AV_NOPTS_VALUE;               ///< decoding time of the last packet read, in the stream's base
     std::optional<Ticks> m_firstTime; ///< time of the stream's first frame
     Ticks m_usualBack = 0;            ///< how far before a time a seek had to go last
     std::atomic<bool> m_cancelled{false};
+    std::atomic<bool> m_interrupted{false};
 };
 
 } // namespace kq::streams

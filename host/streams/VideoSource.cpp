@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 namespace kq::streams {
@@ -16,18 +17,27 @@ constexpr Ticks leastDecoded = TicksPerSecond / 4;
 /// that the way leads over are kept.
 constexpr Ticks nearby = 3 * TicksPerSecond;
 
-/// @return so many of them, given one
-std::size_t MostKept(const AVFrame& picture) {
-    constexpr std::size_t frames = 24;
-    constexpr std::size_t bytes = 64 << 20;
-    return std::min(frames, bytes / std::max<std::size_t>(BytesOf(picture), 1));
-}
+constexpr std::size_t nearbyFrames = 24;
+constexpr std::size_t nearbyBytes = 64 << 20;
+
+/// After a way so long the frames before its target would take long to decode once more.
+constexpr Ticks longWay = 2 * TicksPerSecond;
+/// So long before the target they are kept.
+constexpr Ticks keptOfLongWay = 9 * TicksPerSecond / 4;
 
 } // namespace
 
 VideoSource::VideoSource(std::unique_ptr<Decoder> decoder, PictureConverter converter, double rate,
                          double tick)
     : m_decoder(std::move(decoder)), m_converter(std::move(converter)), m_rate(rate), m_tick(tick) {}
+
+void VideoSource::Passed::Add(Decoded picture) {
+    pictures.push_back(std::move(picture));
+    const std::size_t each = std::max<std::size_t>(BytesOf(*pictures.back().data), 1);
+    if (pictures.size() > std::min(most, bytes / each)) {
+        pictures.pop_front();
+    }
+}
 
 FramePtr VideoSource::Next() {
     for (Decoded decoded; NextDecoded(decoded);) {
@@ -86,16 +96,18 @@ Landing VideoSource::Seek(Ticks time, bool exact) {
     if (!exact) {
         return SeekKey(time);
     }
-    std::deque<Decoded> passed;
     const bool back = m_last && m_last->time > time && m_last->time < time + nearby;
     const Ticks from = time - (back ? 2 * leastDecoded : leastDecoded);
-    auto frame = SeekExact(time, from, back ? &passed : nullptr);
+    Passed passed;
+    passed.most = back ? nearbyFrames : 0;
+    passed.bytes = nearbyBytes;
+    auto frame = SeekExact(time, from, passed);
     // A frame that stays on show for long may have been left out.
     if (frame && frame->time < from) {
-        passed.clear();
-        frame = SeekExact(time, 0);
+        passed = {};
+        frame = SeekExact(time, 0, passed);
     }
-    return {true, std::move(frame), ConvertAll(std::move(passed))};
+    return {true, std::move(frame), ConvertAll(std::move(passed.pictures))};
 }
 
 /// @return the last ones, up to one that cannot be converted
@@ -113,8 +125,9 @@ std::vector<FramePtr> VideoSource::ConvertAll(std::deque<Decoded> decoded) {
 }
 
 /// @param leaveOut frames that begin before are not decoded if no others depend on them
-/// @param passed receives the last frames before the one on show, of those that begin from leaveOut on
-FramePtr VideoSource::SeekExact(Ticks time, Ticks leaveOut, std::deque<Decoded>* passed) {
+/// @param passed receives the last frames before the one on show, of those that begin from leaveOut on, or
+///               more of them on a long way
+FramePtr VideoSource::SeekExact(Ticks time, Ticks leaveOut, Passed& passed) {
     Decoded first;
     bool nearest = false;
     m_ahead.reset();
@@ -122,10 +135,15 @@ FramePtr VideoSource::SeekExact(Ticks time, Ticks leaveOut, std::deque<Decoded>*
     if (!m_decoder->SeekAtOrBefore(time, first, nearest)) {
         return nullptr;
     }
+    if (m_longWayBytes > 0 && time - first.time > longWay) {
+        leaveOut = std::min(leaveOut, time - keptOfLongWay);
+        passed.most = std::numeric_limits<std::size_t>::max();
+        passed.bytes = m_longWayBytes;
+    }
     m_decoder->LeaveOutBefore(leaveOut);
-    FramePtr frame = GoForward(time, std::move(first), passed);
-    while (passed != nullptr && !passed->empty() && passed->front().time < leaveOut) {
-        passed->pop_front();
+    FramePtr frame = GoForward(time, std::move(first), passed.most > 0 ? &passed : nullptr);
+    while (!passed.pictures.empty() && passed.pictures.front().time < leaveOut) {
+        passed.pictures.pop_front();
     }
     return frame;
 }
@@ -134,7 +152,7 @@ FramePtr VideoSource::SeekExact(Ticks time, Ticks leaveOut, std::deque<Decoded>*
 /// @param shown the frame on show so far; without data it is the last one given
 /// @param passed receives the last frames before the one on show
 /// @return the frame on show at the time
-FramePtr VideoSource::GoForward(Ticks time, Decoded shown, std::deque<Decoded>* passed) {
+FramePtr VideoSource::GoForward(Ticks time, Decoded shown, Passed* passed) {
     const Ticks limit = time + Tolerance();
     if (!shown.data || shown.time <= limit) {
         for (Decoded next; NextDecoded(next); next = {}) {
@@ -143,10 +161,7 @@ FramePtr VideoSource::GoForward(Ticks time, Decoded shown, std::deque<Decoded>* 
                 break;
             }
             if (passed != nullptr && shown.data) {
-                passed->push_back(std::move(shown));
-                if (passed->size() > MostKept(*passed->back().data)) {
-                    passed->pop_front();
-                }
+                passed->Add(std::move(shown));
             }
             shown = std::move(next);
         }
@@ -180,6 +195,34 @@ Landing VideoSource::SeekKey(Ticks time) {
         }
     }
     return {true, GoForward(key, std::move(first))};
+}
+
+VideoSource::Approached VideoSource::Approach(Ticks end, Ticks least, Ticks most,
+                                              const std::function<void(FramePtr)>& take) {
+    const Ticks limit = end - Tolerance();
+    const Ticks from = end - most;
+    Decoded next;
+    bool nearest = false;
+    m_ahead.reset();
+    m_last = nullptr;
+    if (!m_decoder->SeekAtOrBefore(std::max<Ticks>(end - least, 0), next, nearest)) {
+        return Approached::Nothing;
+    }
+    if (next.time >= limit) {
+        return Approached::Start;
+    }
+    m_decoder->LeaveOutBefore(from);
+    do {
+        if (next.time >= limit) {
+            return Approached::Picture;
+        }
+        FramePtr frame = next.time >= from ? Convert(std::move(next)) : nullptr;
+        if (frame) {
+            take(std::move(frame));
+        }
+        next = {};
+    } while (m_decoder->Next(next));
+    return Approached::Nothing;
 }
 
 Ticks VideoSource::Tolerance() const {

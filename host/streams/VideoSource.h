@@ -6,7 +6,9 @@
 #include "FrameSource.h"
 #include "PictureConverter.h"
 
+#include <cstddef>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -28,12 +30,43 @@ public:
     void Notice(const std::string& text) const override;
     void Cancel() override;
 
+    /// How Approach() ended.
+    enum class Approached {
+        Picture, ///< the pictures right before were given
+        Start,   ///< there are none: it is the first of the file
+        Nothing, ///< it could not be reached, or was interrupted: what was given need not be right before it
+    };
+    /// Gives the pictures right before one. The next call has to be another seek.
+    /// @param end   begin of that picture
+    /// @param least so long before it is begun, or at the key frame there; all from there on are given, but
+    /// @param most  none that begin earlier before it than this
+    /// @param take  receives them in order
+    Approached Approach(Ticks end, Ticks least, Ticks most, const std::function<void(FramePtr)>& take);
+    /// Lets exact seeks over a long way give the pictures before their target too.
+    /// @param bytes bound of these pictures
+    void KeepLongWays(std::size_t bytes) { m_longWayBytes = bytes; }
+    /// Makes a present or later Approach() return soon, until that is taken back. Any thread.
+    void Interrupt(bool on) { m_decoder->Interrupt(on); }
+    bool Seekable() const { return m_decoder->Seekable(); }
+    bool Cancelled() const { return m_decoder->Cancelled(); }
+    /// @return how long a picture lasts at the stream's rate
+    Ticks Step() const { return static_cast<Ticks>(static_cast<double>(TicksPerSecond) / m_rate); }
+
 private:
+    /// The last pictures that a way leads over.
+    struct Passed {
+        std::deque<Decoded> pictures;
+        std::size_t most = 0;  ///< bound of their number
+        std::size_t bytes = 0; ///< bound of their memory
+
+        void Add(Decoded picture);
+    };
+
     bool NextDecoded(Decoded& frame);
     FramePtr Convert(Decoded frame);
-    FramePtr GoForward(Ticks time, Decoded shown, std::deque<Decoded>* passed = nullptr);
+    FramePtr GoForward(Ticks time, Decoded shown, Passed* passed = nullptr);
     std::vector<FramePtr> ConvertAll(std::deque<Decoded> decoded);
-    FramePtr SeekExact(Ticks time, Ticks leaveOut, std::deque<Decoded>* passed = nullptr);
+    FramePtr SeekExact(Ticks time, Ticks leaveOut, Passed& passed);
     Landing SeekKey(Ticks time);
     double PositionOf(Ticks time) const;
 
@@ -43,6 +76,7 @@ private:
     const double m_tick;
     std::optional<Decoded> m_ahead; ///< decoded already, and the next to be given
     FramePtr m_last;                ///< the frame given last
+    std::size_t m_longWayBytes = 0; ///< 0: pictures on a long way are not kept
 };
 
 } // namespace kq::streams

@@ -1,0 +1,253 @@
+#include "FrameIndex.h"
+
+#include "Demuxer.h"
+#include "FileLog.h"
+#include "Stamper.h"
+#include "StreamDecoder.h"
+
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <utility>
+
+namespace kq::streams {
+namespace {
+
+constexpr int lowPriority = 10;
+/// Decoders put no more pictures than this in order.
+constexpr std::size_t mostReordered = 16;
+/// Without decoding times so many pictures are put in order.
+constexpr std::size_t mostUnordered = 64;
+
+/// @return true for a packet whose picture is only there for others to depend on
+bool IsHidden(const AVPacket& packet, AVCodecID codec) {
+    constexpr std::uint8_t shown = 0x10;
+    return codec == AV_CODEC_ID_VP8 && packet.size > 0 && (packet.data[0] & shown) == 0;
+}
+
+/// Puts the pictures of packets into the order of time, as a decoder does.
+class PictureOrder {
+public:
+    using Sink = std::function<void(Ticks time, Ticks end)>;
+
+    /// @param first what the decoder says of the first picture
+    PictureOrder(const AVStream& stream, Ticks fileStart, double rate, const AVFrame& first, Sink sink)
+        : m_base(stream.time_base), m_codec(stream.codecpar->codec_id), m_fileStart(fileStart),
+          m_usual(rate > 0 ? static_cast<Ticks>(static_cast<double>(TicksPerSecond) / rate) : 0),
+          m_first(first.best_effort_timestamp), m_sink(std::move(sink)) {}
+
+    void Add(const AVPacket& packet);
+    void Finish();
+
+private:
+    void Settle(std::int64_t decodingTime);
+    void SettleFirst();
+    void Give(std::optional<Ticks> read, Ticks duration);
+
+    const AVRational m_base;
+    const AVCodecID m_codec;
+    const Ticks m_fileStart;
+    const Ticks m_usual;        ///< duration of a picture for which the file has none
+    const std::int64_t m_first; ///< stamp of the first picture, AV_NOPTS_VALUE where only counting helps
+    const Sink m_sink;
+    Stamper m_stamper;
+    std::multimap<std::int64_t, Ticks> m_waiting; ///< stamps and durations
+    std::int64_t m_decodingTime = AV_NOPTS_VALUE; ///< of the packet before
+    int m_late = 0; ///< pictures that come so much after their decoding times, which are all there is
+};
+
+void PictureOrder::Add(const AVPacket& packet) {
+    if (packet.size == 0 || (packet.flags & AV_PKT_FLAG_DISCARD) != 0 || IsHidden(packet, m_codec)) {
+        return;
+    }
+    const Ticks duration = packet.duration > 0 ? av_rescale_q(packet.duration, m_base, tickBase) : m_usual;
+    const bool isTimed = packet.pts != AV_NOPTS_VALUE;
+    const std::int64_t stamp = isTimed ? packet.pts : packet.dts;
+    if (m_first == AV_NOPTS_VALUE || stamp == AV_NOPTS_VALUE) {
+        Give(std::nullopt, duration);
+        return;
+    }
+    const bool wasSetBack = packet.dts != AV_NOPTS_VALUE && m_decodingTime != AV_NOPTS_VALUE &&
+                            av_rescale_q(m_decodingTime - packet.dts, m_base, tickBase) > TicksPerSecond;
+    if (wasSetBack) {
+        while (!m_waiting.empty()) {
+            SettleFirst();
+        }
+    }
+    m_decodingTime = packet.dts;
+    if (stamp >= m_first || m_stamper.LastTime() != Stamper::noTime) {
+        m_waiting.emplace(stamp, duration);
+    } else if (!isTimed) {
+        ++m_late;
+    }
+    Settle(packet.dts);
+}
+
+/// Gives those that no packet after this one can come before.
+void PictureOrder::Settle(std::int64_t decodingTime) {
+    const bool isKnown = decodingTime != AV_NOPTS_VALUE;
+    while (m_waiting.size() > mostReordered &&
+           (isKnown ? m_waiting.begin()->first <= decodingTime : m_waiting.size() > mostUnordered)) {
+        SettleFirst();
+    }
+}
+
+void PictureOrder::SettleFirst() {
+    const auto [stamp, duration] = *m_waiting.begin();
+    m_waiting.erase(m_waiting.begin());
+    Give(av_rescale_q(stamp, m_base, tickBase) - m_fileStart, duration);
+}
+
+void PictureOrder::Finish() {
+    while (!m_waiting.empty()) {
+        SettleFirst();
+    }
+    for (; m_late > 0; --m_late) {
+        Give(std::nullopt, m_usual);
+    }
+}
+
+void PictureOrder::Give(std::optional<Ticks> read, Ticks duration) {
+    const Ticks time = m_stamper.Stamp(read, duration, true).time;
+    m_sink(time, time + duration);
+}
+
+} // namespace
+
+std::unique_ptr<FrameIndex> FrameIndex::Read(std::string path, int stream, Ticks fileStart, double rate) {
+    std::unique_ptr<FrameIndex> index(new FrameIndex);
+    index->m_thread = std::thread([self = index.get(), path = std::move(path), stream, fileStart, rate] {
+        self->ReadFile(path, stream, fileStart, rate);
+        self->Finish();
+    });
+    return index;
+}
+
+std::unique_ptr<FrameIndex> FrameIndex::Told(Ticks tolerance) {
+    std::unique_ptr<FrameIndex> index(new FrameIndex);
+    index->m_tolerance = tolerance;
+    return index;
+}
+
+FrameIndex::~FrameIndex() {
+    Cancel();
+    if (m_thread.joinable()) {
+        m_thread.join();
+    }
+}
+
+void FrameIndex::ReadFile(const std::string& path, int stream, Ticks fileStart, double rate) {
+    setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)), lowPriority);
+    const auto silent = FileLog::Make(path, {}); // who plays the file says what is wrong with it
+    const LogScope scope(*silent);
+    std::string reason;
+    const auto demuxer = Demuxer::Open(path, silent, reason);
+    if (!demuxer || stream >= static_cast<int>(demuxer->Context().nb_streams)) {
+        return;
+    }
+    // Which pictures at the start cannot be decoded only a decoder knows.
+    Decoded first;
+    auto decoder = StreamDecoder::Open({demuxer, stream, fileStart, rate, 1}, reason);
+    if (!decoder || !HasPicture(*decoder, first)) {
+        return;
+    }
+    SetTolerance(decoder->Tolerance());
+    decoder.reset();
+    if (!demuxer->Reopen()) {
+        return;
+    }
+    demuxer->Select(stream);
+    PictureOrder order(demuxer->Stream(stream), fileStart, rate, *first.data,
+                       [this](Ticks time, Ticks end) { Add(time, end); });
+    const PacketHandle packet(av_packet_alloc());
+    while (packet && demuxer->Read(stream, *packet, m_cancelled) == 0) {
+        order.Add(*packet);
+        av_packet_unref(packet.get());
+    }
+    order.Finish();
+}
+
+bool FrameIndex::HasPicture(Decoder& decoder, Decoded& first) {
+    {
+        const std::lock_guard guard(m_lock);
+        m_decoder = m_cancelled ? nullptr : &decoder;
+        if (m_decoder == nullptr) {
+            return false;
+        }
+    }
+    const bool has = decoder.Next(first);
+    const std::lock_guard guard(m_lock);
+    m_decoder = nullptr;
+    return has;
+}
+
+void FrameIndex::SetTolerance(Ticks tolerance) {
+    const std::lock_guard guard(m_lock);
+    m_tolerance = tolerance;
+}
+
+void FrameIndex::Add(Ticks time, Ticks end) {
+    const std::lock_guard guard(m_lock);
+    if (m_times.empty() || time > m_times.back()) {
+        m_times.push_back(time);
+        m_end = end;
+        m_change.notify_all();
+    }
+}
+
+void FrameIndex::Finish() {
+    const std::lock_guard guard(m_lock);
+    m_isComplete = true;
+    m_change.notify_all();
+}
+
+std::optional<std::int64_t> FrameIndex::NumberAt(Ticks time) const {
+    const std::lock_guard guard(m_lock);
+    const auto after = std::upper_bound(m_times.begin(), m_times.end(), time + m_tolerance);
+    if (m_times.empty() || (after == m_times.end() && !m_isComplete)) {
+        return std::nullopt;
+    }
+    return std::max<std::int64_t>(after - m_times.begin() - 1, 0);
+}
+
+std::optional<Ticks> FrameIndex::TimeOf(std::int64_t number) {
+    std::unique_lock guard(m_lock);
+    const auto reaches = [this, number] { return number < static_cast<std::int64_t>(m_times.size()); };
+    m_change.wait(guard, [&] { return m_isComplete || m_cancelled || reaches(); });
+    if (number < 0 || !reaches()) {
+        return std::nullopt;
+    }
+    return m_times[static_cast<std::size_t>(number)];
+}
+
+std::int64_t FrameIndex::Count() {
+    std::unique_lock guard(m_lock);
+    m_change.wait(guard, [this] { return m_isComplete || m_cancelled; });
+    return static_cast<std::int64_t>(m_times.size());
+}
+
+Ticks FrameIndex::End() {
+    std::unique_lock guard(m_lock);
+    m_change.wait(guard, [this] { return m_isComplete || m_cancelled; });
+    return m_end;
+}
+
+bool FrameIndex::IsComplete() const {
+    const std::lock_guard guard(m_lock);
+    return m_isComplete;
+}
+
+void FrameIndex::Cancel() {
+    const std::lock_guard guard(m_lock);
+    m_cancelled = true;
+    if (m_decoder != nullptr) {
+        m_decoder->Cancel();
+    }
+    m_change.notify_all();
+}
+
+} // namespace kq::streams

@@ -1,0 +1,40 @@
+/// @file
+/// The times of a stream's frames, as far as the file tells them.
+#pragma once
+
+#include "Decoder.h"
+#include "Handles.h"
+
+#include <limits>
+#include <optional>
+
+namespace kq::streams {
+
+/// Turns the stamps of frames in order of output into times that go forward.
+class Stamper {
+public:
+    static constexpr Ticks noTime = std::numeric_limits<Ticks>::min();
+
+    struct Result {
+        Ticks time = 0;
+        StampKind kind = StampKind::Read;
+    };
+
+    /// @param read     what the file says, from its start on; nothing when it says nothing
+    /// @param duration of the frame
+    /// @param isVideo  pictures do not begin before the start, and single ones may slip
+    Result Stamp(std::optional<Ticks> read, Ticks duration, bool isVideo);
+    /// The next frame is the first, or comes after a seek.
+    void Restart() { m_lastTime = noTime; }
+    /// @return time of the last frame, noTime for none
+    Ticks LastTime() const { return m_lastTime; }
+    Ticks LastEnd() const { return m_lastEnd; }
+
+private:
+    Result Next(std::optional<Ticks> read, bool isVideo) const;
+
+    Ticks m_lastTime = noTime;
+    Ticks m_lastEnd = 0;
+};
+
+} // namespace kq::streams
