@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <string_view>
 #include <utility>
 
 namespace kq::streams {
@@ -29,14 +30,23 @@ bool IsHidden(const AVPacket& packet, AVCodecID codec) {
     return codec == AV_CODEC_ID_VP8 && packet.size > 0 && (packet.data[0] & shown) == 0;
 }
 
+/// @return true for pictures of which one, but no more, may be decoded before its turn
+bool IsReordered(const AVCodecParameters& stream) {
+    return stream.video_delay > 0 && stream.codec_id != AV_CODEC_ID_H264 &&
+           stream.codec_id != AV_CODEC_ID_HEVC;
+}
+
 /// Puts the pictures of packets into the order of time, as a decoder does.
 class PictureOrder {
 public:
     using Sink = std::function<void(Ticks time, Ticks end)>;
 
     /// @param first what the decoder says of the first picture
-    PictureOrder(const AVStream& stream, Ticks fileStart, double rate, const AVFrame& first, Sink sink)
-        : m_base(stream.time_base), m_codec(stream.codecpar->codec_id), m_fileStart(fileStart),
+    PictureOrder(const AVFormatContext& file, const AVStream& stream, Ticks fileStart, double rate,
+                 const AVFrame& first, Sink sink)
+        : m_stampsAll(std::string_view(file.iformat->name) == "matroska,webm"),
+          m_isReordered(IsReordered(*stream.codecpar)), m_base(stream.time_base),
+          m_codec(stream.codecpar->codec_id), m_fileStart(fileStart),
           m_usual(rate > 0 ? static_cast<Ticks>(static_cast<double>(TicksPerSecond) / rate) : 0),
           m_first(first.best_effort_timestamp), m_sink(std::move(sink)) {}
 
@@ -44,10 +54,14 @@ public:
     void Finish();
 
 private:
+    void NoteDecodingTime(std::int64_t time);
+    bool Wait(std::int64_t stamp, Ticks duration);
     void Settle(std::int64_t decodingTime);
     void SettleFirst();
     void Give(std::optional<Ticks> read, Ticks duration);
 
+    const bool m_stampsAll;   ///< a packet without a stamp lies before the start
+    const bool m_isReordered; ///< packets without a stamp have pictures that others are decoded from first
     const AVRational m_base;
     const AVCodecID m_codec;
     const Ticks m_fileStart;
@@ -57,7 +71,11 @@ private:
     Stamper m_stamper;
     std::multimap<std::int64_t, Ticks> m_waiting; ///< stamps and durations
     std::int64_t m_decodingTime = AV_NOPTS_VALUE; ///< of the packet before
+    std::int64_t m_lastStamp = AV_NOPTS_VALUE;    ///< that waits or waited
+    Ticks m_lastDuration = 0;                     ///< likewise
+    std::optional<Ticks> m_untimed; ///< duration of a picture whose begin a packet to come tells
     int m_late = 0; ///< pictures that come so much after their decoding times, which are all there is
+    Ticks m_lateDuration = 0;
 };
 
 void PictureOrder::Add(const AVPacket& packet) {
@@ -65,26 +83,48 @@ void PictureOrder::Add(const AVPacket& packet) {
         return;
     }
     const Ticks duration = packet.duration > 0 ? av_rescale_q(packet.duration, m_base, tickBase) : m_usual;
-    const bool isTimed = packet.pts != AV_NOPTS_VALUE;
-    const std::int64_t stamp = isTimed ? packet.pts : packet.dts;
-    if (m_first == AV_NOPTS_VALUE || stamp == AV_NOPTS_VALUE) {
+    if (m_first == AV_NOPTS_VALUE) {
         Give(std::nullopt, duration);
         return;
     }
-    const bool wasSetBack = packet.dts != AV_NOPTS_VALUE && m_decodingTime != AV_NOPTS_VALUE &&
-                            av_rescale_q(m_decodingTime - packet.dts, m_base, tickBase) > TicksPerSecond;
-    if (wasSetBack) {
+    NoteDecodingTime(packet.dts);
+    // A picture that others are decoded from first begins when the next one of its kind is decoded.
+    if (m_untimed && (packet.pts == AV_NOPTS_VALUE || packet.pts != packet.dts)) {
+        Wait(packet.dts, *std::exchange(m_untimed, std::nullopt));
+    }
+    if (packet.pts != AV_NOPTS_VALUE) {
+        Wait(packet.pts, duration);
+    } else if (m_isReordered) {
+        m_untimed = duration;
+    } else if (packet.dts != AV_NOPTS_VALUE) {
+        m_late += Wait(packet.dts, duration) ? 0 : 1;
+        m_lateDuration = duration;
+    } else if (!m_stampsAll) {
+        Wait(m_lastStamp + av_rescale_q(m_lastDuration, tickBase, m_base), duration);
+    }
+    Settle(packet.dts);
+}
+
+/// A clock that was set back begins a new order.
+void PictureOrder::NoteDecodingTime(std::int64_t time) {
+    const bool isKnown = time != AV_NOPTS_VALUE && m_decodingTime != AV_NOPTS_VALUE;
+    if (isKnown && av_rescale_q(m_decodingTime - time, m_base, tickBase) > TicksPerSecond) {
         while (!m_waiting.empty()) {
             SettleFirst();
         }
     }
-    m_decodingTime = packet.dts;
-    if (stamp >= m_first || m_stamper.LastTime() != Stamper::noTime) {
-        m_waiting.emplace(stamp, duration);
-    } else if (!isTimed) {
-        ++m_late;
+    m_decodingTime = time;
+}
+
+/// @return false for a picture before the first one
+bool PictureOrder::Wait(std::int64_t stamp, Ticks duration) {
+    if (stamp < m_first && m_lastStamp == AV_NOPTS_VALUE) {
+        return false;
     }
-    Settle(packet.dts);
+    m_lastStamp = stamp;
+    m_lastDuration = duration;
+    m_waiting.emplace(stamp, duration);
+    return true;
 }
 
 /// Gives those that no packet after this one can come before.
@@ -106,8 +146,11 @@ void PictureOrder::Finish() {
     while (!m_waiting.empty()) {
         SettleFirst();
     }
+    if (m_untimed) {
+        Give(std::nullopt, *m_untimed);
+    }
     for (; m_late > 0; --m_late) {
-        Give(std::nullopt, m_usual);
+        Give(std::nullopt, m_lateDuration);
     }
 }
 
@@ -161,7 +204,7 @@ void FrameIndex::ReadFile(const std::string& path, int stream, Ticks fileStart, 
         return;
     }
     demuxer->Select(stream);
-    PictureOrder order(demuxer->Stream(stream), fileStart, rate, *first.data,
+    PictureOrder order(demuxer->Context(), demuxer->Stream(stream), fileStart, rate, *first.data,
                        [this](Ticks time, Ticks end) { Add(time, end); });
     const PacketHandle packet(av_packet_alloc());
     while (packet && demuxer->Read(stream, *packet, m_cancelled) == 0) {

@@ -48,6 +48,13 @@ make_clip -f lavfi -i "$pictures" -f lavfi -i 'sine=sample_rate=48000:duration=2
 make_clip -f lavfi -i 'testsrc2=size=96x64:rate=5:duration=52' $x264 \
     -x264-params bframes=3:b-adapt=0:keyint=250:scenecut=0 longgop.mp4
 
+# Packets that do not say when their pictures begin, that show none, or whose pictures lack what they depend on.
+make_clip -f lavfi -i "$short" -c:v mpeg4 -threads 1 -g 30 -bf 2 untimed.avi
+make_clip -i bframes.mp4 -c copy -an undelayed.avi
+make_clip -f lavfi -i "$short" -c:v mpeg2video -threads 1 -g 12 -bf 2 plain.m2v
+make_clip -f lavfi -i "$short" -c:v libvpx -threads 1 -auto-alt-ref 1 -lag-in-frames 16 -g 40 -b:v 200k hidden.webm
+make_clip -ss 1.2 -i opengop.mp4 -c copy baseless.mkv
+
 make_clip -f lavfi -i "$short" -pix_fmt yuv422p10 -c:v ffv1 deep422.mkv
 make_clip -f lavfi -i 'color=white:size=96x64:rate=25:duration=1' -pix_fmt yuvj420p -c:v mjpeg fullrange.avi
 make_clip -f lavfi -i 'color=red:size=1x1:rate=5:duration=1,format=gbrp' -c:v ffv1 one.mkv
