@@ -29,7 +29,12 @@ std::size_t PartOfBound(std::size_t bound, int percent) {
 PictureStore::PictureStore(std::unique_ptr<VideoSource> ahead, Opener openBehind, std::size_t bytes)
     : m_ahead(std::move(ahead)), m_openBehind(std::move(openBehind)), m_bound(bytes),
       m_behindFailed(!m_openBehind) {
-    m_ahead->KeepLongWays(PartOfBound(m_bound, 70));
+    const std::size_t way = PartOfBound(m_bound, 70);
+    m_ahead->KeepLongWays(way, [this, way](Ticks time) {
+        const std::lock_guard guard(m_lock);
+        m_place = time;
+        Evict(m_bound - way);
+    });
     if (m_openBehind) {
         m_thread = std::thread([this] { MakeBehind(); });
     }
@@ -76,7 +81,7 @@ FramePtr PictureStore::After(const FramePtr& picture) {
     const std::lock_guard guard(m_lock);
     if (next) {
         Append(picture, next);
-        Evict();
+        Evict(m_bound);
         return next;
     }
     const auto entry = Find(picture->time);
@@ -145,7 +150,7 @@ void PictureStore::Keep(const Landing& landing, Ticks time) {
     if (landing.frame->time > time + Tolerance() || time < 0) {
         Find(landing.frame->time)->second.first = true;
     }
-    Evict();
+    Evict(m_bound);
 }
 
 /// Decodes the picture after one, from where the decoder stands, or after a seek. @return null at the end
@@ -247,8 +252,9 @@ void PictureStore::Erase(Pictures::iterator entry) {
     m_pictures.erase(entry);
 }
 
-void PictureStore::Evict() {
-    while (m_bytes > m_bound && m_pictures.size() > fewest) {
+/// @param bound what may be left
+void PictureStore::Evict(std::size_t bound) {
+    while (m_bytes > bound && m_pictures.size() > fewest) {
         Erase(FrontIsFarther() ? m_pictures.begin() : std::prev(m_pictures.end()));
     }
 }
@@ -418,7 +424,7 @@ void PictureStore::Make(const Part& part, Lock& lock) {
         const std::lock_guard guard(m_lock);
         Append(last, picture);
         last = std::move(picture);
-        Evict();
+        Evict(m_bound);
     };
     const Ticks end = part.end->time;
     lock.unlock();

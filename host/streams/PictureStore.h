@@ -101,7 +101,7 @@ private:
     void Append(const FramePtr& before, const FramePtr& picture);
     void Link(Pictures::iterator before, Pictures::iterator after);
     void Erase(Pictures::iterator entry);
-    void Evict();
+    void Evict(std::size_t bound);
     bool FrontIsFarther() const;
 
     bool KnowsBefore(Ticks time);

@@ -1,5 +1,7 @@
 #include "StreamDecoder.h"
 
+#include "PictureMemory.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -94,6 +96,7 @@ bool StreamDecoder::OpenCodec(std::string& reason) {
         m_codec->flags |= AV_CODEC_FLAG_OUTPUT_CORRUPT;
     }
     m_codec->thread_count = ThreadCount(m_setup, parameters);
+    ShareMemory(*m_codec);
     const int error = avcodec_open2(m_codec.get(), codec, nullptr);
     if (error < 0) {
         reason = std::string(codec->name) + ": " + ErrorText(error);

@@ -139,6 +139,7 @@ FramePtr VideoSource::SeekExact(Ticks time, Ticks leaveOut, Passed& passed) {
         leaveOut = std::min(leaveOut, time - keptOfLongWay);
         passed.most = std::numeric_limits<std::size_t>::max();
         passed.bytes = m_longWayBytes;
+        m_beginLongWay(time);
     }
     m_decoder->LeaveOutBefore(leaveOut);
     FramePtr frame = GoForward(time, std::move(first), passed.most > 0 ? &passed : nullptr);

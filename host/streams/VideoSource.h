@@ -11,6 +11,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace kq::streams {
@@ -44,7 +45,11 @@ public:
     Approached Approach(Ticks end, Ticks least, Ticks most, const std::function<void(FramePtr)>& take);
     /// Lets exact seeks over a long way give the pictures before their target too.
     /// @param bytes bound of these pictures
-    void KeepLongWays(std::size_t bytes) { m_longWayBytes = bytes; }
+    /// @param begin called when such a way begins
+    void KeepLongWays(std::size_t bytes, std::function<void(Ticks time)> begin) {
+        m_longWayBytes = bytes;
+        m_beginLongWay = std::move(begin);
+    }
     /// Makes a present or later Approach() return soon, until that is taken back. Any thread.
     void Interrupt(bool on) { m_decoder->Interrupt(on); }
     bool Seekable() const { return m_decoder->Seekable(); }
@@ -77,6 +82,7 @@ private:
     std::optional<Decoded> m_ahead; ///< decoded already, and the next to be given
     FramePtr m_last;                ///< the frame given last
     std::size_t m_longWayBytes = 0; ///< 0: pictures on a long way are not kept
+    std::function<void(Ticks)> m_beginLongWay;
 };
 
 } // namespace kq::streams
