@@ -319,12 +319,14 @@ bool PictureStore::KnowsBefore(Ticks time) {
     return entry->second.first || (entry != m_pictures.begin() && std::prev(entry)->second.linked);
 }
 
+/// @return true when there is nothing to wait for
+bool PictureStore::IsSettled(Ticks time) {
+    return KnowsBefore(time) || m_cancelled || m_behindFailed || m_unreachable.count(time) != 0;
+}
+
 /// Waits until what is before a picture is known. @return false when it cannot be had
 bool PictureStore::WaitForBefore(Lock& lock, const FramePtr& picture) {
-    const auto isSettled = [this, time = picture->time] {
-        return KnowsBefore(time) || m_cancelled || m_behindFailed || m_unreachable.count(time) != 0;
-    };
-    if (!isSettled()) {
+    if (!IsSettled(picture->time)) {
         m_wanted = picture;
         if (m_part && m_part->end->time == picture->time && !m_part->isDropped) {
             m_part->isWanted = true;
@@ -332,7 +334,7 @@ bool PictureStore::WaitForBefore(Lock& lock, const FramePtr& picture) {
             DropPart();
         }
         m_work.notify_one();
-        m_change.wait(lock, isSettled);
+        m_change.wait(lock, [&] { return IsSettled(picture->time); });
         m_wanted = nullptr;
     }
     return KnowsBefore(picture->time);
@@ -367,7 +369,7 @@ void PictureStore::MakeBehind() {
 
 /// @return what is to be made now
 std::optional<PictureStore::Part> PictureStore::NextPart() {
-    if (m_wanted) {
+    if (m_wanted && !IsSettled(m_wanted->time)) {
         Part part = PartBefore(m_wanted, PartOfBound(m_bound, 45));
         part.isWanted = true;
         return part;
@@ -391,7 +393,7 @@ std::optional<PictureStore::Part> PictureStore::NextPart() {
     const std::size_t share = PartOfBound(m_bound, m_backwards ? 95 : 75);
     const std::size_t room = share - std::min(share, bytes);
     const std::size_t part = PartOfBound(m_bound, 45);
-    if (room < begin->bytes || room < (m_backwards ? part : m_bound / 8)) {
+    if (room < begin->bytes || room < (m_backwards ? part : m_bound / 20)) {
         return std::nullopt;
     }
     m_lowestEnd = begin->time;

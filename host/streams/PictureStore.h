@@ -105,6 +105,7 @@ private:
     bool FrontIsFarther() const;
 
     bool KnowsBefore(Ticks time);
+    bool IsSettled(Ticks time);
     bool WaitForBefore(Lock& lock, const FramePtr& picture);
     FramePtr WaitForPart(Lock& lock, Ticks time);
 

@@ -1,9 +1,13 @@
 // The store of pictures: of real clips, and over a decoder that the test controls.
 #include "SourceTest.h"
 #include "host/streams/PictureStore.h"
+#include "tests/support/WaitUntil.h"
 
+#include <atomic>
 #include <chrono>
+#include <cstring>
 #include <random>
+#include <set>
 #include <thread>
 
 namespace kq::streams::test {
@@ -76,6 +80,309 @@ INSTANTIATE_TEST_SUITE_P(Clips, StoredClips,
                                          "packets.avi", "theora.ogg", "vp9.webm", "plain.h264", "vfr.mkv",
                                          "still-rgb24.png", "longgop.mp4"),
                          [](const auto& info) { return NameOf(info.param); });
+
+constexpr Ticks step = TicksPerSecond / 25;
+constexpr std::size_t pictureBytes = 32 * 16 + 2 * 32 * 8; ///< of the studio's pictures, with their padding
+
+/// What the test sees of its decoders, which the store owns.
+struct Studio {
+    int pictures = 1000;
+    int group = 50; ///< from one key picture to the next
+    bool seekable = true;
+    std::set<int> lost;     ///< pictures that no decoder gives
+    std::set<int> unsought; ///< pictures that end what is decoded after a seek
+    std::atomic<int> decoders{0};
+    std::atomic<int> decoded{0};
+    std::atomic<int> allowed{1'000'000}; ///< pictures that may be decoded; decoders wait for more
+    std::atomic<int> interrupts{0};
+    std::atomic<int> alive{0}; ///< pictures that have not been destroyed
+
+    /// Waits until nothing is decoded any more. @return the number of pictures that were
+    int Settled() const {
+        for (int before = -1; before != decoded;) {
+            before = decoded;
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        }
+        return decoded;
+    }
+};
+
+class FakeDecoder : public Decoder {
+public:
+    explicit FakeDecoder(Studio& studio) : m_studio(studio) { ++m_studio.decoders; }
+
+    bool Next(Decoded& frame) override {
+        while (m_studio.lost.count(m_next) != 0) {
+            ++m_next;
+        }
+        while (m_studio.decoded >= m_studio.allowed && !m_cancelled && !m_interrupted) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        const bool ends = m_next >= m_studio.pictures || (m_sought && m_studio.unsought.count(m_next) != 0);
+        if (ends || m_cancelled || m_interrupted) {
+            return false;
+        }
+        ++m_studio.decoded;
+        frame.data = Make(m_next);
+        frame.time = m_next * step;
+        frame.duration = step;
+        frame.key = m_next % m_studio.group == 0;
+        ++m_next;
+        return true;
+    }
+    bool SeekAtOrBefore(Ticks time, Decoded& first, bool& nearest) override {
+        const int picture = std::min(static_cast<int>((time + Tolerance()) / step), m_studio.pictures - 1);
+        m_next = picture - picture % m_studio.group;
+        nearest = m_sought = true;
+        return Next(first);
+    }
+    bool ForwardIsShorter(Ticks from, Ticks to) const override {
+        return !m_studio.seekable || to / step / m_studio.group == from / step / m_studio.group;
+    }
+    void LeaveOutBefore(Ticks /*time*/) override {}
+    bool Seekable() const override { return m_studio.seekable; }
+    bool HasKeyFrames() const override { return true; }
+    Ticks Tolerance() const override { return 10; }
+    const std::shared_ptr<FileLog>& Log() const override { return m_log; }
+    void Cancel() override { m_cancelled = true; }
+    bool Cancelled() const override { return m_cancelled; }
+    void Interrupt(bool on) override {
+        m_interrupted = on;
+        m_studio.interrupts += on ? 1 : 0;
+    }
+
+private:
+    FrameHandle Make(int number) {
+        FrameHandle picture(av_frame_alloc());
+        picture->format = AV_PIX_FMT_YUV420P;
+        picture->width = picture->height = 16;
+        ++m_studio.alive;
+        picture->buf[0] = av_buffer_create(
+            static_cast<std::uint8_t*>(av_mallocz(pictureBytes)), pictureBytes,
+            [](void* alive, std::uint8_t* data) {
+                --*static_cast<std::atomic<int>*>(alive);
+                av_free(data);
+            },
+            &m_studio.alive, 0);
+        std::uint8_t* data = picture->buf[0]->data;
+        for (int plane = 0; plane < 3; ++plane) {
+            picture->linesize[plane] = 32;
+            picture->data[plane] = data + (plane > 0 ? 32 * 16 + (plane - 1) * 32 * 8 : 0);
+        }
+        std::memcpy(data, &number, sizeof number);
+        return picture;
+    }
+
+    Studio& m_studio;
+    const std::shared_ptr<FileLog> m_log = FileLog::Make({}, {});
+    int m_next = 0;
+    bool m_sought = false;
+    std::atomic<bool> m_cancelled{false};
+    std::atomic<bool> m_interrupted{false};
+};
+
+std::unique_ptr<VideoSource> SourceOf(Studio& studio) {
+    return std::make_unique<VideoSource>(std::make_unique<FakeDecoder>(studio), PictureConverter({}, false),
+                                         25, 1e-7);
+}
+
+/// @return what the studio wrote into a picture, -1 for none
+int NumberOf(const FramePtr& picture) {
+    int number = -1;
+    if (picture) {
+        std::memcpy(&number, picture->record.image.pY, sizeof number);
+        EXPECT_EQ(picture->time, number * step);
+    }
+    return number;
+}
+
+/// A store with room for so many of a studio's pictures.
+class FakeStore : public PictureStore {
+public:
+    FakeStore(Studio& studio, std::size_t room)
+        : PictureStore(
+              SourceOf(studio), [&studio] { return SourceOf(studio); }, room * pictureBytes) {}
+
+    /// @return the numbers of what is kept around a picture: the first, and the one behind the last
+    std::pair<int, int> Around(int number) const {
+        for (const TimeSpan& span : Kept()) {
+            if (span.begin <= number * step && number * step < span.end) {
+                return {static_cast<int>(span.begin / step), static_cast<int>(span.end / step)};
+            }
+        }
+        return {0, 0};
+    }
+};
+
+TEST(PictureStoring, PlayingForwardDecodesEachPictureOnceAndKeepsWhatWasSeen) {
+    Studio studio;
+    FakeStore store(studio, 100);
+    FramePtr picture = store.At(0);
+    for (int n = 0; n < 400; ++n, picture = store.After(picture)) {
+        ASSERT_EQ(NumberOf(picture), n);
+        store.Aim(picture->time, true);
+        ASSERT_LE(store.Bytes(), 100 * pictureBytes);
+    }
+    EXPECT_EQ(studio.decoded, 401);
+    EXPECT_EQ(studio.decoders, 1) << "the second one is opened when it is needed";
+    EXPECT_EQ(store.Around(399), std::make_pair(301, 401));
+    for (int n = 400; n > 301; --n) {
+        ASSERT_EQ(NumberOf(picture), n);
+        picture = store.Before(picture);
+    }
+    EXPECT_EQ(NumberOf(store.At(350 * step)), 350);
+    EXPECT_EQ(studio.decoders, 1);
+}
+
+TEST(PictureStoring, APauseFillsWhatIsBehindAndThenRests) {
+    for (const int group : {1, 25, 1000}) {
+        SCOPED_TRACE(group);
+        Studio studio;
+        studio.group = group;
+        FakeStore store(studio, 80);
+        store.At(500 * step);
+        store.Aim(500 * step, true);
+        ASSERT_TRUE(kq::test::WaitUntil([&] { return store.Around(500).first <= 500 - 54; }));
+        const int decoded = studio.Settled();
+        EXPECT_GE(store.Around(500).first, 500 - 80);
+        EXPECT_LE(studio.alive, 80 + 3) << "the decoders hold the rest";
+        for (int n = 0; n < 54; ++n) {
+            ASSERT_EQ(NumberOf(store.At((500 - n) * step)), 500 - n);
+        }
+        EXPECT_EQ(studio.decoded, decoded);
+    }
+}
+
+TEST(PictureStoring, BackwardsTheNextPartIsMadeWhileOneIsShown) {
+    Studio studio;
+    studio.group = 1000; // one key picture
+    FakeStore store(studio, 100);
+    FramePtr picture = store.At(900 * step);
+    int most = 0;
+    for (int n = 900; n >= 0; --n) {
+        ASSERT_EQ(NumberOf(picture), n);
+        store.Aim(picture->time, false);
+        if (n > 0) {
+            ASSERT_TRUE(kq::test::WaitUntil([&] { return store.Around(n).first <= std::max(n - 30, 0); }))
+                << n;
+        }
+        ASSERT_LE(store.Bytes(), 100 * pictureBytes);
+        most = std::max(most, studio.alive.load());
+        picture = store.Before(picture);
+    }
+    EXPECT_EQ(picture, nullptr);
+    EXPECT_LE(most, 100 + 6);
+    EXPECT_LT(studio.decoded, 15'000) << "a part is decoded once";
+}
+
+TEST(PictureStoring, APartIsLeftWhenNobodyLooksThereAnyMore) {
+    const struct {
+        Ticks place;
+        bool forward;
+        bool isLeft;
+    } cases[] = {{501 * step, true, true},
+                 {100 * step, false, true},
+                 {499 * step, false, false},
+                 {500 * step, true, false}};
+    for (const auto& expected : cases) {
+        Studio studio;
+        studio.group = 1000;
+        FakeStore store(studio, 160);
+        store.At(500 * step);
+        const int decoded = studio.decoded;
+        studio.allowed = decoded + 100;
+        store.Aim(500 * step, true);
+        ASSERT_TRUE(kq::test::WaitUntil([&] { return studio.decoded == studio.allowed; }));
+        store.Aim(expected.place, expected.forward);
+        EXPECT_EQ(studio.interrupts > 0, expected.isLeft) << expected.place / step;
+        studio.allowed = 1'000'000;
+        EXPECT_EQ(NumberOf(store.Before(store.At(300 * step))), 299);
+    }
+}
+
+TEST(PictureStoring, WaitingEndsWhenItIsCancelled) {
+    Studio studio;
+    FakeStore store(studio, 80);
+    const FramePtr picture = store.At(500 * step);
+    studio.allowed = studio.decoded.load();
+    std::thread waiting([&] { EXPECT_EQ(store.Before(picture), nullptr); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    store.Cancel();
+    waiting.join();
+    EXPECT_EQ(store.At(800 * step), nullptr);
+}
+
+TEST(PictureStoring, DamageIsPassedOrEndsTheWayBack) {
+    Studio studio;
+    studio.lost = {480, 481, 482, 450, 330};
+    studio.unsought = {420}; // only who decodes on from 400 without a seek comes past it
+    FakeStore store(studio, 60);
+    FramePtr picture = store.At(499 * step);
+    for (int n = 499; n > 450; --n) {
+        if (studio.lost.count(n) == 0) {
+            ASSERT_EQ(NumberOf(picture), n);
+            picture = store.Before(picture);
+        }
+    }
+    EXPECT_EQ(NumberOf(picture), -1) << "what is right before it cannot be had";
+    EXPECT_EQ(NumberOf(store.At(419 * step)), 419) << "what comes earlier can";
+    EXPECT_EQ(NumberOf(store.Before(store.At(331 * step))), 329);
+}
+
+TEST(PictureStoring, AnInputThatIsReadOnceGivesWhatIsKept) {
+    Studio studio;
+    studio.seekable = false;
+    PictureStore store(SourceOf(studio), {}, 40 * pictureBytes);
+    FramePtr picture = store.At(100 * step);
+    EXPECT_EQ(NumberOf(picture), 100) << "by decoding on";
+    for (int n = 101; n <= 200; ++n) {
+        store.Aim(picture->time, true);
+        picture = store.After(picture);
+        ASSERT_EQ(NumberOf(picture), n);
+    }
+    EXPECT_EQ(NumberOf(store.Before(picture)), 199);
+    EXPECT_EQ(NumberOf(store.At(180 * step)), 180);
+    EXPECT_EQ(store.At(50 * step), nullptr);
+    EXPECT_EQ(NumberOf(store.After(picture)), 201) << "still there";
+}
+
+TEST(PictureStoring, ASecondDecoderThatCannotBeOpenedIsMissedOnlyBackwards) {
+    Studio studio;
+    PictureStore store(
+        SourceOf(studio), [] { return nullptr; }, 40 * pictureBytes);
+    const FramePtr picture = store.At(500 * step);
+    EXPECT_EQ(store.Before(picture), nullptr);
+    EXPECT_EQ(NumberOf(store.After(picture)), 501);
+    EXPECT_EQ(NumberOf(store.At(499 * step)), 499);
+}
+
+/// Loops of two seconds, while somebody else looks anywhere.
+TEST(PictureStoring, StaysWithinItsBoundWhoeverAsks) {
+    Studio studio;
+    FakeStore store(studio, 64);
+    std::atomic<bool> ends{false};
+    std::thread host([&] {
+        std::mt19937 random(4);
+        while (!ends) {
+            store.Aim(static_cast<Ticks>(random() % 1000) * step, random() % 2 == 0);
+            EXPECT_LE(store.Bytes(), 64 * pictureBytes);
+            Ticks end = -1;
+            for (const TimeSpan& span : store.Kept()) {
+                EXPECT_LT(end, span.begin + 1);
+                end = span.end;
+            }
+            std::this_thread::sleep_for(std::chrono::microseconds(500));
+        }
+    });
+    for (int n = 0; n < 20'000; ++n) {
+        FramePtr picture = store.At((300 + n % 50) * step);
+        ASSERT_EQ(NumberOf(picture), 300 + n % 50);
+        ASSERT_EQ(NumberOf(n % 7 == 0 ? store.Before(picture) : store.After(picture)),
+                  300 + n % 50 + (n % 7 == 0 ? -1 : 1));
+    }
+    ends = true;
+    host.join();
+}
 
 } // namespace
 } // namespace kq::streams::test
