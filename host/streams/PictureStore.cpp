@@ -9,6 +9,8 @@ namespace {
 
 /// A place that has not changed for so long stands still.
 constexpr auto stillFor = std::chrono::milliseconds(100);
+/// When everything is made there, the thread looks again after so long unless it is told.
+constexpr auto restFor = std::chrono::milliseconds(1000);
 /// A move back that is no longer than this is a step, and more are likely to follow.
 constexpr Ticks stepBack = 3 * TicksPerSecond / 10;
 /// A part begins at least so long before its end.
@@ -32,7 +34,7 @@ PictureStore::PictureStore(std::unique_ptr<VideoSource> ahead, Opener openBehind
     const std::size_t way = PartOfBound(m_bound, 70);
     m_ahead->KeepLongWays(way, [this, way](Ticks time) {
         const std::lock_guard guard(m_lock);
-        m_place = time;
+        MovePlace(time);
         Evict(m_bound - way);
     });
     if (m_openBehind) {
@@ -140,7 +142,7 @@ FramePtr PictureStore::First() {
 /// @param time where it was to lead
 void PictureStore::Keep(const Landing& landing, Ticks time) {
     const std::lock_guard guard(m_lock);
-    m_place = time;
+    MovePlace(std::max<Ticks>(time, 0));
     FramePtr before;
     for (const FramePtr& passed : landing.before) {
         Append(before, passed);
@@ -285,20 +287,28 @@ void PictureStore::Aim(Ticks time, bool forward) {
     } else if (time < m_place) {
         m_backwards = m_place - time <= stepBack;
     }
-    if (!m_aimed || time != m_place) {
-        m_moved = Clock::now();
-        m_lowestEnd = std::numeric_limits<Ticks>::max();
-    }
     m_aimed = true;
-    m_place = time;
+    MovePlace(time);
     if (m_part && !m_part->isWanted) {
         const bool serves = time >= m_part->end->time - m_part->most && time <= m_part->runEnd;
         if (goesOn || !serves) {
             DropPart();
         }
     }
-    if (m_backwards) {
+    if (m_backwards || m_isResting) {
         m_work.notify_one();
+    }
+}
+
+bool PictureStore::IsStill() const {
+    return Clock::now() - m_moved >= stillFor;
+}
+
+void PictureStore::MovePlace(Ticks time) {
+    if (time != m_place) {
+        m_place = time;
+        m_moved = Clock::now();
+        m_lowestEnd = std::numeric_limits<Ticks>::max();
     }
 }
 
@@ -362,7 +372,9 @@ void PictureStore::MakeBehind() {
         if (const std::optional<Part> part = NextPart()) {
             Make(*part, lock);
         } else {
-            m_work.wait_for(lock, stillFor);
+            m_isResting = m_aimed && IsStill();
+            m_work.wait_for(lock, m_isResting ? restFor : stillFor);
+            m_isResting = false;
         }
     }
 }
@@ -374,7 +386,7 @@ std::optional<PictureStore::Part> PictureStore::NextPart() {
         part.isWanted = true;
         return part;
     }
-    if (!m_aimed || (!m_backwards && Clock::now() - m_moved < stillFor)) {
+    if (!m_aimed || (!m_backwards && !IsStill())) {
         return std::nullopt;
     }
     auto entry = OnShow(m_place);

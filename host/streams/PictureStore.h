@@ -116,6 +116,8 @@ private:
     void Conclude(VideoSource::Approached approached, const FramePtr& last);
     bool OpenBehind(Lock& lock);
     void DropPart();
+    void MovePlace(Ticks time);
+    bool IsStill() const;
 
     const std::unique_ptr<VideoSource> m_ahead; ///< used by the reader alone
     std::optional<Ticks> m_aheadAt;             ///< time of the picture that it gave last; the reader's
@@ -131,6 +133,7 @@ private:
     Ticks m_place = 0;
     bool m_backwards = false;
     bool m_aimed = false;
+    bool m_isResting = false;                              ///< the thread waits until the place changes
     Clock::time_point m_moved;                             ///< when the place was changed last
     Ticks m_lowestEnd = std::numeric_limits<Ticks>::max(); ///< of the parts made for this place
     FramePtr m_wanted;                     ///< the reader waits for the picture before this one

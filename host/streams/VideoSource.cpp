@@ -3,6 +3,7 @@
 #include "PictureLayout.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -20,9 +21,14 @@ constexpr Ticks nearby = 3 * TicksPerSecond;
 constexpr std::size_t nearbyFrames = 24;
 constexpr std::size_t nearbyBytes = 64 << 20;
 
-/// After a way so long the frames before its target would take long to decode once more.
-constexpr Ticks longWay = 2 * TicksPerSecond;
-/// So long before the target they are kept.
+/// A way from further back may be so long that the frames before its target are kept: somebody who steps back
+/// would wait for long if it had to be made once more.
+constexpr Ticks farBack = 4 * TicksPerSecond;
+/// Nearer than this to the target the decoder holds frames already that come later, and has left some out.
+constexpr Ticks nearTarget = 13 * TicksPerSecond / 4;
+/// It is long when it took so long up to there.
+constexpr auto longWay = std::chrono::milliseconds(400);
+/// So long before the target the frames are kept then.
 constexpr Ticks keptOfLongWay = 9 * TicksPerSecond / 4;
 
 } // namespace
@@ -135,18 +141,33 @@ FramePtr VideoSource::SeekExact(Ticks time, Ticks leaveOut, Passed& passed) {
     if (!m_decoder->SeekAtOrBefore(time, first, nearest)) {
         return nullptr;
     }
-    if (m_longWayBytes > 0 && time - first.time > longWay) {
+    m_decoder->LeaveOutBefore(leaveOut);
+    if (m_longWayBytes > 0 && time - first.time > farBack && TakesLong(time - nearTarget, first)) {
         leaveOut = std::min(leaveOut, time - keptOfLongWay);
+        m_decoder->LeaveOutBefore(leaveOut);
         passed.most = std::numeric_limits<std::size_t>::max();
         passed.bytes = m_longWayBytes;
         m_beginLongWay(time);
     }
-    m_decoder->LeaveOutBefore(leaveOut);
     FramePtr frame = GoForward(time, std::move(first), passed.most > 0 ? &passed : nullptr);
     while (!passed.pictures.empty() && passed.pictures.front().time < leaveOut) {
         passed.pictures.pop_front();
     }
     return frame;
+}
+
+/// Decodes up to the first frame after a time, and looks at the clock.
+/// @param shown the frame on show so far; receives the one on show at the time
+bool VideoSource::TakesLong(Ticks time, Decoded& shown) {
+    const auto begin = std::chrono::steady_clock::now();
+    for (Decoded next; m_decoder->Next(next); next = {}) {
+        if (next.time > time) {
+            m_ahead = std::move(next);
+            break;
+        }
+        shown = std::exchange(next, {});
+    }
+    return std::chrono::steady_clock::now() - begin >= longWay;
 }
 
 /// Decodes up to the first frame after a time.

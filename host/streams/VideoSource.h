@@ -69,6 +69,7 @@ private:
 
     bool NextDecoded(Decoded& frame);
     FramePtr Convert(Decoded frame);
+    bool TakesLong(Ticks time, Decoded& shown);
     FramePtr GoForward(Ticks time, Decoded shown, Passed* passed = nullptr);
     std::vector<FramePtr> ConvertAll(std::deque<Decoded> decoded);
     FramePtr SeekExact(Ticks time, Ticks leaveOut, Passed& passed);
