@@ -115,8 +115,9 @@ void MeasureSteps(const std::string& clip, PictureStore& store, FramePtr picture
 
 void MeasureReverse(const std::string& clip, const std::string& path, PictureStore& store, Ticks from) {
     std::map<Ticks, std::size_t> hashes;
-    FramePtr picture = store.At(from);
+    store.Aim(from, false);
     const auto begin = Clock::now();
+    FramePtr picture = store.At(from);
     std::vector<double> late;
     for (int n = 1; picture && n < 400; ++n) {
         hashes[picture->time] = HashOf(*picture);

@@ -22,8 +22,9 @@ constexpr std::size_t alignment = 64;
 constexpr std::size_t margin = 64;
 /// Blocks from this size on come from the system, so that they go back there.
 constexpr std::size_t large = std::size_t{1} << 20;
-/// So much is kept for the pictures to come.
-constexpr std::size_t mostFree = std::size_t{32} << 20;
+/// So much, or so many blocks, are kept for the pictures to come.
+constexpr std::size_t mostFree = std::size_t{16} << 20;
+constexpr std::size_t fewFree = 4;
 
 struct Block {
     std::uint8_t* data = nullptr;
@@ -70,7 +71,7 @@ public:
             const std::lock_guard guard(m_lock);
             m_free.push_front(block);
             m_bytes += block.bytes;
-            for (; m_bytes > mostFree; m_free.pop_back()) {
+            for (; m_bytes > mostFree && m_free.size() > fewFree; m_free.pop_back()) {
                 m_bytes -= m_free.back().bytes;
                 surplus.push_back(m_free.back());
             }

@@ -15,12 +15,21 @@ constexpr auto restFor = std::chrono::milliseconds(1000);
 constexpr Ticks stepBack = 3 * TicksPerSecond / 10;
 /// A part begins at least so long before its end.
 constexpr Ticks leastPart = TicksPerSecond / 2;
+/// Steps back over so much may be followed by some forward.
+constexpr Ticks turningBack = 9 * TicksPerSecond / 4;
 /// Up to so far into a file that was just opened, decoding on from its start is shorter than a seek.
 constexpr Ticks nearStart = TicksPerSecond / 2;
 /// So many pictures are kept whatever their size, and a part has half as many.
 constexpr std::size_t fewest = 8;
 /// So many pictures beyond the place are kept while it goes backwards.
 constexpr int keptBeyond = 8;
+
+/// Percentages of the bound.
+struct Shares {
+    int behind; ///< for what lies behind the place
+    int least;  ///< a part that is made is as large at least
+    int most;   ///< and at most
+};
 
 std::size_t PartOfBound(std::size_t bound, int percent) {
     return bound / 100 * static_cast<std::size_t>(percent);
@@ -115,6 +124,7 @@ FramePtr PictureStore::MoveTo(Ticks time, bool exact) {
     }
     m_started = true;
     m_aheadAt.reset();
+    m_ahead->KeepWays(GoesBack());
     Landing landing = m_ahead->Seek(time, exact);
     if (!landing.moved || !landing.frame) {
         return nullptr;
@@ -125,6 +135,11 @@ FramePtr PictureStore::MoveTo(Ticks time, bool exact) {
         After(landing.frame); // it may be the last
     }
     return std::move(landing.frame);
+}
+
+bool PictureStore::GoesBack() const {
+    const std::lock_guard guard(m_lock);
+    return m_direction == Direction::Backwards;
 }
 
 /// @return the file's first picture, from a decoder that has just been opened
@@ -269,8 +284,11 @@ bool PictureStore::FrontIsFarther() const {
     if (front >= place || back <= place) {
         return back <= place;
     }
-    if (!m_backwards && !m_wanted) {
+    if (m_direction == Direction::Forward) {
         return place - front > 3 * (back - place); // three quarters are behind
+    }
+    if (m_direction == Direction::Stepping) {
+        return 3 * (place - front) > 2 * (back - place); // three fifths are ahead
     }
     auto beyond = m_pictures.upper_bound(place);
     for (int n = 0; n < keptBeyond && beyond != m_pictures.end(); ++n) {
@@ -282,10 +300,12 @@ bool PictureStore::FrontIsFarther() const {
 void PictureStore::Aim(Ticks time, bool forward) {
     const std::lock_guard guard(m_lock);
     const bool goesOn = m_aimed && forward && time > m_place;
-    if (!forward || goesOn) {
-        m_backwards = !forward;
+    if (!forward) {
+        m_direction = Direction::Backwards;
+    } else if (goesOn) {
+        m_direction = Direction::Forward;
     } else if (time < m_place) {
-        m_backwards = m_place - time <= stepBack;
+        Step(time);
     }
     m_aimed = true;
     MovePlace(time);
@@ -295,9 +315,22 @@ void PictureStore::Aim(Ticks time, bool forward) {
             DropPart();
         }
     }
-    if (m_backwards || m_isResting) {
+    if (m_direction != Direction::Forward || m_isResting) {
         m_work.notify_one();
     }
+}
+
+/// Notes a move back. Whoever steps back for long is not likely to turn round; before that, what was stepped
+/// over is kept.
+void PictureStore::Step(Ticks time) {
+    if (m_place - time > stepBack) {
+        m_direction = Direction::Forward;
+        return;
+    }
+    if (m_direction == Direction::Forward) {
+        m_steppedFrom = m_place;
+    }
+    m_direction = m_steppedFrom - time > turningBack ? Direction::Backwards : Direction::Stepping;
 }
 
 bool PictureStore::IsStill() const {
@@ -381,12 +414,22 @@ void PictureStore::MakeBehind() {
 
 /// @return what is to be made now
 std::optional<PictureStore::Part> PictureStore::NextPart() {
+    const auto sharesOf = [](Direction direction) -> Shares {
+        switch (direction) {
+        case Direction::Backwards:
+            return {95, 45, 45};
+        case Direction::Stepping:
+            return {38, 16, 38};
+        default:
+            return {75, 10, 75};
+        }
+    };
     if (m_wanted && !IsSettled(m_wanted->time)) {
         Part part = PartBefore(m_wanted, PartOfBound(m_bound, 45));
         part.isWanted = true;
         return part;
     }
-    if (!m_aimed || (!m_backwards && !IsStill())) {
+    if (!m_aimed || (m_direction == Direction::Forward && !IsStill())) {
         return std::nullopt;
     }
     auto entry = OnShow(m_place);
@@ -402,14 +445,14 @@ std::optional<PictureStore::Part> PictureStore::NextPart() {
     if (entry->second.first || m_unreachable.count(begin->time) != 0 || begin->time >= m_lowestEnd) {
         return std::nullopt;
     }
-    const std::size_t share = PartOfBound(m_bound, m_backwards ? 95 : 75);
-    const std::size_t room = share - std::min(share, bytes);
-    const std::size_t part = PartOfBound(m_bound, 45);
-    if (room < begin->bytes || room < (m_backwards ? part : m_bound / 20)) {
+    const Shares shares = sharesOf(m_direction);
+    const std::size_t behind = PartOfBound(m_bound, shares.behind);
+    const std::size_t room = behind - std::min(behind, bytes);
+    if (room < begin->bytes || room < PartOfBound(m_bound, shares.least)) {
         return std::nullopt;
     }
     m_lowestEnd = begin->time;
-    return PartBefore(begin, m_backwards ? part : room);
+    return PartBefore(begin, std::min(room, PartOfBound(m_bound, shares.most)));
 }
 
 PictureStore::Part PictureStore::PartBefore(const FramePtr& end, std::size_t bytes) {

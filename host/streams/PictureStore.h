@@ -79,6 +79,12 @@ private:
     };
     using Pictures = std::map<Ticks, Entry>;
 
+    enum class Direction {
+        Forward,   ///< or it stands still
+        Stepping,  ///< some steps back
+        Backwards, ///< all the time
+    };
+
     /// Pictures that the thread is to make, or makes.
     struct Part {
         FramePtr end;           ///< those right before this one
@@ -117,7 +123,9 @@ private:
     bool OpenBehind(Lock& lock);
     void DropPart();
     void MovePlace(Ticks time);
+    void Step(Ticks time);
     bool IsStill() const;
+    bool GoesBack() const;
 
     const std::unique_ptr<VideoSource> m_ahead; ///< used by the reader alone
     std::optional<Ticks> m_aheadAt;             ///< time of the picture that it gave last; the reader's
@@ -131,7 +139,8 @@ private:
     Pictures m_pictures;              ///< by time
     std::size_t m_bytes = 0;
     Ticks m_place = 0;
-    bool m_backwards = false;
+    Direction m_direction = Direction::Forward;
+    Ticks m_steppedFrom = 0; ///< where stepping back began
     bool m_aimed = false;
     bool m_isResting = false;                              ///< the thread waits until the place changes
     Clock::time_point m_moved;                             ///< when the place was changed last

@@ -142,7 +142,8 @@ FramePtr VideoSource::SeekExact(Ticks time, Ticks leaveOut, Passed& passed) {
         return nullptr;
     }
     m_decoder->LeaveOutBefore(leaveOut);
-    if (m_longWayBytes > 0 && time - first.time > farBack && TakesLong(time - nearTarget, first)) {
+    const bool isFar = m_longWayBytes > 0 && time - first.time > farBack;
+    if (m_keepsAllWays || (isFar && TakesLong(time - nearTarget, first))) {
         leaveOut = std::min(leaveOut, time - keptOfLongWay);
         m_decoder->LeaveOutBefore(leaveOut);
         passed.most = std::numeric_limits<std::size_t>::max();

@@ -50,6 +50,8 @@ public:
         m_longWayBytes = bytes;
         m_beginLongWay = std::move(begin);
     }
+    /// @param all every way counts as long
+    void KeepWays(bool all) { m_keepsAllWays = all; }
     /// Makes a present or later Approach() return soon, until that is taken back. Any thread.
     void Interrupt(bool on) { m_decoder->Interrupt(on); }
     bool Seekable() const { return m_decoder->Seekable(); }
@@ -84,6 +86,7 @@ private:
     FramePtr m_last;                ///< the frame given last
     std::size_t m_longWayBytes = 0; ///< 0: pictures on a long way are not kept
     std::function<void(Ticks)> m_beginLongWay;
+    bool m_keepsAllWays = false;
 };
 
 } // namespace kq::streams

@@ -243,11 +243,11 @@ TEST(PictureStoring, APauseFillsWhatIsBehindAndThenRests) {
         for (const int place : {500, 800, 600}) {
             store.At(place * step);
             store.Aim(place * step, true);
-            ASSERT_TRUE(kq::test::WaitUntil([&] { return store.Around(place).first <= place - 54; }));
+            ASSERT_TRUE(kq::test::WaitUntil([&] { return store.Around(place).first <= place - 50; }));
             const int decoded = studio.Settled();
             EXPECT_GE(store.Around(place).first, place - 80);
             EXPECT_LE(studio.alive, 80 + 3) << "the decoders hold the rest";
-            for (int n = 0; n < 54; ++n) {
+            for (int n = 0; n < 50; ++n) {
                 ASSERT_EQ(NumberOf(store.At((place - n) * step)), place - n);
             }
             EXPECT_EQ(studio.decoded, decoded);
@@ -275,6 +275,27 @@ TEST(PictureStoring, BackwardsTheNextPartIsMadeWhileOneIsShown) {
     EXPECT_EQ(picture, nullptr);
     EXPECT_LE(most, 100 + 6);
     EXPECT_LT(studio.decoded, 15'000) << "a part is decoded once";
+}
+
+TEST(PictureStoring, WhatWasSteppedOverStays) {
+    Studio studio;
+    FakeStore store(studio, 86);
+    FramePtr picture = store.At(500 * step);
+    store.Aim(picture->time, true);
+    ASSERT_TRUE(kq::test::WaitUntil([&] { return store.Around(500).first <= 450; }));
+    for (int n = 499; n >= 450; --n) {
+        picture = store.Before(picture);
+        store.Aim(picture->time, true);
+    }
+    studio.Settled();
+    EXPECT_EQ(store.Around(450).second, 501);
+    EXPECT_LE(store.Around(450).first, 450 - 15) << "and more is made";
+    for (int n = 449; n >= 300; --n) {
+        picture = store.Before(picture);
+        store.Aim(picture->time, true);
+    }
+    studio.Settled();
+    EXPECT_LE(store.Around(300).first, 300 - 50) << "nobody turns round any more";
 }
 
 TEST(PictureStoring, APartIsLeftWhenNobodyLooksThereAnyMore) {
