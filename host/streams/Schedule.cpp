@@ -70,28 +70,44 @@ Ticks Stretch::End() const {
 }
 
 Ticks Schedule::Restart(Ticks time) {
-    const Stretch last = Last();
-    time = std::clamp(time, last.range.begin, last.range.end);
-    m_stretches.assign(1, Stretch{time, time, last.rate, last.range});
+    time = std::clamp(time, m_range.begin, m_range.end);
+    m_stretches.assign(1, Stretch{time, time, Last().rate, m_range});
     return time;
 }
 
 void Schedule::Change(Ticks playTime, double rate, const PlayRange& range) {
     playTime = std::max(playTime, Last().play);
-    const Ticks media = Into(range, Last().MediaAt(playTime), rate > 0);
+    Stretch next{playTime, 0, rate, range};
+    std::int64_t round = 0;
+    next.media = Last().MediaAt(playTime, &round);
+    if (!(range == m_range)) {
+        m_range = range;
+        next.media = Into(range, next.media, rate > 0);
+    } else if (range.rounds != 0) {
+        next.range.rounds = Last().range.rounds - static_cast<int>(round);
+    }
     if (Last().play == playTime) {
         m_stretches.pop_back();
     }
-    m_stretches.push_back(Stretch{playTime, media, rate, range});
+    m_stretches.push_back(next);
     if (m_stretches.size() > mostStretches) {
         m_stretches.pop_front();
     }
 }
 
-const Stretch& Schedule::StretchAt(Ticks playTime) const {
+std::size_t Schedule::IndexAt(Ticks playTime) const {
     const auto after = std::find_if(m_stretches.begin() + 1, m_stretches.end(),
                                     [playTime](const Stretch& stretch) { return stretch.play > playTime; });
-    return *(after - 1);
+    return static_cast<std::size_t>(after - m_stretches.begin()) - 1;
+}
+
+const Stretch& Schedule::StretchAt(Ticks playTime) const {
+    return m_stretches[IndexAt(playTime)];
+}
+
+Ticks Schedule::NextChange(Ticks playTime) const {
+    const std::size_t next = IndexAt(playTime) + 1;
+    return next < m_stretches.size() ? m_stretches[next].play : PlayRange::open;
 }
 
 } // namespace kq::streams

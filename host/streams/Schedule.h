@@ -20,6 +20,9 @@ struct PlayRange {
 
     Ticks Length() const { return end - begin; }
     bool Repeats() const { return rounds != 1; }
+    bool operator==(const PlayRange& other) const {
+        return begin == other.begin && end == other.end && rounds == other.rounds;
+    }
 };
 
 /// A stretch of play time in which rate and range stay the same. Round 0 is the one that the stretch begins
@@ -28,8 +31,11 @@ struct Stretch {
     Ticks play = 0;  ///< play time of its begin
     Ticks media = 0; ///< time in the file there, within the range
     double rate = 1; ///< not 0; below 0 backwards
-    PlayRange range;
+    PlayRange range; ///< with the rounds that are left
 
+    bool operator==(const Stretch& other) const {
+        return play == other.play && media == other.media && rate == other.rate && range == other.range;
+    }
     bool IsForward() const { return rate > 0; }
     /// @return the time in the file; at the end of the last round it stands still
     /// @param round receives the round, unless it is null
@@ -50,16 +56,25 @@ public:
     /// Begins anew at a time in the file, moved into the range.
     /// @return that time, which is the play time there too
     Ticks Restart(Ticks time);
-    /// Changes rate or range from a play time on, not before the last stretch. A place outside of the new
-    /// range becomes the range's begin (forwards) or end (backwards).
+    /// Changes rate or range from a play time on, not before the last stretch. A place outside of a new range
+    /// becomes the range's begin (forwards) or end (backwards), and its rounds begin; with the same range as
+    /// before, rounds that were played stay played.
     void Change(Ticks playTime, double rate, const PlayRange& range);
 
+    const Stretch& First() const { return m_stretches.front(); }
     const Stretch& Last() const { return m_stretches.back(); }
+    /// @return the range as it was set
+    const PlayRange& Range() const { return m_range; }
     Ticks MediaAt(Ticks playTime) const { return StretchAt(playTime).MediaAt(playTime); }
     /// @return the stretch that holds a play time
     const Stretch& StretchAt(Ticks playTime) const;
+    /// @return the play time at which the next stretch begins, PlayRange::open after the last one
+    Ticks NextChange(Ticks playTime) const;
 
 private:
+    std::size_t IndexAt(Ticks playTime) const;
+
+    PlayRange m_range;
     std::deque<Stretch> m_stretches{Stretch{}};
 };
 
