@@ -108,19 +108,19 @@ FramePtr AudioSource::Give(std::size_t count) {
     }
     m_fresh = false;
     const auto end = m_samples.begin() + static_cast<std::ptrdiff_t>(count * m_channels);
-    m_last = MakeFrame(TimeOf(0), {m_samples.begin(), end});
+    m_last = MakeSoundFrame(TimeOf(0), {m_samples.begin(), end}, m_converter.Rate(), m_channels);
     m_samples.erase(m_samples.begin(), end);
     m_given += static_cast<std::int64_t>(count);
     return m_last;
 }
 
-FramePtr AudioSource::MakeFrame(Ticks time, std::vector<std::int16_t> samples) const {
+FramePtr MakeSoundFrame(Ticks time, std::vector<std::int16_t> samples, int rate, std::size_t channels) {
     auto frame = std::make_shared<Frame>();
     frame->samples = std::move(samples);
     frame->bytes = frame->samples.size() * sizeof(std::int16_t);
     frame->time = time;
-    frame->position = ToSeconds(time) * m_converter.Rate();
-    const std::size_t count = frame->samples.size() / m_channels;
+    frame->position = ToSeconds(time) * rate;
+    const std::size_t count = frame->samples.size() / channels;
     frame->endPosition = frame->position + static_cast<double>(count);
     frame->record.nType = 2;
     frame->record.image.nFormat = 2;
@@ -186,7 +186,8 @@ FramePtr AudioSource::From(FramePtr frame, Ticks time) const {
         return frame;
     }
     const auto begin = frame->samples.begin() + skipped * static_cast<std::ptrdiff_t>(m_channels);
-    return MakeFrame(frame->time + ToTicks(skipped), {begin, frame->samples.end()});
+    return MakeSoundFrame(frame->time + ToTicks(skipped), {begin, frame->samples.end()}, m_converter.Rate(),
+                          m_channels);
 }
 
 Ticks AudioSource::ToTicks(std::int64_t sampleFrames) const {

@@ -13,6 +13,9 @@
 
 namespace kq::streams {
 
+/// @return a frame of interleaved samples that begins at a time
+FramePtr MakeSoundFrame(Ticks time, std::vector<std::int16_t> samples, int rate, std::size_t channels);
+
 /// Decodes sound into chunks of 20 ms or more, at most 4,096 sample frames.
 ///
 /// The player tells the time by the sound that was heard, so the chunks follow each other without holes:
@@ -37,7 +40,6 @@ private:
     void StartAt(Ticks time);
     FramePtr Give(std::size_t count);
     FramePtr GoForward(Ticks time);
-    FramePtr MakeFrame(Ticks time, std::vector<std::int16_t> samples) const;
     std::size_t Filled() const { return m_samples.size() / m_channels; }
     Ticks ToTicks(std::int64_t sampleFrames) const;
     std::int64_t ToSampleFrames(Ticks time) const;

@@ -35,6 +35,11 @@ std::string Follower::Description() {
     return m_own->Description();
 }
 
+bool Follower::Place(PicturePlace& place) {
+    Follow();
+    return m_own->Place(place);
+}
+
 /// @return the time of the frame that is the current one now
 Ticks Follower::Follow() {
     return m_own->GoTo(m_reference->TimeOnShow());

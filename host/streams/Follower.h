@@ -18,6 +18,8 @@ public:
     double GetFramePosition() override;
     Ticks TimeOnShow() override;
     std::string Description() override;
+    bool Place(PicturePlace& place) override;
+    bool HasPlaces() const override { return m_own->HasPlaces(); }
 
 private:
     Ticks Follow();

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,10 @@ struct Frame {
     std::size_t bytes = 0;  ///< memory that it takes
     FrameHandle picture;    ///< keeps the planes; what the file said of them goes along
     std::vector<std::int16_t> samples;
+    /// In a timeline: the picture of the file that is shown; it owns the planes.
+    std::shared_ptr<const Frame> original;
+    /// In a timeline: changes come too late for play time before this, once the frame was given.
+    Ticks firm = 0;
 };
 using FramePtr = std::shared_ptr<Frame>;
 
@@ -55,6 +60,18 @@ public:
     /// @return the part of the frame from @p time on, when frames can be divided; otherwise the frame. Any
     /// thread.
     virtual FramePtr From(FramePtr frame, Ticks time) const = 0;
+    /// @return false when time does not tell which frame a seek leads to: the source is asked each time
+    virtual bool FollowsFile() const { return true; }
+    /// @return true when its frames are pictures of a timeline (Frame::original)
+    virtual bool HasPlaces() const { return false; }
+    /// What is to be played has changed.
+    /// @param given Frame::firm of the frame after which Next() is to go on; none: where the last restart or
+    ///              seek led
+    virtual void GoOn(std::optional<Ticks> /*given*/) {}
+    /// Somebody looks at a frame. Any thread; returns at once.
+    virtual void Look(const Frame& /*frame*/) {}
+    /// @return the number of a picture in its file, -1 for unknown. Any thread.
+    virtual std::int64_t NumberOf(const Frame& /*picture*/) const { return -1; }
     /// Writes a line to the file's log.
     virtual void Notice(const std::string& text) const = 0;
     /// Makes a present or later call return soon. Any thread.

@@ -14,6 +14,8 @@ extern "C" {
 
 #include <kqplayer/convenience.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -26,6 +28,15 @@ inline constexpr AVRational tickBase{1, static_cast<int>(TicksPerSecond)};
 
 inline double ToSeconds(Ticks time) {
     return static_cast<double>(time) / static_cast<double>(TicksPerSecond);
+}
+
+/// @return the nearest time from 0 on; 0 for what is no number
+inline Ticks ToTicks(double seconds) {
+    constexpr double longest = 1e9; // seconds; any file is shorter
+    if (std::isnan(seconds)) {
+        return 0;
+    }
+    return std::llround(std::clamp(seconds, 0.0, longest) * static_cast<double>(TicksPerSecond));
 }
 
 struct AvDeleter {

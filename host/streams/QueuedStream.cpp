@@ -3,8 +3,6 @@
 #include "PictureConverter.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstdio>
 #include <utility>
 
 namespace kq::streams {
@@ -15,19 +13,12 @@ constexpr std::size_t mostQueued = 32;
 /// After so many frames forward nobody is going back and forth any more.
 constexpr int pastLasts = 50;
 
-Ticks ToTicks(double seconds) {
-    constexpr double longest = 1e9; // seconds; any file is shorter
-    if (std::isnan(seconds)) {
-        return 0;
-    }
-    return std::llround(std::clamp(seconds, 0.0, longest) * static_cast<double>(TicksPerSecond));
-}
-
 } // namespace
 
 QueuedStream::QueuedStream(std::unique_ptr<FrameSource> source, const StreamFormat& format,
                            std::size_t queueBytes)
     : TimedStream(format), m_source(std::move(source)),
+      m_hasPlaces(std::holds_alternative<VIDEO_STREAM_INFO>(format) && m_source->HasPlaces()),
       m_holdsLast(std::holds_alternative<VIDEO_STREAM_INFO>(format)), m_queueBytes(queueBytes),
       m_thread([this] { DecodeAhead(); }) {}
 
@@ -49,6 +40,10 @@ MEDIA_FRAME* QueuedStream::GetCurrentFrame() {
         return nullptr;
     }
     m_pins.Pin(m_queue.front());
+    m_given = m_queue.front()->firm;
+    m_frontGiven = true;
+    m_restart.reset();
+    m_source->Look(*m_queue.front());
     return &m_queue.front()->record;
 }
 
@@ -75,16 +70,39 @@ double QueuedStream::GetFramePosition() {
 Ticks QueuedStream::TimeOnShow() {
     std::unique_lock guard(m_lock);
     WaitForFrame(guard);
-    return CurrentTime() + m_source->Tolerance();
+    const bool shows = !m_queue.empty() && m_queue.front()->original;
+    return (shows ? m_queue.front()->original->time : CurrentTime()) + m_source->Tolerance();
+}
+
+bool QueuedStream::Place(PicturePlace& place) {
+    if (!m_hasPlaces) {
+        return false;
+    }
+    std::unique_lock guard(m_lock);
+    WaitForFrame(guard);
+    if (m_queue.empty() || !m_queue.front()->original) {
+        return false;
+    }
+    const std::shared_ptr<const Frame> picture = m_queue.front()->original;
+    guard.unlock();
+    place.number = m_source->NumberOf(*picture);
+    place.time = ToSeconds(picture->time);
+    const double rate = std::get<VIDEO_STREAM_INFO>(Format()).dFrameRate;
+    place.duration = rate > 0 ? (picture->endPosition - picture->position) / rate : 0;
+    return true;
 }
 
 std::string QueuedStream::Description() {
     std::unique_lock guard(m_lock);
     WaitForFrame(guard);
-    if (m_queue.empty() || !m_queue.front()->picture) {
+    if (m_queue.empty()) {
         return {};
     }
-    const Frame& frame = *m_queue.front();
+    const Frame& front = *m_queue.front();
+    const Frame& frame = front.original ? *front.original : front;
+    if (!frame.picture) {
+        return {};
+    }
     return "file: " + PictureConverter::SourceText(*frame.picture) + "; given as " + GivenText(frame.record);
 }
 
@@ -100,12 +118,20 @@ double QueuedStream::Seek(double dSeconds, int nMode) {
 Ticks QueuedStream::Move(const SeekRequest& request) {
     const std::lock_guard seekGuard(m_seekLock);
     std::unique_lock guard(m_lock);
-    if (!request.exact || !SeekInQueue(request.time)) {
+    if (!IsThere(request)) {
         m_seek = request;
         m_work.notify_one();
     }
     WaitForFrame(guard);
     return CurrentTime();
+}
+
+/// @return true when the queue leads to the place that is asked for, and stands there now
+bool QueuedStream::IsThere(const SeekRequest& request) {
+    if (!m_source->FollowsFile()) {
+        return request.exact && m_restart == request.time;
+    }
+    return request.exact && SeekInQueue(request.time);
 }
 
 /// Drops frames up to the one on show at a time, when that one is known to be in the queue.
@@ -171,9 +197,18 @@ bool QueuedStream::WaitForWork(std::unique_lock<std::mutex>& guard) {
 }
 
 void QueuedStream::MakeFrame(std::unique_lock<std::mutex>& guard) {
+    const std::uint64_t plan = m_plan;
+    const bool isReplanned = std::exchange(m_replanned, false);
+    const std::optional<Ticks> given = m_given;
     guard.unlock();
+    if (isReplanned) {
+        m_source->GoOn(given);
+    }
     FramePtr frame = m_source->Next();
     guard.lock();
+    if (plan != m_plan) {
+        return;
+    }
     if (frame) {
         Push(std::move(frame));
     } else {
@@ -183,26 +218,61 @@ void QueuedStream::MakeFrame(std::unique_lock<std::mutex>& guard) {
 
 void QueuedStream::CarryOutSeek(std::unique_lock<std::mutex>& guard) {
     const SeekRequest request = *m_seek;
-    if (request.exact && SeekInQueue(request.time)) { // the frame that was being made told what follows
+    if (IsThere(request)) { // the frame that was being made told what follows
         m_seek.reset();
         return;
     }
+    const std::uint64_t plan = m_plan;
     guard.unlock();
     Landing landing = m_source->Seek(request.time, request.exact);
     if (!landing.moved) {
         m_source->Notice("this input cannot be sought backwards");
     }
     guard.lock();
-    if (landing.moved) {
-        m_queue.clear();
-        m_queuedBytes = 0;
-        Remember(std::move(landing.before));
-        m_ended = landing.frame == nullptr;
-        if (landing.frame) {
-            Push(std::move(landing.frame));
-        }
-    }
     m_seek.reset();
+    if (!landing.moved) {
+        return;
+    }
+    Clear();
+    m_given.reset();
+    m_restart.reset();
+    m_replanned = plan != m_plan; // then the landing is out of date as well
+    if (m_replanned) {
+        return;
+    }
+    Remember(std::move(landing.before));
+    m_ended = landing.frame == nullptr;
+    if (landing.frame) {
+        Push(std::move(landing.frame));
+    }
+}
+
+void QueuedStream::Clear() {
+    m_queue.clear();
+    m_queuedBytes = 0;
+    m_past.clear();
+    m_pastLeft = 0;
+    m_ended = false;
+    m_frontGiven = false;
+}
+
+void QueuedStream::Hold::Replan() {
+    FramePtr current = m_stream.m_frontGiven ? m_stream.m_queue.front() : nullptr;
+    m_stream.Clear();
+    if (current) {
+        m_stream.Push(std::move(current));
+        m_stream.m_frontGiven = true;
+    }
+    m_stream.m_replanned = true;
+    ++m_stream.m_plan;
+    m_stream.m_work.notify_one();
+}
+
+void QueuedStream::Hold::Restart(Ticks time) {
+    m_stream.m_frontGiven = false;
+    Forget();
+    Replan();
+    m_stream.m_restart = time;
 }
 
 bool QueuedStream::HasRoom() const {
@@ -218,6 +288,11 @@ void QueuedStream::Push(FramePtr frame) {
 }
 
 void QueuedStream::Pop() {
+    if (!m_frontGiven) {
+        m_given = m_queue.front()->firm;
+    }
+    m_frontGiven = false;
+    m_restart.reset();
     m_lastTime = m_queue.front()->time;
     m_endPosition = m_queue.front()->endPosition;
     m_queuedBytes -= m_queue.front()->bytes;

@@ -8,6 +8,7 @@
 
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <memory>
 #include <mutex>
@@ -34,6 +35,28 @@ public:
     double GetFramePosition() override;
     Ticks TimeOnShow() override;
     std::string Description() override;
+    bool Place(PicturePlace& place) override;
+    bool HasPlaces() const override { return m_hasPlaces; }
+
+    /// While it lives, the stream neither gives a frame nor takes one from its source: for changes that
+    /// several streams share. Whoever holds several takes them in a fixed order.
+    class Hold {
+    public:
+        explicit Hold(QueuedStream& stream) : m_stream(stream), m_guard(stream.m_lock) {}
+
+        /// @return Frame::firm of the frame given last since play began anew
+        std::optional<Ticks> Given() const { return m_stream.m_given; }
+        /// What has been given counts no more.
+        void Forget() { m_stream.m_given.reset(); }
+        /// Drops what has not been given; the source goes on behind what has.
+        void Replan();
+        /// Drops everything; the source begins anew at a time.
+        void Restart(Ticks time);
+
+    private:
+        QueuedStream& m_stream;
+        std::unique_lock<std::mutex> m_guard;
+    };
 
     /// Moves to the frame that is on show at a time, as Seek() does in its exact mode; the frame that the
     /// calling thread uses stays valid.
@@ -58,12 +81,15 @@ private:
     void Push(FramePtr frame);
     void Pop();
     void Unpop();
+    void Clear();
+    bool IsThere(const SeekRequest& request);
     bool SeekInQueue(Ticks time);
     bool SeekInPast(Ticks time);
     void Remember(std::vector<FramePtr> past);
     Ticks CurrentTime() const;
 
     const std::unique_ptr<FrameSource> m_source;
+    const bool m_hasPlaces; ///< shows pictures of a timeline
     const bool m_holdsLast; ///< the last frame stays the current one at the end
     const std::size_t m_queueBytes;
 
@@ -81,6 +107,11 @@ private:
     std::optional<SeekRequest> m_seek; ///< set until it is carried out
     double m_endPosition = 0;          ///< end of the frame dropped last
     Ticks m_lastTime = 0;              ///< begin of the frame dropped last
+    std::optional<Ticks> m_given;      ///< see Hold::Given()
+    bool m_frontGiven = false;         ///< the current frame was given
+    std::optional<Ticks> m_restart;    ///< where a restart led that nobody has seen yet
+    bool m_replanned = false;          ///< the source has to be told before it makes the next frame
+    std::uint64_t m_plan = 0;          ///< frames that were begun under another one are thrown away
     FramePins m_pins;
     std::thread m_thread;
 };

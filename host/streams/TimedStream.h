@@ -5,6 +5,7 @@
 #include "Handles.h"
 
 #include <kqplayer/convenience.h>
+#include <kqplayer/media_file.h>
 
 #include <string>
 
@@ -23,6 +24,11 @@ public:
     virtual Ticks TimeOnShow() = 0;
     /// @return what DescribePicture() is to say of the current frame, under the same conditions
     virtual std::string Description() = 0;
+
+    /// What PlaceOfPicture() does, under the same conditions.
+    virtual bool Place(PicturePlace& place) = 0;
+    /// @return true when it shows pictures of a timeline
+    virtual bool HasPlaces() const = 0;
 
     /// @return the stream with one reference, null for a stream of somebody else's
     static ComPtr<TimedStream> From(IMediaStream& stream) {
