@@ -1,17 +1,21 @@
 #include "AudioSource.h"
 #include "Demuxer.h"
 #include "FileLog.h"
+#include "FileTimeline.h"
 #include "FilteredDecoder.h"
 #include "Follower.h"
 #include "Orientation.h"
 #include "QueuedStream.h"
 #include "StreamDecoder.h"
+#include "TimelineAudio.h"
+#include "TimelineVideo.h"
 #include "VideoSource.h"
 
 #include <kqplayer/media_file.h>
 
 extern "C" {
 #include <libavutil/display.h>
+#include <libavutil/imgutils.h>
 #include <libavutil/parseutils.h>
 #include <libavutil/pixdesc.h>
 }
@@ -35,6 +39,8 @@ constexpr double rateMargin = 0.05;
 constexpr Ticks leastLead = TicksPerSecond / 4;
 /// Sound is small; its queue needs no more, whatever the pictures are allowed.
 constexpr std::size_t audioQueueBytes = std::size_t{1} << 20;
+/// The pictures of a timeline lie in its store.
+constexpr std::size_t timelineQueueBytes = std::size_t{24} << 20;
 
 /// Frames per second. An average is spoilt by a long last frame or a missing one, so the rate at which all
 /// time stamps can be expressed counts where the two are near each other.
@@ -65,33 +71,46 @@ std::int32_t ToInt32(double value) {
 }
 
 /// A stream that is ready to begin.
+template <class Source, class Info>
 struct Prepared {
-    std::unique_ptr<FrameSource> source;
-    StreamFormat format;
-    std::size_t queueBytes = 0;
-
-    /// Starts its thread. @return null without a source
-    ComPtr<QueuedStream> Begin() {
-        if (!source) {
-            return nullptr;
-        }
-        return ComPtr<QueuedStream>::Adopt(new QueuedStream(std::move(source), format, queueBytes));
-    }
+    std::unique_ptr<Source> source; ///< null when there is no such stream
+    Info info{};
 };
+
+/// Starts the thread of a stream. @return null without a source
+ComPtr<QueuedStream> Begin(std::unique_ptr<FrameSource> source, const StreamFormat& format,
+                           std::size_t queueBytes) {
+    if (!source) {
+        return nullptr;
+    }
+    return ComPtr<QueuedStream>::Adopt(new QueuedStream(std::move(source), format, queueBytes));
+}
 
 /// One file while it is being opened.
 class Opening {
 public:
     Opening(const std::string& path, const OpenOptions& options)
-        : m_path(path), m_options(options), m_log(FileLog::Make(path, options.log)) {}
+        : Opening(path, options, FileLog::Make(path, options.log)) {}
+    /// @param log of a file that is open already
+    Opening(const std::string& path, const OpenOptions& options, std::shared_ptr<FileLog> log)
+        : m_path(path), m_options(options), m_log(std::move(log)) {}
 
     /// @param error receives one line that says what and why
     /// @return false when the file cannot be opened or holds nothing to play
     bool Run(std::string& error);
 
+    std::size_t AudioQueueBytes() const { return std::min(m_options.queueBytes, audioQueueBytes); }
+    bool IsSeekable() const { return m_demuxer->Seekable(); }
+    Ticks End() const { return m_fileEnd; }
+    const std::shared_ptr<FileLog>& Log() const { return m_log; }
+    /// Moves the video into a store of its pictures, which opens the file again when it needs to.
+    std::shared_ptr<PictureStore> StoreVideo();
+    /// @return the numbers of the video's pictures
+    std::shared_ptr<FrameNumbers> NumberPictures() const;
+
     MediaFacts facts;
-    Prepared video; ///< empty when there is none
-    Prepared audio; ///< likewise
+    Prepared<VideoSource, VIDEO_STREAM_INFO> video;
+    Prepared<AudioSource, AUDIO_STREAM_INFO> audio;
 
 private:
     DecoderSetup SetupFor(int index);
@@ -99,8 +118,9 @@ private:
     PictureKind KindOf(AVStream& stream) const;
     std::unique_ptr<Decoder> Filter(std::unique_ptr<Decoder> decoder, Orientation orientation,
                                     PictureKind& kind);
-    Prepared OpenVideo();
-    Prepared OpenAudio();
+    Prepared<VideoSource, VIDEO_STREAM_INFO> OpenVideo();
+    Prepared<AudioSource, AUDIO_STREAM_INFO> OpenAudio();
+    std::size_t StoreBytes() const;
     void FindFileTimes();
     Ticks StartOf(const AVStream& stream) const;
     Ticks EndOf(const AVStream& stream) const;
@@ -277,7 +297,7 @@ std::unique_ptr<Decoder> Opening::Filter(std::unique_ptr<Decoder> decoder, Orien
     return filtered;
 }
 
-Prepared Opening::OpenVideo() {
+Prepared<VideoSource, VIDEO_STREAM_INFO> Opening::OpenVideo() {
     if (m_video < 0) {
         return {};
     }
@@ -306,10 +326,10 @@ Prepared Opening::OpenVideo() {
     auto source = std::make_unique<VideoSource>(std::move(decoder),
                                                 PictureConverter(orientation, m_options.plainPictures),
                                                 kind.rate, av_q2d(stream.time_base));
-    return {std::move(source), info, m_options.queueBytes};
+    return {std::move(source), info};
 }
 
-Prepared Opening::OpenAudio() {
+Prepared<AudioSource, AUDIO_STREAM_INFO> Opening::OpenAudio() {
     if (m_audio < 0) {
         return {};
     }
@@ -336,7 +356,45 @@ Prepared Opening::OpenAudio() {
     facts.channels = parameters.ch_layout.nb_channels;
     auto source =
         std::make_unique<AudioSource>(std::move(decoder), info.nSampleRate, info.nChannels, m_fileEnd);
-    return {std::move(source), info, std::min(m_options.queueBytes, audioQueueBytes)};
+    return {std::move(source), info};
+}
+
+/// @return the bound of a store of the video's pictures
+std::size_t Opening::StoreBytes() const {
+    if (m_options.storeBytes > 0) {
+        return m_options.storeBytes;
+    }
+    constexpr std::size_t most = std::size_t{256} << 20;
+    constexpr std::size_t pictures = 300;
+    const auto* parameters = m_demuxer->Stream(m_video).codecpar;
+    const int bytes = av_image_get_buffer_size(static_cast<AVPixelFormat>(parameters->format),
+                                               parameters->width, parameters->height, 1);
+    return bytes > 0 ? std::min(most, pictures * static_cast<std::size_t>(bytes)) : most;
+}
+
+std::shared_ptr<PictureStore> Opening::StoreVideo() {
+    PictureStore::Opener again;
+    if (IsSeekable()) {
+        OpenOptions pictures = m_options;
+        pictures.audio = false;
+        again = [path = m_path, pictures, log = m_log] {
+            Opening opening(path, pictures, log);
+            std::string error;
+            return opening.Run(error) ? std::move(opening.video.source) : nullptr;
+        };
+    }
+    return std::make_shared<PictureStore>(std::move(video.source), std::move(again), StoreBytes());
+}
+
+std::shared_ptr<FrameNumbers> Opening::NumberPictures() const {
+    FrameNumbers::Reader read;
+    if (IsSeekable()) {
+        const double rate = RateOf(m_demuxer->Stream(m_video));
+        read = [path = m_path, stream = m_video, start = m_fileStart, rate] {
+            return FrameIndex::Read(path, stream, start, rate);
+        };
+    }
+    return std::make_shared<FrameNumbers>(std::move(read));
 }
 
 void ReleaseStream(IMediaStream*& stream) {
@@ -358,9 +416,53 @@ bool OpenMediaFile(const std::string& path, const OpenOptions& options, MediaFil
         return false;
     }
     file.facts = std::move(opening.facts);
-    file.video = opening.video.Begin().Detach();
-    file.audio = opening.audio.Begin().Detach();
+    file.video = Begin(std::move(opening.video.source), opening.video.info, options.queueBytes).Detach();
+    file.audio =
+        Begin(std::move(opening.audio.source), opening.audio.info, opening.AudioQueueBytes()).Detach();
     return true;
+}
+
+bool OpenTimeline(const std::string& path, const OpenOptions& options, MediaFile& file,
+                  std::shared_ptr<Timeline>& timeline, std::string& error) {
+    Opening opening(path, options);
+    if (!opening.Run(error)) {
+        return false;
+    }
+    TimelineSetup setup;
+    setup.log = opening.Log();
+    setup.schedule = std::make_shared<SharedSchedule>();
+    setup.fileEnd = opening.End();
+    setup.seekable = opening.IsSeekable();
+    ComPtr<QueuedStream> video;
+    if (opening.video.source) {
+        setup.frameRate = opening.video.info.dFrameRate;
+        setup.numbers = opening.NumberPictures();
+        const auto store = opening.StoreVideo();
+        setup.store = store;
+        const VideoFacts facts{setup.frameRate, setup.seekable, setup.numbers};
+        video = Begin(std::make_unique<TimelineVideo>(setup.schedule, store, facts), opening.video.info,
+                      std::min(options.queueBytes, timelineQueueBytes));
+        setup.schedule->Join(SharedSchedule::Kind::Video, *video.Get());
+    }
+    ComPtr<QueuedStream> audio;
+    if (opening.audio.source) {
+        setup.sampleRate = opening.audio.info.nSampleRate;
+        auto reader = std::make_unique<SoundReader>(std::move(opening.audio.source), setup.sampleRate,
+                                                    opening.audio.info.nChannels, setup.seekable);
+        audio = Begin(std::make_unique<TimelineAudio>(setup.schedule, std::move(reader), setup.fileEnd),
+                      opening.audio.info, opening.AudioQueueBytes());
+        setup.schedule->Join(SharedSchedule::Kind::Audio, *audio.Get());
+    }
+    file.facts = std::move(opening.facts);
+    file.video = video.Detach();
+    file.audio = audio.Detach();
+    timeline = std::make_shared<FileTimeline>(std::move(setup));
+    return true;
+}
+
+bool PlaceOfPicture(IMediaStream& stream, PicturePlace& place) {
+    const ComPtr<TimedStream> timed = TimedStream::From(stream);
+    return timed && timed->Place(place);
 }
 
 std::string DescribePicture(IMediaStream& stream) {
@@ -382,7 +484,17 @@ bool OpenFollower(const std::string& path, IMediaStream& reference, const OpenOp
         return false;
     }
     file.facts = std::move(opening.facts);
-    file.video = new Follower(opening.video.Begin(), std::move(followed));
+    std::unique_ptr<FrameSource> source;
+    std::size_t queueBytes = options.queueBytes;
+    if (followed->HasPlaces()) {
+        // Whoever plays a timeline goes back and forth; what a store holds need not lie in a queue too.
+        queueBytes = 0;
+        const VideoFacts facts{opening.video.info.dFrameRate, opening.IsSeekable(), opening.NumberPictures()};
+        source = std::make_unique<StoredVideo>(opening.StoreVideo(), facts);
+    } else {
+        source = std::move(opening.video.source);
+    }
+    file.video = new Follower(Begin(std::move(source), opening.video.info, queueBytes), std::move(followed));
     file.audio = nullptr;
     return true;
 }

@@ -45,6 +45,11 @@ make_clip -f lavfi -i "$pictures" -vf "select='not(mod(n,3))+not(mod(n,7))'" -vs
 make_clip -i bframes.mp4 -itsoffset 1 -i bframes.mp4 -map 0:v -map 1:a -c copy latesound.mkv
 make_clip -f lavfi -i "$pictures" -f lavfi -i 'sine=sample_rate=48000:duration=2' $x264 -c:a flac shortsound.mkv
 
+# White and a tone for 80 ms each second.
+make_clip -f lavfi -i "color=black:size=64x48:rate=25:duration=8,drawbox=color=white:thickness=fill:enable='lt(mod(t,1),0.08)'" \
+    -f lavfi -i "aevalsrc='0.6*sin(2*PI*1000*t)*lt(mod(t,1),0.08)':sample_rate=48000:duration=8" $x264 \
+    -x264-params bframes=2:keyint=250:scenecut=0 -c:a flac beeps.mkv
+
 make_clip -f lavfi -i 'testsrc2=size=96x64:rate=5:duration=52' $x264 \
     -x264-params bframes=3:b-adapt=0:keyint=250:scenecut=0 longgop.mp4
 

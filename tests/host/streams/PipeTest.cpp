@@ -1,6 +1,7 @@
 // Input that can be read only once.
 #include "StreamTest.h"
 #include "tests/support/Files.h"
+#include "tests/support/WaitUntil.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -58,6 +59,27 @@ TEST(Pipes, SeekForwardOnly) {
     EXPECT_NE(file.Log().find("cannot be sought backwards"), std::string::npos) << file.Log();
     EXPECT_DOUBLE_EQ(file.Video().Seek(3.2, 1), 3.2);
     EXPECT_EQ(Look(file.Video()), shots[80]);
+}
+
+TEST(Pipes, PlayAtOtherSpeedsButOnlyForward) {
+    FedPipe pipe("program.mpg");
+    OpenedTimeline timeline(pipe.Path());
+    EXPECT_EQ(timeline.Time().FrameCount(), 0) << "nobody knows, and nobody waits";
+    EXPECT_EQ(timeline.Time().SetRate(-2), 1);
+    EXPECT_FALSE(timeline.Time().SetRange(1, 2, 0));
+    EXPECT_NE(timeline.Log().find("cannot be played backwards"), std::string::npos) << timeline.Log();
+    EXPECT_NE(timeline.Log().find("cannot be played in parts"), std::string::npos) << timeline.Log();
+    EXPECT_EQ(timeline.Time().SetRate(0.5), 0.5);
+    EXPECT_DOUBLE_EQ(timeline.Seek(0), 0);
+    std::thread listener(
+        [&timeline] { EXPECT_NEAR(static_cast<double>(Listen(timeline.Audio()).size()), 8 * 44100, 8000); });
+    for (int number = 0; number < 100; ++number) {
+        // Known as soon as the next one has come.
+        EXPECT_TRUE(kq::test::WaitUntil([&] { return PlaceIn(timeline.Video()).number == number; }));
+        EXPECT_EQ(timeline.Video().GetCurrentFrame()->llPTS, number * 800'000);
+        EXPECT_EQ(timeline.Video().NextFrame(), number < 99 ? 1 : 0);
+    }
+    listener.join();
 }
 
 TEST(Pipes, AStreamGivenBackDoesNotStopTheOther) {

@@ -12,6 +12,7 @@
 #include <cctype>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <tuple>
@@ -56,6 +57,53 @@ private:
     std::string m_log;
     MediaFile m_file;
 };
+
+/// A file with a timeline, given back when the test ends.
+class OpenedTimeline {
+public:
+    explicit OpenedTimeline(const std::string& path, OpenOptions options = {}) {
+        options.log = [this](const std::string& line) {
+            const std::lock_guard guard(m_lock);
+            m_log += line + "\n";
+        };
+        std::string error;
+        EXPECT_TRUE(OpenTimeline(path, options, m_file, m_timeline, error)) << error;
+        if (m_file.video != nullptr) {
+            m_timeline->FrameCount(); // so that numbers are known where they can be
+        }
+    }
+    ~OpenedTimeline() { m_file.Release(); }
+    OpenedTimeline(const OpenedTimeline&) = delete;
+    OpenedTimeline& operator=(const OpenedTimeline&) = delete;
+
+    IMediaStream& Video() const { return *m_file.video; }
+    IMediaStream& Audio() const { return *m_file.audio; }
+    MediaFile& File() { return m_file; }
+    Timeline& Time() const { return *m_timeline; }
+    void ReleaseTime() { m_timeline.reset(); }
+    std::string Log() {
+        const std::lock_guard guard(m_lock);
+        return m_log;
+    }
+
+    /// As the player does it.
+    double Seek(double seconds) {
+        const double reached = m_file.video != nullptr ? Video().Seek(seconds, 1) : seconds;
+        return m_file.audio != nullptr ? Audio().Seek(reached, 1) : reached;
+    }
+
+private:
+    std::mutex m_lock;
+    std::string m_log;
+    MediaFile m_file;
+    std::shared_ptr<Timeline> m_timeline;
+};
+
+inline PicturePlace PlaceIn(IMediaStream& stream) {
+    PicturePlace place;
+    EXPECT_TRUE(PlaceOfPicture(stream, place));
+    return place;
+}
 
 /// @return the one line that says why a file, or a follower, cannot be opened
 inline std::string Refusal(const std::string& path, const OpenOptions& options = {},

@@ -1,0 +1,51 @@
+/// @file
+/// The timeline of a file, as hosts see it.
+#pragma once
+
+#include "FileLog.h"
+#include "FrameNumbers.h"
+#include "PictureStore.h"
+#include "Timeline.h"
+
+#include <kqplayer/media_file.h>
+
+#include <memory>
+#include <vector>
+
+namespace kq::streams {
+
+/// What a timeline knows of its file.
+struct TimelineSetup {
+    std::shared_ptr<FileLog> log;
+    std::shared_ptr<SharedSchedule> schedule;
+    std::shared_ptr<FrameNumbers> numbers; ///< null without pictures
+    std::weak_ptr<PictureStore> store;     ///< likewise; the stream keeps it
+    Ticks fileEnd = 0;                     ///< 0 for unknown
+    double frameRate = 0;                  ///< 0 without pictures
+    int sampleRate = 0;                    ///< 0 without sound
+    bool seekable = true;
+};
+
+class FileTimeline : public Timeline {
+public:
+    explicit FileTimeline(TimelineSetup setup) : m_setup(std::move(setup)) {}
+
+    double SetRate(double rate) override;
+    double Rate() const override;
+    bool SetRange(double begin, double end, int rounds) override;
+    double MediaTime(double playTime) const override;
+    std::int64_t FrameNumber(double playTime) const override;
+    double EndTime() const override;
+    std::int64_t FrameCount() override;
+    PicturePlace PlaceOfFrame(std::int64_t number) override;
+    std::vector<Span> KeptSpans() const override;
+
+private:
+    FrameIndex* Index() const;
+    Ticks FileEnd() const;
+    Ticks LeastLength() const;
+
+    const TimelineSetup m_setup;
+};
+
+} // namespace kq::streams
