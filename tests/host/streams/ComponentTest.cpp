@@ -193,6 +193,43 @@ TEST_F(LongGops, EndWithTheirLastPicture) {
     EXPECT_EQ(LastShown(), frameCount - 1);
 }
 
+TEST(TimelinesInThePlayer, LoopAndTurnRoundWithoutASeam) {
+    const PlainDecode plain("bframes.mp4");
+    OpenedTimeline timeline(Clip("bframes.mp4"));
+    Host host;
+    host.AddView(1, &timeline.Video());
+    ASSERT_TRUE(timeline.Time().SetRange(1, 1.4, 0));
+    host->SyncSeek(1, 1);
+    host->Play();
+    const auto waitFor = [&host](std::size_t count) {
+        return WaitUntil([&] { return host.Pictures().size() >= count; });
+    };
+    ASSERT_TRUE(waitFor(25));
+    timeline.Time().SetRate(-1);
+    ASSERT_TRUE(waitFor(60));
+    host->Stop();
+
+    const auto pictures = host.Pictures();
+    int turns = 0, direction = 1;
+    for (std::size_t i = 1; i < 60; ++i) {
+        const int before = plain.PlaceOf(pictures[i - 1].nHash);
+        const int shown = plain.PlaceOf(pictures[i].nHash);
+        if (before < 0 || before == shown) {
+            continue; // what stood there before the start, and pictures shown anew
+        }
+        const auto next = [before](int step) { return 25 + (before - 25 + step + 10) % 10; };
+        if (shown != next(direction)) {
+            ++turns;
+            direction = -direction;
+        }
+        ASSERT_EQ(shown, next(direction)) << "after " << before;
+    }
+    EXPECT_EQ(turns, 1);
+    const auto played = pictures[59].when - pictures[9].when;
+    EXPECT_GT(played, std::chrono::milliseconds(1800)) << "50 pictures";
+    EXPECT_LT(played, std::chrono::milliseconds(3000));
+}
+
 class Comparisons : public testing::TestWithParam<Pair> {};
 
 TEST_P(Comparisons, HoldBothViewsOnOneTime) {
