@@ -50,6 +50,7 @@ void Transport::TogglePause() {
         m_state = State::Paused;
         break;
     case State::Paused:
+        m_parts.navigation->ForgetSteps();
         m_parts.monitor->Resume();
         m_state = State::Playing;
         break;
