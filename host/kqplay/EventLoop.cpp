@@ -211,7 +211,7 @@ Progress EventLoop::CurrentProgress(const char* state) {
     Progress progress;
     progress.state = state;
     progress.position = m_transport.Position();
-    progress.length = m_parts.player.MovieLength();
+    progress.length = m_transport.Length();
     if (m_parts.showsLate)
         progress.late = m_parts.monitor->LateCount();
     if (MonotonicMicroseconds() < m_noteUntil && !m_ending)
