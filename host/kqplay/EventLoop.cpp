@@ -82,9 +82,12 @@ void EventLoop::TakeSignals() {
 /// Play pauses meanwhile: its clock would go on, and what was due then would come all at once.
 void EventLoop::Suspend() {
     const bool wasPlaying = m_transport.Now() == Transport::State::Playing && m_transport.WaitForPause();
+    m_parts.sound.SetRunning(false);
     m_terminal.Suspend();
-    if (wasPlaying)
+    m_parts.sound.SetRunning(true);
+    if (wasPlaying) {
         m_transport.TogglePause();
+    }
 }
 
 void EventLoop::TakeCommands() {

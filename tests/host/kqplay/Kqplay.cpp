@@ -1,10 +1,14 @@
 #include "Kqplay.h"
 
+#include "tests/support/WaitUntil.h"
+
 #include <kqplayer/image.h>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 #include <zlib.h>
 
+#include <csignal>
 #include <cstdio>
 
 namespace fs = std::filesystem;
@@ -151,6 +155,17 @@ Strings AtTerminal::SavedPictures() const {
         hashes.push_back(FileHash(folder / shown.substr(begin, shown.find_first_of("\r,", begin) - begin)));
     }
     return hashes;
+}
+
+void AtTerminal::Suspend(double seconds) {
+    process.Type("\032");
+    EXPECT_TRUE(kq::test::WaitUntil([&] { return process.TerminalIsNormal(); }));
+    usleep(static_cast<useconds_t>(seconds * 1e6));
+    // The terminal is given back first; a signal to go on that came before the stop would be lost.
+    EXPECT_TRUE(kq::test::WaitUntil([&] {
+        kill(process.Id(), SIGCONT);
+        return !process.TerminalIsNormal();
+    }));
 }
 
 Trace AtTerminal::Quit(const std::string& keys) {

@@ -65,6 +65,8 @@ public:
     void Arrive() { Press("s", "saved "); }
     /// @return the hashes of the screenshots, in the order in which they were saved
     Strings SavedPictures() const;
+    /// Types Ctrl-Z, which has to give the terminal back, and lets the program go on after that time.
+    void Suspend(double seconds);
     /// Types keys that end the program, which has to go well and to leave the terminal as it was.
     Trace Quit(const std::string& keys = "q");
 
