@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <random>
 #include <thread>
@@ -197,6 +198,7 @@ void MakeAStorm(bool bVideo, bool bAudio) {
             [&] { host->CaptureCurrentImageEx(); },
             [&] { host->Update(static_cast<int>(random() % 2)); },
             [&] { host->IsSeeking(); },
+            [&] { host.SetAudio(bAudio && random() % 2 == 0 ? &audio : nullptr); },
         };
         const std::function<void()> often[] = {
             [&] { host->Pause(); },
@@ -207,13 +209,15 @@ void MakeAStorm(bool bVideo, bool bAudio) {
             [&] { host->Seek(time(), 1); },
         };
         for (int i = 0; i < nCalls; ++i) {
-            const auto& actions = random() % 4 == 0 ? once : often;
-            actions[random() % 6]();
+            random() % 4 == 0 ? once[random() % std::size(once)]() : often[random() % std::size(often)]();
         }
     });
     host->Stop();
     host->SetCallBack(nullptr, nullptr);
     host->Stop();
+    host.ReleasePlayer();
+    EXPECT_EQ(video.GetRefCount(), 1);
+    EXPECT_EQ(audio.GetRefCount(), 1);
 }
 
 TEST_F(Stress, AStormOfRequestsLosesNobody) {
