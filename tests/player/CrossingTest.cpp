@@ -1,5 +1,6 @@
 // Calls that cross each other or a run's last steps, at exact moments of simulated time.
 #include "tests/support/FakeStream.h"
+#include "tests/support/ForwardingStream.h"
 #include "tests/support/PlayerHost.h"
 #include "tests/support/Recorder.h"
 #include "tests/support/Scheduler.h"
@@ -178,6 +179,42 @@ TEST_F(Crossing, ARunThatLeavesLosesNeitherSeeksNorPlays) {
         EXPECT_EQ(host->IsActivate(), KQ_ACTIVATE_ENDED);
         EXPECT_GE(m_shown.size(), 10u);
     }
+}
+
+/// Does something when a reference is given back.
+class WatchedStream final : public ForwardingStream {
+public:
+    using ForwardingStream::ForwardingStream;
+    std::uint32_t Release() override {
+        if (onRelease) {
+            onRelease();
+        }
+        return ForwardingStream::Release();
+    }
+    std::function<void()> onRelease;
+};
+
+TEST_F(Crossing, ASeekAfterTheRunReplacesTheOneThatTheRunHasLeft) {
+    FakeVideo video(10, 25);
+    WatchedStream stream(video);
+    PlayerHost host(&stream);
+    host->SetPlayTime(0, 0);
+    host->Play();
+    ASSERT_TRUE(PassUntil([&] { return video.GetIndex() == 10; }));
+    Pass(40);
+    host->Seek(0.2, 1); // comes too late for the run
+    // The run is over when it gives its stream back, and what it has left is not carried out yet.
+    bool done = false;
+    stream.onRelease = [&] {
+        if (!done && host->IsActivate() == KQ_ACTIVATE_ENDED) {
+            done = true;
+            host->Seek(0.08, 1);
+        }
+    };
+    ASSERT_TRUE(PassUntil([&] { return host.GetEnds() == 1; }, 200));
+    EXPECT_TRUE(done);
+    EXPECT_FALSE(host->IsSeeking());
+    EXPECT_EQ(video.GetIndex(), 2);
 }
 
 TEST_F(Crossing, APauseWithTheLastPictureIsAPause) {
