@@ -129,27 +129,29 @@ TEST_F(Crossing, EveryPauseIsAddedToTheClock) {
     }
 }
 
-TEST_F(Crossing, ASeekAndAResumeAtTheEndOfTheRangeGoOn) {
-    FakeVideo video(100, 25);
-    PlayerHost host(&video);
-    host->SetPlayTime(0, 1.0);
-    host->Load();
-    Pass(20);
-    bool done = false;
-    // Both between two looks of the loop.
-    host.m_onNotify = [&](unsigned int what) {
-        if (what == KQ_NOTIFY_POSITION && host.GetLastPosition() > 0.99 && !done) {
-            done = true;
-            m_shown.clear();
-            host->Seek(0.2, 1);
-            host->Resume();
-        }
-    };
-    host->SyncSeek(1.0, 1);
-    Pass(300);
-    EXPECT_TRUE(done);
-    EXPECT_EQ(host.GetEnds(), 0);
-    ExpectPaced(0, 5, 25);
+TEST_F(Crossing, ASeekAtTheEndOfTheRangeGoesOn) {
+    for (const bool isPaused : {true, false}) {
+        FakeVideo video(100, 25);
+        PlayerHost host(&video);
+        host->SetPlayTime(0, 1.0);
+        bool done = false;
+        // Between two looks of the loop, in a pause together with a resume.
+        host.m_onNotify = [&](unsigned int what) {
+            if (what == KQ_NOTIFY_POSITION && host.GetLastPosition() > 0.99 && !done) {
+                done = true;
+                m_shown.clear();
+                host->Seek(0.2, 1);
+                host->Resume();
+            }
+        };
+        isPaused ? host->Load() : host->Play();
+        Pass(20);
+        isPaused ? host->SyncSeek(1.0, 1) : host->Seek(0.8, 1);
+        ASSERT_TRUE(PassUntil([&] { return done; }));
+        Pass(300);
+        EXPECT_EQ(host.GetEnds(), 0) << isPaused;
+        ExpectPaced(0, 5, 25);
+    }
 }
 
 TEST_F(Crossing, ARunThatLeavesLosesNeitherSeeksNorPlays) {

@@ -120,6 +120,7 @@ TEST_F(Seeking, StepsFrameByFrameWhilePaused) {
     m_host->Forward(); // past the last frame
     EXPECT_TRUE(m_host.WaitForEnd());
     EXPECT_EQ(m_host->IsActivate(), KQ_ACTIVATE_ENDED);
+    EXPECT_FALSE(m_host->IsPaused());
 }
 
 TEST_F(Seeking, NobodyWaitsForARunThatEnds) {
