@@ -114,8 +114,12 @@ TEST_F(Crossing, EveryPauseIsAddedToTheClock) {
     host->Play();
     Pass(210);
     for (int i = 0; i < 3; ++i) {
+        m_shown.clear();
         host->Pause();
         Pass(500);
+        EXPECT_TRUE(host->IsPaused());
+        ASSERT_EQ(m_shown.size(), 1u) << i; // the picture that comes next
+        EXPECT_EQ(m_shown[0].picture, video.GetIndex());
         // Back to back within one poll of the loop: still a pause, and all of it counts.
         host->Resume();
         host->Pause();
@@ -123,6 +127,7 @@ TEST_F(Crossing, EveryPauseIsAddedToTheClock) {
         m_shown.clear();
         host->Resume();
         Pass(400);
+        EXPECT_FALSE(host->IsPaused());
         const auto count = m_shown.size();
         EXPECT_GE(count, 8u) << i;
         EXPECT_LE(count, 12u) << i;

@@ -104,28 +104,6 @@ TEST(Loop, LateFramesAreShownAndNeverDropped) {
     EXPECT_LT(Milliseconds(pictures[kFrames - 1].when - pictures[6].when), 1200);
 }
 
-TEST(Loop, PauseHoldsTheClock) {
-    FakeVideo video(200, 100);
-    ViewRecorder recorder;
-    PlayerHost host(&video);
-    host->Play();
-    ASSERT_TRUE(WaitUntil([&] { return host.GetPositions().size() >= 5; }));
-    host->Pause();
-    // The pause shows the frame that comes next.
-    ASSERT_TRUE(
-        WaitUntil([&] { return host->IsPaused() && recorder.GetFrames().back() == video.GetIndex(); }));
-    const std::size_t nShown = recorder.GetCount();
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    EXPECT_EQ(recorder.GetCount(), nShown);
-    const auto resumed = Clock::now();
-    host->Resume();
-    ASSERT_TRUE(WaitUntil([&] { return recorder.GetCount() > nShown + 10; }));
-    // Ten frames take a tenth of a second: those of the pause are not made up for.
-    EXPECT_GT(Milliseconds(recorder.GetPictures()[nShown + 10].when - resumed), 60);
-    EXPECT_FALSE(host->IsPaused());
-    host->Stop();
-}
-
 TEST(Loop, WithoutFrameRateOrFormatPositionsComeFromTheStamps) {
     FakeVideo video(20, 50);
     video.m_format.dFrameRate = 0;
