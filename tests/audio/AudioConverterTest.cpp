@@ -175,6 +175,11 @@ TEST(AudioConverter, CarriesTheFractionFromBlockToBlock) {
     const Samples third = Convert(converter, block);
     EXPECT_EQ(1088u, third.size());
     EXPECT_EQ(Samples(1088, 100), third); // no seam: the history holds the last frame
+    std::size_t all = 1088 + 1089 + 1088;
+    for (int i = 3; i < 100; ++i) {
+        all += Convert(converter, block).size();
+    }
+    EXPECT_NEAR(static_cast<double>(all), 100'000 * 48000.0 / 44100, 1); // no error adds up
 }
 
 TEST(AudioConverter, QueuesAndTakes) {
