@@ -158,7 +158,7 @@ void MakeAStorm(bool bVideo, bool bAudio) {
             [&] { host->CaptureCurrentImageEx(); },
             [&] { host->Update(static_cast<int>(random() % 2)); },
             [&] { host->IsSeeking(); },
-            [&] { host.SetAudio(bAudio && random() % 2 == 0 ? &audio : nullptr); },
+            [&] { bAudio ? host.SetAudio(&audio) : static_cast<void>(host->GetMovieLength()); },
         };
         const std::function<void()> often[] = {
             [&] { host->Pause(); },
