@@ -155,6 +155,14 @@ bool AudioOutput::IsConnected() const {
     return connected == ALC_TRUE;
 }
 
+void AudioOutput::SetRunning(bool running) {
+    if (!m_device || alcIsExtensionPresent(m_device, "ALC_SOFT_pause_device") != ALC_TRUE) {
+        return;
+    }
+    const char* name = running ? "alcDeviceResumeSOFT" : "alcDevicePauseSOFT";
+    reinterpret_cast<LPALCDEVICEPAUSESOFT>(alcGetProcAddress(m_device, name))(m_device);
+}
+
 double AudioOutput::Period() const {
     ALCint periodsPerSecond = 0;
     alcGetIntegerv(m_device, ALC_REFRESH, 1, &periodsPerSecond);

@@ -82,9 +82,12 @@ void EventLoop::TakeSignals() {
 /// Play pauses meanwhile: its clock would go on, and what was due then would come all at once.
 void EventLoop::Suspend() {
     const bool wasPlaying = m_transport.Now() == Transport::State::Playing && m_transport.WaitForPause();
+    m_parts.sound.SetRunning(false);
     m_terminal.Suspend();
-    if (wasPlaying)
+    m_parts.sound.SetRunning(true);
+    if (wasPlaying) {
         m_transport.TogglePause();
+    }
 }
 
 void EventLoop::TakeCommands() {
@@ -211,7 +214,7 @@ Progress EventLoop::CurrentProgress(const char* state) {
     Progress progress;
     progress.state = state;
     progress.position = m_transport.Position();
-    progress.length = m_parts.player.MovieLength();
+    progress.length = m_transport.Length();
     if (m_parts.showsLate)
         progress.late = m_parts.monitor->LateCount();
     if (MonotonicMicroseconds() < m_noteUntil && !m_ending)

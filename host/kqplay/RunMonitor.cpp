@@ -2,6 +2,8 @@
 
 #include <sys/eventfd.h>
 
+#include <algorithm>
+
 namespace kqplay {
 namespace {
 
@@ -91,6 +93,10 @@ void RunMonitor::OnPicture(int view, int width, int height, const unsigned char*
 }
 
 void RunMonitor::OnPosition(double seconds) {
+    // While sound alone is playing the player looks at its range ten times a second.
+    if (m_length > 0) {
+        seconds = std::min(seconds, m_length.load());
+    }
     const double moved = seconds - m_position.exchange(seconds);
     if (moved < 0 || moved > longestGap) // a seek
         m_late.Restart();
@@ -104,7 +110,7 @@ void RunMonitor::OnEnd() {
     m_trace.End();
     const std::lock_guard guard(m_lock); // to the very end: Halt() may destroy us once it is released
     --m_runs;
-    if (m_loop && !m_paused) {
+    if (m_loop && !m_paused && !(m_holdsMore && m_holdsMore())) {
         m_late.Restart();
         if (m_player.Play())
             ++m_runs;

@@ -60,27 +60,22 @@ int ColumnsFor(int views) {
     return static_cast<int>(std::ceil(std::sqrt(static_cast<double>(views))));
 }
 
-/// What a key does, with Shift and Caps Lock taken into account.
-Command CommandOf(const SDL_Keysym& key) {
-    switch (key.sym) {
-    case SDLK_LEFT:
-        return CommandOfKey(KeyLeft);
-    case SDLK_RIGHT:
-        return CommandOfKey(KeyRight);
-    case SDLK_UP:
-        return CommandOfKey(KeyUp);
-    case SDLK_DOWN:
-        return CommandOfKey(KeyDown);
-    case SDLK_HOME:
-        return CommandOfKey(KeyHome);
-    case SDLK_END:
-        return CommandOfKey(KeyEnd);
-    default:
-        break;
-    }
-    const bool capital = ((key.mod & KMOD_SHIFT) != 0) != ((key.mod & KMOD_CAPS) != 0);
-    const bool letter = key.sym >= 'a' && key.sym <= 'z';
-    return CommandOfKey(capital && letter ? key.sym - 'a' + 'A' : key.sym);
+struct NamedKey {
+    SDL_Keycode symbol;
+    int key;
+};
+
+constexpr NamedKey namedKeys[] = {
+    {SDLK_LEFT, KeyLeft}, {SDLK_RIGHT, KeyRight}, {SDLK_UP, KeyUp},         {SDLK_DOWN, KeyDown},
+    {SDLK_HOME, KeyHome}, {SDLK_END, KeyEnd},     {SDLK_ESCAPE, KeyEscape},
+};
+
+/// @return the code of a key that types no character, 0 for any other: those come as text, whatever the
+///         keyboard's layout
+int CodeOf(const SDL_Keysym& pressed) {
+    const auto* named = std::find_if(std::begin(namedKeys), std::end(namedKeys),
+                                     [&](const NamedKey& row) { return row.symbol == pressed.sym; });
+    return named == std::end(namedKeys) ? 0 : named->key;
 }
 
 /// @return true when there is a window manager that can make windows fill the screen
@@ -142,6 +137,7 @@ std::unique_ptr<VideoWindow> VideoWindow::Open(const std::string& title, int wid
     window->m_id = info.info.x11.window;
     SurviveLostConnection(window->m_display);
     SDL_GetWindowSize(window->m_window, &window->m_width, &window->m_height);
+    SDL_StartTextInput();
     XFlush(window->m_display); // the window must exist before another connection makes a child of it
     return window;
 }
@@ -215,7 +211,12 @@ std::vector<Command> VideoWindow::Take() {
             commands.push_back(Command::Quit);
             break;
         case SDL_KEYDOWN:
-            commands.push_back(CommandOf(event.key.keysym));
+            commands.push_back(CommandOfKey(CodeOf(event.key.keysym)));
+            break;
+        case SDL_TEXTINPUT:
+            for (const char* at = event.text.text; *at != '\0'; ++at) {
+                commands.push_back(CommandOfKey(static_cast<unsigned char>(*at)));
+            }
             break;
         case SDL_SYSWMEVENT:
             OnMouse(event.syswm.msg->msg.x11.event);

@@ -1,10 +1,14 @@
 #include "Kqplay.h"
 
+#include "tests/support/WaitUntil.h"
+
 #include <kqplayer/image.h>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 #include <zlib.h>
 
+#include <csignal>
 #include <cstdio>
 
 namespace fs = std::filesystem;
@@ -93,6 +97,13 @@ std::string HashBytes(const std::string& bytes) {
     return text;
 }
 
+std::string FileHash(const std::string& path) {
+    const Outcome outcome =
+        RunProcess({"ffmpeg", "-v", "error", "-i", path, "-f", "rawvideo", "-pix_fmt", "bgra", "-"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    return HashBytes(outcome.out);
+}
+
 Strings Joined(Strings words, const Strings& more) {
     words.insert(words.end(), more.begin(), more.end());
     return words;
@@ -133,6 +144,28 @@ void AtTerminal::Press(const std::string& keys, const std::string& shown) {
     process.Type(keys);
     EXPECT_TRUE(process.WaitForOutput(shown)) << "after " << testing::PrintToString(keys) << "\n"
                                               << process.Output();
+}
+
+Strings AtTerminal::SavedPictures() const {
+    const std::string key = "saved ";
+    const std::string& shown = process.Output();
+    Strings hashes;
+    for (std::size_t at = shown.find(key); at != std::string::npos; at = shown.find(key, at + 1)) {
+        const std::size_t begin = at + key.size();
+        hashes.push_back(FileHash(folder / shown.substr(begin, shown.find_first_of("\r,", begin) - begin)));
+    }
+    return hashes;
+}
+
+void AtTerminal::Suspend(double seconds) {
+    process.Type("\032");
+    EXPECT_TRUE(kq::test::WaitUntil([&] { return process.TerminalIsNormal(); }));
+    usleep(static_cast<useconds_t>(seconds * 1e6));
+    // The terminal is given back first; a signal to go on that came before the stop would be lost.
+    EXPECT_TRUE(kq::test::WaitUntil([&] {
+        kill(process.Id(), SIGCONT);
+        return !process.TerminalIsNormal();
+    }));
 }
 
 Trace AtTerminal::Quit(const std::string& keys) {

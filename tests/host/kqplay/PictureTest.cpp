@@ -9,14 +9,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// @return the hash of a picture file's pixels, as a view would be handed them
-std::string FileHash(const std::string& path) {
-    const Outcome outcome =
-        RunProcess({"ffmpeg", "-v", "error", "-i", path, "-f", "rawvideo", "-pix_fmt", "bgra", "-"});
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
-    return HashBytes(outcome.out);
-}
-
 TEST(Capture, WritesExactlyThePictureOfTheTime) {
     const TemporaryFolder folder;
     const Strings frames = ReferenceHashes(Clip("plain.mp4"));

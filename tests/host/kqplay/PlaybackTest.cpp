@@ -84,6 +84,35 @@ TEST(Playback, KeepsToTheRangeThatWasAskedFor) {
     EXPECT_EQ(trace.pictures[0], Strings(all.begin() + 10, all.begin() + 10 + 26 + 1));
 }
 
+/// A range that ends with the file is as short as the file says.
+TEST(Playback, AFileThatIsLongerThanItSaysIsPlayedToItsEnd) {
+    const Strings all = ReferenceHashes(Clip("short.mkv"));
+    ASSERT_EQ(all.size(), 50u);
+    const Strings once = PlayTraced(Clip("short.mkv"), {}).pictures[0];
+    AtTerminal looping({"--headless", "-v", "--loop", Clip("short.mkv")});
+    for (int run = 0; run < 3; ++run) {
+        looping.Press("", "svc End of Play");
+    }
+    const Strings again = looping.Quit().pictures[0];
+    for (const auto& [shown, rounds] : {std::pair(once, 1), std::pair(again, 2)}) {
+        auto at = shown.begin();
+        for (int round = 0; round < rounds; ++round) {
+            for (std::size_t i = 0; i < all.size(); ++i) {
+                at = std::find(at, shown.end(), all[i]);
+                ASSERT_NE(at, shown.end()) << "frame " << i << ", round " << round;
+            }
+        }
+    }
+
+    const TemporaryFolder folder;
+    const Outcome sound =
+        RunProcess(Headless(Clip("short.mp3"), {"--audio", "null", "--trace", folder / "trace"}));
+    EXPECT_EQ(sound.out.rfind("played  0:03.", 0), 0u) << sound.out;
+    const double seconds = ReadTrace(folder / "trace").seconds;
+    EXPECT_GE(seconds, 2.9);
+    EXPECT_LE(seconds, 3.03 * 1.25 + 0.7 + 1) << "and the second that the player waits for more";
+}
+
 TEST(Playback, LoopsUntilItIsInterrupted) {
     AtTerminal kqplay({"--headless", "-v", "--loop", Clip("odd-3x5.mkv")});
     for (int run = 0; run < 4; ++run)

@@ -1,6 +1,8 @@
 // What is heard: recordings through OpenAL Soft's file device, and devices that are missing or go away.
 #include "Kqplay.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -78,6 +80,21 @@ TEST(Recording, OneThatIsNotWholeIsReported) {
         EXPECT_EQ(outcome.status, 1);
         EXPECT_EQ(Lines(outcome.err).size(), 1u) << outcome.err;
     }
+}
+
+/// One that caught up with the stop would run ahead of the pictures, which then count as late.
+TEST(Device, StandsStillWhileTheProcessDoes) {
+    constexpr double stop = 2;
+    PlayingLong kqplay({"--audio", "wav:sound.wav"});
+    kqplay.Suspend(stop);
+    kqplay.Press("", "playing");
+    usleep(500000);
+    const double seconds = kqplay.Quit().seconds;
+    const auto bytes = std::filesystem::file_size(kqplay.folder / "sound.wav");
+    const double recorded = static_cast<double>(bytes) / (48000 * 4);
+    // The device is opened before play begins.
+    EXPECT_GT(recorded, seconds - stop - 1);
+    EXPECT_LT(recorded, seconds - stop + 1);
 }
 
 TEST(Device, MissingOneMeansNoSoundButPictures) {

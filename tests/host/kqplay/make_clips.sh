@@ -31,6 +31,15 @@ clip surround.mkv -f lavfi -i sine=frequency=440:sample_rate=48000 -f lavfi -i "
     -ac 6 -c:a pcm_s16le -c:v ffv1 -pix_fmt yuv422p10le
 clip picture.png -f lavfi -i "$(picture 64x48 25)" -frames:v 1
 
+# Two that are longer than they say: by the header, and by the estimate that the loud begin leads to.
+[ -f short.mkv ] || {
+    ffmpeg -v error -nostdin -y -f lavfi -i "$(picture 64x48 25)" -t 2 -c:v ffv1 new-short.mkv
+    LC_ALL=C sed 's/00:00:02\.000000000/00:00:01.000000000/' new-short.mkv >short.mkv
+    rm new-short.mkv
+}
+clip short.mp3 -f lavfi -i anoisesrc=sample_rate=44100:duration=1:seed=1 -f lavfi \
+    -i sine=frequency=440:sample_rate=44100:duration=2 -filter_complex concat=n=2:v=0:a=1 -ac 2 -q:a 2 -write_xing 0
+
 [ -f truncated.mp4 ] || head -c 3000 plain.mp4 >truncated.mp4
 : >empty.mp4
 echo "These are words, not a film." >words.mp4
