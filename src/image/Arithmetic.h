@@ -95,16 +95,16 @@ struct ToneCurves {
     static constexpr int pieceBits = 12; ///< how finely a place within a piece is told
     /// Whole light, what is added to it where it looks up a curve, and what is taken away in a curve's entry.
     static constexpr int wholeLight = 65280, leastLight = 256, middleLight = 32640;
-    /// Curves by light have pieces in proportion: 64 to a doubling, which is a step of the upper bits of
-    /// light + leastLight as a floating-point number.
-    static constexpr int lightPieceBits = 23 - 6;
-    static constexpr std::uint32_t firstLightPiece = (127u + 8) << 6;
+    /// Curves by light, which end before the whole, have pieces in proportion: 8 to a doubling, steps of the
+    /// upper bits of light + leastLight as a floating-point number. All fit the registers of wide vectors.
+    static constexpr int lightPieces = 64, lightPieceBits = 23 - 3;
+    static constexpr std::uint32_t firstLightPiece = (127u + 8) << 3;
     /// The primaries of BT.2020 to those of BT.709, 2^15 for 1: parts of the differences red - green, red -
     /// blue and green - blue in what is added to the components.
     static constexpr int redByGreen = 19256, redByBlue = 2387, greenByRed = 4081, greenByBlue = 274,
                          blueByRed = 595, blueByGreen = 3296;
-    /// Parts of luminance in BT.2020, 2^14 for 1.
-    static constexpr int luminanceRed = 4304, luminanceGreen = 11108, luminanceBlue = 972;
+    /// Parts of luminance in BT.2020, 2^14 for 1, which their sum does not reach.
+    static constexpr int luminanceRed = 4304, luminanceGreen = 11107, luminanceBlue = 972;
 };
 
 /// @return 2^12 times the curve's value, so far into a piece
@@ -133,7 +133,7 @@ inline int OnCurveByLight(const std::int32_t* curve, int light) {
 }
 
 inline std::uint8_t LevelOf(const ToneCurves& curves, int light) {
-    const int bounded = Clamp(light, 0, ToneCurves::wholeLight);
+    const int bounded = Clamp(light, 0, ToneCurves::wholeLight - 1);
     return static_cast<std::uint8_t>(OnCurveByLight(curves.levels, bounded) >> (ToneCurves::pieceBits + 7));
 }
 

@@ -113,14 +113,14 @@ private:
 
     HWY_INLINE V32 LightOf(V32 encoded) const {
         const V32 bounded = hn::Min(hn::Max(encoded, hn::Zero(d32)), DoubleWords<1 << C::encodedBits>());
-        const V32 value = OnCurve(m_curves.light, hn::ShiftRight<C::encodedPieceBits>(bounded),
-                                  hn::ShiftRight<C::encodedPieceBits - C::pieceBits>(bounded));
+        const V32 pieces = hn::GatherIndex(d32, m_curves.light, hn::ShiftRight<C::encodedPieceBits>(bounded));
+        const V32 value = Interpolated(pieces, hn::ShiftRight<C::encodedPieceBits - C::pieceBits>(bounded));
         constexpr int middle = (C::middleLight << C::pieceBits) + (1 << (C::pieceBits - 1));
         return hn::ShiftRight<C::pieceBits>(hn::Add(value, DoubleWords<middle>()));
     }
 
     HWY_INLINE V32 LevelOf(V32 light) const {
-        const V32 bounded = hn::Min(hn::Max(light, hn::Zero(d32)), DoubleWords<C::wholeLight>());
+        const V32 bounded = hn::Min(hn::Max(light, hn::Zero(d32)), DoubleWords<C::wholeLight - 1>());
         return hn::ShiftRight<C::pieceBits + 7>(OnCurveByLight(m_curves.levels, bounded));
     }
 
@@ -130,15 +130,27 @@ private:
         const V32 bits = hn::BitCast(d32, number);
         const V32 piece = hn::Sub(hn::ShiftRight<C::lightPieceBits>(bits),
                                   DoubleWords<static_cast<int>(C::firstLightPiece)>());
-        return OnCurve(curve, piece, hn::ShiftRight<C::lightPieceBits - C::pieceBits>(bits));
+        return Interpolated(PickLightPieces(curve, piece),
+                            hn::ShiftRight<C::lightPieceBits - C::pieceBits>(bits));
+    }
+
+    static HWY_INLINE V32 PickLightPieces(const std::int32_t* curve, V32 piece) {
+#if HWY_TARGET <= HWY_AVX3
+        static_assert(C::lightPieces == 64);
+        const auto part = [=](int i) { return hn::LoadU(d32, curve + 16 * i).raw; };
+        const V32 lower{_mm512_permutex2var_epi32(part(0), piece.raw, part(1))};
+        const V32 upper{_mm512_permutex2var_epi32(part(2), piece.raw, part(3))};
+        return hn::IfThenElse(hn::TestBit(piece, DoubleWords<32>()), upper, lower);
+#else
+        return hn::GatherIndex(d32, curve, piece);
+#endif
     }
 
     /// @param place its lowest bits count
-    static HWY_INLINE V32 OnCurve(const std::int32_t* curve, V32 piece, V32 place) {
-        const V32 entries = hn::GatherIndex(d32, curve, piece);
+    static HWY_INLINE V32 Interpolated(V32 pieces, V32 place) {
         const V32 factors = hn::Or(hn::And(place, DoubleWords<(1 << C::pieceBits) - 1>()),
                                    DoubleWords<1 << (C::pieceBits + 16)>());
-        return MulAddPairs(hn::BitCast(d16, entries), hn::BitCast(d16, factors));
+        return MulAddPairs(hn::BitCast(d16, pieces), hn::BitCast(d16, factors));
     }
 
     EncodedWeights m_weights;

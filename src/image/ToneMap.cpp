@@ -52,7 +52,6 @@ std::int32_t Piece(int from, int to) {
 }
 
 /// @param valueAt the curve's value at the beginning of a piece
-/// @return the pieces, and a last one for the very end, which does not rise
 template <class Function>
 std::vector<std::int32_t> CurveOf(int pieces, Function valueAt) {
     const auto at = [&](int i) { return static_cast<int>(std::lround(valueAt(i))); };
@@ -60,18 +59,17 @@ std::vector<std::int32_t> CurveOf(int pieces, Function valueAt) {
     for (int i = 0; i < pieces; ++i) {
         curve.push_back(Piece(at(i), at(i + 1)));
     }
-    curve.push_back(Piece(at(pieces), at(pieces)));
     return curve;
 }
 
 /// @param function of light, 1 for the whole
 template <class Function>
 std::vector<std::int32_t> CurveByLight(Function function) {
-    constexpr int doublings = 8, perDoubling = 1 << (23 - ToneCurves::lightPieceBits);
-    return CurveOf(doublings * perDoubling, [&](int i) {
-        const double number =
+    constexpr int perDoubling = 1 << (23 - ToneCurves::lightPieceBits);
+    return CurveOf(ToneCurves::lightPieces, [&](int i) {
+        const double doubled =
             std::ldexp(1 + static_cast<double>(i % perDoubling) / perDoubling, i / perDoubling);
-        return function((number - 1) * ToneCurves::leastLight / ToneCurves::wholeLight);
+        return function((doubled - 1) * ToneCurves::leastLight / ToneCurves::wholeLight);
     });
 }
 
@@ -79,17 +77,20 @@ std::vector<std::int32_t> CurveByLight(Function function) {
 
 ToneMap::ToneMap(bool hlg, int peak) : m_hlg(hlg), m_peak(peak) {
     constexpr int pieces = 1 << (ToneCurves::encodedBits - ToneCurves::encodedPieceBits);
-    m_light = CurveOf(pieces, [=](int i) {
-        const double encoded = static_cast<double>(i) / pieces;
+    // The end of the last piece is a piece of its own.
+    m_light = CurveOf(pieces + 1, [=](int i) {
+        const double encoded = std::min(static_cast<double>(i) / pieces, 1.0);
         const double light =
             hlg ? SceneLightOfHlg(encoded) : std::min(NitsOfPq(Compressed(encoded, peak)) / whiteNits, 1.0);
         return light * ToneCurves::wholeLight - ToneCurves::middleLight;
     });
     if (hlg) {
         const double gamma = 1.2 * std::pow(1.111, std::log2(whiteNits / 1000));
-        m_systemGamma = CurveByLight([=](double light) {
-            return (1 << 14) * std::pow(std::max(light, 0.5 / ToneCurves::wholeLight), gamma - 1);
-        });
+        // The factor is steepest, and light least, in the first piece: it begins where it is nearest to all
+        // of it.
+        constexpr double least = 6.0 / ToneCurves::wholeLight;
+        m_systemGamma = CurveByLight(
+            [=](double light) { return (1 << 14) * std::pow(std::max(light, least), gamma - 1); });
     }
     m_levels = CurveByLight([](double light) { return 128 * 255 * EncodedAsSrgb(light) + 64; });
 }
