@@ -52,13 +52,23 @@ struct SampleLayout {
     std::ptrdiff_t ChromaRow(std::ptrdiff_t row) const { return rowsShareChroma ? row / 2 : row; }
 };
 
-/// Samples of any layout to RGB with weights of their own: every pixel of width x height.
-struct WeightedToRgb {
+/// Samples of any layout to RGB: every pixel of width x height.
+struct SamplesToRgb {
     ConstPlane y, u, v; ///< v is not read when chroma is interleaved
     Plane rgb;
     std::ptrdiff_t width, height;
     SampleLayout layout;
+};
+
+/// With weights of their own.
+struct WeightedToRgb : SamplesToRgb {
     SampleWeights weights;
+};
+
+/// HDR, tone-mapped.
+struct ToneMappedToRgb : SamplesToRgb {
+    EncodedWeights weights;
+    ToneCurves curves;
 };
 
 /// RGB to planar YUV 4:2:0: every pixel of width x height, except the corner when both sizes are odd.
@@ -116,6 +126,8 @@ struct Kernels {
     void (*planarToComponents565)(const PlanarToRgb&);
     void (*weightedToBgra)(const WeightedToRgb&);
     void (*weightedToBgr)(const WeightedToRgb&);
+    void (*toneMappedToBgra)(const ToneMappedToRgb&);
+    void (*toneMappedToBgr)(const ToneMappedToRgb&);
     void (*bgraToPlanar)(const RgbToPlanar&);
     void (*xrgbToPlanar)(const RgbToPlanar&);
     void (*bgrToPlanar)(const RgbToPlanar&);
