@@ -175,6 +175,7 @@ void EventLoop::ShowFacts() {
     m_parts.Say(m_parts.options.file + ": " + Describe(m_parts.file.facts));
     if (!m_parts.options.compare.empty())
         m_parts.Say(m_parts.options.compare + ": " + Describe(m_parts.second.facts));
+    m_parts.DescribePictures([this](const std::string& line) { m_parts.Say(line); });
 }
 
 /// Puts a word in the progress line for a while.

@@ -48,7 +48,7 @@ const std::vector<KeyAction>& KeyActions() {
         {{'m'}, Command::ToggleMute, "Mute on, off"},
         {{'f'}, Command::ToggleFullScreen, "Full screen on, off"},
         {{'L'}, Command::ToggleLoop, "Loop on, off"},
-        {{'i'}, Command::ShowFacts, "Print what the file holds"},
+        {{'i'}, Command::ShowFacts, "Print what the file holds, and how its pictures are read"},
         {{'h'}, Command::ShowKeys, "Print these keys"},
         {{'q', KeyEscape}, Command::Quit, "Quit"},
     };

@@ -130,8 +130,10 @@ bool OpenLogAndTrace(PlaybackParts& parts) {
 }
 
 bool OpenPlayback(PlaybackParts& parts) {
-    return OpenFile(parts) && OpenSecond(parts) && TakeCaptures(parts) && OpenSound(parts) &&
-           OpenPlayer(parts) && OpenView(parts);
+    if (!OpenFile(parts) || !OpenSecond(parts))
+        return false;
+    parts.DescribePictures([&parts](const std::string& line) { parts.output.Note(line); });
+    return TakeCaptures(parts) && OpenSound(parts) && OpenPlayer(parts) && OpenView(parts);
 }
 
 } // namespace kqplay

@@ -179,7 +179,9 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
         ->excludes(file);
     auto* log = app.add_option("--log", options.log, "Write what the component prints and logs to a file");
     log->type_name("FILE");
-    app.add_flag("-v,--verbose", options.verbose, "Print what the component prints and logs")->excludes(log);
+    app.add_flag("-v,--verbose", options.verbose,
+                 "Print what the component prints and logs, and what each file says of its pictures")
+        ->excludes(log);
 
     app.allow_extras(); // they are told below, the unknown options first
     std::string wrong;

@@ -16,6 +16,7 @@
 
 #include <kqplayer/media_file.h>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -36,6 +37,9 @@ struct PlaybackParts {
     bool FailFile(const std::string& reason) { return Fail(options.file + ": " + reason); }
     /// The same about something that play goes on without.
     void Notice(const std::string& text) { Fail(text); }
+    /// Tells of each file what it says of its current picture and how the picture is shown; waits for it.
+    /// @param tell receives lines that begin with the file's name
+    void DescribePictures(const std::function<void(const std::string&)>& tell) const;
     /// Prints text on the screen, above the progress line, and ends the line.
     void Say(const std::string& text);
 

@@ -26,6 +26,9 @@ h264="-c:v libx264 -threads 1 -preset fast -bf 2 -pix_fmt yuv420p"
 }
 clip odd-1x1.mkv -f lavfi -i "$(picture 16x16 25)" -vf crop=1:1:8:8:exact=1,format=yuv420p -t 0.4 -c:v ffv1
 clip odd-3x5.mkv -f lavfi -i "$(picture 16x16 25)" -vf crop=3:5:8:8:exact=1,format=yuv420p -t 0.4 -c:v ffv1
+# What pictures may say of themselves.
+clip hdr.mkv -f lavfi -i "$(picture 161x121 25)" -t 1 -pix_fmt yuv420p10 -c:v libx265 -preset ultrafast -x265-params \
+    log-level=error:pools=none:frame-threads=1:colorprim=bt2020:colormatrix=bt2020nc:transfer=smpte2084:max-cll=400,200
 clip tone.wav -f lavfi -i sine=frequency=440:sample_rate=48000 -t 1 -ac 2 -c:a pcm_s16le
 clip surround.mkv -f lavfi -i sine=frequency=440:sample_rate=48000 -f lavfi -i "$(picture 64x48 25)" -t 0.8 \
     -ac 6 -c:a pcm_s16le -c:v ffv1 -pix_fmt yuv422p10le
