@@ -16,11 +16,13 @@ FileDescriptor Duplicate(int fd) {
 }
 
 FileDescriptor OpenTarget(const std::string& logPath, bool verbose) {
-    if (!logPath.empty())
+    if (!logPath.empty()) {
         return FileDescriptor(
             open(logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666));
-    if (verbose)
+    }
+    if (verbose) {
         return Duplicate(STDERR_FILENO);
+    }
     return FileDescriptor(open("/dev/null", O_WRONLY | O_CLOEXEC));
 }
 
@@ -33,8 +35,9 @@ void ComponentOutput::TakeRecord(const char* text, void* userData) {
     auto* output = static_cast<ComponentOutput*>(userData);
     output->Note(text);
     const std::string record = text;
-    if (record.rfind(imageRecord, 0) != 0)
+    if (record.rfind(imageRecord, 0) != 0) {
         return;
+    }
     const std::lock_guard guard(output->m_lock);
     output->m_imageRecord = record;
 }

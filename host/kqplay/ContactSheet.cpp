@@ -45,8 +45,9 @@ bool ContactSheet::Draw(const Progress& progress, std::string& error) {
         return false;
     }
     for (int tile = 0; tile < m_request.columns * m_request.rows; ++tile) {
-        if (!progress(tile))
+        if (!progress(tile)) {
             return false;
+        }
         if (!GoTo(tile) || !DrawTile(tile)) {
             error = m_request.path + ": there is no picture to show";
             return false;
@@ -58,8 +59,9 @@ bool ContactSheet::Draw(const Progress& progress, std::string& error) {
 bool ContactSheet::GoTo(int tile) {
     const double middle = m_begin + (tile + 0.5) * m_part;
     const double reached = m_video.Seek(middle, kq::KeyFrameSeek);
-    if (reached > middle || reached < middle - m_part / 2)
+    if (reached > middle || reached < middle - m_part / 2) {
         m_video.Seek(middle, kq::ExactSeek);
+    }
     return m_video.GetCurrentFrame() != nullptr;
 }
 
@@ -69,8 +71,9 @@ bool ContactSheet::DrawTile(int tile) {
     const Scaler scaler(sws_getContext(image.nWidth, image.nHeight, AV_PIX_FMT_YUV420P, m_tileWidth,
                                        m_tileHeight, AV_PIX_FMT_BGR24, SWS_AREA, nullptr, nullptr, nullptr),
                         sws_freeContext);
-    if (!scaler)
+    if (!scaler) {
         return false;
+    }
     const int left = gap + tile % m_request.columns * (m_tileWidth + gap);
     const int top = gap + tile / m_request.columns * (m_tileHeight + gap);
     const std::uint8_t* planes[] = {image.pY, image.pU, image.pV};
@@ -81,8 +84,9 @@ bool ContactSheet::DrawTile(int tile) {
     const std::string label = FormatTime(static_cast<double>(frame.llPTS) / kq::TicksPerSecond);
     const int labelScale = m_tileWidth < wideTile ? 1 : 2;
     if (TextWidth(label, labelScale) + 2 * labelMargin <= m_tileWidth &&
-        TextHeight(labelScale) + 2 * labelMargin <= m_tileHeight)
+        TextHeight(labelScale) + 2 * labelMargin <= m_tileHeight) {
         DrawText(m_sheet, label, left + labelMargin, top + labelMargin, labelScale);
+    }
     return true;
 }
 

@@ -57,16 +57,18 @@ const std::vector<KeyAction>& KeyActions() {
 
 Command CommandOfKey(int key) {
     for (const KeyAction& action : KeyActions()) {
-        if (std::find(action.keys.begin(), action.keys.end(), key) != action.keys.end())
+        if (std::find(action.keys.begin(), action.keys.end(), key) != action.keys.end()) {
             return action.command;
+        }
     }
     return Command::None;
 }
 
 std::string KeyNames(const KeyAction& action, std::string_view quote) {
     std::string names;
-    for (int key : action.keys)
+    for (int key : action.keys) {
         names.append(names.empty() ? "" : ", ").append(quote).append(KeyName(key)).append(quote);
+    }
     return names;
 }
 

@@ -28,8 +28,9 @@ constexpr double usualFrame = 0.04;
 void Navigation::SetVideo(IMediaStream* video) {
     m_video = video;
     kq::ComPtr<IStreamInfo> info;
-    if (!video || video->GetStreamInfo(info.Out()) != kq::Ok)
+    if (!video || video->GetStreamInfo(info.Out()) != kq::Ok) {
         return;
+    }
     const VIDEO_STREAM_INFO* format = info->GetVideoFormat();
     m_frame = format && format->dFrameRate > 0 ? 1 / format->dFrameRate : 0;
 }
@@ -115,8 +116,9 @@ double Navigation::Position() {
 
 void Navigation::Arrive() {
     for (std::int64_t until = MonotonicMicroseconds() + longestSeek; IsUnderWay();) {
-        if (MonotonicMicroseconds() > until)
+        if (MonotonicMicroseconds() > until) {
             return;
+        }
         usleep(1000);
     }
     FinishSteps();
@@ -124,8 +126,9 @@ void Navigation::Arrive() {
 
 /// The player tells when it has taken a request, and the position tells when it has got there.
 bool Navigation::IsUnderWay() {
-    if (!m_target)
+    if (!m_target) {
         return false;
+    }
     if (!m_monitor.IsRunning()) {
         m_target.reset();
         return false;
@@ -138,8 +141,9 @@ bool Navigation::IsUnderWay() {
     const double past = m_monitor.Position() - *m_target;
     const double frame = std::max(m_frame, usualFrame);
     const bool arrived = past > -1.5 * frame && past < (m_monitor.IsPaused() ? frame / 4 : arrival);
-    if (arrived || now - m_takenSince > longestSeek)
+    if (arrived || now - m_takenSince > longestSeek) {
         m_target.reset();
+    }
     return m_target.has_value();
 }
 

@@ -19,8 +19,9 @@ std::wstring ToWide(const std::string& path) {
     std::wstring wide;
     for (const char* at = path.c_str(); *at != '\0';) {
         const std::uint32_t character = kq::text::DecodeUtf8(at);
-        if (character == kq::text::replacement)
+        if (character == kq::text::replacement) {
             return {};
+        }
         wide += static_cast<wchar_t>(character);
     }
     return wide;
@@ -32,10 +33,12 @@ const wchar_t* PictureFormat(const std::string& path) {
     std::string extension = std::filesystem::path(path).extension().string();
     std::transform(extension.begin(), extension.end(), extension.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    if (extension == ".bmp")
+    if (extension == ".bmp") {
         return L"image/bmp";
-    if (extension == ".jpg" || extension == ".jpeg")
+    }
+    if (extension == ".jpg" || extension == ".jpeg") {
         return L"image/jpeg";
+    }
     return extension == ".png" ? L"image/png" : nullptr;
 }
 
@@ -83,8 +86,9 @@ bool Picture::Save(const std::string& path, ComponentOutput& output, std::string
         error = path + ": the name is not UTF-8";
         return false;
     }
-    if (DISaveEx(m_image, name.c_str(), PictureFormat(path)) == 1)
+    if (DISaveEx(m_image, name.c_str(), PictureFormat(path)) == 1) {
         return true;
+    }
     const std::string reason = output.ImageComplaint();
     error = path + ": " + (reason.empty() ? "cannot be written" : reason);
     return false;

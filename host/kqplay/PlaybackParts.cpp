@@ -6,8 +6,9 @@
 namespace kqplay {
 
 PlaybackParts::~PlaybackParts() {
-    if (monitor)
+    if (monitor) {
         monitor->Halt();
+    }
     viewLibrary.SetPictureSink(nullptr, nullptr); // before the monitor goes
     player.Close();
     second.Release();
@@ -15,8 +16,9 @@ PlaybackParts::~PlaybackParts() {
 }
 
 bool PlaybackParts::Fail(const std::string& reason) {
-    if (progress)
+    if (progress) {
         progress->Clear();
+    }
     std::fprintf(stderr, "kqplay: %s\n", reason.c_str());
     return false;
 }

@@ -68,8 +68,9 @@ void RunMonitor::Halt() {
         // A round of a loop that is just being started has started when the lock is ours.
         const std::lock_guard guard(m_lock);
         m_loop = false;
-        if (m_runs == 0)
+        if (m_runs == 0) {
             return;
+        }
     }
     m_player.Stop();
     TraceState();
@@ -98,10 +99,12 @@ void RunMonitor::OnPosition(double seconds) {
         seconds = std::min(seconds, m_length.load());
     }
     const double moved = seconds - m_position.exchange(seconds);
-    if (moved < 0 || moved > longestGap) // a seek
+    if (moved < 0 || moved > longestGap) { // a seek
         m_late.Restart();
-    if (m_pictureCame.exchange(false) && !m_paused)
+    }
+    if (m_pictureCame.exchange(false) && !m_paused) {
         m_late.Frame(static_cast<double>(MonotonicMicroseconds()) / 1e6, seconds);
+    }
     m_trace.Position(seconds);
 }
 
@@ -112,8 +115,9 @@ void RunMonitor::OnEnd() {
     --m_runs;
     if (m_loop && !m_paused && !(m_holdsMore && m_holdsMore())) {
         m_late.Restart();
-        if (m_player.Play())
+        if (m_player.Play()) {
             ++m_runs;
+        }
         TraceState();
     }
     eventfd_write(m_wake.Get(), 1);
@@ -121,8 +125,9 @@ void RunMonitor::OnEnd() {
 }
 
 void RunMonitor::TraceState() {
-    if (m_trace.IsOpen())
+    if (m_trace.IsOpen()) {
         m_trace.State(m_player.Activity());
+    }
 }
 
 } // namespace kqplay

@@ -29,8 +29,9 @@ bool Transport::Start(double begin) {
     SetRange(begin);
     m_steppedOut = false;
     m_failed = !m_parts.monitor->Begin(m_loop);
-    if (!m_failed)
+    if (!m_failed) {
         m_state = State::Playing;
+    }
     return !m_failed;
 }
 
@@ -84,31 +85,37 @@ void Transport::TogglePause() {
 }
 
 bool Transport::WaitForPause() {
-    if (m_state == State::Playing)
+    if (m_state == State::Playing) {
         TogglePause();
+    }
     const Player& player = m_parts.player;
-    for (int i = 0; i < longestPause && !player.IsPaused() && m_parts.monitor->IsRunning(); ++i)
+    for (int i = 0; i < longestPause && !player.IsPaused() && m_parts.monitor->IsRunning(); ++i) {
         usleep(1000);
+    }
     return player.IsPaused();
 }
 
 void Transport::StepForward() {
-    if (m_steppedOut || !m_parts.file.video)
+    if (m_steppedOut || !m_parts.file.video) {
         return;
+    }
     if (m_state == State::Stopped) {
         m_parts.monitor->Load(m_loop);
         m_state = State::Paused;
         return;
     }
-    if (WaitForPause())
+    if (WaitForPause()) {
         m_parts.navigation->StepForward();
+    }
 }
 
 void Transport::StepBackward() {
-    if (!m_parts.file.video)
+    if (!m_parts.file.video) {
         return;
-    if (m_state != State::Stopped && !WaitForPause())
+    }
+    if (m_state != State::Stopped && !WaitForPause()) {
         return;
+    }
     m_steppedOut = false;
     m_parts.navigation->StepBackward();
 }
@@ -176,11 +183,13 @@ Transport::Place Transport::Interrupt() {
 }
 
 void Transport::GoOn(const Place& place) {
-    if (place.state == State::Stopped)
+    if (place.state == State::Stopped) {
         return;
+    }
     // A loop's next rounds begin where this one does.
-    if (Start(m_loop ? m_parts.options.start : place.position) && place.state == State::Paused)
+    if (Start(m_loop ? m_parts.options.start : place.position) && place.state == State::Paused) {
         TogglePause();
+    }
 }
 
 double Transport::Length() const {
@@ -194,8 +203,9 @@ double Transport::Position() const {
 }
 
 std::optional<double> Transport::PlayedPart() const {
-    if (m_rangeLength <= 0)
+    if (m_rangeLength <= 0) {
         return std::nullopt;
+    }
     return m_parts.navigation->Position() / m_rangeLength;
 }
 

@@ -22,15 +22,16 @@ constexpr int timelineHeight = 8;
 constexpr unsigned long playedColour = 0xD0D0D0;
 constexpr unsigned long timelineColour = 0x404040;
 
-bool g_serverIsGone = false;
-Display* g_display = nullptr; ///< the one that a lost connection is survived on
+bool serverIsGone = false;
+Display* survivedDisplay = nullptr; ///< the one that a lost connection is survived on
 
 /// Xlib's own handler, and the step after any handler, end the process, with the sound device open and files
 /// unfinished.
 int OnLostConnection(Display* display) {
-    g_serverIsGone = true;
-    if (display == g_display)
+    serverIsGone = true;
+    if (display == survivedDisplay) {
         return 0;
+    }
     // Not yet ours, while SDL starts: nothing stops Xlib from exit(), under which sound libraries abort.
     constexpr char line[] = "kqplay: the X server has gone\n";
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line, sizeof line - 1);
@@ -38,7 +39,7 @@ int OnLostConnection(Display* display) {
 }
 
 void SurviveLostConnection(Display* display) {
-    g_display = display;
+    survivedDisplay = display;
     XSetIOErrorExitHandler(
         display, [](Display*, void*) {}, nullptr);
 }
@@ -49,8 +50,9 @@ bool StartSdl() {
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     SDL_SetHint(SDL_HINT_VIDEODRIVER, "x11");
     SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
-    if (SDL_Init(SDL_INIT_VIDEO) != 0)
+    if (SDL_Init(SDL_INIT_VIDEO) != 0) {
         return false;
+    }
     SDL_EventState(SDL_SYSWMEVENT, SDL_ENABLE);
     return true;
 }
@@ -90,8 +92,9 @@ bool HasFullScreen(Display* display) {
     unsigned char* data = nullptr;
     if (XGetWindowProperty(display, DefaultRootWindow(display), supported, 0, most, False, XA_ATOM, &type,
                            &format, &count, &left, &data) != Success ||
-        !data)
+        !data) {
         return false;
+    }
     const auto* atoms = reinterpret_cast<const Atom*>(data);
     const bool has = type == XA_ATOM && std::find(atoms, atoms + count, fullScreen) != atoms + count;
     XFree(data);
@@ -101,8 +104,9 @@ bool HasFullScreen(Display* display) {
 /// Scales a size down, ratio kept, until it fits on the screen together with the timeline.
 void FitToScreen(int& width, int& height) {
     SDL_Rect screen;
-    if (SDL_GetDisplayUsableBounds(0, &screen) != 0)
+    if (SDL_GetDisplayUsableBounds(0, &screen) != 0) {
         return;
+    }
     const double factor = std::min({1.0, screen.w * 1.0 / width, (screen.h - timelineHeight) * 1.0 / height});
     width = std::max(smallestSide, static_cast<int>(width * factor));
     height = std::max(smallestSide, static_cast<int>(height * factor));
@@ -117,22 +121,26 @@ std::unique_ptr<VideoWindow> VideoWindow::Open(const std::string& title, int wid
         error = reason;
         return nullptr;
     };
-    if (!std::getenv("DISPLAY"))
+    if (!std::getenv("DISPLAY")) {
         return refused("DISPLAY is not set");
-    if (!StartSdl())
+    }
+    if (!StartSdl()) {
         return refused(SDL_GetError());
+    }
     window->m_columns = ColumnsFor(views);
     width *= window->m_columns;
     height *= (views + window->m_columns - 1) / window->m_columns;
     FitToScreen(width, height);
     window->m_window = SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED,
                                         width, height + timelineHeight, SDL_WINDOW_RESIZABLE);
-    if (!window->m_window)
+    if (!window->m_window) {
         return refused(SDL_GetError());
+    }
     SDL_SysWMinfo info;
     SDL_VERSION(&info.version);
-    if (SDL_GetWindowWMInfo(window->m_window, &info) != SDL_TRUE || info.subsystem != SDL_SYSWM_X11)
+    if (SDL_GetWindowWMInfo(window->m_window, &info) != SDL_TRUE || info.subsystem != SDL_SYSWM_X11) {
         return refused("not an X11 window");
+    }
     window->m_display = info.info.x11.display;
     window->m_id = info.info.x11.window;
     SurviveLostConnection(window->m_display);
@@ -143,10 +151,12 @@ std::unique_ptr<VideoWindow> VideoWindow::Open(const std::string& title, int wid
 }
 
 VideoWindow::~VideoWindow() {
-    if (g_serverIsGone) // every connection of SDL's would end the process when it is closed
+    if (serverIsGone) { // every connection of SDL's would end the process when it is closed
         return;
-    if (m_window)
+    }
+    if (m_window) {
         SDL_DestroyWindow(m_window);
+    }
     SDL_Quit();
 }
 
@@ -155,15 +165,17 @@ void* VideoWindow::Handle() const {
 }
 
 void VideoWindow::Adopt(const std::vector<void*>& viewWindows) {
-    for (void* view : viewWindows)
+    for (void* view : viewWindows) {
         m_views.push_back(static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(view)));
+    }
     FitViews();
     DrawTimeline();
 }
 
 void VideoWindow::ToggleFullScreen() {
-    if (m_before || !HasFullScreen(m_display))
+    if (m_before || !HasFullScreen(m_display)) {
         return FillScreen();
+    }
     const bool full = (SDL_GetWindowFlags(m_window) & SDL_WINDOW_FULLSCREEN_DESKTOP) != 0;
     SDL_SetWindowFullscreen(m_window, full ? 0 : SDL_WINDOW_FULLSCREEN_DESKTOP);
 }
@@ -175,8 +187,9 @@ void VideoWindow::FillScreen() {
         m_before.reset();
     } else {
         SDL_Rect screen;
-        if (SDL_GetDisplayBounds(std::max(0, SDL_GetWindowDisplayIndex(m_window)), &screen) != 0)
+        if (SDL_GetDisplayBounds(std::max(0, SDL_GetWindowDisplayIndex(m_window)), &screen) != 0) {
             return;
+        }
         SDL_GetWindowPosition(m_window, &place.x, &place.y);
         SDL_GetWindowSize(m_window, &place.width, &place.height);
         m_before = place;
@@ -190,12 +203,13 @@ void VideoWindow::ShowPosition(double part) {
     const auto pixel = [this](double value) { return static_cast<int>(value * m_width); };
     const bool moved = pixel(part) != pixel(m_part);
     m_part = part;
-    if (moved)
+    if (moved) {
         DrawTimeline();
+    }
 }
 
 bool VideoWindow::IsLost() const {
-    return g_serverIsGone;
+    return serverIsGone;
 }
 
 int VideoWindow::Fd() const {
@@ -256,20 +270,23 @@ void VideoWindow::OnWindowEvent(int event, int width, int height) {
         m_height = height;
         FitViews();
     }
-    if (event == SDL_WINDOWEVENT_SIZE_CHANGED || event == SDL_WINDOWEVENT_EXPOSED)
+    if (event == SDL_WINDOWEVENT_SIZE_CHANGED || event == SDL_WINDOWEVENT_EXPOSED) {
         DrawTimeline();
+    }
 }
 
 void VideoWindow::Drag(int x) {
-    if (m_dragging)
+    if (m_dragging) {
         m_clicked = std::clamp(static_cast<double>(x) / std::max(1, m_width - 1), 0.0, 1.0);
+    }
 }
 
 /// The views share what the timeline leaves. A window too low for both has no timeline.
 void VideoWindow::FitViews() {
     const int count = static_cast<int>(m_views.size());
-    if (count == 0)
+    if (count == 0) {
         return;
+    }
     const int rows = (count + m_columns - 1) / m_columns;
     const int free = m_height > 2 * timelineHeight ? m_height - timelineHeight : m_height;
     for (int i = 0; i < count; ++i) {

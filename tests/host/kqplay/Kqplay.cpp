@@ -20,8 +20,9 @@ namespace {
 std::string Field(const std::string& line, const std::string& name) {
     const std::string key = "\"" + name + "\":";
     const std::size_t at = line.find(key);
-    if (at == std::string::npos)
+    if (at == std::string::npos) {
         return {};
+    }
     const std::size_t begin = line.find_first_not_of('"', at + key.size());
     return line.substr(begin, line.find_first_of(",\"}", begin) - begin);
 }
@@ -49,18 +50,20 @@ Trace ReadTrace(const std::string& path) {
     for (const std::string& line : lines) {
         EXPECT_TRUE(line.front() == '{' && line.back() == '}') << line;
         const std::string event = Field(line, "ev");
-        if (event == "picture")
+        if (event == "picture") {
             trace.pictures.at(std::stoul(Field(line, "view"))).push_back(Field(line, "crc32"));
-        else if (event == "position")
+        } else if (event == "position") {
             trace.positions.push_back(std::stod(Field(line, "pos")));
-        else if (event == "state")
+        } else if (event == "state") {
             trace.states.push_back(std::stoi(Field(line, "activate")));
-        else if (event == "end")
+        } else if (event == "end") {
             ++trace.ends;
+        }
     }
-    if (!lines.empty())
+    if (!lines.empty()) {
         trace.seconds =
             (std::stod(Field(lines.back(), "t_us")) - std::stod(Field(lines.front(), "t_us"))) / 1e6;
+    }
     return trace;
 }
 
@@ -78,8 +81,9 @@ Strings ReferenceHashes(const std::string& path) {
     const auto frame = static_cast<std::size_t>(width * height + 2 * ((width + 1) / 2) * ((height + 1) / 2));
     EXPECT_EQ(planes.size() % frame, 0u);
     Strings hashes;
-    for (std::size_t at = 0; at + frame <= planes.size(); at += frame)
+    for (std::size_t at = 0; at + frame <= planes.size(); at += frame) {
         hashes.push_back(HashPlanes(reinterpret_cast<std::uint8_t*>(planes.data()) + at, width, height));
+    }
     return hashes;
 }
 
@@ -116,11 +120,13 @@ Strings Headless(const std::string& clip, const Strings& options) {
 std::string CopyProgram(const TemporaryFolder& folder, const std::string& viewLibrary) {
     for (const auto& file : fs::directory_iterator(fs::path(KQPLAY_PROGRAM).parent_path())) {
         const std::string name = file.path().filename().string();
-        if (name == "kqplay" || name.rfind("libKQ", 0) == 0)
+        if (name == "kqplay" || name.rfind("libKQ", 0) == 0) {
             fs::copy_file(file, folder / name);
+        }
     }
-    if (!viewLibrary.empty())
+    if (!viewLibrary.empty()) {
         fs::copy_file(viewLibrary, folder / "PlayerView.so");
+    }
     return folder / "kqplay";
 }
 

@@ -20,7 +20,7 @@ struct Step {
 
 class Navigating : public testing::Test {
 protected:
-    static void SetUpTestSuite() { s_frames = ReferenceHashes(Clip("long.mp4")); }
+    static void SetUpTestSuite() { allFrames = ReferenceHashes(Clip("long.mp4")); }
 
     /// Plays the clip of a minute and types keys.
     static Trace TraceOf(const Strings& options, const std::vector<Step>& steps) {
@@ -34,28 +34,30 @@ protected:
 
     /// @return the number of the frame with that hash, -1 for none of the clip's
     static int NumberOf(const std::string& hash) {
-        const auto found = std::find(s_frames.begin(), s_frames.end(), hash);
-        return found == s_frames.end() ? -1 : static_cast<int>(found - s_frames.begin());
+        const auto found = std::find(allFrames.begin(), allFrames.end(), hash);
+        return found == allFrames.end() ? -1 : static_cast<int>(found - allFrames.begin());
     }
 
     /// @return the numbers of the frames that were shown, -1 for none of the clip's; without the black at the
     ///         end, which the stop shows
     static std::vector<int> FramesOf(const Trace& trace) {
         std::string black;
-        for (int pixel = 0; pixel < 96 * 64; ++pixel)
+        for (int pixel = 0; pixel < 96 * 64; ++pixel) {
             black.append("\0\0\0\377", 4);
+        }
         std::vector<int> numbers;
         for (const std::string& hash : trace.pictures[0]) {
             numbers.push_back(NumberOf(hash));
         }
-        if (!numbers.empty() && trace.pictures[0].back() == HashBytes(black))
+        if (!numbers.empty() && trace.pictures[0].back() == HashBytes(black)) {
             numbers.pop_back();
+        }
         return numbers;
     }
 
-    static Strings s_frames;
+    static Strings allFrames;
 };
-Strings Navigating::s_frames;
+Strings Navigating::allFrames;
 
 TEST_F(Navigating, KeysLeadToTheFrame) {
     const std::vector<Step> steps = {
@@ -89,8 +91,9 @@ TEST_F(Navigating, KeysLeadToTheFrame) {
 TEST_F(Navigating, AStepPausesAndShowsTheNextFrame) {
     const std::vector<int> frames = FramesOf(TraceOf({"--no-audio"}, {{".", "paused  0:0"}}));
     ASSERT_GT(frames.size(), 1u);
-    for (std::size_t i = 1; i < frames.size(); ++i)
+    for (std::size_t i = 1; i < frames.size(); ++i) {
         EXPECT_LE(frames[i] - frames[i - 1], 1);
+    }
 }
 
 TEST_F(Navigating, ASeekWhilePlayingGoesOnFromThere) {

@@ -28,8 +28,9 @@ TEST(EveryFrame, IsShownOnceInOrderAndBitExactInEveryView) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.clip + (" " + testing::PrintToString(row.options)));
         const Trace trace = PlayTraced(Clip(row.clip), row.options);
-        for (std::size_t view = 0; view < row.views; ++view)
+        for (std::size_t view = 0; view < row.views; ++view) {
             EXPECT_EQ(trace.pictures[view], HashesOfARun(Clip(row.clip))) << "view " << view;
+        }
         EXPECT_EQ(trace.pictures[row.views], Strings());
         EXPECT_EQ(trace.ends, 1u);
         ASSERT_FALSE(trace.states.empty());
@@ -115,16 +116,18 @@ TEST(Playback, AFileThatIsLongerThanItSaysIsPlayedToItsEnd) {
 
 TEST(Playback, LoopsUntilItIsInterrupted) {
     AtTerminal kqplay({"--headless", "-v", "--loop", Clip("odd-3x5.mkv")});
-    for (int run = 0; run < 4; ++run)
+    for (int run = 0; run < 4; ++run) {
         kqplay.Press("", "svc End of Play");
+    }
     kill(kqplay.process.Id(), SIGINT);
     const Trace trace = kqplay.Quit("");
     EXPECT_GE(trace.ends, 3u);
     const Strings round = HashesOfARun(Clip("odd-3x5.mkv"));
     const Strings& shown = trace.pictures[0];
     ASSERT_GE(shown.size(), 3 * round.size());
-    for (std::size_t i = 0; i < 3 * round.size(); ++i)
+    for (std::size_t i = 0; i < 3 * round.size(); ++i) {
         ASSERT_EQ(shown[i], round[i % round.size()]) << i;
+    }
 }
 
 TEST(Compare, BothViewsShowTheSameTime) {
@@ -133,8 +136,9 @@ TEST(Compare, BothViewsShowTheSameTime) {
     const Strings second = ReferenceHashes(Clip("silent.mp4")); // 30 frames a second for one second
     EXPECT_EQ(trace.pictures[0], first);
     Strings expected;
-    for (std::size_t i = 0; i < first.size(); ++i)
+    for (std::size_t i = 0; i < first.size(); ++i) {
         expected.push_back(second[std::min(i * 30 / 25, second.size() - 1)]);
+    }
     EXPECT_EQ(trace.pictures[1], expected);
 }
 

@@ -35,8 +35,9 @@ TEST_F(Terminal, KeysTellWhatTheyDid) {
         {"h", "Print these keys"},
         {"S", "stopped  0:"},
     };
-    for (const auto& [keys, text] : rows)
+    for (const auto& [keys, text] : rows) {
         m_kqplay.Press(keys, text);
+    }
     const Trace trace = m_kqplay.Quit("  q"); // plays again, and pauses
     EXPECT_NE(m_process.Output().find("quit  0:"), std::string::npos);
     EXPECT_EQ(m_process.Output().find("soundplayer"), std::string::npos) << "the component's words stay out";

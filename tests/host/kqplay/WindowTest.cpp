@@ -44,8 +44,9 @@ protected:
         Window found = 0;
         WaitUntil([&] {
             for (Window window : Children(DefaultRootWindow(m_display))) {
-                if (m_server.IsShown(static_cast<xcb_window_t>(window)) && !Children(window).empty())
+                if (m_server.IsShown(static_cast<xcb_window_t>(window)) && !Children(window).empty()) {
                     found = window;
+                }
             }
             return found != 0;
         });
