@@ -289,12 +289,26 @@ struct RowLengths {
     std::size_t luma;   ///< luma samples to write
 };
 
+/// Asks for what a row will be read from soon: processors fetch ahead too late where the rows of a pair take
+/// turns. Addresses behind a picture do no harm.
+template <class Source>
+HWY_INLINE void FetchAhead(const std::uint8_t* block) {
+    constexpr std::size_t line = 64, distance = 20 * line;
+    for (std::size_t i = 0; i < blockSize * Source::pixelBytes; i += line) {
+        hwy::Prefetch(block + distance + i);
+    }
+}
+
 /// Rows that share a chroma row: two, or a single one, which needs neither row1 nor out.y1.
 template <class Source, class Arithmetic, int rows, bool stream>
 void ConvertRgbRows(const std::uint8_t* row0, const std::uint8_t* row1, PlanarRows out, RowLengths lengths) {
     constexpr std::size_t pixelBytes = Source::pixelBytes;
     std::size_t x = 0;
     for (; x + blockSize <= lengths.pixels; x += blockSize) {
+        FetchAhead<Source>(row0 + x * pixelBytes);
+        if constexpr (rows == 2) {
+            FetchAhead<Source>(row1 + x * pixelBytes);
+        }
         ConvertRgbBlock<Source, Arithmetic, rows, stream>(
             row0 + x * pixelBytes, row1 + x * pixelBytes,
             {out.y0 + x, out.y1 + x, out.u + x / 2, out.v + x / 2});
