@@ -49,6 +49,7 @@ constexpr Kernels MakeKernels() {
     k.planarToPacked = PlanarToPackedPicture;
     k.packedToPlanar = PackedToPlanarPicture;
     k.swapPairs = SwapPairs;
+    k.copyRows = CopyRows;
     return k;
 }
 

@@ -111,6 +111,13 @@ struct PackedToPlanar {
     bool yuy2;
 };
 
+/// Rows of bytes, from the first on.
+struct RowsToRows {
+    ConstPlane source;
+    Plane out;
+    std::ptrdiff_t bytes, rows;
+};
+
 /// Output of this size bypasses the caches, which it would leave again before anybody reads it: without that,
 /// every line is first read from memory, only to be overwritten. Tests lower it.
 inline std::ptrdiff_t streamBytes = 4 << 20;
@@ -137,7 +144,8 @@ struct Kernels {
     void (*bgrToPacked)(const RgbToPacked&);
     void (*planarToPacked)(const PlanarToPacked&);
     void (*packedToPlanar)(const PackedToPlanar&);
-    void (*swapPairs)(const std::uint8_t* source, std::uint8_t* out, std::size_t bytes);
+    void (*swapPairs)(const RowsToRows&); ///< an even number of bytes
+    void (*copyRows)(const RowsToRows&);  ///< a row may overlap its source
 };
 
 /// The loops as their formulas read.

@@ -204,9 +204,17 @@ void PackedPictureToPlanar(const PackedToPlanar& job) {
     }
 }
 
-void SwapBytesOfPairs(const std::uint8_t* source, std::uint8_t* out, std::size_t bytes) {
-    for (std::size_t i = 0; i < bytes; ++i) {
-        out[i] = source[i ^ 1];
+void SwapBytesOfPairs(const RowsToRows& job) {
+    for (std::ptrdiff_t row = 0; row < job.rows; ++row) {
+        for (std::ptrdiff_t i = 0; i < job.bytes; ++i) {
+            job.out.Row(row)[i] = job.source.Row(row)[i ^ 1];
+        }
+    }
+}
+
+void CopyRows(const RowsToRows& job) {
+    for (std::ptrdiff_t row = 0; row < job.rows; ++row) {
+        std::memmove(job.out.Row(row), job.source.Row(row), static_cast<std::size_t>(job.bytes));
     }
 }
 
@@ -233,6 +241,7 @@ constexpr Kernels MakeKernels() {
     k.planarToPacked = PlanarPictureToPacked;
     k.packedToPlanar = PackedPictureToPlanar;
     k.swapPairs = SwapBytesOfPairs;
+    k.copyRows = CopyRows;
     return k;
 }
 

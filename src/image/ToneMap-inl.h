@@ -135,7 +135,7 @@ private:
     }
 
     static HWY_INLINE V32 PickLightPieces(const std::int32_t* curve, V32 piece) {
-#if HWY_TARGET <= HWY_AVX3
+#if KQ_FOUR_LANES
         static_assert(C::lightPieces == 64);
         const auto part = [=](int i) { return hn::LoadU(d32, curve + 16 * i).raw; };
         const V32 lower{_mm512_permutex2var_epi32(part(0), piece.raw, part(1))};
