@@ -110,7 +110,6 @@ TEST_F(Crossing, StampsMayBeginAboveZero) {
 TEST_F(Crossing, EveryPauseIsAddedToTheClock) {
     FakeVideo video(100, 25);
     PlayerHost host(&video);
-    m_shown.clear();
     host->Play();
     Pass(210);
     for (int i = 0; i < 3; ++i) {
@@ -227,7 +226,6 @@ TEST_F(Crossing, ASeekAfterTheRunReplacesTheOneThatTheRunHasLeft) {
 TEST_F(Crossing, APauseWithTheLastPictureIsAPause) {
     FakeVideo video(10, 25);
     PlayerHost host(&video);
-    m_shown.clear();
     host.m_onNotify = [&](unsigned int what) {
         if (what == KQ_NOTIFY_POSITION && video.GetIndex() == 9 && !host->IsPaused()) {
             host->Pause();
@@ -256,7 +254,6 @@ struct Seeker {
 TEST_F(Crossing, TwoThatWaitForTheirSeeksDoNotStarveEachOther) {
     FakeVideo video(500, 25);
     PlayerHost host(&video);
-    m_shown.clear();
     host->Play();
     Pass(100);
     Seeker seekers[2] = {{host.Get()}, {host.Get()}};
@@ -308,7 +305,6 @@ TEST_F(Crossing, InsideTheEndOfPlayAPlayerMayBeReplaced) {
 TEST_F(Crossing, TheLastReferenceMayGoInAnEndOfPlayWhileANewerRunIsActive) {
     FakeVideo video(50, 100);
     PlayerHost host(&video);
-    m_shown.clear();
     bool released = false;
     host.m_onNotify = [&](unsigned int what) {
         if (what == KQ_NOTIFY_END && !released) {

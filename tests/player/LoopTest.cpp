@@ -179,13 +179,4 @@ TEST_F(WithSound, SoundAloneReportsItsPosition) {
     EXPECT_EQ(m_recorder.GetCount(), 0u);
 }
 
-TEST_F(WithSound, AnUnplayableFormatLeavesTheVideoRunning) {
-    FakeVideo video(10, 100);
-    FakeAudio audio(1.0, 48000, 3);
-    PlayerHost host(&video, &audio);
-    host->Play();
-    EXPECT_TRUE(RenderUntil([&] { return host.GetEnds() == 1; }));
-    EXPECT_EQ(host.GetPositions().size(), 9u);
-}
-
 } // namespace
