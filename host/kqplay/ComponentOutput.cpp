@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 namespace kqplay {
 namespace {
@@ -42,10 +43,11 @@ void ComponentOutput::TakeRecord(const char* text, void* userData) {
     output->m_imageRecord = record;
 }
 
-std::string ComponentOutput::ImageComplaint() {
+std::string ComponentOutput::TakeImageComplaint() {
     const std::lock_guard guard(m_lock);
-    const std::size_t colon = m_imageRecord.rfind(": ");
-    return colon == std::string::npos ? std::string() : m_imageRecord.substr(colon + 2);
+    const std::string record = std::exchange(m_imageRecord, {});
+    const std::size_t colon = record.rfind(": ");
+    return colon == std::string::npos ? std::string() : record.substr(colon + 2);
 }
 
 ComponentOutput::~ComponentOutput() {

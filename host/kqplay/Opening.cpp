@@ -14,8 +14,9 @@ constexpr double wallClockStep = 0.010;
 /// Decoded frames wait in queues of this size: an eighth of a second of 1080p60 in planar 4:2:0.
 constexpr std::size_t queueBytes = std::size_t{24} << 20;
 
-void HandOverPicture(void*, int view, int width, int height, const unsigned char* pixels, void* monitor) {
-    static_cast<RunMonitor*>(monitor)->OnPicture(view, width, height, pixels);
+void HandOverPicture(void*, int view, int width, int height, const unsigned char* pixels, void* user) {
+    auto& parts = *static_cast<PlaybackParts*>(user);
+    parts.monitor->OnPicture(view - parts.firstView, width, height, pixels);
 }
 
 bool OpenFile(PlaybackParts& parts) {
@@ -116,6 +117,7 @@ bool OpenView(PlaybackParts& parts) {
     int height = 1;
     DisplaySize(parts.file.video, width, height);
     void* parent = OpenWindow(parts, width, height);
+    parts.firstView = parts.stills ? 1 : 0;
     for (int i = 0; i < ViewCount(parts); ++i) {
         if (!parts.player.CreateView(parent, width, height)) {
             return parts.FailFile("cannot show pictures: " + parts.viewLibrary.WhyNoView());
@@ -127,7 +129,7 @@ bool OpenView(PlaybackParts& parts) {
     if (parts.window) {
         parts.window->Adopt(parts.player.ViewWindows());
     }
-    parts.showsLate = parts.viewLibrary.SetPictureSink(HandOverPicture, &*parts.monitor);
+    parts.showsLate = parts.viewLibrary.SetPictureSink(HandOverPicture, &parts);
     if (!parts.showsLate && parts.trace.IsOpen()) {
         parts.Notice("PlayerView.so hands no pictures out: the trace has none");
     }
@@ -147,8 +149,9 @@ bool OpenLogAndTrace(PlaybackParts& parts) {
 }
 
 bool OpenPlayback(PlaybackParts& parts) {
-    if (!OpenFile(parts) || !OpenSecond(parts))
+    if (!OpenFile(parts) || !OpenSecond(parts)) {
         return false;
+    }
     parts.DescribePictures([&parts](const std::string& line) { parts.output.Note(line); });
     return TakeCaptures(parts) && OpenSound(parts) && OpenPlayer(parts) && OpenView(parts);
 }

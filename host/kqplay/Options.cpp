@@ -47,7 +47,7 @@ std::string ReadCapture(const std::string& text, Options& options) {
     }
     CLI::detail::lexical_cast(text.substr(0, colon), request.seconds);
     request.path = text.substr(colon + 1);
-    if (!PictureFormat(request.path)) {
+    if (PictureFormat(request.path) < 0) {
         return "'" + request.path + "' does not end in .bmp, .jpg, .jpeg or .png";
     }
     options.captures.push_back(request);
@@ -68,7 +68,7 @@ std::string ReadContactSheet(const std::string& text, ContactSheetRequest& reque
     if (std::min(request.columns, request.rows) < 1 || std::max(request.columns, request.rows) > most) {
         return "a contact sheet has 1 to 32 columns and rows";
     }
-    if (!PictureFormat(request.path)) {
+    if (PictureFormat(request.path) < 0) {
         return "'" + request.path + "' does not end in .bmp, .jpg, .jpeg or .png";
     }
     return {};

@@ -28,8 +28,9 @@ void PlaybackParts::DescribePictures(const std::function<void(const std::string&
         options.filter.empty() ? options.compare : options.file + " | " + options.filter;
     for (const auto& [name, video] : {std::pair(options.file, file.video), {other, second.video}}) {
         const std::string text = video ? kq::streams::DescribePicture(*video) : "";
-        if (!text.empty())
+        if (!text.empty()) {
             tell(name + ": " + text);
+        }
     }
 }
 

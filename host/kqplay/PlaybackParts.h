@@ -10,6 +10,7 @@
 #include "ProgressLine.h"
 #include "RunMonitor.h"
 #include "SignalInbox.h"
+#include "StillPlayer.h"
 #include "TraceWriter.h"
 #include "VideoWindow.h"
 #include "ViewLibrary.h"
@@ -53,6 +54,8 @@ struct PlaybackParts {
     AudioOutput sound;
     std::unique_ptr<VideoWindow> window; ///< none off-screen
     ViewLibrary viewLibrary;
+    std::optional<StillPlayer> stills; ///< once a capture or screenshot has been taken
+    int firstView = 0;                 ///< number of the player's first view within the process
     Player player; ///< goes before the window that its view lives in, and before the sound device
     std::optional<RunMonitor> monitor;
     std::optional<Navigation> navigation;

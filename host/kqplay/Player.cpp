@@ -80,6 +80,12 @@ bool Player::Play() {
     return m_player->Play() == kq::Ok;
 }
 
+bool Player::Capture(int format, const std::wstring& path) {
+    CaptureImageInfo info = {};
+    info.nFormat = format;
+    return m_player->CaptureCurrentImage(&info, path.c_str()) == kq::Ok;
+}
+
 long Player::OnNotify(void* userData, unsigned int message, unsigned int what, unsigned int argument) {
     auto* listener = static_cast<PlayerListener*>(userData);
     if (message != PLAYER_NOTIFY) {

@@ -31,12 +31,11 @@ bool SavePicture(PlaybackParts& parts, const MEDIA_FRAME* frame, const std::stri
     if (!frame) {
         return parts.Fail(path + ": there is no picture to write");
     }
-    Picture picture;
-    if (!picture.Take(*frame)) {
-        return parts.Fail(path + ": no memory for the picture");
+    if (!parts.stills) {
+        parts.stills.emplace();
     }
     std::string error;
-    return picture.Save(path, parts.output, error) || parts.Fail(error);
+    return parts.stills->Save(*frame, path, parts.output, error) || parts.Fail(error);
 }
 
 /// @param frame of the reference; the second view's own follows it
@@ -68,7 +67,7 @@ bool TakeScreenshot(PlaybackParts& parts) {
         return true;
     }
     parts.navigation->Arrive(); // the progress line shows the target already
-    const MEDIA_FRAME* frame = parts.player.CopyPicture();
+    const MEDIA_FRAME* frame = parts.file.video->GetCurrentFrame();
     if (!frame) {
         return false;
     }
