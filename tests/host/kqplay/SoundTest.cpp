@@ -54,7 +54,7 @@ TEST(Recording, HasTheToneItsLengthItsRateAndItsVolume) {
     EXPECT_GE(sound.samples.size(), 47500u);
     EXPECT_LE(sound.samples.size(), 72000u);
     EXPECT_GT(sound.peak, 1600);
-    EXPECT_NEAR(Sound(record("half.wav", {"--volume", "50"})).peak, sound.peak / 2, sound.peak / 20);
+    EXPECT_NEAR(Sound(record("half.wav", {"--volume", "50"})).peak, sound.peak / 2.0, sound.peak / 20.0);
     EXPECT_TRUE(Sound(record("mute.wav", {"--mute"})).samples.empty());
 }
 
