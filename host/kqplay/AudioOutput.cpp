@@ -170,7 +170,8 @@ bool AudioOutput::IsConnected() const {
 }
 
 void AudioOutput::SetRunning(bool running) {
-    if (!m_device || alcIsExtensionPresent(m_device, "ALC_SOFT_pause_device") != ALC_TRUE) {
+    // OpenAL goes on with a recording at its begin.
+    if (!m_device || IsRecording() || alcIsExtensionPresent(m_device, "ALC_SOFT_pause_device") != ALC_TRUE) {
         return;
     }
     const char* name = running ? "alcDeviceResumeSOFT" : "alcDevicePauseSOFT";

@@ -78,7 +78,8 @@ Strings ReferenceHashes(const std::string& path) {
         RunProcess({"ffmpeg", "-v", "error", "-nostdin", "-i", path, "-map", "0:v:0", "-fps_mode",
                     "passthrough", "-f", "rawvideo", "-pix_fmt", "yuv420p", "-"})
             .out;
-    const auto frame = static_cast<std::size_t>(width * height + 2 * ((width + 1) / 2) * ((height + 1) / 2));
+    const int samples = width * height + 2 * ((width + 1) / 2) * ((height + 1) / 2);
+    const auto frame = static_cast<std::size_t>(samples);
     EXPECT_EQ(planes.size() % frame, 0u);
     Strings hashes;
     for (std::size_t at = 0; at + frame <= planes.size(); at += frame) {
