@@ -158,7 +158,8 @@ void MakeAStorm(bool bVideo, bool bAudio) {
             [&] { host->CaptureCurrentImageEx(); },
             [&] { host->Update(static_cast<int>(random() % 2)); },
             [&] { host->IsSeeking(); },
-            [&] { bAudio ? host.SetAudio(&audio) : static_cast<void>(host->GetMovieLength()); },
+            [&] { host->GetMovieLength(); },
+            [&] { host.SetAudio(bAudio && (!bVideo || random() % 2 == 0) ? &audio : nullptr); },
         };
         const std::function<void()> often[] = {
             [&] { host->Pause(); },
