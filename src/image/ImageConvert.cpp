@@ -4,7 +4,6 @@
 
 #include <kqplayer/image.h>
 
-
 namespace {
 
 using namespace kq::image;

@@ -82,7 +82,18 @@ HWY_INLINE V32 MulAddPairs(V16 a, V16 b) {
     return V32{KQ_X86(madd_epi16)(a.raw, b.raw)};
 }
 
-/// The same of unsigned bytes and signed bytes, in 16 bits with saturation.
+/// That, added to a sum.
+HWY_INLINE V32 MulAddPairs(V32 sum, V16 a, V16 b) {
+#if KQ_FOUR_LANES
+    // Processors of this target have the instruction; compilers are not told so.
+    __asm__("vpdpwssd %2, %1, %0" : "+v"(sum.raw) : "v"(a.raw), "vm"(b.raw));
+    return sum;
+#else
+    return hn::Add(MulAddPairs(a, b), sum);
+#endif
+}
+
+/// Pairs of unsigned bytes and signed bytes likewise, in 16 bits with saturation.
 HWY_INLINE V16 MulAddBytePairs(V8 a, V8 b) {
     return V16{KQ_X86(maddubs_epi16)(a.raw, b.raw)};
 }

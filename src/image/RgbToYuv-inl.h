@@ -133,7 +133,7 @@ struct Yuv14 {
     static HWY_INLINE V32 V(const Pixels& p) {
         // R is the highest byte. The two bits of G below 4 R change nothing: all the rest is a multiple of 4.
         const V32 red4 = hn::BitCast(d32, hn::ShiftRight<22>(hn::BitCast(du32, p.brgr)));
-        return hn::Add(MulAddPairs(p.differences, Words<-4652, -24116>()), red4);
+        return MulAddPairs(red4, p.differences, Words<-4652, -24116>());
     }
 };
 

@@ -1,5 +1,6 @@
 /// @file
-/// HDR pictures (BT.2100 PQ and HLG with the primaries of BT.2020) shown as SDR, by table.
+/// HDR pictures (BT.2100 PQ and HLG with the primaries of BT.2020) shown as SDR, by curves of straight
+/// pieces.
 ///
 /// SDR white is 203 cd/m². PQ light above the knee of BT.2390's EETF is compressed from the peak of the
 /// content to it, each component for itself; HLG is rendered as on a display of that peak, with BT.2390's

@@ -73,7 +73,7 @@ private:
     static HWY_INLINE V16 Load(const Constant& constant) { return hn::Load(d16, constant.words); }
 
     HWY_INLINE V32 Green(V16 pairs) const {
-        return hn::Add(MulAddPairs(pairs, Load(m_green)), hn::BitCast(d32, Load(m_greenOffset)));
+        return MulAddPairs(hn::BitCast(d32, Load(m_greenOffset)), pairs, Load(m_green));
     }
     HWY_INLINE V16 Luma(V16 y) const {
         return hn::BitCast(d16, hn::MulHigh(hn::BitCast(du16, y), hn::BitCast(du16, Load(m_luma))));

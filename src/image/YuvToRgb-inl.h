@@ -127,7 +127,7 @@ struct Saturating {
             BlueTerm::bestNudge * uFactor - RedTerm::bestNudge * vFactor;
 
         static HWY_INLINE GreenTerm Make(V16 x) {
-            const V32 sum = hn::Add(MulAddPairs(x, Words<uFactor, vFactor>()), DoubleWords<sumOffset>());
+            const V32 sum = MulAddPairs(DoubleWords<sumOffset>(), x, Words<uFactor, vFactor>());
             return {RepeatWord<1>(hn::BitCast(d16, sum))};
         }
         HWY_INLINE V16 AddTo(V16 luma) const { return hn::SaturatedAdd(luma, term); }
