@@ -126,17 +126,24 @@ TEST(PixelFormats, AllComeWithTheirColour) {
 }
 
 TEST(PixelFormats, UnknownValuesGetTheNearestReadingAndOneNotice) {
-    constexpr int beyond = 99;
     const struct {
-        int matrix, range, transfer, primaries;
+        AVColorSpace matrix;
+        AVColorRange range;
+        AVColorTransferCharacteristic transfer;
+        AVColorPrimaries primaries;
         Colour colour;
         const char* notice = nullptr;
     } cases[] = {
         {AVCOL_SPC_UNSPECIFIED, AVCOL_RANGE_UNSPECIFIED, AVCOL_TRC_UNSPECIFIED, AVCOL_PRI_UNSPECIFIED, {}},
-        {AVCOL_SPC_RGB, beyond, AVCOL_TRC_RESERVED, AVCOL_PRI_RESERVED, {}},
-        {AVCOL_SPC_FCC, AVCOL_RANGE_JPEG, AVCOL_TRC_BT709, beyond, {KQ_MATRIX_BT601, KQ_RANGE_FULL}},
-        {beyond, AVCOL_RANGE_MPEG, AVCOL_TRC_BT709, beyond, {}, "the matrix unknown is taken for BT.601"},
-        {beyond,
+        {AVCOL_SPC_RGB, AVCOL_RANGE_NB, AVCOL_TRC_RESERVED, AVCOL_PRI_RESERVED, {}},
+        {AVCOL_SPC_FCC, AVCOL_RANGE_JPEG, AVCOL_TRC_BT709, AVCOL_PRI_NB, {KQ_MATRIX_BT601, KQ_RANGE_FULL}},
+        {AVCOL_SPC_NB,
+         AVCOL_RANGE_MPEG,
+         AVCOL_TRC_BT709,
+         AVCOL_PRI_NB,
+         {},
+         "the matrix unknown is taken for BT.601"},
+        {AVCOL_SPC_NB,
          AVCOL_RANGE_MPEG,
          AVCOL_TRC_BT709,
          AVCOL_PRI_BT2020,
@@ -156,7 +163,7 @@ TEST(PixelFormats, UnknownValuesGetTheNearestReadingAndOneNotice) {
          "the matrix chroma-derived-nc is taken for BT.601"},
         {AVCOL_SPC_SMPTE170M,
          AVCOL_RANGE_MPEG,
-         beyond,
+         AVCOL_TRC_NB,
          AVCOL_PRI_BT709,
          {},
          "the transfer unknown is not converted"},
@@ -178,10 +185,10 @@ TEST(PixelFormats, UnknownValuesGetTheNearestReadingAndOneNotice) {
         Converting converting(false);
         for (int i = 0; i < 3; ++i) {
             FrameHandle picture = Orange(AV_PIX_FMT_YUV420P, 34, 20);
-            picture->colorspace = static_cast<AVColorSpace>(expected.matrix);
-            picture->color_range = static_cast<AVColorRange>(expected.range);
-            picture->color_trc = static_cast<AVColorTransferCharacteristic>(expected.transfer);
-            picture->color_primaries = static_cast<AVColorPrimaries>(expected.primaries);
+            picture->colorspace = expected.matrix;
+            picture->color_range = expected.range;
+            picture->color_trc = expected.transfer;
+            picture->color_primaries = expected.primaries;
             const std::uint8_t* const plane = picture->data[0];
             const Conversion made = converting.Convert(std::move(picture));
             EXPECT_TRUE(ColourOf(made.record) == expected.colour);
