@@ -79,7 +79,8 @@ bool Picture::Save(const std::string& path, ComponentOutput& output, std::string
         error = path + ": the name is not UTF-8";
         return false;
     }
-    if (DISaveEx(m_image, name.c_str(), mimeTypes[PictureFormat(path)]) == 1) {
+    const int format = PictureFormat(path);
+    if (DISaveEx(m_image, name.c_str(), format >= 0 ? mimeTypes[format] : nullptr) == 1) {
         return true;
     }
     const std::string reason = output.TakeImageComplaint();
