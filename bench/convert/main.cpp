@@ -30,14 +30,16 @@ using kq::bench::Contestant;
 /// Buffers begin at a cache line, as frame pools have them, for every contestant alike.
 using Bytes = std::vector<std::uint8_t, kq::bench::LineAllocator<std::uint8_t>>;
 
-/// A picture in every format that a routine may read or write, with room for copies of the largest traffic.
+/// A picture in every format that a routine may read or write, with room for copies of the largest traffic:
+/// half of what the widest layout, 4:4:4 with 10 bits to 32-bit RGB, reads and writes.
 struct Picture {
+    static constexpr int trafficBytes = (48 + 32) / 16;
     int width, height;
     Bytes y, u, v, packed, rgb;
 
     Picture(int w, int h)
         : width(w), height(h), y(Random(w * h * 2)), u(Random(w * h * 2)), v(Random(w * h * 2)),
-          packed(Random(w * h * 2)), rgb(Random(w * h * 5)) {}
+          packed(Random(w * h * 2)), rgb(Random(w * h * trafficBytes)) {}
 
     static Bytes Random(int bytes) {
         Bytes result(static_cast<std::size_t>(bytes));
@@ -378,9 +380,15 @@ Options Parse(int argc, char** argv) {
     return options;
 }
 
-void UseTarget(std::int64_t target) {
-    hwy::SetSupportedTargetsForTest(target);
-    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+/// The instruction sets that this processor has and that were compiled.
+std::int64_t Targets() {
+    static const std::int64_t targets = hwy::SupportedTargets() & HWY_TARGETS;
+    return targets;
+}
+
+/// Dispatches to the best of these targets. Cheap enough to be timed with what it is for.
+void UseTargets(std::int64_t targets) {
+    hwy::GetChosenTarget().Update(targets);
 }
 
 /// Ours on the best target first, then the others that were asked for, then the competition.
@@ -411,11 +419,11 @@ std::vector<Contestant> Contestants(const Routine& routine, Picture& source, Pic
                        std::memcpy(output.rgb.data(), source.rgb.data(), bytes);
                    }});
     if (options.targets) {
-        for (std::int64_t bits = hwy::SupportedTargets(); bits != 0; bits &= bits - 1) {
+        for (std::int64_t bits = Targets(); bits != 0; bits &= bits - 1) {
             all.push_back({hwy::TargetName(bits & -bits), [&, target = bits & -bits] {
-                               UseTarget(target);
+                               UseTargets(target);
                                routine.ours(source, output);
-                               UseTarget(0);
+                               UseTargets(Targets());
                            }});
         }
     }
@@ -457,7 +465,7 @@ int main(int argc, char** argv) {
     init_yuv2rgb();
     if (!options.json) {
         std::printf("Times as fast as each contestant; median of %d rounds. Targets here: best is %s.\n",
-                    options.rounds, hwy::TargetName(hwy::SupportedTargets() & -hwy::SupportedTargets()));
+                    options.rounds, hwy::TargetName(Targets() & -Targets()));
     }
     std::vector<Routine> routines = Routines();
     for (Routine& routine : ColourRoutines()) {

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 
 namespace fs = std::filesystem;
@@ -102,6 +103,22 @@ std::string MakeClip(const std::string& name, const std::vector<std::string>& op
         throw std::runtime_error("ffmpeg could not make " + name);
     fs::rename(unfinished, clip);
     return clip;
+}
+
+std::vector<double> PictureTimes(const std::string& path) {
+    std::vector<double> times;
+    std::ifstream trace(path);
+    for (std::string line; std::getline(trace, line);) {
+        long long time = 0;
+        const bool isPicture = line.find("\"ev\":\"picture\",\"view\":0") != std::string::npos;
+        if (isPicture && std::sscanf(line.c_str(), "{\"t_us\":%lld", &time) == 1) {
+            times.push_back(static_cast<double>(time) / 1000);
+        }
+    }
+    if (!times.empty()) {
+        times.pop_back();
+    }
+    return times;
 }
 
 double Percentile(std::vector<double> values, double share) {

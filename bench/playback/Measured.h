@@ -31,6 +31,9 @@ std::string MakeClip(const std::string& name, const std::vector<std::string>& op
 /// @return a path for a file that a measurement writes
 std::string Scratch(const std::string& name);
 
+/// @return milliseconds at which the first view's pictures of a trace came, the last, refreshed one left out
+std::vector<double> PictureTimes(const std::string& path);
+
 /// @param share 0 for the smallest to 1 for the largest value
 double Percentile(std::vector<double> values, double share);
 

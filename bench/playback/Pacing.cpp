@@ -7,8 +7,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <cstdio>
-#include <fstream>
 #include <thread>
 
 namespace bench {
@@ -16,21 +14,6 @@ namespace {
 
 constexpr double rate = 60;
 constexpr double tick = 10; ///< milliseconds; the wall clock of the component moves in these steps
-
-/// @return milliseconds at which the pictures of a trace came, the last, black one left out
-std::vector<double> PictureTimes(const std::string& path) {
-    std::vector<double> times;
-    std::ifstream trace(path);
-    for (std::string line; std::getline(trace, line);) {
-        long long time = 0;
-        if (line.find("\"ev\":\"picture\"") != std::string::npos &&
-            std::sscanf(line.c_str(), "{\"t_us\":%lld", &time) == 1)
-            times.push_back(static_cast<double>(time) / 1000);
-    }
-    if (!times.empty())
-        times.pop_back();
-    return times;
-}
 
 /// Delays of the pictures after the ticks at which they were due. Ticks lie at whole multiples of the clock's
 /// step; the first picture, whose own moment starts the clock somewhere within a step, says nothing.

@@ -1,86 +1,170 @@
 // What playing in a window costs, beside a general-purpose player's software output on the same X server.
 #include "Measured.h"
+#include "RealTimeDevice.h"
 
+#include <host/kqplay/LateFrames.h>
 #include <tests/support/Xvfb.h>
 
-#include <fstream>
+#include <algorithm>
 
 namespace bench {
 namespace {
 
 constexpr int rounds = 3;
 
-std::vector<std::string> TestPattern(const char* pattern) {
-    return {"-f",      "lavfi",    "-i",       pattern,
-            "-f",      "lavfi",    "-i",       "sine=frequency=440:sample_rate=48000",
-            "-t",      "10",       "-c:v",     "libx264",
-            "-preset", "veryfast", "-pix_fmt", "yuv420p",
-            "-c:a",    "aac",      "-ac",      "2"};
+using Words = std::vector<std::string>;
+
+Words Joined(Words words, const Words& more) {
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+}
+
+/// A clip of ten seconds with sound.
+struct Clip {
+    const char* name;
+    const char* pattern; ///< a source of pictures
+    Words encoder;
+    Words colour; ///< what the file says of its pictures
+
+    std::string Make() const {
+        const Words input = {"-f", "lavfi", "-i", pattern,
+                             "-f", "lavfi", "-i", "sine=frequency=440:sample_rate=48000"};
+        const Words output = {"-t", "10", "-c:a", "aac", "-ac", "2"};
+        return MakeClip(name, Joined(Joined(Joined(input, output), encoder), colour));
+    }
+};
+
+const char* const fullHd = "testsrc2=size=1920x1080:rate=60";
+const Words plainH264 = {"-c:v", "libx264", "-preset", "veryfast", "-pix_fmt", "yuv420p"};
+
+Words Described(const char* matrix, const char* primaries, const char* transfer) {
+    return {"-colorspace", matrix, "-color_primaries", primaries, "-color_trc", transfer};
+}
+
+/// What both players play.
+struct Row {
+    const char* name;
+    Clip clip;
+    const char* beside = nullptr; ///< pattern of a second file to show beside the first
+};
+
+const std::vector<Row>& Rows() {
+    static const Words hd = Described("bt709", "bt709", "bt709");
+    static const std::vector<Row> rows = {
+        {"H.264, BT.709", {"h264-709.mp4", fullHd, plainH264, hd}},
+        {"H.264, BT.601",
+         {"h264-601.mp4", fullHd, plainH264, Described("smpte170m", "smpte170m", "smpte170m")}},
+        {"HEVC, 10 bits",
+         {"hevc-10.mp4",
+          fullHd,
+          {"-c:v", "libx265", "-preset", "ultrafast", "-x265-params", "log-level=none", "-pix_fmt",
+           "yuv420p10le"},
+          hd}},
+        {"MJPEG, full range",
+         {"mjpeg.avi", fullHd, {"-c:v", "mjpeg", "-q:v", "4", "-pix_fmt", "yuvj420p"}, {}}},
+        {"H.264, 4:2:2",
+         {"h264-422.mp4", fullHd, {"-c:v", "libx264", "-preset", "veryfast", "-pix_fmt", "yuv422p"}, hd}},
+        {"two of H.264, BT.709", {"h264-709.mp4", fullHd, plainH264, hd}, "testsrc=size=1920x1080:rate=60"},
+    };
+    return rows;
 }
 
 /// The round with the median of the processor time.
 Usage Median(std::vector<Usage> usages) {
-    std::vector<double> times;
-    for (const Usage& usage : usages)
-        times.push_back(usage.processor);
-    const double median = Percentile(times, 0.5);
-    for (const Usage& usage : usages) {
-        if (usage.processor == median)
-            return usage;
-    }
-    return {};
+    std::sort(usages.begin(), usages.end(),
+              [](const Usage& a, const Usage& b) { return a.processor < b.processor; });
+    return usages[usages.size() / 2];
 }
 
-int ShownPictures(const std::string& trace) {
-    int count = -1; // the last one is black
-    std::ifstream file(trace);
-    for (std::string line; std::getline(file, line);)
-        count += line.find("\"ev\":\"picture\"") != std::string::npos ? 1 : 0;
-    return count;
-}
-
-void PrintRow(const std::string& name, const Usage& usage, const std::string& note) {
+void PrintUsage(const std::string& name, const Usage& usage, const std::string& note) {
     Print("%-44s %6.2f s %6.0f MB %6.2f s  %s\n", name.c_str(), usage.processor, usage.peak, usage.elapsed,
           usage.ran ? note.c_str() : "FAILED");
 }
 
 /// Plays in a window, with sound that nobody hears. @return what one round used
-Usage Play(const std::string& clip, std::string& note) {
+Usage Play(const Words& files, std::vector<double>& came) {
     const std::string trace = Scratch("window.trace");
-    const Usage usage = Run({Kqplay(), "--audio", "null", "--trace", trace, clip});
-    note = std::to_string(ShownPictures(trace)) + " pictures";
+    const Usage usage = Run(Joined({Kqplay(), "--audio", "null", "--trace", trace}, files));
+    came = PictureTimes(trace);
     return usage;
+}
+
+/// Every picture is shown there too: left alone, mpv leaves out pictures when the machine has other work.
+Usage PlayElsewhere(const Words& files) {
+    const Words command = {"mpv",        "--no-config", "--vo=x11",      "--framedrop=no",
+                           "--hwdec=no", "--ao=null",   "--really-quiet"};
+    return Run(Joined(command, files));
+}
+
+void MeasureRow(const Row& row, bool compare) {
+    Words own = {row.clip.Make()};
+    Words elsewhere = own;
+    if (row.beside != nullptr) {
+        const Clip second = {"h264-second.mp4", row.beside, row.clip.encoder, row.clip.colour};
+        own = {"--compare", second.Make(), own[0]};
+        elsewhere.insert(elsewhere.end(),
+                         {"--external-file=" + own[1], "--lavfi-complex=[vid1][vid2]hstack[vo]"});
+    }
+    std::vector<Usage> ours;
+    std::vector<Usage> others;
+    std::vector<double> came;
+    for (int round = 0; round < rounds; ++round) {
+        ours.push_back(Play(own, came));
+        if (compare) {
+            others.push_back(PlayElsewhere(elsewhere));
+        }
+    }
+    const std::string name = row.name;
+    PrintUsage(name + ": kqplay", Median(ours), std::to_string(came.size()) + " pictures");
+    if (compare) {
+        PrintUsage(name + ": mpv --vo=x11", Median(others), "");
+        Print("%-44s %6.2f\n", "kqplay / mpv", Median(ours).processor / Median(others).processor);
+    }
+}
+
+/// Each round for itself: a machine with other work makes some pictures late.
+void MeasureHdr() {
+    const Clip clip = {"hdr-1080p30.mp4",
+                       "testsrc2=size=1920x1080:rate=30",
+                       {"-c:v", "libx265", "-preset", "ultrafast", "-x265-params", "log-level=none",
+                        "-pix_fmt", "yuv420p10le"},
+                       Described("bt2020nc", "bt2020", "smpte2084")};
+    const std::string path = clip.Make();
+    constexpr double period = 1.0 * RealTimeDevice::Period / RealTimeDevice::SampleRate;
+    constexpr double allowed = kqplay::LateTolerance(period) * 1000;
+    for (int round = 0; round < rounds; ++round) {
+        std::vector<double> came;
+        const Usage usage = Play({path}, came);
+        const std::vector<double> delays = kqplay::DelaysAfterMostPunctual(came, 1000.0 / 30);
+        const auto late =
+            std::count_if(delays.begin(), delays.end(), [](double delay) { return delay > allowed; });
+        PrintUsage("1920x1080, 30 Hz, HEVC, HDR (PQ): kqplay", usage,
+                   std::to_string(came.size()) + " pictures, " + std::to_string(late) + " late");
+    }
 }
 
 } // namespace
 
 void MeasureProcessorTime() {
     const kqtest::Xvfb server({"-screen", "0", "3840x2160x24"});
-    const std::string clip = MakeClip("1080p60.mp4", TestPattern("testsrc2=size=1920x1080:rate=60"));
     const bool compare = IsInstalled("mpv");
-    std::vector<Usage> own;
-    std::vector<Usage> other;
-    std::string note;
-    for (int round = 0; round < rounds; ++round) {
-        own.push_back(Play(clip, note));
-        if (compare)
-            other.push_back(
-                Run({"mpv", "--no-config", "--vo=x11", "--hwdec=no", "--ao=null", "--really-quiet", clip}));
-    }
-    Print("Processor time in a window, 10 s of H.264 and AAC, median of %d rounds\n", rounds);
-    Print("%-44s %8s %9s %8s\n", "", "user+sys", "peak", "elapsed");
-    PrintRow("1920x1080, 60 Hz: kqplay", Median(own), note);
-    if (compare) {
-        PrintRow("1920x1080, 60 Hz: mpv --vo=x11", Median(other), "");
-        Print("%-44s %6.2f\n", "kqplay / mpv", Median(own).processor / Median(other).processor);
-    } else {
+    Print("Processor time in a window, 10 s with AAC, 1920x1080 at 60 Hz, median of %d rounds\n", rounds);
+    if (!compare) {
         Print("mpv is not installed: there is nothing to compare with\n");
     }
-    PrintRow("1920x1080, 60 Hz: decoding alone (ffmpeg)",
-             Run({"ffmpeg", "-nostdin", "-threads", "1", "-i", clip, "-f", "null", "-"}), "");
-    const std::string large = MakeClip("2160p30.mp4", TestPattern("testsrc2=size=3840x2160:rate=30"));
-    const Usage usage = Play(large, note);
-    PrintRow("3840x2160, 30 Hz: kqplay", usage, note);
+    Print("%-44s %8s %9s %8s\n", "", "user+sys", "peak", "elapsed");
+    for (const Row& row : Rows()) {
+        MeasureRow(row, compare);
+    }
+    PrintUsage(
+        "decoding alone: H.264 (ffmpeg)",
+        Run({"ffmpeg", "-nostdin", "-threads", "1", "-i", Scratch(Rows()[0].clip.name), "-f", "null", "-"}),
+        "");
+    MeasureHdr();
+    const Clip large = {"2160p30.mp4", "testsrc2=size=3840x2160:rate=30", plainH264, {}};
+    std::vector<double> came;
+    const Usage usage = Play({large.Make()}, came);
+    PrintUsage("3840x2160, 30 Hz, H.264: kqplay", usage, std::to_string(came.size()) + " pictures");
     Print("\n");
 }
 

@@ -24,12 +24,14 @@ constexpr int periodFrames = 256;
 bool CreateRecording(const std::string& path, std::string& error) {
     struct stat facts = {};
     const bool exists = stat(path.c_str(), &facts) == 0;
-    if (exists && S_ISFIFO(facts.st_mode))
+    if (exists && S_ISFIFO(facts.st_mode)) {
         return true; // its reader would see the end when we closed it
-    if (exists && S_ISDIR(facts.st_mode))
+    }
+    if (exists && S_ISDIR(facts.st_mode)) {
         errno = EISDIR;
-    else if (FileDescriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666)))
+    } else if (FileDescriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666))) {
         return true;
+    }
     error = path + ": " + std::strerror(errno);
     return false;
 }
@@ -41,8 +43,9 @@ bool HasLengthOfItsHeader(const std::string& path) {
     std::array<unsigned char, 8> header = {};
     file.read(reinterpret_cast<char*>(header.data()), header.size());
     std::uint64_t length = 0;
-    for (std::size_t i = header.size(); i > 4; --i)
+    for (std::size_t i = header.size(); i > 4; --i) {
         length = length << 8 | header[i - 1];
+    }
     std::error_code failure;
     return file && fs::file_size(path, failure) == length + header.size();
 }
@@ -51,10 +54,12 @@ bool HasLengthOfItsHeader(const std::string& path) {
 std::string WhyNotWritten(const std::string& path) {
     const FileDescriptor file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
     struct stat facts = {};
-    if (!file || fstat(file.Get(), &facts) != 0)
+    if (!file || fstat(file.Get(), &facts) != 0) {
         return std::strerror(errno);
-    if (!S_ISREG(facts.st_mode))
+    }
+    if (!S_ISREG(facts.st_mode)) {
         return "a write failed";
+    }
     constexpr off_t more = 1 << 16;
     const int reason = posix_fallocate(file.Get(), facts.st_size, more);
     [[maybe_unused]] const int restored = ftruncate(file.Get(), facts.st_size);
@@ -65,8 +70,9 @@ std::string MakePrivateFolder(std::string& error) {
     std::error_code failure;
     const fs::path base = fs::temp_directory_path(failure);
     std::string folder = ((failure ? fs::path("/tmp") : base) / "kqplay-XXXXXX").string();
-    if (mkdtemp(folder.data()))
+    if (mkdtemp(folder.data())) {
         return folder;
+    }
     error = folder + ": " + std::strerror(errno);
     return {};
 }
@@ -81,22 +87,27 @@ AudioOutput::~AudioOutput() {
 
 bool AudioOutput::Configure(const Options& options, std::string& error) {
     const bool record = options.audio == AudioTarget::Wav;
-    if (record && !CreateRecording(options.wavPath, error))
+    if (record && !CreateRecording(options.wavPath, error)) {
         return false;
-    if (options.audio == AudioTarget::Null)
+    }
+    if (options.audio == AudioTarget::Null) {
         setenv("ALSOFT_DRIVERS", "null", 1);
+    }
     if (record) {
         m_recording = options.wavPath;
         setenv("ALSOFT_DRIVERS", "wave", 1);
     }
-    if (options.log.empty() && !options.verbose)
+    if (options.log.empty() && !options.verbose) {
         setenv("ALSOFT_LOGLEVEL", "0", 0); // its mixer prints failed writes, which are ours to report
-    if (!record && IsConfiguredByUser())
+    }
+    if (!record && IsConfiguredByUser()) {
         return true;
+    }
 
     m_settingsFolder = MakePrivateFolder(error);
-    if (m_settingsFolder.empty())
+    if (m_settingsFolder.empty()) {
         return false;
+    }
     const std::string settings = m_settingsFolder + "/alsoft.conf";
     std::ofstream file(settings);
     file << "[general]\nperiod_size = " << periodFrames << "\nperiods = 4\n";
@@ -108,8 +119,9 @@ bool AudioOutput::Configure(const Options& options, std::string& error) {
         file << "channels = stereo\nsample-type = int16\n[wave]\nfile = " << link << "\n";
     }
     file.close();
-    if (file)
+    if (file) {
         return setenv("ALSOFT_CONF", settings.c_str(), 1) == 0;
+    }
     error = settings + ": " + std::strerror(errno);
     return !record; // without the short period then
 }
@@ -124,8 +136,9 @@ bool AudioOutput::Open(int sampleRate, const ComponentOutput& output, std::strin
     }
     const ALCint attributes[] = {ALC_FREQUENCY, sampleRate, 0};
     m_context = alcCreateContext(m_device, sampleRate > 0 ? attributes : nullptr);
-    if (m_context && alcMakeContextCurrent(m_context) == ALC_TRUE)
+    if (m_context && alcMakeContextCurrent(m_context) == ALC_TRUE) {
         return true;
+    }
     std::string ignored;
     Close(ignored);
     error = "OpenAL refuses a context";
@@ -148,11 +161,21 @@ void AudioOutput::SetGain(double gain) {
 }
 
 bool AudioOutput::IsConnected() const {
-    if (alcIsExtensionPresent(m_device, "ALC_EXT_disconnect") != ALC_TRUE)
+    if (alcIsExtensionPresent(m_device, "ALC_EXT_disconnect") != ALC_TRUE) {
         return true;
+    }
     ALCint connected = ALC_TRUE;
     alcGetIntegerv(m_device, ALC_CONNECTED, 1, &connected);
     return connected == ALC_TRUE;
+}
+
+void AudioOutput::SetRunning(bool running) {
+    // OpenAL goes on with a recording at its begin.
+    if (!m_device || IsRecording() || alcIsExtensionPresent(m_device, "ALC_SOFT_pause_device") != ALC_TRUE) {
+        return;
+    }
+    const char* name = running ? "alcDeviceResumeSOFT" : "alcDevicePauseSOFT";
+    reinterpret_cast<LPALCDEVICEPAUSESOFT>(alcGetProcAddress(m_device, name))(m_device);
 }
 
 double AudioOutput::Period() const {
@@ -162,13 +185,15 @@ double AudioOutput::Period() const {
 }
 
 bool AudioOutput::IsConfiguredByUser() {
-    if (std::getenv("ALSOFT_CONF"))
+    if (std::getenv("ALSOFT_CONF")) {
         return true;
+    }
     const char* home = std::getenv("HOME");
     const char* config = std::getenv("XDG_CONFIG_HOME");
     std::error_code ignored;
-    if (config && fs::exists(fs::path(config) / "alsoft.conf", ignored))
+    if (config && fs::exists(fs::path(config) / "alsoft.conf", ignored)) {
         return true;
+    }
     return home && (fs::exists(fs::path(home) / ".alsoftrc", ignored) ||
                     fs::exists(fs::path(home) / ".config" / "alsoft.conf", ignored));
 }
@@ -185,20 +210,23 @@ bool AudioOutput::Close(std::string& error) {
         alcMakeContextCurrent(nullptr);
         alcDestroyContext(m_context);
     }
-    if (m_device)
+    if (m_device) {
         alcCloseDevice(m_device);
+    }
     m_context = nullptr;
     m_device = nullptr;
-    if (!recorded || (connected && IsRecordingWhole()))
+    if (!recorded || (connected && IsRecordingWhole())) {
         return true;
+    }
     error = m_recording + ": could not be written whole: " + WhyNotWritten(m_recording);
     return false;
 }
 
 void AudioOutput::RemoveSettings() {
     std::error_code ignored;
-    if (!m_settingsFolder.empty())
+    if (!m_settingsFolder.empty()) {
         fs::remove_all(m_settingsFolder, ignored);
+    }
     m_settingsFolder.clear();
 }
 

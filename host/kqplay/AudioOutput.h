@@ -33,6 +33,9 @@ public:
     /// @return false with the reason in @p error
     bool Open(int sampleRate, const ComponentOutput& output, std::string& error);
     bool IsOpen() const { return m_context != nullptr; }
+    /// Stops the device while the process is stopped: some devices catch up afterwards, and the sound would
+    /// jump ahead of the pictures. Does nothing without a device, and to a recording.
+    void SetRunning(bool running);
     /// @param gain 0 silent to 1 unchanged
     void SetGain(double gain);
     /// @return false when the device has gone, as unplugged ones do

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 namespace kqplay {
 namespace {
@@ -16,11 +17,13 @@ FileDescriptor Duplicate(int fd) {
 }
 
 FileDescriptor OpenTarget(const std::string& logPath, bool verbose) {
-    if (!logPath.empty())
+    if (!logPath.empty()) {
         return FileDescriptor(
             open(logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666));
-    if (verbose)
+    }
+    if (verbose) {
         return Duplicate(STDERR_FILENO);
+    }
     return FileDescriptor(open("/dev/null", O_WRONLY | O_CLOEXEC));
 }
 
@@ -33,16 +36,18 @@ void ComponentOutput::TakeRecord(const char* text, void* userData) {
     auto* output = static_cast<ComponentOutput*>(userData);
     output->Note(text);
     const std::string record = text;
-    if (record.rfind(imageRecord, 0) != 0)
+    if (record.rfind(imageRecord, 0) != 0) {
         return;
+    }
     const std::lock_guard guard(output->m_lock);
     output->m_imageRecord = record;
 }
 
-std::string ComponentOutput::ImageComplaint() {
+std::string ComponentOutput::TakeImageComplaint() {
     const std::lock_guard guard(m_lock);
-    const std::size_t colon = m_imageRecord.rfind(": ");
-    return colon == std::string::npos ? std::string() : m_imageRecord.substr(colon + 2);
+    const std::string record = std::exchange(m_imageRecord, {});
+    const std::size_t colon = record.rfind(": ");
+    return colon == std::string::npos ? std::string() : record.substr(colon + 2);
 }
 
 ComponentOutput::~ComponentOutput() {

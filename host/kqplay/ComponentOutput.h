@@ -27,8 +27,8 @@ public:
     /// @return descriptor of the standard output that the process was started with
     int Screen() const { return m_screen.Get(); }
 
-    /// @return why the image library could not write the last file that it could not write
-    std::string ImageComplaint();
+    /// @return why the image library could not write the last file that it could not write, once; then empty
+    std::string TakeImageComplaint();
 
     /// Writes one line beside the component's own. Safe from any thread.
     void Note(const std::string& line) const;

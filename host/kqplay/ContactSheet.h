@@ -4,6 +4,7 @@
 
 #include "ComponentOutput.h"
 #include "Picture.h"
+#include "StillPlayer.h"
 
 #include <kqplayer/media_file.h>
 
@@ -49,6 +50,7 @@ private:
     ContactSheetRequest m_request;
     int m_tileWidth = 0;
     int m_tileHeight = 0;
+    StillPlayer m_stills;
     Picture m_sheet;
 };
 

@@ -32,9 +32,10 @@ constexpr Glyph glyphs[] = {
 };
 
 void Fill(Picture& picture, int left, int top, int width, int height, unsigned char grey) {
-    for (int y = top; y < top + height; ++y)
+    for (int y = top; y < top + height; ++y) {
         std::memset(picture.Bits() + static_cast<std::ptrdiff_t>(y) * picture.Pitch() + left * 3, grey,
                     static_cast<std::size_t>(width) * 3);
+    }
 }
 
 } // namespace
@@ -55,8 +56,9 @@ void DrawText(Picture& picture, const std::string& text, int left, int top, int 
                                          [c](const Glyph& candidate) { return candidate.character == c; });
         for (int y = 0; glyph != std::end(glyphs) && y < glyphHeight; ++y) {
             for (int x = 0; x < glyphWidth; ++x) {
-                if (glyph->rows[static_cast<std::size_t>(y)][x] == '#')
+                if (glyph->rows[static_cast<std::size_t>(y)][x] == '#') {
                     Fill(picture, left + x * scale, top + (y + 1) * scale, scale, scale, 255);
+                }
             }
         }
         left += advance * scale;

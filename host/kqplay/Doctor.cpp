@@ -58,8 +58,9 @@ std::string Milliseconds(double seconds) {
 std::string ValueIn(const char* path, const std::string& key) {
     std::ifstream file(path);
     for (std::string line; std::getline(file, line);) {
-        if (line.rfind(key, 0) != 0)
+        if (line.rfind(key, 0) != 0) {
             continue;
+        }
         const std::size_t begin = line.find_first_not_of("\t :=\"", key.size());
         return begin == std::string::npos ? "" : line.substr(begin, line.find_last_not_of('"') + 1 - begin);
     }
@@ -123,8 +124,9 @@ std::string FfmpegConfiguration() {
     std::string switches;
     int libraries = 0;
     for (std::string word; words >> word;) {
-        if (word == "--enable-gpl" || word == "--enable-version3" || word == "--enable-nonfree")
+        if (word == "--enable-gpl" || word == "--enable-version3" || word == "--enable-nonfree") {
             switches += word + " ";
+        }
         libraries += word.rfind("--enable-lib", 0) == 0 ? 1 : 0;
     }
     return switches + Format("and %d further libraries", libraries);
@@ -148,10 +150,11 @@ void DescribeFfmpeg(DoctorReport& report) {
     std::string all;
     for (const Part& part : parts) {
         all += (all.empty() ? "" : ", ") + std::string(part.name) + " " + FfmpegVersion(part.running);
-        if (AV_VERSION_MAJOR(part.built) != AV_VERSION_MAJOR(part.running))
+        if (AV_VERSION_MAJOR(part.built) != AV_VERSION_MAJOR(part.running)) {
             report.Fault(std::string("lib") + part.name + " " + FfmpegVersion(part.running) +
                              " was loaded, but kqplay was built with " + FfmpegVersion(part.built) + ".",
                          "Install the FFmpeg libraries that kqplay was built with, or build kqplay again.");
+        }
     }
     report.Line("FFmpeg", av_version_info());
     report.Line("", all);
@@ -162,9 +165,10 @@ void DescribeFfmpeg(DoctorReport& report) {
 void CompareVersion(DoctorReport& report, const std::string& path) {
     static const std::regex versioned(".*\\.so\\.([0-9]+\\.[0-9]+\\.[0-9]+)");
     std::smatch match;
-    if (std::regex_match(path, match, versioned) && match[1] != KQPLAY_VERSION)
+    if (std::regex_match(path, match, versioned) && match[1] != KQPLAY_VERSION) {
         report.Fault(path + " is of version " + match[1].str() + ", kqplay of " KQPLAY_VERSION ".",
                      "Remove the one that is out of date; its libraries are found before the others.");
+    }
 }
 
 void DescribeLibraries(DoctorReport& report) {
@@ -189,8 +193,9 @@ void DescribeViewLibrary(DoctorReport& report, const ViewLibrary& views) {
     report.Line("PlayerView.so", views.Path().empty() ? "not found" : views.Path());
     if (views.Path().empty()) {
         std::string folders;
-        for (const std::string& folder : kq::ViewLibraryFolders())
+        for (const std::string& folder : kq::ViewLibraryFolders()) {
             folders += (folders.empty() ? "" : " or ") + folder;
+        }
         report.Fault("PlayerView.so cannot be loaded: " + views.WhyNoView() + ".",
                      "Put the PlayerView.so of this version into " + folders +
                          ", or install KQPlayer again.");
@@ -215,14 +220,16 @@ std::string DrawingExtensions(Display* display, DoctorReport& report) {
         int error = 0;
         const bool has = XQueryExtension(display, name, &opcode, &event, &error) == True;
         text += std::string(text.empty() ? "" : ", ") + name + (has ? " yes" : " no");
-        if (!has && std::strcmp(name, "MIT-SHM") == 0)
+        if (!has && std::strcmp(name, "MIT-SHM") == 0) {
             report.Note(
                 "The X server has no MIT-SHM: every picture goes through the connection, which is slow.",
                 "Use a server on this machine with MIT-SHM if large pictures judder.");
-        if (!has && std::strcmp(name, "RENDER") == 0)
+        }
+        if (!has && std::strcmp(name, "RENDER") == 0) {
             report.Note(
                 "The X server has no RENDER: pictures are scaled by the processor, without smoothing.",
                 "Use a server with RENDER.");
+        }
     }
     return text;
 }
@@ -287,8 +294,9 @@ void ExplainNoDevice(DoctorReport& report, const std::string& reason) {
 }
 
 void JudgePeriod(DoctorReport& report, const AudioOutput& sound, bool configured) {
-    if (sound.Period() <= longestPeriod)
+    if (sound.Period() <= longestPeriod) {
         return;
+    }
     report.Note("The sound device moves in steps of " + Milliseconds(sound.Period()) +
                     ": pictures at 50 or 60 Hz come in pairs.",
                 configured ? "Your settings for OpenAL Soft are used: set period_size = 256 there."
@@ -305,8 +313,9 @@ bool DescribeSound(DoctorReport& report, const Options& options, AudioOutput& so
         return false;
     }
     report.Line("settings", configured ? "the user's (ALSOFT_CONF, ~/.alsoftrc or alsoft.conf)" : "kqplay's");
-    if (*Variable("ALSOFT_DRIVERS"))
+    if (*Variable("ALSOFT_DRIVERS")) {
         report.Line("ALSOFT_DRIVERS", Variable("ALSOFT_DRIVERS"));
+    }
     std::string error;
     if (!sound.Open(48000, output, error)) {
         ExplainNoDevice(report, error);
@@ -323,23 +332,25 @@ bool DescribeSound(DoctorReport& report, const Options& options, AudioOutput& so
 // --- Self-test
 
 void JudgePictures(DoctorReport& report, const SelfTestResult& result) {
-    if (result.shown < result.due)
+    if (result.shown < result.due) {
         report.Fault(Format("Only %d of %d pictures of the self-test were shown, or not in order.",
                             result.shown, result.due),
                      "Send this report, and a log of the same (--doctor --log FILE).");
-    else if (result.worstLate > visiblyLate)
+    } else if (result.worstLate > visiblyLate) {
         report.Note("Pictures of the self-test came up to " + Milliseconds(result.worstLate) + " late.",
                     "The machine was busy: close other programs and look again. In a virtual machine or on a "
                     "remote display some of it stays.");
+    }
 }
 
 void JudgeSound(DoctorReport& report, const SelfTestResult& result) {
-    if (result.samplesTaken == 0)
+    if (result.samplesTaken == 0) {
         report.Fault("The component did not take the sound of the self-test.",
                      "Send this report, and a log of the same (--doctor --log FILE).");
-    else if (!result.ended)
+    } else if (!result.ended) {
         report.Fault("The sound device was opened, but its position stands still; pictures wait for it.",
                      "Restart the sound server, or choose another output. Until then: kqplay --no-audio.");
+    }
 }
 
 /// @param sound the device, or null to play without
@@ -348,8 +359,9 @@ void TestItself(DoctorReport& report, ViewLibrary& views, bool inWindow, const A
     const SelfTestResult result = RunSelfTest(views, inWindow, sound != nullptr);
     if (!result.failure.empty()) {
         report.Line("result", "could not be made: " + result.failure);
-        if (!views.Path().empty() && views.LackingFunction().empty())
+        if (!views.Path().empty() && views.LackingFunction().empty()) {
             report.Fault("Nothing can be played: " + result.failure + ".", "Install KQPlayer again.");
+        }
         return;
     }
     report.Line("shown", result.inWindow ? "in a window" : "off-screen");
@@ -363,8 +375,9 @@ void TestItself(DoctorReport& report, ViewLibrary& views, bool inWindow, const A
     }
     report.Line("position", Format("moved by %.3f s within %.3f s", result.moved, result.passed));
     report.Line("paced by", sound ? "the sound" : "the wall clock");
-    if (!sound)
+    if (!sound) {
         return;
+    }
     report.Line("sound", Format("%d sample frames taken", result.samplesTaken));
     JudgeSound(report, result);
 }

@@ -15,8 +15,9 @@ std::vector<std::string> Wrap(const std::string& text) {
     std::vector<std::string> lines(1);
     std::istringstream words(text);
     for (std::string word; words >> word;) {
-        if (!lines.back().empty() && lines.back().size() + 1 + word.size() > textWidth)
+        if (!lines.back().empty() && lines.back().size() + 1 + word.size() > textWidth) {
             lines.emplace_back();
+        }
         lines.back() += (lines.back().empty() ? "" : " ") + word;
     }
     return lines;
@@ -64,10 +65,11 @@ bool DoctorReport::Conclude() {
         std::count_if(m_findings.begin(), m_findings.end(), [](const Finding& f) { return f.fault; });
     const auto notes = static_cast<std::ptrdiff_t>(m_findings.size()) - faults;
     std::string conclusion = "All is well.";
-    if (faults > 0)
+    if (faults > 0) {
         conclusion = Count(faults, "thing") + (faults == 1 ? " is broken." : " are broken.");
-    else if (notes > 0)
+    } else if (notes > 0) {
         conclusion = "Nothing is broken; " + Count(notes, "note") + " above.";
+    }
     Line("conclusion", conclusion);
     return faults == 0;
 }

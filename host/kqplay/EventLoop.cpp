@@ -72,59 +72,71 @@ void EventLoop::Wait() {
 
 void EventLoop::TakeSignals() {
     while (const auto signal = m_parts.signals.Take()) {
-        if (*signal == SIGTSTP)
+        if (*signal == SIGTSTP) {
             Suspend();
-        else
+        } else {
             Leave(ExitPlayed, "quit");
+        }
     }
 }
 
 /// Play pauses meanwhile: its clock would go on, and what was due then would come all at once.
 void EventLoop::Suspend() {
     const bool wasPlaying = m_transport.Now() == Transport::State::Playing && m_transport.WaitForPause();
+    m_parts.sound.SetRunning(false);
     m_terminal.Suspend();
-    if (wasPlaying)
+    m_parts.sound.SetRunning(true);
+    if (wasPlaying) {
         m_transport.TogglePause();
+    }
 }
 
 void EventLoop::TakeCommands() {
-    for (Command command : m_terminal.Take(m_keysTyped))
+    for (Command command : m_terminal.Take(m_keysTyped)) {
         Obey(command);
-    if (!m_parts.window)
+    }
+    if (!m_parts.window) {
         return;
-    for (Command command : m_parts.window->Take())
+    }
+    for (Command command : m_parts.window->Take()) {
         Obey(command);
+    }
     if (m_parts.window->IsLost()) {
         m_parts.Fail("the X server has gone");
         return Leave(ExitFailed, "failed");
     }
-    if (const auto part = m_parts.window->TakeTimelineClick())
+    if (const auto part = m_parts.window->TakeTimelineClick()) {
         m_transport.SeekToPart(*part);
+    }
 }
 
 /// Leaves when the run has ended by itself, or none could start.
 void EventLoop::TakeEnd() {
-    if (m_transport.HasFailed())
+    if (m_transport.HasFailed()) {
         Leave(ExitFailed, "failed");
-    else if (m_transport.TakeEnd())
+    } else if (m_transport.TakeEnd()) {
         Leave(ExitPlayed, "played");
+    }
 }
 
 void EventLoop::WatchSoundDevice() {
-    if (m_ending || !m_parts.sound.IsOpen() || m_parts.sound.IsConnected())
+    if (m_ending || !m_parts.sound.IsOpen() || m_parts.sound.IsConnected()) {
         return;
-    if (m_parts.sound.IsRecording())
+    }
+    if (m_parts.sound.IsRecording()) {
         Leave(ExitFailed, "failed"); // the reason comes when the file is closed
-    else
+    } else {
         GoOnWithoutSound();
+    }
 }
 
 void EventLoop::ShowProgress() {
     constexpr const char* names[] = {"playing", "paused", "stopped"};
     m_parts.progress->Show(CurrentProgress(names[static_cast<int>(m_transport.Now())]));
     const std::optional<double> part = m_transport.PlayedPart();
-    if (m_parts.window && part)
+    if (m_parts.window && part) {
         m_parts.window->ShowPosition(*part);
+    }
 }
 
 void EventLoop::Obey(Command command) {
@@ -163,15 +175,18 @@ void EventLoop::Obey(Command command) {
 void EventLoop::SetVolume(int volume, bool mute) {
     m_volume = std::clamp(volume, 0, 100);
     m_mute = mute;
-    if (m_parts.sound.IsOpen())
+    if (m_parts.sound.IsOpen()) {
         m_parts.sound.SetGain(m_mute ? 0 : m_volume / 100.0);
+    }
     Show(m_mute ? "mute" : "volume " + std::to_string(m_volume) + " %");
 }
 
 void EventLoop::ShowFacts() {
     m_parts.Say(m_parts.options.file + ": " + Describe(m_parts.file.facts));
-    if (!m_parts.options.compare.empty())
+    if (!m_parts.options.compare.empty()) {
         m_parts.Say(m_parts.options.compare + ": " + Describe(m_parts.second.facts));
+    }
+    m_parts.DescribePictures([this](const std::string& line) { m_parts.Say(line); });
 }
 
 /// Puts a word in the progress line for a while.
@@ -193,8 +208,9 @@ void EventLoop::GoOnWithoutSound() {
     const Transport::Place place = m_transport.Interrupt();
     m_parts.player.SetAudio(nullptr);
     CloseSound();
-    if (!m_parts.file.video)
+    if (!m_parts.file.video) {
         return Leave(ExitFailed, "failed");
+    }
     m_transport.GoOn(place);
 }
 
@@ -211,11 +227,13 @@ Progress EventLoop::CurrentProgress(const char* state) {
     Progress progress;
     progress.state = state;
     progress.position = m_transport.Position();
-    progress.length = m_parts.player.MovieLength();
-    if (m_parts.showsLate)
+    progress.length = m_transport.Length();
+    if (m_parts.showsLate) {
         progress.late = m_parts.monitor->LateCount();
-    if (MonotonicMicroseconds() < m_noteUntil && !m_ending)
+    }
+    if (MonotonicMicroseconds() < m_noteUntil && !m_ending) {
         progress.note = m_note;
+    }
     return progress;
 }
 

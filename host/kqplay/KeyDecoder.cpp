@@ -27,19 +27,25 @@ Command CommandOfSequence(std::string_view text) {
 
 /// @return how many bytes the first key sent, 0 when more of them have to come
 std::size_t KeyLength(std::string_view typed) {
-    if (typed.front() != KeyEscape)
+    if (typed.front() != KeyEscape) {
         return 1;
-    if (typed.size() == 1)
+    }
+    if (typed.size() == 1) {
         return 0;
-    if (typed[1] == KeyEscape) // the key, twice
+    }
+    if (typed[1] == KeyEscape) { // the key, twice
         return 1;
-    if (typed[1] == 'O')
+    }
+    if (typed[1] == 'O') {
         return typed.size() < 3 ? 0 : 3;
-    if (typed[1] != '[')
+    }
+    if (typed[1] != '[') {
         return 2;
+    }
     for (std::size_t end = 2; end < typed.size(); ++end) {
-        if (typed[end] >= '@' && typed[end] <= '~')
+        if (typed[end] >= '@' && typed[end] <= '~') {
             return end + 1;
+        }
     }
     return 0;
 }
@@ -47,21 +53,24 @@ std::size_t KeyLength(std::string_view typed) {
 } // namespace
 
 std::vector<Command> KeyDecoder::Take(std::string_view typed, double now) {
-    if (m_rest.empty() || !typed.empty())
+    if (m_rest.empty() || !typed.empty()) {
         m_since = now;
+    }
     m_rest += typed;
     std::vector<Command> commands;
     while (!m_rest.empty()) {
         const std::size_t length = KeyLength(m_rest);
-        if (length == 0)
+        if (length == 0) {
             break;
+        }
         commands.push_back(length == 1 ? CommandOfKey(m_rest.front())
                                        : CommandOfSequence(std::string_view(m_rest).substr(1, length - 1)));
         m_rest.erase(0, length);
     }
     if (!m_rest.empty() && now - m_since >= patience) {
-        if (m_rest.size() == 1)
+        if (m_rest.size() == 1) {
             commands.push_back(CommandOfKey(KeyEscape));
+        }
         m_rest.clear();
     }
     return commands;

@@ -48,7 +48,7 @@ const std::vector<KeyAction>& KeyActions() {
         {{'m'}, Command::ToggleMute, "Mute on, off"},
         {{'f'}, Command::ToggleFullScreen, "Full screen on, off"},
         {{'L'}, Command::ToggleLoop, "Loop on, off"},
-        {{'i'}, Command::ShowFacts, "Print what the file holds"},
+        {{'i'}, Command::ShowFacts, "Print what the file holds, and how its pictures are read"},
         {{'h'}, Command::ShowKeys, "Print these keys"},
         {{'q', KeyEscape}, Command::Quit, "Quit"},
     };
@@ -57,16 +57,18 @@ const std::vector<KeyAction>& KeyActions() {
 
 Command CommandOfKey(int key) {
     for (const KeyAction& action : KeyActions()) {
-        if (std::find(action.keys.begin(), action.keys.end(), key) != action.keys.end())
+        if (std::find(action.keys.begin(), action.keys.end(), key) != action.keys.end()) {
             return action.command;
+        }
     }
     return Command::None;
 }
 
 std::string KeyNames(const KeyAction& action, std::string_view quote) {
     std::string names;
-    for (int key : action.keys)
+    for (int key : action.keys) {
         names.append(names.empty() ? "" : ", ").append(quote).append(KeyName(key)).append(quote);
+    }
     return names;
 }
 

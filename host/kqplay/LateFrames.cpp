@@ -6,13 +6,16 @@ namespace kqplay {
 
 std::vector<double> DelaysAfterMostPunctual(const std::vector<double>& came, double interval) {
     std::vector<double> delays;
-    for (double time : came)
+    for (double time : came) {
         delays.push_back(DelayOf(time, static_cast<double>(delays.size()) * interval));
-    if (delays.empty())
+    }
+    if (delays.empty()) {
         return delays;
+    }
     const double base = *std::min_element(delays.begin(), delays.end());
-    for (double& delay : delays)
+    for (double& delay : delays) {
         delay -= base;
+    }
     return delays;
 }
 
@@ -26,8 +29,9 @@ void LateFrames::Frame(double now, double position) {
         m_blockStart = now;
     }
     m_blockDelay = std::min(m_blockDelay, delay);
-    if (delay - std::min(m_blockDelay, m_previousDelay) > m_tolerance)
+    if (delay - std::min(m_blockDelay, m_previousDelay) > m_tolerance) {
         ++m_count;
+    }
 }
 
 } // namespace kqplay

@@ -18,8 +18,9 @@ int Compare(dl_phdr_info* info, std::size_t, void* userData) {
     auto& search = *static_cast<Search*>(userData);
     const fs::path path = info->dlpi_name;
     const bool same = path.filename().string().rfind(search.name, 0) == 0;
-    if (same)
+    if (same) {
         search.found = path;
+    }
     return same ? 1 : 0;
 }
 

@@ -11,6 +11,9 @@ namespace {
 /// A seek that the player has taken is believed to be over after this time, whatever the position says.
 constexpr std::int64_t longestSeek = 3'000'000;
 
+/// Steps that were posted are waited for this long, in milliseconds.
+constexpr int longestSteps = 1000;
+
 /// What counts as having arrived, in seconds: play goes on meanwhile.
 constexpr double arrival = 0.5;
 
@@ -25,8 +28,9 @@ constexpr double usualFrame = 0.04;
 void Navigation::SetVideo(IMediaStream* video) {
     m_video = video;
     kq::ComPtr<IStreamInfo> info;
-    if (!video || video->GetStreamInfo(info.Out()) != kq::Ok)
+    if (!video || video->GetStreamInfo(info.Out()) != kq::Ok) {
         return;
+    }
     const VIDEO_STREAM_INFO* format = info->GetVideoFormat();
     m_frame = format && format->dFrameRate > 0 ? 1 / format->dFrameRate : 0;
 }
@@ -38,10 +42,19 @@ void Navigation::SetRange(double begin, double end, bool isCut) {
     Forget();
 }
 
+double Navigation::FrameDuration() const {
+    return m_frame > 0 ? m_frame : usualFrame;
+}
+
+/// @return half a frame before the end, which is within the last frame, also where --length sets the end
+double Navigation::LastPicture() const {
+    return std::max(0.0, m_end - FrameDuration() / 2);
+}
+
 void Navigation::SeekTo(double seconds) {
-    seconds = std::max(0.0, m_end > 0 ? std::min(seconds, m_end) : seconds);
+    FinishSteps();
+    seconds = std::max(0.0, m_end > 0 ? std::min(seconds, LastPicture()) : seconds);
     m_target = seconds;
-    m_stepTarget = 0;
     m_takenSince = MonotonicMicroseconds();
     m_player.Seek(seconds);
     if (!m_monitor.IsRunning()) { // moved at once, and nobody tells the position
@@ -51,40 +64,50 @@ void Navigation::SeekTo(double seconds) {
 }
 
 void Navigation::SeekToEnd() {
-    // Half a frame before the end is within the last frame, also where --length sets the end.
-    const double frame = m_frame > 0 ? m_frame : usualFrame;
-    if (m_end > 0)
-        SeekTo(m_end - frame / 2);
+    if (m_end > 0) {
+        SeekTo(m_end);
+    }
 }
 
 void Navigation::StepForward() {
-    if (IsUnderWay())
-        return SeekTo(*m_target + (m_frame > 0 ? m_frame : usualFrame));
-    PostStep();
-}
-
-/// Steps are posted faster than they are made: each counts from where the one before leads.
-void Navigation::PostStep() {
-    constexpr std::int64_t longestStep = 500'000;
-    const std::int64_t now = MonotonicMicroseconds();
-    const double frame = m_frame > 0 ? m_frame : usualFrame;
-    const double shown = FrameTime();
-    const bool isOnTheWay = m_stepTarget > shown && now - m_steppedAt < longestStep;
-    const double target = (isOnTheWay ? m_stepTarget : shown) + frame;
-    if (m_isCut && target > m_end - frame / 2 + justBefore)
+    if (IsUnderWay()) {
+        return SeekTo(*m_target + FrameDuration());
+    }
+    // Steps are posted faster than they are made: each counts from where the one before leads.
+    const double next = std::max(FrameTime(), m_stepped.value_or(0)) + FrameDuration();
+    // The one step that leaves the file's last picture ends the run; another would be left for the next run.
+    const double furthest = m_isCut ? LastPicture() : m_end + FrameDuration() / 2;
+    if (m_end > 0 && next > furthest) {
         return;
-    m_stepTarget = target;
-    m_steppedAt = now;
+    }
+    m_stepped = next;
     m_player.Forward();
 }
 
 void Navigation::StepBackward() {
-    if (!m_video)
+    if (!m_video) {
         return;
-    const double frame = m_frame > 0 ? m_frame : usualFrame;
-    if (IsUnderWay())
-        return SeekTo(*m_target - frame);
-    SeekTo(FrameTime() - std::min(justBefore, frame / 2));
+    }
+    if (IsUnderWay()) {
+        return SeekTo(*m_target - FrameDuration());
+    }
+    FinishSteps();
+    SeekTo(FrameTime() - std::min(justBefore, FrameDuration() / 2));
+}
+
+/// The player carries a seek out before the steps that were posted earlier.
+void Navigation::FinishSteps() {
+    for (int i = 0; m_stepped && i < longestSteps && m_monitor.IsRunning(); ++i) {
+        if (FrameTime() > *m_stepped - FrameDuration() / 2) {
+            break;
+        }
+        usleep(1000);
+    }
+    ForgetSteps();
+}
+
+bool Navigation::HasPictureAt(double seconds) const {
+    return m_video && m_frame > 0 && m_begin + FrameTime() > seconds - m_frame / 2;
 }
 
 double Navigation::Position() {
@@ -93,16 +116,19 @@ double Navigation::Position() {
 
 void Navigation::Arrive() {
     for (std::int64_t until = MonotonicMicroseconds() + longestSeek; IsUnderWay();) {
-        if (MonotonicMicroseconds() > until)
+        if (MonotonicMicroseconds() > until) {
             return;
+        }
         usleep(1000);
     }
+    FinishSteps();
 }
 
 /// The player tells when it has taken a request, and the position tells when it has got there.
 bool Navigation::IsUnderWay() {
-    if (!m_target)
+    if (!m_target) {
         return false;
+    }
     if (!m_monitor.IsRunning()) {
         m_target.reset();
         return false;
@@ -115,8 +141,9 @@ bool Navigation::IsUnderWay() {
     const double past = m_monitor.Position() - *m_target;
     const double frame = std::max(m_frame, usualFrame);
     const bool arrived = past > -1.5 * frame && past < (m_monitor.IsPaused() ? frame / 4 : arrival);
-    if (arrived || now - m_takenSince > longestSeek)
+    if (arrived || now - m_takenSince > longestSeek) {
         m_target.reset();
+    }
     return m_target.has_value();
 }
 

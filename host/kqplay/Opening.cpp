@@ -14,15 +14,17 @@ constexpr double wallClockStep = 0.010;
 /// Decoded frames wait in queues of this size: an eighth of a second of 1080p60 in planar 4:2:0.
 constexpr std::size_t queueBytes = std::size_t{24} << 20;
 
-void HandOverPicture(void*, int view, int width, int height, const unsigned char* pixels, void* monitor) {
-    static_cast<RunMonitor*>(monitor)->OnPicture(view, width, height, pixels);
+void HandOverPicture(void*, int view, int width, int height, const unsigned char* pixels, void* user) {
+    auto& parts = *static_cast<PlaybackParts*>(user);
+    parts.monitor->OnPicture(view - parts.firstView, width, height, pixels);
 }
 
 bool OpenFile(PlaybackParts& parts) {
     std::string error;
     // Sound settings go to the environment, which may not change once decoders run on threads of their own.
-    if (parts.options.audio != AudioTarget::Off && !parts.sound.Configure(parts.options, error))
+    if (parts.options.audio != AudioTarget::Off && !parts.sound.Configure(parts.options, error)) {
         return parts.Fail(error);
+    }
     kq::streams::OpenOptions how;
     how.video = parts.options.video;
     how.audio = parts.options.audio != AudioTarget::Off;
@@ -33,10 +35,12 @@ bool OpenFile(PlaybackParts& parts) {
 
 /// Opens what the second view shows beside the file, if it is to show anything else.
 bool OpenSecond(PlaybackParts& parts) {
-    if (parts.options.compare.empty() && parts.options.filter.empty())
+    if (parts.options.compare.empty() && parts.options.filter.empty()) {
         return true;
-    if (!parts.file.video)
+    }
+    if (!parts.file.video) {
         return parts.FailFile("no pictures to show beside others");
+    }
     kq::streams::OpenOptions how;
     how.queueBytes = queueBytes;
     how.filter = parts.options.filter;
@@ -47,17 +51,20 @@ bool OpenSecond(PlaybackParts& parts) {
 }
 
 bool OpenSound(PlaybackParts& parts) {
-    if (!parts.file.audio)
+    if (!parts.file.audio) {
         return true;
+    }
     std::string error;
     if (parts.sound.Open(parts.file.facts.sampleRate, parts.output, error)) {
         parts.sound.SetGain(parts.options.mute ? 0 : parts.options.volume / 100.0);
         return true;
     }
-    if (parts.sound.IsRecording())
+    if (parts.sound.IsRecording()) {
         return parts.Fail(parts.options.wavPath + ": cannot be recorded to: " + error);
-    if (!parts.file.video)
+    }
+    if (!parts.file.video) {
         return parts.FailFile("no audio device (" + error + "), and no pictures to show");
+    }
     parts.Notice("no audio device (" + error + "): playing without sound");
     return true;
 }
@@ -68,10 +75,12 @@ bool OpenPlayer(PlaybackParts& parts) {
     parts.navigation.emplace(parts.player, *parts.monitor);
     parts.navigation->SetVideo(parts.file.video);
     std::string error;
-    if (!parts.player.Create(*parts.monitor, error))
+    if (!parts.player.Create(*parts.monitor, error)) {
         return parts.Fail(error);
-    if (parts.sound.IsOpen())
+    }
+    if (parts.sound.IsOpen()) {
         parts.player.SetAudio(parts.file.audio);
+    }
     return true;
 }
 
@@ -81,13 +90,16 @@ int ViewCount(const PlaybackParts& parts) {
 
 /// @return the parent for the views, each of which would like to have this size
 void* OpenWindow(PlaybackParts& parts, int width, int height) {
-    if (parts.options.headless)
+    if (parts.options.headless) {
         return kq::OffScreenParent();
+    }
     std::string name = std::filesystem::path(parts.options.file).filename().string();
-    if (!parts.options.compare.empty())
+    if (!parts.options.compare.empty()) {
         name += " | " + std::filesystem::path(parts.options.compare).filename().string();
-    if (!parts.options.filter.empty())
+    }
+    if (!parts.options.filter.empty()) {
         name += " | " + parts.options.filter;
+    }
     std::string error;
     parts.window = VideoWindow::Open(name + " - kqplay", width, height, ViewCount(parts), error);
     if (!parts.window) {
@@ -98,23 +110,29 @@ void* OpenWindow(PlaybackParts& parts, int width, int height) {
 }
 
 bool OpenView(PlaybackParts& parts) {
-    if (!parts.file.video)
+    if (!parts.file.video) {
         return true;
+    }
     int width = 1;
     int height = 1;
     DisplaySize(parts.file.video, width, height);
     void* parent = OpenWindow(parts, width, height);
+    parts.firstView = parts.stills ? 1 : 0;
     for (int i = 0; i < ViewCount(parts); ++i) {
-        if (!parts.player.CreateView(parent, width, height))
+        if (!parts.player.CreateView(parent, width, height)) {
             return parts.FailFile("cannot show pictures: " + parts.viewLibrary.WhyNoView());
+        }
     }
-    if (!parts.player.SetVideo(parts.file.video, parts.second.video))
+    if (!parts.player.SetVideo(parts.file.video, parts.second.video)) {
         return parts.FailFile("the pictures have no known format");
-    if (parts.window)
+    }
+    if (parts.window) {
         parts.window->Adopt(parts.player.ViewWindows());
-    parts.showsLate = parts.viewLibrary.SetPictureSink(HandOverPicture, &*parts.monitor);
-    if (!parts.showsLate && parts.trace.IsOpen())
+    }
+    parts.showsLate = parts.viewLibrary.SetPictureSink(HandOverPicture, &parts);
+    if (!parts.showsLate && parts.trace.IsOpen()) {
         parts.Notice("PlayerView.so hands no pictures out: the trace has none");
+    }
     return true;
 }
 
@@ -122,16 +140,20 @@ bool OpenView(PlaybackParts& parts) {
 
 bool OpenLogAndTrace(PlaybackParts& parts) {
     std::string error;
-    if (!parts.output.Redirect(parts.options.log, parts.options.verbose, error))
+    if (!parts.output.Redirect(parts.options.log, parts.options.verbose, error)) {
         return parts.Fail(error);
+    }
     parts.progress.emplace(parts.output.Screen(), parts.options.verbose);
     return parts.options.trace.empty() ||
            parts.trace.Open(parts.options.trace, parts.options.traceHash, error) || parts.Fail(error);
 }
 
 bool OpenPlayback(PlaybackParts& parts) {
-    return OpenFile(parts) && OpenSecond(parts) && TakeCaptures(parts) && OpenSound(parts) &&
-           OpenPlayer(parts) && OpenView(parts);
+    if (!OpenFile(parts) || !OpenSecond(parts)) {
+        return false;
+    }
+    parts.DescribePictures([&parts](const std::string& line) { parts.output.Note(line); });
+    return TakeCaptures(parts) && OpenSound(parts) && OpenPlayer(parts) && OpenView(parts);
 }
 
 } // namespace kqplay

@@ -37,16 +37,19 @@ std::string NotSeconds(const std::string& text) {
 /// Takes "SEC:PATH". @return what is wrong with the text, or an empty string
 std::string ReadCapture(const std::string& text, Options& options) {
     const std::size_t colon = text.find(':');
-    if (colon == std::string::npos || colon + 1 == text.size())
+    if (colon == std::string::npos || colon + 1 == text.size()) {
         return "'" + text + "' is not SEC:PATH";
+    }
     CaptureRequest request;
     std::string wrong = NotSeconds(text.substr(0, colon));
-    if (!wrong.empty())
+    if (!wrong.empty()) {
         return wrong;
+    }
     CLI::detail::lexical_cast(text.substr(0, colon), request.seconds);
     request.path = text.substr(colon + 1);
-    if (!PictureFormat(request.path))
+    if (PictureFormat(request.path) < 0) {
         return "'" + request.path + "' does not end in .bmp, .jpg, .jpeg or .png";
+    }
     options.captures.push_back(request);
     return {};
 }
@@ -62,26 +65,32 @@ std::string ReadContactSheet(const std::string& text, ContactSheetRequest& reque
         request.columns = std::stoi(match[2]);
         request.rows = std::stoi(match[3]);
     }
-    if (std::min(request.columns, request.rows) < 1 || std::max(request.columns, request.rows) > most)
+    if (std::min(request.columns, request.rows) < 1 || std::max(request.columns, request.rows) > most) {
         return "a contact sheet has 1 to 32 columns and rows";
-    if (!PictureFormat(request.path))
+    }
+    if (PictureFormat(request.path) < 0) {
         return "'" + request.path + "' does not end in .bmp, .jpg, .jpeg or .png";
+    }
     return {};
 }
 
 std::string NothingSelected(const Options& options) {
-    if (options.file.empty() && !options.doctor)
+    if (options.file.empty() && !options.doctor) {
         return "FILE is required";
-    if (!options.video && options.audio == AudioTarget::Off)
+    }
+    if (!options.video && options.audio == AudioTarget::Off) {
         return "--no-video and --no-audio leave nothing to play";
-    if (options.traceHash && options.trace.empty())
+    }
+    if (options.traceHash && options.trace.empty()) {
         return "--trace-hash needs --trace FILE";
+    }
     const bool needsVideo = options.views > 1 || !options.compare.empty() || !options.filter.empty() ||
                             !options.captures.empty() || !options.contactSheet.path.empty();
-    if (needsVideo && !options.video)
+    if (needsVideo && !options.video) {
         return "--views, --compare, --filter, --capture-at and --contact-sheet need the pictures that "
                "--no-video "
                "leaves out";
+    }
     return {};
 }
 
@@ -91,8 +100,9 @@ std::string NothingSelected(const Options& options) {
 std::string Unexpected(const std::vector<std::string>& extras) {
     const auto isOption = [](const std::string& word) { return word.size() > 1 && word.front() == '-'; };
     const auto option = std::find_if(extras.begin(), extras.end(), isOption);
-    if (option != extras.end())
+    if (option != extras.end()) {
         return "there is no option " + *option;
+    }
     return extras.empty() ? std::string() : "one file is played, and " + extras.front() + " is another";
 }
 
@@ -129,8 +139,9 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
            "--audio",
            [&](const std::string& text) {
                const std::string wrong = ReadAudioTarget(text, options);
-               if (!wrong.empty())
+               if (!wrong.empty()) {
                    throw CLI::ValidationError("--audio", wrong);
+               }
            },
            "Where sound goes: the default device (auto), nowhere but in real time (null), or a file "
            "(wav:PATH)")
@@ -151,8 +162,9 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
            [&](const std::vector<std::string>& texts) {
                for (const std::string& text : texts) {
                    const std::string wrong = ReadCapture(text, options);
-                   if (!wrong.empty())
+                   if (!wrong.empty()) {
                        throw CLI::ValidationError("--capture-at", wrong);
+                   }
                }
            },
            "Before playing, write the picture of this time to a file (.bmp, .jpg, .jpeg, .png); may be given "
@@ -163,8 +175,9 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
            "--contact-sheet",
            [&](const std::string& text) {
                const std::string wrong = ReadContactSheet(text, options.contactSheet);
-               if (!wrong.empty())
+               if (!wrong.empty()) {
                    throw CLI::ValidationError("--contact-sheet", wrong);
+               }
            },
            "Do not play, but write an overview picture, 4x4 pictures unless told otherwise")
         ->type_name("PATH[:COLSxROWS]")
@@ -179,7 +192,9 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
         ->excludes(file);
     auto* log = app.add_option("--log", options.log, "Write what the component prints and logs to a file");
     log->type_name("FILE");
-    app.add_flag("-v,--verbose", options.verbose, "Print what the component prints and logs")->excludes(log);
+    app.add_flag("-v,--verbose", options.verbose,
+                 "Print what the component prints and logs, and what each file says of its pictures")
+        ->excludes(log);
 
     app.allow_extras(); // they are told below, the unknown options first
     std::string wrong;
@@ -191,16 +206,20 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
         wrong = error.what();
     }
     const std::string unexpected = Unexpected(app.remaining());
-    if (!unexpected.empty())
+    if (!unexpected.empty()) {
         return UsageError(unexpected);
-    if (!wrong.empty())
+    }
+    if (!wrong.empty()) {
         return UsageError(wrong);
+    }
     options.video = !noVideo;
-    if (noAudio)
+    if (noAudio) {
         options.audio = AudioTarget::Off;
+    }
     wrong = NothingSelected(options);
-    if (!wrong.empty())
+    if (!wrong.empty()) {
         return UsageError(wrong);
+    }
     return std::nullopt;
 }
 

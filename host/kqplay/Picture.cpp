@@ -1,6 +1,5 @@
 #include "Picture.h"
 
-#include <kqplayer/image.h>
 #include <kqplayer/imageproc.h>
 
 #include <text/Utf8.h>
@@ -14,29 +13,33 @@ namespace {
 
 constexpr int bitsPerPixel = 24;
 
-/// @return an empty name for text that is not UTF-8
+constexpr const wchar_t* mimeTypes[] = {L"image/bmp", L"image/jpeg", L"image/png"};
+
+} // namespace
+
 std::wstring ToWide(const std::string& path) {
     std::wstring wide;
     for (const char* at = path.c_str(); *at != '\0';) {
         const std::uint32_t character = kq::text::DecodeUtf8(at);
-        if (character == kq::text::replacement)
+        if (character == kq::text::replacement) {
             return {};
+        }
         wide += static_cast<wchar_t>(character);
     }
     return wide;
 }
 
-} // namespace
-
-const wchar_t* PictureFormat(const std::string& path) {
+int PictureFormat(const std::string& path) {
     std::string extension = std::filesystem::path(path).extension().string();
     std::transform(extension.begin(), extension.end(), extension.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    if (extension == ".bmp")
-        return L"image/bmp";
-    if (extension == ".jpg" || extension == ".jpeg")
-        return L"image/jpeg";
-    return extension == ".png" ? L"image/png" : nullptr;
+    if (extension == ".bmp") {
+        return 0;
+    }
+    if (extension == ".jpg" || extension == ".jpeg") {
+        return 1;
+    }
+    return extension == ".png" ? 2 : -1;
 }
 
 std::string WithSuffix(const std::string& path, const std::string& suffix) {
@@ -52,13 +55,6 @@ Picture::~Picture() {
 
 void Picture::Resize(int width, int height) {
     DISetContent(m_image, width, height, bitsPerPixel);
-}
-
-bool Picture::Take(const MEDIA_FRAME& frame) {
-    const tagYUVImage& image = frame.image;
-    return DISetContent(m_image, image.nWidth, image.nHeight, bitsPerPixel) != 0 &&
-           Yuv420_2_rgb24(DIGetBitmapInfo(m_image), DIGetBits(m_image), image.pY, image.pU, image.pV,
-                          image.nPitchY, image.nPitchU, image.nPitchV) == 0;
 }
 
 bool Picture::IsEmpty() const {
@@ -83,9 +79,11 @@ bool Picture::Save(const std::string& path, ComponentOutput& output, std::string
         error = path + ": the name is not UTF-8";
         return false;
     }
-    if (DISaveEx(m_image, name.c_str(), PictureFormat(path)) == 1)
+    const int format = PictureFormat(path);
+    if (DISaveEx(m_image, name.c_str(), format >= 0 ? mimeTypes[format] : nullptr) == 1) {
         return true;
-    const std::string reason = output.ImageComplaint();
+    }
+    const std::string reason = output.TakeImageComplaint();
     error = path + ": " + (reason.empty() ? "cannot be written" : reason);
     return false;
 }

@@ -1,18 +1,18 @@
 /// @file
-/// Pictures that are saved as files.
+/// Pictures that are drawn and saved as files.
 #pragma once
 
 #include "ComponentOutput.h"
-
-#include <kqplayer/records.h>
 
 #include <string>
 
 namespace kqplay {
 
 /// Picture formats go by the name's extension: .bmp, .jpg, .jpeg or .png, in any case.
-/// @return the format's MIME type, or null for another extension
-const wchar_t* PictureFormat(const std::string& path);
+/// @return the format's number in CaptureImageInfo, or -1 for another extension
+int PictureFormat(const std::string& path);
+/// @return a path as the image library takes it, empty for text that is not UTF-8
+std::wstring ToWide(const std::string& path);
 
 /// @return @p path with @p suffix before its extension
 std::string WithSuffix(const std::string& path, const std::string& suffix);
@@ -27,8 +27,6 @@ public:
 
     /// Makes it black. It is empty without memory, or for a size that no picture has.
     void Resize(int width, int height);
-    /// Takes a stream's picture over, converted as it is shown. @return false without memory
-    bool Take(const MEDIA_FRAME& frame);
     bool IsEmpty() const;
     int Width() const;
     int Height() const;

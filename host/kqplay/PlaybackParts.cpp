@@ -1,12 +1,14 @@
 #include "PlaybackParts.h"
 
 #include <cstdio>
+#include <utility>
 
 namespace kqplay {
 
 PlaybackParts::~PlaybackParts() {
-    if (monitor)
+    if (monitor) {
         monitor->Halt();
+    }
     viewLibrary.SetPictureSink(nullptr, nullptr); // before the monitor goes
     player.Close();
     second.Release();
@@ -14,10 +16,22 @@ PlaybackParts::~PlaybackParts() {
 }
 
 bool PlaybackParts::Fail(const std::string& reason) {
-    if (progress)
+    if (progress) {
         progress->Clear();
+    }
     std::fprintf(stderr, "kqplay: %s\n", reason.c_str());
     return false;
+}
+
+void PlaybackParts::DescribePictures(const std::function<void(const std::string&)>& tell) const {
+    const std::string other =
+        options.filter.empty() ? options.compare : options.file + " | " + options.filter;
+    for (const auto& [name, video] : {std::pair(options.file, file.video), {other, second.video}}) {
+        const std::string text = video ? kq::streams::DescribePicture(*video) : "";
+        if (!text.empty()) {
+            tell(name + ": " + text);
+        }
+    }
 }
 
 void PlaybackParts::Say(const std::string& text) {

@@ -10,12 +10,14 @@
 #include "ProgressLine.h"
 #include "RunMonitor.h"
 #include "SignalInbox.h"
+#include "StillPlayer.h"
 #include "TraceWriter.h"
 #include "VideoWindow.h"
 #include "ViewLibrary.h"
 
 #include <kqplayer/media_file.h>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -36,6 +38,9 @@ struct PlaybackParts {
     bool FailFile(const std::string& reason) { return Fail(options.file + ": " + reason); }
     /// The same about something that play goes on without.
     void Notice(const std::string& text) { Fail(text); }
+    /// Tells of each file what it says of its current picture and how the picture is shown; waits for it.
+    /// @param tell receives lines that begin with the file's name
+    void DescribePictures(const std::function<void(const std::string&)>& tell) const;
     /// Prints text on the screen, above the progress line, and ends the line.
     void Say(const std::string& text);
 
@@ -49,6 +54,8 @@ struct PlaybackParts {
     AudioOutput sound;
     std::unique_ptr<VideoWindow> window; ///< none off-screen
     ViewLibrary viewLibrary;
+    std::optional<StillPlayer> stills; ///< once a capture or screenshot has been taken
+    int firstView = 0;                 ///< number of the player's first view within the process
     Player player; ///< goes before the window that its view lives in, and before the sound device
     std::optional<RunMonitor> monitor;
     std::optional<Navigation> navigation;

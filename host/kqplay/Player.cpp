@@ -17,8 +17,9 @@ constexpr double upToTheEnd = 1e9;
 } // namespace
 
 void Player::Close() {
-    if (m_player)
+    if (m_player) {
         m_player->Stop();
+    }
     m_shown.clear();
     m_views.Reset();
     m_audioInput.Reset();
@@ -27,8 +28,9 @@ void Player::Close() {
 
 bool Player::Create(PlayerListener& listener, std::string& error) {
     std::int32_t result = kq::CreatePlayer(m_player);
-    if (result == kq::Ok)
+    if (result == kq::Ok) {
         result = m_player->GetPlayerViewMgr(m_views.Out());
+    }
     if (result != kq::Ok) {
         error = std::string("the component gives no player: ") + kq::ResultText(result);
         return false;
@@ -41,8 +43,9 @@ bool Player::Create(PlayerListener& listener, std::string& error) {
 bool Player::CreateView(void* parent, int width, int height) {
     auto view = kq::ComPtr<IPlayerView>::Adopt(m_views->CreatePlayView(parent, tagRECT{0, 0, width, height}));
     const bool made = static_cast<bool>(view);
-    if (made)
+    if (made) {
         m_shown.push_back(std::move(view));
+    }
     return made;
 }
 
@@ -50,16 +53,18 @@ bool Player::SetVideo(IMediaStream* video, IMediaStream* other) {
     const int reference = ReferenceMode(m_shown.size());
     for (kq::ComPtr<IPlayerView>& view : m_shown) {
         const bool showsOther = other && &view == &m_shown.back();
-        if (view->SetVideoInput(showsOther ? otherMode : reference, showsOther ? other : video) != kq::Ok)
+        if (view->SetVideoInput(showsOther ? otherMode : reference, showsOther ? other : video) != kq::Ok) {
             return false;
+        }
     }
     return true;
 }
 
 std::vector<void*> Player::ViewWindows() const {
     std::vector<void*> windows;
-    for (const kq::ComPtr<IPlayerView>& view : m_shown)
+    for (const kq::ComPtr<IPlayerView>& view : m_shown) {
         windows.push_back(view->GetWND());
+    }
     return windows;
 }
 
@@ -75,14 +80,22 @@ bool Player::Play() {
     return m_player->Play() == kq::Ok;
 }
 
+bool Player::Capture(int format, const std::wstring& path) {
+    CaptureImageInfo info = {};
+    info.nFormat = format;
+    return m_player->CaptureCurrentImage(&info, path.c_str()) == kq::Ok;
+}
+
 long Player::OnNotify(void* userData, unsigned int message, unsigned int what, unsigned int argument) {
     auto* listener = static_cast<PlayerListener*>(userData);
-    if (message != PLAYER_NOTIFY)
+    if (message != PLAYER_NOTIFY) {
         return 0;
-    if (what == KQ_NOTIFY_POSITION)
+    }
+    if (what == KQ_NOTIFY_POSITION) {
         listener->OnPosition(KQPlayedTime(argument));
-    else if (what == KQ_NOTIFY_END)
+    } else if (what == KQ_NOTIFY_END) {
         listener->OnEnd();
+    }
     return 0;
 }
 

@@ -61,6 +61,10 @@ public:
     void Forward() { m_player->Forward(); }
     /// @return a copy of the reference stream's current picture, valid until the next call; null for none
     const MEDIA_FRAME* CopyPicture() { return m_player->CaptureCurrentImageEx(); }
+    /// Writes the reference stream's current picture to a file.
+    /// @param format its number in CaptureImageInfo
+    /// @return false without a picture; a file that cannot be written is logged
+    bool Capture(int format, const std::wstring& path);
     /// Ends the run. When it returns, the views are black.
     void Stop() { m_player->Stop(); }
     /// @return KQ_ACTIVATE_STOPPED and so on

@@ -14,8 +14,9 @@ constexpr const char* clearLine = "\r\033[K";
 
 std::size_t Columns(int screen) {
     winsize size = {};
-    if (ioctl(screen, TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
+    if (ioctl(screen, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) {
         return 80;
+    }
     return size.ws_col;
 }
 
@@ -26,37 +27,43 @@ std::string FormatTime(double seconds) {
     const int rest = static_cast<int>(hundredths % 6000);
     const long long minutes = hundredths / 6000;
     char text[48];
-    if (minutes < 60)
+    if (minutes < 60) {
         std::snprintf(text, sizeof text, "%lld:%02d.%02d", minutes, rest / 100, rest % 100);
-    else
+    } else {
         std::snprintf(text, sizeof text, "%lld:%02lld:%02d.%02d", minutes / 60, minutes % 60, rest / 100,
                       rest % 100);
+    }
     return text;
 }
 
 std::string FormatProgress(const Progress& progress) {
     std::string text = std::string(progress.state) + "  " + FormatTime(progress.position);
-    if (progress.length > 0)
+    if (progress.length > 0) {
         text += " / " + FormatTime(progress.length);
-    if (progress.late)
+    }
+    if (progress.late) {
         text +=
             "  " + std::to_string(*progress.late) + (*progress.late == 1 ? " late frame" : " late frames");
-    if (!progress.note.empty())
+    }
+    if (!progress.note.empty()) {
         text += "  " + progress.note;
+    }
     return text;
 }
 
 ProgressLine::ProgressLine(int screen, bool busy) : m_screen(screen), m_live(!busy && isatty(screen) != 0) {}
 
 void ProgressLine::Show(const Progress& progress) {
-    if (m_live)
+    if (m_live) {
         Draw(FormatProgress(progress));
+    }
 }
 
 void ProgressLine::ShowBar(const std::string& what, int done, int all) {
     constexpr int width = 30;
-    if (!m_live)
+    if (!m_live) {
         return;
+    }
     const auto full = static_cast<std::size_t>(width * done / all);
     Draw(what + "  [" + std::string(full, '#') + std::string(width - full, '.') + "]  " +
          std::to_string(done) + "/" + std::to_string(all));
@@ -64,15 +71,17 @@ void ProgressLine::ShowBar(const std::string& what, int done, int all) {
 
 void ProgressLine::Draw(std::string text) {
     text = text.substr(0, Columns(m_screen) - 1);
-    if (text == m_shown)
+    if (text == m_shown) {
         return;
+    }
     Write("\r" + text + "\033[K"); // text first, then the rest of the line: nothing flickers
     m_shown = std::move(text);
 }
 
 void ProgressLine::Clear() {
-    if (!m_shown.empty())
+    if (!m_shown.empty()) {
         Write(clearLine);
+    }
     m_shown.clear();
 }
 
@@ -83,8 +92,9 @@ void ProgressLine::Finish(const Progress& progress) {
 
 void ProgressLine::Write(const std::string& text) const {
     // A terminal that takes no more is no reason to stop playing.
-    if (write(m_screen, text.data(), text.size()) < 0)
+    if (write(m_screen, text.data(), text.size()) < 0) {
         return;
+    }
 }
 
 } // namespace kqplay

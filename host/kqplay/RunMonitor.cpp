@@ -2,6 +2,8 @@
 
 #include <sys/eventfd.h>
 
+#include <algorithm>
+
 namespace kqplay {
 namespace {
 
@@ -66,8 +68,9 @@ void RunMonitor::Halt() {
         // A round of a loop that is just being started has started when the lock is ours.
         const std::lock_guard guard(m_lock);
         m_loop = false;
-        if (m_runs == 0)
+        if (m_runs == 0) {
             return;
+        }
     }
     m_player.Stop();
     TraceState();
@@ -91,11 +94,17 @@ void RunMonitor::OnPicture(int view, int width, int height, const unsigned char*
 }
 
 void RunMonitor::OnPosition(double seconds) {
+    // While sound alone is playing the player looks at its range ten times a second.
+    if (m_length > 0) {
+        seconds = std::min(seconds, m_length.load());
+    }
     const double moved = seconds - m_position.exchange(seconds);
-    if (moved < 0 || moved > longestGap) // a seek
+    if (moved < 0 || moved > longestGap) { // a seek
         m_late.Restart();
-    if (m_pictureCame.exchange(false) && !m_paused)
+    }
+    if (m_pictureCame.exchange(false) && !m_paused) {
         m_late.Frame(static_cast<double>(MonotonicMicroseconds()) / 1e6, seconds);
+    }
     m_trace.Position(seconds);
 }
 
@@ -104,10 +113,11 @@ void RunMonitor::OnEnd() {
     m_trace.End();
     const std::lock_guard guard(m_lock); // to the very end: Halt() may destroy us once it is released
     --m_runs;
-    if (m_loop && !m_paused) {
+    if (m_loop && !m_paused && !(m_holdsMore && m_holdsMore())) {
         m_late.Restart();
-        if (m_player.Play())
+        if (m_player.Play()) {
             ++m_runs;
+        }
         TraceState();
     }
     eventfd_write(m_wake.Get(), 1);
@@ -115,8 +125,9 @@ void RunMonitor::OnEnd() {
 }
 
 void RunMonitor::TraceState() {
-    if (m_trace.IsOpen())
+    if (m_trace.IsOpen()) {
         m_trace.State(m_player.Activity());
+    }
 }
 
 } // namespace kqplay

@@ -9,7 +9,9 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
+#include <utility>
 
 namespace kqplay {
 
@@ -32,6 +34,12 @@ public:
     void Resume();
     /// A run that ends by itself while it is paused (stepped past its last frame) is not started again.
     void SetLoop(bool loop);
+    /// @param length of the range, seconds, behind which no position is told; 0 for unknown. For the next
+    /// run.
+    void SetLength(double length) { m_length = length; }
+    /// A run of a loop that ends while @p holdsMore gives true, because the range has been too short, is not
+    /// started again. To be called before the first run; the player's thread calls it.
+    void SetHoldsMore(std::function<bool()> holdsMore) { m_holdsMore = std::move(holdsMore); }
     bool IsPaused() const { return m_paused; }
     /// Ends the run, and returns when the player has said its last word about it.
     void Halt();
@@ -59,6 +67,8 @@ private:
     TraceWriter& m_trace;
     FileDescriptor m_wake; ///< an eventfd
     LateFrames m_late;
+    std::function<bool()> m_holdsMore;
+    std::atomic<double> m_length{0};
     std::atomic<double> m_position{0};
     std::atomic<bool> m_pictureCame{false};
     std::atomic<bool> m_paused{false};

@@ -78,8 +78,9 @@ public:
 private:
     void Make(MEDIA_FRAME& frame, int index) override {
         std::fill(m_luma.begin(), m_luma.end(), std::uint8_t{60});
-        for (int row = 0; row < height && index < pictureCount; ++row)
+        for (int row = 0; row < height && index < pictureCount; ++row) {
             std::fill_n(m_luma.begin() + row * width + index * barWidth, barWidth, std::uint8_t{235});
+        }
         frame.nKind = KQ_PICTURE_PLANAR_YUV;
         tagYUVImage& image = frame.image;
         image.pY = m_luma.data();
@@ -95,13 +96,15 @@ private:
 
 /// @return the number of the picture, told by where its bar is, or -1 for another picture
 int NumberOf(int pictureWidth, int pictureHeight, const unsigned char* pixels) {
-    if (pictureWidth != width || pictureHeight != height)
+    if (pictureWidth != width || pictureHeight != height) {
         return -1;
+    }
     constexpr int bright = 200;
     const unsigned char* row = pixels + std::size_t{4} * width * (height / 2);
     for (int i = 0; i < pictureCount; ++i) {
-        if (row[std::size_t{4} * barWidth * static_cast<std::size_t>(i)] > bright)
+        if (row[std::size_t{4} * barWidth * static_cast<std::size_t>(i)] > bright) {
             return i;
+        }
     }
     return -1;
 }
@@ -164,8 +167,9 @@ public:
         m_cameAt.resize(std::min(m_cameAt.size(), static_cast<std::size_t>(result.due)));
         std::vector<double> delays = DelaysAfterMostPunctual(m_cameAt, 1.0 / pictureRate);
         result.shown = static_cast<int>(delays.size());
-        if (delays.empty())
+        if (delays.empty()) {
             return;
+        }
         std::sort(delays.begin(), delays.end());
         result.medianLate = delays[delays.size() / 2];
         result.worstLate = delays.back();
@@ -174,8 +178,9 @@ public:
 private:
     void OnPicture(int number) {
         const std::lock_guard guard(m_lock);
-        if (number == static_cast<int>(m_cameAt.size()))
+        if (number == static_cast<int>(m_cameAt.size())) {
             m_cameAt.push_back(Now());
+        }
     }
     void OnPosition(double seconds) override {
         const std::lock_guard guard(m_lock);
@@ -205,8 +210,9 @@ private:
 /// @return false with the reason in @p error
 bool SetUp(Player& player, Watcher& watcher, ViewLibrary& views, bool inWindow, IMediaStream* video,
            std::string& error) {
-    if (!player.Create(watcher, error))
+    if (!player.Create(watcher, error)) {
         return false;
+    }
     if (!player.CreateView(inWindow ? nullptr : kq::OffScreenParent(), width, height)) {
         error = "no view can be made: " + views.WhyNoView();
         return false;
@@ -232,17 +238,20 @@ SelfTestResult RunSelfTest(ViewLibrary& views, bool inWindow, bool sound) {
     const auto audio = kq::ComPtr<SoftTone>::Adopt(new SoftTone);
     Watcher watcher;
     Player player;
-    if (!SetUp(player, watcher, views, inWindow, video.Get(), result.failure))
+    if (!SetUp(player, watcher, views, inWindow, video.Get(), result.failure)) {
         return result;
+    }
     result.inWindow = inWindow && player.ViewWindows().front() != nullptr;
-    if (sound)
+    if (sound) {
         player.SetAudio(audio.Get());
+    }
     player.SetRange(0, rangeSeconds);
     result.watched = views.SetPictureSink(&Watcher::TakePicture, &watcher);
-    if (!player.Play())
+    if (!player.Play()) {
         result.failure = "the player does not start";
-    else if (!(result.ended = watcher.WaitForEnd(longestRun)))
+    } else if (!(result.ended = watcher.WaitForEnd(longestRun))) {
         EndRun(player, watcher);
+    }
     views.SetPictureSink(nullptr, nullptr);
     watcher.Tell(result);
     result.samplesTaken = audio->Taken();

@@ -8,12 +8,15 @@
 namespace kqplay {
 
 int Session::Run() {
-    if (!OpenLogAndTrace(m_parts))
+    if (!OpenLogAndTrace(m_parts)) {
         return ExitFailed;
-    if (!m_parts.options.contactSheet.path.empty())
+    }
+    if (!m_parts.options.contactSheet.path.empty()) {
         return DrawContactSheet();
-    if (!OpenPlayback(m_parts))
+    }
+    if (!OpenPlayback(m_parts)) {
         return ExitFailed;
+    }
     return EventLoop(m_parts).Run();
 }
 
@@ -41,8 +44,9 @@ int Session::DrawContactSheet() {
         },
         error);
     m_parts.progress->Clear();
-    if (!drawn && error.empty())
+    if (!drawn && error.empty()) {
         return ExitPlayed;
+    }
     if (!drawn || !sheet.Save(m_parts.output, error)) {
         m_parts.Fail(error);
         return ExitFailed;

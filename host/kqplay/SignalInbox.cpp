@@ -8,8 +8,9 @@ namespace {
 sigset_t InboxSignals() {
     sigset_t set;
     sigemptyset(&set);
-    for (int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP})
+    for (int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP}) {
         sigaddset(&set, signal);
+    }
     return set;
 }
 
@@ -25,8 +26,9 @@ SignalInbox::SignalInbox() {
 
 std::optional<int> SignalInbox::Take() {
     signalfd_siginfo info;
-    if (read(m_fd.Get(), &info, sizeof info) != sizeof info)
+    if (read(m_fd.Get(), &info, sizeof info) != sizeof info) {
         return std::nullopt;
+    }
     return static_cast<int>(info.ssi_signo);
 }
 

@@ -21,25 +21,28 @@ std::string FreeName(const std::string& file, double seconds, const std::vector<
             return std::filesystem::exists(
                 std::filesystem::symlink_status(WithSuffix(name, suffix), ignored));
         });
-        if (!taken)
+        if (!taken) {
             return name;
+        }
     }
 }
 
 bool SavePicture(PlaybackParts& parts, const MEDIA_FRAME* frame, const std::string& path) {
-    if (!frame)
+    if (!frame) {
         return parts.Fail(path + ": there is no picture to write");
-    Picture picture;
-    if (!picture.Take(*frame))
-        return parts.Fail(path + ": no memory for the picture");
+    }
+    if (!parts.stills) {
+        parts.stills.emplace();
+    }
     std::string error;
-    return picture.Save(path, parts.output, error) || parts.Fail(error);
+    return parts.stills->Save(*frame, path, parts.output, error) || parts.Fail(error);
 }
 
 /// @param frame of the reference; the second view's own follows it
 bool SavePictures(PlaybackParts& parts, const MEDIA_FRAME* frame, const std::string& path) {
-    if (!parts.second.video)
+    if (!parts.second.video) {
         return SavePicture(parts, frame, path);
+    }
     return SavePicture(parts, frame, WithSuffix(path, "-1")) &&
            SavePicture(parts, parts.second.video->GetCurrentFrame(), WithSuffix(path, "-2"));
 }
@@ -48,31 +51,37 @@ bool SavePictures(PlaybackParts& parts, const MEDIA_FRAME* frame, const std::str
 
 bool TakeCaptures(PlaybackParts& parts) {
     for (const CaptureRequest& request : parts.options.captures) {
-        if (!parts.file.video)
+        if (!parts.file.video) {
             return parts.FailFile("no pictures to capture");
+        }
         parts.file.video->Seek(request.seconds, kq::ExactSeek);
-        if (!SavePictures(parts, parts.file.video->GetCurrentFrame(), request.path))
+        if (!SavePictures(parts, parts.file.video->GetCurrentFrame(), request.path)) {
             return false;
+        }
     }
     return true;
 }
 
 bool TakeScreenshot(PlaybackParts& parts) {
-    if (!parts.file.video)
+    if (!parts.file.video) {
         return true;
+    }
     parts.navigation->Arrive(); // the progress line shows the target already
-    const MEDIA_FRAME* frame = parts.player.CopyPicture();
-    if (!frame)
+    const MEDIA_FRAME* frame = parts.file.video->GetCurrentFrame();
+    if (!frame) {
         return false;
+    }
     const std::vector<std::string> suffixes =
         parts.second.video ? std::vector<std::string>{"-1", "-2"} : std::vector<std::string>{""};
     const std::string name =
         FreeName(parts.options.file, static_cast<double>(frame->llPTS) / kq::TicksPerSecond, suffixes);
-    if (!SavePictures(parts, frame, name))
+    if (!SavePictures(parts, frame, name)) {
         return true;
+    }
     std::string names;
-    for (const std::string& suffix : suffixes)
+    for (const std::string& suffix : suffixes) {
         names += (names.empty() ? "" : ", ") + WithSuffix(name, suffix);
+    }
     parts.Say("saved " + names);
     return true;
 }

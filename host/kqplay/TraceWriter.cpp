@@ -33,8 +33,9 @@ bool TraceWriter::Open(const std::string& path, bool hash, std::string& error) {
 }
 
 void TraceWriter::Picture(int view, int width, int height, const unsigned char* pixels) {
-    if (!m_file)
+    if (!m_file) {
         return;
+    }
     const std::int64_t time = MonotonicMicroseconds();
     char hash[32] = "";
     if (m_hash) {
@@ -47,39 +48,45 @@ void TraceWriter::Picture(int view, int width, int height, const unsigned char* 
 }
 
 void TraceWriter::Position(double seconds) {
-    if (!m_file)
+    if (!m_file) {
         return;
+    }
     const std::lock_guard guard(m_lock);
     std::fprintf(m_file, "{\"t_us\":%" PRId64 ",\"ev\":\"position\",\"pos\":%.6f}\n", MonotonicMicroseconds(),
                  seconds);
 }
 
 void TraceWriter::State(int activate) {
-    if (!m_file)
+    if (!m_file) {
         return;
+    }
     const std::lock_guard guard(m_lock);
-    if (activate == m_lastState)
+    if (activate == m_lastState) {
         return;
+    }
     m_lastState = activate;
     std::fprintf(m_file, "{\"t_us\":%" PRId64 ",\"ev\":\"state\",\"activate\":%d}\n", MonotonicMicroseconds(),
                  activate);
 }
 
 void TraceWriter::End() {
-    if (!m_file)
+    if (!m_file) {
         return;
+    }
     const std::lock_guard guard(m_lock);
     std::fprintf(m_file, "{\"t_us\":%" PRId64 ",\"ev\":\"end\"}\n", MonotonicMicroseconds());
 }
 
 bool TraceWriter::Close(std::string& error) {
-    if (!m_file)
+    if (!m_file) {
         return true;
+    }
     const bool intact = std::ferror(m_file) == 0;
     const bool closed = std::fclose(m_file) == 0;
     m_file = nullptr;
-    if (intact && closed)
+    if (intact && closed) {
         return true;
+    }
     error = m_path + ": could not be written whole: " + std::strerror(errno);
     return false;
 }

@@ -23,7 +23,10 @@ public:
     };
 
     /// @param parts opened; they stay the caller's
-    explicit Transport(PlaybackParts& parts) : m_parts(parts), m_loop(parts.options.loop) {}
+    explicit Transport(PlaybackParts& parts);
+    ~Transport() { m_parts.monitor->Halt(); }
+    Transport(const Transport&) = delete;
+    Transport& operator=(const Transport&) = delete;
 
     /// Plays from @p begin, in seconds in the file. @return false when no run starts
     bool Start(double begin);
@@ -50,6 +53,8 @@ public:
     State Now() const { return m_state; }
     /// @return true when a run that was to start did not
     bool HasFailed() const { return m_failed; }
+    /// @return seconds; 0 for unknown, also after the file has turned out to be longer than it says
+    double Length() const;
     /// @return seconds in the file, never beyond its length
     double Position() const;
     /// @return the part of the range that lies before the position, none when nobody knows
@@ -57,13 +62,16 @@ public:
 
 private:
     void SetRange(double begin);
+    bool HoldsMore() const;
 
     PlaybackParts& m_parts;
     State m_state = State::Stopped;
     double m_rangeBegin = 0;  ///< seconds in the file
     double m_rangeLength = 0; ///< seconds; 0 for unknown
     bool m_loop;
-    bool m_steppedOut = false; ///< stopped by a step past the last picture, which is still on show
+    bool m_endsWithFile = false;  ///< the range ends where the file says that it ends itself
+    bool m_distrustsFile = false; ///< the file has turned out to be longer than it says
+    bool m_steppedOut = false;    ///< stopped by a step past the last picture, which is still on show
     bool m_failed = false;
 };
 

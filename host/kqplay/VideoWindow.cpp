@@ -22,15 +22,16 @@ constexpr int timelineHeight = 8;
 constexpr unsigned long playedColour = 0xD0D0D0;
 constexpr unsigned long timelineColour = 0x404040;
 
-bool g_serverIsGone = false;
-Display* g_display = nullptr; ///< the one that a lost connection is survived on
+bool serverIsGone = false;
+Display* survivedDisplay = nullptr; ///< the one that a lost connection is survived on
 
 /// Xlib's own handler, and the step after any handler, end the process, with the sound device open and files
 /// unfinished.
 int OnLostConnection(Display* display) {
-    g_serverIsGone = true;
-    if (display == g_display)
+    serverIsGone = true;
+    if (display == survivedDisplay) {
         return 0;
+    }
     // Not yet ours, while SDL starts: nothing stops Xlib from exit(), under which sound libraries abort.
     constexpr char line[] = "kqplay: the X server has gone\n";
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line, sizeof line - 1);
@@ -38,7 +39,7 @@ int OnLostConnection(Display* display) {
 }
 
 void SurviveLostConnection(Display* display) {
-    g_display = display;
+    survivedDisplay = display;
     XSetIOErrorExitHandler(
         display, [](Display*, void*) {}, nullptr);
 }
@@ -49,8 +50,9 @@ bool StartSdl() {
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     SDL_SetHint(SDL_HINT_VIDEODRIVER, "x11");
     SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
-    if (SDL_Init(SDL_INIT_VIDEO) != 0)
+    if (SDL_Init(SDL_INIT_VIDEO) != 0) {
         return false;
+    }
     SDL_EventState(SDL_SYSWMEVENT, SDL_ENABLE);
     return true;
 }
@@ -60,27 +62,22 @@ int ColumnsFor(int views) {
     return static_cast<int>(std::ceil(std::sqrt(static_cast<double>(views))));
 }
 
-/// What a key does, with Shift and Caps Lock taken into account.
-Command CommandOf(const SDL_Keysym& key) {
-    switch (key.sym) {
-    case SDLK_LEFT:
-        return CommandOfKey(KeyLeft);
-    case SDLK_RIGHT:
-        return CommandOfKey(KeyRight);
-    case SDLK_UP:
-        return CommandOfKey(KeyUp);
-    case SDLK_DOWN:
-        return CommandOfKey(KeyDown);
-    case SDLK_HOME:
-        return CommandOfKey(KeyHome);
-    case SDLK_END:
-        return CommandOfKey(KeyEnd);
-    default:
-        break;
-    }
-    const bool capital = ((key.mod & KMOD_SHIFT) != 0) != ((key.mod & KMOD_CAPS) != 0);
-    const bool letter = key.sym >= 'a' && key.sym <= 'z';
-    return CommandOfKey(capital && letter ? key.sym - 'a' + 'A' : key.sym);
+struct NamedKey {
+    SDL_Keycode symbol;
+    int key;
+};
+
+constexpr NamedKey namedKeys[] = {
+    {SDLK_LEFT, KeyLeft}, {SDLK_RIGHT, KeyRight}, {SDLK_UP, KeyUp},         {SDLK_DOWN, KeyDown},
+    {SDLK_HOME, KeyHome}, {SDLK_END, KeyEnd},     {SDLK_ESCAPE, KeyEscape},
+};
+
+/// @return the code of a key that types no character, 0 for any other: those come as text, whatever the
+///         keyboard's layout
+int CodeOf(const SDL_Keysym& pressed) {
+    const auto* named = std::find_if(std::begin(namedKeys), std::end(namedKeys),
+                                     [&](const NamedKey& row) { return row.symbol == pressed.sym; });
+    return named == std::end(namedKeys) ? 0 : named->key;
 }
 
 /// @return true when there is a window manager that can make windows fill the screen
@@ -95,8 +92,9 @@ bool HasFullScreen(Display* display) {
     unsigned char* data = nullptr;
     if (XGetWindowProperty(display, DefaultRootWindow(display), supported, 0, most, False, XA_ATOM, &type,
                            &format, &count, &left, &data) != Success ||
-        !data)
+        !data) {
         return false;
+    }
     const auto* atoms = reinterpret_cast<const Atom*>(data);
     const bool has = type == XA_ATOM && std::find(atoms, atoms + count, fullScreen) != atoms + count;
     XFree(data);
@@ -106,8 +104,9 @@ bool HasFullScreen(Display* display) {
 /// Scales a size down, ratio kept, until it fits on the screen together with the timeline.
 void FitToScreen(int& width, int& height) {
     SDL_Rect screen;
-    if (SDL_GetDisplayUsableBounds(0, &screen) != 0)
+    if (SDL_GetDisplayUsableBounds(0, &screen) != 0) {
         return;
+    }
     const double factor = std::min({1.0, screen.w * 1.0 / width, (screen.h - timelineHeight) * 1.0 / height});
     width = std::max(smallestSide, static_cast<int>(width * factor));
     height = std::max(smallestSide, static_cast<int>(height * factor));
@@ -122,35 +121,42 @@ std::unique_ptr<VideoWindow> VideoWindow::Open(const std::string& title, int wid
         error = reason;
         return nullptr;
     };
-    if (!std::getenv("DISPLAY"))
+    if (!std::getenv("DISPLAY")) {
         return refused("DISPLAY is not set");
-    if (!StartSdl())
+    }
+    if (!StartSdl()) {
         return refused(SDL_GetError());
+    }
     window->m_columns = ColumnsFor(views);
     width *= window->m_columns;
     height *= (views + window->m_columns - 1) / window->m_columns;
     FitToScreen(width, height);
     window->m_window = SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED,
                                         width, height + timelineHeight, SDL_WINDOW_RESIZABLE);
-    if (!window->m_window)
+    if (!window->m_window) {
         return refused(SDL_GetError());
+    }
     SDL_SysWMinfo info;
     SDL_VERSION(&info.version);
-    if (SDL_GetWindowWMInfo(window->m_window, &info) != SDL_TRUE || info.subsystem != SDL_SYSWM_X11)
+    if (SDL_GetWindowWMInfo(window->m_window, &info) != SDL_TRUE || info.subsystem != SDL_SYSWM_X11) {
         return refused("not an X11 window");
+    }
     window->m_display = info.info.x11.display;
     window->m_id = info.info.x11.window;
     SurviveLostConnection(window->m_display);
     SDL_GetWindowSize(window->m_window, &window->m_width, &window->m_height);
+    SDL_StartTextInput();
     XFlush(window->m_display); // the window must exist before another connection makes a child of it
     return window;
 }
 
 VideoWindow::~VideoWindow() {
-    if (g_serverIsGone) // every connection of SDL's would end the process when it is closed
+    if (serverIsGone) { // every connection of SDL's would end the process when it is closed
         return;
-    if (m_window)
+    }
+    if (m_window) {
         SDL_DestroyWindow(m_window);
+    }
     SDL_Quit();
 }
 
@@ -159,15 +165,17 @@ void* VideoWindow::Handle() const {
 }
 
 void VideoWindow::Adopt(const std::vector<void*>& viewWindows) {
-    for (void* view : viewWindows)
+    for (void* view : viewWindows) {
         m_views.push_back(static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(view)));
+    }
     FitViews();
     DrawTimeline();
 }
 
 void VideoWindow::ToggleFullScreen() {
-    if (m_before || !HasFullScreen(m_display))
+    if (m_before || !HasFullScreen(m_display)) {
         return FillScreen();
+    }
     const bool full = (SDL_GetWindowFlags(m_window) & SDL_WINDOW_FULLSCREEN_DESKTOP) != 0;
     SDL_SetWindowFullscreen(m_window, full ? 0 : SDL_WINDOW_FULLSCREEN_DESKTOP);
 }
@@ -179,8 +187,9 @@ void VideoWindow::FillScreen() {
         m_before.reset();
     } else {
         SDL_Rect screen;
-        if (SDL_GetDisplayBounds(std::max(0, SDL_GetWindowDisplayIndex(m_window)), &screen) != 0)
+        if (SDL_GetDisplayBounds(std::max(0, SDL_GetWindowDisplayIndex(m_window)), &screen) != 0) {
             return;
+        }
         SDL_GetWindowPosition(m_window, &place.x, &place.y);
         SDL_GetWindowSize(m_window, &place.width, &place.height);
         m_before = place;
@@ -194,12 +203,13 @@ void VideoWindow::ShowPosition(double part) {
     const auto pixel = [this](double value) { return static_cast<int>(value * m_width); };
     const bool moved = pixel(part) != pixel(m_part);
     m_part = part;
-    if (moved)
+    if (moved) {
         DrawTimeline();
+    }
 }
 
 bool VideoWindow::IsLost() const {
-    return g_serverIsGone;
+    return serverIsGone;
 }
 
 int VideoWindow::Fd() const {
@@ -215,7 +225,12 @@ std::vector<Command> VideoWindow::Take() {
             commands.push_back(Command::Quit);
             break;
         case SDL_KEYDOWN:
-            commands.push_back(CommandOf(event.key.keysym));
+            commands.push_back(CommandOfKey(CodeOf(event.key.keysym)));
+            break;
+        case SDL_TEXTINPUT:
+            for (const char* at = event.text.text; *at != '\0'; ++at) {
+                commands.push_back(CommandOfKey(static_cast<unsigned char>(*at)));
+            }
             break;
         case SDL_SYSWMEVENT:
             OnMouse(event.syswm.msg->msg.x11.event);
@@ -255,20 +270,23 @@ void VideoWindow::OnWindowEvent(int event, int width, int height) {
         m_height = height;
         FitViews();
     }
-    if (event == SDL_WINDOWEVENT_SIZE_CHANGED || event == SDL_WINDOWEVENT_EXPOSED)
+    if (event == SDL_WINDOWEVENT_SIZE_CHANGED || event == SDL_WINDOWEVENT_EXPOSED) {
         DrawTimeline();
+    }
 }
 
 void VideoWindow::Drag(int x) {
-    if (m_dragging)
+    if (m_dragging) {
         m_clicked = std::clamp(static_cast<double>(x) / std::max(1, m_width - 1), 0.0, 1.0);
+    }
 }
 
 /// The views share what the timeline leaves. A window too low for both has no timeline.
 void VideoWindow::FitViews() {
     const int count = static_cast<int>(m_views.size());
-    if (count == 0)
+    if (count == 0) {
         return;
+    }
     const int rows = (count + m_columns - 1) / m_columns;
     const int free = m_height > 2 * timelineHeight ? m_height - timelineHeight : m_height;
     for (int i = 0; i < count; ++i) {

@@ -19,31 +19,35 @@ ViewLibrary::ViewLibrary() {
 }
 
 ViewLibrary::~ViewLibrary() {
-    if (!m_library)
+    if (!m_library) {
         return;
+    }
     SetPictureSink(nullptr, nullptr);
     dlclose(m_library);
 }
 
 std::string ViewLibrary::LackingFunction() const {
     for (const char* name : kq::ViewLibraryFunctions()) {
-        if (m_library && !dlsym(m_library, name))
+        if (m_library && !dlsym(m_library, name)) {
             return name;
+        }
     }
     return {};
 }
 
 bool ViewLibrary::SetPictureSink(PVPictureSink sink, void* userData) {
     void* function = m_library ? dlsym(m_library, "PVSetPictureSink") : nullptr;
-    if (!function)
+    if (!function) {
         return false;
+    }
     reinterpret_cast<decltype(&PVSetPictureSink)>(function)(nullptr, sink, userData);
     return true;
 }
 
 std::string ViewLibrary::WhyNoView() const {
-    if (!m_library)
+    if (!m_library) {
         return m_loadError;
+    }
     const std::string lacking = LackingFunction();
     return lacking.empty() ? m_path + " refuses the window" : m_path + " has no function " + lacking;
 }

@@ -4,10 +4,12 @@
 
 int main(int argc, char** argv) {
     kqplay::Options options;
-    if (const auto status = kqplay::ParseOptions(argc, argv, options))
+    if (const auto status = kqplay::ParseOptions(argc, argv, options)) {
         return *status;
-    if (options.doctor)
+    }
+    if (options.doctor) {
         return kqplay::RunDoctor(options);
+    }
     kqplay::Session session(options);
     return session.Run();
 }

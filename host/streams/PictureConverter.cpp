@@ -60,6 +60,12 @@ AVPixelFormat Unpaired(AVPixelFormat format) {
     }
 }
 
+/// The scaler leaves the last row of chroma out when it brings such a picture to planar 4:2:0 at once.
+bool LosesItsLastRow(const AVFrame& picture) {
+    const bool isPacked = picture.format == AV_PIX_FMT_YUYV422 || picture.format == AV_PIX_FMT_UYVY422;
+    return isPacked && picture.height % 2 != 0;
+}
+
 /// Pictures of such a layout have no other one to be turned into.
 AVPixelFormat WithAllColumns(AVPixelFormat format) {
     switch (format) {
@@ -145,6 +151,9 @@ FrameHandle PictureConverter::Convert(FrameHandle picture, FileLog& log) {
         }
         picture = picture ? WithoutCgco(*picture, planar, reading.IsFullRange()) : nullptr;
         reading.matrix = MatrixOf(reading.colour);
+    }
+    if (picture && m_plain && LosesItsLastRow(*picture)) {
+        picture = Scale(*picture, NearestFormat(picture->format), reading, reading);
     }
     if (!picture) {
         return nullptr;

@@ -57,6 +57,22 @@ void WriteLastBlock(j_compress_ptr info) {
     WriteBlock(info, blockBytes - info->dest->free_in_buffer);
 }
 
+/// What says that the colours are sRGB: an Exif segment with two directories, the second of which holds the
+/// colour space and what has to stand beside it. Numbers are big-endian.
+constexpr JOCTET exif[] = {
+    'E',  'x',  'i', 'f', 0, 0,                           //
+    'M',  'M',  0,   42,  0, 0, 0, 8,                     // offsets count from this line
+    0,    1,                                              // 8: one entry
+    0x87, 0x69, 0,   4,   0, 0, 0, 1, 0,   0,   0,   26,  // the second directory
+    0,    0,    0,   0,                                   // no further one
+    0,    4,                                              // 26: four entries
+    0x90, 0x00, 0,   7,   0, 0, 0, 4, '0', '2', '3', '0', // version
+    0x91, 0x01, 0,   7,   0, 0, 0, 4, 1,   2,   3,   0,   // components: Y, Cb, Cr
+    0xA0, 0x00, 0,   7,   0, 0, 0, 4, '0', '1', '0', '0', // version of the colours' description
+    0xA0, 0x01, 0,   3,   0, 0, 0, 1, 0,   1,   0,   0,   // colour space: sRGB
+    0,    0,    0,   0,                                   // no further one
+};
+
 void SetUp(jpeg_compress_struct& info, const Bitmap& bitmap) {
     info.image_width = bitmap.Width();
     info.image_height = bitmap.Height();
@@ -79,6 +95,7 @@ bool WriteJpeg(jpeg_compress_struct& info, Destination& destination, ErrorManage
     info.dest = &destination.base;
     SetUp(info, bitmap);
     jpeg_start_compress(&info, TRUE);
+    jpeg_write_marker(&info, JPEG_APP0 + 1, exif, sizeof exif);
     while (info.next_scanline < info.image_height) {
         JSAMPROW row = bitmap.Row(static_cast<int>(info.next_scanline));
         jpeg_write_scanlines(&info, &row, 1);

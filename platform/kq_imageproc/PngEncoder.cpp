@@ -43,6 +43,7 @@ bool WritePng(png_structp png, png_infop info, const Bitmap& bitmap, Sink* sink)
     png_set_compression_level(png, compressionLevel);
     png_set_IHDR(png, info, bitmap.Width(), bitmap.Height(), 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_set_sRGB_gAMA_and_cHRM(png, info, PNG_sRGB_INTENT_PERCEPTUAL);
     png_write_info(png, info);
     png_set_bgr(png);
     for (int y = 0; y < bitmap.Height(); ++y) {

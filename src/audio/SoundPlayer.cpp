@@ -1,5 +1,6 @@
 #include "audio/SoundPlayer.h"
 
+#include "com/KeptTexts.h"
 #include "thread/TimeSource.h"
 
 #include <algorithm>
@@ -25,7 +26,7 @@ bool IsAccepted(const char* pOperation, int nLine, const Call& call) {
     call();
     const ALenum eError = alGetError();
     if (eError != AL_NO_ERROR) {
-        std::printf("\n [%s]: %d errnum = %xd ", pOperation, nLine, static_cast<unsigned int>(eError));
+        std::printf(SoundTexts::kError, pOperation, nLine, static_cast<unsigned int>(eError));
     }
     return eError == AL_NO_ERROR;
 }
@@ -91,8 +92,7 @@ SoundPlayer::~SoundPlayer() {
 }
 
 int SoundPlayer::Open(int nSampleRate, int nChannels, int nBits) {
-    std::printf("SoundPlayer::Open : samplerate = %d ,nchannels = %d ,nbit = %d \n ", nSampleRate, nChannels,
-                nBits);
+    std::printf(SoundTexts::kOpen, nSampleRate, nChannels, nBits);
     Close();
     m_bFailed = 0;
     m_bDeviceLost = 0;
@@ -179,7 +179,7 @@ void SoundPlayer::Play() {
     if (m_bOpened == 0) {
         return;
     }
-    std::puts(" soundplayer:: player begin ");
+    std::puts(SoundTexts::kPlayBegins);
     if (m_bDeviceLost != 0) {
         m_bStreamEnd = 1; // a seek has taken the end back
         return;
@@ -199,7 +199,7 @@ void SoundPlayer::Play() {
         EndStart();
         return;
     }
-    std::puts(" soundplayer:: player end ");
+    std::puts(SoundTexts::kPlayEnds);
 }
 
 bool SoundPlayer::MakeContextCurrent() {
@@ -226,7 +226,7 @@ bool SoundPlayer::StartSource() {
 
 bool SoundPlayer::StartThread() {
     if (GetState() == THREAD_SUSPENDED) {
-        std::puts("soundplayer:: player  resume ");
+        std::puts(SoundTexts::kPlayResumes);
         Resume();
         return true;
     }
@@ -235,7 +235,7 @@ bool SoundPlayer::StartThread() {
         Fail();
         return false;
     }
-    std::puts("soundplayer:: player  start ");
+    std::puts(SoundTexts::kPlayStarts);
     return true;
 }
 
@@ -268,7 +268,7 @@ bool SoundPlayer::FillAfresh() {
         nDelivered = SoundPlayCB(m_pBuffer.data(), m_nBufferSize);
         m_llTotalBytes += nDelivered;
         if (alIsBuffer(uiBuffer) == AL_FALSE) {
-            std::printf("soundplayer:: player buffer isn't ready \n  ");
+            std::printf(SoundTexts::kNoBuffer);
         }
         if (!QueueBuffer(uiBuffer, "Play")) {
             Fail();
@@ -314,7 +314,7 @@ bool SoundPlayer::QueueBuffer(ALuint uiBuffer, const char* pOperation) {
 }
 
 void SoundPlayer::Pause() {
-    std::puts(" soundplayer:: Pause begin ");
+    std::puts(SoundTexts::kPauseBegins);
     if (GetState() != THREAD_RUNNING) {
         return;
     }
@@ -327,7 +327,7 @@ void SoundPlayer::Pause() {
     m_bPaused = 1;
     KQ_AL("Pause", alSourcePause(m_uiSource));
     lock.Unlock();
-    std::puts(" soundplayer:: Pause end ");
+    std::puts(SoundTexts::kPauseEnds);
 }
 
 int SoundPlayer::CopyLeftover(unsigned char* pBuf, int nLen) {
@@ -469,7 +469,7 @@ bool SoundPlayer::RestartIfDry(int& nDelivered) {
 }
 
 int SoundPlayer::svc() {
-    std::puts(" ================ svc sound begin thread ==================\n");
+    std::puts(SoundTexts::kThreadBegins);
     while (true) {
         if (GetState() == THREAD_SUSPENDED) {
             TimeSource::Current().Sleep(kIdleMicroseconds);
@@ -484,7 +484,7 @@ int SoundPlayer::svc() {
         }
     }
     m_pExitEvent->Set();
-    std::puts(" ================ svc sound exit thread ==================\n");
+    std::puts(SoundTexts::kThreadEnds);
     return 0;
 }
 
@@ -498,8 +498,8 @@ std::int64_t SoundPlayer::GetPlayPos() {
     const auto nProcessed = static_cast<int>(m_nProcessed);
     lock.Unlock();
     if (llPosition < m_llLastPos) {
-        std::printf(" less than last pos -----------------%d=   %d=     %d =  \n ", nProcessed,
-                    static_cast<int>(llPosition), static_cast<int>(llOffset));
+        std::printf(SoundTexts::kPositionFell, nProcessed, static_cast<int>(llPosition),
+                    static_cast<int>(llOffset));
     }
     m_llLastPos = llPosition;
     return llPosition;
@@ -544,7 +544,7 @@ void SoundPlayer::Stop() {
     if (m_bOpened == 0) {
         return;
     }
-    std::puts(" soundplayer:: Stop begin ");
+    std::puts(SoundTexts::kStopBegins);
     Abort();
     Wait(WAIT_FOREVER);
     m_bPaused = 0;
@@ -555,14 +555,14 @@ void SoundPlayer::Stop() {
     m_bFinished = 0;
     KQ_AL("Stop", alSourceStop(m_uiSource));
     KQ_AL("Stop", alSourceRewind(m_uiSource));
-    std::puts(" soundplayer:: Stop  end ");
+    std::puts(SoundTexts::kStopEnds);
 }
 
 void SoundPlayer::Close() {
     if (m_bOpened == 0) {
         return;
     }
-    std::puts(" soundplayer:: Close begin ");
+    std::puts(SoundTexts::kCloseBegins);
     Stop();
     KQ_AL("Close", alSourcei(m_uiSource, AL_BUFFER, 0));
     KQ_AL("Close", alDeleteSources(1, &m_uiSource));
@@ -571,5 +571,5 @@ void SoundPlayer::Close() {
     m_pBuffer.clear();
     m_bOpened = 0;
     m_bFinished = 0;
-    std::puts(" soundplayer:: Close end ");
+    std::puts(SoundTexts::kCloseEnds);
 }

@@ -46,3 +46,23 @@ inline constexpr char kSoughtOnResume[] =
 inline constexpr char kSoughtInPlay[] = "play stat audio seek time = %.3f,dcurrtime = %.3f seektime = %.3f\n";
 inline constexpr char kEndOfRange[] = "m_dPlayedTime >= m_dPlayLength  %f, %f Exit.\r\n";
 } // namespace PlayerTexts
+
+/// The sound player (SoundPlayer), to standard output.
+namespace SoundTexts {
+inline constexpr char kError[] = "\n [%s]: %d errnum = %xd ";
+inline constexpr char kOpen[] = "SoundPlayer::Open : samplerate = %d ,nchannels = %d ,nbit = %d \n ";
+inline constexpr char kPlayBegins[] = " soundplayer:: player begin ";
+inline constexpr char kNoBuffer[] = "soundplayer:: player buffer isn't ready \n  ";
+inline constexpr char kPlayResumes[] = "soundplayer:: player  resume ";
+inline constexpr char kPlayStarts[] = "soundplayer:: player  start ";
+inline constexpr char kPlayEnds[] = " soundplayer:: player end ";
+inline constexpr char kPauseBegins[] = " soundplayer:: Pause begin ";
+inline constexpr char kPauseEnds[] = " soundplayer:: Pause end ";
+inline constexpr char kThreadBegins[] = " ================ svc sound begin thread ==================\n";
+inline constexpr char kThreadEnds[] = " ================ svc sound exit thread ==================\n";
+inline constexpr char kPositionFell[] = " less than last pos -----------------%d=   %d=     %d =  \n ";
+inline constexpr char kStopBegins[] = " soundplayer:: Stop begin ";
+inline constexpr char kStopEnds[] = " soundplayer:: Stop  end ";
+inline constexpr char kCloseBegins[] = " soundplayer:: Close begin ";
+inline constexpr char kCloseEnds[] = " soundplayer:: Close end ";
+} // namespace SoundTexts

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace kq::image {
 
@@ -74,6 +75,86 @@ constexpr Bgr SamplesToBgr(const SampleWeights& w, int y, int u, int v) {
     return {Clamp8((luma + ((u * w.blue + 0x4000) >> 15)) >> 6),
             Clamp8((luma + ((u * w.greenU + v * w.greenV + 0x8000) >> 16)) >> 6),
             Clamp8((luma + ((v * w.red + 0x4000) >> 15)) >> 6)};
+}
+
+/// The weights of an HDR picture, whose encoded components go through curves: 2^28 for the whole, samples in
+/// the units of the picture, chroma around its middle.
+struct EncodedWeights {
+    int luma, black;
+    int blueU, greenU, greenV, redV;
+};
+
+/// Curves of straight pieces, one entry a piece: the value at its beginning in the upper 16 bits, and how
+/// much it rises over the piece in the lower 16, both signed.
+struct ToneCurves {
+    const std::int32_t* light;       ///< by encoded component: light above middleLight
+    const std::int32_t* systemGamma; ///< by luminance: the factor of light, 2^14 for 1; null for PQ
+    const std::int32_t* levels;      ///< by light: 128 for a level, 64 more to round
+
+    static constexpr int encodedBits = 28, encodedPieceBits = 17; ///< the whole, and a piece of it
+    static constexpr int pieceBits = 12; ///< how finely a place within a piece is told
+    /// Whole light, what is added to it where it looks up a curve, and what is taken away in a curve's entry.
+    static constexpr int wholeLight = 65280, leastLight = 256, middleLight = 32640;
+    /// Curves by light, which end before the whole, have pieces in proportion: 8 to a doubling, steps of the
+    /// upper bits of light + leastLight as a floating-point number. All fit the registers of wide vectors.
+    static constexpr int lightPieces = 64, lightPieceBits = 23 - 3;
+    static constexpr std::uint32_t firstLightPiece = (127u + 8) << 3;
+    /// The primaries of BT.2020 to those of BT.709, 2^15 for 1: parts of the differences red - green, red -
+    /// blue and green - blue in what is added to the components.
+    static constexpr int redByGreen = 19256, redByBlue = 2387, greenByRed = 4081, greenByBlue = 274,
+                         blueByRed = 595, blueByGreen = 3296;
+    /// Parts of luminance in BT.2020, 2^14 for 1, which their sum does not reach.
+    static constexpr int luminanceRed = 4304, luminanceGreen = 11107, luminanceBlue = 972;
+};
+
+/// @return 2^12 times the curve's value, so far into a piece
+constexpr int OnCurve(const std::int32_t* curve, std::uint32_t piece, std::uint32_t place) {
+    const std::int32_t entry = curve[piece];
+    return (entry >> 16) * (1 << ToneCurves::pieceBits) +
+           static_cast<std::int16_t>(entry) * static_cast<int>(place);
+}
+
+constexpr int LightOf(const ToneCurves& curves, int encoded) {
+    using C = ToneCurves;
+    const auto e = static_cast<std::uint32_t>(Clamp(encoded, 0, 1 << C::encodedBits));
+    const std::uint32_t place = e >> (C::encodedPieceBits - C::pieceBits) & ((1u << C::pieceBits) - 1);
+    return (OnCurve(curves.light, e >> C::encodedPieceBits, place) + (C::middleLight << C::pieceBits) +
+            (1 << (C::pieceBits - 1))) >>
+           C::pieceBits;
+}
+
+inline int OnCurveByLight(const std::int32_t* curve, int light) {
+    using C = ToneCurves;
+    const auto number = static_cast<float>(light + C::leastLight);
+    std::uint32_t bits = 0;
+    std::memcpy(&bits, &number, sizeof(bits));
+    return OnCurve(curve, (bits >> C::lightPieceBits) - C::firstLightPiece,
+                   bits >> (C::lightPieceBits - C::pieceBits) & ((1u << C::pieceBits) - 1));
+}
+
+inline std::uint8_t LevelOf(const ToneCurves& curves, int light) {
+    const int bounded = Clamp(light, 0, ToneCurves::wholeLight - 1);
+    return static_cast<std::uint8_t>(OnCurveByLight(curves.levels, bounded) >> (ToneCurves::pieceBits + 7));
+}
+
+/// An HDR pixel as SDR.
+inline Bgr ToneMapped(const EncodedWeights& w, const ToneCurves& curves, int y, int u, int v) {
+    using C = ToneCurves;
+    const int luma = y * w.luma - w.black;
+    int r = LightOf(curves, luma + v * w.redV);
+    int g = LightOf(curves, luma + (u * w.greenU + v * w.greenV));
+    int b = LightOf(curves, luma + u * w.blueU);
+    if (curves.systemGamma != nullptr) {
+        const int luminance = (C::luminanceRed * r + C::luminanceGreen * g + C::luminanceBlue * b) >> 14;
+        const int factor = OnCurveByLight(curves.systemGamma, luminance) >> C::pieceBits;
+        r = r * factor >> 14;
+        g = g * factor >> 14;
+        b = b * factor >> 14;
+    }
+    const int rg = r - g, rb = r - b, gb = g - b;
+    return {LevelOf(curves, b - ((C::blueByRed * rb + C::blueByGreen * gb) >> 15)),
+            LevelOf(curves, g + ((C::greenByBlue * gb - C::greenByRed * rg) >> 15)),
+            LevelOf(curves, r + ((C::redByGreen * rg + C::redByBlue * rb) >> 15))};
 }
 
 /// The tables of yuv2rgb_24(), in units of 1/256.

@@ -1,7 +1,6 @@
 #include "ColourConvert.h"
 
 #include "Kernels.h"
-#include "Samples.h"
 #include "ToneMap.h"
 
 #include <new>
@@ -63,58 +62,10 @@ SampleWeights WeightsOf(const Formula& formula, bool tenBits) {
             Rounded(32.5 - formula.black * formula.luma * levels)};
 }
 
-/// The formula in whole numbers, 2^24 for the whole.
-struct WholeFormula {
-    int luma, black, blueU, greenU, greenV, redV;
-
-    explicit WholeFormula(const Formula& f)
-        : luma(Rounded(f.luma * whole)), black(Rounded(f.black * f.luma * whole)),
-          blueU(Rounded(f.blueU * whole)), greenU(Rounded(f.greenU * whole)),
-          greenV(Rounded(f.greenV * whole)), redV(Rounded(f.redV * whole)) {}
-
-private:
-    static constexpr double whole = 1 << 24;
-};
-
-/// HDR pixels one after the other, through tables. What the layout is has to be known to the compiler here.
-template <int bytes, SampleDepth depth, ChromaColumns chroma>
-void ToneMapRows(const WeightedToRgb& job, const WholeFormula& formula, const ToneMap& map) {
-    constexpr int middle = depth == SampleDepth::Eight ? 128 : 512;
-    const WholeFormula f = formula;
-    for (std::ptrdiff_t row = 0; row < job.height; ++row) {
-        std::uint8_t* out = job.rgb.Row(row);
-        const SampleRows rows(job, row);
-        for (std::ptrdiff_t column = 0; column < job.width; ++column, out += bytes) {
-            const YuvSamples s = rows.At(depth, chroma, column);
-            const int y = s.y * f.luma - f.black, u = s.u - middle, v = s.v - middle;
-            const Bgr colour = map.Convert(y + v * f.redV, y + u * f.greenU + v * f.greenV, y + u * f.blueU);
-            out[0] = colour.b;
-            out[1] = colour.g;
-            out[2] = colour.r;
-            if constexpr (bytes == 4) {
-                out[3] = 255;
-            }
-        }
-    }
-}
-
-template <int bytes, SampleDepth depth>
-auto ToneMapRowsOf(ChromaColumns chroma) {
-    using Chroma = ChromaColumns;
-    return chroma == Chroma::Half          ? ToneMapRows<bytes, depth, Chroma::Half>
-           : chroma == Chroma::Interleaved ? ToneMapRows<bytes, depth, Chroma::Interleaved>
-                                           : ToneMapRows<bytes, depth, Chroma::Full>;
-}
-
-template <int bytes>
-void ToneMapped(const WeightedToRgb& job, const Formula& formula, const ToneMap& map) {
-    using Depth = SampleDepth;
-    const Depth depth = job.layout.depth;
-    const ChromaColumns chroma = job.layout.chroma;
-    const auto convert = depth == Depth::Eight    ? ToneMapRowsOf<bytes, Depth::Eight>(chroma)
-                         : depth == Depth::TenLow ? ToneMapRowsOf<bytes, Depth::TenLow>(chroma)
-                                                  : ToneMapRowsOf<bytes, Depth::TenHigh>(chroma);
-    convert(job, WholeFormula(formula), map);
+EncodedWeights EncodedWeightsOf(const Formula& f) {
+    constexpr double whole = 1 << ToneCurves::encodedBits;
+    return {Rounded(f.luma * whole),   Rounded(f.black * f.luma * whole), Rounded(f.blueU * whole),
+            Rounded(f.greenU * whole), Rounded(f.greenV * whole),         Rounded(f.redV * whole)};
 }
 
 /// @return the tables of an HDR picture, or null for SDR, and when there is no memory for them
@@ -170,7 +121,7 @@ bool IsUsual(const SourcePicture& p) {
 struct Output {
     void (*usual)(const PlanarToRgb&);
     void (*weighted)(const WeightedToRgb&);
-    void (*toneMapped)(const WeightedToRgb&, const Formula&, const ToneMap&);
+    void (*toneMapped)(const ToneMappedToRgb&);
 };
 
 bool Convert(const SourcePicture& p, Plane out, const Output& output) {
@@ -189,11 +140,11 @@ bool Convert(const SourcePicture& p, Plane out, const Output& output) {
     }
     const bool tenBits = layout.depth != SampleDepth::Eight;
     const Formula formula = FormulaOf(p.matrix, p.range, tenBits);
-    const WeightedToRgb job = {y, u, v, out, p.width, p.height, layout, WeightsOf(formula, tenBits)};
+    const SamplesToRgb job = {y, u, v, out, p.width, p.height, layout};
     if (map != nullptr) {
-        output.toneMapped(job, formula, *map);
+        output.toneMapped({job, EncodedWeightsOf(formula), map->Curves()});
     } else {
-        output.weighted(job);
+        output.weighted({job, WeightsOf(formula, tenBits)});
     }
     return true;
 }
@@ -222,12 +173,14 @@ bool IsConvertible(const SourcePicture& p) noexcept {
 
 bool ToRgb32(const SourcePicture& picture, std::uint8_t* out, std::ptrdiff_t pitch) noexcept {
     const Kernels& kernels = BestKernels();
-    return Convert(picture, {out, pitch}, {kernels.planarToBgra13, kernels.weightedToBgra, ToneMapped<4>});
+    return Convert(picture, {out, pitch},
+                   {kernels.planarToBgra13, kernels.weightedToBgra, kernels.toneMappedToBgra});
 }
 
 bool ToRgb24(const SourcePicture& picture, std::uint8_t* out, std::ptrdiff_t pitch) noexcept {
     const Kernels& kernels = BestKernels();
-    return Convert(picture, {out, pitch}, {kernels.planarToBgr13, kernels.weightedToBgr, ToneMapped<3>});
+    return Convert(picture, {out, pitch},
+                   {kernels.planarToBgr13, kernels.weightedToBgr, kernels.toneMappedToBgr});
 }
 
 } // namespace kq::image

@@ -8,10 +8,10 @@
 /// Yuv420_2_rgb32() and Yuv420_2_rgb24().
 ///
 /// PQ and HLG pictures are tone-mapped to SDR (ToneMap.h says how), at most two levels from the real value of
-/// the same curve. Their tables are made when a transfer and peak is first met, and kept; without memory for
+/// the same curve. Their curves are made when a transfer and peak is first met, and kept; without memory for
 /// them the picture is converted as if it were SDR.
 ///
-/// All functions may be called from any thread, allocate nothing but those tables, read nothing outside the
+/// All functions may be called from any thread, allocate nothing but those curves, read nothing outside the
 /// planes, write nothing outside the pixels of the picture (bytes between rows included), and give the same
 /// bytes on every instruction set.
 #pragma once

@@ -4,8 +4,6 @@
 
 #include <kqplayer/image.h>
 
-#include <cstring>
-
 namespace {
 
 using namespace kq::image;
@@ -40,8 +38,8 @@ void CopyRows(Plane out, ConstPlane source, Pitch bytes, Pitch rows) {
         bytes *= rows;
         rows = 1;
     }
-    for (Pitch row = 0; row < rows; ++row) {
-        std::memmove(out.Row(row), source.Row(row), static_cast<std::size_t>(bytes));
+    if (bytes > 0) {
+        BestKernels().copyRows({source, out, bytes, rows});
     }
 }
 
@@ -261,9 +259,7 @@ void YUY2_Blt_fast(std::uint8_t* lpBitsDst, std::int32_t nPitchDst, std::int32_t
         CopyRows(out, source, Pitch{cx} * 2, cy);
         return;
     }
-    for (Pitch row = 0; row < cy; ++row) {
-        BestKernels().swapPairs(source.Row(row), out.Row(row), (static_cast<std::size_t>(cx) + 1) / 2 * 4);
-    }
+    BestKernels().swapPairs({source, out, (Pitch{cx} + 1) / 2 * 4, cy});
 }
 
 void YV12_Blt_fast(std::uint8_t* pDstY, std::uint8_t* pDstU, std::uint8_t* pDstV, std::int32_t nPt_DstY,

@@ -9,6 +9,7 @@
 #if HWY_TARGET <= HWY_SSE4
 #include "Packed-inl.h"
 #include "RgbToYuv-inl.h"
+#include "ToneMap-inl.h"
 #include "WeightedToRgb-inl.h"
 #include "YuvToRgb-inl.h"
 #endif
@@ -36,6 +37,8 @@ constexpr Kernels MakeKernels() {
     k.planarToComponents565 = PlanarPictureToRgb<Components13, Layout16<6>>;
     k.weightedToBgra = WeightedPictureToRgb<Layout32<255>>;
     k.weightedToBgr = WeightedPictureToRgb<Layout24>;
+    k.toneMappedToBgra = ToneMappedPictureToRgb<Layout32<255>>;
+    k.toneMappedToBgr = ToneMappedPictureToRgb<Layout24>;
     k.bgraToPlanar = RgbPictureToPlanar<SourceBgra, Yuv14>;
     k.xrgbToPlanar = RgbPictureToPlanar<SourceXrgb, Yuv14>;
     k.bgrToPlanar = RgbPictureToPlanar<SourceBgr, Yuv14>;
@@ -46,6 +49,7 @@ constexpr Kernels MakeKernels() {
     k.planarToPacked = PlanarToPackedPicture;
     k.packedToPlanar = PackedToPlanarPicture;
     k.swapPairs = SwapPairs;
+    k.copyRows = CopyRows;
     return k;
 }
 

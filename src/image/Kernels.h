@@ -52,13 +52,23 @@ struct SampleLayout {
     std::ptrdiff_t ChromaRow(std::ptrdiff_t row) const { return rowsShareChroma ? row / 2 : row; }
 };
 
-/// Samples of any layout to RGB with weights of their own: every pixel of width x height.
-struct WeightedToRgb {
+/// Samples of any layout to RGB: every pixel of width x height.
+struct SamplesToRgb {
     ConstPlane y, u, v; ///< v is not read when chroma is interleaved
     Plane rgb;
     std::ptrdiff_t width, height;
     SampleLayout layout;
+};
+
+/// With weights of their own.
+struct WeightedToRgb : SamplesToRgb {
     SampleWeights weights;
+};
+
+/// HDR, tone-mapped.
+struct ToneMappedToRgb : SamplesToRgb {
+    EncodedWeights weights;
+    ToneCurves curves;
 };
 
 /// RGB to planar YUV 4:2:0: every pixel of width x height, except the corner when both sizes are odd.
@@ -101,6 +111,13 @@ struct PackedToPlanar {
     bool yuy2;
 };
 
+/// Rows of bytes, from the first on.
+struct RowsToRows {
+    ConstPlane source;
+    Plane out;
+    std::ptrdiff_t bytes, rows;
+};
+
 /// Output of this size bypasses the caches, which it would leave again before anybody reads it: without that,
 /// every line is first read from memory, only to be overwritten. Tests lower it.
 inline std::ptrdiff_t streamBytes = 4 << 20;
@@ -116,6 +133,8 @@ struct Kernels {
     void (*planarToComponents565)(const PlanarToRgb&);
     void (*weightedToBgra)(const WeightedToRgb&);
     void (*weightedToBgr)(const WeightedToRgb&);
+    void (*toneMappedToBgra)(const ToneMappedToRgb&);
+    void (*toneMappedToBgr)(const ToneMappedToRgb&);
     void (*bgraToPlanar)(const RgbToPlanar&);
     void (*xrgbToPlanar)(const RgbToPlanar&);
     void (*bgrToPlanar)(const RgbToPlanar&);
@@ -125,7 +144,8 @@ struct Kernels {
     void (*bgrToPacked)(const RgbToPacked&);
     void (*planarToPacked)(const PlanarToPacked&);
     void (*packedToPlanar)(const PackedToPlanar&);
-    void (*swapPairs)(const std::uint8_t* source, std::uint8_t* out, std::size_t bytes);
+    void (*swapPairs)(const RowsToRows&); ///< an even number of bytes
+    void (*copyRows)(const RowsToRows&);  ///< a row may overlap its source
 };
 
 /// The loops as their formulas read.

@@ -41,9 +41,11 @@ constexpr std::size_t halfBlock = blockSize / 2;
 constexpr std::size_t laneCount = blockSize / 16;
 
 /// Whether a vector has two of them.
-#define KQ_TWO_LANES (HWY_TARGET <= HWY_AVX2 && HWY_TARGET > HWY_AVX3)
+#define KQ_TWO_LANES (HWY_TARGET <= HWY_AVX2 && HWY_TARGET > HWY_AVX3_DL)
+/// Whether it has four, and bytes move between them as easily as within.
+#define KQ_FOUR_LANES (HWY_TARGET <= HWY_AVX3_DL)
 
-#if HWY_TARGET <= HWY_AVX3
+#if KQ_FOUR_LANES
 #define KQ_X86(name) _mm512_##name
 #elif HWY_TARGET <= HWY_AVX2
 #define KQ_X86(name) _mm256_##name
@@ -80,7 +82,18 @@ HWY_INLINE V32 MulAddPairs(V16 a, V16 b) {
     return V32{KQ_X86(madd_epi16)(a.raw, b.raw)};
 }
 
-/// The same of unsigned bytes and signed bytes, in 16 bits with saturation.
+/// That, added to a sum.
+HWY_INLINE V32 MulAddPairs(V32 sum, V16 a, V16 b) {
+#if KQ_FOUR_LANES
+    // Processors of this target have the instruction; compilers are not told so.
+    __asm__("vpdpwssd %2, %1, %0" : "+v"(sum.raw) : "v"(a.raw), "vm"(b.raw));
+    return sum;
+#else
+    return hn::Add(MulAddPairs(a, b), sum);
+#endif
+}
+
+/// Pairs of unsigned bytes and signed bytes likewise, in 16 bits with saturation.
 HWY_INLINE V16 MulAddBytePairs(V8 a, V8 b) {
     return V16{KQ_X86(maddubs_epi16)(a.raw, b.raw)};
 }
@@ -106,7 +119,16 @@ HWY_INLINE V16 OddParts(V16 low, V16 high) {
 
 /// Takes the high halves of two vectors of 32-bit values: those of even at the even 16-bit positions.
 HWY_INLINE V16 HighHalves(V32 even, V32 odd) {
+#if KQ_FOUR_LANES
+    // One instruction, and not on the port that multiplications need.
+    constexpr __mmask64 lowHalves = 0x3333333333333333;
+    alignas(16) static constexpr std::uint8_t order[16] = {2,  3,  2,  3,  6,  7,  6,  7,
+                                                           10, 11, 10, 11, 14, 15, 14, 15};
+    const auto index = hn::LoadDup128(d8, order);
+    return V16{_mm512_mask_shuffle_epi8(odd.raw, lowHalves, even.raw, index.raw)};
+#else
     return hn::OddEven(hn::BitCast(d16, odd), hn::BitCast(d16, hn::ShiftRight<16>(hn::BitCast(du32, even))));
+#endif
 }
 
 template <class V>
@@ -146,20 +168,17 @@ HWY_INLINE V Gather(V v) {
     return Permute32(v, index);
 }
 
+#if !KQ_FOUR_LANES
 /// Loads each lane from an address of its own: lane l from p + l * stride.
 template <std::size_t stride>
 HWY_INLINE V8 LoadLanes(const std::uint8_t* p) {
-#if HWY_TARGET <= HWY_AVX3
-    const hn::Full256<std::uint8_t> half;
-    return hn::Combine(
-        d8, hn::Combine(half, hn::LoadU(d8Lane, p + 3 * stride), hn::LoadU(d8Lane, p + 2 * stride)),
-        hn::Combine(half, hn::LoadU(d8Lane, p + stride), hn::LoadU(d8Lane, p)));
-#elif HWY_TARGET <= HWY_AVX2
+#if KQ_TWO_LANES
     return hn::Combine(d8, hn::LoadU(d8Lane, p + stride), hn::LoadU(d8Lane, p));
 #else
     return hn::LoadU(d8, p);
 #endif
 }
+#endif
 
 /// Two vectors, each lane for itself.
 struct LanePairs {
@@ -169,7 +188,7 @@ struct LanePairs {
 /// Loads two vectors' bytes: the first, third and so on of their 16-byte parts into one vector, the others
 /// into another.
 HWY_INLINE LanePairs LoadAlternating(const std::uint8_t* p) {
-#if HWY_TARGET <= HWY_AVX3
+#if KQ_FOUR_LANES
     const V8 first = hn::LoadU(d8, p), last = hn::LoadU(d8, p + blockSize);
     return {V8{_mm512_shuffle_i32x4(first.raw, last.raw, 0x88)},
             V8{_mm512_shuffle_i32x4(first.raw, last.raw, 0xDD)}};
@@ -190,6 +209,13 @@ struct ByteIndex {
 HWY_INLINE V8 PickBytes(V8 source, const ByteIndex& index) {
     return hn::TableLookupBytes(source, hn::Load(d8, index.bytes));
 }
+
+#if KQ_FOUR_LANES
+/// The same from anywhere in the vector.
+HWY_INLINE V8 PermuteBytes(V8 source, const ByteIndex& index) {
+    return V8{_mm512_permutexvar_epi8(hn::Load(d8, index.bytes).raw, source.raw)};
+}
+#endif
 
 /// Has the value ready at this point of the program. Compilers tend to compute everything that a block needs
 /// side by side, run out of registers, and pass half of it through memory.

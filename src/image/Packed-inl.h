@@ -19,7 +19,7 @@ namespace {
 /// Stores four vectors lane by lane: the first lane of each, then the second of each.
 template <bool stream>
 HWY_INLINE void StoreLaneByLane(V8 v0, V8 v1, V8 v2, V8 v3, std::uint8_t* out) {
-#if HWY_TARGET <= HWY_AVX3
+#if KQ_FOUR_LANES
     const auto store = [&](V8 low, V8 high, std::uint8_t* p) {
         StoreVector<stream>(V8{_mm512_shuffle_i32x4(low.raw, high.raw, 0x88)}, p);
         StoreVector<stream>(V8{_mm512_shuffle_i32x4(low.raw, high.raw, 0xDD)}, p + blockSize);
@@ -118,17 +118,35 @@ HWY_INLINE V16 MeanOfEveryOtherByte(V8 a, V8 b) {
     return hn::ShiftRight<1>(hn::Add(EveryOtherByte<odd>(a), EveryOtherByte<odd>(b)));
 }
 
+#if KQ_FOUR_LANES
+/// First the bytes at even positions, then those at odd ones.
+constexpr ByteIndex IndexSplit() {
+    ByteIndex index{};
+    for (std::size_t i = 0; i < halfBlock; ++i) {
+        index.bytes[i] = static_cast<std::uint8_t>(2 * i);
+        index.bytes[halfBlock + i] = static_cast<std::uint8_t>(2 * i + 1);
+    }
+    return index;
+}
+#endif
+
 /// Splits bytes U, V in turn and stores the samples of one block; the lanes are in natural order.
 HWY_INLINE void StoreSplitChroma(V8 chroma, std::uint8_t* u, std::uint8_t* v) {
+#if KQ_FOUR_LANES
+    static constexpr ByteIndex order = IndexSplit();
+    const V8 ordered = PermuteBytes(chroma, order);
+    hn::StoreU(hn::LowerHalf(d8Half, ordered), d8Half, u);
+    hn::StoreU(hn::UpperHalf(d8Half, ordered), d8Half, v);
+#else
     alignas(16) static constexpr std::uint8_t order[16] = {0, 2, 4, 6, 8, 10, 12, 14,
                                                            1, 3, 5, 7, 9, 11, 13, 15};
     const V8 split = hn::TableLookupBytes(chroma, EveryLane(order));
 #if KQ_TWO_LANES
     StoreInterleavedHalves<std::uint64_t>(split, u, v);
 #else
-    const V8 ordered = Gather<2>(split);
-    hn::StoreU(hn::LowerHalf(d8Half, ordered), d8Half, u);
-    hn::StoreU(hn::UpperHalf(d8Half, ordered), d8Half, v);
+    hn::StoreU(hn::LowerHalf(d8Half, split), d8Half, u);
+    hn::StoreU(hn::UpperHalf(d8Half, split), d8Half, v);
+#endif
 #endif
 }
 
@@ -174,18 +192,53 @@ void PackedToPlanarPicture(const PackedToPlanar& job) {
     });
 }
 
-void SwapPairs(const std::uint8_t* source, std::uint8_t* out, std::size_t bytes) {
+template <bool stream>
+void SwapPairsOfRow(const std::uint8_t* source, std::uint8_t* out, std::size_t bytes) {
     alignas(16) static constexpr std::uint8_t order[16] = {1, 0, 3,  2,  5,  4,  7,  6,
                                                            9, 8, 11, 10, 13, 12, 15, 14};
     const V8 index = EveryLane(order);
     std::size_t i = 0;
     for (; i + blockSize <= bytes; i += blockSize) {
-        hn::StoreU(hn::TableLookupBytes(hn::LoadU(d8, source + i), index), d8, out + i);
+        StoreVector<stream>(hn::TableLookupBytes(hn::LoadU(d8, source + i), index), out + i);
     }
     for (; i < bytes; i += 2) {
         const std::uint8_t pair[2] = {source[i + 1], source[i]};
         std::memcpy(out + i, pair, 2);
     }
+}
+
+void SwapPairs(const RowsToRows& job) {
+    WithStores(job.out, job.bytes, job.rows, [&](auto stream) {
+        for (std::ptrdiff_t row = 0; row < job.rows; ++row) {
+            SwapPairsOfRow<stream>(job.source.Row(row), job.out.Row(row),
+                                   static_cast<std::size_t>(job.bytes));
+        }
+    });
+}
+
+/// A row past the caches. It may overlap its source from below, as what is read is read before it is written.
+void StreamRow(const std::uint8_t* source, std::uint8_t* out, std::size_t bytes) {
+    std::size_t i = 0;
+    for (; i + blockSize <= bytes; i += blockSize) {
+        hn::Stream(hn::LoadU(d8, source + i), d8, out + i);
+    }
+    std::memmove(out + i, source + i, bytes - i);
+}
+
+void CopyRows(const RowsToRows& job) {
+    const auto bytes = static_cast<std::size_t>(job.bytes);
+    WithStores(job.out, job.bytes, job.rows, [&](auto stream) {
+        for (std::ptrdiff_t row = 0; row < job.rows; ++row) {
+            const std::uint8_t* source = job.source.Row(row);
+            std::uint8_t* out = job.out.Row(row);
+            const bool overlapsAbove = out > source && out < source + bytes;
+            if (stream && !overlapsAbove) {
+                StreamRow(source, out, bytes);
+            } else {
+                std::memmove(out, source, bytes);
+            }
+        }
+    });
 }
 
 } // namespace

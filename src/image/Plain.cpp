@@ -80,6 +80,19 @@ void WeightedPictureToRgb(const WeightedToRgb& job) {
     }
 }
 
+template <class Pixel>
+void ToneMappedPictureToRgb(const ToneMappedToRgb& job) {
+    const int middle = job.layout.depth == SampleDepth::Eight ? 128 : 512;
+    for (std::ptrdiff_t row = 0; row < job.height; ++row) {
+        const SampleRows rows(job, row);
+        for (std::ptrdiff_t column = 0; column < job.width; ++column) {
+            const auto [y, u, v] = rows.At(job.layout.depth, job.layout.chroma, column);
+            Pixel::Store(job.rgb.Row(row) + column * Pixel::bytes,
+                         ToneMapped(job.weights, job.curves, y, u - middle, v - middle));
+        }
+    }
+}
+
 using PixelAt = Bgr(const RgbToPlanar& job, std::ptrdiff_t row, std::ptrdiff_t column);
 
 template <std::ptrdiff_t bytes, int b, int g, int r>
@@ -191,9 +204,17 @@ void PackedPictureToPlanar(const PackedToPlanar& job) {
     }
 }
 
-void SwapBytesOfPairs(const std::uint8_t* source, std::uint8_t* out, std::size_t bytes) {
-    for (std::size_t i = 0; i < bytes; ++i) {
-        out[i] = source[i ^ 1];
+void SwapBytesOfPairs(const RowsToRows& job) {
+    for (std::ptrdiff_t row = 0; row < job.rows; ++row) {
+        for (std::ptrdiff_t i = 0; i < job.bytes; ++i) {
+            job.out.Row(row)[i] = job.source.Row(row)[i ^ 1];
+        }
+    }
+}
+
+void CopyRows(const RowsToRows& job) {
+    for (std::ptrdiff_t row = 0; row < job.rows; ++row) {
+        std::memmove(job.out.Row(row), job.source.Row(row), static_cast<std::size_t>(job.bytes));
     }
 }
 
@@ -208,6 +229,8 @@ constexpr Kernels MakeKernels() {
     k.planarToComponents565 = PlanarPictureToRgb<YuvToComponents13, Pixel16<6>>;
     k.weightedToBgra = WeightedPictureToRgb<Pixel32<255>>;
     k.weightedToBgr = WeightedPictureToRgb<Pixel24>;
+    k.toneMappedToBgra = ToneMappedPictureToRgb<Pixel32<255>>;
+    k.toneMappedToBgr = ToneMappedPictureToRgb<Pixel24>;
     k.bgraToPlanar = RgbPictureToPlanar<ColourAt<4, 0, 1, 2>, BgrToYuv14, 128>;
     k.xrgbToPlanar = RgbPictureToPlanar<ColourAt<4, 3, 2, 1>, BgrToYuv14, 128>;
     k.bgrToPlanar = RgbPictureToPlanar<ColourAt<3, 0, 1, 2>, BgrToYuv14, 128>;
@@ -218,6 +241,7 @@ constexpr Kernels MakeKernels() {
     k.planarToPacked = PlanarPictureToPacked;
     k.packedToPlanar = PackedPictureToPlanar;
     k.swapPairs = SwapBytesOfPairs;
+    k.copyRows = CopyRows;
     return k;
 }
 

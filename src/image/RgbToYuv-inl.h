@@ -67,6 +67,30 @@ struct Source32 {
 using SourceBgra = Source32<0, 1, 2>;
 using SourceXrgb = Source32<3, 2, 1>;
 
+#if KQ_FOUR_LANES
+/// Three-byte pixels B, G, R. Nothing beyond the block is read.
+struct SourceBgr {
+    static constexpr std::size_t pixelBytes = 3;
+
+    template <int i>
+    static HWY_INLINE Pixels Load(const std::uint8_t* p) {
+        constexpr int quarter = i * halfBlock * 3 / 2, from = i < 3 ? quarter : 2 * blockSize;
+        static constexpr ByteIndex order = IndexQuarter(quarter - from);
+        const V8 brgr = PermuteBytes(hn::LoadU(d8, p + from), order);
+        return {brgr, NeighbourSums<1, -1, 1, -1>(brgr)};
+    }
+
+private:
+    static constexpr ByteIndex IndexQuarter(int first) {
+        ByteIndex index{};
+        constexpr int channels[4] = {0, 2, 1, 2};
+        for (std::size_t k = 0; k < blockSize; ++k) {
+            index.bytes[k] = static_cast<std::uint8_t>(first + static_cast<int>(k / 4) * 3 + channels[k % 4]);
+        }
+        return index;
+    }
+};
+#else
 /// Three-byte pixels B, G, R. A lane is loaded from its pixels on, or from 4 bytes before them, so that
 /// nothing beyond the block is read.
 struct SourceBgr {
@@ -90,16 +114,9 @@ private:
     /// Whether the bytes around a quarter belong to the block, and two lanes meet between its pixels.
     static constexpr bool IsOneLoad(int i) { return laneCount == 2 && (i == 1 || i == 2); }
 
-    static HWY_INLINE V8 LoadFirst(const std::uint8_t* p) {
-#if HWY_TARGET <= HWY_AVX3
-        const hn::Full256<std::uint8_t> half;
-        return hn::Combine(d8, hn::Combine(half, hn::LoadU(d8Lane, p + 32), hn::LoadU(d8Lane, p + 20)),
-                           hn::Combine(half, hn::LoadU(d8Lane, p + 8), hn::LoadU(d8Lane, p)));
-#else
-        return LoadLanes<8>(p);
-#endif
-    }
+    static HWY_INLINE V8 LoadFirst(const std::uint8_t* p) { return LoadLanes<8>(p); }
 };
+#endif
 
 /// The arithmetic of BgrToYuv14() times 4, so that each term is the upper half of its 32-bit part:
 ///     4 Y' = 292 (22 B - 112 R) + 16516 (2 G + 3 R)
@@ -116,7 +133,7 @@ struct Yuv14 {
     static HWY_INLINE V32 V(const Pixels& p) {
         // R is the highest byte. The two bits of G below 4 R change nothing: all the rest is a multiple of 4.
         const V32 red4 = hn::BitCast(d32, hn::ShiftRight<22>(hn::BitCast(du32, p.brgr)));
-        return hn::Add(MulAddPairs(p.differences, Words<-4652, -24116>()), red4);
+        return MulAddPairs(red4, p.differences, Words<-4652, -24116>());
     }
 };
 
@@ -145,12 +162,28 @@ struct Yuv10 {
 };
 
 /// Puts the luma of a block, given as the upper halves of two quarters each, into natural order.
+#if KQ_FOUR_LANES
+constexpr ByteIndex IndexPackedLuma() {
+    ByteIndex index{};
+    for (std::size_t i = 0; i < blockSize; ++i) {
+        const std::size_t quarter = i / 16, lane = i % 16 / 4, pixel = i % 4;
+        index.bytes[i] = static_cast<std::uint8_t>(16 * lane + quarter / 2 * 8 + pixel * 2 + quarter % 2);
+    }
+    return index;
+}
+#endif
+
 template <int offset>
 HWY_INLINE V8 PackLuma(V16 quarters01, V16 quarters23) {
+    const V8 packed = PackSaturated(quarters01, quarters23);
+#if KQ_FOUR_LANES
+    static constexpr ByteIndex order = IndexPackedLuma();
+    const V8 ordered = PermuteBytes(packed, order);
+#else
     alignas(16) static constexpr std::uint8_t order[16] = {0, 2,  4,  6,  1, 3,  5,  7,
                                                            8, 10, 12, 14, 9, 11, 13, 15};
-    const V8 packed = PackSaturated(quarters01, quarters23);
     const V8 ordered = Gather<4>(hn::TableLookupBytes(packed, EveryLane(order)));
+#endif
     if constexpr (offset == 0) {
         return ordered;
     } else {
@@ -163,26 +196,36 @@ HWY_INLINE V16 AddColumns(V16 quarters01, V16 quarters23) {
     return hn::Add(EvenParts(quarters01, quarters23), OddParts(quarters01, quarters23));
 }
 
+#if KQ_FOUR_LANES
+constexpr ByteIndex IndexPackedChroma() {
+    ByteIndex index{};
+    for (std::size_t i = 0; i < halfBlock; ++i) {
+        const std::size_t quarter = i / 8, lane = i % 8 / 2, pair = i % 2;
+        const std::size_t at = 16 * lane + quarter / 2 * 4 + pair * 2 + quarter % 2;
+        index.bytes[i] = static_cast<std::uint8_t>(at);
+        index.bytes[halfBlock + i] = static_cast<std::uint8_t>(at + 8);
+    }
+    return index;
+}
+#endif
+
 /// Stores the chroma samples of a block, each lane of u and v as AddColumns() leaves them.
 HWY_INLINE void StoreChroma(V16 u, V16 v, std::uint8_t* uOut, std::uint8_t* vOut) {
+#if KQ_FOUR_LANES
+    static constexpr ByteIndex order = IndexPackedChroma();
+    const V8 ordered = PermuteBytes(PackSaturated(u, v), order);
+    hn::StoreU(hn::LowerHalf(d8Half, ordered), d8Half, uOut);
+    hn::StoreU(hn::UpperHalf(d8Half, ordered), d8Half, vOut);
+#else
     alignas(16) static constexpr std::uint8_t order[16] = {0, 2,  1, 3,  4,  6,  5,  7,
                                                            8, 10, 9, 11, 12, 14, 13, 15};
     const V8 both = hn::TableLookupBytes(PackSaturated(u, v), EveryLane(order));
-#if HWY_TARGET <= HWY_AVX3
-    // Each lane holds four pairs of u, then four of v; pair i of lane l belongs at pair i * laneCount + l.
-    alignas(64) std::uint16_t from[blockSize / 2];
-    for (std::size_t pair = 0; pair < blockSize / 4; ++pair) {
-        from[pair] = static_cast<std::uint16_t>(pair % laneCount * 8 + pair / laneCount);
-        from[blockSize / 4 + pair] = static_cast<std::uint16_t>(from[pair] + 4);
-    }
-    const V8 ordered{_mm512_permutexvar_epi16(hn::Load(du16, from).raw, both.raw)};
-    hn::StoreU(hn::LowerHalf(d8Half, ordered), d8Half, uOut);
-    hn::StoreU(hn::UpperHalf(d8Half, ordered), d8Half, vOut);
-#elif HWY_TARGET <= HWY_AVX2
+#if KQ_TWO_LANES
     StoreInterleavedHalves<std::uint16_t>(both, uOut, vOut);
 #else
     hn::StoreU(hn::LowerHalf(d8Half, both), d8Half, uOut);
     hn::StoreU(hn::UpperHalf(d8Half, both), d8Half, vOut);
+#endif
 #endif
 }
 
@@ -246,12 +289,26 @@ struct RowLengths {
     std::size_t luma;   ///< luma samples to write
 };
 
+/// Asks for what a row will be read from soon: processors fetch ahead too late where the rows of a pair take
+/// turns. Addresses behind a picture do no harm.
+template <class Source>
+HWY_INLINE void FetchAhead(const std::uint8_t* block) {
+    constexpr std::size_t line = 64, distance = 20 * line;
+    for (std::size_t i = 0; i < blockSize * Source::pixelBytes; i += line) {
+        hwy::Prefetch(block + distance + i);
+    }
+}
+
 /// Rows that share a chroma row: two, or a single one, which needs neither row1 nor out.y1.
 template <class Source, class Arithmetic, int rows, bool stream>
 void ConvertRgbRows(const std::uint8_t* row0, const std::uint8_t* row1, PlanarRows out, RowLengths lengths) {
     constexpr std::size_t pixelBytes = Source::pixelBytes;
     std::size_t x = 0;
     for (; x + blockSize <= lengths.pixels; x += blockSize) {
+        FetchAhead<Source>(row0 + x * pixelBytes);
+        if constexpr (rows == 2) {
+            FetchAhead<Source>(row1 + x * pixelBytes);
+        }
         ConvertRgbBlock<Source, Arithmetic, rows, stream>(
             row0 + x * pixelBytes, row1 + x * pixelBytes,
             {out.y0 + x, out.y1 + x, out.u + x / 2, out.v + x / 2});
@@ -328,7 +385,7 @@ void PalettePictureToPlanar(const RgbToPlanar& job) {
 }
 
 /// Luma and chroma of a piece of a row lie in buffers until they are interleaved.
-template <bool yuy2>
+template <bool yuy2, bool stream>
 void BgrRowToPacked(const std::uint8_t* pixels, std::uint8_t* out, std::size_t width) {
     constexpr std::size_t piece = 512;
     alignas(64) std::uint8_t y[piece], u[piece / 2], v[piece / 2];
@@ -336,7 +393,7 @@ void BgrRowToPacked(const std::uint8_t* pixels, std::uint8_t* out, std::size_t w
         const std::size_t count = std::min(piece, width - x);
         ConvertRgbRows<SourceBgr, Yuv14, 1, false>(pixels + x * 3, pixels + x * 3, {y, y, u, v},
                                                    {count, count + count % 2});
-        PlanarRowToPacked<yuy2, false>(y, u, v, out + x * 2, (count + 1) / 2);
+        PlanarRowToPacked<yuy2, stream>(y, u, v, out + x * 2, (count + 1) / 2);
     }
 }
 
@@ -344,10 +401,12 @@ void BgrToPacked(const RgbToPacked& job) {
     if (job.width <= 0) {
         return;
     }
-    for (std::ptrdiff_t row = 0; row < job.height; ++row) {
-        const auto convert = job.yuy2 ? BgrRowToPacked<true> : BgrRowToPacked<false>;
-        convert(job.rgb.Row(row), job.packed.Row(row), static_cast<std::size_t>(job.width));
-    }
+    WithStores(job.packed, (job.width + 1) / 2 * 4, job.height, [&](auto stream) {
+        const auto convert = job.yuy2 ? BgrRowToPacked<true, stream> : BgrRowToPacked<false, stream>;
+        for (std::ptrdiff_t row = 0; row < job.height; ++row) {
+            convert(job.rgb.Row(row), job.packed.Row(row), static_cast<std::size_t>(job.width));
+        }
+    });
 }
 
 } // namespace

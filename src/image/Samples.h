@@ -23,7 +23,7 @@ inline int SampleAt(SampleDepth depth, const std::uint8_t* row, std::ptrdiff_t i
 struct SampleRows {
     const std::uint8_t *y, *u, *v;
 
-    SampleRows(const WeightedToRgb& job, std::ptrdiff_t row)
+    SampleRows(const SamplesToRgb& job, std::ptrdiff_t row)
         : y(job.y.Row(row)), u(job.u.Row(job.layout.ChromaRow(row))),
           v(job.v.Row(job.layout.ChromaRow(row))) {}
 

@@ -2,20 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <mutex>
 
 namespace kq::image {
 namespace {
 
 constexpr double whiteNits = 203;
-/// Of the table by encoded components, each 2^segmentBits wide.
-constexpr int segments = 4096, segmentBits = 12;
-constexpr int whole = segments << segmentBits;
-/// Tables by light have 1024 entries to a doubling, beginning with the one of leastLight, which is added so
-/// that there is a beginning.
-constexpr int leastLight = 256, lostBits = 13;
-constexpr std::uint32_t firstIndex = (127 + 8) << (23 - lostBits);
 /// Of maps kept at hand: as many HDR streams of different peaks play side by side without making tables anew.
 constexpr std::size_t keptMaps = 8;
 
@@ -54,48 +46,57 @@ double EncodedAsSrgb(double light) {
     return light <= 0.0031308 ? 12.92 * light : 1.055 * std::pow(light, 1 / 2.4) - 0.055;
 }
 
-/// Where a table by light has its entry, from 0 (no light) to the whole: the bits of a floating-point number.
-std::uint32_t LightIndex(std::int32_t light) {
-    const auto number = static_cast<float>(light + leastLight);
-    std::uint32_t bits = 0;
-    std::memcpy(&bits, &number, sizeof(bits));
-    return (bits >> lostBits) - firstIndex;
+/// @return the entry of a piece between two values of a curve
+std::int32_t Piece(int from, int to) {
+    return from * 65536 + ((to - from) & 0xFFFF);
 }
 
-/// @return function of the light in the middle of what an entry stands for, for all entries
-template <class Value, class Function>
-std::vector<Value> TableByLight(Function function) {
-    std::vector<Value> table(LightIndex(whole) + 1);
-    for (std::uint32_t i = 0; i < table.size(); ++i) {
-        const std::uint32_t bits = ((i + firstIndex) << lostBits) + (1u << (lostBits - 1));
-        float number = 0;
-        std::memcpy(&number, &bits, sizeof(number));
-        const double light = (static_cast<double>(number) - leastLight) / whole;
-        table[i] = static_cast<Value>(std::lround(function(std::min(light, 1.0))));
+/// @param valueAt the curve's value at the beginning of a piece
+template <class Function>
+std::vector<std::int32_t> CurveOf(int pieces, Function valueAt) {
+    const auto at = [&](int i) { return static_cast<int>(std::lround(valueAt(i))); };
+    std::vector<std::int32_t> curve;
+    for (int i = 0; i < pieces; ++i) {
+        curve.push_back(Piece(at(i), at(i + 1)));
     }
-    return table;
+    return curve;
 }
 
-std::int32_t Bounded(std::int64_t value) {
-    return static_cast<std::int32_t>(std::min<std::int64_t>(std::max<std::int64_t>(value, 0), whole));
+/// @param function of light, 1 for the whole
+template <class Function>
+std::vector<std::int32_t> CurveByLight(Function function) {
+    constexpr int perDoubling = 1 << (23 - ToneCurves::lightPieceBits);
+    return CurveOf(ToneCurves::lightPieces, [&](int i) {
+        const double doubled =
+            std::ldexp(1 + static_cast<double>(i % perDoubling) / perDoubling, i / perDoubling);
+        return function((doubled - 1) * ToneCurves::leastLight / ToneCurves::wholeLight);
+    });
 }
 
 } // namespace
 
-ToneMap::ToneMap(bool hlg, int peak) : m_hlg(hlg), m_peak(peak), m_light(segments + 2) {
-    for (int i = 0; i <= segments; ++i) {
-        const double encoded = static_cast<double>(i) / segments;
+ToneMap::ToneMap(bool hlg, int peak) : m_hlg(hlg), m_peak(peak) {
+    constexpr int pieces = 1 << (ToneCurves::encodedBits - ToneCurves::encodedPieceBits);
+    // The end of the last piece is a piece of its own.
+    m_light = CurveOf(pieces + 1, [=](int i) {
+        const double encoded = std::min(static_cast<double>(i) / pieces, 1.0);
         const double light =
             hlg ? SceneLightOfHlg(encoded) : std::min(NitsOfPq(Compressed(encoded, peak)) / whiteNits, 1.0);
-        m_light[static_cast<std::size_t>(i)] = static_cast<std::int32_t>(std::lround(light * whole));
-    }
-    m_light.back() = m_light[segments];
+        return light * ToneCurves::wholeLight - ToneCurves::middleLight;
+    });
     if (hlg) {
         const double gamma = 1.2 * std::pow(1.111, std::log2(whiteNits / 1000));
-        m_systemGamma = TableByLight<std::int32_t>(
-            [=](double light) { return 65536 * std::pow(std::max(light, 0.5 / whole), gamma - 1); });
+        // The factor is steepest, and light least, in the first piece: it begins where it is nearest to all
+        // of it.
+        constexpr double least = 6.0 / ToneCurves::wholeLight;
+        m_systemGamma = CurveByLight(
+            [=](double light) { return (1 << 14) * std::pow(std::max(light, least), gamma - 1); });
     }
-    m_encoded = TableByLight<std::uint8_t>([](double light) { return 255 * EncodedAsSrgb(light); });
+    m_levels = CurveByLight([](double light) { return 128 * 255 * EncodedAsSrgb(light) + 64; });
+}
+
+ToneCurves ToneMap::Curves() const {
+    return {m_light.data(), m_hlg ? m_systemGamma.data() : nullptr, m_levels.data()};
 }
 
 std::shared_ptr<const ToneMap> ToneMap::For(bool hlg, int peak) {
@@ -113,30 +114,6 @@ std::shared_ptr<const ToneMap> ToneMap::For(bool hlg, int peak) {
     }
     kept.push_back(made);
     return made;
-}
-
-std::int64_t ToneMap::LightOf(std::int64_t encoded) const {
-    const auto bounded = static_cast<std::uint32_t>(Bounded(encoded));
-    const std::int32_t* from = &m_light[bounded >> segmentBits];
-    const std::int64_t rest = bounded & ((1u << segmentBits) - 1);
-    return from[0] + ((from[1] - from[0]) * rest >> segmentBits);
-}
-
-Bgr ToneMap::Convert(std::int64_t r, std::int64_t g, std::int64_t b) const {
-    std::int64_t red = LightOf(r), green = LightOf(g), blue = LightOf(b);
-    if (m_hlg) {
-        // Parts of luminance in BT.2020, with 16 fractional bits.
-        const std::int64_t factor =
-            m_systemGamma[LightIndex(Bounded((17216 * red + 44434 * green + 3886 * blue) >> 16))];
-        red = red * factor >> 16;
-        green = green * factor >> 16;
-        blue = blue * factor >> 16;
-    }
-    // BT.2020 to BT.709, likewise.
-    const auto encode = [&](std::int64_t fromRed, std::int64_t fromGreen, std::int64_t fromBlue) {
-        return m_encoded[LightIndex(Bounded((fromRed * red + fromGreen * green + fromBlue * blue) >> 16))];
-    };
-    return {encode(-1189, -6592, 73317), encode(-8163, 74246, -547), encode(108822, -38512, -4774)};
 }
 
 } // namespace kq::image

@@ -73,7 +73,7 @@ private:
     static HWY_INLINE V16 Load(const Constant& constant) { return hn::Load(d16, constant.words); }
 
     HWY_INLINE V32 Green(V16 pairs) const {
-        return hn::Add(MulAddPairs(pairs, Load(m_green)), hn::BitCast(d32, Load(m_greenOffset)));
+        return MulAddPairs(hn::BitCast(d32, Load(m_greenOffset)), pairs, Load(m_green));
     }
     HWY_INLINE V16 Luma(V16 y) const {
         return hn::BitCast(d16, hn::MulHigh(hn::BitCast(du16, y), hn::BitCast(du16, Load(m_luma))));
@@ -123,11 +123,11 @@ HWY_INLINE WordHalves LoadHigh(const std::uint8_t* samples) {
     }
 }
 
-/// Luma fills its words.
-template <SampleDepth depth, std::size_t parts>
+/// Luma, as the arithmetic wants eight bits of it; ten lie in the upper bits.
+template <class Arithmetic, SampleDepth depth, std::size_t parts>
 HWY_INLINE WordHalves LoadFull(const std::uint8_t* samples) {
     if constexpr (depth == SampleDepth::Eight) {
-        const LumaWords words = LoadLuma<Weighted, parts>(samples);
+        const LumaWords words = LoadLuma<Arithmetic, parts>(samples);
         return {words.low, words.high};
     } else {
         return LoadHigh<depth, parts>(samples);
@@ -161,9 +161,9 @@ struct Samples {
                                                       : (columns + 1) / 2 * bytes;
     }
 
-    template <std::size_t parts>
-    static HWY_INLINE BlockTerms<Weighted> MakeTerms(const Weighted& arithmetic, const std::uint8_t* u,
-                                                     const std::uint8_t* v) {
+    template <std::size_t parts, class Arithmetic>
+    static HWY_INLINE BlockTerms<Arithmetic> MakeTerms(const Arithmetic& arithmetic, const std::uint8_t* u,
+                                                       const std::uint8_t* v) {
         if constexpr (chroma == ChromaColumns::Full) {
             const WordHalves cb = LoadHigh<depth, parts>(u), cr = LoadHigh<depth, parts>(v);
             return {arithmetic.MakeTerms(Centred(cb.low), Centred(cr.low)),
@@ -178,17 +178,17 @@ struct Samples {
         }
     }
 
-    template <class Layout, bool stream>
-    static HWY_INLINE void ConvertBlock(const Weighted& arithmetic, const BlockTerms<Weighted>& terms,
+    template <class Layout, bool stream, class Arithmetic>
+    static HWY_INLINE void ConvertBlock(const Arithmetic& arithmetic, const BlockTerms<Arithmetic>& terms,
                                         const std::uint8_t* luma, std::uint8_t* out) {
-        const WordHalves y = LoadFull<depth, Layout::parts>(luma);
+        const WordHalves y = LoadFull<Arithmetic, depth, Layout::parts>(luma);
         Layout::template Store<stream>(arithmetic.Convert(y.low, y.high, terms.low, terms.high), out);
     }
 };
 
 /// Rows that share a chroma row.
-template <class Source, class Layout, int rows, bool stream>
-void WeightedRowsToRgb(const WeightedToRgb& job, const Weighted& arithmetic, std::ptrdiff_t row) {
+template <class Source, class Layout, int rows, bool stream, class Arithmetic>
+void SampleRowsToRgb(const SamplesToRgb& job, const Arithmetic& arithmetic, std::ptrdiff_t row) {
     const std::uint8_t* u = job.u.Row(job.layout.ChromaRow(row));
     const std::uint8_t* v = job.v.Row(job.layout.ChromaRow(row));
     const std::uint8_t* y[2] = {job.y.Row(row), rows == 2 ? job.y.Row(row + 1) : nullptr};
@@ -222,24 +222,23 @@ void WeightedRowsToRgb(const WeightedToRgb& job, const Weighted& arithmetic, std
     }
 }
 
-template <class Layout, SampleDepth depth, ChromaColumns chroma>
-void WeightedSamplesToRgb(const WeightedToRgb& job) {
-    using Source = Samples<depth, chroma>;
-    const Weighted arithmetic(job.weights);
+template <class Source, class Layout, class Arithmetic>
+void SamplePictureToRgb(const SamplesToRgb& job, const Arithmetic& arithmetic) {
     WithStores(job.rgb, job.width * static_cast<std::ptrdiff_t>(Layout::pixelBytes), job.height,
                [&](auto stream) {
                    std::ptrdiff_t row = 0;
                    for (; job.layout.rowsShareChroma && row + 1 < job.height; row += 2) {
-                       WeightedRowsToRgb<Source, Layout, 2, stream>(job, arithmetic, row);
+                       SampleRowsToRgb<Source, Layout, 2, stream>(job, arithmetic, row);
                    }
                    for (; row < job.height; ++row) {
-                       WeightedRowsToRgb<Source, Layout, 1, stream>(job, arithmetic, row);
+                       SampleRowsToRgb<Source, Layout, 1, stream>(job, arithmetic, row);
                    }
                });
 }
 
-template <class Layout>
-void WeightedPictureToRgb(const WeightedToRgb& job) {
+/// Calls Rows::Convert<depth, chroma>(job) for the job's layout.
+template <class Rows, class Job>
+void ConvertAsLaidOut(const Job& job) {
     using Depth = SampleDepth;
     using Chroma = ChromaColumns;
     const auto select = [&](auto eight, auto tenLow, auto tenHigh) {
@@ -248,18 +247,31 @@ void WeightedPictureToRgb(const WeightedToRgb& job) {
     };
     switch (job.layout.chroma) {
     case Chroma::Half:
-        return select(WeightedSamplesToRgb<Layout, Depth::Eight, Chroma::Half>,
-                      WeightedSamplesToRgb<Layout, Depth::TenLow, Chroma::Half>,
-                      WeightedSamplesToRgb<Layout, Depth::TenHigh, Chroma::Half>);
+        return select(Rows::template Convert<Depth::Eight, Chroma::Half>,
+                      Rows::template Convert<Depth::TenLow, Chroma::Half>,
+                      Rows::template Convert<Depth::TenHigh, Chroma::Half>);
     case Chroma::Interleaved:
-        return select(WeightedSamplesToRgb<Layout, Depth::Eight, Chroma::Interleaved>,
-                      WeightedSamplesToRgb<Layout, Depth::TenLow, Chroma::Interleaved>,
-                      WeightedSamplesToRgb<Layout, Depth::TenHigh, Chroma::Interleaved>);
+        return select(Rows::template Convert<Depth::Eight, Chroma::Interleaved>,
+                      Rows::template Convert<Depth::TenLow, Chroma::Interleaved>,
+                      Rows::template Convert<Depth::TenHigh, Chroma::Interleaved>);
     case Chroma::Full:
-        return select(WeightedSamplesToRgb<Layout, Depth::Eight, Chroma::Full>,
-                      WeightedSamplesToRgb<Layout, Depth::TenLow, Chroma::Full>,
-                      WeightedSamplesToRgb<Layout, Depth::TenHigh, Chroma::Full>);
+        return select(Rows::template Convert<Depth::Eight, Chroma::Full>,
+                      Rows::template Convert<Depth::TenLow, Chroma::Full>,
+                      Rows::template Convert<Depth::TenHigh, Chroma::Full>);
     }
+}
+
+template <class Layout>
+struct WeightedRows {
+    template <SampleDepth depth, ChromaColumns chroma>
+    static void Convert(const WeightedToRgb& job) {
+        SamplePictureToRgb<Samples<depth, chroma>, Layout>(job, Weighted(job.weights));
+    }
+};
+
+template <class Layout>
+void WeightedPictureToRgb(const WeightedToRgb& job) {
+    ConvertAsLaidOut<WeightedRows<Layout>>(job);
 }
 
 } // namespace

@@ -127,7 +127,7 @@ struct Saturating {
             BlueTerm::bestNudge * uFactor - RedTerm::bestNudge * vFactor;
 
         static HWY_INLINE GreenTerm Make(V16 x) {
-            const V32 sum = hn::Add(MulAddPairs(x, Words<uFactor, vFactor>()), DoubleWords<sumOffset>());
+            const V32 sum = MulAddPairs(DoubleWords<sumOffset>(), x, Words<uFactor, vFactor>());
             return {RepeatWord<1>(hn::BitCast(d16, sum))};
         }
         HWY_INLINE V16 AddTo(V16 luma) const { return hn::SaturatedAdd(luma, term); }
@@ -258,6 +258,36 @@ struct Layout24 {
     static constexpr std::size_t pixelBytes = 3;
     static constexpr std::size_t parts = 1;
 
+#if KQ_FOUR_LANES
+    /// As 3 and the size of a vector have no common factor, byte i of channel c belongs at 3 i + c, counted
+    /// round the vector, in one of three vectors: a channel is permuted once, and the vectors are blended.
+    /// @param halves whether the lower half of each lane has the pixels of the block's first half
+    template <bool stream, bool halves = false>
+    static HWY_INLINE void Store(const BgrBlock& block, std::uint8_t* out) {
+        static constexpr ByteIndex bOrder = IndexChannel(0, halves), gOrder = IndexChannel(1, halves),
+                                   rOrder = IndexChannel(2, halves);
+        const auto b = PermuteBytes(block.b, bOrder).raw, g = PermuteBytes(block.g, gOrder).raw,
+                   r = PermuteBytes(block.r, rOrder).raw;
+        constexpr __mmask64 first = 0x9249249249249249, second = first << 1;
+        const auto blend = [](auto atFirst, auto atSecond, auto atThird) {
+            return V8{
+                _mm512_mask_blend_epi8(first, _mm512_mask_blend_epi8(second, atThird, atSecond), atFirst)};
+        };
+        StoreVector<stream>(blend(b, g, r), out);
+        StoreVector<stream>(blend(g, r, b), out + blockSize);
+        StoreVector<stream>(blend(r, b, g), out + 2 * blockSize);
+    }
+
+    static constexpr ByteIndex IndexChannel(std::size_t channel, bool halves) {
+        ByteIndex index{};
+        for (std::size_t i = 0; i < blockSize; ++i) {
+            const std::size_t inHalf = i % halfBlock;
+            const std::size_t apart = inHalf / 8 * 16 + inHalf % 8 + i / halfBlock * 8;
+            index.bytes[(3 * i + channel) % blockSize] = static_cast<std::uint8_t>(halves ? apart : i);
+        }
+        return index;
+    }
+#else
     /// Each lane's 48 bytes: a channel is shuffled once so that each of its bytes is where one of three
     /// vectors has it, and the vectors are blended from the channels.
     template <bool stream>
@@ -286,9 +316,18 @@ struct Layout24 {
         StoreVector<stream>(hn::ConcatUpperLower(d8, v0, v2), out + blockSize);
         StoreVector<stream>(hn::ConcatUpperUpper(d8, v2, v1), out + 2 * blockSize);
 #else
-        hn::StoreInterleaved3(block.b, block.g, block.r, d8, out);
+        if constexpr (stream) {
+            alignas(16) std::uint8_t pixels[3 * blockSize];
+            hn::StoreInterleaved3(block.b, block.g, block.r, d8, pixels);
+            for (std::size_t i = 0; i < 3; ++i) {
+                hn::Stream(hn::Load(d8, pixels + i * blockSize), d8, out + i * blockSize);
+            }
+        } else {
+            hn::StoreInterleaved3(block.b, block.g, block.r, d8, out);
+        }
 #endif
     }
+#endif
 };
 
 /// 16-bit words with the upper bits of c0, of c1 (greenBits of them) and of c2.
@@ -483,11 +522,17 @@ HWY_INLINE V16 PackedLuma(V8 packed) {
 /// A block of macropixels to natural order 24-bit pixels.
 template <bool yuy2, bool stream>
 HWY_INLINE void ConvertPackedBlock(const std::uint8_t* packed, std::uint8_t* out) {
+    const auto convert = [](V8 low, V8 high) {
+        return Rgb13::ConvertWords(PackedLuma<yuy2>(low), PackedLuma<yuy2>(high),
+                                   Rgb13::MakeTerms(PackedChroma<yuy2>(low)),
+                                   Rgb13::MakeTerms(PackedChroma<yuy2>(high)));
+    };
+#if KQ_FOUR_LANES
+    Layout24::Store<stream, true>(convert(hn::LoadU(d8, packed), hn::LoadU(d8, packed + blockSize)), out);
+#else
     const LanePairs in = LoadAlternating(packed);
-    Layout24::Store<stream>(Rgb13::ConvertWords(PackedLuma<yuy2>(in.even), PackedLuma<yuy2>(in.odd),
-                                                Rgb13::MakeTerms(PackedChroma<yuy2>(in.even)),
-                                                Rgb13::MakeTerms(PackedChroma<yuy2>(in.odd))),
-                            out);
+    Layout24::Store<stream>(convert(in.even, in.odd), out);
+#endif
 }
 
 template <bool yuy2, bool stream>

@@ -77,6 +77,7 @@ void MediaClock::Resume() {
         // What the sound is compared with has waited, too.
         m_last.dwWhen += dwPaused;
         m_reference.dwWhen += dwPaused;
+        m_dwMoved += dwPaused;
     }
 }
 
@@ -195,6 +196,8 @@ void MediaClock::MeasureStillness(const Look& look) {
     if (!m_bLooked || look.llPos != m_last.llPos) {
         m_dwFrozen = 0;
         m_dwStill = 0;
+        m_dwSinceMove = look.dwWhen - m_dwMoved;
+        m_dwMoved = look.dwWhen;
         return;
     }
     const std::uint32_t dwStep = std::min(look.dwWhen - m_last.dwWhen, kMostBetweenLooksMs);
@@ -213,6 +216,10 @@ bool MediaClock::HasKeptPace(const Look& look) {
         const bool bKnown = m_bLooked || m_bLeads;
         m_reference = look;
         return !bKnown || (llStep >= -kMostBehindMs && llStep <= kMostAheadMs + llPassed);
+    }
+    // Stamps that leap ahead are a fault also where they make up for what was missed slowly before.
+    if (look.llHeard - m_last.llHeard > kMostAheadMs + std::int64_t{m_dwSinceMove}) {
+        return false;
     }
     const std::int64_t llAhead =
         (look.llHeard - m_reference.llHeard) - std::int64_t{look.dwWhen - m_reference.dwWhen};

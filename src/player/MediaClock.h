@@ -103,4 +103,6 @@ private:
     Look m_reference{};               ///< an earlier look, which later ones are compared with
     std::uint32_t m_dwFrozen = 0;     ///< for so long the sound has stood still with a filled queue
     std::uint32_t m_dwStill = 0;      ///< likewise, whatever the queue holds
+    std::uint32_t m_dwMoved = 0;      ///< when the sound's position moved last
+    std::uint32_t m_dwSinceMove = 0;  ///< how long it had stood still then
 };

@@ -441,10 +441,8 @@ void CMediaPlayer::Notify(unsigned int nWhat, unsigned int nArgument) {
 }
 
 void CMediaPlayer::NotifyPosition() {
-    static_assert(sizeof(m_state.m_dPlayedTime) == sizeof(double),
-                  "a host reads the position as a plain double");
-    Notify(KQ_NOTIFY_POSITION,
-           static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(&m_state.m_dPlayedTime)));
+    m_dToldTime = m_state.m_dPlayedTime;
+    Notify(KQ_NOTIFY_POSITION, static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(&m_dToldTime)));
 }
 
 std::int32_t CMediaPlayer::GetPlayerViewMgr(IPlayerViewMgr** ppMgr) {

@@ -143,6 +143,7 @@ private:
     kq::ComPtr<CPlayerViewMgr> m_pViewMgr;
     CCritical m_csLock;
     TransportState m_state;
+    double m_dToldTime = 0.0; ///< the position as hosts read it in the callback; only the playback thread's
     SeekMailbox m_mailbox;
     bool m_bLeaving = false;                  ///< with the next guarded by the control lock
     std::int32_t m_nNextState = THREAD_IDLE;  ///< of the run that follows the one that is leaving

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 #include <new>
 
 namespace {
@@ -361,13 +362,21 @@ void PlaybackRun::WatchSound() {
 }
 
 bool PlaybackRun::IsAtEndOfRange() const {
-    const double dLength = m_state.m_dPlayLength;
     const double dPlayed = m_state.m_dPlayedTime;
-    if (dLength <= kTolerance || dPlayed + kTolerance < dLength) {
+    if (dPlayed + kTolerance < RangeEnd()) {
         return false;
     }
-    std::printf(PlayerTexts::kEndOfRange, dPlayed, dLength - BeginTime());
+    std::printf(PlayerTexts::kEndOfRange, dPlayed, m_state.m_dPlayLength - BeginTime());
     return true;
+}
+
+double PlaybackRun::RangeEnd() const {
+    const double dLength = m_state.m_dPlayLength;
+    return dLength > kTolerance ? dLength : std::numeric_limits<double>::infinity();
+}
+
+double PlaybackRun::HeardPosition() const {
+    return static_cast<double>(m_clock.Now()) / 1000.0 - m_dOrigin;
 }
 
 bool PlaybackRun::FetchFrame() {
@@ -389,7 +398,7 @@ bool PlaybackRun::IsFrameDue() {
         return true;
     }
     if (m_clock.DoesSoundLead()) {
-        const double dHeard = static_cast<double>(m_clock.Now()) / 1000.0 - m_dOrigin;
+        const double dHeard = HeardPosition();
         if (dHeard > m_state.m_dPlayedTime) {
             m_state.m_dPlayedTime = dHeard;
         }
@@ -398,7 +407,11 @@ bool PlaybackRun::IsFrameDue() {
 }
 
 void PlaybackRun::PlayAudioOnly() {
-    m_time.Sleep(kAudioOnlyMicroseconds);
+    // The end of the range does not wait for the next look.
+    const double dLeft = (RangeEnd() - HeardPosition()) * 1e6;
+    m_time.Sleep(dLeft < kAudioOnlyMicroseconds
+                     ? std::max(static_cast<std::uint32_t>(std::max(dLeft, 0.0)), kPollMicroseconds)
+                     : kAudioOnlyMicroseconds);
     UpdatePosition();
 }
 
@@ -415,8 +428,7 @@ void PlaybackRun::Present() {
 
 void PlaybackRun::UpdatePosition() {
     if (!IsVideoLive()) {
-        const double dHeard = static_cast<double>(m_clock.Now()) / 1000.0 - m_dOrigin;
-        m_dFrameTime = std::max(dHeard, m_dFrameTime);
+        m_dFrameTime = std::max(std::min(HeardPosition(), RangeEnd()), m_dFrameTime);
     }
     m_state.m_dPlayedTime = m_dFrameTime;
     m_host.NotifyPosition();

@@ -62,6 +62,10 @@ private:
     void SeekWhilePlaying();
     void WatchSound();
     bool IsAtEndOfRange() const;
+    /// @return the position at which the run ends, in seconds from the begin; infinite without a limit
+    double RangeEnd() const;
+    /// @return the position that the clock tells, in seconds from the begin
+    double HeardPosition() const;
     bool FetchFrame();
     bool IsFrameDue();
     void PlayAudioOnly();

@@ -1,11 +1,13 @@
 #include "audio/SoundPlayer.h"
 #include "tests/support/FakeStream.h"
+#include "tests/support/ForwardingStream.h"
 #include "tests/support/OpenALStandIn.h"
 #include "tests/support/WaitUntil.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <string>
@@ -285,6 +287,43 @@ TEST(SoundPlayerFaults, AStalledDeviceKeepsItsQueueAndADrySourceRepeatsNothing) 
     const auto samples = sound.openAL.GetHeardSamples();
     EXPECT_EQ(static_cast<std::int64_t>(samples.size()) * 2, heard);
     EXPECT_EQ(samples.front(), 0);
+    EXPECT_TRUE(IsRamp(samples));
+}
+
+/// The device plays on while a frame is asked for.
+class SlowStream final : public ForwardingStream {
+public:
+    using ForwardingStream::ForwardingStream;
+    MEDIA_FRAME* GetCurrentFrame() override {
+        if (m_isSlow.exchange(false)) {
+            m_openAL->Advance(milliseconds(150));
+        }
+        return ForwardingStream::GetCurrentFrame();
+    }
+    void BeSlowOnce(OpenALStandIn& openAL) {
+        m_openAL = &openAL;
+        m_isSlow = true;
+    }
+
+private:
+    OpenALStandIn* m_openAL = nullptr;
+    std::atomic<bool> m_isSlow{false};
+};
+
+TEST(SoundPlayerFaults, ASourceThatRunsDryWhileItIsRefilledLosesNothing) {
+    FakeAudio audio(3.0);
+    SlowStream stream(audio);
+    Sound sound(stream);
+    sound.Begin();
+    for (int i = 1; i <= 3; ++i) {
+        const int starts = sound.openAL.CountCalls("alSourcePlay");
+        stream.BeSlowOnce(sound.openAL);
+        sound.openAL.Advance(milliseconds(100)); // of two buffers the first one is done
+        ASSERT_TRUE(WaitUntil([&] { return sound.openAL.CountCalls("alSourcePlay") > starts; }));
+        EXPECT_EQ(sound.player.GetPlayPos(), 2 * i * bufferBytes);
+    }
+    const auto samples = sound.openAL.GetHeardSamples();
+    EXPECT_EQ(static_cast<std::int64_t>(samples.size()) * 2, 6 * bufferBytes);
     EXPECT_TRUE(IsRamp(samples));
 }
 

@@ -1,5 +1,6 @@
 #include "audio/SoundPlayer.h"
 #include "tests/support/FakeStream.h"
+#include "tests/support/ForwardingStream.h"
 #include "tests/support/LoopbackDevice.h"
 #include "tests/support/WaitUntil.h"
 
@@ -19,27 +20,15 @@ constexpr int rate = 48000;
 constexpr int frameBytes = 4;
 constexpr int tenth = rate / 10;
 
-/// A stream in front of another one, which can be held up.
-class StallingStream final : public IMediaStream {
+/// Can be held up.
+class StallingStream final : public ForwardingStream {
 public:
-    explicit StallingStream(FakeAudio& audio) : m_audio(audio) {}
-
-    std::int32_t QueryInterface(const _GUID& riid, void** ppv) override {
-        return m_audio.QueryInterface(riid, ppv);
+    using ForwardingStream::ForwardingStream;
+    MEDIA_FRAME* GetCurrentFrame() override {
+        return isStalled ? nullptr : ForwardingStream::GetCurrentFrame();
     }
-    std::uint32_t AddRef() override { return m_audio.AddRef(); }
-    std::uint32_t Release() override { return m_audio.Release(); }
-    std::int32_t GetStreamInfo(IStreamInfo** info) override { return m_audio.GetStreamInfo(info); }
-    std::int32_t Reserved() override { return 0; }
-    double Seek(double seconds, int mode) override { return m_audio.Seek(seconds, mode); }
-    MEDIA_FRAME* GetCurrentFrame() override { return isStalled ? nullptr : m_audio.GetCurrentFrame(); }
-    int NextFrame() override { return m_audio.NextFrame(); }
-    double GetFramePosition() override { return m_audio.GetFramePosition(); }
 
     std::atomic<bool> isStalled{false};
-
-private:
-    FakeAudio& m_audio;
 };
 
 /// A sound on a loopback device. Sample frame k of the stream has the value k and the time stamp k / rate.

@@ -64,6 +64,18 @@ TEST(TimeCodeMgr, AStretchWithoutStampsMayBeLongerThanTwoGigabytes) {
     }
 }
 
+TEST(TimeCodeMgr, WhatHasNotBeenHeardStaysHoweverMuchThereIs) {
+    TimeCodeMgr map;
+    for (int i = 0; i < 2; ++i) { // what was heard before a reset does not count
+        for (int n = 0; n < 5000; ++n) {
+            map.PutPTS(100, n);
+        }
+        EXPECT_EQ(Search(map, 50), (Answer{0, 0})) << i;
+        EXPECT_EQ(Search(map, 499'950), (Answer{4999, 499'900}));
+        map.Reset();
+    }
+}
+
 TEST(TimeCodeMgr, ADayOfStereoStaysSmallAndExact) {
     constexpr int chunkBytes = 16 * 1024 * 4;
     constexpr std::int64_t total = 24LL * 3600 * 48000 * 4;

@@ -4,6 +4,7 @@
 
 #include "Trial.h"
 #include "image/Kernels.h"
+#include "image/ToneMap.h"
 
 #include <kqplayer/image.h>
 
@@ -71,11 +72,19 @@ std::string CompareWithPlain(Trial& trial, const Kind& kind) {
                                    trial.Between(12000, 19000), -trial.Between(1000, 9000),
                                    -trial.Between(5000, 14000), trial.Between(-1300, 33)};
     const auto plane = [&](int i) { return ConstPlane{p.planes[i], p.pitches[i]}; };
-    const WeightedToRgb job = {
-        plane(0),    plane(1), plane(kind.InTurn() ? 1 : 2), {out.data, out.pitch}, width, height,
-        kind.layout, weights};
-    const auto loop = bytes == 4 ? &Kernels::weightedToBgra : &Kernels::weightedToBgr;
-    return trial.Compare(BestKernels().*loop, PlainKernels().*loop, job);
+    const SamplesToRgb job = {
+        plane(0), plane(1), plane(kind.InTurn() ? 1 : 2), {out.data, out.pitch}, width, height, kind.layout};
+    if (trial.Flag()) {
+        const auto loop = bytes == 4 ? &Kernels::weightedToBgra : &Kernels::weightedToBgr;
+        return trial.Compare(BestKernels().*loop, PlainKernels().*loop, WeightedToRgb{job, weights});
+    }
+    const int unit = kind.SampleBytes() == 1 ? 1 << 20 : 1 << 18;
+    const EncodedWeights encoded = {trial.Between(unit, unit * 5 / 4),  trial.Between(0, unit * 70),
+                                    trial.Between(unit, unit * 11 / 5), -trial.Between(unit / 8, unit / 2),
+                                    -trial.Between(unit / 2, unit),     trial.Between(unit, unit * 2)};
+    const ToneCurves curves = ToneMap::For(trial.Flag(), 1000)->Curves();
+    const auto loop = bytes == 4 ? &Kernels::toneMappedToBgra : &Kernels::toneMappedToBgr;
+    return trial.Compare(BestKernels().*loop, PlainKernels().*loop, ToneMappedToRgb{job, encoded, curves});
 }
 
 TEST_F(ColourConvert, WritesThePlainBytesOnEveryTarget) {

@@ -287,6 +287,36 @@ TEST_P(EveryRoutine, WritesThemPastTheCachesToo) {
 INSTANTIATE_TEST_SUITE_P(Image, EveryRoutine, testing::ValuesIn(routineCases),
                          [](const auto& info) { return std::string(info.param.name); });
 
+/// Rows past the caches, too, are copied in order and each as if at once.
+TEST(Blits, MayOverlapTheirSource) {
+    struct Place {
+        std::ptrdiff_t from, to;
+        std::int32_t rows;
+    };
+    constexpr Place places[] = {{64, 0, 5}, {2, 0, 5}, {1536, 512, 3}, {0, 64, 1}, {0, 192, 1}};
+    constexpr std::int32_t pitch = 512, pixels = 250;
+    const std::ptrdiff_t usual = kq::image::streamBytes;
+    kq::image::streamBytes = 1;
+    for (const std::int64_t target : DispatchTargets()) {
+        UseTarget(target);
+        for (const Place& place : places) {
+            alignas(64) std::uint8_t bytes[8 * pitch], want[8 * pitch];
+            for (std::size_t i = 0; i < sizeof(bytes); ++i) {
+                bytes[i] = want[i] = static_cast<std::uint8_t>(i * 7 + i / 256);
+            }
+            for (std::ptrdiff_t row = 0; row < place.rows; ++row) {
+                std::memmove(want + place.to + row * pitch, want + place.from + row * pitch, pixels * 2);
+            }
+            YUY2_Blt_fast(bytes + place.to, pitch, 0, 0, pixels, place.rows, 1, bytes + place.from, pitch, 1,
+                          0, 0);
+            EXPECT_EQ(0, std::memcmp(want, bytes, sizeof(want)))
+                << TargetName(target) << ", from " << place.from << " to " << place.to;
+        }
+    }
+    UseTarget(0);
+    kq::image::streamBytes = usual;
+}
+
 /// A picture in every format, its buffers at cache lines.
 struct BigPicture {
     static constexpr std::int32_t width = 2104, pitch = 2112, height = 2002;

@@ -1,5 +1,6 @@
 // Calls that cross each other or a run's last steps, at exact moments of simulated time.
 #include "tests/support/FakeStream.h"
+#include "tests/support/ForwardingStream.h"
 #include "tests/support/PlayerHost.h"
 #include "tests/support/Recorder.h"
 #include "tests/support/Scheduler.h"
@@ -109,12 +110,15 @@ TEST_F(Crossing, StampsMayBeginAboveZero) {
 TEST_F(Crossing, EveryPauseIsAddedToTheClock) {
     FakeVideo video(100, 25);
     PlayerHost host(&video);
-    m_shown.clear();
     host->Play();
     Pass(210);
     for (int i = 0; i < 3; ++i) {
+        m_shown.clear();
         host->Pause();
         Pass(500);
+        EXPECT_TRUE(host->IsPaused());
+        ASSERT_EQ(m_shown.size(), 1u) << i; // the picture that comes next
+        EXPECT_EQ(m_shown[0].picture, video.GetIndex());
         // Back to back within one poll of the loop: still a pause, and all of it counts.
         host->Resume();
         host->Pause();
@@ -122,33 +126,36 @@ TEST_F(Crossing, EveryPauseIsAddedToTheClock) {
         m_shown.clear();
         host->Resume();
         Pass(400);
+        EXPECT_FALSE(host->IsPaused());
         const auto count = m_shown.size();
         EXPECT_GE(count, 8u) << i;
         EXPECT_LE(count, 12u) << i;
     }
 }
 
-TEST_F(Crossing, ASeekAndAResumeAtTheEndOfTheRangeGoOn) {
-    FakeVideo video(100, 25);
-    PlayerHost host(&video);
-    host->SetPlayTime(0, 1.0);
-    host->Load();
-    Pass(20);
-    bool done = false;
-    // Both between two looks of the loop.
-    host.m_onNotify = [&](unsigned int what) {
-        if (what == KQ_NOTIFY_POSITION && host.GetLastPosition() > 0.99 && !done) {
-            done = true;
-            m_shown.clear();
-            host->Seek(0.2, 1);
-            host->Resume();
-        }
-    };
-    host->SyncSeek(1.0, 1);
-    Pass(300);
-    EXPECT_TRUE(done);
-    EXPECT_EQ(host.GetEnds(), 0);
-    ExpectPaced(0, 5, 25);
+TEST_F(Crossing, ASeekAtTheEndOfTheRangeGoesOn) {
+    for (const bool isPaused : {true, false}) {
+        FakeVideo video(100, 25);
+        PlayerHost host(&video);
+        host->SetPlayTime(0, 1.0);
+        bool done = false;
+        // Between two looks of the loop, in a pause together with a resume.
+        host.m_onNotify = [&](unsigned int what) {
+            if (what == KQ_NOTIFY_POSITION && host.GetLastPosition() > 0.99 && !done) {
+                done = true;
+                m_shown.clear();
+                host->Seek(0.2, 1);
+                host->Resume();
+            }
+        };
+        isPaused ? host->Load() : host->Play();
+        Pass(20);
+        isPaused ? host->SyncSeek(1.0, 1) : host->Seek(0.8, 1);
+        ASSERT_TRUE(PassUntil([&] { return done; }));
+        Pass(300);
+        EXPECT_EQ(host.GetEnds(), 0) << isPaused;
+        ExpectPaced(0, 5, 25);
+    }
 }
 
 TEST_F(Crossing, ARunThatLeavesLosesNeitherSeeksNorPlays) {
@@ -180,10 +187,45 @@ TEST_F(Crossing, ARunThatLeavesLosesNeitherSeeksNorPlays) {
     }
 }
 
+/// Does something when a reference is given back.
+class WatchedStream final : public ForwardingStream {
+public:
+    using ForwardingStream::ForwardingStream;
+    std::uint32_t Release() override {
+        if (onRelease) {
+            onRelease();
+        }
+        return ForwardingStream::Release();
+    }
+    std::function<void()> onRelease;
+};
+
+TEST_F(Crossing, ASeekAfterTheRunReplacesTheOneThatTheRunHasLeft) {
+    FakeVideo video(10, 25);
+    WatchedStream stream(video);
+    PlayerHost host(&stream);
+    host->SetPlayTime(0, 0);
+    host->Play();
+    ASSERT_TRUE(PassUntil([&] { return video.GetIndex() == 10; }));
+    Pass(40);
+    host->Seek(0.2, 1); // comes too late for the run
+    // The run is over when it gives its stream back, and what it has left is not carried out yet.
+    bool done = false;
+    stream.onRelease = [&] {
+        if (!done && host->IsActivate() == KQ_ACTIVATE_ENDED) {
+            done = true;
+            host->Seek(0.08, 1);
+        }
+    };
+    ASSERT_TRUE(PassUntil([&] { return host.GetEnds() == 1; }, 200));
+    EXPECT_TRUE(done);
+    EXPECT_FALSE(host->IsSeeking());
+    EXPECT_EQ(video.GetIndex(), 2);
+}
+
 TEST_F(Crossing, APauseWithTheLastPictureIsAPause) {
     FakeVideo video(10, 25);
     PlayerHost host(&video);
-    m_shown.clear();
     host.m_onNotify = [&](unsigned int what) {
         if (what == KQ_NOTIFY_POSITION && video.GetIndex() == 9 && !host->IsPaused()) {
             host->Pause();
@@ -212,7 +254,6 @@ struct Seeker {
 TEST_F(Crossing, TwoThatWaitForTheirSeeksDoNotStarveEachOther) {
     FakeVideo video(500, 25);
     PlayerHost host(&video);
-    m_shown.clear();
     host->Play();
     Pass(100);
     Seeker seekers[2] = {{host.Get()}, {host.Get()}};
@@ -264,7 +305,6 @@ TEST_F(Crossing, InsideTheEndOfPlayAPlayerMayBeReplaced) {
 TEST_F(Crossing, TheLastReferenceMayGoInAnEndOfPlayWhileANewerRunIsActive) {
     FakeVideo video(50, 100);
     PlayerHost host(&video);
-    m_shown.clear();
     bool released = false;
     host.m_onNotify = [&](unsigned int what) {
         if (what == KQ_NOTIFY_END && !released) {

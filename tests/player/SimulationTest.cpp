@@ -46,8 +46,8 @@ TEST(Simulation, ScriptsThatBrokeARuleOnceBreakNone) {
     testing::internal::CaptureStdout();
     std::string report;
     for (const std::uint64_t seed :
-         {129,  132,   203,   300,    750,     889,     1726,    3566,    4708,    5996,    7047,
-          7459, 15341, 16899, 100179, 1140527, 1215577, 1323765, 1395332, 1531874, 3074159, 3457232}) {
+         {129,   132,   203,    300,     750,     889,     1726,    3566,    4708,    5996,    7047,    7459,
+          15341, 16899, 100179, 1140527, 1215577, 1323765, 1395332, 1531874, 3074159, 3457232, 10779638}) {
         const SimulationResult result = Simulate(seed);
         if (!result.faults.empty()) {
             report += "seed " + std::to_string(seed) + ": " + result.faults.front() + '\n' + result.script;

@@ -74,4 +74,21 @@ TEST(SoundEnd, PicturesKeepTheirPaceBeyondIt) {
     }
 }
 
+TEST(SoundEnd, ARunEndsWithItsRangeAndNoPositionExceedsIt) {
+    constexpr double length = 1.13; // behind the last picture, and within the sound or where it ends
+    for (const double sound : {length, 2.0}) {
+        FakeVideo video(25, 25);
+        FakeAudio audio(sound);
+        PlayerHost host(&video, &audio);
+        host->SetPlayTime(0, length);
+        const auto begun = Clock::now();
+        host->Play();
+        ASSERT_TRUE(host.WaitForEnd());
+        const std::chrono::duration<double> took = Clock::now() - begun;
+        EXPECT_NEAR(host.GetLastPosition(), length, 0.002) << sound;
+        EXPECT_GT(took.count(), length - 0.05) << sound;
+        EXPECT_LT(took.count(), length + 0.5) << sound; // 0.15 on a machine without other work
+    }
+}
+
 } // namespace

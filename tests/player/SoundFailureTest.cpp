@@ -1,4 +1,5 @@
 #include "tests/support/FakeStream.h"
+#include "tests/support/ForwardingStream.h"
 #include "tests/support/OpenALStandIn.h"
 #include "tests/support/PlayerHost.h"
 #include "tests/support/ViewRecorder.h"
@@ -255,28 +256,17 @@ void PlayEach(const std::vector<std::vector<Misfortune>>& groups) {
 }
 
 /// A sound stream that has nothing to give for a while, and then goes on where it was.
-class StallingAudio final : public IMediaStream {
+class StallingAudio final : public ForwardingStream {
 public:
     StallingAudio(FakeAudio& audio, milliseconds from, milliseconds length)
-        : m_audio(audio), m_from(Clock::now() + from), m_to(m_from + length) {}
+        : ForwardingStream(audio), m_from(Clock::now() + from), m_to(m_from + length) {}
 
-    std::int32_t QueryInterface(const _GUID& riid, void** out) override {
-        return m_audio.QueryInterface(riid, out);
-    }
-    std::uint32_t AddRef() override { return m_audio.AddRef(); }
-    std::uint32_t Release() override { return m_audio.Release(); }
-    std::int32_t GetStreamInfo(IStreamInfo** info) override { return m_audio.GetStreamInfo(info); }
-    std::int32_t Reserved() override { return 0; }
-    double Seek(double seconds, int mode) override { return m_audio.Seek(seconds, mode); }
     MEDIA_FRAME* GetCurrentFrame() override {
         const auto now = Clock::now();
-        return now >= m_from && now < m_to ? nullptr : m_audio.GetCurrentFrame();
+        return now >= m_from && now < m_to ? nullptr : ForwardingStream::GetCurrentFrame();
     }
-    int NextFrame() override { return m_audio.NextFrame(); }
-    double GetFramePosition() override { return m_audio.GetFramePosition(); }
 
 private:
-    FakeAudio& m_audio;
     const Clock::time_point m_from;
     const Clock::time_point m_to;
 };

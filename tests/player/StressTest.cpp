@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <random>
 #include <thread>
@@ -57,32 +58,9 @@ TEST_F(Stress, SixteenPlayersWithTwoViewsAndSound) {
     });
 }
 
-TEST_F(Stress, AThousandRunsStartedFromTheEndOfPlay) {
-    constexpr int kRuns = 1000;
-    // A run's last steps take a tenth of a second, so many players share the runs.
-    constexpr int kPlayers = 50;
-    FakeVideo video(1, 100);
-    std::vector<std::unique_ptr<PlayerHost>> hosts;
-    for (int i = 0; i < kPlayers; ++i) {
-        auto& host = *hosts.emplace_back(std::make_unique<PlayerHost>(&video));
-        host->SetPlayTime(0, 0);
-        host.m_onNotify = [&host](unsigned int nWhat) {
-            if (nWhat == KQ_NOTIFY_END && host.GetEnds() < kRuns / kPlayers) {
-                EXPECT_EQ(host->Play(), 0);
-                EXPECT_EQ(host->IsActivate(), KQ_ACTIVATE_PLAYING);
-            }
-        };
-        host->Play();
-    }
-    for (const auto& pHost : hosts) {
-        EXPECT_TRUE(pHost->WaitForEnd(kRuns / kPlayers));
-        EXPECT_EQ((*pHost)->IsActivate(), KQ_ACTIVATE_ENDED);
-    }
-}
-
 TEST_F(Stress, AThousandRunsHalfOfThemOfPlayersMadeInTheEndOfPlay) {
     constexpr int kRuns = 1000;
-    constexpr int kChains = 50;
+    constexpr int kChains = 50; // a run's last steps take a tenth of a second, so many share the runs
     FakeVideo video(1, 100);
     /// Hosts that follow each other: each run starts the next one, its own player's or a new one's.
     struct Chain {
@@ -101,6 +79,7 @@ TEST_F(Stress, AThousandRunsHalfOfThemOfPlayersMadeInTheEndOfPlay) {
             const int nRun = ++chain.nRuns; // before the next run, which may end at any time
             if (nRun < kRuns / kChains && nRun % 2 == 0) {
                 EXPECT_EQ(host->Play(), 0);
+                EXPECT_EQ(host->IsActivate(), KQ_ACTIVATE_PLAYING);
             } else if (nRun < kRuns / kChains) {
                 host.ReleasePlayer();
                 begin(chain);
@@ -117,24 +96,6 @@ TEST_F(Stress, AThousandRunsHalfOfThemOfPlayersMadeInTheEndOfPlay) {
         EXPECT_TRUE(WaitUntil([&] { return chain.nRuns >= kRuns / kChains; }));
     }
     chains.clear();
-    EXPECT_EQ(video.GetRefCount(), 1);
-}
-
-TEST_F(Stress, ThePlayerMayBeReleasedAtTheEndOfPlay) {
-    FakeVideo video(2, 100);
-    for (int i = 0; i < 5; ++i) {
-        PlayerHost host(&video);
-        std::atomic<bool> bReleased{false};
-        host.m_onNotify = [&](unsigned int nWhat) {
-            if (nWhat == KQ_NOTIFY_END) {
-                host.ReleasePlayer();
-                bReleased = true;
-            }
-        };
-        // A reference of our own for the call, which the end of play may overtake.
-        kq::ComPtr<IMediaPlayer>::Share(host.Get())->Play();
-        EXPECT_TRUE(WaitUntil([&] { return bReleased.load(); }));
-    }
     EXPECT_EQ(video.GetRefCount(), 1);
 }
 
@@ -197,6 +158,8 @@ void MakeAStorm(bool bVideo, bool bAudio) {
             [&] { host->CaptureCurrentImageEx(); },
             [&] { host->Update(static_cast<int>(random() % 2)); },
             [&] { host->IsSeeking(); },
+            [&] { host->GetMovieLength(); },
+            [&] { host.SetAudio(bAudio && (!bVideo || random() % 2 == 0) ? &audio : nullptr); },
         };
         const std::function<void()> often[] = {
             [&] { host->Pause(); },
@@ -207,13 +170,15 @@ void MakeAStorm(bool bVideo, bool bAudio) {
             [&] { host->Seek(time(), 1); },
         };
         for (int i = 0; i < nCalls; ++i) {
-            const auto& actions = random() % 4 == 0 ? once : often;
-            actions[random() % 6]();
+            random() % 4 == 0 ? once[random() % std::size(once)]() : often[random() % std::size(often)]();
         }
     });
     host->Stop();
     host->SetCallBack(nullptr, nullptr);
     host->Stop();
+    host.ReleasePlayer();
+    EXPECT_EQ(video.GetRefCount(), 1);
+    EXPECT_EQ(audio.GetRefCount(), 1);
 }
 
 TEST_F(Stress, AStormOfRequestsLosesNobody) {

@@ -229,6 +229,8 @@ private:
     void OnEnd();
     void ActInCallback();
     void Call(bool mayWait);
+    void GoOn(const char* name, std::int32_t (IMediaPlayer::*call)());
+    void BePaused(const char* name, std::int32_t (IMediaPlayer::*call)());
     void SeekTo(double time, bool wait);
     void PlayHost(int calls);
     void AwaitEnd();
@@ -563,6 +565,20 @@ void Simulation::MakeScene() {
     }
 }
 
+void Simulation::GoOn(const char* name, std::int32_t (IMediaPlayer::*call)()) {
+    Note("%s", name);
+    m_wantPause = false;
+    m_resumedAt = m_scheduler.Now();
+    (m_player.Get()->*call)();
+}
+
+void Simulation::BePaused(const char* name, std::int32_t (IMediaPlayer::*call)()) {
+    Note("%s", name);
+    (m_player.Get()->*call)();
+    m_wantPause = true;
+    m_pausedAt = m_scheduler.Now();
+}
+
 void Simulation::SeekTo(double time, bool wait) {
     m_lastTarget = std::max(0.0, m_begin) + time;
     m_targetReached = time < 0;
@@ -590,23 +606,14 @@ void Simulation::Call(bool mayWait) {
     switch (m_scheduler.Random()() % (mayWait ? 12 : 8)) {
     case 0:
     case 1:
-        Note("Play");
-        m_wantPause = false;
-        m_resumedAt = m_scheduler.Now();
-        m_player->Play();
+        GoOn("Play", &IMediaPlayer::Play);
         break;
     case 2:
     case 3:
-        Note("Pause");
-        m_player->Pause();
-        m_wantPause = true;
-        m_pausedAt = m_scheduler.Now();
+        BePaused("Pause", &IMediaPlayer::Pause);
         break;
     case 4:
-        Note("Resume");
-        m_wantPause = false;
-        m_resumedAt = m_scheduler.Now();
-        m_player->Resume();
+        GoOn("Resume", &IMediaPlayer::Resume);
         break;
     case 5:
         Note("Seek %.4f", time);
@@ -627,11 +634,8 @@ void Simulation::Call(bool mayWait) {
         SeekTo(time, true);
         break;
     case 9:
-        Note("Load");
-        m_wantPause = false;
-        m_player->Load();
-        m_wantPause = true;
-        m_pausedAt = m_scheduler.Now();
+        m_wantPause = false; // a run that is paused ends
+        BePaused("Load", &IMediaPlayer::Load);
         break;
     case 10:
         Note("Stop");
@@ -688,10 +692,7 @@ SimulationResult Simulation::Run() {
     if (Chance(0.3)) {
         Call(true); // before the first run
     }
-    Note("Play");
-    m_resumedAt = m_scheduler.Now();
-    m_wantPause = false;
-    m_player->Play();
+    GoOn("Play", &IMediaPlayer::Play);
     PlayHost(static_cast<int>(Random(0, 10)));
     if (second) {
         pthread_join(thread, nullptr);
@@ -727,10 +728,7 @@ void Simulation::FinishUp() {
         if (m_result.pictures != shown) {
             Fault("pictures go on in a pause");
         }
-        Note("Play");
-        m_wantPause = false;
-        m_resumedAt = m_scheduler.Now();
-        m_player->Play();
+        GoOn("Play", &IMediaPlayer::Play);
         AwaitEnd();
     }
     m_scheduler.SleepFor(200'000);
@@ -883,9 +881,7 @@ long Simulation::OnNotify(void* user, unsigned int, unsigned int what, unsigned 
     self.OnEnd();
     if (self.m_callsInside && self.m_loops < 2 && self.Chance(0.5)) {
         ++self.m_loops;
-        self.Note("Play");
-        self.m_wantPause = false;
-        self.m_player->Play();
+        self.GoOn("Play", &IMediaPlayer::Play);
     }
     return 0;
 }

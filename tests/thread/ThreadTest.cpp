@@ -73,6 +73,13 @@ public:
         AwaitLastSteps();
     }
     int svc() override { return m_body ? m_body() : BaseThread::svc(); }
+    /// As the sound's: it looks at the stop request only while it is not suspended.
+    int SleepWhileSuspended() {
+        while (GetState() == THREAD_SUSPENDED || m_pStopEvent->Wait(0) != WAIT_SET) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return 0;
+    }
     std::function<int()> m_body;
     using BaseThread::IsOwnThread;
     using BaseThread::MarkFinished;
@@ -89,6 +96,7 @@ TEST(BaseThread, IdleObjectDoesNothing) {
 
 TEST(BaseThread, GoesThroughItsStates) {
     Worker worker;
+    worker.m_body = [&] { return worker.SleepWhileSuspended(); };
     EXPECT_EQ(worker.Start(), 1);
     EXPECT_EQ(worker.Start(), 0);
     EXPECT_EQ(worker.GetState(), THREAD_RUNNING);
@@ -109,6 +117,20 @@ TEST(BaseThread, GoesThroughItsStates) {
     EXPECT_EQ(worker.Abort(), 0);
     EXPECT_EQ(worker.Start(), 1); // a finished thread starts again
     EXPECT_EQ(worker.GetState(), THREAD_RUNNING);
+}
+
+TEST(BaseThread, ARunThatEndsSuspendedLeavesNoSuspensionBehind) {
+    Worker worker;
+    worker.m_body = [&] {
+        WaitUntil([&] { return worker.GetState() == THREAD_SUSPENDED; });
+        return 0;
+    };
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(worker.Start(), 1);
+        EXPECT_EQ(worker.GetState(), THREAD_RUNNING);
+        worker.Suspend();
+        EXPECT_TRUE(WaitUntil([&] { return worker.GetState() == THREAD_FINISHED; }, std::chrono::seconds(5)));
+    }
 }
 
 TEST(BaseThread, StartedFromItsOwnEndLosesNoThreadAndKeepsTheNewState) {
@@ -132,6 +154,8 @@ TEST(BaseThread, ManyControllersNeitherHangNorJoinTwice) {
         for (int k = 0; k < 40; ++k) {
             if ((k + i) % 2 == 0) {
                 worker.Start();
+                worker.Suspend();
+                worker.Resume();
             } else {
                 worker.Abort();
                 worker.Wait(50);

@@ -26,7 +26,9 @@ struct Sample {
 /// One picture of a single colour, in any kind, with planes that lie apart.
 class UniformStream final : public kq::ComObject<IMediaStream> {
 public:
-    UniformStream(int kind, Sample sample) {
+    UniformStream(int kind, Sample sample) { Fill(kind, sample); }
+
+    void Fill(int kind, Sample sample) {
         const bool wide = kind >= KQ_PICTURE_PLANAR_420_10;
         const bool together = kind == KQ_PICTURE_NV12 || kind == KQ_PICTURE_P010;
         const int scale = kind == KQ_PICTURE_P010 ? 256 : wide ? 4 : 1;
@@ -96,18 +98,19 @@ TEST(Colour, ViewsAndCapturesShowWhatEveryKindAndDescriptionSays) {
                     {KQ_MATRIX_BT2020, 0.2627, 0.0593},
                     {KQ_MATRIX_SMPTE240M, 0.212, 0.087}};
     const Sample sample{100, 90, 170};
+    ViewRecorder recorder;
+    PlayerHost host; // one for all: nothing of a picture stays for the next one
+    UniformStream stream(KQ_PICTURE_PLANAR_YUV, sample);
+    host.AddView(1, &stream);
     for (const int kind : kinds) {
         for (const auto& matrix : matrices) {
             for (const int range : {KQ_RANGE_LIMITED, KQ_RANGE_FULL}) {
                 SCOPED_TRACE(testing::Message()
                              << "kind " << kind << " matrix " << matrix.matrix << " range " << range);
-                UniformStream stream(kind, sample);
+                stream.Fill(kind, sample);
                 kq::DescribeColour(stream.frame, matrix.matrix, range);
-                ViewRecorder recorder;
-                PlayerHost host(&stream);
                 host->Seek(0, 1);
-                const auto pictures = recorder.GetPictures(recorder.GetAllPictures().back().nView);
-                const std::uint32_t pixel = pictures.back().nFirstPixel;
+                const std::uint32_t pixel = recorder.GetAllPictures().back().nFirstPixel;
                 CaptureImageInfo info{};
                 ASSERT_EQ(host->CaptureCurrentImage(&info, L"picture"), kq::Ok);
                 const auto saved = TakeSavedImages().at(0);
@@ -122,8 +125,10 @@ TEST(Colour, ViewsAndCapturesShowWhatEveryKindAndDescriptionSays) {
                 ASSERT_NE(copy, nullptr);
                 EXPECT_EQ(copy->nKind, KQ_PICTURE_PLANAR_YUV);
                 const kq::Colour colour = kq::ColourOf(*copy);
-                EXPECT_EQ(colour.nMatrix, kind == KQ_PICTURE_PLANAR_YUV ? matrix.matrix : KQ_MATRIX_BT601);
-                if (kind == KQ_PICTURE_PLANAR_YUV) {
+                const bool isSameKind = kind == KQ_PICTURE_PLANAR_YUV;
+                EXPECT_EQ(colour.nMatrix, isSameKind ? matrix.matrix : KQ_MATRIX_BT601);
+                EXPECT_EQ(colour.nRange, isSameKind ? range : KQ_RANGE_LIMITED);
+                if (isSameKind) {
                     EXPECT_EQ(copy->image.pY[0], sample.luma);
                 }
             }

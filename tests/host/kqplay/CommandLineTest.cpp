@@ -72,8 +72,9 @@ TEST(CommandLine, TellsItsVersionAndHowItIsUsed) {
     for (const char* option :
          {"FILE",       "--start",    "--length",  "--loop",   "--volume",     "--mute",         "--no-audio",
           "--no-video", "--headless", "--audio",   "--trace",  "--trace-hash", "--log",          "--verbose",
-          "--version",  "--views",    "--compare", "--filter", "--capture-at", "--contact-sheet"})
+          "--version",  "--views",    "--compare", "--filter", "--capture-at", "--contact-sheet"}) {
         EXPECT_NE(help.out.find(option), std::string::npos) << option;
+    }
 }
 
 /// One line on standard error that names the file, nothing on standard output, status 1.
@@ -139,8 +140,9 @@ TEST(BadInput, ViewLibrariesThatCannotServeAreNamed) {
         {Clip("words.mp4"), "PlayerView.so"}, // no library at all
         {KQPLAY_LACKING_VIEW, "PlayerView.so has no function PVShowRGB32Image"},
     };
-    for (const auto& [library, reason] : rows)
+    for (const auto& [library, reason] : rows) {
         ExpectOneLine(play(library), Clip("silent.mp4"), reason);
+    }
     const Outcome outcome = play(KQPLAY_PLAIN_VIEW); // has no picture sink
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(outcome.out.find("late"), std::string::npos) << "nobody counted late frames: " << outcome.out;
@@ -154,8 +156,9 @@ TEST(Output, BelongsToKqplayUnlessTheUserWantsMore) {
     };
     const Outcome quiet = play({}), logged = play({"--log", folder / "log"}), verbose = play({"-v"});
     EXPECT_EQ(quiet.out.rfind("played  0:0", 0), 0u) << quiet.out;
-    for (const Outcome* outcome : {&quiet, &logged, &verbose})
+    for (const Outcome* outcome : {&quiet, &logged, &verbose}) {
         EXPECT_EQ(Lines(outcome->out).size(), 1u) << outcome->out;
+    }
     EXPECT_EQ(quiet.err + logged.err, "");
     for (const std::string& text : {kq::test::ReadFile(folder / "log"), verbose.err}) {
         EXPECT_NE(text.find("soundplayer:: player begin"), std::string::npos) << "printed\n" << text;

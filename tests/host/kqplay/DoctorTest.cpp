@@ -14,8 +14,9 @@ void ExpectReport(int status, const Strings& told, const Strings& options,
     const Outcome outcome = RunProcess(Joined({program, "--doctor"}, options), environment);
     EXPECT_EQ(outcome.status, status);
     EXPECT_EQ(outcome.err, "");
-    for (const std::string& line : told)
+    for (const std::string& line : told) {
         EXPECT_TRUE(std::regex_search(outcome.out, std::regex(line))) << line << "\n" << outcome.out;
+    }
     for (const std::string& line : Lines(outcome.out)) {
         const bool aligned =
             line.empty() || line[0] != ' ' || (line.size() > 20 && line[19] == ' ' && line[20] != ' ');

@@ -25,8 +25,9 @@ std::string Help() {
 Words FindAll(const std::string& text, const std::string& pattern) {
     const std::regex regex(pattern);
     Words found;
-    for (std::sregex_iterator at(text.begin(), text.end(), regex), end; at != end; ++at)
+    for (std::sregex_iterator at(text.begin(), text.end(), regex), end; at != end; ++at) {
         found.insert((*at)[1]);
+    }
     return found;
 }
 
@@ -40,8 +41,9 @@ std::string Part(const std::string& text, const std::string& heading, const std:
 Words Options() {
     const Words rows = FindAll(Help(), "\n +(-[^ ]+)");
     Words options;
-    for (const std::string& row : rows)
+    for (const std::string& row : rows) {
         options.merge(FindAll(row, "(--?[a-z][a-z-]*)"));
+    }
     return options;
 }
 
@@ -85,8 +87,9 @@ TEST(Documents, TellOfEveryKeyInTheSameWordsAndOfNoOther) {
 TEST(Documents, NoKeyDoesTwoThings) {
     std::set<int> keys;
     for (const KeyAction& action : kqplay::KeyActions()) {
-        for (int key : action.keys)
+        for (int key : action.keys) {
             EXPECT_TRUE(keys.insert(key).second) << KeyNames(action) << " is taken: " << action.help;
+        }
     }
 }
 

@@ -1,10 +1,14 @@
 #include "Kqplay.h"
 
+#include "tests/support/WaitUntil.h"
+
 #include <kqplayer/image.h>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 #include <zlib.h>
 
+#include <csignal>
 #include <cstdio>
 
 namespace fs = std::filesystem;
@@ -16,8 +20,9 @@ namespace {
 std::string Field(const std::string& line, const std::string& name) {
     const std::string key = "\"" + name + "\":";
     const std::size_t at = line.find(key);
-    if (at == std::string::npos)
+    if (at == std::string::npos) {
         return {};
+    }
     const std::size_t begin = line.find_first_not_of('"', at + key.size());
     return line.substr(begin, line.find_first_of(",\"}", begin) - begin);
 }
@@ -45,18 +50,20 @@ Trace ReadTrace(const std::string& path) {
     for (const std::string& line : lines) {
         EXPECT_TRUE(line.front() == '{' && line.back() == '}') << line;
         const std::string event = Field(line, "ev");
-        if (event == "picture")
+        if (event == "picture") {
             trace.pictures.at(std::stoul(Field(line, "view"))).push_back(Field(line, "crc32"));
-        else if (event == "position")
+        } else if (event == "position") {
             trace.positions.push_back(std::stod(Field(line, "pos")));
-        else if (event == "state")
+        } else if (event == "state") {
             trace.states.push_back(std::stoi(Field(line, "activate")));
-        else if (event == "end")
+        } else if (event == "end") {
             ++trace.ends;
+        }
     }
-    if (!lines.empty())
+    if (!lines.empty()) {
         trace.seconds =
             (std::stod(Field(lines.back(), "t_us")) - std::stod(Field(lines.front(), "t_us"))) / 1e6;
+    }
     return trace;
 }
 
@@ -71,11 +78,13 @@ Strings ReferenceHashes(const std::string& path) {
         RunProcess({"ffmpeg", "-v", "error", "-nostdin", "-i", path, "-map", "0:v:0", "-fps_mode",
                     "passthrough", "-f", "rawvideo", "-pix_fmt", "yuv420p", "-"})
             .out;
-    const auto frame = static_cast<std::size_t>(width * height + 2 * ((width + 1) / 2) * ((height + 1) / 2));
+    const int samples = width * height + 2 * ((width + 1) / 2) * ((height + 1) / 2);
+    const auto frame = static_cast<std::size_t>(samples);
     EXPECT_EQ(planes.size() % frame, 0u);
     Strings hashes;
-    for (std::size_t at = 0; at + frame <= planes.size(); at += frame)
+    for (std::size_t at = 0; at + frame <= planes.size(); at += frame) {
         hashes.push_back(HashPlanes(reinterpret_cast<std::uint8_t*>(planes.data()) + at, width, height));
+    }
     return hashes;
 }
 
@@ -93,6 +102,13 @@ std::string HashBytes(const std::string& bytes) {
     return text;
 }
 
+std::string FileHash(const std::string& path) {
+    const Outcome outcome =
+        RunProcess({"ffmpeg", "-v", "error", "-i", path, "-f", "rawvideo", "-pix_fmt", "bgra", "-"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    return HashBytes(outcome.out);
+}
+
 Strings Joined(Strings words, const Strings& more) {
     words.insert(words.end(), more.begin(), more.end());
     return words;
@@ -105,11 +121,13 @@ Strings Headless(const std::string& clip, const Strings& options) {
 std::string CopyProgram(const TemporaryFolder& folder, const std::string& viewLibrary) {
     for (const auto& file : fs::directory_iterator(fs::path(KQPLAY_PROGRAM).parent_path())) {
         const std::string name = file.path().filename().string();
-        if (name == "kqplay" || name.rfind("libKQ", 0) == 0)
+        if (name == "kqplay" || name.rfind("libKQ", 0) == 0) {
             fs::copy_file(file, folder / name);
+        }
     }
-    if (!viewLibrary.empty())
+    if (!viewLibrary.empty()) {
         fs::copy_file(viewLibrary, folder / "PlayerView.so");
+    }
     return folder / "kqplay";
 }
 
@@ -133,6 +151,28 @@ void AtTerminal::Press(const std::string& keys, const std::string& shown) {
     process.Type(keys);
     EXPECT_TRUE(process.WaitForOutput(shown)) << "after " << testing::PrintToString(keys) << "\n"
                                               << process.Output();
+}
+
+Strings AtTerminal::SavedPictures() const {
+    const std::string key = "saved ";
+    const std::string& shown = process.Output();
+    Strings hashes;
+    for (std::size_t at = shown.find(key); at != std::string::npos; at = shown.find(key, at + 1)) {
+        const std::size_t begin = at + key.size();
+        hashes.push_back(FileHash(folder / shown.substr(begin, shown.find_first_of("\r,", begin) - begin)));
+    }
+    return hashes;
+}
+
+void AtTerminal::Suspend(double seconds) {
+    process.Type("\032");
+    EXPECT_TRUE(kq::test::WaitUntil([&] { return process.TerminalIsNormal(); }));
+    usleep(static_cast<useconds_t>(seconds * 1e6));
+    // The terminal is given back first; a signal to go on that came before the stop would be lost.
+    EXPECT_TRUE(kq::test::WaitUntil([&] {
+        kill(process.Id(), SIGCONT);
+        return !process.TerminalIsNormal();
+    }));
 }
 
 Trace AtTerminal::Quit(const std::string& keys) {

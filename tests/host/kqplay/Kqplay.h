@@ -43,6 +43,9 @@ Strings Joined(Strings words, const Strings& more);
 /// @return the command that plays a clip off-screen, with further options
 Strings Headless(const std::string& clip, const Strings& options);
 
+/// @return the hash of a picture file's pixels, as a view would be handed them
+std::string FileHash(const std::string& path);
+
 /// Copies kqplay and its libraries, with another view library or with none. @return the copy
 std::string CopyProgram(const TemporaryFolder& folder, const std::string& viewLibrary);
 
@@ -60,6 +63,10 @@ public:
     void Press(const std::string& keys, const std::string& shown);
     /// Waits until the seeks before have been carried out: a screenshot comes after them.
     void Arrive() { Press("s", "saved "); }
+    /// @return the hashes of the screenshots, in the order in which they were saved
+    Strings SavedPictures() const;
+    /// Types Ctrl-Z, which has to give the terminal back, and lets the program go on after that time.
+    void Suspend(double seconds);
     /// Types keys that end the program, which has to go well and to leave the terminal as it was.
     Trace Quit(const std::string& keys = "q");
 

@@ -20,7 +20,7 @@ struct Step {
 
 class Navigating : public testing::Test {
 protected:
-    static void SetUpTestSuite() { s_frames = ReferenceHashes(Clip("long.mp4")); }
+    static void SetUpTestSuite() { allFrames = ReferenceHashes(Clip("long.mp4")); }
 
     /// Plays the clip of a minute and types keys.
     static Trace TraceOf(const Strings& options, const std::vector<Step>& steps) {
@@ -32,25 +32,32 @@ protected:
         return kqplay.Quit();
     }
 
+    /// @return the number of the frame with that hash, -1 for none of the clip's
+    static int NumberOf(const std::string& hash) {
+        const auto found = std::find(allFrames.begin(), allFrames.end(), hash);
+        return found == allFrames.end() ? -1 : static_cast<int>(found - allFrames.begin());
+    }
+
     /// @return the numbers of the frames that were shown, -1 for none of the clip's; without the black at the
     ///         end, which the stop shows
     static std::vector<int> FramesOf(const Trace& trace) {
         std::string black;
-        for (int pixel = 0; pixel < 96 * 64; ++pixel)
+        for (int pixel = 0; pixel < 96 * 64; ++pixel) {
             black.append("\0\0\0\377", 4);
+        }
         std::vector<int> numbers;
         for (const std::string& hash : trace.pictures[0]) {
-            const auto found = std::find(s_frames.begin(), s_frames.end(), hash);
-            numbers.push_back(found == s_frames.end() ? -1 : static_cast<int>(found - s_frames.begin()));
+            numbers.push_back(NumberOf(hash));
         }
-        if (!numbers.empty() && trace.pictures[0].back() == HashBytes(black))
+        if (!numbers.empty() && trace.pictures[0].back() == HashBytes(black)) {
             numbers.pop_back();
+        }
         return numbers;
     }
 
-    static Strings s_frames;
+    static Strings allFrames;
 };
-Strings Navigating::s_frames;
+Strings Navigating::allFrames;
 
 TEST_F(Navigating, KeysLeadToTheFrame) {
     const std::vector<Step> steps = {
@@ -84,8 +91,9 @@ TEST_F(Navigating, KeysLeadToTheFrame) {
 TEST_F(Navigating, AStepPausesAndShowsTheNextFrame) {
     const std::vector<int> frames = FramesOf(TraceOf({"--no-audio"}, {{".", "paused  0:0"}}));
     ASSERT_GT(frames.size(), 1u);
-    for (std::size_t i = 1; i < frames.size(); ++i)
+    for (std::size_t i = 1; i < frames.size(); ++i) {
         EXPECT_LE(frames[i] - frames[i - 1], 1);
+    }
 }
 
 TEST_F(Navigating, ASeekWhilePlayingGoesOnFromThere) {
@@ -108,20 +116,52 @@ TEST_F(Navigating, AStoppedPlayerMovesToo) {
     EXPECT_EQ(FramesOf(TraceOf({"--no-audio"}, steps)).back(), 125);
 }
 
-TEST_F(Navigating, StepsStayWithinTheRange) {
-    AtTerminal kqplay({"--headless", "--no-audio", "--start", "10", "--length", "1", Clip("long.mp4")});
-    const std::pair<std::string, const char*> presses[] = {
-        {".", "paused  0:10"},          {end, "paused  0:10.96"}, {",", "paused  0:10.92"},
-        {".......", "paused  0:10.96"}, {",", "paused  0:10.92"}, // steps that were not made do not count
-        {left, "paused  0:10.00"},
+/// 10 s to 11 s of the file: the frames 250 to 274. Keys are typed at once, and in every order.
+TEST_F(Navigating, KeysStayWithinTheRange) {
+    const std::vector<Step> steps = {
+        {" ", "paused  0:1"}, {end, "paused  0:10.96", 274},
+        {"...", "", 274},     {",", "", 273},
+        {"....", "", 274},    {",,", "", 272},
+        {right, "", 274},     {home, "paused  0:10.00", 250},
+        {",", "", 250},       {"..,", "", 251},
+        {up, "", 274},        {".." + home + ".", "", 251},
+        {left, "", 250},
     };
-    for (const auto& [keys, shown] : presses) {
-        kqplay.Press(keys, shown);
-        kqplay.Arrive();
+    for (const Strings& sound : {Strings{"--no-audio"}, Strings{"--audio", "null"}}) {
+        SCOPED_TRACE(testing::PrintToString(sound));
+        AtTerminal kqplay(
+            Joined({"--headless", "--start", "10", "--length", "1", "--loop", Clip("long.mp4")}, sound));
+        kqplay.Press("", "playing  0:10");
+        for (const Step& step : steps) {
+            kqplay.Press(step.keys, step.shown);
+            kqplay.Arrive();
+        }
+        const Strings saved = kqplay.SavedPictures();
+        const std::vector<int> frames = FramesOf(kqplay.Quit());
+        ASSERT_EQ(saved.size(), steps.size());
+        for (std::size_t i = 0; i < saved.size(); ++i) {
+            const int frame = NumberOf(saved[i]);
+            EXPECT_EQ(frame, steps[i].frame < 0 ? frame : steps[i].frame)
+                << i << ": " << testing::PrintToString(steps[i].keys);
+        }
+        // What was played before the pause may end with the picture at the very end, 275, and the one behind.
+        EXPECT_LE(*std::max_element(frames.begin(), frames.end()), 276);
+        EXPECT_GE(*std::min_element(frames.begin(), frames.end()), 250);
     }
-    const std::vector<int> frames = FramesOf(kqplay.Quit());
-    EXPECT_LE(*std::max_element(frames.begin(), frames.end()), 274);
-    EXPECT_EQ(frames.back(), 250);
+}
+
+TEST_F(Navigating, StepsPastTheLastPictureOfTheFileStayOnIt) {
+    const std::vector<Step> steps = {
+        {" ", "paused  0:0"},
+        {end, "paused  0:59.96"},
+        {"..", "stopped  0:5"},
+        {".", ""},
+        {"..", ""},
+        {",", ""},
+        {"..", ""},
+        {left, "0:54.96"},
+    };
+    EXPECT_EQ(FramesOf(TraceOf({"--no-audio"}, steps)).back(), 1374);
 }
 
 TEST_F(Navigating, TwoViewsStepAndSeekTogether) {

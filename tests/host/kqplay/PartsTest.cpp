@@ -15,8 +15,9 @@ constexpr double step = 0.010;
 
 /// Shows frames of 25 Hz from @p from on, each @p delay after its time.
 double Show(LateFrames& late, double from, int count, double delay) {
-    for (int i = 0; i < count; ++i)
+    for (int i = 0; i < count; ++i) {
         late.Frame(100 + from + i * 0.040 + delay, from + i * 0.040);
+    }
     return from + count * 0.040;
 }
 
@@ -34,10 +35,12 @@ TEST(LateFrames, AreThoseBeyondTheClockStepAndFiveMilliseconds) {
 
 TEST(LateFrames, ASlowDriftOfTheSoundCardIsNotLateButASlowDecoderIs) {
     LateFrames drifting(step), slow(step);
-    for (int i = 0; i < 25 * 600; ++i)
+    for (int i = 0; i < 25 * 600; ++i) {
         drifting.Frame(100 + i * 0.040 * 1.001, i * 0.040);
-    for (int i = 0; i < 100; ++i)
+    }
+    for (int i = 0; i < 100; ++i) {
         slow.Frame(100 + i * 0.080, i * 0.040);
+    }
     EXPECT_EQ(drifting.Count(), 0);
     EXPECT_GT(slow.Count(), 90);
 }
@@ -69,8 +72,9 @@ TEST(KeyDecoder, TellsKeysApart) {
         Commands commands;
         double now = 100;
         for (const char* piece : pieces) {
-            for (Command command : keys.Take(piece, now))
+            for (Command command : keys.Take(piece, now)) {
                 commands.push_back(command);
+            }
             now += 0.010;
         }
         EXPECT_EQ(commands, expected) << testing::PrintToString(pieces);
@@ -83,8 +87,9 @@ TEST(ProgressLine, FormatsTimes) {
         {0, "0:00.00"},      {-3, "0:00.00"},          {1.239, "0:01.24"},     {59.994, "0:59.99"},
         {59.996, "1:00.00"}, {3599.996, "1:00:00.00"}, {3725.5, "1:02:05.50"}, {360000, "100:00:00.00"},
     };
-    for (const auto& [seconds, text] : rows)
+    for (const auto& [seconds, text] : rows) {
         EXPECT_EQ(FormatTime(seconds), text) << seconds;
+    }
 }
 
 TEST(ProgressLine, LeavesOutWhatNobodyKnows) {

@@ -9,14 +9,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// @return the hash of a picture file's pixels, as a view would be handed them
-std::string FileHash(const std::string& path) {
-    const Outcome outcome =
-        RunProcess({"ffmpeg", "-v", "error", "-i", path, "-f", "rawvideo", "-pix_fmt", "bgra", "-"});
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
-    return HashBytes(outcome.out);
-}
-
 TEST(Capture, WritesExactlyThePictureOfTheTime) {
     const TemporaryFolder folder;
     const Strings frames = ReferenceHashes(Clip("plain.mp4"));
@@ -26,14 +18,18 @@ TEST(Capture, WritesExactlyThePictureOfTheTime) {
     const auto path = [&](const char* time, const char* suffix) {
         return folder / ("b\xC3\xA4r" + std::string(time) + suffix);
     };
-    for (const auto& [time, frame] : rows)
-        for (const char* suffix : {".png", ".BMP"})
+    for (const auto& [time, frame] : rows) {
+        for (const char* suffix : {".png", ".BMP"}) {
             options.insert(options.end(), {"--capture-at", time + (":" + path(time, suffix))});
+        }
+    }
     const Outcome outcome = RunProcess(Headless(Clip("plain.mp4"), options));
     ASSERT_EQ(outcome.status, 0) << outcome.err;
-    for (const auto& [time, frame] : rows)
-        for (const char* suffix : {".png", ".BMP"})
+    for (const auto& [time, frame] : rows) {
+        for (const char* suffix : {".png", ".BMP"}) {
             EXPECT_EQ(FileHash(path(time, suffix)), frames[frame]) << time << suffix;
+        }
+    }
     EXPECT_EQ(ReadFile(folder / "a.jpeg").substr(0, 2), "\xFF\xD8");
 }
 
@@ -102,9 +98,10 @@ TEST(ContactSheet, KeepsToTheRangeAndTheFilter) {
     ASSERT_EQ(drawn.size(), 96u * 30u);
     ASSERT_EQ(expected.size(), drawn.size());
     double difference = 0;
-    for (std::size_t i = 0; i < drawn.size(); ++i)
+    for (std::size_t i = 0; i < drawn.size(); ++i) {
         difference +=
             std::abs(static_cast<unsigned char>(drawn[i]) - static_cast<unsigned char>(expected[i]));
+    }
     EXPECT_LT(difference / static_cast<double>(drawn.size()), 6);
 }
 
@@ -131,9 +128,10 @@ TEST(ContactSheet, ShowsPicturesEvenlySpaced) {
         ASSERT_EQ(drawn.size(), 96u * 30u);
         ASSERT_EQ(expected.size(), drawn.size());
         double difference = 0;
-        for (std::size_t i = 0; i < drawn.size(); ++i)
+        for (std::size_t i = 0; i < drawn.size(); ++i) {
             difference +=
                 std::abs(static_cast<unsigned char>(drawn[i]) - static_cast<unsigned char>(expected[i]));
+        }
         EXPECT_LT(difference / static_cast<double>(drawn.size()), 6) << "tile " << tile;
     }
 }

@@ -28,8 +28,9 @@ TEST(EveryFrame, IsShownOnceInOrderAndBitExactInEveryView) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.clip + (" " + testing::PrintToString(row.options)));
         const Trace trace = PlayTraced(Clip(row.clip), row.options);
-        for (std::size_t view = 0; view < row.views; ++view)
+        for (std::size_t view = 0; view < row.views; ++view) {
             EXPECT_EQ(trace.pictures[view], HashesOfARun(Clip(row.clip))) << "view " << view;
+        }
         EXPECT_EQ(trace.pictures[row.views], Strings());
         EXPECT_EQ(trace.ends, 1u);
         ASSERT_FALSE(trace.states.empty());
@@ -84,18 +85,49 @@ TEST(Playback, KeepsToTheRangeThatWasAskedFor) {
     EXPECT_EQ(trace.pictures[0], Strings(all.begin() + 10, all.begin() + 10 + 26 + 1));
 }
 
+/// A range that ends with the file is as short as the file says.
+TEST(Playback, AFileThatIsLongerThanItSaysIsPlayedToItsEnd) {
+    const Strings all = ReferenceHashes(Clip("short.mkv"));
+    ASSERT_EQ(all.size(), 50u);
+    const Strings once = PlayTraced(Clip("short.mkv"), {}).pictures[0];
+    AtTerminal looping({"--headless", "-v", "--loop", Clip("short.mkv")});
+    for (int run = 0; run < 3; ++run) {
+        looping.Press("", "svc End of Play");
+    }
+    const Strings again = looping.Quit().pictures[0];
+    for (const auto& [shown, rounds] : {std::pair(once, 1), std::pair(again, 2)}) {
+        auto at = shown.begin();
+        for (int round = 0; round < rounds; ++round) {
+            for (std::size_t i = 0; i < all.size(); ++i) {
+                at = std::find(at, shown.end(), all[i]);
+                ASSERT_NE(at, shown.end()) << "frame " << i << ", round " << round;
+            }
+        }
+    }
+
+    const TemporaryFolder folder;
+    const Outcome sound =
+        RunProcess(Headless(Clip("short.mp3"), {"--audio", "null", "--trace", folder / "trace"}));
+    EXPECT_EQ(sound.out.rfind("played  0:03.", 0), 0u) << sound.out;
+    const double seconds = ReadTrace(folder / "trace").seconds;
+    EXPECT_GE(seconds, 2.9);
+    EXPECT_LE(seconds, 3.03 * 1.25 + 0.7 + 1) << "and the second that the player waits for more";
+}
+
 TEST(Playback, LoopsUntilItIsInterrupted) {
     AtTerminal kqplay({"--headless", "-v", "--loop", Clip("odd-3x5.mkv")});
-    for (int run = 0; run < 4; ++run)
+    for (int run = 0; run < 4; ++run) {
         kqplay.Press("", "svc End of Play");
+    }
     kill(kqplay.process.Id(), SIGINT);
     const Trace trace = kqplay.Quit("");
     EXPECT_GE(trace.ends, 3u);
     const Strings round = HashesOfARun(Clip("odd-3x5.mkv"));
     const Strings& shown = trace.pictures[0];
     ASSERT_GE(shown.size(), 3 * round.size());
-    for (std::size_t i = 0; i < 3 * round.size(); ++i)
+    for (std::size_t i = 0; i < 3 * round.size(); ++i) {
         ASSERT_EQ(shown[i], round[i % round.size()]) << i;
+    }
 }
 
 TEST(Compare, BothViewsShowTheSameTime) {
@@ -104,8 +136,9 @@ TEST(Compare, BothViewsShowTheSameTime) {
     const Strings second = ReferenceHashes(Clip("silent.mp4")); // 30 frames a second for one second
     EXPECT_EQ(trace.pictures[0], first);
     Strings expected;
-    for (std::size_t i = 0; i < first.size(); ++i)
+    for (std::size_t i = 0; i < first.size(); ++i) {
         expected.push_back(second[std::min(i * 30 / 25, second.size() - 1)]);
+    }
     EXPECT_EQ(trace.pictures[1], expected);
 }
 

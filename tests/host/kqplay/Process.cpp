@@ -23,14 +23,16 @@ namespace {
     unsetenv("DISPLAY");
     unsetenv("WAYLAND_DISPLAY");
     for (const auto& [name, value] : environment) {
-        if (value.empty())
+        if (value.empty()) {
             unsetenv(name.c_str());
-        else
+        } else {
             setenv(name.c_str(), value.c_str(), 1);
+        }
     }
     std::vector<char*> arguments;
-    for (const std::string& word : command)
+    for (const std::string& word : command) {
         arguments.push_back(const_cast<char*>(word.c_str()));
+    }
     arguments.push_back(nullptr);
     execvp(arguments[0], arguments.data());
     _exit(127);
@@ -53,8 +55,9 @@ void Drain(int& fd, std::string& text) {
 std::vector<std::string> Lines(const std::string& text) {
     std::vector<std::string> lines;
     std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);)
+    for (std::string line; std::getline(stream, line);) {
         lines.push_back(line);
+    }
     return lines;
 }
 
@@ -64,8 +67,9 @@ Process::Process(const std::vector<std::string>& command, const Environment& env
     int out[2] = {-1, -1};
     int err[2] = {-1, -1};
     if (hasTerminal ? openpty(&m_out, &m_terminal, nullptr, nullptr, nullptr) != 0
-                    : pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0)
+                    : pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) {
         return;
+    }
     m_pid = fork();
     if (m_pid == 0) {
         if (hasTerminal) {
@@ -78,8 +82,9 @@ Process::Process(const std::vector<std::string>& command, const Environment& env
         }
         Become(command, environment);
     }
-    if (hasTerminal)
+    if (hasTerminal) {
         return;
+    }
     close(out[1]);
     close(err[1]);
     m_out = out[0];
@@ -92,8 +97,9 @@ Process::~Process() {
         waitpid(m_pid, nullptr, 0);
     }
     for (int fd : {m_out, m_err, m_terminal}) {
-        if (fd >= 0)
+        if (fd >= 0) {
             close(fd);
+        }
     }
 }
 
@@ -114,8 +120,9 @@ bool Process::WaitForOutput(const std::string& text) {
         at = m_outcome.out.find(text, m_waitedFor);
         return at != std::string::npos;
     });
-    if (shown)
+    if (shown) {
         m_waitedFor = at + text.size();
+    }
     return shown;
 }
 
@@ -140,12 +147,15 @@ Outcome Process::Finish() {
 /// @return false when nothing came within that time
 bool Process::ReadSome(int milliseconds) {
     pollfd sources[] = {{m_out, POLLIN, 0}, {m_err, POLLIN, 0}};
-    if (poll(sources, 2, milliseconds) <= 0)
+    if (poll(sources, 2, milliseconds) <= 0) {
         return false;
-    if (sources[0].revents != 0)
+    }
+    if (sources[0].revents != 0) {
         Drain(m_out, m_outcome.out);
-    if (sources[1].revents != 0)
+    }
+    if (sources[1].revents != 0) {
         Drain(m_err, m_outcome.err);
+    }
     return true;
 }
 

@@ -1,6 +1,12 @@
 // What is heard: recordings through OpenAL Soft's file device, and devices that are missing or go away.
 #include "Kqplay.h"
 
+#include <AL/al.h>
+#include <host/kqplay/AudioOutput.h>
+#include <host/kqplay/ComponentOutput.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -48,7 +54,7 @@ TEST(Recording, HasTheToneItsLengthItsRateAndItsVolume) {
     EXPECT_GE(sound.samples.size(), 47500u);
     EXPECT_LE(sound.samples.size(), 72000u);
     EXPECT_GT(sound.peak, 1600);
-    EXPECT_NEAR(Sound(record("half.wav", {"--volume", "50"})).peak, sound.peak / 2, sound.peak / 20);
+    EXPECT_NEAR(Sound(record("half.wav", {"--volume", "50"})).peak, sound.peak / 2.0, sound.peak / 20.0);
     EXPECT_TRUE(Sound(record("mute.wav", {"--mute"})).samples.empty());
 }
 
@@ -78,6 +84,61 @@ TEST(Recording, OneThatIsNotWholeIsReported) {
         EXPECT_EQ(outcome.status, 1);
         EXPECT_EQ(Lines(outcome.err).size(), 1u) << outcome.err;
     }
+}
+
+/// Plays into the null device, and stops itself meanwhile. @return seconds that were played from the stop on
+double PlayedOverAStop() {
+    setenv("ALSOFT_DRIVERS", "null", 1);
+    const kqplay::ComponentOutput output;
+    kqplay::AudioOutput sound;
+    std::string error;
+    if (!sound.Open(48000, output, error)) {
+        return -1;
+    }
+    const std::vector<std::int16_t> silence(std::size_t{48000} * 60);
+    ALuint buffer = 0;
+    ALuint source = 0;
+    alGenBuffers(1, &buffer);
+    alGenSources(1, &source);
+    alBufferData(buffer, AL_FORMAT_MONO16, silence.data(), static_cast<ALsizei>(silence.size() * 2), 48000);
+    alSourcei(source, AL_BUFFER, static_cast<ALint>(buffer));
+    alSourcePlay(source);
+    usleep(200000);
+    ALfloat before = 0;
+    ALfloat after = 0;
+    sound.SetRunning(false);
+    alGetSourcef(source, AL_SEC_OFFSET, &before);
+    raise(SIGSTOP);
+    sound.SetRunning(true);
+    usleep(300000);
+    alGetSourcef(source, AL_SEC_OFFSET, &after);
+    return double{after} - double{before};
+}
+
+/// One that caught up with the stop would run ahead of the pictures, which then count as late.
+TEST(Device, StandsStillWhileTheProcessDoes) {
+    constexpr double stop = 5;
+    const pid_t child = fork();
+    if (child == 0) {
+        const double played = PlayedOverAStop();
+        _exit(played > 0.1 && played < stop / 2 ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, WUNTRACED), child);
+    ASSERT_TRUE(WIFSTOPPED(status));
+    usleep(static_cast<useconds_t>(stop * 1e6));
+    kill(child, SIGCONT);
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+TEST(Recording, IsWholeAlthoughTheProcessWasStopped) {
+    PlayingLong kqplay({"--audio", "wav:sound.wav"});
+    kqplay.Press("", "playing  0:01");
+    kqplay.Suspend(0);
+    kqplay.Press("", "playing");
+    const double seconds = kqplay.Quit().seconds;
+    EXPECT_GE(Sound(kqplay.folder / "sound.wav").waves, 440 * (seconds - 0.5) * 0.8);
 }
 
 TEST(Device, MissingOneMeansNoSoundButPictures) {

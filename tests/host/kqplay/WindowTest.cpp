@@ -44,8 +44,9 @@ protected:
         Window found = 0;
         WaitUntil([&] {
             for (Window window : Children(DefaultRootWindow(m_display))) {
-                if (m_server.IsShown(static_cast<xcb_window_t>(window)) && !Children(window).empty())
+                if (m_server.IsShown(static_cast<xcb_window_t>(window)) && !Children(window).empty()) {
                     found = window;
+                }
             }
             return found != 0;
         });
@@ -61,19 +62,19 @@ protected:
 
     /// A capital letter is typed with Shift.
     void PressKey(Window window, KeySym key) {
-        const unsigned code = XKeysymToKeycode(m_display, key);
-        const unsigned shift = key >= XK_A && key <= XK_Z ? XKeysymToKeycode(m_display, XK_Shift_L) : 0;
-        if (shift != 0)
-            Send(window, KeyPress, shift);
-        Send(window, KeyPress, code);
-        Send(window, KeyRelease, code);
-        if (shift != 0)
-            Send(window, KeyRelease, shift);
+        TypeKey(window, XKeysymToKeycode(m_display, key), key >= XK_A && key <= XK_Z ? ShiftMask : 0);
+    }
+
+    /// @param key       its number
+    /// @param modifiers that are held down
+    void TypeKey(Window window, unsigned key, unsigned modifiers) {
+        Send(window, KeyPress, key, 0, 0, modifiers);
+        Send(window, KeyRelease, key, 0, 0, modifiers);
     }
 
     /// Sends what a key or a mouse does.
     /// @param detail the key's or the button's number
-    void Send(Window window, int type, unsigned detail, int x = 0, int y = 0) {
+    void Send(Window window, int type, unsigned detail, int x = 0, int y = 0, unsigned modifiers = 0) {
         XEvent event = {};
         event.type = type;
         XButtonEvent& button = event.xbutton; // the layout of a key's and a motion event too
@@ -83,6 +84,7 @@ protected:
         button.same_screen = True;
         button.x = x;
         button.y = y;
+        button.state = modifiers;
         button.button = detail;
         XSendEvent(m_display, window, True, KeyPressMask | ButtonPressMask | PointerMotionMask, &event);
         XFlush(m_display);
@@ -121,6 +123,23 @@ TEST_F(InWindow, ShowsThePictureFollowsTheSizeAndTakesKeys) {
     kqplay.Press("", "stopped  0:");
     PressKey(window, XK_q);
     EXPECT_EQ(kqplay.Quit("").states, (std::vector<int>{1, 2, 1, 3, 0}));
+}
+
+TEST_F(InWindow, TakesCharactersFromAnyKeyboardLayout) {
+    // A French keyboard has its digits behind Shift.
+    const unsigned key = XKeysymToKeycode(m_display, XK_9);
+    KeySym symbols[] = {XK_ccedilla, XK_9};
+    XChangeKeyboardMapping(m_display, static_cast<int>(key), 2, symbols, 1);
+    XSync(m_display, False);
+    AtTerminal kqplay({"--audio", "null", Clip("long.mp4")}, m_environment);
+    const Window window = FindWindow();
+    TypeKey(window, key, 0);
+    TypeKey(window, key, ShiftMask);
+    kqplay.Press("", "volume 95 %");
+    PressKey(window, XK_Right);
+    kqplay.Press("", "playing  0:05");
+    PressKey(window, XK_Escape);
+    kqplay.Quit("");
 }
 
 TEST_F(InWindow, AClickOrDragOnTheTimelineGoesThere) {

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
@@ -54,18 +55,22 @@ Rgb ExpectedRgb(int width, int height, Pattern pattern) {
     return rgb;
 }
 
-/// @return the picture in a file as another program reads it; empty when it cannot
-Rgb ReadRgb(const std::string& path) {
-    const std::string command = "ffmpeg -nostdin -v error -i '" + path +
-                                "' -sws_flags full_chroma_int+accurate_rnd+bicubic " +
-                                "-f rawvideo -pix_fmt rgb24 -";
+std::string OutputOf(const std::string& command) {
     std::FILE* const pipe = popen(command.c_str(), "r");
-    Rgb rgb;
+    std::string output;
     for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) {
-        rgb.push_back(static_cast<std::uint8_t>(c));
+        output.push_back(static_cast<char>(c));
     }
     pclose(pipe);
-    return rgb;
+    return output;
+}
+
+/// @return the picture in a file as another program reads it; empty when it cannot
+Rgb ReadRgb(const std::string& path) {
+    const std::string pixels =
+        OutputOf("ffmpeg -nostdin -v error -i '" + path +
+                 "' -sws_flags full_chroma_int+accurate_rnd+bicubic " + "-f rawvideo -pix_fmt rgb24 -");
+    return {pixels.begin(), pixels.end()};
 }
 
 double Psnr(const Rgb& a, const Rgb& b) {
@@ -160,6 +165,28 @@ TEST_F(ImageProcTest, FilesHoldThePicture) {
                 EXPECT_EQ(size, fs::file_size(path));
             }
         }
+    }
+}
+
+TEST_F(ImageProcTest, FilesSayThatTheyAreSrgb) {
+    const fs::path path = m_folder / "picture";
+    const Handle image(DICreate());
+    Fill(image.get(), 24, 17, Smooth);
+    const std::string read = "ffprobe -v error -show_frames '" + path.string() + "'";
+    if (KQ_HAVE_PNG) {
+        ASSERT_EQ(DISaveEx(image.get(), path.wstring().c_str(), L"image/png"), 1);
+        const std::string facts = OutputOf(read); // gamma and primaries, for readers without the chunk
+        EXPECT_NE(facts.find("gamma=45455/100000"), std::string::npos) << facts;
+        EXPECT_NE(facts.find("red_x=64000/100000"), std::string::npos) << facts;
+        const std::string file = ReadFile(path);
+        EXPECT_LT(file.find("sRGB"), file.find("IDAT"));
+    }
+    if (KQ_HAVE_JPEG) {
+        ASSERT_EQ(DISaveEx(image.get(), path.wstring().c_str(), L"image/jpeg"), 1);
+        std::string facts = OutputOf(read);
+        facts.erase(std::remove(facts.begin(), facts.end(), ' '), facts.end());
+        EXPECT_NE(facts.find("TAG:ColorSpace=1\n"), std::string::npos) << facts;
+        EXPECT_NE(facts.find("TAG:ExifVersion=48,50,51,48\n"), std::string::npos) << facts;
     }
 }
 
