@@ -22,7 +22,19 @@ enum class Command {
     Quieter,
     Louder,
     ToggleMute,
+    Slower,       ///< by 10 %
+    Faster,       ///< by 10 %
+    HalfSpeed,    ///< of the present one
+    DoubleSpeed,  ///< of the present one
+    NormalSpeed,  ///< forward
+    ShuttleBack,  ///< backwards, faster each time
+    ShuttlePause, ///< stays paused
+    ShuttleAhead, ///< forward, faster each time
     ToggleLoop,
+    MarkBegin,  ///< of the loop
+    MarkEnd,    ///< of the loop
+    ClearMarks, ///< of the loop
+    GoTo,       ///< a place that is typed
     ShowFacts,
     ShowKeys,
 };

@@ -1,6 +1,7 @@
 #include "EventLoop.h"
 
 #include "Keys.h"
+#include "Speeds.h"
 #include "Stills.h"
 
 #include <poll.h>
@@ -18,6 +19,9 @@ constexpr int refreshPeriod = 100;
 constexpr std::int64_t noteTime = 2'000'000;
 
 constexpr int volumeStep = 5;
+
+/// The keys for slower and faster play undo each other.
+constexpr double keyFactor = 1.1;
 
 std::string Describe(const kq::streams::MediaFacts& facts) {
     char text[160];
@@ -40,11 +44,12 @@ EventLoop::EventLoop(PlaybackParts& parts)
     : m_parts(parts), m_transport(parts), m_mute(parts.options.mute), m_volume(parts.options.volume) {}
 
 ExitStatus EventLoop::Run() {
-    m_transport.Start(m_parts.options.start);
+    m_transport.Start();
     while (!m_ending) {
         Wait();
         TakeSignals();
         TakeCommands();
+        m_transport.KeepEnd();
         TakeEnd();
         WatchSoundDevice();
         ShowProgress();
@@ -92,14 +97,17 @@ void EventLoop::Suspend() {
 }
 
 void EventLoop::TakeCommands() {
-    for (Command command : m_terminal.Take(m_keysTyped)) {
-        Obey(command);
+    for (int key : m_terminal.Take(m_keysTyped)) {
+        TakeKey(key);
     }
     if (!m_parts.window) {
         return;
     }
-    for (Command command : m_parts.window->Take()) {
-        Obey(command);
+    for (int key : m_parts.window->Take()) {
+        TakeKey(key);
+    }
+    if (m_parts.window->IsClosed()) {
+        Leave(ExitPlayed, "quit");
     }
     if (m_parts.window->IsLost()) {
         m_parts.Fail("the X server has gone");
@@ -139,6 +147,15 @@ void EventLoop::ShowProgress() {
     }
 }
 
+void EventLoop::TakeKey(int key) {
+    if (!m_typed.IsOpen()) {
+        return Obey(CommandOfKey(key));
+    }
+    if (m_typed.Take(key) == TypedPlace::Typing::Done) {
+        GoTo(m_typed.Text());
+    }
+}
+
 void EventLoop::Obey(Command command) {
     switch (command) {
     case Command::TogglePause:
@@ -157,6 +174,31 @@ void EventLoop::Obey(Command command) {
         return ShowFacts();
     case Command::ShowKeys:
         return m_parts.Say("Keys:\n" + DescribeKeys());
+    case Command::Slower:
+        return SetSpeed(Speeds::Changed(m_transport.Speed(), 1 / keyFactor));
+    case Command::Faster:
+        return SetSpeed(Speeds::Changed(m_transport.Speed(), keyFactor));
+    case Command::HalfSpeed:
+        return SetSpeed(Speeds::Changed(m_transport.Speed(), 0.5));
+    case Command::DoubleSpeed:
+        return SetSpeed(Speeds::Changed(m_transport.Speed(), 2));
+    case Command::NormalSpeed:
+        return SetSpeed(1);
+    case Command::ShuttleBack:
+        return m_transport.Shuttle(-1);
+    case Command::ShuttleAhead:
+        return m_transport.Shuttle(1);
+    case Command::ShuttlePause:
+        return m_transport.Now() == Transport::State::Playing ? m_transport.TogglePause() : void();
+    case Command::MarkBegin:
+        return Show(m_transport.MarkLoop(Transport::Mark::Begin));
+    case Command::MarkEnd:
+        return Show(m_transport.MarkLoop(Transport::Mark::End));
+    case Command::ClearMarks:
+        m_transport.ClearMarks();
+        return Show("loop marks cleared");
+    case Command::GoTo:
+        return m_typed.Open();
     case Command::ToggleLoop:
         return Show(m_transport.ToggleLoop() ? "loop on" : "loop off");
     case Command::ToggleFullScreen:
@@ -169,6 +211,30 @@ void EventLoop::Obey(Command command) {
         return SetVolume(m_volume, !m_mute);
     default:
         return m_transport.Move(command);
+    }
+}
+
+void EventLoop::SetSpeed(double speed) {
+    m_transport.SetSpeed(speed);
+    Show("speed " + Speeds::Format(m_transport.Speed()));
+}
+
+/// @param text as it was typed
+void EventLoop::GoTo(const std::string& text) {
+    const auto place = ReadPlace(text);
+    if (!place) {
+        return Show("no time and no #frame: " + text);
+    }
+    if (place->frame < 0) {
+        return m_transport.GoTo(place->seconds);
+    }
+    const std::int64_t last = m_parts.timeline->FrameCount() - 1;
+    if (last < 0) {
+        return Show("the frames cannot be counted");
+    }
+    m_transport.GoToFrame(std::min(place->frame, last));
+    if (place->frame > last) {
+        Show("the last frame is #" + std::to_string(last));
     }
 }
 
@@ -231,7 +297,9 @@ Progress EventLoop::CurrentProgress(const char* state) {
     if (m_parts.showsLate) {
         progress.late = m_parts.monitor->LateCount();
     }
-    if (MonotonicMicroseconds() < m_noteUntil && !m_ending) {
+    if (m_typed.IsOpen() && !m_ending) {
+        progress.note = "go to: " + m_typed.Text();
+    } else if (MonotonicMicroseconds() < m_noteUntil && !m_ending) {
         progress.note = m_note;
     }
     return progress;

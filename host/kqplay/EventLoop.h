@@ -2,9 +2,11 @@
 /// What happens while a file plays: keys, clicks, signals, the end, and a sound device that goes away.
 #pragma once
 
+#include "Command.h"
 #include "PlaybackParts.h"
 #include "Terminal.h"
 #include "Transport.h"
+#include "TypedPlace.h"
 
 #include <string>
 
@@ -30,7 +32,10 @@ private:
     void ShowProgress();
 
     // What the steps do.
+    void TakeKey(int key);
     void Obey(Command command);
+    void SetSpeed(double speed);
+    void GoTo(const std::string& text);
     void SetVolume(int volume, bool mute);
     void ShowFacts();
     void Show(const std::string& note);
@@ -42,6 +47,7 @@ private:
     PlaybackParts& m_parts;
     Transport m_transport;
     Terminal m_terminal;
+    TypedPlace m_typed;
     bool m_mute;
     int m_volume;
     std::string m_note;

@@ -19,10 +19,19 @@ constexpr Sequence sequences[] = {
     {"[F", KeyEnd},  {"OF", KeyEnd},  {"[4~", KeyEnd},  {"[8~", KeyEnd},
 };
 
-Command CommandOfSequence(std::string_view text) {
+int KeyOfSequence(std::string_view text) {
     const auto* found = std::find_if(std::begin(sequences), std::end(sequences),
                                      [text](const Sequence& sequence) { return sequence.text == text; });
-    return found == std::end(sequences) ? Command::None : CommandOfKey(found->key);
+    return found == std::end(sequences) ? 0 : found->key;
+}
+
+/// Terminals differ in what they send for two of the keys.
+int KeyOfCharacter(char character) {
+    constexpr char otherBackspace = '\b';
+    if (character == otherBackspace) {
+        return KeyBackspace;
+    }
+    return character == '\r' ? static_cast<int>(KeyEnter) : static_cast<unsigned char>(character);
 }
 
 /// @return how many bytes the first key sent, 0 when more of them have to come
@@ -52,28 +61,28 @@ std::size_t KeyLength(std::string_view typed) {
 
 } // namespace
 
-std::vector<Command> KeyDecoder::Take(std::string_view typed, double now) {
+std::vector<int> KeyDecoder::Take(std::string_view typed, double now) {
     if (m_rest.empty() || !typed.empty()) {
         m_since = now;
     }
     m_rest += typed;
-    std::vector<Command> commands;
+    std::vector<int> keys;
     while (!m_rest.empty()) {
         const std::size_t length = KeyLength(m_rest);
         if (length == 0) {
             break;
         }
-        commands.push_back(length == 1 ? CommandOfKey(m_rest.front())
-                                       : CommandOfSequence(std::string_view(m_rest).substr(1, length - 1)));
+        keys.push_back(length == 1 ? KeyOfCharacter(m_rest.front())
+                                   : KeyOfSequence(std::string_view(m_rest).substr(1, length - 1)));
         m_rest.erase(0, length);
     }
     if (!m_rest.empty() && now - m_since >= patience) {
         if (m_rest.size() == 1) {
-            commands.push_back(CommandOfKey(KeyEscape));
+            keys.push_back(KeyEscape);
         }
         m_rest.clear();
     }
-    return commands;
+    return keys;
 }
 
 } // namespace kqplay

@@ -2,8 +2,6 @@
 /// What a terminal sends for its keys.
 #pragma once
 
-#include "Command.h"
-
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,8 +18,8 @@ public:
 
     /// @param typed what came; may be empty
     /// @param now seconds of a monotonic clock
-    /// @return the commands that are complete
-    std::vector<Command> Take(std::string_view typed, double now);
+    /// @return the keys that are complete, by their codes (see Keys.h); 0 for one that has none
+    std::vector<int> Take(std::string_view typed, double now);
     /// @return true while the beginning of a sequence waits for its rest
     bool IsWaiting() const { return !m_rest.empty(); }
 

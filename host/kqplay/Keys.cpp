@@ -9,6 +9,8 @@ std::string KeyName(int key) {
     switch (key) {
     case ' ':
         return "space";
+    case KeyBackspace:
+        return "Backspace";
     case KeyEscape:
         return "Esc";
     case KeyLeft:
@@ -41,13 +43,25 @@ const std::vector<KeyAction>& KeyActions() {
         {{KeyEnd}, Command::ToEnd, "The last picture"},
         {{','}, Command::StepBackward, "One frame back; pauses first"},
         {{'.'}, Command::StepForward, "One frame ahead; pauses first"},
+        {{'g'}, Command::GoTo, "Go to a time or frame: 1:23.5 or #1234, then Enter"},
+        {{'j'}, Command::ShuttleBack, "Play backwards; again: twice as fast, and 4 times"},
+        {{'k'}, Command::ShuttlePause, "Pause"},
+        {{'l'}, Command::ShuttleAhead, "Play forward; again: twice as fast, 4 and 8 times"},
+        {{'['}, Command::Slower, "10 % slower"},
+        {{']'}, Command::Faster, "10 % faster"},
+        {{'{'}, Command::HalfSpeed, "Half the speed"},
+        {{'}'}, Command::DoubleSpeed, "Double the speed"},
+        {{KeyBackspace}, Command::NormalSpeed, "Normal speed, forward"},
+        {{'L'}, Command::ToggleLoop, "Loop on, off"},
+        {{'I'}, Command::MarkBegin, "Loop, beginning with the picture on show"},
+        {{'O'}, Command::MarkEnd, "Loop, ending with the picture on show"},
+        {{'U'}, Command::ClearMarks, "Forget the loop's begin and end"},
         {{'s'}, Command::Screenshot, "Save a screenshot in the current folder"},
         {{'S'}, Command::Stop, "Stop: the window turns black"},
         {{'9'}, Command::Quieter, "Quieter, by 5 %"},
         {{'0'}, Command::Louder, "Louder, by 5 %"},
         {{'m'}, Command::ToggleMute, "Mute on, off"},
         {{'f'}, Command::ToggleFullScreen, "Full screen on, off"},
-        {{'L'}, Command::ToggleLoop, "Loop on, off"},
         {{'i'}, Command::ShowFacts, "Print what the file holds, and how its pictures are read"},
         {{'h'}, Command::ShowKeys, "Print these keys"},
         {{'q', KeyEscape}, Command::Quit, "Quit"},

@@ -12,7 +12,9 @@ namespace kqplay {
 
 /// A key's code: its character's in ASCII, or one of these.
 enum KeyCode : int {
+    KeyEnter = 10,
     KeyEscape = 27,
+    KeyBackspace = 127,
     KeyLeft = 256,
     KeyRight,
     KeyUp,

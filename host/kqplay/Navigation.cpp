@@ -23,10 +23,14 @@ constexpr double justBefore = 0.002;
 
 constexpr double usualFrame = 0.04;
 
+/// Times of one picture that differ by no more, in seconds, are the same.
+constexpr double rounding = 0.0005;
+
 } // namespace
 
-void Navigation::SetVideo(IMediaStream* video) {
+void Navigation::SetFile(IMediaStream* video, kq::streams::Timeline& timeline) {
     m_video = video;
+    m_timeline = &timeline;
     kq::ComPtr<IStreamInfo> info;
     if (!video || video->GetStreamInfo(info.Out()) != kq::Ok) {
         return;
@@ -37,9 +41,17 @@ void Navigation::SetVideo(IMediaStream* video) {
 
 void Navigation::SetRange(double begin, double end, bool isCut) {
     m_begin = begin;
+    m_low = 0;
     m_end = end;
     m_isCut = isCut;
+    m_followsTimeline = false;
     Forget();
+}
+
+void Navigation::FollowTimeline(double low, double high) {
+    m_followsTimeline = true;
+    m_low = low;
+    m_end = high;
 }
 
 double Navigation::FrameDuration() const {
@@ -48,14 +60,32 @@ double Navigation::FrameDuration() const {
 
 /// @return half a frame before the end, which is within the last frame, also where --length sets the end
 double Navigation::LastPicture() const {
-    return std::max(0.0, m_end - FrameDuration() / 2);
+    return std::max(m_low, m_end - FrameDuration() / 2);
 }
 
 void Navigation::SeekTo(double seconds) {
     FinishSteps();
-    seconds = std::max(0.0, m_end > 0 ? std::min(seconds, LastPicture()) : seconds);
+    m_targetNumber = -1;
+    Go(std::max(m_low, m_end > 0 ? std::min(seconds, LastPicture()) : seconds));
+}
+
+void Navigation::SeekTo(const kq::streams::PicturePlace& place) {
+    const double begin = place.time - m_begin;
+    if (!IsWithin(place)) {
+        return SeekTo(begin);
+    }
+    FinishSteps();
+    m_targetNumber = place.number;
+    Go(begin);
+}
+
+void Navigation::Go(double seconds) {
     m_target = seconds;
     m_takenSince = MonotonicMicroseconds();
+    m_toldBefore = m_monitor.ToldCount();
+    if (m_followsTimeline) {
+        m_player.SetRange(m_begin, 0); // the end that play had belongs to the times before the seek
+    }
     m_player.Seek(seconds);
     if (!m_monitor.IsRunning()) { // moved at once, and nobody tells the position
         m_monitor.SetPosition(m_frame > 0 ? FrameTime() : seconds);
@@ -70,6 +100,9 @@ void Navigation::SeekToEnd() {
 }
 
 void Navigation::StepForward() {
+    if (m_followsTimeline && StepByNumber(1)) {
+        return;
+    }
     if (IsUnderWay()) {
         return SeekTo(*m_target + FrameDuration());
     }
@@ -88,11 +121,34 @@ void Navigation::StepBackward() {
     if (!m_video) {
         return;
     }
+    FinishSteps();
+    if (StepByNumber(-1)) {
+        return;
+    }
     if (IsUnderWay()) {
         return SeekTo(*m_target - FrameDuration());
     }
-    FinishSteps();
     SeekTo(FrameTime() - std::min(justBefore, FrameDuration() / 2));
+}
+
+/// @return true for a picture that is on show in the range
+bool Navigation::IsWithin(const kq::streams::PicturePlace& place) const {
+    const double begin = place.time - m_begin;
+    return begin + place.duration > m_low + rounding && (m_end <= 0 || begin < m_end - rounding);
+}
+
+/// Goes to the picture before or after by its number in the file; none outside of the range.
+/// @return false when the present one's is not known
+bool Navigation::StepByNumber(int step) {
+    const std::int64_t number = IsUnderWay() ? m_targetNumber : PictureOnShow().number;
+    if (number < 0) {
+        return false;
+    }
+    const kq::streams::PicturePlace place = m_timeline->PlaceOfFrame(number + step);
+    if (place.number >= 0 && IsWithin(place)) {
+        SeekTo(place);
+    }
+    return true;
 }
 
 /// The player carries a seek out before the steps that were posted earlier.
@@ -107,11 +163,26 @@ void Navigation::FinishSteps() {
 }
 
 bool Navigation::HasPictureAt(double seconds) const {
-    return m_video && m_frame > 0 && m_begin + FrameTime() > seconds - m_frame / 2;
+    return m_video && m_frame > 0 && m_timeline->MediaTime(m_begin + FrameTime()) > seconds - m_frame / 2;
 }
 
 double Navigation::Position() {
-    return IsUnderWay() ? *m_target : m_monitor.Position();
+    return IsUnderWay() ? *m_target : m_timeline->MediaTime(m_begin + m_monitor.Position()) - m_begin;
+}
+
+kq::streams::PicturePlace Navigation::PictureOnShow() {
+    kq::streams::PicturePlace place;
+    if (!m_video || IsUnderWay()) {
+        return place;
+    }
+    if (m_player.IsPaused() || !m_monitor.IsRunning()) {
+        kq::streams::PlaceOfPicture(*m_video, place);
+        return place;
+    }
+    // The stream's current frame is the next one already. The player cuts times off to milliseconds.
+    constexpr double cutOff = 0.001;
+    place.number = m_timeline->FrameNumber(m_begin + m_monitor.Position() + cutOff);
+    return m_timeline->PlaceOfFrame(place.number);
 }
 
 void Navigation::Arrive() {
@@ -136,11 +207,13 @@ bool Navigation::IsUnderWay() {
     const std::int64_t now = MonotonicMicroseconds();
     if (m_player.IsSeeking()) {
         m_takenSince = now;
+        m_toldBefore = m_monitor.ToldCount();
         return true;
     }
     const double past = m_monitor.Position() - *m_target;
     const double frame = std::max(m_frame, usualFrame);
-    const bool arrived = past > -1.5 * frame && past < (m_monitor.IsPaused() ? frame / 4 : arrival);
+    const bool told = m_monitor.ToldCount() != m_toldBefore;
+    const bool arrived = told && past > -1.5 * frame && past < (m_monitor.IsPaused() ? frame / 4 : arrival);
     if (arrived || now - m_takenSince > longestSeek) {
         m_target.reset();
     }

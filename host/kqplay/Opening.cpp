@@ -3,6 +3,7 @@
 #include "Stills.h"
 #include "VideoSize.h"
 
+#include <algorithm>
 #include <filesystem>
 
 namespace kqplay {
@@ -30,7 +31,13 @@ bool OpenFile(PlaybackParts& parts) {
     how.audio = parts.options.audio != AudioTarget::Off;
     how.queueBytes = queueBytes;
     how.log = [&parts](const std::string& line) { parts.output.Note(line); };
-    return kq::streams::OpenMediaFile(parts.options.file, how, parts.file, error) || parts.Fail(error);
+    if (!kq::streams::OpenTimeline(parts.options.file, how, parts.file, parts.timeline, error)) {
+        return parts.Fail(error);
+    }
+    if (parts.trace.IsOpen()) {
+        parts.timeline->FrameCount(); // waits, so that each of its pictures has a number
+    }
+    return true;
 }
 
 /// Opens what the second view shows beside the file, if it is to show anything else.
@@ -48,6 +55,65 @@ bool OpenSecond(PlaybackParts& parts) {
     const std::string& path = parts.options.filter.empty() ? parts.options.compare : parts.options.file;
     std::string error;
     return kq::streams::OpenFollower(path, *parts.file.video, how, parts.second, error) || parts.Fail(error);
+}
+
+/// @param frame number of the picture that is to be the first one
+bool FindFrame(PlaybackParts& parts, std::int64_t frame) {
+    if (!parts.file.video) {
+        return parts.FailFile("no pictures to begin at");
+    }
+    const kq::streams::PicturePlace place = parts.timeline->PlaceOfFrame(frame);
+    if (place.number < 0) {
+        const std::int64_t count = parts.timeline->FrameCount();
+        return parts.FailFile(count > 0 ? "there is no frame " + std::to_string(frame) +
+                                              ": the last one is " + std::to_string(count - 1)
+                                        : "its pictures cannot be counted, because it can be read only once");
+    }
+    const double length = parts.options.length.value_or(kq::streams::Timeline::openEnd);
+    if (parts.options.speed > 0) {
+        parts.range = {place.time, place.time + length};
+    } else {
+        const double end = place.time + place.duration;
+        parts.range = {std::max(0.0, end - length), end};
+    }
+    return true;
+}
+
+/// A range begins with a picture: positions are counted from there.
+void FindStart(PlaybackParts& parts) {
+    const double start = parts.options.start;
+    parts.range.begin = start;
+    if (parts.options.length) {
+        parts.range.end = start + *parts.options.length;
+    }
+    kq::streams::PicturePlace place;
+    if (parts.file.video && start > 0) {
+        parts.file.video->Seek(start, kq::ExactSeek);
+        if (kq::streams::PlaceOfPicture(*parts.file.video, place) && start < place.time + place.duration) {
+            parts.range.begin = std::min(start, place.time);
+        }
+    }
+}
+
+/// Finds what is to be played, and makes sure that it can be.
+bool FindRange(PlaybackParts& parts) {
+    if (parts.options.frame) {
+        if (!FindFrame(parts, *parts.options.frame)) {
+            return false;
+        }
+    } else {
+        FindStart(parts);
+    }
+    kq::streams::Timeline& timeline = *parts.timeline;
+    if (parts.options.loop &&
+        !timeline.SetRange(parts.range.begin, parts.range.end, parts.options.loopCount)) {
+        return parts.FailFile("there is nothing to repeat: the range holds no picture or sample, or the file "
+                              "can be read only once");
+    }
+    if (parts.options.speed < 0 && timeline.SetRate(parts.options.speed) > 0) {
+        return parts.FailFile("cannot be played backwards, because it can be read only once");
+    }
+    return true;
 }
 
 bool OpenSound(PlaybackParts& parts) {
@@ -69,11 +135,24 @@ bool OpenSound(PlaybackParts& parts) {
     return true;
 }
 
+int ViewCount(const PlaybackParts& parts) {
+    return parts.second.video ? 2 : parts.options.views;
+}
+
+/// @return where the picture that a view shows stands in the view's file
+kq::streams::PicturePlace PlaceIn(const PlaybackParts& parts, int view) {
+    const bool showsSecond = parts.second.video && view == 1;
+    IMediaStream* const video = showsSecond ? parts.second.video : parts.file.video;
+    kq::streams::PicturePlace place;
+    return video && kq::streams::PlaceOfPicture(*video, place) ? place : kq::streams::PicturePlace{};
+}
+
 bool OpenPlayer(PlaybackParts& parts) {
     parts.monitor.emplace(parts.player, parts.trace,
                           parts.sound.IsOpen() ? parts.sound.Period() : wallClockStep);
     parts.navigation.emplace(parts.player, *parts.monitor);
-    parts.navigation->SetVideo(parts.file.video);
+    parts.navigation->SetFile(parts.file.video, *parts.timeline);
+    parts.monitor->SetPlaces([&parts](int view) { return PlaceIn(parts, view); });
     std::string error;
     if (!parts.player.Create(*parts.monitor, error)) {
         return parts.Fail(error);
@@ -82,10 +161,6 @@ bool OpenPlayer(PlaybackParts& parts) {
         parts.player.SetAudio(parts.file.audio);
     }
     return true;
-}
-
-int ViewCount(const PlaybackParts& parts) {
-    return parts.second.video ? 2 : parts.options.views;
 }
 
 /// @return the parent for the views, each of which would like to have this size
@@ -153,7 +228,8 @@ bool OpenPlayback(PlaybackParts& parts) {
         return false;
     }
     parts.DescribePictures([&parts](const std::string& line) { parts.output.Note(line); });
-    return TakeCaptures(parts) && OpenSound(parts) && OpenPlayer(parts) && OpenView(parts);
+    return TakeCaptures(parts) && FindRange(parts) && OpenSound(parts) && OpenPlayer(parts) &&
+           OpenView(parts);
 }
 
 } // namespace kqplay

@@ -2,11 +2,13 @@
 
 #include "Keys.h"
 #include "Picture.h"
+#include "Speeds.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <regex>
 
 namespace kqplay {
@@ -32,6 +34,14 @@ std::string NotSeconds(const std::string& text) {
     double value = 0;
     const bool number = CLI::detail::lexical_cast(text, value) && std::isfinite(value);
     return number && value >= 0 ? std::string() : "'" + text + "' is not a number of seconds";
+}
+
+std::string NotSpeed(const std::string& text) {
+    double value = 0;
+    const bool number = CLI::detail::lexical_cast(text, value) && std::isfinite(value);
+    return number && Speeds::Playable(value) == value
+               ? std::string()
+               : "'" + text + "' is not a speed from 0.1 to 8 or from -0.1 to -4";
 }
 
 /// Takes "SEC:PATH". @return what is wrong with the text, or an empty string
@@ -84,6 +94,12 @@ std::string NothingSelected(const Options& options) {
     if (options.traceHash && options.trace.empty()) {
         return "--trace-hash needs --trace FILE";
     }
+    if (options.speed < -Speeds::fastestBack) {
+        return "backwards, the highest speed is 4";
+    }
+    if (options.frame && !options.video) {
+        return "--frame needs the pictures that --no-video leaves out";
+    }
     const bool needsVideo = options.views > 1 || !options.compare.empty() || !options.filter.empty() ||
                             !options.captures.empty() || !options.contactSheet.path.empty();
     if (needsVideo && !options.video) {
@@ -122,12 +138,24 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
     const CLI::Validator seconds(NotSeconds, "SECONDS");
     bool noVideo = false;
     bool noAudio = false;
+    bool reverse = false;
 
     app.set_version_flag("--version", "kqplay " KQPLAY_VERSION, "Print the version and exit");
     auto* file = app.add_option("FILE", options.file, "What to play");
-    app.add_option("--start", options.start, "Begin at this time")->check(seconds)->type_name("");
+    auto* start = app.add_option("--start", options.start, "Begin at this time");
+    start->check(seconds)->type_name("");
     app.add_option("--length", options.length, "Play no more than this")->check(seconds)->type_name("");
-    app.add_flag("--loop", options.loop, "Play again and again");
+    app.add_option("--frame", options.frame, "Begin at the picture with this number, counted from 0")
+        ->check(CLI::Range(std::int64_t{0}, std::numeric_limits<std::int64_t>::max()))
+        ->type_name("")
+        ->excludes(start);
+    app.add_option("--speed", options.speed, "Play slower, faster, or backwards: 0.1 to 8, -0.1 to -4")
+        ->check(CLI::Validator(NotSpeed, "SPEED"))
+        ->type_name("");
+    app.add_flag("--reverse", reverse, "Play backwards, from the end");
+    auto* loop = app.add_flag("--loop", options.loop, "Play again and again, without a seam");
+    auto* count = app.add_option("--loop-count", options.loopCount, "Play this often, without a seam");
+    count->check(CLI::Range(1, 1'000'000))->type_name("")->excludes(loop);
     app.add_option("--volume", options.volume, "Loudness, 0 to 100")
         ->check(CLI::Range(0, 100))
         ->type_name("");
@@ -213,6 +241,10 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
         return UsageError(wrong);
     }
     options.video = !noVideo;
+    options.loop = options.loop || options.loopCount > 0;
+    if (reverse) {
+        options.speed = -std::abs(options.speed);
+    }
     if (noAudio) {
         options.audio = AudioTarget::Off;
     }

@@ -4,6 +4,7 @@
 
 #include "ContactSheet.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -34,9 +35,12 @@ struct CaptureRequest {
 /// What the user asked for.
 struct Options {
     std::string file;
-    double start = 0;             ///< seconds
-    std::optional<double> length; ///< seconds; none: up to the end
+    double start = 0;                  ///< seconds
+    std::optional<double> length;      ///< seconds; none: up to the end
+    std::optional<std::int64_t> frame; ///< begin at the picture with this number, counted from 0
+    double speed = 1;                  ///< below 0 backwards, from the end of the range or from `frame`
     bool loop = false;
+    int loopCount = 0; ///< how often the range is played; 0: for ever
     bool video = true;
     bool headless = false;
     int views = 1;

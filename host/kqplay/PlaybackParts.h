@@ -24,6 +24,12 @@
 
 namespace kqplay {
 
+/// What is played of the file, in seconds in it.
+struct PlayRange {
+    double begin = 0;
+    double end = kq::streams::Timeline::openEnd; ///< or where the file ends
+};
+
 /// The parts that opening fills, and that transport and event loop then use. The main thread's. Goes in the
 /// order that the parts need of each other: runs end first, and nothing is printed by then.
 struct PlaybackParts {
@@ -50,13 +56,15 @@ struct PlaybackParts {
     std::optional<ProgressLine> progress;
     TraceWriter trace;
     kq::streams::MediaFile file;
+    std::shared_ptr<kq::streams::Timeline> timeline; ///< of the file
     kq::streams::MediaFile second; ///< what the second view shows beside the file, if anything
     AudioOutput sound;
     std::unique_ptr<VideoWindow> window; ///< none off-screen
     ViewLibrary viewLibrary;
     std::optional<StillPlayer> stills; ///< once a capture or screenshot has been taken
     int firstView = 0;                 ///< number of the player's first view within the process
-    Player player; ///< goes before the window that its view lives in, and before the sound device
+    Player player;   ///< goes before the window that its view lives in, and before the sound device
+    PlayRange range; ///< that the command line asks for
     std::optional<RunMonitor> monitor;
     std::optional<Navigation> navigation;
     bool showsLate = false; ///< pictures are watched, and late ones counted

@@ -1,5 +1,7 @@
 #include "Player.h"
 
+#include <algorithm>
+
 namespace kqplay {
 namespace {
 
@@ -73,6 +75,7 @@ void Player::SetAudio(IMediaStream* audio) {
 }
 
 void Player::SetRange(double begin, double length) {
+    m_length = std::max(length, 0.0);
     m_player->SetPlayTime(begin, length > 0 ? length : upToTheEnd);
 }
 

@@ -45,6 +45,8 @@ public:
     void SetAudio(IMediaStream* audio);
     /// @param length seconds; 0: up to the end of the streams, whatever their length
     void SetRange(double begin, double length);
+    /// @return the length of the range; 0 for none
+    double Length() const { return m_length; }
 
     /// @return false when there is nothing to play
     bool Play();
@@ -81,6 +83,7 @@ private:
     kq::ComPtr<IAudioInput> m_audioInput;
     kq::ComPtr<IPlayerViewMgr> m_views;
     std::vector<kq::ComPtr<IPlayerView>> m_shown;
+    double m_length = 0;
 };
 
 } // namespace kqplay

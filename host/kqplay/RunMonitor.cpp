@@ -15,10 +15,9 @@ constexpr double longestGap = 0.5;
 RunMonitor::RunMonitor(Player& player, TraceWriter& trace, double clockStep)
     : m_player(player), m_trace(trace), m_wake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)), m_late(clockStep) {}
 
-bool RunMonitor::Begin(bool loop) {
+bool RunMonitor::Begin() {
     {
         const std::lock_guard guard(m_lock);
-        m_loop = loop;
         ++m_runs;
     }
     m_late.Restart();
@@ -32,21 +31,15 @@ bool RunMonitor::Begin(bool loop) {
     return started;
 }
 
-void RunMonitor::Load(bool loop) {
+void RunMonitor::Load() {
     {
         const std::lock_guard guard(m_lock);
-        m_loop = loop;
         ++m_runs;
     }
     m_late.Restart();
     m_paused = true;
     m_player.Load();
     TraceState();
-}
-
-void RunMonitor::SetLoop(bool loop) {
-    const std::lock_guard guard(m_lock);
-    m_loop = loop;
 }
 
 void RunMonitor::Pause() {
@@ -65,14 +58,14 @@ void RunMonitor::Resume() {
 
 void RunMonitor::Halt() {
     {
-        // A round of a loop that is just being started has started when the lock is ours.
         const std::lock_guard guard(m_lock);
-        m_loop = false;
         if (m_runs == 0) {
             return;
         }
     }
+    m_halting = true;
     m_player.Stop();
+    m_halting = false;
     TraceState();
     std::unique_lock guard(m_lock);
     m_ended.wait(guard, [this] { return m_runs == 0; });
@@ -89,7 +82,11 @@ void RunMonitor::ClearWake() {
 }
 
 void RunMonitor::OnPicture(int view, int width, int height, const unsigned char* pixels) {
-    m_trace.Picture(view, width, height, pixels);
+    if (m_trace.IsOpen()) {
+        const bool isOfFile = m_placeIn && !m_halting;
+        m_trace.Picture(view, width, height, pixels,
+                        isOfFile ? m_placeIn(view) : kq::streams::PicturePlace{});
+    }
     m_pictureCame = true;
 }
 
@@ -105,6 +102,7 @@ void RunMonitor::OnPosition(double seconds) {
     if (m_pictureCame.exchange(false) && !m_paused) {
         m_late.Frame(static_cast<double>(MonotonicMicroseconds()) / 1e6, seconds);
     }
+    ++m_told;
     m_trace.Position(seconds);
 }
 
@@ -113,13 +111,6 @@ void RunMonitor::OnEnd() {
     m_trace.End();
     const std::lock_guard guard(m_lock); // to the very end: Halt() may destroy us once it is released
     --m_runs;
-    if (m_loop && !m_paused && !(m_holdsMore && m_holdsMore())) {
-        m_late.Restart();
-        if (m_player.Play()) {
-            ++m_runs;
-        }
-        TraceState();
-    }
     eventfd_write(m_wake.Get(), 1);
     m_ended.notify_all();
 }

@@ -18,32 +18,29 @@ namespace kqplay {
 /// Starts and ends the player's runs, and notes what the player tells about them.
 ///
 /// What the player tells comes on its own thread: it is noted, and the main thread is woken when a run has
-/// ended. The one thing that is done on that thread is to start the next round of a loop. The other functions
-/// are for the main thread.
+/// ended. The other functions are for the main thread.
 class RunMonitor final : public PlayerListener {
 public:
     /// @param clockStep step of the clock that paces pictures, in seconds
     RunMonitor(Player& player, TraceWriter& trace, double clockStep);
 
-    /// Starts a run. @param loop start again whenever a run ends by itself
-    /// @return false when there is nothing to play
-    bool Begin(bool loop);
-    /// Opens a paused run, at the begin of the range or where the player has been moved to. Loops as Begin().
-    void Load(bool loop);
+    /// Starts a run. @return false when there is nothing to play
+    bool Begin();
+    /// Opens a paused run, at the begin of the range or where the player has been moved to.
+    void Load();
     void Pause();
     void Resume();
-    /// A run that ends by itself while it is paused (stepped past its last frame) is not started again.
-    void SetLoop(bool loop);
-    /// @param length of the range, seconds, behind which no position is told; 0 for unknown. For the next
-    /// run.
+    /// @param length of the range, seconds, behind which no position is told; 0 for unknown
     void SetLength(double length) { m_length = length; }
-    /// A run of a loop that ends while @p holdsMore gives true, because the range has been too short, is not
-    /// started again. To be called before the first run; the player's thread calls it.
-    void SetHoldsMore(std::function<bool()> holdsMore) { m_holdsMore = std::move(holdsMore); }
+    /// @param placeIn tells where the picture that a view shows stands in its file; any thread calls it.
+    ///                To be called before the first picture.
+    void SetPlaces(std::function<kq::streams::PicturePlace(int view)> placeIn) {
+        m_placeIn = std::move(placeIn);
+    }
     bool IsPaused() const { return m_paused; }
     /// Ends the run, and returns when the player has said its last word about it.
     void Halt();
-    /// @return false when the run has ended and no further one follows
+    /// @return false when the run has ended
     bool IsRunning();
 
     /// @return descriptor that becomes readable when a run has ended
@@ -53,6 +50,8 @@ public:
     double Position() const { return m_position; }
     /// For a move without a run, of which the player tells nothing.
     void SetPosition(double seconds) { m_position = seconds; }
+    /// @return how many positions the player has told
+    int ToldCount() const { return m_told; }
     int LateCount() const { return m_late.Count(); }
 
     /// A picture was handed to a view. Called on the thread that shows it.
@@ -67,17 +66,16 @@ private:
     TraceWriter& m_trace;
     FileDescriptor m_wake; ///< an eventfd
     LateFrames m_late;
-    std::function<bool()> m_holdsMore;
+    std::function<kq::streams::PicturePlace(int view)> m_placeIn;
     std::atomic<double> m_length{0};
     std::atomic<double> m_position{0};
+    std::atomic<int> m_told{0};
     std::atomic<bool> m_pictureCame{false};
     std::atomic<bool> m_paused{false};
+    std::atomic<bool> m_halting{false}; ///< the views turn black
 
-    /// Guards what follows, and the decision to start a further round against the decision that there be
-    /// none.
-    std::mutex m_lock;
+    std::mutex m_lock; ///< guards what follows
     std::condition_variable m_ended;
-    bool m_loop = false;
     int m_runs = 0; ///< started and not ended
 };
 

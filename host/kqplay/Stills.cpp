@@ -27,6 +27,13 @@ std::string FreeName(const std::string& file, double seconds, const std::vector<
     }
 }
 
+/// @return the time in the file of a picture that the player has, seconds
+double TimeOf(const MEDIA_FRAME& frame, kq::streams::Timeline& timeline) {
+    const double play = static_cast<double>(frame.llPTS) / kq::TicksPerSecond;
+    const kq::streams::PicturePlace place = timeline.PlaceOfFrame(timeline.FrameNumber(play));
+    return place.number >= 0 ? place.time : timeline.MediaTime(play);
+}
+
 bool SavePicture(PlaybackParts& parts, const MEDIA_FRAME* frame, const std::string& path) {
     if (!frame) {
         return parts.Fail(path + ": there is no picture to write");
@@ -73,8 +80,7 @@ bool TakeScreenshot(PlaybackParts& parts) {
     }
     const std::vector<std::string> suffixes =
         parts.second.video ? std::vector<std::string>{"-1", "-2"} : std::vector<std::string>{""};
-    const std::string name =
-        FreeName(parts.options.file, static_cast<double>(frame->llPTS) / kq::TicksPerSecond, suffixes);
+    const std::string name = FreeName(parts.options.file, TimeOf(*frame, *parts.timeline), suffixes);
     if (!SavePictures(parts, frame, name)) {
         return true;
     }

@@ -76,7 +76,7 @@ Terminal::~Terminal() {
     LeaveKeyMode();
 }
 
-std::vector<Command> Terminal::Take(bool readable) {
+std::vector<int> Terminal::Take(bool readable) {
     std::array<char, 64> typed;
     const ssize_t count = readable ? read(m_fd, typed.data(), typed.size()) : 0;
     if (readable && count <= 0) { // readable, yet nothing there: the terminal has gone

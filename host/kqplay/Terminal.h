@@ -24,8 +24,8 @@ public:
     int Fd() const { return m_fd; }
     /// To be called when Fd() is readable, and again soon while IsWaiting().
     /// @param readable nothing is read without
-    /// @return the commands that were typed
-    std::vector<Command> Take(bool readable);
+    /// @return the keys that were typed, by their codes
+    std::vector<int> Take(bool readable);
     /// @return true while the beginning of a key's sequence waits for its rest
     bool IsWaiting() const { return m_keys.IsWaiting(); }
     /// Suspends the process as Ctrl-Z should, and returns when it goes on.

@@ -32,7 +32,8 @@ bool TraceWriter::Open(const std::string& path, bool hash, std::string& error) {
     return true;
 }
 
-void TraceWriter::Picture(int view, int width, int height, const unsigned char* pixels) {
+void TraceWriter::Picture(int view, int width, int height, const unsigned char* pixels,
+                          const kq::streams::PicturePlace& place) {
     if (!m_file) {
         return;
     }
@@ -42,9 +43,14 @@ void TraceWriter::Picture(int view, int width, int height, const unsigned char* 
         const std::size_t size = static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4;
         std::snprintf(hash, sizeof hash, ",\"crc32\":\"%08lx\"", crc32_z(0, pixels, size));
     }
+    char where[64] = "null,\"media\":null";
+    if (place.number >= 0) {
+        std::snprintf(where, sizeof where, "%" PRId64 ",\"media\":%.6f", place.number, place.time);
+    }
     const std::lock_guard guard(m_lock);
-    std::fprintf(m_file, "{\"t_us\":%" PRId64 ",\"ev\":\"picture\",\"view\":%d,\"w\":%d,\"h\":%d%s}\n", time,
-                 view, width, height, hash);
+    std::fprintf(m_file,
+                 "{\"t_us\":%" PRId64 ",\"ev\":\"picture\",\"view\":%d,\"w\":%d,\"h\":%d,\"frame\":%s%s}\n",
+                 time, view, width, height, where, hash);
 }
 
 void TraceWriter::Position(double seconds) {

@@ -2,6 +2,8 @@
 /// The trace: what happened and when, for machines.
 #pragma once
 
+#include <kqplayer/media_file.h>
+
 #include <cstdint>
 #include <cstdio>
 #include <mutex>
@@ -11,7 +13,7 @@ namespace kqplay {
 
 /// Writes one JSON object a line. Times are microseconds of CLOCK_MONOTONIC.
 ///
-///     {"t_us":…,"ev":"picture","view":0,"w":640,"h":360,"crc32":"0f3a9c21"}
+///     {"t_us":…,"ev":"picture","view":0,"w":640,"h":360,"frame":31,"media":1.24,"crc32":"0f3a9c21"}
 ///     {"t_us":…,"ev":"position","pos":1.240000}
 ///     {"t_us":…,"ev":"state","activate":1}
 ///     {"t_us":…,"ev":"end"}
@@ -26,7 +28,9 @@ public:
     bool Open(const std::string& path, bool hash, std::string& error);
     bool IsOpen() const { return m_file != nullptr; }
     /// @param pixels width * height * 4 bytes
-    void Picture(int view, int width, int height, const unsigned char* pixels);
+    /// @param place of the picture in its file; without a number when that is not known
+    void Picture(int view, int width, int height, const unsigned char* pixels,
+                 const kq::streams::PicturePlace& place);
     void Position(double seconds);
     /// Writes the activity state unless it is the one written last.
     void State(int activate);

@@ -1,8 +1,12 @@
 #include "Transport.h"
 
+#include "Speeds.h"
+
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
+#include <tuple>
 
 namespace kqplay {
 namespace {
@@ -16,19 +20,36 @@ constexpr double padding = 0.05;
 /// A step waits this long for the run to enter its pause, in milliseconds.
 constexpr int longestPause = 2000;
 
+/// No file is so long, in seconds; a seek to it finds the last picture.
+constexpr double beyondAll = 1e6;
+
 constexpr double smallStep = 5;
 constexpr double largeStep = 60;
 
 } // namespace
 
-Transport::Transport(PlaybackParts& parts) : m_parts(parts), m_loop(parts.options.loop) {
-    m_parts.monitor->SetHoldsMore([this] { return HoldsMore(); });
+Transport::Transport(PlaybackParts& parts)
+    : m_parts(parts), m_speed(parts.options.speed), m_loop(parts.options.loop) {}
+
+bool Transport::Start() {
+    // A stopped player that was moved begins there.
+    const bool fromEnd = m_speed < 0 && !m_movedWhileStopped;
+    const double known = m_parts.file.facts.duration;
+    const double end = known > 0 ? std::min(m_parts.range.end, known) : beyondAll;
+    return StartAt(m_parts.range.begin, fromEnd ? std::optional(end) : std::nullopt);
 }
 
-bool Transport::Start(double begin) {
+/// @param begin of the range, in seconds in the file
+/// @param place where play begins, if not where the player is moved to or at the begin
+bool Transport::StartAt(double begin, std::optional<double> place) {
     SetRange(begin);
+    FollowTimeline();
+    if (place) {
+        m_parts.player.Seek(std::max(0.0, *place - begin));
+    }
     m_steppedOut = false;
-    m_failed = !m_parts.monitor->Begin(m_loop);
+    m_movedWhileStopped = false;
+    m_failed = !m_parts.monitor->Begin();
     if (!m_failed) {
         m_state = State::Playing;
     }
@@ -39,32 +60,86 @@ bool Transport::Start(double begin) {
 /// for the second that the player waits for more.
 /// @param begin seconds in the file
 void Transport::SetRange(double begin) {
-    const Options& options = m_parts.options;
     m_rangeBegin = begin;
     const double movie = Length();
     m_rangeLength = movie > 0 ? std::max(shortestRange, movie - begin) : 0;
     bool isCut = false;
-    if (options.length) {
-        const double length = std::max(shortestRange, *options.length - (begin - options.start));
+    if (std::isfinite(m_parts.range.end)) {
+        const double length = std::max(shortestRange, m_parts.range.end - begin);
         isCut = length < m_rangeLength || m_rangeLength <= 0;
         m_rangeLength = isCut ? length : m_rangeLength;
     }
     m_endsWithFile = !isCut && m_rangeLength > 0;
+    m_onTimeline = false;
     m_parts.player.SetRange(begin, m_rangeLength);
     m_parts.monitor->SetLength(m_rangeLength);
     m_parts.navigation->SetRange(begin, m_rangeLength, isCut);
 }
 
+/// Gives the timeline what is played, and how. @return false for a range that cannot be repeated
+bool Transport::FollowTimeline() {
+    kq::streams::Timeline& timeline = *m_parts.timeline;
+    m_onTimeline = m_onTimeline || m_loop || m_speed != 1;
+    if (!m_onTimeline) {
+        timeline.SetRate(1);
+        return timeline.SetRange(0, kq::streams::Timeline::openEnd);
+    }
+    m_parts.player.SetRange(m_rangeBegin, 0); // see KeepEnd()
+    m_parts.monitor->SetLength(0);
+    const PlayRange range = Repeated();
+    const double high = std::isfinite(range.end) ? range.end - m_rangeBegin : m_rangeLength;
+    m_parts.navigation->FollowTimeline(std::max(0.0, range.begin - m_rangeBegin), high);
+    const bool taken = timeline.SetRange(range.begin, range.end, m_loop ? m_parts.options.loopCount : 1);
+    timeline.SetRate(m_speed);
+    return taken;
+}
+
+PlayRange Transport::Repeated() const {
+    PlayRange range = m_parts.range;
+    if (m_loop) {
+        range.begin = m_markBegin.value_or(range.begin);
+        range.end = m_markEnd.value_or(range.end);
+    }
+    return range;
+}
+
+/// @return the play time at which the last picture or sample of the run is over, 0 for never or unknown
+double Transport::PlayEnd() const {
+    const kq::streams::Timeline& timeline = *m_parts.timeline;
+    const double end = timeline.EndTime();
+    if (std::isfinite(end)) {
+        return end;
+    }
+    if (m_loop || m_speed < 0 || Length() <= 0) {
+        return 0;
+    }
+    const double now = m_rangeBegin + m_parts.monitor->Position();
+    return now + (Length() - timeline.MediaTime(now)) / m_speed;
+}
+
+void Transport::KeepEnd() {
+    if (!m_onTimeline || m_state == State::Stopped || m_parts.navigation->IsUnderWay()) {
+        return;
+    }
+    constexpr double rounding = 0.005; // of positions
+    const double end = PlayEnd();
+    const double length = end > 0 ? std::max(shortestRange, end - m_rangeBegin) : 0;
+    if (std::abs(length - m_parts.player.Length()) > rounding) {
+        m_parts.player.SetRange(m_rangeBegin, length);
+    }
+}
+
 /// @return true after a run to the end that the file claims when its streams hold more than that
 bool Transport::HoldsMore() const {
-    if (!m_endsWithFile) {
+    if (!m_endsWithFile || m_loop || m_speed < 0) {
         return false;
     }
     const double end = m_rangeBegin + m_rangeLength;
     const kq::streams::MediaFile& file = m_parts.file;
-    const bool hasSound =
-        m_parts.sound.IsOpen() && file.audio->GetFramePosition() / file.facts.sampleRate > end + padding;
-    return hasSound || m_parts.navigation->HasPictureAt(end);
+    const auto heard = [&] {
+        return m_parts.timeline->MediaTime(file.audio->GetFramePosition() / file.facts.sampleRate);
+    };
+    return (m_parts.sound.IsOpen() && heard() > end + padding) || m_parts.navigation->HasPictureAt(end);
 }
 
 void Transport::TogglePause() {
@@ -79,7 +154,7 @@ void Transport::TogglePause() {
         m_state = State::Playing;
         break;
     case State::Stopped:
-        Start(m_parts.options.start);
+        Start();
         break;
     }
 }
@@ -100,7 +175,7 @@ void Transport::StepForward() {
         return;
     }
     if (m_state == State::Stopped) {
-        m_parts.monitor->Load(m_loop);
+        m_parts.monitor->Load();
         m_state = State::Paused;
         return;
     }
@@ -117,11 +192,13 @@ void Transport::StepBackward() {
         return;
     }
     m_steppedOut = false;
+    m_movedWhileStopped = m_state == State::Stopped;
     m_parts.navigation->StepBackward();
 }
 
 void Transport::Move(Command command) {
     m_steppedOut = m_steppedOut && command == Command::None;
+    m_movedWhileStopped = m_movedWhileStopped || (m_state == State::Stopped && command != Command::None);
     Navigation& navigation = *m_parts.navigation;
     switch (command) {
     case Command::Back:
@@ -143,6 +220,7 @@ void Transport::Move(Command command) {
 
 void Transport::SeekToPart(double part) {
     m_steppedOut = false;
+    m_movedWhileStopped = m_state == State::Stopped;
     m_parts.navigation->SeekTo(part * m_rangeLength);
 }
 
@@ -153,9 +231,72 @@ void Transport::Stop() {
     m_state = State::Stopped;
 }
 
+void Transport::GoTo(double seconds) {
+    m_steppedOut = false;
+    m_movedWhileStopped = m_state == State::Stopped;
+    m_parts.navigation->SeekTo(seconds - m_rangeBegin);
+}
+
+void Transport::GoToFrame(std::int64_t number) {
+    m_steppedOut = false;
+    m_movedWhileStopped = m_state == State::Stopped;
+    m_parts.navigation->SeekTo(m_parts.timeline->PlaceOfFrame(number));
+}
+
+void Transport::SetSpeed(double speed) {
+    m_speed = speed;
+    FollowTimeline();
+}
+
+void Transport::Shuttle(int direction) {
+    SetSpeed(Speeds::Shuttled(m_state == State::Playing ? m_speed : 0, direction));
+    if (m_state != State::Playing) {
+        TogglePause();
+    }
+}
+
+std::string Transport::MarkLoop(Mark mark) {
+    m_parts.navigation->Arrive(); // the progress line shows the target already
+    const kq::streams::PicturePlace picture = m_parts.navigation->PictureOnShow();
+    const double begin = picture.number >= 0 ? picture.time : Position();
+    const double end = begin + picture.duration;
+    const auto before = std::make_tuple(m_loop, m_markBegin, m_markEnd);
+    if (!m_markBegin && !m_markEnd) {
+        m_loopedBefore = m_loop;
+    }
+    if (mark == Mark::Begin) {
+        m_markBegin = begin;
+        m_markEnd = m_markEnd > begin ? m_markEnd : std::nullopt;
+    } else {
+        m_markEnd = end;
+        m_markBegin = m_markBegin < end ? m_markBegin : std::nullopt;
+    }
+    m_loop = true;
+    if (!FollowTimeline()) {
+        std::tie(m_loop, m_markBegin, m_markEnd) = before;
+        FollowTimeline();
+        return "too short to loop";
+    }
+    const PlayRange range = Repeated();
+    return "loop " + FormatTime(range.begin) + " to " +
+           (std::isfinite(range.end) ? FormatTime(range.end) : "the end");
+}
+
+void Transport::ClearMarks() {
+    if (m_markBegin || m_markEnd) {
+        m_loop = m_loopedBefore;
+    }
+    m_markBegin.reset();
+    m_markEnd.reset();
+    FollowTimeline();
+}
+
 bool Transport::ToggleLoop() {
     m_loop = !m_loop;
-    m_parts.monitor->SetLoop(m_loop);
+    if (!FollowTimeline()) {
+        m_loop = false;
+        FollowTimeline();
+    }
     return m_loop;
 }
 
@@ -172,12 +313,12 @@ bool Transport::TakeEnd() {
         return true;
     }
     m_distrustsFile = true;
-    Start(m_loop ? m_parts.options.start : m_rangeBegin + m_rangeLength);
+    StartAt(m_rangeBegin + m_rangeLength, {});
     return false;
 }
 
 Transport::Place Transport::Interrupt() {
-    const Place place{m_state, m_rangeBegin + m_parts.monitor->Position()};
+    const Place place{m_state, Position()};
     Stop();
     return place;
 }
@@ -186,8 +327,10 @@ void Transport::GoOn(const Place& place) {
     if (place.state == State::Stopped) {
         return;
     }
-    // A loop's next rounds begin where this one does.
-    if (Start(m_loop ? m_parts.options.start : place.position) && place.state == State::Paused) {
+    // The range of repeats and of play backwards stays the same.
+    const bool started =
+        m_onTimeline ? StartAt(m_parts.range.begin, place.position) : StartAt(place.position, {});
+    if (started && place.state == State::Paused) {
         TogglePause();
     }
 }

@@ -68,8 +68,10 @@ struct NamedKey {
 };
 
 constexpr NamedKey namedKeys[] = {
-    {SDLK_LEFT, KeyLeft}, {SDLK_RIGHT, KeyRight}, {SDLK_UP, KeyUp},         {SDLK_DOWN, KeyDown},
-    {SDLK_HOME, KeyHome}, {SDLK_END, KeyEnd},     {SDLK_ESCAPE, KeyEscape},
+    {SDLK_LEFT, KeyLeft},           {SDLK_RIGHT, KeyRight},  {SDLK_UP, KeyUp},
+    {SDLK_DOWN, KeyDown},           {SDLK_HOME, KeyHome},    {SDLK_END, KeyEnd},
+    {SDLK_ESCAPE, KeyEscape},       {SDLK_RETURN, KeyEnter}, {SDLK_KP_ENTER, KeyEnter},
+    {SDLK_BACKSPACE, KeyBackspace},
 };
 
 /// @return the code of a key that types no character, 0 for any other: those come as text, whatever the
@@ -216,20 +218,20 @@ int VideoWindow::Fd() const {
     return ConnectionNumber(m_display);
 }
 
-std::vector<Command> VideoWindow::Take() {
-    std::vector<Command> commands;
+std::vector<int> VideoWindow::Take() {
+    std::vector<int> keys;
     SDL_Event event;
     while (SDL_PollEvent(&event) != 0) {
         switch (event.type) {
         case SDL_QUIT:
-            commands.push_back(Command::Quit);
+            m_closed = true;
             break;
         case SDL_KEYDOWN:
-            commands.push_back(CommandOfKey(CodeOf(event.key.keysym)));
+            keys.push_back(CodeOf(event.key.keysym));
             break;
         case SDL_TEXTINPUT:
             for (const char* at = event.text.text; *at != '\0'; ++at) {
-                commands.push_back(CommandOfKey(static_cast<unsigned char>(*at)));
+                keys.push_back(static_cast<unsigned char>(*at));
             }
             break;
         case SDL_SYSWMEVENT:
@@ -242,7 +244,7 @@ std::vector<Command> VideoWindow::Take() {
             break;
         }
     }
-    return commands;
+    return keys;
 }
 
 /// Takes the X server's own events: SDL gives a press the place where it last saw the pointer, which is an

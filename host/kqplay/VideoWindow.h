@@ -2,8 +2,6 @@
 /// The window.
 #pragma once
 
-#include "Command.h"
-
 #include <memory>
 #include <optional>
 #include <string>
@@ -43,8 +41,10 @@ public:
     bool IsLost() const;
     /// @return descriptor that becomes readable when something happened to the window
     int Fd() const;
-    /// @return the commands that were given since the last call; closing the window is Command::Quit
-    std::vector<Command> Take();
+    /// @return the keys that were typed since the last call, by their codes (see Keys.h)
+    std::vector<int> Take();
+    /// @return true when the user has closed the window
+    bool IsClosed() const { return m_closed; }
     /// @return where the timeline was clicked, or dragged to, last since the last call: 0 begin, 1 end
     std::optional<double> TakeTimelineClick() { return std::exchange(m_clicked, std::nullopt); }
 
@@ -70,6 +70,7 @@ private:
     int m_height = 0;
     double m_part = 0;
     std::optional<Place> m_before; ///< where the window was before it filled the screen on its own
+    bool m_closed = false;
     bool m_dragging = false;
     std::optional<double> m_clicked;
 };

@@ -51,7 +51,9 @@ Trace ReadTrace(const std::string& path) {
         EXPECT_TRUE(line.front() == '{' && line.back() == '}') << line;
         const std::string event = Field(line, "ev");
         if (event == "picture") {
-            trace.pictures.at(std::stoul(Field(line, "view"))).push_back(Field(line, "crc32"));
+            const std::size_t view = std::stoul(Field(line, "view"));
+            trace.pictures.at(view).push_back(Field(line, "crc32"));
+            trace.places.at(view).push_back(Field(line, "frame") + " " + Field(line, "media"));
         } else if (event == "position") {
             trace.positions.push_back(std::stod(Field(line, "pos")));
         } else if (event == "state") {

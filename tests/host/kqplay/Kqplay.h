@@ -24,10 +24,12 @@ inline std::string Clip(const std::string& name) {
 /// What a run left in its trace.
 struct Trace {
     std::array<Strings, 17> pictures; ///< hashes, by view
-    std::vector<double> positions;    ///< seconds
-    std::vector<int> states;          ///< what the player's activity became
-    std::size_t ends = 0;             ///< of runs
-    double seconds = 0;               ///< from its first line to its last
+    /// Where each picture stands in its file, by view: "7 0.280000", or "null null" when nobody knows.
+    std::array<Strings, 17> places;
+    std::vector<double> positions; ///< seconds
+    std::vector<int> states;       ///< what the player's activity became
+    std::size_t ends = 0;          ///< of runs
+    double seconds = 0;            ///< from its first line to its last
 };
 Trace ReadTrace(const std::string& path);
 

@@ -88,6 +88,52 @@ TEST_F(Navigating, KeysLeadToTheFrame) {
     }
 }
 
+/// What is on show after each row is told by a screenshot.
+TEST_F(Navigating, StepsAreTheFilesAtAnySpeedAndStayInTheLoop) {
+    const std::vector<Step> steps = {
+        {" ", "paused  0:0"},
+        {"g#500\r", "paused  0:20.00", 500},
+        {"}", "speed 2x", 500},
+        {"...", "paused  0:20.12", 503},
+        {",,", "paused  0:20.04", 501},
+        {"{{[", "speed 0.455x", 501},
+        {".", "paused  0:20.08", 502},
+        {"g0:30\r", "paused  0:30.00", 750},
+        {"j", "playing  0:2"}, // backwards
+        {"k", "paused  0:2"},
+        {"g#600\r", "paused  0:24.00", 600},
+        {".", "paused  0:24.04", 601},
+        {",,", "paused  0:23.96", 599},
+        {"\177", "speed 1x", 599},
+        {"I", "loop 0:23.96 to the end", 599},
+        {"....O", "loop 0:23.96 to 0:24.16", 603},
+        {".", "", 603},
+        {"g1\r", "paused  0:23.96", 599},
+        {"l", "playing  0:24"},
+        {" ", "paused  0:2"},
+        {"Ug#99999\r", "the last frame is #1499", 1499},
+        {"g1:x\r", "no time and no #frame: 1:x", 1499},
+    };
+    PlayingLong kqplay({"--audio", "null"});
+    for (const Step& step : steps) {
+        kqplay.Press(step.keys, step.shown);
+        kqplay.Arrive();
+    }
+    kqplay.Press("g#12\177", "go to: #1\033");
+    kqplay.Press("\033", "late frames\033"); // it left the line, and did not quit
+    const Trace trace = kqplay.Quit();
+    const Strings saved = kqplay.SavedPictures();
+    ASSERT_EQ(saved.size(), steps.size());
+    for (std::size_t i = 0; i < steps.size(); ++i) {
+        EXPECT_TRUE(steps[i].frame < 0 || NumberOf(saved[i]) == steps[i].frame)
+            << steps[i].keys << ": " << NumberOf(saved[i]);
+    }
+    const std::vector<int> frames = FramesOf(trace);
+    const std::vector<int> backwards = {749, 748};
+    EXPECT_NE(std::search(frames.begin(), frames.end(), backwards.begin(), backwards.end()), frames.end())
+        << testing::PrintToString(frames);
+}
+
 TEST_F(Navigating, AStepPausesAndShowsTheNextFrame) {
     const std::vector<int> frames = FramesOf(TraceOf({"--no-audio"}, {{".", "paused  0:0"}}));
     ASSERT_GT(frames.size(), 1u);

@@ -1,8 +1,11 @@
 // The parts of kqplay that compute something, without a player.
 #include <gtest/gtest.h>
 #include <host/kqplay/KeyDecoder.h>
+#include <host/kqplay/Keys.h>
 #include <host/kqplay/LateFrames.h>
 #include <host/kqplay/ProgressLine.h>
+#include <host/kqplay/Speeds.h>
+#include <host/kqplay/TypedPlace.h>
 
 #include <utility>
 #include <vector>
@@ -66,19 +69,66 @@ TEST(KeyDecoder, TellsKeysApart) {
         {{"\033", "", "", "", "", "", ""}, {Command::Quit}},
         {{"\033[", "", "", "", "", "", "", "q"}, {Command::Quit}}, // the piece is dropped, then q
         {{"sS"}, {Command::Screenshot, Command::Stop}},
+        {{"\b\177"}, {Command::NormalSpeed, Command::NormalSpeed}},
     };
     for (const auto& [pieces, expected] : rows) {
         KeyDecoder keys;
         Commands commands;
         double now = 100;
         for (const char* piece : pieces) {
-            for (Command command : keys.Take(piece, now)) {
-                commands.push_back(command);
+            for (int key : keys.Take(piece, now)) {
+                commands.push_back(CommandOfKey(key));
             }
             now += 0.010;
         }
         EXPECT_EQ(commands, expected) << testing::PrintToString(pieces);
         EXPECT_FALSE(keys.IsWaiting());
+    }
+}
+
+TEST(Speeds, AreChangedBySteps) {
+    const std::pair<double, double> rows[] = {
+        {Speeds::Changed(Speeds::Changed(1, 1.1), 1 / 1.1), 1},
+        {Speeds::Changed(6, 2), 8},
+        {Speeds::Changed(-3, 2), -4},
+        {Speeds::Changed(-0.15, 0.5), -0.1},
+        {Speeds::Shuttled(0, 1), 1},
+        {Speeds::Shuttled(1, 1), 2},
+        {Speeds::Shuttled(8, 1), 8},
+        {Speeds::Shuttled(2.5, 1), 4},
+        {Speeds::Shuttled(2, -1), -1},
+        {Speeds::Shuttled(-4, -1), -4},
+    };
+    for (const auto& [speed, expected] : rows) {
+        EXPECT_EQ(speed, expected) << &speed - &rows[0].first;
+    }
+}
+
+TEST(TypedPlace, IsATimeOrAFrame) {
+    const struct {
+        const char* text;
+        std::optional<SoughtPlace> place;
+    } rows[] = {
+        {"83.5", SoughtPlace{83.5}},
+        {"1:23.5", SoughtPlace{83.5}},
+        {"1:02:03", SoughtPlace{3723}},
+        {"#1234", SoughtPlace{0, 1234}},
+        {"#", {}},
+        {"", {}},
+        {"1:", {}},
+        {"-1", {}},
+        {"1:2:3:4", {}},
+        {"#99999999999999999999999", {}},
+        {"#1.5", {}},
+        {"inf", {}},
+    };
+    for (const auto& row : rows) {
+        const auto place = ReadPlace(row.text);
+        ASSERT_EQ(place.has_value(), row.place.has_value()) << row.text;
+        if (place) {
+            EXPECT_EQ(place->seconds, row.place->seconds) << row.text;
+            EXPECT_EQ(place->frame, row.place->frame) << row.text;
+        }
     }
 }
 
