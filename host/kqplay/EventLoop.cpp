@@ -20,6 +20,12 @@ constexpr std::int64_t noteTime = 2'000'000;
 
 constexpr int volumeStep = 5;
 
+/// Keys that are held repeat at least so often a second.
+constexpr double usualRepeats = 30;
+
+/// While a key is held the loop turns this often, in milliseconds.
+constexpr int heldPeriod = 4;
+
 /// The keys for slower and faster play undo each other.
 constexpr double keyFactor = 1.1;
 
@@ -49,6 +55,7 @@ ExitStatus EventLoop::Run() {
         Wait();
         TakeSignals();
         TakeCommands();
+        RepeatHeldKey();
         m_transport.KeepEnd();
         TakeEnd();
         WatchSoundDevice();
@@ -70,7 +77,9 @@ void EventLoop::Wait() {
         {m_parts.window ? m_parts.window->Fd() : -1, POLLIN, 0},
     };
     constexpr int keyPeriod = static_cast<int>(KeyDecoder::patience * 1000);
-    poll(sources, std::size(sources), m_terminal.IsWaiting() ? keyPeriod : refreshPeriod);
+    const bool isHeld = m_parts.window && m_parts.window->HeldKey() != 0;
+    const int period = m_terminal.IsWaiting() ? keyPeriod : refreshPeriod;
+    poll(sources, std::size(sources), isHeld ? heldPeriod : period);
     m_parts.monitor->ClearWake();
     m_keysTyped = sources[2].revents != 0;
 }
@@ -118,6 +127,18 @@ void EventLoop::TakeCommands() {
     }
 }
 
+/// Steps as fast as the file plays while a key is held, and leaves no picture out.
+void EventLoop::RepeatHeldKey() {
+    const int key = m_parts.window ? m_parts.window->HeldKey() : 0;
+    const std::int64_t now = MonotonicMicroseconds();
+    if (key == 0 || now < m_repeatAt || m_parts.navigation->IsUnderWay()) {
+        return;
+    }
+    const auto period = static_cast<std::int64_t>(1e6 / std::max(m_parts.file.facts.frameRate, usualRepeats));
+    m_repeatAt = std::max(m_repeatAt, now - period) + period;
+    TakeKey(key);
+}
+
 /// Leaves when the run has ended by itself, or none could start.
 void EventLoop::TakeEnd() {
     if (m_transport.HasFailed()) {
@@ -141,9 +162,8 @@ void EventLoop::WatchSoundDevice() {
 void EventLoop::ShowProgress() {
     constexpr const char* names[] = {"playing", "paused", "stopped"};
     m_parts.progress->Show(CurrentProgress(names[static_cast<int>(m_transport.Now())]));
-    const std::optional<double> part = m_transport.PlayedPart();
-    if (m_parts.window && part) {
-        m_parts.window->ShowPosition(*part);
+    if (m_parts.window) {
+        m_parts.window->ShowTimeline(CurrentBar());
     }
 }
 
@@ -289,11 +309,30 @@ void EventLoop::CloseSound() {
     }
 }
 
+TimelineBar EventLoop::CurrentBar() const {
+    const auto partOf = [this](double seconds) { return m_transport.PartBefore(seconds).value_or(0); };
+    TimelineBar bar;
+    bar.played = partOf(m_transport.Position());
+    for (const kq::streams::Timeline::Span& span : m_parts.timeline->KeptSpans()) {
+        bar.kept.push_back({partOf(span.begin), partOf(span.end)});
+    }
+    if (m_transport.IsPartRepeated()) {
+        const PlayRange range = m_transport.Repeated();
+        bar.repeated = {partOf(range.begin), partOf(range.end)};
+    }
+    return bar;
+}
+
 Progress EventLoop::CurrentProgress(const char* state) {
     Progress progress;
     progress.state = state;
     progress.position = m_transport.Position();
     progress.length = m_transport.Length();
+    const kq::streams::PicturePlace picture = m_parts.navigation->PictureOnShow();
+    progress.frame = picture.number;
+    progress.frameTime = picture.time;
+    progress.frameRate = m_parts.file.facts.frameRate;
+    progress.speed = m_transport.Speed();
     if (m_parts.showsLate) {
         progress.late = m_parts.monitor->LateCount();
     }

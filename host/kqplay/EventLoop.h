@@ -27,6 +27,7 @@ private:
     void TakeSignals();
     void Suspend();
     void TakeCommands();
+    void RepeatHeldKey();
     void TakeEnd();
     void WatchSoundDevice();
     void ShowProgress();
@@ -42,6 +43,7 @@ private:
     void Leave(ExitStatus status, const char* ending);
     void GoOnWithoutSound();
     void CloseSound();
+    TimelineBar CurrentBar() const;
     Progress CurrentProgress(const char* state);
 
     PlaybackParts& m_parts;
@@ -52,6 +54,7 @@ private:
     int m_volume;
     std::string m_note;
     std::int64_t m_noteUntil = 0;
+    std::int64_t m_repeatAt = 0; ///< microseconds
     bool m_keysTyped = false;
     const char* m_ending = nullptr; ///< how it ended, once it has
     ExitStatus m_status = ExitPlayed;

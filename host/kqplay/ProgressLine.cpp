@@ -1,5 +1,7 @@
 #include "ProgressLine.h"
 
+#include "Speeds.h"
+
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -36,10 +38,28 @@ std::string FormatTime(double seconds) {
     return text;
 }
 
+std::string FormatTimeCode(double seconds, double frameRate) {
+    constexpr double rounding = 0.001; // of the file's times
+    const double time = std::max(0.0, seconds) + rounding;
+    const auto whole = static_cast<long long>(time);
+    const auto picture = static_cast<int>((time - static_cast<double>(whole)) * frameRate);
+    char text[64];
+    std::snprintf(text, sizeof text, "%02lld:%02lld:%02lld:%02d", whole / 3600, whole / 60 % 60, whole % 60,
+                  picture);
+    return text;
+}
+
 std::string FormatProgress(const Progress& progress) {
     std::string text = std::string(progress.state) + "  " + FormatTime(progress.position);
     if (progress.length > 0) {
         text += " / " + FormatTime(progress.length);
+    }
+    if (progress.frame >= 0 && progress.note.empty()) { // there is not room for both
+        text += "  #" + std::to_string(progress.frame) + "  " +
+                FormatTimeCode(progress.frameTime, progress.frameRate);
+    }
+    if (progress.speed != 1) {
+        text += "  " + Speeds::Format(progress.speed);
     }
     if (progress.late) {
         text +=

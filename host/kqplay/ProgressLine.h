@@ -2,6 +2,7 @@
 /// The one line that tells how play goes on.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -14,6 +15,10 @@ struct Progress {
     double length = 0;       ///< seconds; 0 for unknown
     std::optional<int> late; ///< frames that came late; none when nobody counts
     std::string note = {};   ///< what a key has just changed, or empty
+    std::int64_t frame = -1; ///< number of the picture on show; -1 for none or unknown
+    double frameTime = 0;    ///< its begin, seconds in the file
+    double frameRate = 0;    ///< of the file, pictures per second
+    double speed = 1;        ///< below 0 backwards
 };
 
 /// Draws the line in place on a terminal; elsewhere only the last line is written.
@@ -42,7 +47,9 @@ private:
 
 /// @return "1:02.50", "1:00:02.50" from an hour on
 std::string FormatTime(double seconds);
-/// @return "playing  0:01.20 / 0:08.00  2 late frames"
+/// @return "00:01:02:12": hours, minutes, seconds, and the picture's number within the second
+std::string FormatTimeCode(double seconds, double frameRate);
+/// @return "playing  0:01.20 / 0:08.00  #30  00:00:01:05  0.5x  2 late frames"
 std::string FormatProgress(const Progress& progress);
 
 } // namespace kqplay

@@ -345,11 +345,11 @@ double Transport::Position() const {
     return length > 0 ? std::min(position, length) : position; // play ends at or behind the end
 }
 
-std::optional<double> Transport::PlayedPart() const {
+std::optional<double> Transport::PartBefore(double seconds) const {
     if (m_rangeLength <= 0) {
         return std::nullopt;
     }
-    return m_parts.navigation->Position() / m_rangeLength;
+    return std::clamp((seconds - m_rangeBegin) / m_rangeLength, 0.0, 1.0);
 }
 
 } // namespace kqplay

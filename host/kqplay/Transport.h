@@ -79,10 +79,13 @@ public:
     double Length() const;
     /// @return seconds in the file, never beyond its length
     double Position() const;
-    /// @return the part of the range that lies before the position, none when nobody knows
-    std::optional<double> PlayedPart() const;
+    /// @param seconds in the file
+    /// @return the part of the range that lies before that, 0 to 1, none when nobody knows
+    std::optional<double> PartBefore(double seconds) const;
     /// @return what is repeated, or else played, in seconds in the file
     PlayRange Repeated() const;
+    /// @return true when the user has marked what is repeated
+    bool IsPartRepeated() const { return m_loop && (m_markBegin || m_markEnd); }
 
 private:
     bool StartAt(double begin, std::optional<double> place);

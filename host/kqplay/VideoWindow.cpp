@@ -21,6 +21,9 @@ constexpr int smallestSide = 120;
 constexpr int timelineHeight = 8;
 constexpr unsigned long playedColour = 0xD0D0D0;
 constexpr unsigned long timelineColour = 0x404040;
+constexpr int markHeight = 2; ///< of what lies along the timeline's edges
+constexpr unsigned long keptColour = 0x5090D0;
+constexpr unsigned long repeatedColour = 0xF0A030;
 
 bool serverIsGone = false;
 Display* survivedDisplay = nullptr; ///< the one that a lost connection is survived on
@@ -201,13 +204,16 @@ void VideoWindow::FillScreen() {
     SDL_SetWindowSize(m_window, place.width, place.height);
 }
 
-void VideoWindow::ShowPosition(double part) {
-    const auto pixel = [this](double value) { return static_cast<int>(value * m_width); };
-    const bool moved = pixel(part) != pixel(m_part);
-    m_part = part;
-    if (moved) {
+void VideoWindow::ShowTimeline(const TimelineBar& bar) {
+    m_bar = bar;
+    if (!(Stripes() == m_drawn)) {
         DrawTimeline();
     }
+}
+
+bool VideoWindow::Stripe::operator==(const Stripe& other) const {
+    return colour == other.colour && left == other.left && right == other.right && top == other.top &&
+           bottom == other.bottom;
 }
 
 bool VideoWindow::IsLost() const {
@@ -227,12 +233,15 @@ std::vector<int> VideoWindow::Take() {
             m_closed = true;
             break;
         case SDL_KEYDOWN:
+            m_pressed = event.key.keysym.scancode;
+            m_repeats = event.key.repeat != 0;
             keys.push_back(CodeOf(event.key.keysym));
             break;
+        case SDL_KEYUP:
+            m_held = event.key.keysym.scancode == m_heldCode ? 0 : m_held;
+            break;
         case SDL_TEXTINPUT:
-            for (const char* at = event.text.text; *at != '\0'; ++at) {
-                keys.push_back(static_cast<unsigned char>(*at));
-            }
+            OnText(event.text.text, keys);
             break;
         case SDL_SYSWMEVENT:
             OnMouse(event.syswm.msg->msg.x11.event);
@@ -245,6 +254,20 @@ std::vector<int> VideoWindow::Take() {
         }
     }
     return keys;
+}
+
+void VideoWindow::OnText(const char* text, std::vector<int>& keys) {
+    for (const char* at = text; *at != '\0'; ++at) {
+        const int key = static_cast<unsigned char>(*at);
+        const Command command = CommandOfKey(key);
+        const bool isStep = command == Command::StepForward || command == Command::StepBackward;
+        if (m_repeats && isStep) {
+            m_held = key;
+            m_heldCode = m_pressed;
+        } else {
+            keys.push_back(key);
+        }
+    }
 }
 
 /// Takes the X server's own events: SDL gives a press the place where it last saw the pointer, which is an
@@ -303,16 +326,33 @@ void VideoWindow::FitViews() {
     XFlush(m_display);
 }
 
+/// @return what the timeline is made of, in the order in which it is drawn
+std::vector<VideoWindow::Stripe> VideoWindow::Stripes() const {
+    const auto pixel = [this](double part) { return static_cast<int>(std::clamp(part, 0.0, 1.0) * m_width); };
+    const int played = pixel(m_bar.played);
+    std::vector<Stripe> stripes = {{playedColour, 0, played, 0, timelineHeight},
+                                   {timelineColour, played, m_width, 0, timelineHeight}};
+    for (const TimelineBar::Part& part : m_bar.kept) {
+        stripes.push_back({keptColour, pixel(part.begin), std::max(pixel(part.begin) + 1, pixel(part.end)),
+                           timelineHeight - markHeight, timelineHeight});
+    }
+    if (m_bar.repeated.end > m_bar.repeated.begin) {
+        const int left = pixel(m_bar.repeated.begin);
+        stripes.push_back(
+            {repeatedColour, left, std::max(left + 1, pixel(m_bar.repeated.end)), 0, markHeight});
+    }
+    return stripes;
+}
+
 void VideoWindow::DrawTimeline() {
-    const int played = static_cast<int>(std::clamp(m_part, 0.0, 1.0) * m_width);
+    m_drawn = Stripes();
     const GC context = XCreateGC(m_display, m_id, 0, nullptr);
-    const auto bar = [&](unsigned long colour, int left, int right) {
-        XSetForeground(m_display, context, colour);
-        XFillRectangle(m_display, m_id, context, left, m_height - timelineHeight,
-                       static_cast<unsigned>(std::max(0, right - left)), timelineHeight);
-    };
-    bar(playedColour, 0, played);
-    bar(timelineColour, played, m_width);
+    for (const Stripe& stripe : m_drawn) {
+        XSetForeground(m_display, context, stripe.colour);
+        XFillRectangle(m_display, m_id, context, stripe.left, m_height - timelineHeight + stripe.top,
+                       static_cast<unsigned>(std::max(0, stripe.right - stripe.left)),
+                       static_cast<unsigned>(stripe.bottom - stripe.top));
+    }
     XFreeGC(m_display, context);
     XFlush(m_display);
 }

@@ -14,6 +14,17 @@ union _XEvent;
 
 namespace kqplay {
 
+/// What the timeline shows, in parts of its length, 0 to 1.
+struct TimelineBar {
+    struct Part {
+        double begin = 0;
+        double end = 0;
+    };
+    double played = 0;      ///< up to the position
+    Part repeated;          ///< what the user has marked; empty for nothing
+    std::vector<Part> kept; ///< pictures that are there at once
+};
+
 /// A window that can be resized, for the player's views side by side, with a thin timeline below them. Used
 /// from the main thread only.
 class VideoWindow {
@@ -34,8 +45,8 @@ public:
     void Adopt(const std::vector<void*>& viewWindows);
     /// With a window manager or without one.
     void ToggleFullScreen();
-    /// @param part of the timeline that lies before the position, 0 to 1
-    void ShowPosition(double part);
+    /// Draws the timeline again if it has changed.
+    void ShowTimeline(const TimelineBar& bar);
 
     /// @return true when the X server has gone; nothing can be shown any more
     bool IsLost() const;
@@ -43,21 +54,33 @@ public:
     int Fd() const;
     /// @return the keys that were typed since the last call, by their codes (see Keys.h)
     std::vector<int> Take();
+    /// @return the key for steps that is held down, 0 for none. Take() does not give its repeats, which come
+    ///         more slowly than pictures can.
+    int HeldKey() const { return m_held; }
     /// @return true when the user has closed the window
     bool IsClosed() const { return m_closed; }
     /// @return where the timeline was clicked, or dragged to, last since the last call: 0 begin, 1 end
     std::optional<double> TakeTimelineClick() { return std::exchange(m_clicked, std::nullopt); }
 
 private:
+    /// A part of the timeline in one colour.
+    struct Stripe {
+        unsigned long colour;
+        int left, right;
+        int top, bottom; ///< from the timeline's upper edge
+        bool operator==(const Stripe& other) const;
+    };
     struct Place {
         int x, y, width, height;
     };
 
     VideoWindow() = default;
     void FillScreen();
+    void OnText(const char* text, std::vector<int>& keys);
     void OnMouse(const _XEvent& event);
     void OnWindowEvent(int event, int width, int height);
     void FitViews();
+    std::vector<Stripe> Stripes() const;
     void DrawTimeline();
     void Drag(int x);
 
@@ -68,9 +91,14 @@ private:
     int m_columns = 1;
     int m_width = 0;
     int m_height = 0;
-    double m_part = 0;
+    TimelineBar m_bar;
+    std::vector<Stripe> m_drawn;
     std::optional<Place> m_before; ///< where the window was before it filled the screen on its own
     bool m_closed = false;
+    int m_pressed = 0; ///< scan code of the key pressed last
+    bool m_repeats = false;
+    int m_held = 0;
+    int m_heldCode = 0; ///< its scan code
     bool m_dragging = false;
     std::optional<double> m_clicked;
 };

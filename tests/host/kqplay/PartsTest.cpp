@@ -146,6 +146,9 @@ TEST(ProgressLine, LeavesOutWhatNobodyKnows) {
     EXPECT_EQ(FormatProgress({"paused", 1.5, 0, std::nullopt}), "paused  0:01.50");
     EXPECT_EQ(FormatProgress({"playing", 1.5, 8, 0}), "playing  0:01.50 / 0:08.00  0 late frames");
     EXPECT_EQ(FormatProgress({"playing", 1.5, 8, 1}), "playing  0:01.50 / 0:08.00  1 late frame");
+    EXPECT_EQ(FormatProgress({"playing", 3724, 8000, 1, {}, 93099, 3723.96, 25, -0.5}),
+              "playing  1:02:04.00 / 2:13:20.00  #93099  01:02:03:24  -0.5x  1 late frame");
+    EXPECT_EQ(FormatProgress({"paused", 1.5, 0, 0, "mute", 37}), "paused  0:01.50  0 late frames  mute");
     EXPECT_EQ(FormatProgress({"playing", 1.5, 0, 0, "mute"}), "playing  0:01.50  0 late frames  mute");
 }
 

@@ -3,6 +3,8 @@
 #include "tests/support/WaitUntil.h"
 #include "tests/support/Xvfb.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
@@ -165,6 +167,67 @@ TEST_F(InWindow, AClickOrDragOnTheTimelineGoesThere) {
     PressKey(window, XK_q);
     const Trace trace = kqplay.Quit("");
     EXPECT_EQ(trace.positions.back(), 0) << "nor was it taken for one";
+}
+
+TEST_F(InWindow, AHeldStepKeyShowsEveryPictureInItsTime) {
+    AtTerminal kqplay({"--no-audio", Clip("long.mp4")}, m_environment);
+    const Window window = FindWindow();
+    kqplay.Press(" g#500\r", "paused  0:20.00");
+    kqplay.Arrive();
+    for (const KeySym symbol : {XK_period, XK_comma}) {
+        const unsigned key = XKeysymToKeycode(m_display, symbol);
+        Send(window, KeyPress, key);
+        Send(window, KeyPress, key); // as the server repeats it
+        usleep(1'500'000);
+        Send(window, KeyRelease, key);
+        kqplay.Arrive();
+    }
+    const Trace trace = kqplay.Quit();
+    std::vector<int> numbers;
+    for (const std::string& place : trace.places[0]) {
+        if (place != "null null" && (numbers.empty() || numbers.back() != std::stoi(place))) {
+            numbers.push_back(std::stoi(place));
+        }
+    }
+    const auto first = std::find(numbers.begin(), numbers.end(), 500);
+    const auto furthest = std::max_element(first, numbers.end());
+    EXPECT_GT(furthest - first, 30);
+    EXPECT_LT(furthest - first, 60);
+    EXPECT_EQ(*furthest - 500, furthest - first) << testing::PrintToString(numbers);
+    const auto back = static_cast<int>(numbers.end() - furthest) - 1;
+    EXPECT_GT(back, 25);
+    EXPECT_LT(back, 60);
+    EXPECT_EQ(*furthest - numbers.back(), back) << testing::PrintToString(numbers);
+}
+
+TEST_F(InWindow, TheTimelineShowsWhatIsRepeatedAndWhatIsKept) {
+    AtTerminal kqplay({"--no-audio", Clip("long.mp4")}, m_environment);
+    const Window window = FindWindow();
+    kqplay.Press(" g30\r", "paused  0:30.00");
+    kqplay.Press("I", "loop 0:30.00 to the end");
+    kqplay.Press("g45\r", "paused  0:45.00");
+    kqplay.Press("O", "loop 0:30.00 to 0:45.04");
+    const XWindowAttributes size = Attributes(window);
+    const auto colourAt = [&](double part, int row) {
+        const Image image = m_server.Screenshot(static_cast<xcb_window_t>(window));
+        const int x = static_cast<int>(part * size.width);
+        return image.pixels.at(
+                   static_cast<std::size_t>(image.width * (size.height - timelineHeight + row) + x)) &
+               0xFFFFFF;
+    };
+    const struct {
+        double part;
+        int row;
+        std::uint32_t colour;
+    } rows[] = {
+        {0.6, 0, 0xF0A030},  {0.4, 0, 0xD0D0D0},   {0.8, 0, 0x404040}, // repeated, played, to come
+        {0.76, 4, 0x404040}, {0.745, 4, 0xD0D0D0}, {0.75, 7, 0x5090D0}, {0.97, 7, 0x404040}, // kept, and not
+    };
+    for (const auto& row : rows) {
+        EXPECT_TRUE(WaitUntil([&] { return colourAt(row.part, row.row) == row.colour; }))
+            << row.part << " " << row.row << std::hex << " " << colourAt(row.part, row.row);
+    }
+    kqplay.Quit();
 }
 
 TEST_F(InWindow, FillsTheScreenAndComesBackWithoutAWindowManager) {
