@@ -220,7 +220,7 @@ void EventLoop::Obey(Command command) {
     case Command::GoTo:
         return m_typed.Open();
     case Command::ToggleLoop:
-        return Show(m_transport.ToggleLoop() ? "loop on" : "loop off");
+        return Show(m_transport.ToggleLoop());
     case Command::ToggleFullScreen:
         return m_parts.window ? m_parts.window->ToggleFullScreen() : void();
     case Command::Quieter:

@@ -205,9 +205,11 @@ bool Navigation::IsUnderWay() {
         return false;
     }
     const std::int64_t now = MonotonicMicroseconds();
+    const int toldCount =
+        m_monitor.ToldCount(); // before the question: it may be carried out right after that
     if (m_player.IsSeeking()) {
         m_takenSince = now;
-        m_toldBefore = m_monitor.ToldCount();
+        m_toldBefore = toldCount;
         return true;
     }
     const double past = m_monitor.Position() - *m_target;

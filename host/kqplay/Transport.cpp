@@ -89,9 +89,8 @@ bool Transport::FollowTimeline() {
     const PlayRange range = Repeated();
     const double high = std::isfinite(range.end) ? range.end - m_rangeBegin : m_rangeLength;
     m_parts.navigation->FollowTimeline(std::max(0.0, range.begin - m_rangeBegin), high);
-    const bool taken = timeline.SetRange(range.begin, range.end, m_loop ? m_parts.options.loopCount : 1);
-    timeline.SetRate(m_speed);
-    return taken;
+    m_speed = timeline.SetRate(m_speed); // not every input can be played backwards
+    return timeline.SetRange(range.begin, range.end, m_loop ? m_parts.options.loopCount : 1);
 }
 
 PlayRange Transport::Repeated() const {
@@ -228,6 +227,7 @@ void Transport::Stop() {
     m_parts.navigation->Forget();
     m_parts.monitor->Halt();
     m_steppedOut = false;
+    m_movedWhileStopped = false;
     m_state = State::Stopped;
 }
 
@@ -291,13 +291,14 @@ void Transport::ClearMarks() {
     FollowTimeline();
 }
 
-bool Transport::ToggleLoop() {
+std::string Transport::ToggleLoop() {
     m_loop = !m_loop;
-    if (!FollowTimeline()) {
+    if (!FollowTimeline() && m_loop) {
         m_loop = false;
         FollowTimeline();
+        return "cannot be repeated";
     }
-    return m_loop;
+    return m_loop ? "loop on" : "loop off";
 }
 
 bool Transport::TakeEnd() {

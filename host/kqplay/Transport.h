@@ -60,8 +60,8 @@ public:
     std::string MarkLoop(Mark mark);
     /// Repeats no part any more; the whole, if that was repeated before the first mark.
     void ClearMarks();
-    /// @return whether play repeats from now on
-    bool ToggleLoop();
+    /// @return what has become of it, for people
+    std::string ToggleLoop();
 
     /// To be called often: ends the run where its last picture or sample does.
     void KeepEnd();
