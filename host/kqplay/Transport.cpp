@@ -33,17 +33,21 @@ Transport::Transport(PlaybackParts& parts)
 
 bool Transport::Start() {
     // A stopped player that was moved begins there.
-    const bool fromEnd = m_speed < 0 && !m_movedWhileStopped;
+    if (m_movedWhileStopped) {
+        return StartAt(m_parts.range.begin, {});
+    }
+    const PlayRange range = Repeated();
     const double known = m_parts.file.facts.duration;
-    const double end = known > 0 ? std::min(m_parts.range.end, known) : beyondAll;
-    return StartAt(m_parts.range.begin, fromEnd ? std::optional(end) : std::nullopt);
+    const double end = known > 0 ? std::min(range.end, known) : beyondAll;
+    const double place = m_speed < 0 ? end : range.begin;
+    return StartAt(m_parts.range.begin, place > m_parts.range.begin ? std::optional(place) : std::nullopt);
 }
 
 /// @param begin of the range, in seconds in the file
 /// @param place where play begins, if not where the player is moved to or at the begin
 bool Transport::StartAt(double begin, std::optional<double> place) {
     SetRange(begin);
-    FollowTimeline();
+    LetMarksWait();
     if (place) {
         m_parts.player.Seek(std::max(0.0, *place - begin));
     }
@@ -86,11 +90,18 @@ bool Transport::FollowTimeline() {
     }
     m_parts.player.SetRange(m_rangeBegin, 0); // see KeepEnd()
     m_parts.monitor->SetLength(0);
-    const PlayRange range = Repeated();
+    const PlayRange range = m_marksWait ? m_parts.range : Repeated();
     const double high = std::isfinite(range.end) ? range.end - m_rangeBegin : m_rangeLength;
     m_parts.navigation->FollowTimeline(std::max(0.0, range.begin - m_rangeBegin), high);
     m_speed = timeline.SetRate(m_speed); // not every input can be played backwards
     return timeline.SetRange(range.begin, range.end, m_loop ? m_parts.options.loopCount : 1);
+}
+
+/// Leaves the marks of the loop aside until the run that is being started has begun.
+void Transport::LetMarksWait() {
+    m_marksWait = IsPartRepeated();
+    m_toldBefore = m_parts.monitor->ToldCount();
+    FollowTimeline();
 }
 
 PlayRange Transport::Repeated() const {
@@ -117,6 +128,10 @@ double Transport::PlayEnd() const {
 }
 
 void Transport::KeepEnd() {
+    if (m_marksWait && m_parts.monitor->ToldCount() != m_toldBefore) {
+        m_marksWait = false;
+        FollowTimeline();
+    }
     if (!m_onTimeline || m_state == State::Stopped || m_parts.navigation->IsUnderWay()) {
         return;
     }
@@ -174,6 +189,7 @@ void Transport::StepForward() {
         return;
     }
     if (m_state == State::Stopped) {
+        LetMarksWait();
         m_parts.monitor->Load();
         m_state = State::Paused;
         return;

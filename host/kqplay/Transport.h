@@ -91,6 +91,7 @@ private:
     bool StartAt(double begin, std::optional<double> place);
     void SetRange(double begin);
     bool FollowTimeline();
+    void LetMarksWait();
     double PlayEnd() const;
     bool HoldsMore() const;
 
@@ -103,7 +104,10 @@ private:
     std::optional<double> m_markBegin; ///< of the loop, seconds in the file
     std::optional<double> m_markEnd;
     bool m_loopedBefore = false; ///< the first mark
-    bool m_onTimeline = false;   ///< in this run the timeline keeps the range
+    /// The run has not begun: it counts its positions from the begin of the range, which must be in reach.
+    bool m_marksWait = false;
+    int m_toldBefore = 0;      ///< positions when the run was started
+    bool m_onTimeline = false; ///< in this run the timeline keeps the range
     bool m_movedWhileStopped = false;
     bool m_endsWithFile = false;  ///< the range ends where the file says that it ends itself
     bool m_distrustsFile = false; ///< the file has turned out to be longer than it says

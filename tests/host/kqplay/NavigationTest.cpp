@@ -110,8 +110,12 @@ TEST_F(Navigating, StepsAreTheFilesAtAnySpeedAndStayInTheLoop) {
         {".", "", 603},
         {"g1\r", "paused  0:23.96", 599},
         {"l", "playing  0:24"},
+        {"S", "stopped  0:2"},
+        {" ", "playing  0:24"},
         {" ", "paused  0:2"},
-        {"Ug#99999\r", "the last frame is #1499", 1499},
+        {"g#601\r", "paused  0:24.04", 601},
+        {"Ug#2\r", "paused  0:00.08", 2},
+        {"g#99999\r", "the last frame is #1499", 1499},
         {"g1:x\r", "no time and no #frame: 1:x", 1499},
     };
     PlayingLong kqplay({"--audio", "null"});
