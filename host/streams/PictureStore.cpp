@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <utility>
 
 namespace kq::streams {
@@ -508,7 +509,10 @@ void PictureStore::Conclude(VideoSource::Approached approached, const FramePtr& 
         Append(last, end);
     } else if (!m_part->isDropped) {
         m_unreachable.insert(end->time);
-        Notice("the pictures before one cannot be decoded");
+        char text[96];
+        std::snprintf(text, sizeof text, "video: what comes right before %.3f s cannot be decoded",
+                      ToSeconds(end->time));
+        Notice(text);
     }
 }
 
