@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <utility>
 
 namespace kq::streams {
@@ -493,6 +494,14 @@ void PictureStore::Make(const Part& part, Lock& lock) {
     Conclude(approached, last);
     m_part.reset();
     m_change.notify_all();
+    if (m_unreachable.count(end) != 0) {
+        lock.unlock(); // the host's log may ask the store
+        char text[96];
+        std::snprintf(text, sizeof text, "video: what comes right before %.3f s cannot be decoded",
+                      ToSeconds(end));
+        Notice(text);
+        lock.lock();
+    }
 }
 
 /// Ties a part that was made to what follows it.
@@ -508,7 +517,6 @@ void PictureStore::Conclude(VideoSource::Approached approached, const FramePtr& 
         Append(last, end);
     } else if (!m_part->isDropped) {
         m_unreachable.insert(end->time);
-        Notice("the pictures before one cannot be decoded");
     }
 }
 

@@ -28,8 +28,10 @@ inline DecoderSetup SetupOf(const std::string& path) {
     return setup;
 }
 
-inline std::unique_ptr<VideoSource> SourceOf(const std::string& path) {
-    const DecoderSetup setup = SetupOf(path);
+/// @param threads of the decoder; with several, what it makes of damage is not always the same
+inline std::unique_ptr<VideoSource> SourceOf(const std::string& path, int threads = 0) {
+    DecoderSetup setup = SetupOf(path);
+    setup.threads = threads;
     std::string reason;
     auto decoder = StreamDecoder::Open(setup, reason);
     EXPECT_NE(decoder, nullptr) << reason;
@@ -43,9 +45,9 @@ inline Shot LookAt(const FramePtr& frame) {
 }
 
 /// @return all pictures of a clip, decoded from its start on
-inline std::vector<Shot> DecodeAll(const std::string& path) {
+inline std::vector<Shot> DecodeAll(const std::string& path, int threads = 0) {
     std::vector<Shot> shots;
-    const auto source = SourceOf(path);
+    const auto source = SourceOf(path, threads);
     while (const FramePtr frame = source->Next()) {
         shots.push_back(LookAt(frame));
     }

@@ -1,8 +1,10 @@
 // The store of pictures: of real clips, and over a decoder that the test controls.
 #include "SourceTest.h"
 #include "host/streams/PictureStore.h"
+#include "tests/support/Files.h"
 #include "tests/support/WaitUntil.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstring>
@@ -17,10 +19,10 @@ constexpr std::size_t plenty = std::size_t{256} << 20;
 
 /// A clip, how its pictures are kept, and what decoding from the start gives.
 struct Opened {
-    explicit Opened(const std::string& path, std::size_t bytes = plenty)
+    explicit Opened(const std::string& path, std::size_t bytes = plenty, int threads = 0)
         : store(
-              SourceOf(path), [path] { return SourceOf(path); }, bytes),
-          shots(DecodeAll(path)) {}
+              SourceOf(path, threads), [path, threads] { return SourceOf(path, threads); }, bytes),
+          shots(DecodeAll(path, threads)) {}
 
     PictureStore store;
     const std::vector<Shot> shots;
@@ -78,8 +80,36 @@ INSTANTIATE_TEST_SUITE_P(Clips, StoredClips,
                          testing::Values("bframes.mp4", "opengop.mp4", "opengop.ts", "hevc.mp4",
                                          "editlist.mp4", "matroska.mkv", "flash.flv", "program.mpg",
                                          "packets.avi", "theora.ogg", "vp9.webm", "plain.h264", "vfr.mkv",
-                                         "still-rgb24.png", "longgop.mp4"),
+                                         "still-rgb24.png", "longgop.mp4", "untimed.avi", "undelayed.avi",
+                                         "plain.m2v", "hidden.webm", "baseless.mkv"),
                          [](const auto& info) { return NameOf(info.param); });
+
+/// Where a file is damaged a way back may end or leave out, but what it gives elsewhere is right.
+TEST(DamagedClips, GiveNoOtherPicturesBackwards) {
+    const kq::test::TemporaryFolder folder;
+    for (const char* name : {"opengop.ts", "program.mpg", "vp9.webm", "plain.h264"}) {
+        SCOPED_TRACE(name);
+        std::string content = kq::test::ReadFile(Clip(name));
+        std::fill_n(content.begin() + static_cast<std::ptrdiff_t>(content.size() / 3), content.size() / 20,
+                    'x');
+        Opened clip(kq::test::WriteFile(folder / name, content), plenty, 1);
+        const std::vector<Shot> whole = DecodeAll(Clip(name));
+        FramePtr picture = clip.store.At(clip.shots.back().time);
+        ASSERT_EQ(LookAt(picture), clip.shots.back());
+        std::size_t same = 0, given = 0;
+        for (Ticks after = picture->time + 1; picture && picture->time < after; ++given) {
+            const Shot shot = LookAt(picture);
+            const bool isWhole = std::find(whole.begin(), whole.end(), shot) != whole.end();
+            same +=
+                isWhole || std::find(clip.shots.begin(), clip.shots.end(), shot) != clip.shots.end() ? 1 : 0;
+            after = picture->time;
+            picture = clip.store.Before(picture);
+        }
+        EXPECT_EQ(picture, nullptr) << "time goes back";
+        EXPECT_EQ(same, given);
+        EXPECT_GT(given, clip.shots.size() / 2);
+    }
+}
 
 constexpr Ticks step = TicksPerSecond / 25;
 constexpr std::size_t pictureBytes = 32 * 16 + 2 * 32 * 8; ///< of the studio's pictures, with their padding
