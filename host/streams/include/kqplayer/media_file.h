@@ -196,8 +196,8 @@ public:
 
     /// A part of the file, in seconds.
     struct Span {
-        double begin = 0;
-        double end = 0;
+        double begin = 0; ///< seconds in the file
+        double end = 0;   ///< seconds in the file
     };
     /// @return the parts of the file whose pictures are kept decoded, in order
     virtual std::vector<Span> KeptSpans() const = 0;
