@@ -160,6 +160,7 @@ struct PicturePlace {
 /// s).
 class Timeline {
 public:
+    /// The end of a range that goes on to the end of the file.
     static constexpr double openEnd = std::numeric_limits<double>::infinity();
 
     virtual ~Timeline() = default;
@@ -169,6 +170,7 @@ public:
     ///             silent beyond that, and plays reversed backwards.
     /// @return the rate that it has become
     virtual double SetRate(double rate) = 0;
+    /// @return the rate that SetRate() has set last, 1 before
     virtual double Rate() const = 0;
 
     /// Sets the part of the file that is played, and how often. Play that is outside of it goes on at its
@@ -205,7 +207,12 @@ public:
 
 /// Opens a file like OpenMediaFile(), with streams that follow a timeline. The streams keep what they need of
 /// it; the timeline keeps the streams.
+/// @param path     as for OpenMediaFile()
+/// @param options  as for OpenMediaFile()
+/// @param file     receives the streams
 /// @param timeline receives the timeline
+/// @param error    as for OpenMediaFile()
+/// @return as OpenMediaFile()
 bool OpenTimeline(const std::string& path, const OpenOptions& options, MediaFile& file,
                   std::shared_ptr<Timeline>& timeline, std::string& error);
 
