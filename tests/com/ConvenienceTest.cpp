@@ -12,8 +12,8 @@ using kq::ComPtr;
 /// Counts how many of it are alive.
 class Silence final : public kq::ComObject<IMediaStream, IQLXDispatch> {
 public:
-    Silence() { ++s_nAlive; }
-    ~Silence() override { --s_nAlive; }
+    Silence() { ++alive; }
+    ~Silence() override { --alive; }
     std::int32_t GetStreamInfo(IStreamInfo** ppInfo) override {
         return kq::StreamInfo::Give(AUDIO_STREAM_INFO{48000, 2, 16, 192000, 1.5, 0}, ppInfo);
     }
@@ -26,7 +26,7 @@ public:
         return kq::Ok;
     }
 
-    static inline int s_nAlive = 0;
+    static inline int alive = 0;
 };
 
 TEST(ResultText, TellsEveryCodeFromTheOthers) {
@@ -49,10 +49,10 @@ TEST(ComPtr, GivesBackWhatItHolds) {
         EXPECT_EQ(pDetached->Release(), 3u); // pStream, pCopy and pMoved
         pStream.Reset();
         *pCopy.Out() = nullptr;
-        EXPECT_EQ(Silence::s_nAlive, 1);
+        EXPECT_EQ(Silence::alive, 1);
         EXPECT_FALSE(pCopy.As<IMediaStream>());
     }
-    EXPECT_EQ(Silence::s_nAlive, 0);
+    EXPECT_EQ(Silence::alive, 0);
 }
 
 TEST(ComObject, OffersItsInterfacesUnderOneIdentity) {

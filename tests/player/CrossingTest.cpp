@@ -26,7 +26,7 @@ struct Shown {
 class Crossing : public testing::Test {
 protected:
     Crossing() {
-        m_recorder.m_onPicture = [this](int picture) { m_shown.push_back({picture, Now()}); };
+        m_recorder.onPicture = [this](int picture) { m_shown.push_back({picture, Now()}); };
     }
     ~Crossing() override {
         m_scheduler.SleepFor(1'000'000); // threads that end by themselves
@@ -86,7 +86,7 @@ TEST_F(Crossing, StampsMayBeginAboveZero) {
     } cases[] = {{25, false, 0}, {25, true, 0}, {0, false, 3}, {0, true, 0}};
     for (const auto& c : cases) {
         FakeVideo video(40, 25, 16, 8, 3.0);
-        video.m_format.dFrameRate = c.rate;
+        video.format.dFrameRate = c.rate;
         PlayerHost host(&video);
         m_shown.clear();
         if (c.setsRange) {
@@ -140,7 +140,7 @@ TEST_F(Crossing, ASeekAtTheEndOfTheRangeGoesOn) {
         host->SetPlayTime(0, 1.0);
         bool done = false;
         // Between two looks of the loop, in a pause together with a resume.
-        host.m_onNotify = [&](unsigned int what) {
+        host.onNotify = [&](unsigned int what) {
             if (what == KQ_NOTIFY_POSITION && host.GetLastPosition() > 0.99 && !done) {
                 done = true;
                 m_shown.clear();
@@ -226,15 +226,15 @@ TEST_F(Crossing, ASeekAfterTheRunReplacesTheOneThatTheRunHasLeft) {
 TEST_F(Crossing, APauseWithTheLastPictureIsAPause) {
     FakeVideo video(10, 25);
     PlayerHost host(&video);
-    host.m_onNotify = [&](unsigned int what) {
+    host.onNotify = [&](unsigned int what) {
         if (what == KQ_NOTIFY_POSITION && video.GetIndex() == 9 && !host->IsPaused()) {
             host->Pause();
             host->Resume(); // undone again
         }
     };
-    m_recorder.m_onPicture = [&](int picture) {
+    m_recorder.onPicture = [&](int picture) {
         if (picture == 9 && !host->IsPaused()) {
-            m_recorder.m_onPicture = nullptr;
+            m_recorder.onPicture = nullptr;
             host->Pause();
         }
     };
@@ -282,7 +282,7 @@ TEST_F(Crossing, InsideTheEndOfPlayAPlayerMayBeReplaced) {
     std::vector<std::unique_ptr<PlayerHost>> hosts;
     int loads = 0;
     std::function<void(PlayerHost&)> follow = [&](PlayerHost& host) {
-        host.m_onNotify = [&](unsigned int what) {
+        host.onNotify = [&](unsigned int what) {
             if (what != KQ_NOTIFY_END || hosts.size() > 8) {
                 return;
             }
@@ -306,7 +306,7 @@ TEST_F(Crossing, TheLastReferenceMayGoInAnEndOfPlayWhileANewerRunIsActive) {
     FakeVideo video(50, 100);
     PlayerHost host(&video);
     bool released = false;
-    host.m_onNotify = [&](unsigned int what) {
+    host.onNotify = [&](unsigned int what) {
         if (what == KQ_NOTIFY_END && !released) {
             host->Play();
             Pass(100); // the newer run is under way

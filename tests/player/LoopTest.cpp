@@ -91,7 +91,7 @@ TEST(Loop, LateFramesAreShownAndNeverDropped) {
     FakeVideo video(kFrames, 100);
     ViewRecorder recorder;
     PlayerHost host(&video);
-    host.m_onNotify = [&host](unsigned int nWhat) {
+    host.onNotify = [&host](unsigned int nWhat) {
         if (nWhat == KQ_NOTIFY_POSITION && host.GetPositions().size() == 5) {
             std::this_thread::sleep_for(std::chrono::seconds(2));
         }
@@ -106,7 +106,7 @@ TEST(Loop, LateFramesAreShownAndNeverDropped) {
 
 TEST(Loop, WithoutFrameRateOrFormatPositionsComeFromTheStamps) {
     FakeVideo video(20, 50);
-    video.m_format.dFrameRate = 0;
+    video.format.dFrameRate = 0;
     PlayerHost host(&video);
     host->Load();
     ASSERT_TRUE(host.WaitForPause());

@@ -91,7 +91,7 @@ TEST_F(Seeking, WhilePlayingGoesOnFromThere) {
 
 TEST_F(Seeking, OnResumeIsCarriedOutBeforeAnythingIsShown) {
     // Posted inside the pause's callback, on the loop's own thread, right before the pause ends.
-    m_host.m_onNotify = [this](unsigned int nWhat) {
+    m_host.onNotify = [this](unsigned int nWhat) {
         if (nWhat == KQ_NOTIFY_POSITION && m_host.GetPositions().size() == 2) {
             m_host->Seek(1.0, 1);
             m_host->Resume();

@@ -72,7 +72,7 @@ TEST_F(Stress, AThousandRunsHalfOfThemOfPlayersMadeInTheEndOfPlay) {
         PlayerHost& host = *chain.hosts.emplace_back(std::make_unique<PlayerHost>(&video));
         // The run may end, and its callback give the host's reference back, before Play() has returned here.
         const auto pPlayer = kq::ComPtr<IMediaPlayer>::Share(host.Get());
-        host.m_onNotify = [&](unsigned int nWhat) {
+        host.onNotify = [&](unsigned int nWhat) {
             if (nWhat != KQ_NOTIFY_END) {
                 return;
             }
@@ -136,7 +136,7 @@ void MakeAStorm(bool bVideo, bool bAudio) {
     FakeAudio audio(2.0);
     PlayerHost host(bVideo ? &video : nullptr, bAudio ? &audio : nullptr);
     std::atomic<unsigned int> nNotified{0};
-    host.m_onNotify = [&](unsigned int nWhat) {
+    host.onNotify = [&](unsigned int nWhat) {
         const std::function<void()> actions[] = {[&] { host->Seek(0.3, 1); }, [&] { host->Pause(); },
                                                  [&] { host->Resume(); }, [&] { host->Forward(); },
                                                  [&] { host->Stop(); }};

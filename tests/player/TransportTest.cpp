@@ -57,7 +57,7 @@ TEST(Transport, WithSeveralViewsTheDecoderOfModeZeroIsTold) {
     FakeVideo first(50, 25);
     FakeVideo second(50, 25);
     FakeVideo third(50, 25);
-    third.m_bHasDispatch = false;
+    third.hasDispatch = false;
     PlayerHost host;
     host.AddView(0, &first);
     host.AddView(1, &second);
@@ -121,11 +121,11 @@ TEST(Transport, LengthsComeFromTheStreams) {
     host.SetAudio(&longer);
     EXPECT_EQ(host->GetMovieLength(), 12.5);
     EXPECT_EQ(host->SetPlayTime(2.0, 0), 0);
-    video.m_bNoFormat = true;
+    video.noFormat = true;
     EXPECT_EQ(host->GetMovieLength(), 0.0);
     EXPECT_EQ(host->SetPlayTime(2.0, 0), 1);
     EXPECT_EQ(host->SetPlayTime(2.0, 1.0), 0);
-    video.m_bNoFormat = false;
+    video.noFormat = false;
     host.SetAudio(nullptr);
     EXPECT_EQ(host->GetMovieLength(), 10.0);
     EXPECT_EQ(longer.GetRefCount(), 1);
@@ -134,7 +134,7 @@ TEST(Transport, LengthsComeFromTheStreams) {
 TEST(Transport, AudioWithoutInformationIsNotKept) {
     FakeAudio audio(1.0);
     PlayerHost host;
-    for (bool FakeAudio::*pFault : {&FakeAudio::m_bInfoFails, &FakeAudio::m_bNoFormat}) {
+    for (bool FakeAudio::*pFault : {&FakeAudio::infoFails, &FakeAudio::noFormat}) {
         audio.*pFault = true;
         TakeLog();
         host.SetAudio(&audio);
@@ -149,7 +149,7 @@ TEST(Transport, RefusesWhatWouldHangInsideTheCallback) {
     FakeVideo video(50, 100);
     PlayerHost host(&video);
     std::vector<std::int32_t> results;
-    host.m_onNotify = [&](unsigned int nWhat) {
+    host.onNotify = [&](unsigned int nWhat) {
         if (nWhat == KQ_NOTIFY_POSITION && results.empty()) {
             results = {host->Stop(), host->Load(), host->SyncSeek(0.2, 1)};
         }

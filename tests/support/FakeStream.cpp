@@ -8,7 +8,7 @@
 namespace kq::test {
 
 std::int32_t FakeStream::QueryInterface(const _GUID& riid, void** ppv) {
-    if (riid != IID_IQLXDispatch || !m_bHasDispatch) {
+    if (riid != IID_IQLXDispatch || !hasDispatch) {
         *ppv = nullptr;
         return kq::NoInterface;
     }
@@ -18,7 +18,7 @@ std::int32_t FakeStream::QueryInterface(const _GUID& riid, void** ppv) {
 }
 
 std::int32_t FakeStream::GetStreamInfo(IStreamInfo** ppInfo) {
-    if (m_bInfoFails) {
+    if (infoFails) {
         *ppInfo = reinterpret_cast<IStreamInfo*>(8); // not given: whoever touches it crashes
         return kq::Failed;
     }
@@ -73,7 +73,7 @@ std::vector<int> FakeStream::GetCommands() const {
 
 FakeVideo::FakeVideo(int nFrames, double dFrameRate, int nWidth, int nHeight, double dFirstStamp)
     : FakeStream(dFrameRate) {
-    m_format = {nWidth, nHeight, dFrameRate, nFrames, nWidth, nHeight};
+    format = {nWidth, nHeight, dFrameRate, nFrames, nWidth, nHeight};
     const std::size_t nLuma = static_cast<std::size_t>(nWidth) * static_cast<std::size_t>(nHeight);
     const int nChromaWidth = (nWidth + 1) / 2;
     const std::size_t nChroma =
@@ -96,12 +96,12 @@ FakeVideo::FakeVideo(int nFrames, double dFrameRate, int nWidth, int nHeight, do
 }
 
 StreamFormat FakeVideo::Format() const {
-    return m_bNoFormat ? StreamFormat(AUDIO_STREAM_INFO{}) : m_format;
+    return noFormat ? StreamFormat(AUDIO_STREAM_INFO{}) : format;
 }
 
 FakeAudio::FakeAudio(double dSeconds, int nRate, int nChannels, int nChunkFrames)
     : FakeStream(static_cast<double>(nRate) / nChunkFrames) {
-    m_format = {nRate, nChannels, 0, 0, dSeconds, 0};
+    format = {nRate, nChannels, 0, 0, dSeconds, 0};
     const auto nTotal = static_cast<std::int64_t>(std::llround(dSeconds * nRate));
     for (std::int64_t nStart = 0; nStart < nTotal; nStart += nChunkFrames) {
         const std::int64_t nEnd = std::min<std::int64_t>(nStart + nChunkFrames, nTotal);
@@ -119,7 +119,7 @@ FakeAudio::FakeAudio(double dSeconds, int nRate, int nChannels, int nChunkFrames
 }
 
 StreamFormat FakeAudio::Format() const {
-    return m_bNoFormat ? StreamFormat(VIDEO_STREAM_INFO{}) : m_format;
+    return noFormat ? StreamFormat(VIDEO_STREAM_INFO{}) : format;
 }
 
 } // namespace kq::test

@@ -36,9 +36,9 @@ public:
     std::vector<int> GetCommands() const;
     int GetIndex() const;
 
-    bool m_bInfoFails = false;  ///< GetStreamInfo() fails
-    bool m_bNoFormat = false;   ///< the information is that of a stream of another kind
-    bool m_bHasDispatch = true; ///< answers IID_IQLXDispatch
+    bool infoFails = false;  ///< GetStreamInfo() fails
+    bool noFormat = false;   ///< the information is that of a stream of another kind
+    bool hasDispatch = true; ///< answers IID_IQLXDispatch
 
 protected:
     /// @param dRate of the frames, whatever the format record says
@@ -68,7 +68,7 @@ public:
     static int LumaOf(int nFrame) { return 17 + nFrame % 200; }
 
     MEDIA_FRAME& FrameAt(int n) { return m_frames[static_cast<std::size_t>(n)]; }
-    VIDEO_STREAM_INFO m_format{};
+    VIDEO_STREAM_INFO format{};
 
 protected:
     StreamFormat Format() const override;
@@ -83,7 +83,7 @@ public:
         return static_cast<std::int16_t>(nSampleFrame % 20000);
     }
 
-    AUDIO_STREAM_INFO m_format{};
+    AUDIO_STREAM_INFO format{};
 
 protected:
     StreamFormat Format() const override;

@@ -60,8 +60,8 @@ long PlayerHost::OnNotify(void* pUserData, unsigned int nMessage, unsigned int n
     } else {
         ++self.m_nEnds;
     }
-    if (self.m_onNotify) {
-        self.m_onNotify(nWhat);
+    if (self.onNotify) {
+        self.onNotify(nWhat);
     }
     return 0;
 }

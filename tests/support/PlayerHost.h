@@ -39,7 +39,7 @@ public:
     bool WaitForPause() const;
 
     /// Called inside the callback, after it has been recorded. Set before playing.
-    std::function<void(unsigned int nWhat)> m_onNotify;
+    std::function<void(unsigned int nWhat)> onNotify;
 
 private:
     static long OnNotify(void* pUserData, unsigned int nMessage, unsigned int nWhat, unsigned int nArgument);

@@ -12,10 +12,10 @@
 
 namespace {
 
-std::mutex s_lock;
-std::vector<std::string> s_lines;
-std::vector<kq::test::SavedImage> s_saved;
-kq::test::ImageCounts s_counts{0, 0};
+std::mutex recorderLock;
+std::vector<std::string> lines;
+std::vector<kq::test::SavedImage> saved;
+kq::test::ImageCounts counts{0, 0};
 
 struct Image {
     tagBITMAPINFOHEADER header{};
@@ -31,14 +31,14 @@ void KQLogEx(const wchar_t* pFormat, ...) {
     std::vswprintf(text.data(), text.size(), pFormat, arguments);
     va_end(arguments);
     const std::wstring line(text.data());
-    const std::lock_guard<std::mutex> lock(s_lock);
-    s_lines.emplace_back(line.begin(), line.end()); // the component's own lines are ASCII
+    const std::lock_guard<std::mutex> lock(recorderLock);
+    lines.emplace_back(line.begin(), line.end()); // the component's own lines are ASCII
 }
 
 void* DICreate() {
-    const std::lock_guard<std::mutex> lock(s_lock);
-    ++s_counts.nAlive;
-    ++s_counts.nMade;
+    const std::lock_guard<std::mutex> lock(recorderLock);
+    ++counts.nAlive;
+    ++counts.nMade;
     return new Image;
 }
 
@@ -70,38 +70,38 @@ tagBITMAPINFOHEADER* DIGetBitmapInfo(void* pImage) {
 
 int DISaveEx(void* pImage, const wchar_t* pPath, const wchar_t* pMimeType) {
     const auto& image = *static_cast<Image*>(pImage);
-    const std::lock_guard<std::mutex> lock(s_lock);
-    s_saved.push_back({image.header.biWidth, image.header.biHeight, image.bits, pPath,
-                       pMimeType != nullptr ? pMimeType : L""});
+    const std::lock_guard<std::mutex> lock(recorderLock);
+    saved.push_back({image.header.biWidth, image.header.biHeight, image.bits, pPath,
+                     pMimeType != nullptr ? pMimeType : L""});
     return 1;
 }
 
 void DIDestroy(void* pImage) {
     delete static_cast<Image*>(pImage);
-    const std::lock_guard<std::mutex> lock(s_lock);
-    --s_counts.nAlive;
+    const std::lock_guard<std::mutex> lock(recorderLock);
+    --counts.nAlive;
 }
 
 namespace kq::test {
 
 std::vector<std::string> TakeLog() {
-    const std::lock_guard<std::mutex> lock(s_lock);
-    return std::exchange(s_lines, {});
+    const std::lock_guard<std::mutex> lock(recorderLock);
+    return std::exchange(lines, {});
 }
 
 bool HasLogged(const std::string& line) {
-    const std::lock_guard<std::mutex> lock(s_lock);
-    return std::find(s_lines.begin(), s_lines.end(), line) != s_lines.end();
+    const std::lock_guard<std::mutex> lock(recorderLock);
+    return std::find(lines.begin(), lines.end(), line) != lines.end();
 }
 
 std::vector<SavedImage> TakeSavedImages() {
-    const std::lock_guard<std::mutex> lock(s_lock);
-    return std::exchange(s_saved, {});
+    const std::lock_guard<std::mutex> lock(recorderLock);
+    return std::exchange(saved, {});
 }
 
 ImageCounts GetImageCounts() {
-    const std::lock_guard<std::mutex> lock(s_lock);
-    return s_counts;
+    const std::lock_guard<std::mutex> lock(recorderLock);
+    return counts;
 }
 
 } // namespace kq::test

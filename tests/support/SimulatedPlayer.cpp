@@ -496,7 +496,7 @@ Simulation::Simulation(std::uint64_t seed) : m_scheduler(seed) {
     isHost = true;
     InstallSoundMaker(&MakeSimulatedSound);
     MakeScene();
-    m_recorder.m_onPicture = [this](int n) { OnPicture(n); };
+    m_recorder.onPicture = [this](int n) { OnPicture(n); };
     m_scheduler.LimitTo(
         300'000'000, [] { std::fprintf(stderr, "a script hangs:\n%s", current->m_result.script.c_str()); });
 }

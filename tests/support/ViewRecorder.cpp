@@ -22,8 +22,8 @@ namespace {
 template <class Function>
 Function* Find(const char* pName) {
     const auto program = std::filesystem::read_symlink("/proc/self/exe");
-    static void* const s_pLibrary = dlopen((program.parent_path() / "PlayerView.so").c_str(), RTLD_NOW);
-    void* const pFound = s_pLibrary != nullptr ? dlsym(s_pLibrary, pName) : nullptr;
+    static void* const viewLibrary = dlopen((program.parent_path() / "PlayerView.so").c_str(), RTLD_NOW);
+    void* const pFound = viewLibrary != nullptr ? dlsym(viewLibrary, pName) : nullptr;
     if (pFound == nullptr) {
         throw std::runtime_error(std::string("the recording view library lacks ") + pName);
     }
@@ -74,8 +74,8 @@ void ViewRecorder::OnPicture(void*, int nView, int nWidth, int nHeight, const un
     std::unique_lock<std::mutex> lock(self.m_lock);
     self.m_pictures.push_back(picture);
     lock.unlock();
-    if (self.m_onPicture) {
-        self.m_onPicture(FrameOf(picture.nFirstPixel));
+    if (self.onPicture) {
+        self.onPicture(FrameOf(picture.nFirstPixel));
     }
 }
 

@@ -48,7 +48,7 @@ public:
     void Clear();
 
     /// Called with the frame number of every picture of any view, on the thread that shows it.
-    std::function<void(int nFrame)> m_onPicture;
+    std::function<void(int nFrame)> onPicture;
 
     /// Library-side views that exist.
     static int GetAlive();

@@ -72,7 +72,7 @@ public:
         Wait(WAIT_FOREVER);
         AwaitLastSteps();
     }
-    int svc() override { return m_body ? m_body() : BaseThread::svc(); }
+    int svc() override { return body ? body() : BaseThread::svc(); }
     /// As the sound's: it looks at the stop request only while it is not suspended.
     int SleepWhileSuspended() {
         while (GetState() == THREAD_SUSPENDED || m_pStopEvent->Wait(0) != WAIT_SET) {
@@ -80,7 +80,7 @@ public:
         }
         return 0;
     }
-    std::function<int()> m_body;
+    std::function<int()> body;
     using BaseThread::IsOwnThread;
     using BaseThread::MarkFinished;
 };
@@ -96,7 +96,7 @@ TEST(BaseThread, IdleObjectDoesNothing) {
 
 TEST(BaseThread, GoesThroughItsStates) {
     Worker worker;
-    worker.m_body = [&] { return worker.SleepWhileSuspended(); };
+    worker.body = [&] { return worker.SleepWhileSuspended(); };
     EXPECT_EQ(worker.Start(), 1);
     EXPECT_EQ(worker.Start(), 0);
     EXPECT_EQ(worker.GetState(), THREAD_RUNNING);
@@ -121,7 +121,7 @@ TEST(BaseThread, GoesThroughItsStates) {
 
 TEST(BaseThread, ARunThatEndsSuspendedLeavesNoSuspensionBehind) {
     Worker worker;
-    worker.m_body = [&] {
+    worker.body = [&] {
         WaitUntil([&] { return worker.GetState() == THREAD_SUSPENDED; });
         return 0;
     };
@@ -137,7 +137,7 @@ TEST(BaseThread, StartedFromItsOwnEndLosesNoThreadAndKeepsTheNewState) {
     constexpr int kRuns = 1000;
     Worker worker;
     std::atomic<int> nRuns{0};
-    worker.m_body = [&] {
+    worker.body = [&] {
         worker.MarkFinished();
         if (++nRuns < kRuns) {
             EXPECT_EQ(worker.Start(), 1);

@@ -67,13 +67,13 @@ TEST(Capture, SaysWhyThereIsNoPicture) {
     host.AddView(1, &video);
     expectFailure(&unknown, somewhere, " User Request Picture Format no Support  \n");
     EXPECT_EQ(TakeSavedImages().at(0).mimeType, L""); // handed on, with nothing to write
-    video.m_bNoFormat = true;
+    video.noFormat = true;
     expectFailure(&info, somewhere, "Input videostream Can,t Get NULL Stream Info \n");
     EXPECT_EQ(host->CaptureCurrentImageEx(), nullptr);
-    video.m_bNoFormat = false;
-    video.m_bInfoFails = true;
+    video.noFormat = false;
+    video.infoFails = true;
     expectFailure(&info, somewhere, "Input videostream Can,t Get NULL IStreamInfo \n");
-    video.m_bInfoFails = false;
+    video.infoFails = false;
     video.NextFrame();
     expectFailure(&info, somewhere, "Input videostream Can,t Get NULL Sample \n");
 }
@@ -181,8 +181,8 @@ TEST(Capture, KeepsEveryColourOfPackedPictures) {
     PlayerHost host(&video);
     for (unsigned n = 0; n < std::size(sizes); ++n) {
         Bytes bgr = RandomBgr(sizes[n].width, sizes[n].height, n);
-        video.m_format.nWidth = sizes[n].width;
-        video.m_format.nHeight = n % 2 == 0 ? sizes[n].height : -sizes[n].height;
+        video.format.nWidth = sizes[n].width;
+        video.format.nHeight = n % 2 == 0 ? sizes[n].height : -sizes[n].height;
         frame.image.pRgb = bgr.data();
         frame.llPTS = n;
         const CaptureImageInfo info = Format(0);

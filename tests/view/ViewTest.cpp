@@ -78,12 +78,12 @@ TEST_F(ViewManager, RectangleComesBackAsTheHostGaveIt) {
 
 TEST_F(ViewManager, StreamsAreHeldOnceAndRefusedWithoutInformation) {
     FakeVideo video(3, 25, 7, 5);
-    video.m_format.nAspectX = 16;
-    video.m_format.nAspectY = 9;
+    video.format.nAspectX = 16;
+    video.format.nAspectY = 9;
     FakeVideo failing(3, 25);
-    failing.m_bInfoFails = true;
+    failing.infoFails = true;
     FakeVideo formatless(3, 25);
-    formatless.m_bNoFormat = true;
+    formatless.noFormat = true;
     {
         const auto view = MakeView();
         EXPECT_EQ(view->SetVideoInput(1, &video), 0);
@@ -194,7 +194,7 @@ TEST_F(ViewManager, ShowsBlackForWhatCannotBeShown) {
 
     // A stream that does not know its size shows black as well, in some size.
     FakeVideo sizeless(1, 25);
-    sizeless.m_format.nWidth = sizeless.m_format.nHeight = 0;
+    sizeless.format.nWidth = sizeless.format.nHeight = 0;
     EXPECT_EQ(view->SetVideoInput(1, &sizeless), 0);
     m_recorder.Clear();
     m_manager->ShowUserFrame();
