@@ -37,10 +37,10 @@ done
 [[ $(field libkqplayer1 Depends) == *libopenal1* ]] || fail "the runtime needs no OpenAL: $(field libkqplayer1 Depends)"
 [[ $(field kqplay Depends) == *"libkqplayer1 (= "*libavformat* ]] || fail "kqplay needs: $(field kqplay Depends)"
 [[ $(field libkqplayer-dev Depends) == *"libkqplayer1 (= "* ]] || fail "the development package lacks its library"
-dpkg-deb -I debs/libkqplayer1_*.deb shlibs | grep -q '^libKQPlayer 1 libkqplayer1' || fail "no shlibs file"
+dpkg-deb -I debs/libkqplayer1_*.deb shlibs | grep '^libKQPlayer 1 libkqplayer1' >/dev/null || fail "no shlibs file"
 
 # The program runs, and manual page and completion know each of its options.
-root/usr/bin/kqplay --version | grep -q '^kqplay [1-9]' || fail "kqplay does not run"
+root/usr/bin/kqplay --version | grep '^kqplay [1-9]' >/dev/null || fail "kqplay does not run"
 page=$(zcat root/usr/share/man/man1/kqplay.1.gz | sed 's/\\-/-/g')
 mapfile -t options < <(root/usr/bin/kqplay --help | sed -n 's/^ *\(-.,\)\?\(--[a-z-]*\).*/\2/p')
 ((${#options[@]} > 15)) || fail "kqplay --help shows only ${#options[@]} options"
