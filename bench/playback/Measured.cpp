@@ -60,12 +60,17 @@ void Print(const char* format, ...) {
     va_end(arguments);
 }
 
-Usage Run(const std::vector<std::string>& command) {
-    Usage usage;
-    const double start = Now();
+pid_t Begin(const std::vector<std::string>& command) {
     const pid_t child = fork();
     if (child == 0)
         Become(command);
+    return child;
+}
+
+Usage Run(const std::vector<std::string>& command) {
+    Usage usage;
+    const double start = Now();
+    const pid_t child = Begin(command);
     int status = 0;
     rusage resources = {};
     if (child < 0 || wait4(child, &status, 0, &resources) != child)

@@ -2,6 +2,8 @@
 /// What the measurements share: clips, programs that are run and measured, and percentiles.
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 #include <vector>
 
@@ -14,6 +16,9 @@ struct Usage {
     double elapsed = 0;   ///< seconds
     double peak = 0;      ///< largest resident size, in megabytes
 };
+
+/// Starts a program, its output thrown away. @return the process, for the caller to wait for; -1 for none
+pid_t Begin(const std::vector<std::string>& command);
 
 /// Runs a program to its end, its output thrown away.
 Usage Run(const std::vector<std::string>& command);

@@ -1,10 +1,12 @@
 // From the call to the picture: seeks and frame steps on 1080p clips whose pictures carry their number.
 #include "ComponentHost.h"
+#include "OtherPlayer.h"
 #include "Seek.h"
 
 #include <kqplayer/media_file.h>
 
 #include <bench/playback/Measured.h>
+#include <tests/support/Xvfb.h>
 
 #include <cmath>
 #include <functional>
@@ -61,7 +63,8 @@ std::string Clip1080p(const std::string& name, int gop) {
 /// One clip in one view.
 class SeekBench {
 public:
-    SeekBench(std::string name, const std::string& path, int gop) : m_name(std::move(name)), m_gop(gop) {
+    SeekBench(std::string name, const std::string& path, int gop)
+        : m_name(std::move(name)), m_path(path), m_gop(gop) {
         std::string error;
         kq::streams::OpenOptions options;
         options.audio = false;
@@ -76,7 +79,11 @@ public:
 
     void Run(int count, std::vector<Row>& rows) {
         m_host.LoadAndWait();
-        rows.push_back(Seeks("exact seek, paused", kq::ExactSeek, count));
+        if (IsInstalled("mpv")) {
+            ExactSeeksInTurn(count, rows);
+        } else {
+            rows.push_back(Seeks("exact seek, paused", kq::ExactSeek, count));
+        }
         rows.push_back(Seeks("key-frame seek, paused", kq::KeyFrameSeek, count));
         rows.push_back(Steps("one frame forward", 1, count, [this](int) { m_host->SyncForward(); }));
         rows.push_back(
@@ -96,6 +103,25 @@ private:
             Time(row, landing, [&] { m_host->SyncSeek(n / rate, mode); });
         }
         return row;
+    }
+
+    /// The component's and mpv's.
+    void ExactSeeksInTurn(int count, std::vector<Row>& rows) {
+        const kqtest::Xvfb server({"-screen", "0", "1920x1080x24"});
+        OtherPlayer other(m_path);
+        Row own{m_name, "exact seek, paused", {}, 0};
+        Row others{m_name, "the same with mpv", {}, 0};
+        for (int i = 0; i < count; ++i) {
+            const int n = RandomFrame();
+            Time(own, n, [&] { m_host->SyncSeek(n / rate, kq::ExactSeek); });
+            if (const auto milliseconds = other.Seek(n / rate, 1 / rate)) {
+                others.milliseconds.push_back(*milliseconds);
+            } else {
+                ++others.missed;
+            }
+        }
+        rows.push_back(own);
+        rows.push_back(others);
     }
 
     /// @param by 1 or -1, which step() goes, given the frame that is to come
@@ -142,6 +168,7 @@ private:
     int RandomFrame() { return 20 + static_cast<int>(m_random() % (frameCount - 120)); }
 
     const std::string m_name;
+    const std::string m_path;
     const int m_gop;
     kq::streams::MediaFile m_file;
     ComponentHost m_host{ReadNumber};

@@ -11,8 +11,10 @@
 namespace kq::streams {
 namespace {
 
-/// A seek decodes every frame from so long before its target on.
-constexpr Ticks leastDecoded = TicksPerSecond / 4;
+/// A seek decodes every frame from so many pictures before its target on,
+constexpr int leastDecoded = 2;
+/// or from so long before it in a file with pictures that last longer.
+constexpr Ticks moreDecoded = TicksPerSecond / 4;
 
 /// Somebody who goes back by less than this is likely to go back further, frame by frame: the last frames
 /// that the way leads over are kept.
@@ -103,13 +105,15 @@ Landing VideoSource::Seek(Ticks time, bool exact) {
         return SeekKey(time);
     }
     const bool back = m_last && m_last->time > time && m_last->time < time + nearby;
-    const Ticks from = time - (back ? 2 * leastDecoded : leastDecoded);
+    const Ticks least = m_hasLongPictures ? moreDecoded : std::min(leastDecoded * Step(), moreDecoded);
+    const Ticks from = time - (back ? 2 * moreDecoded : least);
     Passed passed;
     passed.most = back ? nearbyFrames : 0;
     passed.bytes = nearbyBytes;
     auto frame = SeekExact(time, from, passed);
     // A frame that stays on show for long may have been left out.
     if (frame && frame->time < from) {
+        m_hasLongPictures = true;
         passed = {};
         frame = SeekExact(time, 0, passed);
     }
@@ -187,6 +191,9 @@ FramePtr VideoSource::GoForward(Ticks time, Decoded shown, Passed* passed) {
                 passed->Add(std::move(shown));
             }
             shown = std::move(next);
+            if (shown.time >= time - Tolerance()) {
+                break; // all that follow are later
+            }
         }
     }
     if (!shown.data) {

@@ -87,6 +87,7 @@ private:
     std::size_t m_longWayBytes = 0; ///< 0: pictures on a long way are not kept
     std::function<void(Ticks)> m_beginLongWay;
     bool m_keepsAllWays = false;
+    bool m_hasLongPictures = false; ///< a seek found a picture that lasts longer than usual
 };
 
 } // namespace kq::streams
