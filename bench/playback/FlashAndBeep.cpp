@@ -8,7 +8,10 @@
 #include <host/kqplay/Player.h>
 #include <host/kqplay/ViewLibrary.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cmath>
+#include <memory>
 #include <stdexcept>
 #include <thread>
 
@@ -16,62 +19,103 @@ namespace bench {
 namespace {
 
 constexpr int seconds = 10;
+/// Flashes and beeps further apart belong to different seconds of the file, at every speed.
+constexpr double farApart = 100;
 
-/// Notes when white pictures are shown, and waits for the end.
+/// Notes when white pictures begin to be shown, and waits for the end.
 class FlashWatch final : public kqplay::PlayerListener {
 public:
     static void OnPicture(void*, int, int width, int height, const unsigned char* pixels, void* self) {
         const std::size_t middle = (static_cast<std::size_t>(height) / 2 * static_cast<std::size_t>(width) +
                                     static_cast<std::size_t>(width) / 2) *
                                    4;
-        if (pixels[middle] > 128)
-            static_cast<FlashWatch*>(self)->m_flashes.push_back(NowMilliseconds());
+        auto& watch = *static_cast<FlashWatch*>(self);
+        const bool isWhite = pixels[middle] > 128;
+        if (isWhite && !watch.m_isWhite) {
+            watch.m_flashes.push_back(NowMilliseconds());
+        }
+        watch.m_isWhite = isWhite;
     }
     void OnPosition(double) override {}
     void OnEnd() override { m_ended = true; }
 
     std::atomic<bool> m_ended{false};
+    bool m_isWhite = false;
     std::vector<double> m_flashes;
 };
 
-} // namespace
-
-void MeasureFlashAndBeep() {
-    const std::string clip = MakeClip(
-        "flash.mkv",
+/// @return a clip that flashes for two pictures and beeps once a second
+std::string FlashClip() {
+    return MakeClip(
+        "flashes.mkv",
         {"-f", "lavfi", "-i",
-         "color=black:size=320x180:rate=60,drawbox=enable='lt(mod(t,1),0.016)':color=white:t=fill", "-f",
-         "lavfi", "-i", "aevalsrc='if(lt(mod(t,1),0.02),0.8*cos(2*PI*1000*t),0)':s=48000", "-t",
+         "color=black:size=320x180:rate=60,drawbox=enable='lt(mod(t,1),0.032)':color=white:t=fill", "-f",
+         "lavfi", "-i", "aevalsrc='if(lt(mod(t,1),0.04),0.8*cos(2*PI*1000*t),0)':s=48000", "-t",
          std::to_string(seconds), "-c:v", "libx264", "-pix_fmt", "yuv420p", "-ac", "2", "-c:a", "pcm_s16le"});
+}
+
+/// What was seen and heard, in milliseconds.
+struct Noted {
+    std::vector<double> flashes;
+    std::vector<double> beeps;
+};
+
+/// @param length seconds of the file
+Noted PlayAt(double rate, double length) {
     kq::streams::MediaFile file;
+    std::shared_ptr<kq::streams::Timeline> timeline;
     std::string error;
-    if (!kq::streams::OpenMediaFile(clip, {}, file, error))
+    if (!kq::streams::OpenTimeline(FlashClip(), {}, file, timeline, error)) {
         throw std::runtime_error(error);
+    }
+    timeline->SetRate(rate);
+    timeline->SetRange(0, length);
     FlashWatch watch;
     RealTimeDevice device;
     kqplay::ViewLibrary views;
     {
         kqplay::Player player;
         if (!player.Create(watch, error) || !player.CreateView(kq::OffScreenParent(), 320, 180) ||
-            !player.SetVideo(file.video, nullptr))
+            !player.SetVideo(file.video, nullptr)) {
             throw std::runtime_error(error.empty() ? views.WhyNoView() : error);
+        }
         player.SetAudio(file.audio);
         views.SetPictureSink(FlashWatch::OnPicture, &watch);
+        player.SetRange(0, timeline->EndTime());
         player.Play();
-        while (!watch.m_ended)
+        while (!watch.m_ended) {
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
         views.SetPictureSink(nullptr, nullptr);
     }
     device.Stop();
     file.Release();
+    return {watch.m_flashes, device.Beeps()};
+}
 
-    std::vector<double> offsets;
-    for (std::size_t i = 0; i < watch.m_flashes.size() && i < device.Beeps().size(); ++i)
-        offsets.push_back(watch.m_flashes[i] - device.Beeps()[i]);
+} // namespace
+
+void MeasureFlashAndBeep() {
     Print("Flash and beep: picture after sound, a device with a period of %.1f ms; milliseconds\n",
           RealTimeDevice::Period * 1000.0 / RealTimeDevice::SampleRate);
-    Print("%zu flashes, %zu beeps: smallest %.1f, median %.1f, largest %.1f\n\n", watch.m_flashes.size(),
-          device.Beeps().size(), Percentile(offsets, 0), Percentile(offsets, 0.5), Percentile(offsets, 1));
+    Print("%8s %8s %8s %8s %9s %8s %8s\n", "speed", "flashes", "beeps", "in pairs", "smallest", "median",
+          "largest");
+    for (const double rate : {1.0, 0.25, 0.5, 1.5, 2.0, 4.0}) {
+        const Noted noted = PlayAt(rate, rate < 1 ? 5 : seconds);
+        std::vector<double> offsets;
+        for (const double flash : noted.flashes) {
+            const auto nearer = [flash](double a, double b) {
+                return std::abs(a - flash) < std::abs(b - flash);
+            };
+            const auto beep = std::min_element(noted.beeps.begin(), noted.beeps.end(), nearer);
+            if (beep != noted.beeps.end() && std::abs(*beep - flash) < farApart) {
+                offsets.push_back(flash - *beep);
+            }
+        }
+        Print("%8.2f %8zu %8zu %8zu %9.1f %8.1f %8.1f\n", rate, noted.flashes.size(), noted.beeps.size(),
+              offsets.size(), Percentile(offsets, 0), Percentile(offsets, 0.5), Percentile(offsets, 1));
+    }
+    Print("\n");
 }
 
 } // namespace bench

@@ -35,7 +35,7 @@ bool Tempo::Connect(double tempo) {
     const double factor = std::pow(tempo, 1.0 / stages);
     // A stage takes sound from half a window ahead on an average, and the second one stretches that. The
     // window goes by the rate that it is told: slow sound can do with half of it.
-    m_told = tempo < 0.5 ? m_rate / 2 : m_rate;
+    m_told = tempo < 0.7 ? m_rate / 2 : m_rate;
     const double half = WindowAt(m_told) / 2;
     m_lead = stages == 1 ? half / factor : half / factor / factor + half / factor;
     char input[128];
