@@ -60,15 +60,23 @@ std::string Clip1080p(const std::string& name, int gop) {
                            "bframes=3:scenecut=0:keyint=" + std::to_string(gop)});
 }
 
+/// The same frames whenever it begins, some way from the ends, so that the clip does not end while it plays.
+class RandomFrame {
+public:
+    int operator()() { return 20 + static_cast<int>(m_random() % (frameCount - 120)); }
+
+private:
+    std::mt19937 m_random{41};
+};
+
 /// One clip in one view.
 class SeekBench {
 public:
-    SeekBench(std::string name, const std::string& path, int gop)
-        : m_name(std::move(name)), m_path(path), m_gop(gop) {
+    SeekBench(std::string name, const std::string& path, int gop) : m_name(std::move(name)), m_gop(gop) {
         std::string error;
         kq::streams::OpenOptions options;
         options.audio = false;
-        if (!kq::streams::OpenMediaFile(path, options, m_file, error)) {
+        if (!kq::streams::OpenTimeline(path, options, m_file, m_timeline, error)) {
             throw std::runtime_error(error);
         }
         m_host.AddView(1, *m_file.video);
@@ -79,11 +87,7 @@ public:
 
     void Run(int count, std::vector<Row>& rows) {
         m_host.LoadAndWait();
-        if (IsInstalled("mpv")) {
-            ExactSeeksInTurn(count, rows);
-        } else {
-            rows.push_back(Seeks("exact seek, paused", kq::ExactSeek, count));
-        }
+        rows.push_back(Seeks("exact seek, paused", kq::ExactSeek, count));
         rows.push_back(Seeks("key-frame seek, paused", kq::KeyFrameSeek, count));
         rows.push_back(Steps("one frame forward", 1, count, [this](int) { m_host->SyncForward(); }));
         rows.push_back(
@@ -98,30 +102,11 @@ private:
     Row Seeks(const std::string& what, int mode, int count) {
         Row row{m_name, what, {}, 0};
         for (int i = 0; i < count; ++i) {
-            const int n = RandomFrame();
+            const int n = m_frame();
             const int landing = mode == 1 ? n : n / m_gop * m_gop;
             Time(row, landing, [&] { m_host->SyncSeek(n / rate, mode); });
         }
         return row;
-    }
-
-    /// The component's and mpv's.
-    void ExactSeeksInTurn(int count, std::vector<Row>& rows) {
-        const kqtest::Xvfb server({"-screen", "0", "1920x1080x24"});
-        OtherPlayer other(m_path);
-        Row own{m_name, "exact seek, paused", {}, 0};
-        Row others{m_name, "the same with mpv", {}, 0};
-        for (int i = 0; i < count; ++i) {
-            const int n = RandomFrame();
-            Time(own, n, [&] { m_host->SyncSeek(n / rate, kq::ExactSeek); });
-            if (const auto milliseconds = other.Seek(n / rate, 1 / rate)) {
-                others.milliseconds.push_back(*milliseconds);
-            } else {
-                ++others.missed;
-            }
-        }
-        rows.push_back(own);
-        rows.push_back(others);
     }
 
     /// @param by 1 or -1, which step() goes, given the frame that is to come
@@ -130,7 +115,7 @@ private:
         int n = 0;
         for (int i = 0; i < count; ++i) {
             if (i % 10 == 0) {
-                n = RandomFrame();
+                n = m_frame();
                 m_host->SyncSeek(n / rate, kq::ExactSeek);
             }
             n += by;
@@ -164,16 +149,37 @@ private:
         row.milliseconds.push_back(std::chrono::duration<double, std::milli>(shown.when - start).count());
     }
 
-    /// @return a frame some way from the ends, so that the clip does not end while it plays
-    int RandomFrame() { return 20 + static_cast<int>(m_random() % (frameCount - 120)); }
-
     const std::string m_name;
-    const std::string m_path;
     const int m_gop;
     kq::streams::MediaFile m_file;
+    std::shared_ptr<kq::streams::Timeline> m_timeline;
     ComponentHost m_host{ReadNumber};
-    std::mt19937 m_random{41};
+    RandomFrame m_frame;
 };
+
+/// The same exact seeks, and steps back, elsewhere.
+void RunElsewhere(const std::string& name, const std::string& path, int count, std::vector<Row>& rows) {
+    const kqtest::Xvfb server({"-screen", "0", "1920x1080x24"});
+    OtherPlayer player(path);
+    RandomFrame frame;
+    Row seeks{name, "mpv: exact seek, paused", {}, 0};
+    for (int i = 0; i < count; ++i) {
+        if (const auto milliseconds = player.Seek(frame() / rate, 1 / rate)) {
+            seeks.milliseconds.push_back(*milliseconds);
+        } else {
+            ++seeks.missed;
+        }
+    }
+    rows.push_back(seeks);
+    Row back{name, "mpv: one frame back", {}, 0};
+    for (int i = 0; i < count; ++i) {
+        if (i % 10 == 0) {
+            player.Seek(frame() / rate, 1 / rate);
+        }
+        back.milliseconds.push_back(player.StepBack());
+    }
+    rows.push_back(back);
+}
 
 } // namespace
 
@@ -185,8 +191,13 @@ std::vector<Row> MeasureLatency(int count) {
         int gop;
     } clips[] = {{"1080p, key frame every 250", "seek-250.mp4", 250},
                  {"1080p, key frame every 25", "seek-25.mp4", 25}};
+    const bool compare = IsInstalled("mpv");
     for (const auto& clip : clips) {
-        SeekBench(clip.name, Clip1080p(clip.file, clip.gop), clip.gop).Run(count, rows);
+        const std::string path = Clip1080p(clip.file, clip.gop);
+        SeekBench(clip.name, path, clip.gop).Run(count, rows);
+        if (compare) {
+            RunElsewhere(clip.name, path, count, rows);
+        }
     }
     return rows;
 }

@@ -90,15 +90,25 @@ std::optional<double> OtherPlayer::Position() {
 }
 
 std::optional<double> OtherPlayer::Seek(double seconds, double period) {
-    const auto start = Clock::now();
     // It goes to the first picture that begins at or after a place; rounding must not take the next one.
-    Send(R"({"command":["seek",)" + std::to_string(seconds - period / 4) + R"(,"absolute+exact"]})");
-    WaitFor(R"("event":"seek")"); // what began before ends without being waited for
-    WaitFor(R"("event":"playback-restart")");
-    const double milliseconds = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+    const std::string place = std::to_string(seconds - period / 4);
+    const double milliseconds = Await(R"({"command":["seek",)" + place + R"(,"absolute+exact"]})");
     const std::optional<double> reached = Position();
     const bool isThere = reached && std::abs(*reached - seconds) < period / 2;
     return isThere ? std::optional(milliseconds) : std::nullopt;
+}
+
+double OtherPlayer::StepBack() {
+    return Await(R"({"command":["frame-back-step"]})");
+}
+
+/// @return milliseconds until what a command leads to is on show
+double OtherPlayer::Await(const std::string& command) {
+    const auto start = Clock::now();
+    Send(command);
+    WaitFor(R"("event":"seek")"); // what began before ends without being waited for
+    WaitFor(R"("event":"playback-restart")");
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
 void OtherPlayer::Send(const std::string& command) const {

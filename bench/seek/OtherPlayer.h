@@ -25,7 +25,11 @@ public:
     /// @param period seconds that a picture lasts
     std::optional<double> Seek(double seconds, double period);
 
+    /// @return the milliseconds from the command until it shows the picture before
+    double StepBack();
+
 private:
+    double Await(const std::string& command);
     void Start(const std::string& file, const std::string& path);
     void Connect(const std::string& path);
     void WaitForPicture();

@@ -16,7 +16,7 @@ struct Row {
 };
 
 /// Times each kind of movement on 1080p clips through the component, from the call to the picture in the
-/// view. Where mpv is installed, it makes the same exact seeks in turn with the component.
+/// view. Where mpv is installed, it makes the same exact seeks, and steps back, afterwards.
 /// @param count movements of each kind
 std::vector<Row> MeasureLatency(int count);
 
