@@ -27,5 +27,6 @@ inline constexpr _GUID kIDibImage = {0x2E1ADF80, 0x6F97, 0x47F5, {0xA3, 0xAA, 0x
 inline constexpr wchar_t kIMediaPlayerText[] = L"05A20FDC-2032-4c70-9134-AE340D8FC36F";
 inline constexpr wchar_t kIAudioInputText[] = L"89314327-F161-4483-A0EE-AFA455E825EA";
 inline constexpr wchar_t kIPlayerViewMgrText[] = L"08E9EED2-63E7-4895-9C46-8577AD7745CC";
+inline constexpr wchar_t kIPlayerView2Text[] = L"4B70FA33-F0F4-405E-BB9C-DD56B2622596";
 inline constexpr wchar_t kIPlayerViewText[] = L"8E7CE0D9-BF91-4e4f-AF9A-E25C6D9A2C12";
 } // namespace IdentifierValues

@@ -1,0 +1,33 @@
+/// @file
+/// The inner loops of scaling, for the processor at hand.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace kq::playerview {
+
+/// Samples of a row are kept in this many parts of a level.
+inline constexpr int levelParts = 64;
+
+/// The loops work in whole vectors: what they write into tables and rows of samples must be as long as this
+/// says, and what they read from there too.
+constexpr std::size_t PaddedColumns(std::size_t count) {
+    constexpr std::size_t most = 64; // 32-bit lanes of any vector, several times
+    return (count + most - 1) / most * most;
+}
+
+/// out[i] = row[columns[i]]. Writes @p count pixels and no more.
+void PickColumns(const std::uint32_t* row, const std::int32_t* columns, std::size_t count,
+                 std::uint32_t* out);
+/// Blends two pixels for each column that is made.
+/// @param weights of the right pixels in parts of 32768, one a byte of the pixel
+/// @param out     four samples a column
+void BlendColumns(const std::uint32_t* row, const std::int32_t* left, const std::int32_t* right,
+                  const std::int16_t* weights, std::size_t count, std::int16_t* out);
+/// Blends two rows of samples and rounds them. Writes @p count bytes and no more.
+/// @param weight of the lower row, in parts of 32768
+void BlendRows(const std::int16_t* upper, const std::int16_t* lower, std::int16_t weight, std::size_t count,
+               std::uint8_t* out);
+
+} // namespace kq::playerview
