@@ -19,6 +19,11 @@ enum class Command {
     StepBackward, ///< one frame
     Screenshot,
     ToggleFullScreen,
+    ZoomActual,   ///< 100 %
+    ZoomDouble,   ///< 200 %
+    ZoomFourfold, ///< 400 %
+    ZoomFit,      ///< the whole picture
+    TogglePixel,  ///< values under the pointer
     Quieter,
     Louder,
     ToggleMute,

@@ -47,7 +47,8 @@ std::string Describe(const kq::streams::MediaFacts& facts) {
 } // namespace
 
 EventLoop::EventLoop(PlaybackParts& parts)
-    : m_parts(parts), m_transport(parts), m_mute(parts.options.mute), m_volume(parts.options.volume) {}
+    : m_parts(parts), m_transport(parts), m_magnifier(parts), m_mute(parts.options.mute),
+      m_volume(parts.options.volume) {}
 
 ExitStatus EventLoop::Run() {
     m_transport.Start();
@@ -124,6 +125,10 @@ void EventLoop::TakeCommands() {
     }
     if (const auto part = m_parts.window->TakeTimelineClick()) {
         m_transport.SeekToPart(*part);
+    }
+    const std::string zoomed = m_magnifier.Follow(m_parts.window->TakeMouse());
+    if (!zoomed.empty()) {
+        Show(zoomed);
     }
 }
 
@@ -223,6 +228,17 @@ void EventLoop::Obey(Command command) {
         return Show(m_transport.ToggleLoop());
     case Command::ToggleFullScreen:
         return m_parts.window ? m_parts.window->ToggleFullScreen() : void();
+    case Command::ZoomActual:
+        return Show(m_magnifier.SetFactor(1));
+    case Command::ZoomDouble:
+        return Show(m_magnifier.SetFactor(2));
+    case Command::ZoomFourfold:
+        return Show(m_magnifier.SetFactor(4));
+    case Command::ZoomFit:
+        return Show(m_magnifier.SetFactor(0));
+    case Command::TogglePixel:
+        m_showsPixel = !m_showsPixel;
+        return Show(m_showsPixel ? "pixel values: pause, and point at a picture" : "no pixel values");
     case Command::Quieter:
         return SetVolume(m_volume - volumeStep, false);
     case Command::Louder:
@@ -340,6 +356,9 @@ Progress EventLoop::CurrentProgress(const char* state) {
         progress.note = "go to: " + m_typed.Text();
     } else if (MonotonicMicroseconds() < m_noteUntil && !m_ending) {
         progress.note = m_note;
+    } else if (m_showsPixel && !m_ending && m_transport.Now() != Transport::State::Playing &&
+               !m_parts.navigation->IsUnderWay()) {
+        progress.note = m_magnifier.DescribePixel();
     }
     return progress;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Command.h"
+#include "Magnifier.h"
 #include "PlaybackParts.h"
 #include "Terminal.h"
 #include "Transport.h"
@@ -48,6 +49,7 @@ private:
 
     PlaybackParts& m_parts;
     Transport m_transport;
+    Magnifier m_magnifier;
     Terminal m_terminal;
     TypedPlace m_typed;
     bool m_mute;
@@ -56,6 +58,7 @@ private:
     std::int64_t m_noteUntil = 0;
     std::int64_t m_repeatAt = 0; ///< microseconds
     bool m_keysTyped = false;
+    bool m_showsPixel = false;
     const char* m_ending = nullptr; ///< how it ended, once it has
     ExitStatus m_status = ExitPlayed;
 };

@@ -5,6 +5,7 @@
 #include <kqplayer/convenience.h>
 #include <kqplayer/kqplayer.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -73,6 +74,10 @@ public:
     int Activity() const { return m_player->IsActivate(); }
     /// @return seconds in the file, from its very beginning; 0 for unknown
     double MovieLength() const { return m_player->GetMovieLength(); }
+    /// @return a view, for looking closely; null when there is none of that index
+    kq::ComPtr<IPlayerView2> View(std::size_t index) const {
+        return index < m_shown.size() ? m_shown[index].As<IPlayerView2>() : nullptr;
+    }
     /// @return the windows that show the views; null for one that is off-screen
     std::vector<void*> ViewWindows() const;
 

@@ -275,21 +275,62 @@ void VideoWindow::OnText(const char* text, std::vector<int>& keys) {
 void VideoWindow::OnMouse(const XEvent& event) {
     switch (event.type) {
     case ButtonPress:
-        m_dragging = event.xbutton.button == Button1 && event.xbutton.y >= m_height - timelineHeight;
-        Drag(event.xbutton.x);
+        OnButton(event);
         break;
     case MotionNotify:
+        MovePointer(event.xmotion.x, event.xmotion.y);
         Drag(event.xmotion.x);
         break;
     case ButtonRelease:
-        m_dragging = false;
+        m_dragging = m_dragging && event.xbutton.button != Button1;
+        m_panning = m_panning && event.xbutton.button != Button3;
         break;
     default:
         break;
     }
 }
 
+void VideoWindow::OnButton(const XEvent& event) {
+    const XButtonEvent& button = event.xbutton;
+    MovePointer(button.x, button.y);
+    switch (button.button) {
+    case Button1:
+        m_dragging = button.y >= m_height - timelineHeight;
+        Drag(button.x);
+        break;
+    case Button3:
+        m_panning = button.y < m_height - timelineHeight;
+        break;
+    case Button4: // the wheel
+        ++m_mouse.wheel;
+        break;
+    case Button5:
+        --m_mouse.wheel;
+        break;
+    default:
+        break;
+    }
+}
+
+void VideoWindow::MovePointer(int x, int y) {
+    if (m_panning) {
+        m_mouse.draggedX += x - m_mouse.x;
+        m_mouse.draggedY += y - m_mouse.y;
+    }
+    m_mouse.x = x;
+    m_mouse.y = y;
+}
+
+PictureMouse VideoWindow::TakeMouse() {
+    const PictureMouse taken = m_mouse;
+    m_mouse.wheel = m_mouse.draggedX = m_mouse.draggedY = 0;
+    return taken;
+}
+
 void VideoWindow::OnWindowEvent(int event, int width, int height) {
+    if (event == SDL_WINDOWEVENT_LEAVE && !m_panning) {
+        m_mouse.x = m_mouse.y = -1;
+    }
     if (event == SDL_WINDOWEVENT_SIZE_CHANGED) {
         m_width = width;
         m_height = height;
@@ -306,24 +347,34 @@ void VideoWindow::Drag(int x) {
     }
 }
 
-/// The views share what the timeline leaves. A window too low for both has no timeline.
 void VideoWindow::FitViews() {
-    const int count = static_cast<int>(m_views.size());
-    if (count == 0) {
-        return;
+    const std::vector<ViewPlace> places = ViewPlaces();
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        const ViewPlace& place = places[i];
+        XMoveResizeWindow(m_display, m_views[i], place.x, place.y, static_cast<unsigned>(place.width),
+                          static_cast<unsigned>(place.height));
     }
+    XFlush(m_display);
+}
+
+/// The views share what the timeline leaves. A window too low for both has no timeline.
+std::vector<ViewPlace> VideoWindow::ViewPlaces() const {
+    const int count = static_cast<int>(m_views.size());
     const int rows = (count + m_columns - 1) / m_columns;
     const int free = m_height > 2 * timelineHeight ? m_height - timelineHeight : m_height;
+    std::vector<ViewPlace> places;
     for (int i = 0; i < count; ++i) {
         const int left = m_width * (i % m_columns) / m_columns;
         const int right = m_width * (i % m_columns + 1) / m_columns;
         const int top = free * (i / m_columns) / rows;
         const int bottom = free * (i / m_columns + 1) / rows;
-        XMoveResizeWindow(m_display, m_views[static_cast<std::size_t>(i)], left, top,
-                          static_cast<unsigned>(std::max(1, right - left)),
-                          static_cast<unsigned>(std::max(1, bottom - top)));
+        places.push_back({left, top, std::max(1, right - left), std::max(1, bottom - top)});
     }
-    XFlush(m_display);
+    return places;
+}
+
+bool ViewPlace::operator==(const ViewPlace& other) const {
+    return x == other.x && y == other.y && width == other.width && height == other.height;
 }
 
 /// @return what the timeline is made of, in the order in which it is drawn

@@ -25,6 +25,24 @@ struct TimelineBar {
     std::vector<Part> kept; ///< pictures that are there at once
 };
 
+/// Where a view lies in the window, pixels.
+struct ViewPlace {
+    int x = 0;
+    int y = 0;
+    int width = 0;
+    int height = 0;
+    bool operator==(const ViewPlace& other) const;
+};
+
+/// What the mouse has done over the pictures.
+struct PictureMouse {
+    int x = -1; ///< where the pointer is in the window, pixels; -1 outside
+    int y = -1;
+    int wheel = 0;    ///< steps; above 0 away from the user
+    int draggedX = 0; ///< with the right button, pixels
+    int draggedY = 0;
+};
+
 /// A window that can be resized, for the player's views side by side, with a thin timeline below them. Used
 /// from the main thread only.
 class VideoWindow {
@@ -61,6 +79,10 @@ public:
     bool IsClosed() const { return m_closed; }
     /// @return where the timeline was clicked, or dragged to, last since the last call: 0 begin, 1 end
     std::optional<double> TakeTimelineClick() { return std::exchange(m_clicked, std::nullopt); }
+    /// @return where the pointer is, and what the mouse did since the last call
+    PictureMouse TakeMouse();
+    /// @return where the views lie, in their order
+    std::vector<ViewPlace> ViewPlaces() const;
 
 private:
     /// A part of the timeline in one colour.
@@ -78,6 +100,8 @@ private:
     void FillScreen();
     void OnText(const char* text, std::vector<int>& keys);
     void OnMouse(const _XEvent& event);
+    void OnButton(const _XEvent& event);
+    void MovePointer(int x, int y);
     void OnWindowEvent(int event, int width, int height);
     void FitViews();
     std::vector<Stripe> Stripes() const;
@@ -101,6 +125,8 @@ private:
     int m_heldCode = 0; ///< its scan code
     bool m_dragging = false;
     std::optional<double> m_clicked;
+    PictureMouse m_mouse;
+    bool m_panning = false;
 };
 
 } // namespace kqplay

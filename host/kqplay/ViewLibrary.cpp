@@ -35,8 +35,11 @@ std::string ViewLibrary::LackingFunction() const {
     return {};
 }
 
-bool ViewLibrary::SetPictureSink(PVPictureSink sink, void* userData) {
-    void* function = m_library ? dlsym(m_library, "PVSetPictureSink") : nullptr;
+bool ViewLibrary::SetPictureSink(PVPictureSink sink, void* userData, bool readsPixels) {
+    void* function = m_library && !readsPixels ? dlsym(m_library, "PVSetPictureWatch") : nullptr;
+    if (m_library && !function) {
+        function = dlsym(m_library, "PVSetPictureSink");
+    }
     if (!function) {
         return false;
     }

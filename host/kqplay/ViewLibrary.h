@@ -22,8 +22,9 @@ public:
     /// @return the name of a required function that the library does not have, or empty
     std::string LackingFunction() const;
     /// Has every picture of every view handed to @p sink; null ends that.
+    /// @param readsPixels else the sink may be given null for them, which spares making what nobody sees
     /// @return false when the library offers no such function
-    bool SetPictureSink(PVPictureSink sink, void* userData);
+    bool SetPictureSink(PVPictureSink sink, void* userData, bool readsPixels = true);
     /// @return why the component could not make a view
     std::string WhyNoView() const;
 

@@ -104,7 +104,8 @@ Span InPicture(double begin, double length, int picture, int target, int targetL
 Rect VisibleOf(Size picture, const PictureLayout& layout, Size window) {
     const RectF& source = layout.source;
     const Rect& target = layout.target;
-    const Span columns = InPicture(source.x, source.width, picture.width, target.x, target.width, window.width);
+    const Span columns =
+        InPicture(source.x, source.width, picture.width, target.x, target.width, window.width);
     const Span rows =
         InPicture(source.y, source.height, picture.height, target.y, target.height, window.height);
     const Rect inPicture = {columns.begin, rows.begin, columns.end - columns.begin, rows.end - rows.begin};
@@ -132,8 +133,8 @@ PictureLayout LayOut(Size picture, const DisplaySettings& settings, Size window)
 }
 
 bool PictureLayout::IsCopy() const {
-    return source.width == target.width && source.height == target.height && source.x == std::floor(source.x) &&
-           source.y == std::floor(source.y);
+    return source.width == target.width && source.height == target.height &&
+           source.x == std::floor(source.x) && source.y == std::floor(source.y);
 }
 
 bool IsDisplay(const KQViewDisplay& display) {

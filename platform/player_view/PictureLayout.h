@@ -25,9 +25,9 @@ struct Rect {
 };
 Rect Intersect(const Rect& a, const Rect& b);
 inline bool Contains(const Rect& outer, const Rect& inner) {
-    return inner.IsEmpty() || (outer.x <= inner.x && outer.y <= inner.y &&
-                               outer.x + outer.width >= inner.x + inner.width &&
-                               outer.y + outer.height >= inner.y + inner.height);
+    return inner.IsEmpty() ||
+           (outer.x <= inner.x && outer.y <= inner.y && outer.x + outer.width >= inner.x + inner.width &&
+            outer.y + outer.height >= inner.y + inner.height);
 }
 
 /// A part of a picture, which may begin and end within pixels.

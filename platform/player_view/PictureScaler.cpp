@@ -58,7 +58,8 @@ Side Rows(Size picture, const PictureLayout& layout) {
 }
 
 const std::uint32_t* RowOf(const std::uint8_t* pixels, Size picture, int number) {
-    return reinterpret_cast<const std::uint32_t*>(pixels) + static_cast<std::ptrdiff_t>(number) * picture.width;
+    return reinterpret_cast<const std::uint32_t*>(pixels) +
+           static_cast<std::ptrdiff_t>(number) * picture.width;
 }
 
 } // namespace

@@ -30,10 +30,11 @@ void View::Show(int width, int height, const unsigned char* pixels, const tagREC
         return;
     }
     const Rect whole = {0, 0, width, height};
-    const Rect made = part != nullptr ? Intersect(Rect{part->left, part->top, part->right - part->left,
-                                                       part->bottom - part->top},
-                                                  whole)
-                                      : whole;
+    const Rect made =
+        part != nullptr
+            ? Intersect(Rect{part->left, part->top, part->right - part->left, part->bottom - part->top},
+                        whole)
+            : whole;
     {
         const std::lock_guard<std::mutex> guard(m_lock);
         m_picture = {width, height};

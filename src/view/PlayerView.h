@@ -63,7 +63,8 @@ private:
     void SetViewBlack();
     /// @return whether the native view has taken the picture
     bool ShowPicture(const MEDIA_FRAME& frame);
-    /// Makes the picture on show once more, if it is still the stream's current one; else the next comes soon.
+    /// Makes the picture on show once more, if it is still the stream's current one; else the next comes
+    /// soon.
     void ShowAgain();
     /// Asks the native view, under the lock. @return what the operation does
     template <class Question>
@@ -79,8 +80,8 @@ private:
     bool m_bClosed = false;
     CCritical m_csView; ///< guards all that changes once the view is made
     PlanarFramePtr m_pBlackFrame;
-    /// The picture on show, the stream's, told by address and time stamp, or the black one; null for none that
-    /// could be shown again.
+    /// The picture on show, the stream's, told by address and time stamp, or the black one; null for none
+    /// that could be shown again.
     const MEDIA_FRAME* m_pShownFrame = nullptr;
     std::int64_t m_llShownPTS = KQ_NO_PTS;
 };

@@ -45,8 +45,8 @@ kq::image::SourcePicture PartOf(kq::image::SourcePicture picture, const tagRECT&
     const bool bInTurn = picture.kind == KQ_PICTURE_NV12 || picture.kind == KQ_PICTURE_P010;
     const bool bFullColumns =
         bInTurn || picture.kind == KQ_PICTURE_PLANAR_444 || picture.kind == KQ_PICTURE_PLANAR_444_10;
-    const bool bHalfRows = bInTurn || picture.kind == KQ_PICTURE_PLANAR_YUV ||
-                           picture.kind == KQ_PICTURE_PLANAR_420_10;
+    const bool bHalfRows =
+        bInTurn || picture.kind == KQ_PICTURE_PLANAR_YUV || picture.kind == KQ_PICTURE_PLANAR_420_10;
     const int nSampleBytes = picture.kind >= KQ_PICTURE_PLANAR_420_10 ? 2 : 1;
     for (int i = 0; i < 3; ++i) {
         const bool bLuma = i == 0;

@@ -135,8 +135,8 @@ void Painter::Composite(ShmPicture& picture, const PictureLayout& layout, const 
     const xcb_render_picture_t source = picture.Source() != 0 ? picture.Source() : Upload(picture);
     const Rect& visible = layout.visible;
     xcb_render_set_picture_transform(xcb, source, VisibleToSource(layout));
-    xcb_render_composite(xcb, XCB_RENDER_PICT_OP_SRC, source, XCB_RENDER_PICTURE_NONE, canvas.picture, 0, 0, 0,
-                         0, visible.x, visible.y, visible.width, visible.height);
+    xcb_render_composite(xcb, XCB_RENDER_PICT_OP_SRC, source, XCB_RENDER_PICTURE_NONE, canvas.picture, 0, 0,
+                         0, 0, visible.x, visible.y, visible.width, visible.height);
     picture.MarkInUse();
 }
 
@@ -162,8 +162,7 @@ void Painter::FreeUpload() {
     m_upload = {};
 }
 
-void Painter::PutScaled(ShmPicture& picture, const PictureLayout& layout, bool smooth,
-                        const Canvas& canvas) {
+void Painter::PutScaled(ShmPicture& picture, const PictureLayout& layout, bool smooth, const Canvas& canvas) {
     const Size size = {layout.visible.width, layout.visible.height};
     if (!m_scaled || !(m_scaled->PixelSize() == size)) {
         m_scaled = ShmPicture::Create(m_connection, size);

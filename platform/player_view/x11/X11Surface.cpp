@@ -278,8 +278,8 @@ bool X11Surface::Apply(const DisplaySettings& settings) {
     const SigpipeGuard noSigpipe;
     const std::lock_guard<std::mutex> guard(m_lock);
     m_settings = settings;
-    m_isBehind = m_hasPicture && !Contains(m_made[m_current],
-                                           NeededPart(m_pictures[m_current]->PixelSize(), m_settings));
+    m_isBehind = m_hasPicture &&
+                 !Contains(m_made[m_current], NeededPart(m_pictures[m_current]->PixelSize(), m_settings));
     if (m_isBehind) {
         return false;
     }
@@ -305,7 +305,8 @@ bool X11Surface::ReadPixel(int x, int y, std::uint32_t& rgb) {
         return false;
     }
     const ShmPicture& picture = *m_pictures[m_current];
-    const std::uint8_t* pixel = picture.Pixels() + 4 * (static_cast<std::size_t>(y) * picture.PixelSize().width + x);
+    const std::uint8_t* pixel =
+        picture.Pixels() + 4 * (static_cast<std::size_t>(y) * picture.PixelSize().width + x);
     rgb = static_cast<std::uint32_t>(pixel[2] << 16 | pixel[1] << 8 | pixel[0]);
     return true;
 }

@@ -65,7 +65,7 @@ private:
     std::unique_ptr<Painter> m_painter;
     std::unique_ptr<BackPixmaps> m_backPixmaps; ///< null: drawn on the window itself
     std::unique_ptr<ShmPicture> m_pictures[2];
-    Rect m_made[2]; ///< the parts of them that may be shown
+    Rect m_made[2];    ///< the parts of them that may be shown
     int m_current = 0; ///< the picture shown last
     bool m_hasPicture = false;
     bool m_isLent = false; ///< somebody may be writing the picture that comes next
