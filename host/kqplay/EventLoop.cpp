@@ -358,7 +358,7 @@ Progress EventLoop::CurrentProgress(const char* state) {
         progress.note = m_note;
     } else if (m_showsPixel && !m_ending && m_transport.Now() != Transport::State::Playing &&
                !m_parts.navigation->IsUnderWay()) {
-        progress.note = m_magnifier.DescribePixel();
+        progress.pixel = m_magnifier.DescribePixel();
     }
     return progress;
 }

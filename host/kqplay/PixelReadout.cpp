@@ -88,7 +88,7 @@ std::string DescribeOne(const FilePixel& file) {
 }
 
 std::string DescribeShort(const FilePixel& file) {
-    return Format("%d %d %d", ValuesOf(file.samples)) + ", " + Format("%d %d %d", ValuesOf(file.rgb));
+    return Format("%d %d %d", ValuesOf(file.samples)) + " " + Format("#%02X%02X%02X", ValuesOf(file.rgb));
 }
 
 } // namespace
@@ -125,7 +125,7 @@ std::string FormatPixel(int x, int y, const std::vector<FilePixel>& files) {
     for (std::size_t i = 1; i < files.size(); ++i) {
         const FilePixel& other = files[i];
         const bool sameDepth = first.samples && other.samples && first.samples->bits == other.samples->bits;
-        text += " | " + DescribeShort(other) + ": " +
+        text += " | " + DescribeShort(other) + " | " +
                 Difference(ValuesOf(first.samples), sameDepth ? ValuesOf(other.samples) : std::nullopt) +
                 ", " + Difference(ValuesOf(first.rgb), ValuesOf(other.rgb));
     }

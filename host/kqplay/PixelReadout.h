@@ -31,8 +31,10 @@ std::optional<PixelSamples> SamplesAt(const MEDIA_FRAME& frame, int x, int y);
 
 /// @param x,y   column and row in the first file's picture
 /// @param files the first one first
-/// @return "12,34  Y 128 Cb 90 Cr 200  RGB 161 142 60", and of several files, with differences from the first
-///         one: "12,34  128 90 200, 161 142 60 | 127 90 200, 160 141 59: -1 +0 +0, -1 -1 -1"
+/// @return "12,34  Y 128 Cb 90 Cr 200  RGB 161 142 60", and of several files, so short that it fits in a
+/// line,
+///         each of the others with its differences from the first one:
+///         "12,34  128 90 200 #A18E3C | 127 90 200 #A08D3B | -1 +0 +0, -1 -1 -1"
 std::string FormatPixel(int x, int y, const std::vector<FilePixel>& files);
 
 } // namespace kqplay

@@ -50,6 +50,9 @@ std::string FormatTimeCode(double seconds, double frameRate) {
 }
 
 std::string FormatProgress(const Progress& progress) {
+    if (!progress.pixel.empty()) {
+        return std::string(progress.state) + "  " + progress.pixel;
+    }
     std::string text = std::string(progress.state) + "  " + FormatTime(progress.position);
     if (progress.length > 0) {
         text += " / " + FormatTime(progress.length);
