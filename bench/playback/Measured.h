@@ -46,5 +46,6 @@ void PrintTo(int fd);
 void MeasurePacing();
 void MeasureFlashAndBeep();
 void MeasureProcessorTime();
+void MeasureZoom();
 
 } // namespace bench
