@@ -356,7 +356,7 @@ Progress EventLoop::CurrentProgress(const char* state) {
         progress.note = "go to: " + m_typed.Text();
     } else if (MonotonicMicroseconds() < m_noteUntil && !m_ending) {
         progress.note = m_note;
-    } else if (m_showsPixel && !m_ending && m_transport.Now() != Transport::State::Playing &&
+    } else if (m_showsPixel && !m_ending && m_transport.Now() == Transport::State::Paused &&
                !m_parts.navigation->IsUnderWay()) {
         progress.pixel = m_magnifier.DescribePixel();
     }

@@ -25,21 +25,21 @@ std::string Magnifier::SetFactor(double factor) {
 std::string Magnifier::Follow(const PictureMouse& mouse) {
     m_x = mouse.x;
     m_y = mouse.y;
+    const bool isMoved = !m_zoom.IsFit() && (mouse.draggedX != 0 || mouse.draggedY != 0);
+    const bool isResized = !m_zoom.IsFit() && !(m_places == m_parts.window->ViewPlaces());
+    const auto pointed = mouse.wheel != 0 ? FindView(mouse.x, mouse.y) : std::nullopt;
+    if (!isMoved && !isResized && !pointed) {
+        return {};
+    }
     const auto screen = ScreenOf(0);
     if (!screen) {
         return {};
     }
-    const bool isMoved = !m_zoom.IsFit() && (mouse.draggedX != 0 || mouse.draggedY != 0);
-    const auto pointed = mouse.wheel != 0 ? FindView(mouse.x, mouse.y) : std::nullopt;
-    if (isMoved) {
-        m_zoom.Move(mouse.draggedX, mouse.draggedY, *screen);
-    }
+    m_zoom.Move(mouse.draggedX, mouse.draggedY, *screen);
     if (pointed) {
         m_zoom.Step(mouse.wheel, pointed->position, *screen);
     }
-    if (isMoved || pointed || (!m_zoom.IsFit() && m_places != m_parts.window->ViewPlaces())) {
-        Apply();
-    }
+    Apply();
     return pointed ? Describe() : "";
 }
 

@@ -174,12 +174,12 @@ struct KQViewDisplay {
 
 /// Where a view shows which part of its picture: the rectangles cover each other.
 struct KQViewMapping {
-    KQRectF source;             ///< picture pixels
-    KQRectF target;             ///< window pixels; may reach beyond the window
-    std::int32_t nPictureWidth; ///< pixels of the picture on show
-    std::int32_t nPictureHeight;
-    std::int32_t nWindowWidth; ///< pixels of the view's window; of its placement without a window
-    std::int32_t nWindowHeight;
+    KQRectF source;              ///< picture pixels
+    KQRectF target;              ///< window pixels; may reach beyond the window
+    std::int32_t nPictureWidth;  ///< pixels of the picture on show
+    std::int32_t nPictureHeight; ///< likewise
+    std::int32_t nWindowWidth;   ///< pixels of the view's window; of its placement without a window
+    std::int32_t nWindowHeight;  ///< likewise
 };
 
 /// What IMediaPlayer::CaptureCurrentImage() is to write.
