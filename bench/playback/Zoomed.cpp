@@ -3,7 +3,6 @@
 #include "RealTimeDevice.h"
 
 #include <kqplayer/media_file.h>
-#include <kqplayer/view.h>
 
 #include <host/kqplay/LateFrames.h>
 #include <host/kqplay/Player.h>

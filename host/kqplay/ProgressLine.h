@@ -15,11 +15,11 @@ struct Progress {
     double length = 0;       ///< seconds; 0 for unknown
     std::optional<int> late; ///< frames that came late; none when nobody counts
     std::string note = {};   ///< what a key has just changed, or empty
-    std::string pixel = {};  ///< values of a pixel, which take the line's room, or empty
     std::int64_t frame = -1; ///< number of the picture on show; -1 for none or unknown
     double frameTime = 0;    ///< its begin, seconds in the file
     double frameRate = 0;    ///< of the file, pictures per second
     double speed = 1;        ///< below 0 backwards
+    std::string pixel = {};  ///< values of a pixel, which take the line's room, or empty
 };
 
 /// Draws the line in place on a terminal; elsewhere only the last line is written.

@@ -1,7 +1,5 @@
 #include "Zoom.h"
 
-#include <kqplayer/view.h>
-
 #include <algorithm>
 #include <cmath>
 

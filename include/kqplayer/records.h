@@ -163,6 +163,14 @@ enum : std::int32_t {
     KQ_SCALING_NEAREST = 2,  ///< the pixel that p lies in
 };
 
+/// How a picture is placed in its window.
+enum IMAGE_RESIZE_METHOD : std::int32_t {
+    IMAGE_RESIZE_FIT = 0,      ///< whole picture, display aspect ratio kept, black bars
+    IMAGE_RESIZE_STRETCH = 1,  ///< the whole window, aspect ratio ignored
+    IMAGE_RESIZE_FILL = 2,     ///< the whole window, aspect ratio kept, edges cut
+    IMAGE_RESIZE_ORIGINAL = 3, ///< one picture pixel a window pixel, centred
+};
+
 /// What part of its pictures a view shows, and how; see IPlayerView2::SetDisplay().
 struct KQViewDisplay {
     /// The part that is shown, in picture pixels. All zero: the whole picture. It may reach beyond the

@@ -11,6 +11,40 @@ HWY_BEFORE_NAMESPACE();
 namespace kq::playerview::HWY_NAMESPACE {
 namespace {
 
+// Better targets have lower numbers; without SSE4 plain loops serve.
+#if HWY_TARGET > HWY_SSE4
+
+std::int16_t Blend(int first, int second, int weight) {
+    return static_cast<std::int16_t>(first + (((second - first) * weight + 0x4000) >> 15));
+}
+
+void PickColumns(const std::uint32_t* row, const std::int32_t* columns, std::size_t count,
+                 std::uint32_t* out) {
+    for (std::size_t i = 0; i < count; ++i) {
+        out[i] = row[columns[i]];
+    }
+}
+
+void BlendColumns(const std::uint32_t* row, const std::int32_t* left, const std::int32_t* right,
+                  const std::int16_t* weights, std::size_t count, std::int16_t* out) {
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(row);
+    for (std::size_t i = 0; i < 4 * count; ++i) {
+        const std::size_t channel = i % 4;
+        const int first = bytes[4 * static_cast<std::size_t>(left[i / 4]) + channel];
+        const int second = bytes[4 * static_cast<std::size_t>(right[i / 4]) + channel];
+        out[i] = Blend(levelParts * first, levelParts * second, weights[i]);
+    }
+}
+
+void BlendRows(const std::int16_t* upper, const std::int16_t* lower, std::int16_t weight, std::size_t count,
+               std::uint8_t* out) {
+    for (std::size_t i = 0; i < count; ++i) {
+        out[i] = static_cast<std::uint8_t>((Blend(upper[i], lower[i], weight) + levelParts / 2) / levelParts);
+    }
+}
+
+#else
+
 namespace hn = hwy::HWY_NAMESPACE;
 
 const hn::ScalableTag<std::uint8_t> d8;
@@ -23,10 +57,6 @@ using V16 = hn::Vec<decltype(d16)>;
 
 HWY_INLINE V16 Blend(V16 first, V16 second, V16 weight) {
     return hn::Add(first, hn::MulFixedPoint15(hn::Sub(second, first), weight));
-}
-
-HWY_INLINE V16 Rounded(V16 samples) {
-    return hn::ShiftRight<6>(hn::Add(samples, hn::Set(d16, levelParts / 2)));
 }
 
 template <class V8>
@@ -66,26 +96,24 @@ void BlendColumns(const std::uint32_t* row, const std::int32_t* left, const std:
 
 void BlendRows(const std::int16_t* upper, const std::int16_t* lower, std::int16_t weight, std::size_t count,
                std::uint8_t* out) {
-    const std::size_t lanes = hn::Lanes(d8);
-    const std::size_t half = hn::Lanes(d16);
+    const std::size_t lanes = hn::Lanes(d16);
     const auto weights = hn::Set(d16, weight);
     const auto blend = [&](std::size_t i) {
-        const auto made = [&](std::size_t at) {
-            return Rounded(Blend(hn::LoadU(d16, upper + at), hn::LoadU(d16, lower + at), weights));
-        };
-        return hn::OrderedDemote2To(d8, made(i), made(i + half));
+        const V16 samples = Blend(hn::LoadU(d16, upper + i), hn::LoadU(d16, lower + i), weights);
+        return hn::DemoteTo(dHalf8, hn::ShiftRight<6>(hn::Add(samples, hn::Set(d16, levelParts / 2))));
     };
     std::size_t i = 0;
     for (; i + lanes <= count; i += lanes) {
-        hn::StoreU(blend(i), d8, out + i);
+        hn::StoreU(blend(i), dHalf8, out + i);
     }
     if (i < count) {
         HWY_ALIGN std::uint8_t last[HWY_MAX_BYTES];
-        hn::Store(blend(i), d8, last);
+        hn::Store(blend(i), dHalf8, last);
         std::memcpy(out + i, last, count - i);
     }
 }
 
+#endif
 } // namespace
 } // namespace kq::playerview::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();

@@ -1,5 +1,5 @@
 // The parts of kqplay that compute something, without a player.
-#include <kqplayer/view.h>
+#include <kqplayer/records.h>
 
 #include <gtest/gtest.h>
 #include <host/kqplay/KeyDecoder.h>
