@@ -174,8 +174,8 @@ TEST_F(InWindow, ZoomsByKeysWheelAndMouseAndReadsPixels) {
     const Window window = FindWindow();
     // Two views of 288x192, in which 96x64 is at 300 % when it is fitted. The screen has room for them.
     m_server.ResizeWindow(static_cast<xcb_window_t>(window), 576, 192 + timelineHeight);
-    PressKey(window, XK_space);
-    kqplay.Press("", "paused  0:");
+    kqplay.Press(" g#500\r", "paused  0:20.00");
+    kqplay.Arrive();
     const auto shot = [&] { return m_server.Screenshot(static_cast<xcb_window_t>(window)); };
     const auto isBoth = [](const Image& image) { // and of the whole size
         return image.width == 576 && image.At(100, 100) == image.At(388, 100);
