@@ -2,6 +2,8 @@
 
 #include "ScaleKernels.h"
 
+#include <hwy/cache_control.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -69,7 +71,8 @@ void PictureScaler::Scale(const std::uint8_t* pixels, Size picture, const Pictur
     const std::size_t padded = PaddedColumns(static_cast<std::size_t>(layout.visible.width));
     m_left.assign(padded, 0);
     if (!smooth) {
-        return Nearest(pixels, picture, layout, out);
+        Nearest(pixels, picture, layout, out);
+        return hwy::FlushStream();
     }
     m_right.assign(padded, 0);
     m_weights.assign(4 * padded, 0);
@@ -78,6 +81,7 @@ void PictureScaler::Scale(const std::uint8_t* pixels, Size picture, const Pictur
         row.samples.resize(4 * padded);
     }
     Bilinear(pixels, picture, layout, out);
+    hwy::FlushStream();
 }
 
 void PictureScaler::Nearest(const std::uint8_t* pixels, Size picture, const PictureLayout& layout,
@@ -87,17 +91,17 @@ void PictureScaler::Nearest(const std::uint8_t* pixels, Size picture, const Pict
     for (int x = 0; x < columns.count; ++x) {
         m_left[static_cast<std::size_t>(x)] = columns.NearestTo(x);
     }
+    const std::size_t padded = m_left.size();
     const std::size_t rowBytes = std::size_t{4} * static_cast<std::size_t>(columns.count);
+    m_row.resize(padded);
     int before = -1;
     for (int y = 0; y < rows.count; ++y, out += rowBytes) {
         const int number = rows.NearestTo(y);
-        if (number == before) {
-            std::memcpy(out, out - rowBytes, rowBytes);
-            continue;
+        if (number != before) {
+            PickColumns(RowOf(pixels, picture, number), m_left.data(), padded, m_row.data());
+            before = number;
         }
-        PickColumns(RowOf(pixels, picture, number), m_left.data(), static_cast<std::size_t>(columns.count),
-                    reinterpret_cast<std::uint32_t*>(out));
-        before = number;
+        CopyRow(reinterpret_cast<const std::uint8_t*>(m_row.data()), rowBytes, out);
     }
 }
 

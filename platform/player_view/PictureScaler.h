@@ -37,6 +37,7 @@ private:
     std::vector<std::int32_t> m_left; ///< column of the picture, for each that is made
     std::vector<std::int32_t> m_right;
     std::vector<std::int16_t> m_weights; ///< of the right one, four times each
+    std::vector<std::uint32_t> m_row;    ///< picked pixels
     Row m_rows[2];
 };
 

@@ -36,6 +36,10 @@ void BlendColumns(const std::uint32_t* row, const std::int32_t* left, const std:
     }
 }
 
+void CopyRow(const std::uint8_t* from, std::size_t count, std::uint8_t* out) {
+    std::memcpy(out, from, count);
+}
+
 void BlendRows(const std::int16_t* upper, const std::int16_t* lower, std::int16_t weight, std::size_t count,
                std::uint8_t* out) {
     for (std::size_t i = 0; i < count; ++i) {
@@ -94,21 +98,44 @@ void BlendColumns(const std::uint32_t* row, const std::int32_t* left, const std:
     }
 }
 
+/// Past the caches, where that can be: the X server reads a picture once, long after.
+HWY_INLINE void Write(hn::Vec<decltype(d8)> bytes, bool aligned, std::uint8_t* out) {
+    aligned ? hn::Stream(bytes, d8, out) : hn::StoreU(bytes, d8, out);
+}
+
+bool IsAligned(const std::uint8_t* out) {
+    return reinterpret_cast<std::uintptr_t>(out) % HWY_MAX_BYTES == 0;
+}
+
+void CopyRow(const std::uint8_t* from, std::size_t count, std::uint8_t* out) {
+    const std::size_t lanes = hn::Lanes(d8);
+    const bool aligned = IsAligned(out);
+    std::size_t i = 0;
+    for (; i + lanes <= count; i += lanes) {
+        Write(hn::LoadU(d8, from + i), aligned, out + i);
+    }
+    std::memcpy(out + i, from + i, count - i);
+}
+
 void BlendRows(const std::int16_t* upper, const std::int16_t* lower, std::int16_t weight, std::size_t count,
                std::uint8_t* out) {
-    const std::size_t lanes = hn::Lanes(d16);
+    const std::size_t lanes = hn::Lanes(d8);
     const auto weights = hn::Set(d16, weight);
-    const auto blend = [&](std::size_t i) {
+    const auto blendHalf = [&](std::size_t i) {
         const V16 samples = Blend(hn::LoadU(d16, upper + i), hn::LoadU(d16, lower + i), weights);
         return hn::DemoteTo(dHalf8, hn::ShiftRight<6>(hn::Add(samples, hn::Set(d16, levelParts / 2))));
     };
+    const auto blend = [&](std::size_t i) {
+        return hn::Combine(d8, blendHalf(i + hn::Lanes(d16)), blendHalf(i));
+    };
+    const bool aligned = IsAligned(out);
     std::size_t i = 0;
     for (; i + lanes <= count; i += lanes) {
-        hn::StoreU(blend(i), dHalf8, out + i);
+        Write(blend(i), aligned, out + i);
     }
     if (i < count) {
         HWY_ALIGN std::uint8_t last[HWY_MAX_BYTES];
-        hn::Store(blend(i), dHalf8, last);
+        hn::Store(blend(i), d8, last);
         std::memcpy(out + i, last, count - i);
     }
 }
@@ -123,6 +150,7 @@ namespace kq::playerview {
 
 HWY_EXPORT(PickColumns);
 HWY_EXPORT(BlendColumns);
+HWY_EXPORT(CopyRow);
 HWY_EXPORT(BlendRows);
 
 void PickColumns(const std::uint32_t* row, const std::int32_t* columns, std::size_t count,
@@ -133,6 +161,10 @@ void PickColumns(const std::uint32_t* row, const std::int32_t* columns, std::siz
 void BlendColumns(const std::uint32_t* row, const std::int32_t* left, const std::int32_t* right,
                   const std::int16_t* weights, std::size_t count, std::int16_t* out) {
     HWY_DYNAMIC_DISPATCH(BlendColumns)(row, left, right, weights, count, out);
+}
+
+void CopyRow(const std::uint8_t* from, std::size_t count, std::uint8_t* out) {
+    HWY_DYNAMIC_DISPATCH(CopyRow)(from, count, out);
 }
 
 void BlendRows(const std::int16_t* upper, const std::int16_t* lower, std::int16_t weight, std::size_t count,

@@ -25,6 +25,9 @@ void PickColumns(const std::uint32_t* row, const std::int32_t* columns, std::siz
 /// @param out     four samples a column
 void BlendColumns(const std::uint32_t* row, const std::int32_t* left, const std::int32_t* right,
                   const std::int16_t* weights, std::size_t count, std::int16_t* out);
+/// Writes @p count bytes and no more; as with BlendRows(), hwy::FlushStream() is to follow when all is
+/// written.
+void CopyRow(const std::uint8_t* from, std::size_t count, std::uint8_t* out);
 /// Blends two rows of samples and rounds them. Writes @p count bytes and no more.
 /// @param weight of the lower row, in parts of 32768
 void BlendRows(const std::int16_t* upper, const std::int16_t* lower, std::int16_t weight, std::size_t count,
