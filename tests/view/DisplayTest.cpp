@@ -7,10 +7,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <limits>
 #include <random>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -124,6 +128,48 @@ TEST_F(Display, APartThatIsMadeAloneEqualsTheWholeInEveryKind) {
         m_view->SetVideoInput(1, nullptr);
         m_view.Reset();
     }
+}
+
+TEST_F(Display, CrossesWithPicturesAndResizes) {
+    Xvfb server;
+    const auto stream = kq::ComPtr<RandomStream>::Adopt(new RandomStream(KQ_PICTURE_PLANAR_YUV));
+    ASSERT_NO_FATAL_FAILURE(MakeView(nullptr, width, height, stream.Get()));
+    const auto window = static_cast<xcb_window_t>(reinterpret_cast<std::uintptr_t>(m_view->GetWND()));
+    std::atomic<bool> stop = false;
+    std::thread shower([&] {
+        while (!stop) {
+            m_manager->ShowCurrentImage(&stream->frame, 1);
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        }
+    });
+    std::mt19937 random(8);
+    const auto upTo = [&](unsigned most) { return static_cast<int>(random() % most); };
+    for (int i = 0; i < 400; ++i) {
+        KQViewDisplay display{};
+        display.source.left = upTo(80) - 10;
+        display.source.top = upTo(60) - 10;
+        display.source.right = display.source.left + 1 + upTo(90);
+        display.source.bottom = display.source.top + 1 + upTo(70);
+        display.nScaling = upTo(3);
+        display.nResize = upTo(4);
+        EXPECT_EQ(m_view->SetDisplay(i % 5 == 0 ? nullptr : &display), kq::Ok);
+        KQPointF position{};
+        m_view->WindowToPicture(3, 4, &position);
+        if (i % 8 == 0) {
+            server.ResizeWindow(window, 20 + upTo(200), 20 + upTo(150));
+        }
+    }
+    server.ResizeWindow(window, width, height);
+    EXPECT_EQ(m_view->SetDisplay(nullptr), kq::Ok);
+    stop = true;
+    shower.join();
+    m_manager->ShowCurrentImage(&stream->frame, 1);
+    const std::vector<std::int64_t> expected = Pixels({0, 0, width, height});
+    const auto isWhole = [&](const kqtest::Image& image) {
+        return image.width == width && std::equal(expected.begin(), expected.end(), image.pixels.begin());
+    };
+    EXPECT_TRUE(isWhole(server.WaitFor(isWhole, window)));
+    m_view->SetVideoInput(1, nullptr);
 }
 
 TEST_F(Display, MapsPositionsBothWays) {
