@@ -69,12 +69,12 @@ const std::uint32_t* RowOf(const std::uint8_t* pixels, Size picture, int number)
 void PictureScaler::Scale(const std::uint8_t* pixels, Size picture, const PictureLayout& layout, bool smooth,
                           std::uint8_t* out) {
     const std::size_t padded = PaddedColumns(static_cast<std::size_t>(layout.visible.width));
-    m_left.assign(padded, 0);
     if (!smooth) {
+        m_picked.assign(padded, 0);
         Nearest(pixels, picture, layout, out);
         return hwy::FlushStream();
     }
-    m_right.assign(padded, 0);
+    m_pairs.assign(padded, 0);
     m_weights.assign(4 * padded, 0);
     for (Row& row : m_rows) {
         row.number = -1;
@@ -89,16 +89,16 @@ void PictureScaler::Nearest(const std::uint8_t* pixels, Size picture, const Pict
     const Side columns = Columns(picture, layout);
     const Side rows = Rows(picture, layout);
     for (int x = 0; x < columns.count; ++x) {
-        m_left[static_cast<std::size_t>(x)] = columns.NearestTo(x);
+        m_picked[static_cast<std::size_t>(x)] = columns.NearestTo(x);
     }
-    const std::size_t padded = m_left.size();
+    const std::size_t padded = m_picked.size();
     const std::size_t rowBytes = std::size_t{4} * static_cast<std::size_t>(columns.count);
     m_row.resize(padded);
     int before = -1;
     for (int y = 0; y < rows.count; ++y, out += rowBytes) {
         const int number = rows.NearestTo(y);
         if (number != before) {
-            PickColumns(RowOf(pixels, picture, number), m_left.data(), padded, m_row.data());
+            PickColumns(RowOf(pixels, picture, number), m_picked.data(), padded, m_row.data());
             before = number;
         }
         CopyRow(reinterpret_cast<const std::uint8_t*>(m_row.data()), rowBytes, out);
@@ -110,10 +110,11 @@ void PictureScaler::Bilinear(const std::uint8_t* pixels, Size picture, const Pic
     const Side columns = Columns(picture, layout);
     const Side rows = Rows(picture, layout);
     for (int x = 0; x < columns.count; ++x) {
-        const Step step = StepAt(columns, x);
-        const auto at = static_cast<std::size_t>(x);
-        m_left[at] = step.first;
-        m_right[at] = step.second;
+        Step step = StepAt(columns, x);
+        if (step.first > 0 && step.first == columns.last) { // there is no pixel to the right
+            step = {step.first - 1, step.first, weightParts - 1};
+        }
+        m_pairs[static_cast<std::size_t>(x)] = std::int64_t{4} * step.first;
         std::fill_n(m_weights.begin() + 4 * x, 4, step.weight);
     }
     const std::size_t rowBytes = std::size_t{4} * static_cast<std::size_t>(columns.count);
@@ -136,8 +137,10 @@ const std::int16_t* PictureScaler::BlendedRow(const std::uint8_t* pixels, Size p
         }
     }
     Row& row = m_rows[0].number == keep ? m_rows[1] : m_rows[0];
-    BlendColumns(RowOf(pixels, picture, number), m_left.data(), m_right.data(), m_weights.data(),
-                 m_left.size(), row.samples.data());
+    const std::uint32_t* source = RowOf(pixels, picture, number);
+    const std::uint32_t twice[] = {source[0], source[0]}; // a single column is its own neighbour
+    BlendColumns(reinterpret_cast<const std::uint8_t*>(picture.width > 1 ? source : twice), m_pairs.data(),
+                 m_weights.data(), m_pairs.size(), row.samples.data());
     row.number = number;
     return row.samples.data();
 }

@@ -25,14 +25,11 @@ void PickColumns(const std::uint32_t* row, const std::int32_t* columns, std::siz
     }
 }
 
-void BlendColumns(const std::uint32_t* row, const std::int32_t* left, const std::int32_t* right,
-                  const std::int16_t* weights, std::size_t count, std::int16_t* out) {
-    const auto* bytes = reinterpret_cast<const std::uint8_t*>(row);
+void BlendColumns(const std::uint8_t* row, const std::int64_t* offsets, const std::int16_t* weights,
+                  std::size_t count, std::int16_t* out) {
     for (std::size_t i = 0; i < 4 * count; ++i) {
-        const std::size_t channel = i % 4;
-        const int first = bytes[4 * static_cast<std::size_t>(left[i / 4]) + channel];
-        const int second = bytes[4 * static_cast<std::size_t>(right[i / 4]) + channel];
-        out[i] = Blend(levelParts * first, levelParts * second, weights[i]);
+        const std::uint8_t* pair = row + offsets[i / 4] + i % 4;
+        out[i] = Blend(levelParts * pair[0], levelParts * pair[4], weights[i]);
     }
 }
 
@@ -54,7 +51,9 @@ namespace hn = hwy::HWY_NAMESPACE;
 const hn::ScalableTag<std::uint8_t> d8;
 const hn::ScalableTag<std::int16_t> d16;
 const hn::ScalableTag<std::int32_t> d32;
+const hn::ScalableTag<std::int64_t> d64;
 const hn::ScalableTag<std::uint32_t> du32;
+const hn::ScalableTag<std::uint64_t> du64;
 const hn::Half<decltype(d8)> dHalf8;
 
 using V16 = hn::Vec<decltype(d16)>;
@@ -80,13 +79,20 @@ void PickColumns(const std::uint32_t* row, const std::int32_t* columns, std::siz
     }
 }
 
-void BlendColumns(const std::uint32_t* row, const std::int32_t* left, const std::int32_t* right,
-                  const std::int16_t* weights, std::size_t count, std::int16_t* out) {
+void BlendColumns(const std::uint8_t* row, const std::int64_t* offsets, const std::int16_t* weights,
+                  std::size_t count, std::int16_t* out) {
     const std::size_t lanes = hn::Lanes(du32);
     const std::size_t half = hn::Lanes(d16);
+    const auto pairsAt = [&](std::size_t i) {
+        const auto pairs =
+            hn::GatherOffset(du64, reinterpret_cast<const std::uint64_t*>(row), hn::LoadU(d64, offsets + i));
+        return hn::BitCast(du32, pairs);
+    };
     for (std::size_t i = 0; i < count; i += lanes) {
-        const auto first = hn::BitCast(d8, hn::GatherIndex(du32, row, hn::LoadU(d32, left + i)));
-        const auto second = hn::BitCast(d8, hn::GatherIndex(du32, row, hn::LoadU(d32, right + i)));
+        const auto lower = pairsAt(i);
+        const auto upper = pairsAt(i + lanes / 2);
+        const auto first = hn::BitCast(d8, hn::ConcatEven(du32, upper, lower));
+        const auto second = hn::BitCast(d8, hn::ConcatOdd(du32, upper, lower));
         const std::int16_t* weight = weights + 4 * i;
         std::int16_t* samples = out + 4 * i;
         hn::StoreU(Blend(ToSamples(hn::LowerHalf(dHalf8, first)), ToSamples(hn::LowerHalf(dHalf8, second)),
@@ -158,9 +164,9 @@ void PickColumns(const std::uint32_t* row, const std::int32_t* columns, std::siz
     HWY_DYNAMIC_DISPATCH(PickColumns)(row, columns, count, out);
 }
 
-void BlendColumns(const std::uint32_t* row, const std::int32_t* left, const std::int32_t* right,
-                  const std::int16_t* weights, std::size_t count, std::int16_t* out) {
-    HWY_DYNAMIC_DISPATCH(BlendColumns)(row, left, right, weights, count, out);
+void BlendColumns(const std::uint8_t* row, const std::int64_t* offsets, const std::int16_t* weights,
+                  std::size_t count, std::int16_t* out) {
+    HWY_DYNAMIC_DISPATCH(BlendColumns)(row, offsets, weights, count, out);
 }
 
 void CopyRow(const std::uint8_t* from, std::size_t count, std::uint8_t* out) {
