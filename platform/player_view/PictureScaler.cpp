@@ -64,17 +64,22 @@ const std::uint32_t* RowOf(const std::uint8_t* pixels, Size picture, int number)
            static_cast<std::ptrdiff_t>(number) * picture.width;
 }
 
+/// Repeats the last of @p count columns, so that all of them rise.
+void FillUp(std::vector<std::int32_t>& columns, int count) {
+    const auto end = columns.begin() + count;
+    std::fill(end, columns.end(), *(end - 1));
+}
+
 } // namespace
 
 void PictureScaler::Scale(const std::uint8_t* pixels, Size picture, const PictureLayout& layout, bool smooth,
                           std::uint8_t* out) {
     const std::size_t padded = PaddedColumns(static_cast<std::size_t>(layout.visible.width));
+    m_columns.resize(padded);
     if (!smooth) {
-        m_picked.assign(padded, 0);
         Nearest(pixels, picture, layout, out);
         return hwy::FlushStream();
     }
-    m_pairs.assign(padded, 0);
     m_weights.assign(4 * padded, 0);
     for (Row& row : m_rows) {
         row.number = -1;
@@ -89,16 +94,18 @@ void PictureScaler::Nearest(const std::uint8_t* pixels, Size picture, const Pict
     const Side columns = Columns(picture, layout);
     const Side rows = Rows(picture, layout);
     for (int x = 0; x < columns.count; ++x) {
-        m_picked[static_cast<std::size_t>(x)] = columns.NearestTo(x);
+        m_columns[static_cast<std::size_t>(x)] = columns.NearestTo(x);
     }
-    const std::size_t padded = m_picked.size();
+    const std::size_t padded = m_columns.size();
+    FillUp(m_columns, columns.count);
     const std::size_t rowBytes = std::size_t{4} * static_cast<std::size_t>(columns.count);
     m_row.resize(padded);
     int before = -1;
     for (int y = 0; y < rows.count; ++y, out += rowBytes) {
         const int number = rows.NearestTo(y);
         if (number != before) {
-            PickColumns(RowOf(pixels, picture, number), m_picked.data(), padded, m_row.data());
+            PickColumns(RowOf(pixels, picture, number), picture.width, m_columns.data(), padded,
+                        m_row.data());
             before = number;
         }
         CopyRow(reinterpret_cast<const std::uint8_t*>(m_row.data()), rowBytes, out);
@@ -114,9 +121,10 @@ void PictureScaler::Bilinear(const std::uint8_t* pixels, Size picture, const Pic
         if (step.first > 0 && step.first == columns.last) { // there is no pixel to the right
             step = {step.first - 1, step.first, weightParts - 1};
         }
-        m_pairs[static_cast<std::size_t>(x)] = std::int64_t{4} * step.first;
+        m_columns[static_cast<std::size_t>(x)] = step.first;
         std::fill_n(m_weights.begin() + 4 * x, 4, step.weight);
     }
+    FillUp(m_columns, columns.count);
     const std::size_t rowBytes = std::size_t{4} * static_cast<std::size_t>(columns.count);
     for (int y = 0; y < rows.count; ++y, out += rowBytes) {
         const Step step = StepAt(rows, y);
@@ -139,8 +147,9 @@ const std::int16_t* PictureScaler::BlendedRow(const std::uint8_t* pixels, Size p
     Row& row = m_rows[0].number == keep ? m_rows[1] : m_rows[0];
     const std::uint32_t* source = RowOf(pixels, picture, number);
     const std::uint32_t twice[] = {source[0], source[0]}; // a single column is its own neighbour
-    BlendColumns(reinterpret_cast<const std::uint8_t*>(picture.width > 1 ? source : twice), m_pairs.data(),
-                 m_weights.data(), m_pairs.size(), row.samples.data());
+    const bool isSingle = picture.width == 1;
+    BlendColumns(isSingle ? twice : source, isSingle ? 2 : picture.width, m_columns.data(), m_weights.data(),
+                 m_columns.size(), row.samples.data());
     row.number = number;
     return row.samples.data();
 }

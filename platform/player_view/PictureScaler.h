@@ -34,10 +34,9 @@ private:
     void Bilinear(const std::uint8_t* pixels, Size picture, const PictureLayout& layout, std::uint8_t* out);
     const std::int16_t* BlendedRow(const std::uint8_t* pixels, Size picture, int number, int keep);
 
-    std::vector<std::int32_t> m_picked;  ///< column of the picture, for each that is made
+    std::vector<std::int32_t> m_columns; ///< of the picture, for each that is made
     std::vector<std::uint32_t> m_row;    ///< the pixels there
-    std::vector<std::int64_t> m_pairs;   ///< where two columns of the picture begin, in bytes of a row
-    std::vector<std::int16_t> m_weights; ///< of the right one of them, four times each
+    std::vector<std::int16_t> m_weights; ///< of the ones to the right of them, four times each
     Row m_rows[2];
 };
 

@@ -18,17 +18,17 @@ std::int16_t Blend(int first, int second, int weight) {
     return static_cast<std::int16_t>(first + (((second - first) * weight + 0x4000) >> 15));
 }
 
-void PickColumns(const std::uint32_t* row, const std::int32_t* columns, std::size_t count,
+void PickColumns(const std::uint32_t* row, int /*width*/, const std::int32_t* columns, std::size_t count,
                  std::uint32_t* out) {
     for (std::size_t i = 0; i < count; ++i) {
         out[i] = row[columns[i]];
     }
 }
 
-void BlendColumns(const std::uint8_t* row, const std::int64_t* offsets, const std::int16_t* weights,
-                  std::size_t count, std::int16_t* out) {
+void BlendColumns(const std::uint32_t* row, int /*width*/, const std::int32_t* columns,
+                  const std::int16_t* weights, std::size_t count, std::int16_t* out) {
     for (std::size_t i = 0; i < 4 * count; ++i) {
-        const std::uint8_t* pair = row + offsets[i / 4] + i % 4;
+        const auto* pair = reinterpret_cast<const std::uint8_t*>(row + columns[i / 4]) + i % 4;
         out[i] = Blend(levelParts * pair[0], levelParts * pair[4], weights[i]);
     }
 }
@@ -51,9 +51,7 @@ namespace hn = hwy::HWY_NAMESPACE;
 const hn::ScalableTag<std::uint8_t> d8;
 const hn::ScalableTag<std::int16_t> d16;
 const hn::ScalableTag<std::int32_t> d32;
-const hn::ScalableTag<std::int64_t> d64;
 const hn::ScalableTag<std::uint32_t> du32;
-const hn::ScalableTag<std::uint64_t> du64;
 const hn::Half<decltype(d8)> dHalf8;
 
 using V16 = hn::Vec<decltype(d16)>;
@@ -67,32 +65,50 @@ HWY_INLINE V16 ToSamples(V8 bytes) {
     return hn::ShiftLeft<6>(hn::PromoteTo(d16, bytes));
 }
 
-void PickColumns(const std::uint32_t* row, const std::int32_t* columns, std::size_t count,
-                 std::uint32_t* out) {
-    const std::size_t lanes = hn::Lanes(du32);
-    std::size_t i = 0;
-    for (; i + lanes <= count; i += lanes) {
-        hn::StoreU(hn::GatherIndex(du32, row, hn::LoadU(d32, columns + i)), du32, out + i);
+using V32 = hn::Vec<decltype(du32)>;
+
+/// Looks pixels of a row up: where they lie close together, in a vector of neighbours, which is the case
+/// whenever a picture is magnified and much faster than one by one.
+class Lookup {
+public:
+    /// @param columns a vector of them, rising
+    /// @param more    pixels to the right of each that will be asked for
+    HWY_INLINE Lookup(const std::uint32_t* row, int width, const std::int32_t* columns, int more)
+        : m_row(row), m_columns(hn::LoadU(d32, columns)), m_first(columns[0]),
+          m_isClose(columns[lanes - 1] - m_first < lanes && m_first + more + lanes <= width),
+          m_places(hn::IndicesFromVec(du32, m_isClose ? hn::Sub(m_columns, hn::Set(d32, m_first))
+                                                      : hn::Zero(d32))) {}
+
+    /// @return the pixels so many columns to the right
+    HWY_INLINE V32 At(int right) const {
+        return m_isClose ? hn::TableLookupLanes(hn::LoadU(du32, m_row + m_first + right), m_places)
+                         : hn::GatherIndex(du32, m_row, hn::Add(m_columns, hn::Set(d32, right)));
     }
-    for (; i < count; ++i) {
-        out[i] = row[columns[i]];
+
+private:
+    static constexpr int lanes = hn::MaxLanes(du32);
+
+    const std::uint32_t* m_row;
+    hn::Vec<decltype(d32)> m_columns;
+    int m_first;
+    bool m_isClose;
+    decltype(hn::IndicesFromVec(du32, hn::Zero(d32))) m_places;
+};
+
+void PickColumns(const std::uint32_t* row, int width, const std::int32_t* columns, std::size_t count,
+                 std::uint32_t* out) {
+    for (std::size_t i = 0; i < count; i += hn::Lanes(du32)) {
+        hn::StoreU(Lookup(row, width, columns + i, 0).At(0), du32, out + i);
     }
 }
 
-void BlendColumns(const std::uint8_t* row, const std::int64_t* offsets, const std::int16_t* weights,
-                  std::size_t count, std::int16_t* out) {
-    const std::size_t lanes = hn::Lanes(du32);
+void BlendColumns(const std::uint32_t* row, int width, const std::int32_t* columns,
+                  const std::int16_t* weights, std::size_t count, std::int16_t* out) {
     const std::size_t half = hn::Lanes(d16);
-    const auto pairsAt = [&](std::size_t i) {
-        const auto pairs =
-            hn::GatherOffset(du64, reinterpret_cast<const std::uint64_t*>(row), hn::LoadU(d64, offsets + i));
-        return hn::BitCast(du32, pairs);
-    };
-    for (std::size_t i = 0; i < count; i += lanes) {
-        const auto lower = pairsAt(i);
-        const auto upper = pairsAt(i + lanes / 2);
-        const auto first = hn::BitCast(d8, hn::ConcatEven(du32, upper, lower));
-        const auto second = hn::BitCast(d8, hn::ConcatOdd(du32, upper, lower));
+    for (std::size_t i = 0; i < count; i += hn::Lanes(du32)) {
+        const Lookup pixels(row, width, columns + i, 1);
+        const auto first = hn::BitCast(d8, pixels.At(0));
+        const auto second = hn::BitCast(d8, pixels.At(1));
         const std::int16_t* weight = weights + 4 * i;
         std::int16_t* samples = out + 4 * i;
         hn::StoreU(Blend(ToSamples(hn::LowerHalf(dHalf8, first)), ToSamples(hn::LowerHalf(dHalf8, second)),
@@ -159,14 +175,14 @@ HWY_EXPORT(BlendColumns);
 HWY_EXPORT(CopyRow);
 HWY_EXPORT(BlendRows);
 
-void PickColumns(const std::uint32_t* row, const std::int32_t* columns, std::size_t count,
+void PickColumns(const std::uint32_t* row, int width, const std::int32_t* columns, std::size_t count,
                  std::uint32_t* out) {
-    HWY_DYNAMIC_DISPATCH(PickColumns)(row, columns, count, out);
+    HWY_DYNAMIC_DISPATCH(PickColumns)(row, width, columns, count, out);
 }
 
-void BlendColumns(const std::uint8_t* row, const std::int64_t* offsets, const std::int16_t* weights,
-                  std::size_t count, std::int16_t* out) {
-    HWY_DYNAMIC_DISPATCH(BlendColumns)(row, offsets, weights, count, out);
+void BlendColumns(const std::uint32_t* row, int width, const std::int32_t* columns,
+                  const std::int16_t* weights, std::size_t count, std::int16_t* out) {
+    HWY_DYNAMIC_DISPATCH(BlendColumns)(row, width, columns, weights, count, out);
 }
 
 void CopyRow(const std::uint8_t* from, std::size_t count, std::uint8_t* out) {

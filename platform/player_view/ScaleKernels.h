@@ -17,16 +17,19 @@ constexpr std::size_t PaddedColumns(std::size_t count) {
     return (count + most - 1) / most * most;
 }
 
-/// out[i] = row[columns[i]]. Writes @p count pixels and no more.
-void PickColumns(const std::uint32_t* row, const std::int32_t* columns, std::size_t count,
+/// out[i] = row[columns[i]], in whole vectors.
+/// @param width   pixels in the row
+/// @param columns rising
+void PickColumns(const std::uint32_t* row, int width, const std::int32_t* columns, std::size_t count,
                  std::uint32_t* out);
-/// Blends two neighbouring pixels for each column that is made.
-/// @param offsets of the left pixels, in bytes
+/// Blends two neighbouring pixels for each column that is made, in whole vectors.
+/// @param width   pixels in the row, 2 or more
+/// @param columns of the left pixels, rising, none of them the last of the row
 /// @param weights of the right pixels, in parts of 32768, one for each byte of the pixel; the largest, 32767,
 ///                gives exactly the right pixel
 /// @param out     four samples a column
-void BlendColumns(const std::uint8_t* row, const std::int64_t* offsets, const std::int16_t* weights,
-                  std::size_t count, std::int16_t* out);
+void BlendColumns(const std::uint32_t* row, int width, const std::int32_t* columns,
+                  const std::int16_t* weights, std::size_t count, std::int16_t* out);
 /// Writes @p count bytes and no more; as with BlendRows(), hwy::FlushStream() is to follow when all is
 /// written.
 void CopyRow(const std::uint8_t* from, std::size_t count, std::uint8_t* out);
