@@ -3,8 +3,8 @@
 #pragma once
 
 #include "ComponentOutput.h"
-#include "Picture.h"
 #include "StillPlayer.h"
+#include "TileSheet.h"
 
 #include <kqplayer/media_file.h>
 
@@ -48,10 +48,8 @@ private:
     double m_begin;
     double m_part; ///< seconds that a picture stands for
     ContactSheetRequest m_request;
-    int m_tileWidth = 0;
-    int m_tileHeight = 0;
     StillPlayer m_stills;
-    Picture m_sheet;
+    TileSheet m_sheet;
 };
 
 } // namespace kqplay

@@ -84,6 +84,24 @@ std::string ReadContactSheet(const std::string& text, ContactSheetRequest& reque
     return {};
 }
 
+/// @return what is wrong with how measuring and verifying are asked for
+std::string WrongMeasure(const Options& options) {
+    const bool hasLimits = options.minPsnr || options.minSsim;
+    if ((hasLimits || !options.worstSheet.empty()) && options.measure.empty()) {
+        return "--min-psnr, --min-ssim and --worst need --measure REPORT";
+    }
+    if (hasLimits && options.compare.empty()) {
+        return "--min-psnr and --min-ssim need --compare FILE2";
+    }
+    if (!options.worstSheet.empty() && PictureFormat(options.worstSheet) < 0) {
+        return "'" + options.worstSheet + "' does not end in .bmp, .jpg, .jpeg or .png";
+    }
+    if ((!options.measure.empty() || options.verify) && !options.video) {
+        return "--measure and --verify need the pictures that --no-video leaves out";
+    }
+    return {};
+}
+
 std::string NothingSelected(const Options& options) {
     if (options.file.empty() && !options.doctor) {
         return "FILE is required";
@@ -99,6 +117,10 @@ std::string NothingSelected(const Options& options) {
     }
     if (options.frame && !options.video) {
         return "--frame needs the pictures that --no-video leaves out";
+    }
+    const std::string wrong = WrongMeasure(options);
+    if (!wrong.empty()) {
+        return wrong;
     }
     const bool needsVideo = options.views > 1 || !options.compare.empty() || !options.filter.empty() ||
                             !options.captures.empty() || !options.contactSheet.path.empty();
@@ -185,6 +207,7 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
         ->type_name("GRAPH")
         ->excludes(views)
         ->excludes(compare);
+    auto* filter = app.get_option("--filter");
     app.add_option_function<std::vector<std::string>>(
            "--capture-at",
            [&](const std::vector<std::string>& texts) {
@@ -199,17 +222,43 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
            "several times")
         ->type_name("SEC:PATH")
         ->allow_extra_args(false);
-    app.add_option_function<std::string>(
-           "--contact-sheet",
-           [&](const std::string& text) {
-               const std::string wrong = ReadContactSheet(text, options.contactSheet);
-               if (!wrong.empty()) {
-                   throw CLI::ValidationError("--contact-sheet", wrong);
-               }
-           },
-           "Do not play, but write an overview picture, 4x4 pictures unless told otherwise")
-        ->type_name("PATH[:COLSxROWS]")
-        ->excludes(compare);
+    auto* sheet = app.add_option_function<std::string>(
+        "--contact-sheet",
+        [&](const std::string& text) {
+            const std::string wrong = ReadContactSheet(text, options.contactSheet);
+            if (!wrong.empty()) {
+                throw CLI::ValidationError("--contact-sheet", wrong);
+            }
+        },
+        "Do not play, but write an overview picture, 4x4 pictures unless told otherwise");
+    sheet->type_name("PATH[:COLSxROWS]")->excludes(compare);
+    auto* measure = app.add_option("--measure", options.measure,
+                                   "Do not play, but measure every picture against the one of --compare, or "
+                                   "against the one before it, and write a report, one JSON object a line");
+    measure->type_name("REPORT")->excludes(sheet)->excludes(filter)->excludes(views);
+    app.add_option("--min-psnr", options.minPsnr,
+                   "With --measure: end with status 3 unless the luma of every pair reaches so many dB")
+        ->check(CLI::Range(0.0, 1000.0))
+        ->type_name("");
+    app.add_option("--min-ssim", options.minSsim, "With --measure: the same for the structural similarity")
+        ->check(CLI::Range(-1.0, 1.0))
+        ->type_name("");
+    app.add_option("--worst", options.worstSheet,
+                   "With --measure: write a picture of the worst pairs and their differences")
+        ->type_name("PATH");
+    auto* verify = app.add_flag(
+        "--verify", options.verify,
+        "Do not play, but seek and step at random, and compare every picture with that of a decode from the "
+        "start; the status is 3 when one differs");
+    verify->excludes(measure)->excludes(sheet)->excludes(compare)->excludes(filter)->excludes(views);
+    app.add_option("--count", options.verifyCount, "With --verify: so many movements, 1000 unless told")
+        ->check(CLI::Range(1, 100'000'000))
+        ->type_name("")
+        ->needs(verify);
+    app.add_option("--seed", options.verifySeed, "With --verify: the same number makes the same movements")
+        ->check(CLI::Range(std::uint32_t{0}, std::numeric_limits<std::uint32_t>::max()))
+        ->type_name("")
+        ->needs(verify);
     app.add_option("--trace", options.trace, "Write what happens to a file, one JSON object a line")
         ->type_name("FILE");
     app.add_flag("--trace-hash", options.traceHash, "Give the trace's pictures a checksum");

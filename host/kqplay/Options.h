@@ -16,6 +16,7 @@ enum ExitStatus : int {
     ExitPlayed = 0, ///< played to the end, or quit
     ExitFailed = 1, ///< the file, or something it needs, cannot be opened or played
     ExitUsage = 2,  ///< the command line is wrong
+    ExitNotMet = 3, ///< what was measured or verified is not as good as it has to be
 };
 
 /// Where sound goes.
@@ -54,6 +55,13 @@ struct Options {
     bool mute = false;
     std::string trace; ///< path, or empty
     bool traceHash = false;
+    std::string measure;           ///< report that is written instead of playing, or empty
+    std::optional<double> minPsnr; ///< dB that the luma of every measured pair has to reach
+    std::optional<double> minSsim; ///< likewise
+    std::string worstSheet;        ///< picture of the worst pairs, or empty
+    bool verify = false;           ///< the file is not played, but moved about in
+    int verifyCount = 1000;        ///< movements
+    std::uint32_t verifySeed = 1;
     bool doctor = false; ///< no file is played: what kqplay runs on is examined
     std::string log;     ///< path, or empty
     bool verbose = false;

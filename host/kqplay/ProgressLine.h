@@ -45,6 +45,8 @@ private:
     std::string m_shown;
 };
 
+/// @return how many columns the terminal behind a descriptor has; 80 without one
+std::size_t TerminalColumns(int screen);
 /// @return "1:02.50", "1:00:02.50" from an hour on
 std::string FormatTime(double seconds);
 /// @return "00:01:02:12": hours, minutes, seconds, and the picture's number within the second

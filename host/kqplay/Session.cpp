@@ -1,6 +1,7 @@
 #include "Session.h"
 
 #include "EventLoop.h"
+#include "Measuring.h"
 #include "Opening.h"
 
 #include <algorithm>
@@ -13,6 +14,12 @@ int Session::Run() {
     }
     if (!m_parts.options.contactSheet.path.empty()) {
         return DrawContactSheet();
+    }
+    if (!m_parts.options.measure.empty()) {
+        return MeasureFiles(m_parts);
+    }
+    if (m_parts.options.verify) {
+        return VerifyFile(m_parts);
     }
     if (!OpenPlayback(m_parts)) {
         return ExitFailed;

@@ -2,6 +2,7 @@
 #include "Demuxer.h"
 #include "FileLog.h"
 #include "FileTimeline.h"
+#include "FileVideo.h"
 #include "FilteredDecoder.h"
 #include "Follower.h"
 #include "Orientation.h"
@@ -58,6 +59,19 @@ double RateOf(const AVStream& stream) {
     return fallbackRate;
 }
 
+/// @return true for pictures that come at equal distances, as far as the file tells
+bool IsSteady(const AVStream& stream) {
+    const double average = av_q2d(stream.avg_frame_rate);
+    const double common = av_q2d(stream.r_frame_rate);
+    const bool areKnown = std::isfinite(average) && std::isfinite(common) && average > 0 && common > 0;
+    return !areKnown || std::abs(common - average) <= rateMargin * average;
+}
+
+Orientation OrientationOf(const AVStream& stream) {
+    return Orientation::FromDisplayMatrix(reinterpret_cast<const std::int32_t*>(
+        av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr)));
+}
+
 std::string CodecText(const AVCodecParameters& parameters) {
     std::string text = avcodec_get_name(parameters.codec_id);
     if (const char* profile = avcodec_profile_name(parameters.codec_id, parameters.profile)) {
@@ -98,6 +112,8 @@ public:
     /// @param error receives one line that says what and why
     /// @return false when the file cannot be opened or holds nothing to play
     bool Run(std::string& error);
+    /// The same for the pictures alone, as they are decoded.
+    bool Run(FileVideo& video, std::string& error);
 
     std::size_t AudioQueueBytes() const { return std::min(m_options.queueBytes, audioQueueBytes); }
     bool IsSeekable() const { return m_demuxer->Seekable(); }
@@ -113,12 +129,14 @@ public:
     Prepared<AudioSource, AUDIO_STREAM_INFO> audio;
 
 private:
+    bool OpenDemuxer(std::string& error);
     DecoderSetup SetupFor(int index);
     std::unique_ptr<StreamDecoder> OpenDecoder(int index, double rate);
     PictureKind KindOf(AVStream& stream) const;
     std::unique_ptr<Decoder> Filter(std::unique_ptr<Decoder> decoder, Orientation orientation,
                                     PictureKind& kind);
     Prepared<VideoSource, VIDEO_STREAM_INFO> OpenVideo();
+    VIDEO_STREAM_INFO TellVideo(const AVStream& stream, const PictureKind& kind);
     Prepared<AudioSource, AUDIO_STREAM_INFO> OpenAudio();
     std::size_t StoreBytes() const;
     void FindFileTimes();
@@ -138,8 +156,8 @@ private:
     Ticks m_fileEnd = 0; ///< counted from the start; 0 for unknown
 };
 
-bool Opening::Run(std::string& error) {
-    const LogScope scope(*m_log);
+/// Opens the file and finds out what it holds.
+bool Opening::OpenDemuxer(std::string& error) {
     std::string reason;
     m_demuxer = Demuxer::Open(m_path, m_log, reason);
     if (!m_demuxer) {
@@ -152,6 +170,14 @@ bool Opening::Run(std::string& error) {
 
     facts.container = m_demuxer->Context().iformat->name;
     facts.duration = ToSeconds(m_fileEnd);
+    return true;
+}
+
+bool Opening::Run(std::string& error) {
+    const LogScope scope(*m_log);
+    if (!OpenDemuxer(error)) {
+        return false;
+    }
     video = OpenVideo();
     if (!m_filterReason.empty()) {
         error = "filter \"" + m_options.filter + "\": " + m_filterReason;
@@ -164,6 +190,30 @@ bool Opening::Run(std::string& error) {
     error = m_path + (m_options.audio ? ": no video or audio stream that can be decoded"
                                       : ": no video stream that can be decoded");
     return false;
+}
+
+bool Opening::Run(FileVideo& opened, std::string& error) {
+    const LogScope scope(*m_log);
+    if (!OpenDemuxer(error)) {
+        return false;
+    }
+    if (m_video >= 0) {
+        AVStream& stream = m_demuxer->Stream(m_video);
+        const PictureKind kind = KindOf(stream);
+        opened.decoder = OpenDecoder(m_video, kind.rate);
+        opened.orientation = OrientationOf(stream);
+        opened.rate = kind.rate;
+        opened.isSteady = IsSteady(stream);
+        opened.begin = StartOf(stream) - m_fileStart;
+        opened.tick = av_q2d(stream.time_base);
+        opened.numbers = NumberPictures();
+        TellVideo(stream, kind);
+        opened.facts = facts;
+    }
+    if (!opened.decoder) {
+        error = m_path + ": no video stream that can be decoded";
+    }
+    return opened.decoder != nullptr;
 }
 
 void Opening::FindFileTimes() {
@@ -251,11 +301,6 @@ std::unique_ptr<StreamDecoder> Opening::OpenDecoder(int index, double rate) {
     return decoder;
 }
 
-Orientation OrientationOf(const AVStream& stream) {
-    return Orientation::FromDisplayMatrix(reinterpret_cast<const std::int32_t*>(
-        av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr)));
-}
-
 /// @return a stream's pictures as they are turned upright
 PictureKind Opening::KindOf(AVStream& stream) const {
     PictureKind kind;
@@ -314,8 +359,16 @@ Prepared<VideoSource, VIDEO_STREAM_INFO> Opening::OpenVideo() {
             return {};
         }
     }
-    const VIDEO_STREAM_INFO info = InfoOf(kind, ToSeconds(EndOf(stream)));
+    const VIDEO_STREAM_INFO info = TellVideo(stream, kind);
+    auto source = std::make_unique<VideoSource>(std::move(decoder),
+                                                PictureConverter(orientation, m_options.plainPictures),
+                                                kind.rate, av_q2d(stream.time_base));
+    return {std::move(source), info};
+}
 
+/// Writes the facts of the pictures down. @return what players are told
+VIDEO_STREAM_INFO Opening::TellVideo(const AVStream& stream, const PictureKind& kind) {
+    const VIDEO_STREAM_INFO info = InfoOf(kind, ToSeconds(EndOf(stream)));
     facts.videoCodec = CodecText(*stream.codecpar);
     const char* format = av_get_pix_fmt_name(static_cast<AVPixelFormat>(stream.codecpar->format));
     facts.pixelFormat = format != nullptr ? format : "";
@@ -323,10 +376,7 @@ Prepared<VideoSource, VIDEO_STREAM_INFO> Opening::OpenVideo() {
     facts.height = info.nHeight;
     facts.frameRate = info.dFrameRate;
     facts.frameCount = info.nFrameCount;
-    auto source = std::make_unique<VideoSource>(std::move(decoder),
-                                                PictureConverter(orientation, m_options.plainPictures),
-                                                kind.rate, av_q2d(stream.time_base));
-    return {std::move(source), info};
+    return info;
 }
 
 Prepared<AudioSource, AUDIO_STREAM_INFO> Opening::OpenAudio() {
@@ -458,6 +508,13 @@ bool OpenTimeline(const std::string& path, const OpenOptions& options, MediaFile
     file.audio = audio.Detach();
     timeline = std::make_shared<FileTimeline>(std::move(setup));
     return true;
+}
+
+bool OpenFileVideo(const std::string& path, const OpenOptions& options, FileVideo& video,
+                   std::string& error) {
+    OpenOptions pictures = options;
+    pictures.audio = false;
+    return Opening(path, pictures).Run(video, error);
 }
 
 bool PlaceOfPicture(IMediaStream& stream, PicturePlace& place) {
