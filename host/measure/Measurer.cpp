@@ -64,13 +64,13 @@ void Measurer::Remark() {
 }
 
 std::int64_t Measurer::ExpectedCount() const {
-    const streams::MediaFacts& facts = m_first->Facts();
-    const double end = std::min(m_request.end, facts.duration);
-    double seconds = end - m_request.begin;
-    if (m_second) {
-        seconds = std::min(seconds, m_second->Facts().duration - m_request.begin);
+    double end = m_request.end;
+    for (const PictureReader* reader : {m_first.get(), m_second.get()}) {
+        const double known = reader != nullptr ? reader->Facts().duration : 0;
+        end = known > 0 ? std::min(end, known) : end;
     }
-    return facts.duration > 0 ? std::max<std::int64_t>(std::llround(seconds * m_first->Rate()), 0) : 0;
+    const double pictures = (end - m_request.begin) * m_first->Rate();
+    return std::isfinite(end) ? std::max<std::int64_t>(std::llround(pictures), 0) : 0;
 }
 
 void Measurer::Begin() {

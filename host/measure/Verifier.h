@@ -101,6 +101,8 @@ private:
     streams::Ticks m_tolerance = 0;
     std::vector<Known> m_known; ///< in order of time
     std::int64_t m_at = 0;      ///< index of the picture that the stream shows
+    std::int64_t m_number = 0;  ///< what the stream counts it as
+    bool m_numbersAgree = true; ///< as many packets have pictures as decoding gives
     std::string m_move;         ///< what is being done, for the report
     VerifyReport m_report;
     Tamper m_tamper;

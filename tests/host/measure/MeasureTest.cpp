@@ -86,13 +86,17 @@ void Make(const std::string& path, const std::string& source, const Strings& cod
     ASSERT_EQ(made.status, 0) << made.err;
 }
 
+/// @param plain not vectorised, which makes the filter "ssim" wrong at the right edge of some widths; what is
+///              scaled comes out otherwise then
 /// @return what FFmpeg's filters say, by frame and name: "psnr.psnr.y", "ssim.U"
 std::vector<std::map<std::string, double>> FilterFigures(const std::string& first, const std::string& second,
-                                                         const std::string& scale) {
+                                                         const std::string& scale, bool plain) {
     const std::string graph =
         "[1:v]" + scale + "split[b1][b2];[0:v][b1]psnr[p];[p][b2]ssim,metadata=print:file=-";
-    const Outcome outcome =
-        RunProcess({"ffmpeg", "-v", "error", "-i", first, "-i", second, "-lavfi", graph, "-f", "null", "-"});
+    const Strings command = {"ffmpeg", "-v",  "error", "-cpuflags", plain ? "0" : "all",
+                             "-i",     first, "-i",    second,      "-lavfi",
+                             graph,    "-f",  "null",  "-"};
+    const Outcome outcome = RunProcess(command);
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     static const std::regex figure("lavfi\\.(psnr\\.psnr\\.[yuv]|ssim\\.[YUV])=(.+)");
     std::vector<std::map<std::string, double>> frames;
@@ -145,22 +149,23 @@ TEST(Measure, SaysWhatTheFiltersOfFfmpegSay) {
         const std::string first = folder / row.name;
         const std::string second = folder / (std::string("second-") + row.name);
         const std::string report = folder / "report.json";
-        const auto source = [&row](const char* size, const std::string& more) {
-            return std::string("testsrc2=rate=10:duration=0.5:size=") + (size != nullptr ? size : row.size) +
-                   more;
-        };
         const bool likens = row.otherSize == nullptr && row.otherFormat.empty();
         const std::string format = row.otherFormat.empty() ? row.format : row.otherFormat;
-        Make(first, source(row.size, ",format=" + row.format), Joined({"-pix_fmt", row.format}, row.coding));
+        // Through RGB, or the source would round odd sizes.
+        const auto source = [](const std::string& size, const std::string& more) {
+            return "testsrc2=rate=10:duration=0.5:size=" + size + ",format=rgb24," + more;
+        };
+        Make(first, source(row.size, "format=" + row.format), Joined({"-pix_fmt", row.format}, row.coding));
         Make(second,
-             source(row.otherSize, ",noise=alls=25:allf=t:all_seed=3:enable='not(eq(n,2))',format=" + format),
+             source(row.otherSize != nullptr ? row.otherSize : row.size,
+                    "noise=alls=25:allf=t:all_seed=3:enable='not(eq(n,2))',format=" + format),
              Joined({"-pix_fmt", format}, row.otherFormat.empty() ? row.coding : ffv1));
         Measure(report, {"--compare", second, first});
         const std::vector<Row> measured = ReadReport(report);
         const std::string scale = row.otherSize != nullptr
                                       ? "scale=" + std::regex_replace(row.size, std::regex("x"), ":") + ","
                                       : "";
-        const auto expected = FilterFigures(first, second, scale);
+        const auto expected = FilterFigures(first, second, scale, likens);
         ASSERT_EQ(expected.size(), 5u);
         ASSERT_EQ(measured.size(), expected.size());
         for (std::size_t n = 0; n < measured.size(); ++n) {
@@ -187,41 +192,43 @@ TEST(Measure, PairsWhatBelongsTogether) {
     const TemporaryFolder folder;
     const std::string report = folder / "report.json";
     const std::string clip = Clip("opengop.mp4"), stream = Clip("opengop.ts");
-    std::string content = ReadFile(stream);
-    std::fill_n(content.begin() + static_cast<std::ptrdiff_t>(content.size() / 3), content.size() / 20, 'x');
-    const std::string damaged = kq::test::WriteFile(folder / "damaged.ts", content);
-    const std::size_t tail = content.size() / 2;
-    const std::string cut = kq::test::WriteFile(folder / "cut.ts", ReadFile(stream).substr(0, tail));
+    const auto spoil = [](std::string content, std::size_t at, std::size_t bytes) {
+        std::fill_n(content.begin() + static_cast<std::ptrdiff_t>(at), bytes, 'x');
+        return content;
+    };
+    const std::string whole = ReadFile(stream), packed = ReadFile(clip);
+    const std::string lossy = kq::test::WriteFile(folder / "lossy.ts", spoil(whole, whole.size() / 3, 5000));
+    const std::string damaged =
+        kq::test::WriteFile(folder / "damaged.mp4", spoil(packed, packed.size() / 3, 300));
+    const std::string cut = kq::test::WriteFile(folder / "cut.ts", whole.substr(0, whole.size() / 2));
     const struct {
         const char* what;
         Strings words;
-        bool lacks;          ///< some pictures have no counterpart
-        const char* printed; ///< among others
+        std::size_t least, most; ///< pairs
+        const char* printed;     ///< among others
+        bool spoils = false;     ///< pictures from 1.2 to 2.4 s may differ
+        bool misses = false;     ///< packets are missing, which nobody can number
     } rows[] = {
-        {"the same file", {"--compare", clip, clip}, false, "100 pairs measured, all equal"},
-        {"other times", {"--compare", stream, clip}, false, "100 pairs measured, all equal"},
-        {"a damaged second", {"--compare", damaged, clip}, true, "without a counterpart"},
-        {"a damaged first", {"--compare", clip, damaged}, true, "damaged packets or frames left out"},
-        {"a shorter second", {"--compare", cut, clip}, true, "after the other's end"},
-        {"a shorter first", {"--compare", clip, cut}, true, "opengop.mp4 goes on for"},
-        {"a part",
-         {"--compare", stream, "--start", "1.2", "--length", "0.8", clip},
-         true,
-         "20 pairs measured, all equal"},
-        {"rates and lengths that vary", {"--compare", Clip("vfr.mkv"), Clip("vfr.mkv")}, false, "all equal"},
+        {"the same file", {"--compare", clip, clip}, 100, 100, "100 pairs measured, all equal"},
+        {"other times", {"--compare", stream, clip}, 100, 100, "100 pairs measured, all equal"},
+        {"packets missing", {"--compare", lossy, clip}, 85, 99, "without a counterpart", true},
+        {"packets missing in the first", {"--compare", clip, lossy}, 85, 99, "opengop.mp4: ", true, true},
+        {"damage", {"--compare", damaged, clip}, 85, 99, "damaged packets or frames left out", true},
+        {"damage in the first", {"--compare", clip, damaged}, 85, 99, "opengop.mp4: ", true},
+        {"a shorter second", {"--compare", cut, clip}, 30, 60, "after the other's end"},
+        {"a shorter first", {"--compare", clip, cut}, 30, 60, "opengop.mp4 goes on for", false, true},
+        {"a part", {"--compare", stream, "--start", "1.2", "--length", "0.8", clip}, 20, 20, "all equal"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
         const Outcome outcome = Measure(report, row.words);
         EXPECT_NE(outcome.out.find(row.printed), std::string::npos) << outcome.out;
         const std::vector<Row> measured = ReadReport(report);
-        EXPECT_EQ(measured.size() < 100 && row.what != std::string("rates and lengths that vary"), row.lacks);
-        ASSERT_GT(measured.size(), 15u);
+        EXPECT_GE(measured.size(), row.least);
+        EXPECT_LE(measured.size(), row.most);
         for (const Row& pair : measured) {
-            EXPECT_TRUE(pair.equal) << pair.frame;
-            if (clip == row.words.back() || row.lacks) {
-                EXPECT_NEAR(pair.time, pair.frame * 0.04, 1e-4) << "numbers count what is missing";
-            }
+            EXPECT_TRUE(pair.equal || (row.spoils && pair.time > 1.2 && pair.time < 2.4)) << pair.time;
+            EXPECT_TRUE(row.misses || std::abs(pair.time - pair.frame * 0.04) < 1e-4) << pair.frame;
         }
     }
 }
@@ -229,8 +236,10 @@ TEST(Measure, PairsWhatBelongsTogether) {
 /// Half the rate: every second picture is measured, against the one at the same time.
 TEST(Measure, PairsOtherRatesByTime) {
     const TemporaryFolder folder;
-    Make(folder / "50.mkv", "testsrc2=rate=50:size=64x48:duration=1", {"-c:v", "ffv1"});
-    Make(folder / "25.mkv", "testsrc2=rate=50:size=64x48:duration=1,select='not(mod(n,2))'",
+    Make(folder / "50.mkv", "testsrc2=rate=50:size=64x48:duration=1,noise=alls=9:allf=t:all_seed=1",
+         {"-c:v", "ffv1"});
+    Make(folder / "25.mkv",
+         "testsrc2=rate=50:size=64x48:duration=1,noise=alls=9:allf=t:all_seed=1,select='not(mod(n,2))'",
          {"-r", "25", "-c:v", "ffv1"});
     Measure(folder / "a.json", {"--compare", folder / "50.mkv", folder / "25.mkv"});
     Measure(folder / "b.json", {"--compare", folder / "25.mkv", folder / "50.mkv"});
@@ -245,16 +254,17 @@ TEST(Measure, PairsOtherRatesByTime) {
 
 TEST(Measure, WithoutASecondFileFindsWhatStandsStill) {
     const TemporaryFolder folder;
-    Make(folder / "frozen.mkv", "testsrc2=rate=25:size=64x48:duration=2,loop=loop=9:size=1:start=20",
+    Make(folder / "frozen.mkv",
+         "testsrc2=rate=25:size=64x48:duration=2,noise=alls=9:allf=t:all_seed=1,loop=loop=9:size=1:start=20",
          {"-c:v", "ffv1"});
     const Outcome outcome = Measure(folder / "report.json", {folder / "frozen.mkv"});
-    EXPECT_NE(outcome.out.find("#20 stays for 10 pictures from 0:00.800 on"), std::string::npos)
+    EXPECT_NE(outcome.out.find("#19 stays for 10 pictures from 0:00.760 on"), std::string::npos)
         << outcome.out;
     std::string equal;
     for (const Row& row : ReadReport(folder / "report.json")) {
         equal += row.equal ? std::to_string(row.frame) + " " : "";
     }
-    EXPECT_EQ(equal, "21 22 23 24 25 26 27 28 29 ");
+    EXPECT_EQ(equal, "20 21 22 23 24 25 26 27 28 ");
 }
 
 TEST(Measure, EndsWithTheStatusThatScriptsNeed) {
@@ -334,7 +344,8 @@ TEST(Measure, WritesReportsAndSheetsWholeOrNotAtAll) {
     EXPECT_EQ(folder.CountFiles(), 1u) << "nothing else is left";
 }
 
-/// Three columns: the pictures, and what is left of them. A difference of 3 becomes one of 24.
+/// A row for the one pair that differs: the pictures, and what is left of them. A difference of 3 becomes one
+/// of 24.
 TEST(Measure, DrawsTheWorstPairs) {
     const TemporaryFolder folder;
     const auto gray = [&](const char* name, const char* luma) {
@@ -348,16 +359,16 @@ TEST(Measure, DrawsTheWorstPairs) {
     Measure(folder / "report.json",
             {"--compare", folder / "b.mkv", "--worst", folder / "sheet.png", folder / "a.mkv"});
     const auto grayAt = [&](int x, int y) {
-        const Outcome pixel = RunProcess({"ffmpeg", "-v", "error", "-i", folder / "sheet.png", "-vf",
-                                          "crop=1:1:" + std::to_string(x) + ":" + std::to_string(y), "-f",
-                                          "rawvideo", "-pix_fmt", "gray", "-"});
+        const Outcome pixel =
+            RunProcess({"ffmpeg", "-v", "error", "-i", folder / "sheet.png", "-vf",
+                        "crop=1:1:exact=1:x=" + std::to_string(x) + ":y=" + std::to_string(y), "-f",
+                        "rawvideo", "-pix_fmt", "gray", "-"});
         return pixel.out.size() == 1 ? static_cast<int>(static_cast<unsigned char>(pixel.out[0])) : -1;
     };
     const auto shown = [](int luma) { return static_cast<int>(std::lround((luma - 16) * 255.0 / 219)); };
     EXPECT_NEAR(grayAt(4 + 60, 4 + 44), shown(100), 1);
     EXPECT_NEAR(grayAt(4 + 68 + 60, 4 + 44), shown(103), 1);
     EXPECT_NEAR(grayAt(4 + 136 + 60, 4 + 44), shown(16 + 24), 1);
-    EXPECT_EQ(grayAt(4 + 136 + 60, 4 + 48 + 2), -1) << "there is one row";
 }
 
 TEST(Measure, EndsOnASignalWithWhatWasMeasured) {
@@ -371,8 +382,7 @@ TEST(Measure, EndsOnASignalWithWhatWasMeasured) {
     kqtest::Process kqplay(
         {KQPLAY_PROGRAM, "--measure", folder / "report.json", "--compare", pipe, "--min-psnr", "1", stream},
         {}, kqtest::Process::Streams::PseudoTerminal);
-    ASSERT_TRUE(kqplay.WaitForOutput("measuring  ["));
-    ASSERT_TRUE(kqplay.WaitForOutput("  2")) << "some twenty pairs";
+    ASSERT_TRUE(kqplay.WaitForOutput("]  6")) << "some sixty pairs of 100, all that the pipe gives";
     kill(kqplay.Id(), SIGINT);
     const Outcome outcome = kqplay.Finish();
     EXPECT_EQ(outcome.status, 3) << outcome.out;

@@ -95,7 +95,7 @@ TEST(Pairing, NeverTakesANeighbourForAMissingPicture) {
         {"half the rate, one missing", {25, 3}, {50, 6, {2}}, 0, "0-0 1-x 2-4 | x 5"},
         {"another rate, the end", {50, 6}, {25, 2}, 0, "0-0 1-0 2-1 3-1 | 4 x"},
         {"another rate, offset", {50, 4}, {25, 3}, 1, "0-1 1-1 2-2 3-2 | x x"},
-        {"24 and 24000/1001", {24, 3}, {24000 / 1001.0, 3}, 0, "0-0 1-0 2-1 | x 2"},
+        {"24 and 24000/1001", {24, 4}, {24000 / 1001.0, 2}, 0, "0-0 1-1 | 2 x"},
         {"varying", {15, 6, {}, 1e7, uneven}, {15, 6, {3}, 1e7, uneven}, 0, "0-0 1-1 2-2 3-x 4-4 5-5 | x x"},
         {"varying beside steady", {25, 6}, {15, 4, {}, 1e7, uneven}, 0, "0-0 1-1 2-1 3-2 4-3 5-3 | x x"},
     };

@@ -26,12 +26,12 @@ TEST(Verify, TellsWhatItDidAndFound) {
     EXPECT_NE(outcome.out.find("all right\n"), std::string::npos) << outcome.out;
 }
 
-/// The clip's index lists pictures that its damaged part does not give.
+/// The file's index lists pictures that its damaged part does not give.
 TEST(Verify, EndsWithStatus3WhereAFileCannotBeWorkedOn) {
     const kq::test::TemporaryFolder folder;
-    std::string content = kq::test::ReadFile(KQ_CLIPS "/opengop.ts");
-    std::fill_n(content.begin() + static_cast<std::ptrdiff_t>(content.size() / 3), content.size() / 20, 'x');
-    const Outcome outcome = Verify({"--count", "60", kq::test::WriteFile(folder / "damaged.ts", content)});
+    std::string content = kq::test::ReadFile(KQ_CLIPS "/opengop.mp4");
+    std::fill_n(content.begin() + static_cast<std::ptrdiff_t>(content.size() / 3), 300, 'x');
+    const Outcome outcome = Verify({"--count", "60", kq::test::WriteFile(folder / "damaged.mp4", content)});
     EXPECT_EQ(outcome.status, 3) << outcome.out << outcome.err;
     EXPECT_NE(outcome.out.find(" wrong\n"), std::string::npos) << outcome.out;
 }
