@@ -59,6 +59,7 @@ make_clip -i bframes.mp4 -c copy -an undelayed.avi
 make_clip -f lavfi -i "$short" -c:v mpeg2video -threads 1 -g 12 -bf 2 plain.m2v
 make_clip -f lavfi -i "$short" -c:v libvpx -threads 1 -auto-alt-ref 1 -lag-in-frames 16 -g 40 -b:v 200k hidden.webm
 make_clip -ss 1.2 -i opengop.mp4 -c copy baseless.mkv
+make_clip -ss 1.2 -i opengop.ts -c copy leading.mkv
 
 make_clip -f lavfi -i "$short" -pix_fmt yuv422p10 -c:v ffv1 deep422.mkv
 make_clip -f lavfi -i 'color=white:size=96x64:rate=25:duration=1' -pix_fmt yuvj420p -c:v mjpeg fullrange.avi
