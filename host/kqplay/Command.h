@@ -17,6 +17,8 @@ enum class Command {
     ToEnd,        ///< the last picture
     StepForward,  ///< one frame
     StepBackward, ///< one frame
+    NextDifference,
+    PreviousDifference,
     Screenshot,
     ToggleFullScreen,
     Quieter,

@@ -47,7 +47,8 @@ std::string Describe(const kq::streams::MediaFacts& facts) {
 } // namespace
 
 EventLoop::EventLoop(PlaybackParts& parts)
-    : m_parts(parts), m_transport(parts), m_mute(parts.options.mute), m_volume(parts.options.volume) {}
+    : m_parts(parts), m_transport(parts), m_differences(parts, m_transport), m_mute(parts.options.mute),
+      m_volume(parts.options.volume) {}
 
 ExitStatus EventLoop::Run() {
     m_transport.Start();
@@ -56,6 +57,7 @@ ExitStatus EventLoop::Run() {
         TakeSignals();
         TakeCommands();
         RepeatHeldKey();
+        LookForDifference();
         m_transport.KeepEnd();
         TakeEnd();
         WatchSoundDevice();
@@ -139,6 +141,13 @@ void EventLoop::RepeatHeldKey() {
     TakeKey(key);
 }
 
+void EventLoop::LookForDifference() {
+    const std::string note = m_differences.GoOn();
+    if (!note.empty()) {
+        Show(note);
+    }
+}
+
 /// Leaves when the run has ended by itself, or none could start.
 void EventLoop::TakeEnd() {
     if (m_transport.HasFailed()) {
@@ -177,6 +186,7 @@ void EventLoop::TakeKey(int key) {
 }
 
 void EventLoop::Obey(Command command) {
+    m_differences.GiveUp();
     switch (command) {
     case Command::TogglePause:
         return m_transport.TogglePause();
@@ -188,6 +198,10 @@ void EventLoop::Obey(Command command) {
         return m_transport.StepForward();
     case Command::StepBackward:
         return m_transport.StepBackward();
+    case Command::NextDifference:
+        return Show(m_differences.Begin(1));
+    case Command::PreviousDifference:
+        return Show(m_differences.Begin(-1));
     case Command::Screenshot:
         return TakeScreenshot(m_parts) ? void() : Show("no picture");
     case Command::ShowFacts:
@@ -315,6 +329,9 @@ TimelineBar EventLoop::CurrentBar() const {
     bar.played = partOf(m_transport.Position());
     for (const kq::streams::Timeline::Span& span : m_parts.timeline->KeptSpans()) {
         bar.kept.push_back({partOf(span.begin), partOf(span.end)});
+    }
+    for (const kq::measure::Differences::Span& span : m_differences.Found()) {
+        bar.differing.push_back({partOf(span.begin), partOf(span.end)});
     }
     if (m_transport.IsPartRepeated()) {
         const PlayRange range = m_transport.Repeated();

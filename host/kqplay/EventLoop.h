@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Command.h"
+#include "DifferenceSearch.h"
 #include "PlaybackParts.h"
 #include "Terminal.h"
 #include "Transport.h"
@@ -28,6 +29,7 @@ private:
     void Suspend();
     void TakeCommands();
     void RepeatHeldKey();
+    void LookForDifference();
     void TakeEnd();
     void WatchSoundDevice();
     void ShowProgress();
@@ -48,6 +50,7 @@ private:
 
     PlaybackParts& m_parts;
     Transport m_transport;
+    DifferenceSearch m_differences;
     Terminal m_terminal;
     TypedPlace m_typed;
     bool m_mute;

@@ -24,6 +24,7 @@ constexpr unsigned long timelineColour = 0x404040;
 constexpr int markHeight = 2; ///< of what lies along the timeline's edges
 constexpr unsigned long keptColour = 0x5090D0;
 constexpr unsigned long repeatedColour = 0xF0A030;
+constexpr unsigned long differingColour = 0xD04040;
 
 bool serverIsGone = false;
 Display* survivedDisplay = nullptr; ///< the one that a lost connection is survived on
@@ -335,6 +336,16 @@ std::vector<VideoWindow::Stripe> VideoWindow::Stripes() const {
     for (const TimelineBar::Part& part : m_bar.kept) {
         stripes.push_back({keptColour, pixel(part.begin), std::max(pixel(part.begin) + 1, pixel(part.end)),
                            timelineHeight - markHeight, timelineHeight});
+    }
+    for (const TimelineBar::Part& part : m_bar.differing) {
+        const Stripe stripe = {differingColour, pixel(part.begin),
+                               std::max(pixel(part.begin) + 1, pixel(part.end)), markHeight,
+                               timelineHeight - markHeight};
+        if (stripes.back().colour == differingColour && stripes.back().right >= stripe.left) {
+            stripes.back().right = std::max(stripes.back().right, stripe.right); // there may be thousands
+        } else {
+            stripes.push_back(stripe);
+        }
     }
     if (m_bar.repeated.end > m_bar.repeated.begin) {
         const int left = pixel(m_bar.repeated.begin);

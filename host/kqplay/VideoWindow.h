@@ -20,9 +20,10 @@ struct TimelineBar {
         double begin = 0;
         double end = 0;
     };
-    double played = 0;      ///< up to the position
-    Part repeated;          ///< what the user has marked; empty for nothing
-    std::vector<Part> kept; ///< pictures that are there at once
+    double played = 0;                ///< up to the position
+    Part repeated;                    ///< what the user has marked; empty for nothing
+    std::vector<Part> kept;           ///< pictures that are there at once
+    std::vector<Part> differing = {}; ///< pictures that differ from those beside them, in order
 };
 
 /// A window that can be resized, for the player's views side by side, with a thin timeline below them. Used

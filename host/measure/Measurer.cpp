@@ -78,7 +78,7 @@ void Measurer::Begin() {
     m_first->Begin(m_first->OwnShape(), begin);
     if (m_second) {
         // The picture on show there, and one to spare.
-        const double shift = (m_request.offset - 1) / m_second->Rate();
+        const double shift = static_cast<double>(m_request.offset - 1) / m_second->Rate();
         m_second->Begin(m_first->OwnShape(), begin + shift);
     }
 }
@@ -99,7 +99,7 @@ MeasureOutcome Measurer::Run(const Take& take, const TakeLone& lone) {
 void Measurer::MeasurePairs(const Take& take, const TakeLone& lone) {
     Pairing pairing(*m_first, *m_second, m_request.offset);
     const double earliest = std::max(m_request.begin - streams::ToSeconds(m_first->FirstTime()), 0.0) +
-                            (m_request.offset - 0.5) / m_second->Rate();
+                            (static_cast<double>(m_request.offset) - 0.5) / m_second->Rate();
     while (auto pair = pairing.Next()) {
         if (m_cancelled || (pair->first && IsPastEnd(*pair->first))) {
             return;

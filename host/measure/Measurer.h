@@ -24,8 +24,8 @@ struct MeasureRequest {
     std::string file;
     /// The file beside it; empty: each picture of the file is measured against the one before it.
     std::string other;
-    int offset = 0;   ///< the file's picture n belongs to the other one's picture n + offset
-    double begin = 0; ///< of what is measured, seconds in the file
+    std::int64_t offset = 0; ///< the file's picture n belongs to the other one's picture n + offset
+    double begin = 0;        ///< of what is measured, seconds in the file
     double end = std::numeric_limits<double>::infinity(); ///< likewise
     int decoderThreads = 0;                               ///< for each file; 0: one a core, eight at most
     std::function<void(const std::string&)> log;          ///< lines about damaged input, from any thread

@@ -21,7 +21,7 @@ bool Pairing::AreEqual(double rate, double other) {
     return std::abs(rate - other) < sameRate * rate;
 }
 
-Pairing::Pairing(PictureSequence& first, PictureSequence& second, int offset)
+Pairing::Pairing(PictureSequence& first, PictureSequence& second, std::int64_t offset)
     : m_firstFile(first), m_secondFile(second), m_offset(offset),
       m_isOneToOne(AreEqual(first.Rate(), second.Rate())),
       m_countsByRate(first.IsSteady() && second.IsSteady()), m_shift(offset * StepAt(second.Rate())),
@@ -109,7 +109,7 @@ double Pairing::PlaceOfFirst(const Picture& picture) const {
 
 double Pairing::PlaceOfSecond(const Picture& picture) const {
     const double rate = m_countsByRate ? m_secondFile.Rate() : m_firstFile.Rate();
-    return streams::ToSeconds(picture.time) * rate - m_offset;
+    return streams::ToSeconds(picture.time) * rate - static_cast<double>(m_offset);
 }
 
 double Pairing::Distance(const PicturePtr& first, const PicturePtr& second) const {

@@ -53,7 +53,7 @@ public:
     };
 
     /// @param offset the first file's picture n belongs to the other one's picture n + offset
-    Pairing(PictureSequence& first, PictureSequence& second, int offset);
+    Pairing(PictureSequence& first, PictureSequence& second, std::int64_t offset);
 
     /// @return nothing when either file has ended
     std::optional<Pair> Next();
@@ -82,7 +82,7 @@ private:
 
     PictureSequence& m_firstFile;
     PictureSequence& m_secondFile;
-    const int m_offset;
+    const std::int64_t m_offset;
     const bool m_isOneToOne;
     const bool m_countsByRate; ///< places are counted by each file's own rate
     const Ticks m_shift;       ///< the other file's times are so much later

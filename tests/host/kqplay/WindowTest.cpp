@@ -230,6 +230,23 @@ TEST_F(InWindow, TheTimelineShowsWhatIsRepeatedAndWhatIsKept) {
     kqplay.Quit();
 }
 
+/// The second file ends half-way.
+TEST_F(InWindow, TheTimelineShowsWhereFilesDiffer) {
+    AtTerminal kqplay({"--no-audio", "--compare", Clip("silent.mp4"), Clip("plain.mp4")}, m_environment);
+    const Window window = FindWindow();
+    kqplay.Press(" \033[Hn", "differs");
+    const XWindowAttributes size = Attributes(window);
+    const auto colourAt = [&](int x) {
+        const Image image = m_server.Screenshot(static_cast<xcb_window_t>(window));
+        return image.pixels.at(
+                   static_cast<std::size_t>(image.width * (size.height - timelineHeight / 2) + x)) &
+               0xFFFFFF;
+    };
+    EXPECT_TRUE(WaitUntil([&] { return colourAt(size.width * 2 / 5) == 0xD04040; }));
+    EXPECT_EQ(colourAt(size.width * 3 / 5), 0x404040u);
+    kqplay.Quit();
+}
+
 TEST_F(InWindow, FillsTheScreenAndComesBackWithoutAWindowManager) {
     AtTerminal kqplay({"--no-audio", Clip("long.mp4")}, m_environment);
     const Window window = FindWindow();

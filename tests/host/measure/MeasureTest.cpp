@@ -392,4 +392,27 @@ TEST(Measure, EndsOnASignalWithWhatWasMeasured) {
     EXPECT_LT(measured.size(), 100u);
 }
 
+TEST(Measure, TheKeysGoFromOneDifferenceToTheNext) {
+    const TemporaryFolder folder;
+    const std::string source = "testsrc2=rate=25:size=64x48:duration=4";
+    Make(folder / "a.mkv", source, {"-c:v", "ffv1"});
+    Make(folder / "b.mkv", source + ",noise=alls=60:all_seed=1:enable='between(n,30,31)+eq(n,60)'",
+         {"-c:v", "ffv1"});
+    kqtest::Process kqplay(
+        {KQPLAY_PROGRAM, "--headless", "--no-audio", "--compare", folder / "b.mkv", folder / "a.mkv"}, {},
+        kqtest::Process::Streams::PseudoTerminal);
+    const std::pair<const char*, const char*> presses[] = {
+        {"", "playing"},          {" \033[H", "paused  0:00.00"},
+        {"n", "paused  0:01.20"}, {"n", "paused  0:01.24"},
+        {"n", "paused  0:02.40"}, {"n", "no pair behind this one differs"},
+        {"N", "paused  0:01.24"}, {"NN", "no pair before this one differs"},
+    };
+    for (const auto& [keys, shown] : presses) {
+        kqplay.Type(keys);
+        ASSERT_TRUE(kqplay.WaitForOutput(shown)) << shown << " in " << kqplay.Output();
+    }
+    kqplay.Type("q");
+    EXPECT_EQ(kqplay.Finish().status, 0);
+}
+
 } // namespace
