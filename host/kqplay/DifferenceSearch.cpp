@@ -52,7 +52,7 @@ std::string DifferenceSearch::GoOn() {
         m_transport.GoToFrame(found->frame);
         return "differs";
     }
-    const std::string error = m_differences->Error();
+    std::string error = m_differences->Error();
     if (!error.empty()) {
         return error;
     }

@@ -88,7 +88,8 @@ void Measure(PlaybackParts& parts, kq::measure::Measurer& measurer, kq::measure:
 
 /// @return what falls short of what the user asked for, empty when nothing does
 std::string Shortfall(const Options& options, const Measured& measured) {
-    if (!options.minPsnr && !options.minSsim) {
+    const MeasureOptions& limits = options.measure;
+    if (!limits.HasLimits()) {
         return {};
     }
     const kq::measure::Summary& summary = measured.summary;
@@ -99,18 +100,18 @@ std::string Shortfall(const Options& options, const Measured& measured) {
         return "pictures of " + options.file + " have no counterpart";
     }
     char text[96] = "";
-    if (options.minPsnr && summary.LeastPsnr() < *options.minPsnr) {
+    if (limits.minPsnr && summary.LeastPsnr() < *limits.minPsnr) {
         std::snprintf(text, sizeof text, "a pair has a PSNR of %.4f dB, less than %g", summary.LeastPsnr(),
-                      *options.minPsnr);
-    } else if (options.minSsim && summary.LeastSsim() < *options.minSsim) {
+                      *limits.minPsnr);
+    } else if (limits.minSsim && summary.LeastSsim() < *limits.minSsim) {
         std::snprintf(text, sizeof text, "a pair has an SSIM of %.6f, less than %g", summary.LeastSsim(),
-                      *options.minSsim);
+                      *limits.minSsim);
     }
     return text;
 }
 
 bool WriteWorst(PlaybackParts& parts, const Measured& measured) {
-    const std::string& path = parts.options.worstSheet;
+    const std::string& path = parts.options.measure.worstSheet;
     constexpr std::size_t most = 10;
     const auto worst = measured.summary.Worst(most);
     if (path.empty()) {
@@ -134,7 +135,7 @@ int MeasureFiles(PlaybackParts& parts) {
     const Options& options = parts.options;
     std::string error;
     kq::measure::ReportFile report;
-    if (!report.Open(options.measure, error)) {
+    if (!report.Open(options.measure.report, error)) {
         parts.Fail(error);
         return ExitFailed;
     }
@@ -170,8 +171,8 @@ int MeasureFiles(PlaybackParts& parts) {
 int VerifyFile(PlaybackParts& parts) {
     kq::measure::VerifyRequest request;
     request.file = parts.options.file;
-    request.count = parts.options.verifyCount;
-    request.seed = parts.options.verifySeed;
+    request.count = parts.options.verify.count;
+    request.seed = parts.options.verify.seed;
     request.log = [&parts](const std::string& line) { parts.output.Note(line); };
     std::string error;
     const auto verifier = kq::measure::Verifier::Open(request, error);

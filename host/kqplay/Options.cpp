@@ -86,17 +86,17 @@ std::string ReadContactSheet(const std::string& text, ContactSheetRequest& reque
 
 /// @return what is wrong with how measuring and verifying are asked for
 std::string WrongMeasure(const Options& options) {
-    const bool hasLimits = options.minPsnr || options.minSsim;
-    if ((hasLimits || !options.worstSheet.empty()) && options.measure.empty()) {
+    const MeasureOptions& measure = options.measure;
+    if ((measure.HasLimits() || !measure.worstSheet.empty()) && measure.report.empty()) {
         return "--min-psnr, --min-ssim and --worst need --measure REPORT";
     }
-    if (hasLimits && options.compare.empty()) {
+    if (measure.HasLimits() && options.compare.empty()) {
         return "--min-psnr and --min-ssim need --compare FILE2";
     }
-    if (!options.worstSheet.empty() && PictureFormat(options.worstSheet) < 0) {
-        return "'" + options.worstSheet + "' does not end in .bmp, .jpg, .jpeg or .png";
+    if (!measure.worstSheet.empty() && PictureFormat(measure.worstSheet) < 0) {
+        return "'" + measure.worstSheet + "' does not end in .bmp, .jpg, .jpeg or .png";
     }
-    if ((!options.measure.empty() || options.verify) && !options.video) {
+    if ((!measure.report.empty() || options.verify.isAsked) && !options.video) {
         return "--measure and --verify need the pictures that --no-video leaves out";
     }
     return {};
@@ -118,7 +118,7 @@ std::string NothingSelected(const Options& options) {
     if (options.frame && !options.video) {
         return "--frame needs the pictures that --no-video leaves out";
     }
-    const std::string wrong = WrongMeasure(options);
+    std::string wrong = WrongMeasure(options);
     if (!wrong.empty()) {
         return wrong;
     }
@@ -232,30 +232,31 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
         },
         "Do not play, but write an overview picture, 4x4 pictures unless told otherwise");
     sheet->type_name("PATH[:COLSxROWS]")->excludes(compare);
-    auto* measure = app.add_option("--measure", options.measure,
+    auto* measure = app.add_option("--measure", options.measure.report,
                                    "Do not play, but measure every picture against the one of --compare, or "
                                    "against the one before it, and write a report, one JSON object a line");
     measure->type_name("REPORT")->excludes(sheet)->excludes(filter)->excludes(views);
-    app.add_option("--min-psnr", options.minPsnr,
+    app.add_option("--min-psnr", options.measure.minPsnr,
                    "With --measure: end with status 3 unless the luma of every pair reaches so many dB")
         ->check(CLI::Range(0.0, 1000.0))
         ->type_name("");
-    app.add_option("--min-ssim", options.minSsim, "With --measure: the same for the structural similarity")
+    app.add_option("--min-ssim", options.measure.minSsim,
+                   "With --measure: the same for the structural similarity")
         ->check(CLI::Range(-1.0, 1.0))
         ->type_name("");
-    app.add_option("--worst", options.worstSheet,
+    app.add_option("--worst", options.measure.worstSheet,
                    "With --measure: write a picture of the worst pairs and their differences")
         ->type_name("PATH");
     auto* verify = app.add_flag(
-        "--verify", options.verify,
+        "--verify", options.verify.isAsked,
         "Do not play, but seek and step at random, and compare every picture with that of a decode from the "
         "start; the status is 3 when one differs");
     verify->excludes(measure)->excludes(sheet)->excludes(compare)->excludes(filter)->excludes(views);
-    app.add_option("--count", options.verifyCount, "With --verify: so many movements, 1000 unless told")
+    app.add_option("--count", options.verify.count, "With --verify: so many movements, 1000 unless told")
         ->check(CLI::Range(1, 100'000'000))
         ->type_name("")
         ->needs(verify);
-    app.add_option("--seed", options.verifySeed, "With --verify: the same number makes the same movements")
+    app.add_option("--seed", options.verify.seed, "With --verify: the same number makes the same movements")
         ->check(CLI::Range(std::uint32_t{0}, std::numeric_limits<std::uint32_t>::max()))
         ->type_name("")
         ->needs(verify);

@@ -33,6 +33,23 @@ struct CaptureRequest {
     std::string path;   ///< with the extension of a known format
 };
 
+/// How files are measured instead of played.
+struct MeasureOptions {
+    std::string report;            ///< path; empty: nothing is measured
+    std::optional<double> minPsnr; ///< dB that the luma of every pair has to reach
+    std::optional<double> minSsim; ///< likewise
+    std::string worstSheet;        ///< picture of the worst pairs, or empty
+
+    bool HasLimits() const { return minPsnr || minSsim; }
+};
+
+/// How a file is moved about in instead of played.
+struct VerifyOptions {
+    int count = 1000; ///< movements
+    std::uint32_t seed = 1;
+    bool isAsked = false;
+};
+
 /// What the user asked for.
 struct Options {
     std::string file;
@@ -55,13 +72,8 @@ struct Options {
     bool mute = false;
     std::string trace; ///< path, or empty
     bool traceHash = false;
-    std::string measure;           ///< report that is written instead of playing, or empty
-    std::optional<double> minPsnr; ///< dB that the luma of every measured pair has to reach
-    std::optional<double> minSsim; ///< likewise
-    std::string worstSheet;        ///< picture of the worst pairs, or empty
-    bool verify = false;           ///< the file is not played, but moved about in
-    int verifyCount = 1000;        ///< movements
-    std::uint32_t verifySeed = 1;
+    MeasureOptions measure;
+    VerifyOptions verify;
     bool doctor = false; ///< no file is played: what kqplay runs on is examined
     std::string log;     ///< path, or empty
     bool verbose = false;

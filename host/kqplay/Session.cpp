@@ -15,10 +15,10 @@ int Session::Run() {
     if (!m_parts.options.contactSheet.path.empty()) {
         return DrawContactSheet();
     }
-    if (!m_parts.options.measure.empty()) {
+    if (!m_parts.options.measure.report.empty()) {
         return MeasureFiles(m_parts);
     }
-    if (m_parts.options.verify) {
+    if (m_parts.options.verify.isAsked) {
         return VerifyFile(m_parts);
     }
     if (!OpenPlayback(m_parts)) {

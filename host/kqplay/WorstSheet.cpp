@@ -160,17 +160,17 @@ bool WriteWorstSheet(PlaybackParts& parts, const std::vector<kq::measure::Measur
     DisplaySize(parts.file.video, width, height);
     TileSheet sheet(width, height, columns, static_cast<int>(pairs.size()));
     if (sheet.IsEmpty()) {
-        error = options.worstSheet + ": no memory for the picture";
+        error = options.measure.worstSheet + ": no memory for the picture";
         return false;
     }
     WorstSheet drawing(*parts.file.video, *parts.second.video, sheet);
     for (std::size_t row = 0; row < pairs.size(); ++row) {
         if (!drawing.DrawRow(static_cast<int>(row), pairs[row])) {
-            error = options.worstSheet + ": there is no picture to show";
+            error = options.measure.worstSheet + ": there is no picture to show";
             return false;
         }
     }
-    return sheet.Save(options.worstSheet, parts.output, error);
+    return sheet.Save(options.measure.worstSheet, parts.output, error);
 }
 
 } // namespace kqplay

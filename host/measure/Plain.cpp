@@ -1,5 +1,7 @@
 #include "Kernels.h"
 
+#include <cmath>
+
 namespace kq::measure {
 namespace {
 
@@ -52,8 +54,7 @@ void Windows(const BlockRow<Sum>& upper, const BlockRow<Sum>& lower, std::size_t
 
 Stabilizers StabilizersFor(int depth) {
     const double peak = static_cast<double>((1 << depth) - 1);
-    return {static_cast<std::int64_t>(0.01 * 0.01 * peak * peak * 64 + 0.5),
-            static_cast<std::int64_t>(0.03 * 0.03 * peak * peak * 64 * 63 + 0.5)};
+    return {std::llround(0.01 * 0.01 * peak * peak * 64), std::llround(0.03 * 0.03 * peak * peak * 64 * 63)};
 }
 
 const Kernels& PlainKernels() {
