@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cinttypes>
 #include <cstring>
+#include <fstream>
 #include <optional>
 
 namespace kq::measure {
@@ -19,6 +20,12 @@ std::string Number(const std::optional<double>& value, const char* format) {
     char text[64];
     std::snprintf(text, sizeof text, format, *value);
     return text;
+}
+
+/// @return true for a file that holds something that no report begins with
+bool HoldsSomethingElse(const std::string& path) {
+    char first = 0;
+    return std::ifstream(path).get(first) && first != '{';
 }
 
 } // namespace
@@ -46,6 +53,9 @@ bool ReportFile::Open(const std::string& path, std::string& error) {
     if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
         m_device.reset(std::fopen(path.c_str(), "we"));
         return m_device != nullptr || Fail(std::strerror(errno), error);
+    }
+    if (HoldsSomethingElse(path)) {
+        return Fail("the file is there, and is no report", error);
     }
     m_file = std::make_unique<imageproc::AtomicFile>(path);
     return m_file->Error().empty() || Fail(m_file->Error(), error);

@@ -19,7 +19,8 @@ namespace kq::measure {
 std::string PairAsJson(const MeasuredPair& pair);
 
 /// Writes one JSON object a pair, each on a line of its own, and nothing else. A file appears whole or not at
-/// all; devices and pipes are written to as results come.
+/// all, and replaces an earlier report only: who forgets to name one must not lose a film. Devices and pipes
+/// are written to as results come.
 class ReportFile {
 public:
     ReportFile();

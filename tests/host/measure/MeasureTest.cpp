@@ -314,7 +314,8 @@ TEST(Measure, EndsWithTheStatusThatScriptsNeed) {
 TEST(Measure, WritesReportsAndSheetsWholeOrNotAtAll) {
     const TemporaryFolder folder;
     const std::string clip = Clip("bframes.mp4");
-    kq::test::WriteFile(folder / "old.json", "old");
+    kq::test::WriteFile(folder / "old.json", "{}");
+    kq::test::WriteFile(folder / "film.mp4", "a film");
     const std::string sheet = folder / "sheet.png";
     // A limit on the size of files stands in for a full disk.
     const auto measure = [&](const std::string& report, const Strings& words, const char* blocks) {
@@ -329,6 +330,7 @@ TEST(Measure, WritesReportsAndSheetsWholeOrNotAtAll) {
         std::string named;
     } rows[] = {
         {folder / "old.json", {}, "8", folder / "old.json"},
+        {folder / "film.mp4", {}, "unlimited", folder / "film.mp4"},
         {"/dev/full", {}, "unlimited", "/dev/full"},
         {folder / "nowhere/report.json", {}, "unlimited", folder / "nowhere/report.json"},
         {folder / "", {}, "unlimited", folder / ""},
@@ -340,8 +342,9 @@ TEST(Measure, WritesReportsAndSheetsWholeOrNotAtAll) {
         EXPECT_EQ(outcome.err.rfind("kqplay: " + row.named + ": ", 0), 0u) << outcome.err;
         EXPECT_EQ(Lines(outcome.err).size(), 1u) << outcome.err;
     }
-    EXPECT_EQ(ReadFile(folder / "old.json"), "old");
-    EXPECT_EQ(folder.CountFiles(), 1u) << "nothing else is left";
+    EXPECT_EQ(ReadFile(folder / "old.json"), "{}");
+    EXPECT_EQ(ReadFile(folder / "film.mp4"), "a film");
+    EXPECT_EQ(folder.CountFiles(), 2u) << "nothing else is left";
 }
 
 /// A row for the one pair that differs: the pictures, and what is left of them. A difference of 3 becomes one
