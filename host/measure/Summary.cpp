@@ -103,8 +103,12 @@ std::string Summary::Head(const std::string& file, const std::string& other) con
     const auto count = PairCount();
     std::string text =
         other.empty() ? file + "\neach picture against the one before it\n" : file + "\n" + other + "\n";
-    text += Print("%" PRId64 " pair%s measured, ", count, count == 1 ? "" : "s");
-    if (count > 0 && m_equal == count) {
+    text += Print("%" PRId64 " pair%s measured", count, count == 1 ? "" : "s");
+    if (count == 0) {
+        return text + "\n";
+    }
+    text += ", ";
+    if (m_equal == count) {
         return text + "all equal\n";
     }
     return text + (m_equal > 0 ? Print("%" PRId64 " equal\n", m_equal) : "none equal\n");
