@@ -35,9 +35,9 @@ std::string Follower::Description() {
     return m_own->Description();
 }
 
-bool Follower::Place(PicturePlace& place) {
+KeptPicture Follower::Keep() {
     Follow();
-    return m_own->Place(place);
+    return m_own->Keep();
 }
 
 /// @return the time of the frame that is the current one now

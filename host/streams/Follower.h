@@ -18,7 +18,7 @@ public:
     double GetFramePosition() override;
     Ticks TimeOnShow() override;
     std::string Description() override;
-    bool Place(PicturePlace& place) override;
+    KeptPicture Keep() override;
     bool HasPlaces() const override { return m_own->HasPlaces(); }
 
 private:

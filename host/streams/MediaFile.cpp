@@ -461,8 +461,16 @@ bool OpenTimeline(const std::string& path, const OpenOptions& options, MediaFile
 }
 
 bool PlaceOfPicture(IMediaStream& stream, PicturePlace& place) {
+    const KeptPicture kept = KeepPicture(stream);
+    if (kept.frame) {
+        place = kept.place;
+    }
+    return kept.frame != nullptr;
+}
+
+KeptPicture KeepPicture(IMediaStream& stream) {
     const ComPtr<TimedStream> timed = TimedStream::From(stream);
-    return timed && timed->Place(place);
+    return timed ? timed->Keep() : KeptPicture{};
 }
 
 std::string DescribePicture(IMediaStream& stream) {

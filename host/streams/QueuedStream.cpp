@@ -74,22 +74,28 @@ Ticks QueuedStream::TimeOnShow() {
     return (shows ? m_queue.front()->original->time : CurrentTime()) + m_source->Tolerance();
 }
 
-bool QueuedStream::Place(PicturePlace& place) {
+KeptPicture QueuedStream::Keep() {
+    KeptPicture kept;
     if (!m_hasPlaces) {
-        return false;
+        return kept;
     }
     std::unique_lock guard(m_lock);
     WaitForFrame(guard);
     if (m_queue.empty() || !m_queue.front()->original) {
-        return false;
+        return kept;
     }
-    const std::shared_ptr<const Frame> picture = m_queue.front()->original;
+    const FramePtr shown = m_queue.front();
     guard.unlock();
-    place.number = m_source->NumberOf(*picture);
-    place.time = ToSeconds(picture->time);
+    const Frame& picture = *shown->original;
+    kept.frame = {shown, &shown->record};
+    kept.place.number = m_source->NumberOf(picture);
+    kept.place.time = ToSeconds(picture.time);
     const double rate = std::get<VIDEO_STREAM_INFO>(Format()).dFrameRate;
-    place.duration = rate > 0 ? (picture->endPosition - picture->position) / rate : 0;
-    return true;
+    kept.place.duration = rate > 0 ? (picture.endPosition - picture.position) / rate : 0;
+    if (picture.picture && picture.picture->pict_type != AV_PICTURE_TYPE_NONE) {
+        kept.place.kind = av_get_picture_type_char(picture.picture->pict_type);
+    }
+    return kept;
 }
 
 std::string QueuedStream::Description() {

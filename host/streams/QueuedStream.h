@@ -35,7 +35,7 @@ public:
     double GetFramePosition() override;
     Ticks TimeOnShow() override;
     std::string Description() override;
-    bool Place(PicturePlace& place) override;
+    KeptPicture Keep() override;
     bool HasPlaces() const override { return m_hasPlaces; }
 
     /// While it lives, the stream neither gives a frame nor takes one from its source: for changes that

@@ -149,6 +149,7 @@ struct PicturePlace {
         -1;              ///< counted from 0 in order of time; -1 while the file's index does not reach so far
     double time = 0;     ///< begin of the picture, seconds from the file's start
     double duration = 0; ///< seconds; 0 for unknown
+    char kind = '\0';    ///< how it was coded: 'I', 'P', 'B', or another letter of FFmpeg's; 0 for unknown
 };
 
 /// The play time of a file: slower, faster, backwards, and ranges that repeat without a seam.
@@ -220,5 +221,17 @@ bool OpenTimeline(const std::string& path, const OpenOptions& options, MediaFile
 /// @param place  receives where its current picture stands in its file
 /// @return false without a picture, and for other streams. Waits for the picture; any thread.
 bool PlaceOfPicture(IMediaStream& stream, PicturePlace& place);
+
+/// A picture that stays as long as somebody holds it, and where it stands in its file.
+struct KeptPicture {
+    PicturePlace place;                       ///< as PlaceOfPicture() tells it
+    std::shared_ptr<const MEDIA_FRAME> frame; ///< never changes; null for no picture
+};
+
+/// Keeps the current picture of a stream, without a copy. Neither moves the position nor touches the frame
+/// that the calling thread uses. A picture that is kept takes memory beyond the bounds of OpenOptions.
+/// @param stream as for PlaceOfPicture()
+/// @return no picture where PlaceOfPicture() gives false. Waits for the picture; any thread.
+KeptPicture KeepPicture(IMediaStream& stream);
 
 } // namespace kq::streams
