@@ -121,6 +121,7 @@ private:
     Prepared<VideoSource, VIDEO_STREAM_INFO> OpenVideo();
     Prepared<AudioSource, AUDIO_STREAM_INFO> OpenAudio();
     std::size_t StoreBytes() const;
+    int FindSound();
     void FindFileTimes();
     Ticks StartOf(const AVStream& stream) const;
     Ticks EndOf(const AVStream& stream) const;
@@ -147,7 +148,12 @@ bool Opening::Run(std::string& error) {
         return false;
     }
     m_video = m_options.video ? m_demuxer->BestStream(AVMEDIA_TYPE_VIDEO) : -1;
-    m_audio = m_options.audio ? m_demuxer->BestStream(AVMEDIA_TYPE_AUDIO) : -1;
+    m_audio = m_options.audio ? FindSound() : -1;
+    if (m_options.audio && m_options.audioTrack > 0 && m_audio < 0) {
+        error = m_path + ": there is no sound track " + std::to_string(m_options.audioTrack) + " among " +
+                std::to_string(facts.audioTracks.size());
+        return false;
+    }
     FindFileTimes();
 
     facts.container = m_demuxer->Context().iformat->name;
@@ -164,6 +170,37 @@ bool Opening::Run(std::string& error) {
     error = m_path + (m_options.audio ? ": no video or audio stream that can be decoded"
                                       : ": no video stream that can be decoded");
     return false;
+}
+
+std::string TrackText(const AVStream& stream) {
+    const AVCodecParameters& parameters = *stream.codecpar;
+    std::string text = std::string(avcodec_get_name(parameters.codec_id)) + ", " +
+                       std::to_string(parameters.sample_rate) + " Hz, " +
+                       std::to_string(parameters.ch_layout.nb_channels) + " channels";
+    for (const char* key : {"language", "title"}) {
+        const AVDictionaryEntry* entry = av_dict_get(stream.metadata, key, nullptr, 0);
+        text += entry != nullptr ? std::string(", ") + entry->value : "";
+    }
+    return text;
+}
+
+/// Lists the file's sounds. @return the stream of the one that is to be heard, -1 for none
+int Opening::FindSound() {
+    const int best = m_demuxer->BestStream(AVMEDIA_TYPE_AUDIO);
+    int found = -1;
+    for (int i = 0; i < static_cast<int>(m_demuxer->Context().nb_streams); ++i) {
+        const AVStream& stream = m_demuxer->Stream(i);
+        if (stream.codecpar->codec_type != AVMEDIA_TYPE_AUDIO) {
+            continue;
+        }
+        facts.audioTracks.push_back(TrackText(stream));
+        const auto track = static_cast<int>(facts.audioTracks.size());
+        if (m_options.audioTrack > 0 ? track == m_options.audioTrack : i == best) {
+            found = i;
+            facts.audioTrack = track;
+        }
+    }
+    return found;
 }
 
 void Opening::FindFileTimes() {

@@ -45,6 +45,9 @@ make_clip -f lavfi -i "$pictures" -vf "select='not(mod(n,3))+not(mod(n,7))'" -vs
 make_clip -i bframes.mp4 -itsoffset 1 -i bframes.mp4 -map 0:v -map 1:a -c copy latesound.mkv
 make_clip -f lavfi -i "$pictures" -f lavfi -i 'sine=sample_rate=48000:duration=2' $x264 -c:a flac shortsound.mkv
 
+make_clip -f lavfi -i 'sine=frequency=440:duration=1' -f lavfi -i 'sine=frequency=880:duration=1' -map 0 -map 1 \
+    -metadata:s:a:1 language=fra -c:a flac twosounds.mkv
+
 # White and a tone for 80 ms each second.
 make_clip -f lavfi -i "color=black:size=64x48:rate=25:duration=8,drawbox=color=white:thickness=fill:enable='lt(mod(t,1),0.08)'" \
     -f lavfi -i "aevalsrc='0.6*sin(2*PI*1000*t)*lt(mod(t,1),0.08)':sample_rate=48000:duration=8" $x264 \

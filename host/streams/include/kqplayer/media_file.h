@@ -18,6 +18,9 @@ namespace kq::streams {
 struct OpenOptions {
     bool video = true; ///< open the best video stream, if there is one
     bool audio = true; ///< open the best audio stream, if there is one
+    /// Which of the file's audio streams is opened, counted from 1; 0: the best one. One that is not there
+    /// fails the opening.
+    int audioTrack = 0;
     /// Bound of each stream's queue of decoded frames, in bytes. At least three frames are always queued.
     std::size_t queueBytes = std::size_t{48} << 20;
     int decoderThreads = 0; ///< for video; 0: one a core, eight at most
@@ -54,9 +57,12 @@ struct MediaFacts {
     int height = 0;          ///< pixels
     double frameRate = 0;    ///< average, frames per second
     int frameCount = 0;      ///< of the video
-    int sampleRate = 0;      ///< Hz
-    int channels = 0;        ///< of the source
-    double duration = 0;     ///< seconds
+    /// Each audio stream, unless no sound is asked for: "aac, 48000 Hz, 2 channels, eng".
+    std::vector<std::string> audioTracks;
+    int audioTrack = 0;  ///< which of these was opened, counted from 1; 0 for none
+    int sampleRate = 0;  ///< Hz
+    int channels = 0;    ///< of the source
+    double duration = 0; ///< seconds
 };
 
 /// An open file. Copies share nothing: the struct is a plain holder, and Release() gives the streams back.
