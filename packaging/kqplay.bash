@@ -8,7 +8,7 @@ _kqplay() {
         mapfile -t COMPREPLY < <(compgen -W "auto null wav:" -- "$current")
         return
         ;;
-    --start | --length | --frame | --speed | --loop-count | --volume | --views | --filter | --capture-at) return ;;
+    --start | --length | --frame | --speed | --loop-count | --volume | --audio-track | --views | --filter | --capture-at) return ;;
     esac
     if [[ $current == -* ]]; then
         options=$("$1" --help 2>/dev/null | grep -o -- '^ *-[a-z-][^ ]*' | tr ',' '\n')

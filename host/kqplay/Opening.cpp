@@ -29,6 +29,7 @@ bool OpenFile(PlaybackParts& parts) {
     kq::streams::OpenOptions how;
     how.video = parts.options.video;
     how.audio = parts.options.audio != AudioTarget::Off;
+    how.audioTrack = parts.options.audioTrack;
     how.queueBytes = queueBytes;
     how.log = [&parts](const std::string& line) { parts.output.Note(line); };
     if (!kq::streams::OpenTimeline(parts.options.file, how, parts.file, parts.timeline, error)) {

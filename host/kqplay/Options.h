@@ -50,6 +50,7 @@ struct Options {
     ContactSheetRequest contactSheet;
     AudioTarget audio = AudioTarget::Auto;
     std::string wavPath; ///< with AudioTarget::Wav
+    int audioTrack = 0;  ///< of the file, counted from 1; 0: the best one
     int volume = 100;    ///< percent
     bool mute = false;
     std::string trace; ///< path, or empty
