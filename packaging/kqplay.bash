@@ -8,6 +8,14 @@ _kqplay() {
         mapfile -t COMPREPLY < <(compgen -W "auto null wav:" -- "$current")
         return
         ;;
+    --info)
+        mapfile -t COMPREPLY < <(compgen -W "short full" -- "$current")
+        return
+        ;;
+    --scope)
+        mapfile -t COMPREPLY < <(compgen -W "waveform vectorscope histogram" -- "$current")
+        return
+        ;;
     --start | --length | --frame | --speed | --loop-count | --volume | --audio-track | --views | --filter | --capture-at) return ;;
     esac
     if [[ $current == -* ]]; then

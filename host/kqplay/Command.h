@@ -35,6 +35,8 @@ enum class Command {
     MarkEnd,    ///< of the loop
     ClearMarks, ///< of the loop
     GoTo,       ///< a place that is typed
+    NextInfo,   ///< on the pictures: none, short, full
+    NextScope,  ///< none, or one of the scopes
     ShowFacts,
     ShowKeys,
 };

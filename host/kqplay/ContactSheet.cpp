@@ -1,6 +1,5 @@
 #include "ContactSheet.h"
 
-#include "DigitFont.h"
 #include "ProgressLine.h"
 #include "VideoSize.h"
 
@@ -21,7 +20,9 @@ constexpr int tileWidth = 320;
 constexpr int highestTile = 640;
 constexpr int gap = 4;
 constexpr int labelMargin = 4;
-constexpr int wideTile = 200; ///< from here on labels are drawn twice as large
+constexpr int wideTile = 200; ///< from here on labels are drawn large
+constexpr int smallText = 10;
+constexpr int largeText = 14;
 
 using Scaler = std::unique_ptr<SwsContext, decltype(&sws_freeContext)>;
 
@@ -36,16 +37,24 @@ void SetColour(SwsContext& scaler, const kq::Colour& colour) {
 
 } // namespace
 
-ContactSheet::ContactSheet(IMediaStream& video, double begin, double seconds,
-                           const ContactSheetRequest& request)
-    : m_video(video), m_begin(begin), m_part(seconds / (request.columns * request.rows)), m_request(request) {
+ContactSheet::ContactSheet(const kq::streams::MediaFile& file, double begin, double seconds,
+                           const ContactSheetRequest& request, const std::string& name, TextRenderer* text)
+    : m_file(file), m_video(*file.video), m_begin(begin), m_part(seconds / (request.columns * request.rows)),
+      m_request(request), m_text(text) {
     int width = 1;
     int height = 1;
-    DisplaySize(&video, width, height);
+    DisplaySize(&m_video, width, height);
     m_tileWidth = std::min(tileWidth, width);
     m_tileHeight =
         std::clamp(static_cast<int>(std::lround(m_tileWidth * 1.0 * height / width)), 1, highestTile);
-    m_sheet.Resize(gap + (m_tileWidth + gap) * request.columns, gap + (m_tileHeight + gap) * request.rows);
+    const int across = gap + (m_tileWidth + gap) * request.columns;
+    if (m_text) {
+        m_text->SetSize(m_tileWidth < wideTile ? smallText : largeText);
+        const std::vector<TextLine> title = FormatTitle(name, file.facts, request.info);
+        m_title = title.empty() ? TextBox() : m_text->Draw(title, across);
+    }
+    m_top = m_title.height + gap;
+    m_sheet.Resize(across, m_top + (m_tileHeight + gap) * request.rows);
 }
 
 bool ContactSheet::Draw(const Progress& progress, std::string& error) {
@@ -53,6 +62,7 @@ bool ContactSheet::Draw(const Progress& progress, std::string& error) {
         error = m_request.path + ": no memory for the picture";
         return false;
     }
+    DrawBox(0, 0, m_title);
     for (int tile = 0; tile < m_request.columns * m_request.rows; ++tile) {
         if (!progress(tile)) {
             return false;
@@ -88,19 +98,42 @@ bool ContactSheet::DrawTile(int tile) {
     }
     SetColour(*scaler, kq::ColourOf(*frame));
     const int left = gap + tile % m_request.columns * (m_tileWidth + gap);
-    const int top = gap + tile / m_request.columns * (m_tileHeight + gap);
+    const int top = m_top + tile / m_request.columns * (m_tileHeight + gap);
     const std::uint8_t* planes[] = {image.pY, image.pU, image.pV};
     const int pitches[] = {image.nPitchY, image.nPitchU, image.nPitchV};
     std::uint8_t* target[] = {m_sheet.Bits() + static_cast<std::ptrdiff_t>(top) * m_sheet.Pitch() + left * 3};
     const int targetPitch[] = {m_sheet.Pitch()};
     sws_scale(scaler.get(), planes, pitches, 0, image.nHeight, target, targetPitch);
-    const std::string label = FormatTime(static_cast<double>(frame->llPTS) / kq::TicksPerSecond);
-    const int labelScale = m_tileWidth < wideTile ? 1 : 2;
-    if (TextWidth(label, labelScale) + 2 * labelMargin <= m_tileWidth &&
-        TextHeight(labelScale) + 2 * labelMargin <= m_tileHeight) {
-        DrawText(m_sheet, label, left + labelMargin, top + labelMargin, labelScale);
-    }
+    const kq::streams::PicturePlace place = kq::streams::KeepPicture(m_video).place;
+    const bool hasPlace = m_request.info != InfoLevel::Off && place.number >= 0;
+    DrawLabel(left, top,
+              hasPlace ? FormatPlace(place, m_file.facts.frameRate)
+                       : FormatTime(static_cast<double>(frame->llPTS) / kq::TicksPerSecond));
     return true;
+}
+
+/// Writes on a tile, unless the text is too large for it.
+/// @param left,top of the tile
+void ContactSheet::DrawLabel(int left, int top, const std::string& label) {
+    if (!m_text) {
+        return;
+    }
+    const TextBox box = m_text->Draw({{label}}, m_sheet.Width());
+    if (box.width + 2 * labelMargin <= m_tileWidth && box.height + 2 * labelMargin <= m_tileHeight) {
+        DrawBox(left + labelMargin, top + labelMargin, box);
+    }
+}
+
+void ContactSheet::DrawBox(int left, int top, const TextBox& box) {
+    const std::uint32_t* pixel = box.pixels.data();
+    for (int y = top; y < top + box.height; ++y) {
+        unsigned char* out = m_sheet.Bits() + static_cast<std::ptrdiff_t>(y) * m_sheet.Pitch() + left * 3;
+        for (int x = 0; x < box.width; ++x, ++pixel) {
+            for (const int shift : {0, 8, 16}) {
+                *out++ = static_cast<unsigned char>(*pixel >> shift);
+            }
+        }
+    }
 }
 
 } // namespace kqplay

@@ -52,7 +52,8 @@ std::string Describe(const kq::streams::MediaFacts& facts) {
 } // namespace
 
 EventLoop::EventLoop(PlaybackParts& parts)
-    : m_parts(parts), m_transport(parts), m_mute(parts.options.mute), m_volume(parts.options.volume) {}
+    : m_parts(parts), m_transport(parts), m_info(parts, m_transport), m_scope(parts),
+      m_mute(parts.options.mute), m_volume(parts.options.volume) {}
 
 ExitStatus EventLoop::Run() {
     m_transport.Start();
@@ -65,6 +66,7 @@ ExitStatus EventLoop::Run() {
         TakeEnd();
         WatchSoundDevice();
         ShowProgress();
+        ShowPanels();
     }
     m_parts.monitor->Halt();
     CloseSound();
@@ -73,18 +75,31 @@ ExitStatus EventLoop::Run() {
     return m_parts.trace.Close(error) || m_parts.Fail(error) ? m_status : ExitFailed;
 }
 
-/// Sleeps until something happens, or until the progress line is due.
+/// Sleeps until something happens, or until the progress line is due. What goes with each picture is shown
+/// meanwhile, if anything.
 void EventLoop::Wait() {
+    m_parts.monitor->WatchPictures(m_info.IsOn() || m_scope.IsOn());
     pollfd sources[] = {
         {m_parts.signals.Fd(), POLLIN, 0},
         {m_parts.monitor->Fd(), POLLIN, 0},
         {m_terminal.Fd(), POLLIN, 0},
         {m_parts.window ? m_parts.window->Fd() : -1, POLLIN, 0},
+        {m_parts.monitor->PictureFd(), POLLIN, 0},
     };
+    pollfd& pictures = sources[std::size(sources) - 1];
     constexpr int keyPeriod = static_cast<int>(KeyDecoder::patience * 1000);
     const bool isHeld = m_parts.window && m_parts.window->HeldKey() != 0;
     const int period = m_terminal.IsWaiting() ? keyPeriod : refreshPeriod;
-    poll(sources, std::size(sources), isHeld ? heldPeriod : period);
+    const std::int64_t until = MonotonicMicroseconds() + std::int64_t{1000} * (isHeld ? heldPeriod : period);
+    for (std::int64_t left = until - MonotonicMicroseconds(); left > 0;
+         left = until - MonotonicMicroseconds()) {
+        const int ready = poll(sources, std::size(sources), static_cast<int>((left + 999) / 1000));
+        if (ready != 1 || pictures.revents == 0) {
+            break;
+        }
+        m_parts.monitor->ClearPictureWake();
+        ShowPanels();
+    }
     m_parts.monitor->ClearWake();
     m_keysTyped = sources[2].revents != 0;
 }
@@ -172,6 +187,11 @@ void EventLoop::ShowProgress() {
     }
 }
 
+void EventLoop::ShowPanels() {
+    m_info.Show();
+    m_scope.Show();
+}
+
 void EventLoop::TakeKey(int key) {
     if (!m_typed.IsOpen()) {
         return Obey(CommandOfKey(key));
@@ -195,6 +215,10 @@ void EventLoop::Obey(Command command) {
         return m_transport.StepBackward();
     case Command::Screenshot:
         return TakeScreenshot(m_parts) ? void() : Show("no picture");
+    case Command::NextInfo:
+        return Show(m_info.Next());
+    case Command::NextScope:
+        return Show(m_scope.Next());
     case Command::ShowFacts:
         return ShowFacts();
     case Command::ShowKeys:

@@ -3,7 +3,9 @@
 #pragma once
 
 #include "Command.h"
+#include "InfoPanel.h"
 #include "PlaybackParts.h"
+#include "ScopePanel.h"
 #include "Terminal.h"
 #include "Transport.h"
 #include "TypedPlace.h"
@@ -31,6 +33,7 @@ private:
     void TakeEnd();
     void WatchSoundDevice();
     void ShowProgress();
+    void ShowPanels();
 
     // What the steps do.
     void TakeKey(int key);
@@ -48,6 +51,8 @@ private:
 
     PlaybackParts& m_parts;
     Transport m_transport;
+    InfoPanel m_info;
+    ScopePanel m_scope;
     Terminal m_terminal;
     TypedPlace m_typed;
     bool m_mute;

@@ -62,6 +62,8 @@ const std::vector<KeyAction>& KeyActions() {
         {{'0'}, Command::Louder, "Louder, by 5 %"},
         {{'m'}, Command::ToggleMute, "Mute on, off"},
         {{'f'}, Command::ToggleFullScreen, "Full screen on, off"},
+        {{'o'}, Command::NextInfo, "Information on the picture: none, short, full"},
+        {{'w'}, Command::NextScope, "Scope: none, waveform, vectorscope, histogram"},
         {{'i'}, Command::ShowFacts, "Print what the file holds, and how its pictures are read"},
         {{'h'}, Command::ShowKeys, "Print these keys"},
         {{'q', KeyEscape}, Command::Quit, "Quit"},

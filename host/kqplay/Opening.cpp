@@ -140,12 +140,11 @@ int ViewCount(const PlaybackParts& parts) {
     return parts.second.video ? 2 : parts.options.views;
 }
 
-/// @return where the picture that a view shows stands in the view's file
-kq::streams::PicturePlace PlaceIn(const PlaybackParts& parts, int view) {
+/// @return the picture that a view shows, while its stream stands there
+kq::streams::KeptPicture KeepShown(const PlaybackParts& parts, int view) {
     const bool showsSecond = parts.second.video && view == 1;
     IMediaStream* const video = showsSecond ? parts.second.video : parts.file.video;
-    kq::streams::PicturePlace place;
-    return video && kq::streams::PlaceOfPicture(*video, place) ? place : kq::streams::PicturePlace{};
+    return video ? kq::streams::KeepPicture(*video) : kq::streams::KeptPicture{};
 }
 
 bool OpenPlayer(PlaybackParts& parts) {
@@ -153,7 +152,8 @@ bool OpenPlayer(PlaybackParts& parts) {
                           parts.sound.IsOpen() ? parts.sound.Period() : wallClockStep);
     parts.navigation.emplace(parts.player, *parts.monitor);
     parts.navigation->SetFile(parts.file.video, *parts.timeline);
-    parts.monitor->SetPlaces([&parts](int view) { return PlaceIn(parts, view); });
+    parts.monitor->SetPictures(static_cast<std::size_t>(parts.file.video ? ViewCount(parts) : 0),
+                               [&parts](int view) { return KeepShown(parts, view); });
     std::string error;
     if (!parts.player.Create(*parts.monitor, error)) {
         return parts.Fail(error);

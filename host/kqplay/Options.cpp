@@ -9,7 +9,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <initializer_list>
 #include <limits>
+#include <map>
 #include <memory>
 #include <numeric>
 #include <regex>
@@ -17,6 +19,8 @@
 
 namespace kqplay {
 namespace {
+
+using kq::streams::ScopeKind;
 
 /// Takes "auto", "null" or "wav:PATH". @return what is wrong with the text, or an empty string
 std::string ReadAudioTarget(const std::string& text, Options& options) {
@@ -54,6 +58,27 @@ std::string NotSpeed(const std::string& text) {
     return number && Speeds::Playable(value) == value
                ? std::string()
                : "'" + text + "' is not a speed from 0.1 to 8 or from -0.1 to -4";
+}
+
+/// @param words with their values
+/// @return what brings one of the words to its value's number, as command line options take it
+template <typename Value>
+CLI::Validator OneOf(std::initializer_list<std::pair<const char*, Value>> words) {
+    std::string all;
+    std::map<std::string, Value> values;
+    for (const auto& [word, value] : words) {
+        all += (all.empty() ? "" : ", ") + std::string(word);
+        values[word] = value;
+    }
+    const auto convert = [values, all](std::string& text) {
+        const auto found = values.find(text);
+        if (found == values.end()) {
+            return "'" + text + "' is none of " + all;
+        }
+        text = std::to_string(static_cast<int>(found->second));
+        return std::string();
+    };
+    return CLI::Validator(convert, "");
 }
 
 /// Takes "TIME:PATH"; the time is as long as it can be.
@@ -258,6 +283,14 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
         ->type_name("GRAPH")
         ->excludes(views)
         ->excludes(compare);
+    app.add_option("--info", options.info, "Write on the pictures which they are: a short line, or full ones")
+        ->transform(OneOf<InfoLevel>({{"short", InfoLevel::Short}, {"full", InfoLevel::Full}}))
+        ->type_name("short|full");
+    app.add_option("--scope", options.scope, "Show a scope of the pictures beside them")
+        ->transform(OneOf<ScopeKind>({{"waveform", ScopeKind::Waveform},
+                                      {"vectorscope", ScopeKind::Vectorscope},
+                                      {"histogram", ScopeKind::Histogram}}))
+        ->type_name("waveform|vectorscope|histogram");
     app.add_option_function<std::vector<std::string>>(
            "--capture-at",
            [&](const std::vector<std::string>& texts) {

@@ -3,6 +3,9 @@
 #pragma once
 
 #include "ContactSheet.h"
+#include "InfoText.h"
+
+#include <kqplayer/scope.h>
 
 #include <cstdint>
 #include <optional>
@@ -44,8 +47,10 @@ struct Options {
     bool video = true;
     bool headless = false;
     int views = 1;
-    std::string compare; ///< second file, or empty
-    std::string filter;  ///< FFmpeg filter graph of the second view, or empty
+    std::string compare;                         ///< second file, or empty
+    std::string filter;                          ///< FFmpeg filter graph of the second view, or empty
+    InfoLevel info = InfoLevel::Off;             ///< on the pictures and on contact sheets
+    std::optional<kq::streams::ScopeKind> scope; ///< beside the pictures
     std::vector<CaptureRequest> captures;
     ContactSheetRequest contactSheet;
     AudioTarget audio = AudioTarget::Auto;

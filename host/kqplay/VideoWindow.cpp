@@ -18,6 +18,8 @@ namespace {
 
 constexpr int smallestSide = 120;
 
+constexpr int scopePercent = 30; ///< of the window's width
+
 constexpr int timelineHeight = 8;
 constexpr unsigned long playedColour = 0xD0D0D0;
 constexpr unsigned long timelineColour = 0x404040;
@@ -177,6 +179,23 @@ void VideoWindow::Adopt(const std::vector<void*>& viewWindows) {
     DrawTimeline();
 }
 
+void VideoWindow::SetScope(void* viewWindow) {
+    m_scope = static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(viewWindow));
+    FitViews();
+}
+
+void VideoWindow::ShowText(std::size_t view, const std::vector<TextLine>& lines, TextRenderer& text) {
+    if (serverIsGone) {
+        return;
+    }
+    while (m_texts.size() < m_areas.size()) {
+        m_texts.emplace_back(m_display, m_id);
+    }
+    if (view < m_areas.size()) {
+        m_texts[view].Show(lines, m_areas[view], text);
+    }
+}
+
 void VideoWindow::ToggleFullScreen() {
     if (m_before || !HasFullScreen(m_display)) {
         return FillScreen();
@@ -309,19 +328,27 @@ void VideoWindow::Drag(int x) {
 /// The views share what the timeline leaves. A window too low for both has no timeline.
 void VideoWindow::FitViews() {
     const int count = static_cast<int>(m_views.size());
-    if (count == 0) {
+    if (count == 0 || serverIsGone) {
         return;
     }
     const int rows = (count + m_columns - 1) / m_columns;
     const int free = m_height > 2 * timelineHeight ? m_height - timelineHeight : m_height;
+    const int across = m_scope != 0 ? m_width - m_width * scopePercent / 100 : m_width;
+    const auto place = [this](unsigned long window, const WindowArea& area) {
+        XMoveResizeWindow(m_display, window, area.x, area.y, static_cast<unsigned>(std::max(1, area.width)),
+                          static_cast<unsigned>(std::max(1, area.height)));
+    };
+    m_areas.clear();
     for (int i = 0; i < count; ++i) {
-        const int left = m_width * (i % m_columns) / m_columns;
-        const int right = m_width * (i % m_columns + 1) / m_columns;
+        const int left = across * (i % m_columns) / m_columns;
+        const int right = across * (i % m_columns + 1) / m_columns;
         const int top = free * (i / m_columns) / rows;
         const int bottom = free * (i / m_columns + 1) / rows;
-        XMoveResizeWindow(m_display, m_views[static_cast<std::size_t>(i)], left, top,
-                          static_cast<unsigned>(std::max(1, right - left)),
-                          static_cast<unsigned>(std::max(1, bottom - top)));
+        m_areas.push_back({left, top, right - left, bottom - top});
+        place(m_views[static_cast<std::size_t>(i)], m_areas.back());
+    }
+    if (m_scope != 0) {
+        place(m_scope, {across, 0, m_width - across, free});
     }
     XFlush(m_display);
 }

@@ -2,6 +2,8 @@
 /// The window.
 #pragma once
 
+#include "TextBar.h"
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -45,6 +47,12 @@ public:
     void Adopt(const std::vector<void*>& viewWindows);
     /// With a window manager or without one.
     void ToggleFullScreen();
+    /// Gives a column of the window to one more view, or takes it back for null.
+    void SetScope(void* viewWindow);
+    /// Shows lines of text above a view, or takes them away for none.
+    /// @param view  number of one that was adopted, from 0
+    /// @param text  draws them
+    void ShowText(std::size_t view, const std::vector<TextLine>& lines, TextRenderer& text);
     /// Draws the timeline again if it has changed.
     void ShowTimeline(const TimelineBar& bar);
 
@@ -88,6 +96,9 @@ private:
     Display* m_display = nullptr;
     unsigned long m_id = 0;
     std::vector<unsigned long> m_views;
+    std::vector<WindowArea> m_areas; ///< of the views
+    std::vector<TextBar> m_texts;    ///< above the views
+    unsigned long m_scope = 0;       ///< window of the view in the column, 0 for none
     int m_columns = 1;
     int m_width = 0;
     int m_height = 0;
