@@ -47,21 +47,21 @@ struct Options {
     bool video = true;
     bool headless = false;
     int views = 1;
-    std::string compare;                         ///< second file, or empty
-    std::string filter;                          ///< FFmpeg filter graph of the second view, or empty
     InfoLevel info = InfoLevel::Off;             ///< on the pictures and on contact sheets
     std::optional<kq::streams::ScopeKind> scope; ///< beside the pictures
+    std::string compare;                         ///< second file, or empty
+    std::string filter;                          ///< FFmpeg filter graph of the second view, or empty
     std::vector<CaptureRequest> captures;
     ContactSheetRequest contactSheet;
     AudioTarget audio = AudioTarget::Auto;
-    std::string wavPath; ///< with AudioTarget::Wav
     int audioTrack = 0;  ///< of the file, counted from 1; 0: the best one
+    std::string wavPath; ///< with AudioTarget::Wav
     int volume = 100;    ///< percent
     bool mute = false;
     std::string trace; ///< path, or empty
+    std::string log;   ///< path, or empty
     bool traceHash = false;
     bool doctor = false; ///< no file is played: what kqplay runs on is examined
-    std::string log;     ///< path, or empty
     bool verbose = false;
 };
 

@@ -73,6 +73,10 @@ std::u32string Decoded(const std::string& text) {
     return characters;
 }
 
+std::size_t Index(int x, int y, int width) {
+    return static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x);
+}
+
 /// @param coverage 0 for the colour below, 255 for the one above
 std::uint32_t Mixed(std::uint32_t below, std::uint32_t above, unsigned coverage) {
     std::uint32_t mixed = 0;
@@ -256,7 +260,7 @@ void TextRenderer::DrawLine(TextBox& box, const Text& text, int left, int baseLi
             const int x = left + glyph.left + at % glyph.width;
             const int y = baseLine - glyph.top + at / glyph.width;
             if (x >= 0 && x < box.width && y >= 0 && y < box.height) {
-                std::uint32_t& pixel = box.pixels[static_cast<std::size_t>(y * box.width + x)];
+                std::uint32_t& pixel = box.pixels[Index(x, y, box.width)];
                 pixel = Mixed(pixel, ink, glyph.coverage[i]);
             }
         }

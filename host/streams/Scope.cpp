@@ -54,7 +54,9 @@ std::string ToPlanes(std::int32_t kind) {
 FrameHandle Wrap(const PicturePtr& picture) {
     FrameHandle wrapped(av_frame_alloc());
     const tagYUVImage& image = picture->image;
-    const auto giveBack = [](void* held, std::uint8_t*) { delete static_cast<PicturePtr*>(held); };
+    const auto giveBack = [](void* held, std::uint8_t*) {
+        const std::unique_ptr<PicturePtr> ended(static_cast<PicturePtr*>(held));
+    };
     auto held = std::make_unique<PicturePtr>(picture);
     const auto bytes = static_cast<std::size_t>(image.nPitchY) * static_cast<std::size_t>(image.nHeight);
     AVBufferRef* const buffer =
@@ -62,7 +64,7 @@ FrameHandle Wrap(const PicturePtr& picture) {
     if (buffer == nullptr) {
         return nullptr;
     }
-    held.release();
+    static_cast<void>(held.release()); // the buffer's now
     wrapped->buf[0] = buffer;
     wrapped->format = FormatOf(picture->nKind);
     wrapped->width = image.nWidth;
