@@ -7,6 +7,7 @@
 #include <SDL_syswm.h>
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
+#include <text/Utf8.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -65,6 +66,18 @@ bool StartSdl() {
 /// As many columns as rows, or one more.
 int ColumnsFor(int views) {
     return static_cast<int>(std::ceil(std::sqrt(static_cast<double>(views))));
+}
+
+/// Xlib leaks a title that it cannot convert, and file names need not be UTF-8.
+/// @return the text with U+FFFD for what is none
+std::string AsUtf8(const std::string& text) {
+    std::string valid;
+    for (const char* at = text.c_str(); *at != '\0';) {
+        char bytes[kq::text::maxUtf8Length];
+        const int count = kq::text::EncodeUtf8(kq::text::DecodeUtf8(at), bytes);
+        valid.append(bytes, static_cast<std::size_t>(count));
+    }
+    return valid;
 }
 
 struct NamedKey {
@@ -138,8 +151,9 @@ std::unique_ptr<VideoWindow> VideoWindow::Open(const std::string& title, int wid
     width *= window->m_columns;
     height *= (views + window->m_columns - 1) / window->m_columns;
     FitToScreen(width, height);
-    window->m_window = SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED,
-                                        width, height + timelineHeight, SDL_WINDOW_RESIZABLE);
+    window->m_window =
+        SDL_CreateWindow(AsUtf8(title).c_str(), SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED, width,
+                         height + timelineHeight, SDL_WINDOW_RESIZABLE);
     if (!window->m_window) {
         return refused(SDL_GetError());
     }
