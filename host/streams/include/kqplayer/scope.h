@@ -33,6 +33,7 @@ public:
     /// The sides of a drawn scope, in pixels; two of them stand for a value.
     static constexpr int side = 512;
 
+    /// @param kind  what it is to show
     /// @param error receives why there is none: an FFmpeg without the filters
     /// @return null without the scope's filters
     static std::unique_ptr<Scope> Make(ScopeKind kind, std::string& error);
