@@ -106,22 +106,24 @@ bool ContactSheet::DrawTile(int tile) {
     sws_scale(scaler.get(), planes, pitches, 0, image.nHeight, target, targetPitch);
     const kq::streams::PicturePlace place = kq::streams::KeepPicture(m_video).place;
     const bool hasPlace = m_request.info != InfoLevel::Off && place.number >= 0;
-    DrawLabel(left, top,
-              hasPlace ? FormatPlace(place, m_file.facts.frameRate)
-                       : FormatTime(static_cast<double>(frame->llPTS) / kq::TicksPerSecond));
+    if (!hasPlace || !DrawLabel(left, top, FormatPlace(place, m_file.facts.frameRate))) {
+        DrawLabel(left, top, FormatTime(static_cast<double>(frame->llPTS) / kq::TicksPerSecond));
+    }
     return true;
 }
 
-/// Writes on a tile, unless the text is too large for it.
-/// @param left,top of the tile
-void ContactSheet::DrawLabel(int left, int top, const std::string& label) {
+/// Writes on a tile. @param left,top of the tile @return false for a text that is too large for it
+bool ContactSheet::DrawLabel(int left, int top, const std::string& label) {
     if (!m_text) {
-        return;
+        return false;
     }
     const TextBox box = m_text->Draw({{label}}, m_sheet.Width());
-    if (box.width + 2 * labelMargin <= m_tileWidth && box.height + 2 * labelMargin <= m_tileHeight) {
+    const bool fits =
+        box.width + 2 * labelMargin <= m_tileWidth && box.height + 2 * labelMargin <= m_tileHeight;
+    if (fits) {
         DrawBox(left + labelMargin, top + labelMargin, box);
     }
+    return fits;
 }
 
 void ContactSheet::DrawBox(int left, int top, const TextBox& box) {

@@ -48,7 +48,7 @@ public:
 private:
     bool GoTo(int tile);
     bool DrawTile(int tile);
-    void DrawLabel(int left, int top, const std::string& label);
+    bool DrawLabel(int left, int top, const std::string& label);
     void DrawBox(int left, int top, const TextBox& box);
 
     const kq::streams::MediaFile& m_file;

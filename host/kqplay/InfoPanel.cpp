@@ -62,7 +62,7 @@ PictureInfo InfoPanel::InfoOf(int view) const {
     if (view > 0 && !options.filter.empty()) {
         info.name += " | " + options.filter;
     }
-    info.shown = m_parts.monitor->Shown(view);
+    info.shown = m_parts.monitor->Shown(view, m_parts.navigation->IsStill());
     info.facts = view == 0 ? m_parts.file.facts : m_parts.second.facts;
     info.speed = m_transport.Speed();
     return info;

@@ -22,13 +22,12 @@ void RunMonitor::SetPictures(std::size_t views, std::function<kq::streams::KeptP
     m_keep = std::move(keep);
 }
 
-kq::streams::KeptPicture RunMonitor::Shown(int view) {
+kq::streams::KeptPicture RunMonitor::Shown(int view, bool isStill) {
     OnShow shown;
     {
         const std::lock_guard guard(m_shownLock);
         shown = m_shown.at(static_cast<std::size_t>(view));
     }
-    const bool isStill = !IsRunning() || m_player.IsPaused();
     if (shown.isBlack || shown.picture.place.number >= 0 || !isStill) {
         return shown.picture;
     }

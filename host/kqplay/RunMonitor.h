@@ -36,10 +36,11 @@ public:
     /// @param views   how many there are; pictures of others are none of the run's
     /// @param keep    keeps the picture that a view shows; any thread calls it
     void SetPictures(std::size_t views, std::function<kq::streams::KeptPicture(int view)> keep);
+    /// @param isStill the view's stream stands at what is on show, and can be asked for what nobody asked
+    /// before
     /// @return the picture that a view shows; without a frame before the first one, while the view is black,
-    /// and
-    ///         while play goes on that nobody watched so far
-    kq::streams::KeptPicture Shown(int view);
+    ///         and while play goes on that nobody watched so far
+    kq::streams::KeptPicture Shown(int view, bool isStill);
     /// @param on PictureFd() tells of every picture from now on
     void WatchPictures(bool on) { m_watched = on; }
     /// @return descriptor that becomes readable when a picture was handed to a view

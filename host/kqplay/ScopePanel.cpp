@@ -50,7 +50,7 @@ bool ScopePanel::Set(std::optional<Kind> kind) {
 
 void ScopePanel::Show() {
     if (m_scope) {
-        m_scope->Offer(m_parts.monitor->Shown(m_view).frame);
+        m_scope->Offer(m_parts.monitor->Shown(m_view, m_parts.navigation->IsStill()).frame);
     }
 }
 
