@@ -250,11 +250,23 @@ void FrameIndex::Finish() {
 
 std::optional<std::int64_t> FrameIndex::NumberAt(Ticks time) const {
     const std::lock_guard guard(m_lock);
+    const auto found = Find(time);
+    return found ? std::optional(static_cast<std::int64_t>(*found)) : std::nullopt;
+}
+
+std::optional<Ticks> FrameIndex::BeginAt(Ticks time) const {
+    const std::lock_guard guard(m_lock);
+    const auto found = Find(time);
+    return found ? std::optional(m_times[*found]) : std::nullopt;
+}
+
+/// @return the place of the picture on show at a time among those that are known
+std::optional<std::size_t> FrameIndex::Find(Ticks time) const {
     const auto after = std::upper_bound(m_times.begin(), m_times.end(), time + m_tolerance);
     if (m_times.empty() || (after == m_times.end() && !m_isComplete)) {
         return std::nullopt;
     }
-    return std::max<std::int64_t>(after - m_times.begin() - 1, 0);
+    return static_cast<std::size_t>(std::max<std::ptrdiff_t>(after - m_times.begin() - 1, 0));
 }
 
 std::optional<Ticks> FrameIndex::TimeOf(std::int64_t number) {
