@@ -8,7 +8,15 @@ _kqplay() {
         mapfile -t COMPREPLY < <(compgen -W "auto null wav:" -- "$current")
         return
         ;;
-    --start | --length | --frame | --speed | --loop-count | --volume | --views | --filter | --capture-at) return ;;
+    --layout)
+        mapfile -t COMPREPLY < <(compgen -W "side stack wipe flip difference" -- "$current")
+        return
+        ;;
+    --align)
+        mapfile -t COMPREPLY < <(compgen -W "picture sound" -- "$current")
+        return
+        ;;
+    --offset | --start | --length | --frame | --speed | --loop-count | --volume | --views | --filter | --capture-at) return ;;
     esac
     if [[ $current == -* ]]; then
         options=$("$1" --help 2>/dev/null | grep -o -- '^ *-[a-z-][^ ]*' | tr ',' '\n')

@@ -35,6 +35,18 @@ enum class Command {
     MarkEnd,    ///< of the loop
     ClearMarks, ///< of the loop
     GoTo,       ///< a place that is typed
+    NextLayout, ///< of two files
+    Flip,       ///< the other file in place of the first, or the first again
+    ShiftOn,    ///< the other file by a picture
+    ShiftBack,
+    ShiftFarOn, ///< by ten
+    ShiftFarBack,
+    Align,             ///< find the offset
+    NextFile,          ///< to stand beside the first
+    ChooseFile,        ///< the one that the key says
+    AmplifyDifference, ///< twice as much
+    ToggleDifferencePlanes,
+    ToggleSound, ///< of the first file, or of the other
     ShowFacts,
     ShowKeys,
 };

@@ -47,7 +47,8 @@ std::string Describe(const kq::streams::MediaFacts& facts) {
 } // namespace
 
 EventLoop::EventLoop(PlaybackParts& parts)
-    : m_parts(parts), m_transport(parts), m_mute(parts.options.mute), m_volume(parts.options.volume) {}
+    : m_parts(parts), m_transport(parts), m_compare(parts, m_transport), m_mute(parts.options.mute),
+      m_volume(parts.options.volume) {}
 
 ExitStatus EventLoop::Run() {
     m_transport.Start();
@@ -55,6 +56,9 @@ ExitStatus EventLoop::Run() {
         Wait();
         TakeSignals();
         TakeCommands();
+        if (const auto note = m_compare.Follow()) {
+            Show(*note);
+        }
         RepeatHeldKey();
         m_transport.KeepEnd();
         TakeEnd();
@@ -169,7 +173,9 @@ void EventLoop::ShowProgress() {
 
 void EventLoop::TakeKey(int key) {
     if (!m_typed.IsOpen()) {
-        return Obey(CommandOfKey(key));
+        const Command command = CommandOfKey(key);
+        const auto note = m_compare.Obey(command, key);
+        return note ? Show(*note) : Obey(command);
     }
     if (m_typed.Take(key) == TypedPlace::Typing::Done) {
         GoTo(m_typed.Text());
@@ -269,8 +275,9 @@ void EventLoop::SetVolume(int volume, bool mute) {
 
 void EventLoop::ShowFacts() {
     m_parts.Say(m_parts.options.file + ": " + Describe(m_parts.file.facts));
-    if (!m_parts.options.compare.empty()) {
-        m_parts.Say(m_parts.options.compare + ": " + Describe(m_parts.second.facts));
+    for (std::size_t i = 0; i < m_parts.options.compare.size(); ++i) {
+        const Comparison::Other& other = m_parts.comparison->At(i);
+        m_parts.Say(other.name + ": " + Describe(other.file.facts));
     }
     m_parts.DescribePictures([this](const std::string& line) { m_parts.Say(line); });
 }
@@ -333,6 +340,7 @@ Progress EventLoop::CurrentProgress(const char* state) {
     progress.frameTime = picture.time;
     progress.frameRate = m_parts.file.facts.frameRate;
     progress.speed = m_transport.Speed();
+    progress.beside = m_parts.comparison ? m_parts.comparison->Text() : "";
     if (m_parts.showsLate) {
         progress.late = m_parts.monitor->LateCount();
     }

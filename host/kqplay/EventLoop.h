@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Command.h"
+#include "CompareControl.h"
 #include "PlaybackParts.h"
 #include "Terminal.h"
 #include "Transport.h"
@@ -48,6 +49,7 @@ private:
 
     PlaybackParts& m_parts;
     Transport m_transport;
+    CompareControl m_compare;
     Terminal m_terminal;
     TypedPlace m_typed;
     bool m_mute;

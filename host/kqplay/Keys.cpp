@@ -6,7 +6,16 @@ namespace kqplay {
 namespace {
 
 std::string KeyName(int key) {
+    if (key >= KeyFile1 && key <= KeyFile9) {
+        return "F" + std::to_string(key - KeyFile1 + 1);
+    }
     switch (key) {
+    case KeyTab:
+        return "Tab";
+    case KeyControlPlus:
+        return "Ctrl +";
+    case KeyControlMinus:
+        return "Ctrl -";
     case ' ':
         return "space";
     case KeyBackspace:
@@ -56,6 +65,23 @@ const std::vector<KeyAction>& KeyActions() {
         {{'I'}, Command::MarkBegin, "Loop, beginning with the picture on show"},
         {{'O'}, Command::MarkEnd, "Loop, ending with the picture on show"},
         {{'U'}, Command::ClearMarks, "Forget the loop's begin and end"},
+        {{'v'}, Command::NextLayout, "Two files: side, stack, wipe, flip, difference in turn"},
+        {{KeyTab},
+         Command::Flip,
+         "Flip: the other file while it is pressed; in a terminal, until pressed again"},
+        {{KeyFile1, KeyFile1 + 1, KeyFile1 + 2, KeyFile1 + 3, KeyFile1 + 4, KeyFile1 + 5, KeyFile1 + 6,
+          KeyFile1 + 7, KeyFile9},
+         Command::ChooseFile,
+         "Compare with the file of that number; so do Alt-1 to Alt-9"},
+        {{'c'}, Command::NextFile, "Compare with the next file"},
+        {{'+', '='}, Command::ShiftOn, "The other file one picture on"},
+        {{'-'}, Command::ShiftBack, "The other file one picture back"},
+        {{'>', KeyControlPlus}, Command::ShiftFarOn, "The other file ten pictures on"},
+        {{'<', KeyControlMinus}, Command::ShiftFarBack, "The other file ten pictures back"},
+        {{'A'}, Command::Align, "Find how far the other file is shifted, and shift it back"},
+        {{'d'}, Command::AmplifyDifference, "Differences twice as bright; after 64 times as they are"},
+        {{'D'}, Command::ToggleDifferencePlanes, "Differences of luma, or of luma and chroma"},
+        {{'a'}, Command::ToggleSound, "Hear the other file, or the first again"},
         {{'s'}, Command::Screenshot, "Save a screenshot in the current folder"},
         {{'S'}, Command::Stop, "Stop: the window turns black"},
         {{'9'}, Command::Quieter, "Quieter, by 5 %"},

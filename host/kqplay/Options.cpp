@@ -1,5 +1,6 @@
 #include "Options.h"
 
+#include "Comparison.h"
 #include "Keys.h"
 #include "Picture.h"
 #include "Speeds.h"
@@ -84,6 +85,35 @@ std::string ReadContactSheet(const std::string& text, ContactSheetRequest& reque
     return {};
 }
 
+/// @param offsets belong to the files that were given just before them, by the numbers of those
+/// @return what is wrong, or an empty string
+std::string ReadCompared(const CLI::App& app, const CLI::Option& compare, const CLI::Option& offset,
+                         std::vector<ComparedFile>& files) {
+    std::size_t nextFile = 0;
+    std::size_t nextOffset = 0;
+    bool mayFollow = false;
+    for (const CLI::Option* given : app.parse_order()) {
+        if (given == &compare) {
+            files.push_back({compare.results().at(nextFile++)});
+        } else if (given == &offset) {
+            const std::string& text = offset.results().at(nextOffset++);
+            if (!mayFollow || !CLI::detail::lexical_cast(text, files.back().offset)) {
+                return mayFollow ? "--offset: '" + text + "' is not a number of frames"
+                                 : "--offset follows the --compare that it belongs to";
+            }
+        }
+        mayFollow = given == &compare;
+    }
+    return files.size() > Comparison::mostFiles ? "--compare can be given 9 times" : std::string();
+}
+
+/// Takes the name of a layout. @return what is wrong with it, or an empty string
+std::string ReadLayout(const std::string& text, Layout& layout) {
+    const auto found = LayoutOf(text);
+    layout = found.value_or(layout);
+    return found ? std::string() : "'" + text + "' is not side, stack, wipe, flip or difference";
+}
+
 std::string NothingSelected(const Options& options) {
     if (options.file.empty() && !options.doctor) {
         return "FILE is required";
@@ -97,11 +127,14 @@ std::string NothingSelected(const Options& options) {
     if (options.speed < -Speeds::fastestBack) {
         return "backwards, the highest speed is 4";
     }
+    if (options.layout != Layout::Side && !options.IsComparison()) {
+        return "--layout needs --compare or --filter";
+    }
     if (options.frame && !options.video) {
         return "--frame needs the pictures that --no-video leaves out";
     }
-    const bool needsVideo = options.views > 1 || !options.compare.empty() || !options.filter.empty() ||
-                            !options.captures.empty() || !options.contactSheet.path.empty();
+    const bool needsVideo = options.views > 1 || options.IsComparison() || !options.captures.empty() ||
+                            !options.contactSheet.path.empty();
     if (needsVideo && !options.video) {
         return "--views, --compare, --filter, --capture-at and --contact-sheet need the pictures that "
                "--no-video "
@@ -177,9 +210,35 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
         ->excludes(audioOff);
     auto* views = app.add_option("--views", options.views, "Show the pictures in this many views, 1 to 16");
     views->check(CLI::Range(1, 16))->type_name("");
-    auto* compare =
-        app.add_option("--compare", options.compare, "Show a second file beside the first, in step");
-    compare->type_name("FILE2")->excludes(views);
+    std::vector<std::string> compared;
+    std::vector<std::string> offsets;
+    auto* compare = app.add_option("--compare", compared,
+                                   "Show another file beside the first, in step; may be given 9 times");
+    compare->type_name("FILE2")->excludes(views)->allow_extra_args(false);
+    auto* offset = app.add_option("--offset", offsets,
+                                  "Behind --compare: shift that file by so many of its frames, later ones "
+                                  "first");
+    offset->type_name("FRAMES")->needs(compare)->allow_extra_args(false);
+    auto* layout = app.add_option_function<std::string>(
+        "--layout",
+        [&](const std::string& text) {
+            const std::string wrong = ReadLayout(text, options.layout);
+            if (!wrong.empty()) {
+                throw CLI::ValidationError("--layout", wrong);
+            }
+        },
+        "How two files are shown");
+    layout->type_name("side|stack|wipe|flip|difference");
+    auto* align = app.add_option_function<std::string>(
+        "--align",
+        [&](const std::string& text) {
+            if (text != "picture" && text != "sound") {
+                throw CLI::ValidationError("--align", "'" + text + "' is not picture or sound");
+            }
+            options.align = text == "sound" ? AlignBy::Sound : AlignBy::Picture;
+        },
+        "Before playing, find by how much the other files are shifted, up to 10 s, and shift them back");
+    align->type_name("picture|sound")->needs(compare);
     app.add_option("--filter", options.filter,
                    "Show the pictures beside themselves as they leave an FFmpeg filter graph")
         ->type_name("GRAPH")
@@ -232,6 +291,9 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
         return app.exit(request);
     } catch (const CLI::ParseError& error) {
         wrong = error.what();
+    }
+    if (wrong.empty()) {
+        wrong = ReadCompared(app, *compare, *offset, options.compare);
     }
     const std::string unexpected = Unexpected(app.remaining());
     if (!unexpected.empty()) {

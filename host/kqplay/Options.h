@@ -3,6 +3,7 @@
 #pragma once
 
 #include "ContactSheet.h"
+#include "ViewLayout.h"
 
 #include <cstdint>
 #include <optional>
@@ -32,8 +33,20 @@ struct CaptureRequest {
     std::string path;   ///< with the extension of a known format
 };
 
+/// A file beside the first.
+struct ComparedFile {
+    std::string path;
+    std::int64_t offset = 0; ///< in its pictures
+};
+
+/// By what the offset between two files is found.
+enum class AlignBy { Picture, Sound };
+
 /// What the user asked for.
 struct Options {
+    /// @return true when something stands beside the file
+    bool IsComparison() const { return !compare.empty() || !filter.empty(); }
+
     std::string file;
     double start = 0;                  ///< seconds
     std::optional<double> length;      ///< seconds; none: up to the end
@@ -44,8 +57,10 @@ struct Options {
     bool video = true;
     bool headless = false;
     int views = 1;
-    std::string compare; ///< second file, or empty
-    std::string filter;  ///< FFmpeg filter graph of the second view, or empty
+    std::vector<ComparedFile> compare; ///< what stands beside the file, if anything
+    Layout layout = Layout::Side;      ///< with something beside the file
+    std::optional<AlignBy> align;      ///< how offsets are found, if at all
+    std::string filter;                ///< FFmpeg filter graph of the second view, or empty
     std::vector<CaptureRequest> captures;
     ContactSheetRequest contactSheet;
     AudioTarget audio = AudioTarget::Auto;

@@ -53,6 +53,8 @@ public:
     void Pause() { m_player->Pause(); }
     /// Opens a run that is paused, at the begin of the range or where Seek() has moved to.
     void Load() { m_player->Load(); }
+    /// Has a paused run show again what its streams have, soon; one that plays does so anyway.
+    void Redraw() { m_player->Update(0); }
     /// Posts an exact seek; without a run the views show the picture at once.
     void Seek(double seconds) { m_player->Seek(seconds, kq::ExactSeek); }
     /// @return true while a seek has not been taken

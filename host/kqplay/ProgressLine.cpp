@@ -61,6 +61,9 @@ std::string FormatProgress(const Progress& progress) {
     if (progress.speed != 1) {
         text += "  " + Speeds::Format(progress.speed);
     }
+    if (!progress.beside.empty()) {
+        text += "  " + progress.beside;
+    }
     if (progress.late) {
         text +=
             "  " + std::to_string(*progress.late) + (*progress.late == 1 ? " late frame" : " late frames");

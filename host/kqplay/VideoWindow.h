@@ -2,12 +2,15 @@
 /// The window.
 #pragma once
 
+#include "ViewLayout.h"
+
 #include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+struct SDL_Keysym;
 struct SDL_Window;
 using Display = struct _XDisplay;
 union _XEvent;
@@ -30,17 +33,23 @@ struct TimelineBar {
 class VideoWindow {
 public:
     /// Opens a window on the X server.
-    /// @param width,height size of one picture; the window is made smaller where the screen is
-    /// @param views how many of them
+    /// @param picture     size of one picture; the window is made smaller where the screen is
+    /// @param arrangement of the views
     /// @param error receives the reason for null
-    static std::unique_ptr<VideoWindow> Open(const std::string& title, int width, int height, int views,
-                                             std::string& error);
+    static std::unique_ptr<VideoWindow> Open(const std::string& title, Size picture,
+                                             const Arrangement& arrangement, std::string& error);
     ~VideoWindow();
     VideoWindow(const VideoWindow&) = delete;
     VideoWindow& operator=(const VideoWindow&) = delete;
 
     /// @return the X11 window, as the parent of the player's views
     void* Handle() const;
+    /// @return a window in that one, as the parent of the second view of a comparison; made by the first call
+    void* SecondHandle();
+    /// Shows two files in another layout.
+    void SetLayout(Layout layout);
+    /// @return true while the key for the other file is pressed (see Command::Flip)
+    bool IsFlipped() const { return m_flipped; }
     /// Names the views' windows, which are to follow the size of this one from now on.
     void Adopt(const std::vector<void*>& viewWindows);
     /// With a window manager or without one.
@@ -77,24 +86,30 @@ private:
     VideoWindow() = default;
     void FillScreen();
     void OnText(const char* text, std::vector<int>& keys);
+    int OnKey(const SDL_Keysym& pressed);
     void OnMouse(const _XEvent& event);
     void OnWindowEvent(int event, int width, int height);
     void FitViews();
     std::vector<Stripe> Stripes() const;
     void DrawTimeline();
     void Drag(int x);
+    void MoveDivider(int x, int y);
+    Size FreeSize() const;
 
     SDL_Window* m_window = nullptr;
     Display* m_display = nullptr;
     unsigned long m_id = 0;
     std::vector<unsigned long> m_views;
-    int m_columns = 1;
+    unsigned long m_second = 0;  ///< what the second view of a comparison lies in, and is cut off by
+    unsigned long m_divider = 0; ///< the line between the two
+    Arrangement m_arrangement;
     int m_width = 0;
     int m_height = 0;
     TimelineBar m_bar;
     std::vector<Stripe> m_drawn;
     std::optional<Place> m_before; ///< where the window was before it filled the screen on its own
     bool m_closed = false;
+    bool m_flipped = false;
     int m_pressed = 0; ///< scan code of the key pressed last
     bool m_repeats = false;
     int m_held = 0;

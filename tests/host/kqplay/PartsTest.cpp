@@ -6,6 +6,7 @@
 #include <host/kqplay/ProgressLine.h>
 #include <host/kqplay/Speeds.h>
 #include <host/kqplay/TypedPlace.h>
+#include <host/kqplay/ViewLayout.h>
 
 #include <utility>
 #include <vector>
@@ -69,6 +70,7 @@ TEST(KeyDecoder, TellsKeysApart) {
         {{"\033", "", "", "", "", "", ""}, {Command::Quit}},
         {{"\033[", "", "", "", "", "", "", "q"}, {Command::Quit}}, // the piece is dropped, then q
         {{"sS"}, {Command::Screenshot, Command::Stop}},
+        {{"\0331\033O", "Q\033[20~\033[[", "E"}, std::vector<Command>(4, Command::ChooseFile)},
         {{"\b\177"}, {Command::NormalSpeed, Command::NormalSpeed}},
     };
     for (const auto& [pieces, expected] : rows) {
@@ -101,6 +103,54 @@ TEST(Speeds, AreChangedBySteps) {
     };
     for (const auto& [speed, expected] : rows) {
         EXPECT_EQ(speed, expected) << &speed - &rows[0].first;
+    }
+}
+
+TEST(ViewLayout, GivesViewsOfOneMomentTheSameShape) {
+    const Area none;
+    const struct {
+        Arrangement arrangement;
+        Size needed;                      ///< for pictures of 40x30
+        std::vector<Area> visible, whole; ///< of 101x60
+    } rows[] = {
+        {{1, false, Layout::Side, 0.5}, {40, 30}, {{0, 0, 101, 60}}, {{0, 0, 101, 60}}},
+        {{3, false, Layout::Wipe, 0.5},
+         {80, 60},
+         {{0, 0, 50, 30}, {50, 0, 51, 30}, {0, 30, 50, 30}},
+         {{0, 0, 50, 30}, {50, 0, 51, 30}, {0, 30, 50, 30}}},
+        {{2, true, Layout::Side, 0.5},
+         {80, 30},
+         {{0, 0, 50, 60}, {50, 0, 51, 60}},
+         {{0, 0, 50, 60}, {50, 0, 51, 60}}},
+        {{2, true, Layout::Stack, 0.5},
+         {40, 60},
+         {{0, 0, 101, 30}, {0, 30, 101, 30}},
+         {{0, 0, 101, 30}, {0, 30, 101, 30}}},
+        {{2, true, Layout::Wipe, 0.25},
+         {40, 30},
+         {{0, 0, 101, 60}, {25, 0, 76, 60}},
+         {{0, 0, 101, 60}, {0, 0, 101, 60}}},
+        {{2, true, Layout::Wipe, 1},
+         {40, 30},
+         {{0, 0, 101, 60}, {101, 0, 0, 60}},
+         {{0, 0, 101, 60}, {0, 0, 101, 60}}},
+        {{2, true, Layout::Flip, 0.5}, {40, 30}, {none, {0, 0, 101, 60}}, {{0, 0, 101, 60}, {0, 0, 101, 60}}},
+        {{2, true, Layout::Difference, 0.5},
+         {40, 30},
+         {none, {0, 0, 101, 60}},
+         {{0, 0, 101, 60}, {0, 0, 101, 60}}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(&row - rows);
+        const Size needed = NeededSize(row.arrangement, {40, 30});
+        EXPECT_EQ(needed.width, row.needed.width);
+        EXPECT_EQ(needed.height, row.needed.height);
+        const std::vector<ViewPlace> places = PlaceViews(row.arrangement, {101, 60});
+        ASSERT_EQ(places.size(), row.whole.size());
+        for (std::size_t i = 0; i < places.size(); ++i) {
+            EXPECT_EQ(places[i].visible, row.visible[i]) << i;
+            EXPECT_EQ(places[i].whole, row.whole[i]) << i;
+        }
     }
 }
 
