@@ -159,6 +159,15 @@ TEST_F(Comparing, EachLayoutShowsWhatItSays) {
     m_kqplay.Press("v", "side");
     ExpectColours("side again", {{0.1, 0.5, red}, {0.7, 0.1, black}});
     ExpectCross(0.5, 1);
+    for (const auto& [modifier, key, shown] : {std::tuple(XK_Control_L, XK_equal, "offset -11"),
+                                               {XK_Control_L, XK_minus, "offset -21"},
+                                               {XK_Alt_L, XK_1, "beside blue.mkv"}}) {
+        Press(modifier);
+        Press(key);
+        m_kqplay.Press("", shown);
+        Release(key);
+        Release(modifier);
+    }
     m_kqplay.Quit();
 }
 
