@@ -50,7 +50,8 @@ through FFmpeg as streams for the player.")
 
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME kqplay)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION video)
-set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "${runtime} ${this_version}")
+# Any font that fontconfig finds will do; this one is what its own package prefers.
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "${runtime} ${this_version}, fonts-dejavu-core")
 set(CPACK_DEBIAN_PROGRAM_DESCRIPTION "media player that steps, seeks and compares exactly
 Plays media files in a window, moves to the very frame, shows two files or
 a filter's result side by side, and writes stills and contact sheets.")

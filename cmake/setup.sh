@@ -13,6 +13,7 @@ build_packages=(
     g++ cmake ninja-build pkg-config ccache libgtest-dev libbenchmark-dev
     libopenal-dev libhwy-dev libpng-dev libjpeg62-turbo-dev zlib1g-dev
     libxcb1-dev libxcb-shm0-dev libxcb-render0-dev libxcb-present-dev libx11-dev libsdl2-dev
+    libfreetype-dev libfontconfig-dev fonts-dejavu-core
     libavformat-dev libavcodec-dev libavfilter-dev libavutil-dev libswscale-dev libswresample-dev
     libcli11-dev
 )

@@ -8,7 +8,23 @@ _kqplay() {
         mapfile -t COMPREPLY < <(compgen -W "auto null wav:" -- "$current")
         return
         ;;
-    --start | --length | --frame | --speed | --loop-count | --volume | --views | --filter | --capture-at) return ;;
+    --layout)
+        mapfile -t COMPREPLY < <(compgen -W "side stack wipe flip difference" -- "$current")
+        return
+        ;;
+    --align)
+        mapfile -t COMPREPLY < <(compgen -W "picture sound" -- "$current")
+        return
+        ;;
+    --info)
+        mapfile -t COMPREPLY < <(compgen -W "short full" -- "$current")
+        return
+        ;;
+    --scope)
+        mapfile -t COMPREPLY < <(compgen -W "waveform vectorscope histogram" -- "$current")
+        return
+        ;;
+    --offset | --start | --length | --frame | --speed | --loop-count | --volume | --audio-track | --views | --filter | --capture-at | --min-psnr | --min-ssim | --count | --seed) return ;;
     esac
     if [[ $current == -* ]]; then
         options=$("$1" --help 2>/dev/null | grep -o -- '^ *-[a-z-][^ ]*' | tr ',' '\n')

@@ -110,12 +110,13 @@ std::string MakeClip(const std::string& name, const std::vector<std::string>& op
     return clip;
 }
 
-std::vector<double> PictureTimes(const std::string& path) {
+std::vector<double> PictureTimes(const std::string& path, int view) {
+    const std::string event = "\"ev\":\"picture\",\"view\":" + std::to_string(view) + ",";
     std::vector<double> times;
     std::ifstream trace(path);
     for (std::string line; std::getline(trace, line);) {
         long long time = 0;
-        const bool isPicture = line.find("\"ev\":\"picture\",\"view\":0") != std::string::npos;
+        const bool isPicture = line.find(event) != std::string::npos;
         if (isPicture && std::sscanf(line.c_str(), "{\"t_us\":%lld", &time) == 1) {
             times.push_back(static_cast<double>(time) / 1000);
         }

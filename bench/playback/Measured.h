@@ -36,8 +36,8 @@ std::string MakeClip(const std::string& name, const std::vector<std::string>& op
 /// @return a path for a file that a measurement writes
 std::string Scratch(const std::string& name);
 
-/// @return milliseconds at which the first view's pictures of a trace came, the last, refreshed one left out
-std::vector<double> PictureTimes(const std::string& path);
+/// @return milliseconds at which a view's pictures of a trace came, the last, refreshed one left out
+std::vector<double> PictureTimes(const std::string& path, int view = 0);
 
 /// @param share 0 for the smallest to 1 for the largest value
 double Percentile(std::vector<double> values, double share);
@@ -51,5 +51,7 @@ void PrintTo(int fd);
 void MeasurePacing();
 void MeasureFlashAndBeep();
 void MeasureProcessorTime();
+void MeasureZoom();
+void MeasureLayouts();
 
 } // namespace bench

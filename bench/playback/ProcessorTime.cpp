@@ -82,11 +82,19 @@ void PrintUsage(const std::string& name, const Usage& usage, const std::string& 
 }
 
 /// Plays in a window, with sound that nobody hears. @return what one round used
-Usage Play(const Words& files, std::vector<double>& came) {
+Usage Play(const Words& files, std::vector<double>& came, int view = 0) {
     const std::string trace = Scratch("window.trace");
     const Usage usage = Run(Joined({Kqplay(), "--audio", "null", "--trace", trace}, files));
-    came = PictureTimes(trace);
+    came = PictureTimes(trace, view);
     return usage;
+}
+
+/// @param rate pictures a second
+long CountLate(const std::vector<double>& came, double rate) {
+    constexpr double period = 1.0 * RealTimeDevice::Period / RealTimeDevice::SampleRate;
+    constexpr double allowed = kqplay::LateTolerance(period) * 1000;
+    const std::vector<double> delays = kqplay::DelaysAfterMostPunctual(came, 1000.0 / rate);
+    return std::count_if(delays.begin(), delays.end(), [](double delay) { return delay > allowed; });
 }
 
 /// Every picture is shown there too: left alone, mpv leaves out pictures when the machine has other work.
@@ -130,16 +138,12 @@ void MeasureHdr() {
                         "-pix_fmt", "yuv420p10le"},
                        Described("bt2020nc", "bt2020", "smpte2084")};
     const std::string path = clip.Make();
-    constexpr double period = 1.0 * RealTimeDevice::Period / RealTimeDevice::SampleRate;
-    constexpr double allowed = kqplay::LateTolerance(period) * 1000;
     for (int round = 0; round < rounds; ++round) {
         std::vector<double> came;
         const Usage usage = Play({path}, came);
-        const std::vector<double> delays = kqplay::DelaysAfterMostPunctual(came, 1000.0 / 30);
-        const auto late =
-            std::count_if(delays.begin(), delays.end(), [](double delay) { return delay > allowed; });
         PrintUsage("1920x1080, 30 Hz, HEVC, HDR (PQ): kqplay", usage,
-                   std::to_string(came.size()) + " pictures, " + std::to_string(late) + " late");
+                   std::to_string(came.size()) + " pictures, " + std::to_string(CountLate(came, 30)) +
+                       " late");
     }
 }
 
@@ -165,6 +169,37 @@ void MeasureProcessorTime() {
     std::vector<double> came;
     const Usage usage = Play({large.Make()}, came);
     PrintUsage("3840x2160, 30 Hz, H.264: kqplay", usage, std::to_string(came.size()) + " pictures");
+    Print("\n");
+}
+
+/// The layouts take turns, so that other work of the machine falls on all of them.
+void MeasureLayouts() {
+    const kqtest::Xvfb server({"-screen", "0", "3840x2400x24"}); // no layout has to be made smaller
+    const Words hd = Described("bt709", "bt709", "bt709");
+    const std::string first = Clip{"h264-709.mp4", fullHd, plainH264, hd}.Make();
+    const std::string second =
+        Clip{"h264-second.mp4", "testsrc=size=1920x1080:rate=60", plainH264, hd}.Make();
+    const Words layouts = {"side", "stack", "wipe", "flip", "difference"};
+    std::vector<std::vector<Usage>> usages(layouts.size());
+    std::vector<Words> late(layouts.size());
+    for (int round = 0; round < rounds; ++round) {
+        for (std::size_t i = 0; i < layouts.size(); ++i) {
+            std::vector<double> came;
+            usages[i].push_back(Play({"--layout", layouts[i], "--compare", second, first}, came, 1));
+            late[i].push_back(std::to_string(CountLate(came, 60)) + " of " + std::to_string(came.size()));
+        }
+    }
+    Print("Two files of 1920x1080 at 60 Hz, 10 s, median of %d rounds; late pictures of each round\n",
+          rounds);
+    Print("%-44s %8s %9s %8s\n", "", "user+sys", "peak", "elapsed");
+    const double side = Median(usages[0]).processor;
+    for (std::size_t i = 0; i < layouts.size(); ++i) {
+        std::string note = std::to_string(Median(usages[i]).processor / side).substr(0, 4) + " of side; late";
+        for (const std::string& round : late[i]) {
+            note += " " + round + (&round == &late[i].back() ? "" : ",");
+        }
+        PrintUsage(layouts[i], Median(usages[i]), note);
+    }
     Print("\n");
 }
 

@@ -1,4 +1,4 @@
-// Measures playback: bench_playback [pacing] [sync] [cost], everything when nothing is named.
+// Measures playback: bench_playback [pacing] [sync] [cost] [zoom] [layouts], everything when nothing is named.
 #include "Measured.h"
 
 #include <host/kqplay/ComponentOutput.h>
@@ -22,6 +22,10 @@ int main(int argc, char** argv) {
             bench::MeasureFlashAndBeep();
         if (asked("cost"))
             bench::MeasureProcessorTime();
+        if (asked("zoom"))
+            bench::MeasureZoom();
+        if (asked("layouts"))
+            bench::MeasureLayouts();
     } catch (const std::exception& error) {
         std::fprintf(stderr, "bench_playback: %s\n", error.what());
         return 1;

@@ -17,8 +17,15 @@ enum class Command {
     ToEnd,        ///< the last picture
     StepForward,  ///< one frame
     StepBackward, ///< one frame
+    NextDifference,
+    PreviousDifference,
     Screenshot,
     ToggleFullScreen,
+    ZoomActual,   ///< 100 %
+    ZoomDouble,   ///< 200 %
+    ZoomFourfold, ///< 400 %
+    ZoomFit,      ///< the whole picture
+    TogglePixel,  ///< values under the pointer
     Quieter,
     Louder,
     ToggleMute,
@@ -35,6 +42,20 @@ enum class Command {
     MarkEnd,    ///< of the loop
     ClearMarks, ///< of the loop
     GoTo,       ///< a place that is typed
+    NextInfo,   ///< on the pictures: none, short, full
+    NextScope,  ///< none, or one of the scopes
+    NextLayout, ///< of two files
+    Flip,       ///< the other file in place of the first, or the first again
+    ShiftOn,    ///< the other file by a picture
+    ShiftBack,
+    ShiftFarOn, ///< by ten
+    ShiftFarBack,
+    Align,             ///< find the offset
+    NextFile,          ///< to stand beside the first
+    ChooseFile,        ///< the one that the key says
+    AmplifyDifference, ///< twice as much
+    ToggleDifferencePlanes,
+    ToggleSound, ///< of the first file, or of the other
     ShowFacts,
     ShowKeys,
 };

@@ -3,8 +3,9 @@
 #pragma once
 
 #include "ComponentOutput.h"
-#include "Picture.h"
+#include "InfoText.h"
 #include "StillPlayer.h"
+#include "TileSheet.h"
 
 #include <kqplayer/media_file.h>
 
@@ -18,6 +19,7 @@ struct ContactSheetRequest {
     std::string path; ///< with the extension of a known format; empty for no sheet
     int columns = 4;
     int rows = 4;
+    InfoLevel info = InfoLevel::Off; ///< a title, and numbers and kinds of pictures that have places
 };
 
 /// Draws evenly spaced pictures of a range of a file, row by row, each with its time in the file.
@@ -29,10 +31,13 @@ public:
     /// Called with the number of pictures drawn. @return false to give up
     using Progress = std::function<bool(int drawn)>;
 
-    /// @param video a video stream of MediaFile, nobody else's meanwhile
+    /// @param file    whose video nobody else uses meanwhile
     /// @param begin   of the range, seconds in the file
     /// @param seconds length of the range
-    ContactSheet(IMediaStream& video, double begin, double seconds, const ContactSheetRequest& request);
+    /// @param name    of the file, for people
+    /// @param text    draws what is written, or null to write nothing
+    ContactSheet(const kq::streams::MediaFile& file, double begin, double seconds,
+                 const ContactSheetRequest& request, const std::string& name, TextRenderer* text);
 
     /// @return false when it was given up, with an empty @p error, or failed, with one line in @p error
     bool Draw(const Progress& progress, std::string& error);
@@ -44,14 +49,13 @@ private:
     bool GoTo(int tile);
     bool DrawTile(int tile);
 
+    const kq::streams::MediaFile& m_file;
     IMediaStream& m_video;
     double m_begin;
     double m_part; ///< seconds that a picture stands for
     ContactSheetRequest m_request;
-    int m_tileWidth = 0;
-    int m_tileHeight = 0;
     StillPlayer m_stills;
-    Picture m_sheet;
+    TileSheet m_sheet;
 };
 
 } // namespace kqplay

@@ -5,6 +5,7 @@
 #include "DoctorReport.h"
 #include "LoadedLibraries.h"
 #include "SelfTest.h"
+#include "TextRenderer.h"
 #include "ViewLibrary.h"
 
 #include <kqplayer/view_library.h>
@@ -171,6 +172,17 @@ void CompareVersion(DoctorReport& report, const std::string& path) {
     }
 }
 
+void DescribeFont(DoctorReport& report) {
+    report.Line("FreeType", TextRenderer::Version());
+    std::string error;
+    const auto text = TextRenderer::Open(error);
+    report.Line("font", text ? text->FontFile() : "none");
+    if (!text) {
+        report.Note("Nothing can be written on pictures and contact sheets: " + error + ".",
+                    "Install a font that fontconfig finds.");
+    }
+}
+
 void DescribeLibraries(DoctorReport& report) {
     constexpr const char* notLoaded = "not loaded as a library of its own";
     report.Section("Libraries");
@@ -178,6 +190,7 @@ void DescribeLibraries(DoctorReport& report) {
     SDL_version sdl;
     SDL_GetVersion(&sdl);
     report.Line("SDL", Format("%d.%d.%d", sdl.major, sdl.minor, sdl.patch));
+    DescribeFont(report);
     for (const char* name : {"libKQPlayer", "libKQ_Com", "libKQ_Log", "libKQ_ImageProc"}) {
         const std::string path = PathOfLoaded(std::string(name) + ".so");
         report.Line(name, path.empty() ? notLoaded : path);

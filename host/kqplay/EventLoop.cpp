@@ -41,13 +41,20 @@ std::string Describe(const kq::streams::MediaFacts& facts) {
         std::snprintf(text, sizeof text, " %d Hz, %d channels", facts.sampleRate, facts.channels);
         all += "; " + facts.audioCodec + text;
     }
+    for (std::size_t i = 0; i < facts.audioTracks.size() && facts.audioTracks.size() > 1; ++i) {
+        const bool isHeard = static_cast<int>(i) + 1 == facts.audioTrack;
+        all += "\n  sound track " + std::to_string(i + 1) + ": " + facts.audioTracks[i] +
+               (isHeard ? " (heard)" : "");
+    }
     return all;
 }
 
 } // namespace
 
 EventLoop::EventLoop(PlaybackParts& parts)
-    : m_parts(parts), m_transport(parts), m_mute(parts.options.mute), m_volume(parts.options.volume) {}
+    : m_parts(parts), m_transport(parts), m_compare(parts, m_transport), m_differences(parts, m_transport),
+      m_magnifier(parts), m_info(parts, m_transport), m_scope(parts), m_mute(parts.options.mute),
+      m_volume(parts.options.volume) {}
 
 ExitStatus EventLoop::Run() {
     m_transport.Start();
@@ -55,11 +62,16 @@ ExitStatus EventLoop::Run() {
         Wait();
         TakeSignals();
         TakeCommands();
+        if (const auto note = m_compare.Follow()) {
+            Show(*note);
+        }
         RepeatHeldKey();
+        LookForDifference();
         m_transport.KeepEnd();
         TakeEnd();
         WatchSoundDevice();
         ShowProgress();
+        ShowPanels();
     }
     m_parts.monitor->Halt();
     CloseSound();
@@ -68,18 +80,31 @@ ExitStatus EventLoop::Run() {
     return m_parts.trace.Close(error) || m_parts.Fail(error) ? m_status : ExitFailed;
 }
 
-/// Sleeps until something happens, or until the progress line is due.
+/// Sleeps until something happens, or until the progress line is due. What goes with each picture is shown
+/// meanwhile, if anything.
 void EventLoop::Wait() {
+    m_parts.monitor->WatchPictures(m_info.IsOn() || m_scope.IsOn());
     pollfd sources[] = {
         {m_parts.signals.Fd(), POLLIN, 0},
         {m_parts.monitor->Fd(), POLLIN, 0},
         {m_terminal.Fd(), POLLIN, 0},
         {m_parts.window ? m_parts.window->Fd() : -1, POLLIN, 0},
+        {m_parts.monitor->PictureFd(), POLLIN, 0},
     };
+    pollfd& pictures = sources[std::size(sources) - 1];
     constexpr int keyPeriod = static_cast<int>(KeyDecoder::patience * 1000);
     const bool isHeld = m_parts.window && m_parts.window->HeldKey() != 0;
     const int period = m_terminal.IsWaiting() ? keyPeriod : refreshPeriod;
-    poll(sources, std::size(sources), isHeld ? heldPeriod : period);
+    const std::int64_t until = MonotonicMicroseconds() + std::int64_t{1000} * (isHeld ? heldPeriod : period);
+    for (std::int64_t left = until - MonotonicMicroseconds(); left > 0;
+         left = until - MonotonicMicroseconds()) {
+        const int ready = poll(sources, std::size(sources), static_cast<int>((left + 999) / 1000));
+        if (ready != 1 || pictures.revents == 0) {
+            break;
+        }
+        m_parts.monitor->ClearPictureWake();
+        ShowPanels();
+    }
     m_parts.monitor->ClearWake();
     m_keysTyped = sources[2].revents != 0;
 }
@@ -125,6 +150,10 @@ void EventLoop::TakeCommands() {
     if (const auto part = m_parts.window->TakeTimelineClick()) {
         m_transport.SeekToPart(*part);
     }
+    const std::string zoomed = m_magnifier.Follow(m_parts.window->TakeMouse());
+    if (!zoomed.empty()) {
+        Show(zoomed);
+    }
 }
 
 /// Steps as fast as the file plays while a key is held, and leaves no picture out.
@@ -137,6 +166,13 @@ void EventLoop::RepeatHeldKey() {
     const auto period = static_cast<std::int64_t>(1e6 / std::max(m_parts.file.facts.frameRate, usualRepeats));
     m_repeatAt = std::max(m_repeatAt, now - period) + period;
     TakeKey(key);
+}
+
+void EventLoop::LookForDifference() {
+    const std::string note = m_differences.GoOn();
+    if (!note.empty()) {
+        Show(note);
+    }
 }
 
 /// Leaves when the run has ended by itself, or none could start.
@@ -167,9 +203,17 @@ void EventLoop::ShowProgress() {
     }
 }
 
+void EventLoop::ShowPanels() {
+    m_info.Show();
+    m_scope.Choose(m_parts.comparison ? m_parts.comparison->Front() : 0);
+    m_scope.Show();
+}
+
 void EventLoop::TakeKey(int key) {
     if (!m_typed.IsOpen()) {
-        return Obey(CommandOfKey(key));
+        const Command command = CommandOfKey(key);
+        const auto note = m_compare.Obey(command, key);
+        return note ? Show(*note) : Obey(command);
     }
     if (m_typed.Take(key) == TypedPlace::Typing::Done) {
         GoTo(m_typed.Text());
@@ -177,6 +221,7 @@ void EventLoop::TakeKey(int key) {
 }
 
 void EventLoop::Obey(Command command) {
+    m_differences.GiveUp();
     switch (command) {
     case Command::TogglePause:
         return m_transport.TogglePause();
@@ -188,8 +233,16 @@ void EventLoop::Obey(Command command) {
         return m_transport.StepForward();
     case Command::StepBackward:
         return m_transport.StepBackward();
+    case Command::NextDifference:
+        return Show(m_differences.Begin(1));
+    case Command::PreviousDifference:
+        return Show(m_differences.Begin(-1));
     case Command::Screenshot:
         return TakeScreenshot(m_parts) ? void() : Show("no picture");
+    case Command::NextInfo:
+        return Show(m_info.Next());
+    case Command::NextScope:
+        return Show(m_scope.Next());
     case Command::ShowFacts:
         return ShowFacts();
     case Command::ShowKeys:
@@ -223,6 +276,17 @@ void EventLoop::Obey(Command command) {
         return Show(m_transport.ToggleLoop());
     case Command::ToggleFullScreen:
         return m_parts.window ? m_parts.window->ToggleFullScreen() : void();
+    case Command::ZoomActual:
+        return Show(m_magnifier.SetFactor(1));
+    case Command::ZoomDouble:
+        return Show(m_magnifier.SetFactor(2));
+    case Command::ZoomFourfold:
+        return Show(m_magnifier.SetFactor(4));
+    case Command::ZoomFit:
+        return Show(m_magnifier.SetFactor(0));
+    case Command::TogglePixel:
+        m_showsPixel = !m_showsPixel;
+        return Show(m_showsPixel ? "pixel values: pause, and point at a picture" : "no pixel values");
     case Command::Quieter:
         return SetVolume(m_volume - volumeStep, false);
     case Command::Louder:
@@ -269,8 +333,9 @@ void EventLoop::SetVolume(int volume, bool mute) {
 
 void EventLoop::ShowFacts() {
     m_parts.Say(m_parts.options.file + ": " + Describe(m_parts.file.facts));
-    if (!m_parts.options.compare.empty()) {
-        m_parts.Say(m_parts.options.compare + ": " + Describe(m_parts.second.facts));
+    for (std::size_t i = 0; i < m_parts.options.compare.size(); ++i) {
+        const Comparison::Other& other = m_parts.comparison->At(i);
+        m_parts.Say(other.name + ": " + Describe(other.file.facts));
     }
     m_parts.DescribePictures([this](const std::string& line) { m_parts.Say(line); });
 }
@@ -316,6 +381,9 @@ TimelineBar EventLoop::CurrentBar() const {
     for (const kq::streams::Timeline::Span& span : m_parts.timeline->KeptSpans()) {
         bar.kept.push_back({partOf(span.begin), partOf(span.end)});
     }
+    for (const kq::measure::Differences::Span& span : m_differences.Found()) {
+        bar.differing.push_back({partOf(span.begin), partOf(span.end)});
+    }
     if (m_transport.IsPartRepeated()) {
         const PlayRange range = m_transport.Repeated();
         bar.repeated = {partOf(range.begin), partOf(range.end)};
@@ -333,6 +401,7 @@ Progress EventLoop::CurrentProgress(const char* state) {
     progress.frameTime = picture.time;
     progress.frameRate = m_parts.file.facts.frameRate;
     progress.speed = m_transport.Speed();
+    progress.beside = m_parts.comparison ? m_parts.comparison->Text() : "";
     if (m_parts.showsLate) {
         progress.late = m_parts.monitor->LateCount();
     }
@@ -340,6 +409,9 @@ Progress EventLoop::CurrentProgress(const char* state) {
         progress.note = "go to: " + m_typed.Text();
     } else if (MonotonicMicroseconds() < m_noteUntil && !m_ending) {
         progress.note = m_note;
+    } else if (m_showsPixel && !m_ending && m_transport.Now() == Transport::State::Paused &&
+               !m_parts.navigation->IsUnderWay()) {
+        progress.pixel = m_magnifier.DescribePixel();
     }
     return progress;
 }

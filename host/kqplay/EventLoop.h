@@ -3,7 +3,12 @@
 #pragma once
 
 #include "Command.h"
+#include "CompareControl.h"
+#include "DifferenceSearch.h"
+#include "InfoPanel.h"
+#include "Magnifier.h"
 #include "PlaybackParts.h"
+#include "ScopePanel.h"
 #include "Terminal.h"
 #include "Transport.h"
 #include "TypedPlace.h"
@@ -28,9 +33,11 @@ private:
     void Suspend();
     void TakeCommands();
     void RepeatHeldKey();
+    void LookForDifference();
     void TakeEnd();
     void WatchSoundDevice();
     void ShowProgress();
+    void ShowPanels();
 
     // What the steps do.
     void TakeKey(int key);
@@ -48,6 +55,11 @@ private:
 
     PlaybackParts& m_parts;
     Transport m_transport;
+    CompareControl m_compare;
+    DifferenceSearch m_differences;
+    Magnifier m_magnifier;
+    InfoPanel m_info;
+    ScopePanel m_scope;
     Terminal m_terminal;
     TypedPlace m_typed;
     bool m_mute;
@@ -56,6 +68,7 @@ private:
     std::int64_t m_noteUntil = 0;
     std::int64_t m_repeatAt = 0; ///< microseconds
     bool m_keysTyped = false;
+    bool m_showsPixel = false;
     const char* m_ending = nullptr; ///< how it ended, once it has
     ExitStatus m_status = ExitPlayed;
 };

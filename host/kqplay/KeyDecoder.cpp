@@ -19,10 +19,28 @@ constexpr Sequence sequences[] = {
     {"[F", KeyEnd},  {"OF", KeyEnd},  {"[4~", KeyEnd},  {"[8~", KeyEnd},
 };
 
+/// F1 to F9: those of most terminals, and the others for the first five.
+constexpr std::string_view functionKeys[] = {"OP", "OQ", "OR", "OS", "[15~", "[17~", "[18~", "[19~", "[20~"};
+constexpr std::string_view otherFunctionKeys[] = {"[11~", "[12~", "[13~", "[14~"};
+constexpr std::string_view consoleFunctionKeys[] = {"[[A", "[[B", "[[C", "[[D", "[[E"};
+
+/// @return the key of a file to compare with, 0 for none: Alt and a digit, or a function key
+int FileKey(std::string_view text) {
+    if (text.size() == 1 && text.front() >= '1' && text.front() <= '9') {
+        return KeyFile1 + text.front() - '1';
+    }
+    const auto numberIn = [text](const auto& table) {
+        const auto found = std::find(std::begin(table), std::end(table), text);
+        return found == std::end(table) ? 0 : KeyFile1 + static_cast<int>(found - std::begin(table));
+    };
+    const int known = std::max(numberIn(functionKeys), numberIn(otherFunctionKeys));
+    return std::max(known, numberIn(consoleFunctionKeys));
+}
+
 int KeyOfSequence(std::string_view text) {
     const auto* found = std::find_if(std::begin(sequences), std::end(sequences),
                                      [text](const Sequence& sequence) { return sequence.text == text; });
-    return found == std::end(sequences) ? 0 : found->key;
+    return found == std::end(sequences) ? FileKey(text) : found->key;
 }
 
 /// Terminals differ in what they send for two of the keys.
@@ -50,6 +68,9 @@ std::size_t KeyLength(std::string_view typed) {
     }
     if (typed[1] != '[') {
         return 2;
+    }
+    if (typed.size() > 2 && typed[2] == '[') { // a function key of the Linux console
+        return typed.size() < 4 ? 0 : 4;
     }
     for (std::size_t end = 2; end < typed.size(); ++end) {
         if (typed[end] >= '@' && typed[end] <= '~') {

@@ -6,7 +6,16 @@ namespace kqplay {
 namespace {
 
 std::string KeyName(int key) {
+    if (key >= KeyFile1 && key <= KeyFile9) {
+        return "F" + std::to_string(key - KeyFile1 + 1);
+    }
     switch (key) {
+    case KeyTab:
+        return "Tab";
+    case KeyControlPlus:
+        return "Ctrl +";
+    case KeyControlMinus:
+        return "Ctrl -";
     case ' ':
         return "space";
     case KeyBackspace:
@@ -43,6 +52,10 @@ const std::vector<KeyAction>& KeyActions() {
         {{KeyEnd}, Command::ToEnd, "The last picture"},
         {{','}, Command::StepBackward, "One frame back; pauses first"},
         {{'.'}, Command::StepForward, "One frame ahead; pauses first"},
+        {{'n'},
+         Command::NextDifference,
+         "The next pair of pictures that differs, with --compare; pauses first"},
+        {{'N'}, Command::PreviousDifference, "The pair before that differs; pauses first"},
         {{'g'}, Command::GoTo, "Go to a time or frame: 1:23.5 or #1234, then Enter"},
         {{'j'}, Command::ShuttleBack, "Play backwards; again: twice as fast, and 4 times"},
         {{'k'}, Command::ShuttlePause, "Pause"},
@@ -56,12 +69,36 @@ const std::vector<KeyAction>& KeyActions() {
         {{'I'}, Command::MarkBegin, "Loop, beginning with the picture on show"},
         {{'O'}, Command::MarkEnd, "Loop, ending with the picture on show"},
         {{'U'}, Command::ClearMarks, "Forget the loop's begin and end"},
+        {{'v'}, Command::NextLayout, "Two files: side, stack, wipe, flip, difference in turn"},
+        {{KeyTab},
+         Command::Flip,
+         "Flip: the other file while it is pressed; in a terminal, until pressed again"},
+        {{KeyFile1, KeyFile1 + 1, KeyFile1 + 2, KeyFile1 + 3, KeyFile1 + 4, KeyFile1 + 5, KeyFile1 + 6,
+          KeyFile1 + 7, KeyFile9},
+         Command::ChooseFile,
+         "Compare with the file of that number; so do Alt-1 to Alt-9"},
+        {{'c'}, Command::NextFile, "Compare with the next file"},
+        {{'+', '='}, Command::ShiftOn, "The other file one picture on"},
+        {{'-'}, Command::ShiftBack, "The other file one picture back"},
+        {{'>', KeyControlPlus}, Command::ShiftFarOn, "The other file ten pictures on"},
+        {{'<', KeyControlMinus}, Command::ShiftFarBack, "The other file ten pictures back"},
+        {{'A'}, Command::Align, "Find how far the other file is shifted, and shift it back"},
+        {{'d'}, Command::AmplifyDifference, "Differences twice as bright; after 64 times as they are"},
+        {{'D'}, Command::ToggleDifferencePlanes, "Differences of luma, or of luma and chroma"},
+        {{'a'}, Command::ToggleSound, "Hear the other file, or the first again"},
         {{'s'}, Command::Screenshot, "Save a screenshot in the current folder"},
         {{'S'}, Command::Stop, "Stop: the window turns black"},
         {{'9'}, Command::Quieter, "Quieter, by 5 %"},
         {{'0'}, Command::Louder, "Louder, by 5 %"},
         {{'m'}, Command::ToggleMute, "Mute on, off"},
         {{'f'}, Command::ToggleFullScreen, "Full screen on, off"},
+        {{'1'}, Command::ZoomActual, "Zoom to 100 %, a pixel of the picture on each of the window"},
+        {{'2'}, Command::ZoomDouble, "Zoom to 200 %"},
+        {{'4'}, Command::ZoomFourfold, "Zoom to 400 %"},
+        {{'z'}, Command::ZoomFit, "Fit the pictures to the window again"},
+        {{'p'}, Command::TogglePixel, "Values of the pixel under the pointer while paused, on, off"},
+        {{'o'}, Command::NextInfo, "Information on the picture: none, short, full"},
+        {{'w'}, Command::NextScope, "Scope: none, waveform, vectorscope, histogram"},
         {{'i'}, Command::ShowFacts, "Print what the file holds, and how its pictures are read"},
         {{'h'}, Command::ShowKeys, "Print these keys"},
         {{'q', KeyEscape}, Command::Quit, "Quit"},

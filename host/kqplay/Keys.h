@@ -12,6 +12,7 @@ namespace kqplay {
 
 /// A key's code: its character's in ASCII, or one of these.
 enum KeyCode : int {
+    KeyTab = 9,
     KeyEnter = 10,
     KeyEscape = 27,
     KeyBackspace = 127,
@@ -21,6 +22,10 @@ enum KeyCode : int {
     KeyDown,
     KeyHome,
     KeyEnd,
+    KeyFile1, ///< F1, or Alt and 1; those of the other files follow
+    KeyFile9 = KeyFile1 + 8,
+    KeyControlPlus, ///< no terminal sends these two
+    KeyControlMinus,
 };
 
 /// One row of the table of keys.

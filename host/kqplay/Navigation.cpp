@@ -175,7 +175,7 @@ kq::streams::PicturePlace Navigation::PictureOnShow() {
     if (!m_video || IsUnderWay()) {
         return place;
     }
-    if (m_player.IsPaused() || !m_monitor.IsRunning()) {
+    if (IsStill()) {
         kq::streams::PlaceOfPicture(*m_video, place);
         return place;
     }

@@ -44,6 +44,8 @@ public:
     double Position();
     /// @return where the picture on show stands; without a number while that is not known
     kq::streams::PicturePlace PictureOnShow();
+    /// @return true while the stream's current picture is the one on show
+    bool IsStill() { return !IsUnderWay() && (m_player.IsPaused() || !m_monitor.IsRunning()); }
     /// @return true while a seek has not brought its picture
     bool IsUnderWay();
     /// Waits until a seek under way and the steps are over, a few seconds at most.

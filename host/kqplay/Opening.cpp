@@ -1,5 +1,6 @@
 #include "Opening.h"
 
+#include "CompareControl.h"
 #include "Stills.h"
 #include "VideoSize.h"
 
@@ -15,9 +16,16 @@ constexpr double wallClockStep = 0.010;
 /// Decoded frames wait in queues of this size: an eighth of a second of 1080p60 in planar 4:2:0.
 constexpr std::size_t queueBytes = std::size_t{24} << 20;
 
+/// Decoded pictures of all files beside the first are kept up to this size together, if there are several.
+constexpr std::size_t mostStored = std::size_t{256} << 20;
+
 void HandOverPicture(void*, int view, int width, int height, const unsigned char* pixels, void* user) {
     auto& parts = *static_cast<PlaybackParts*>(user);
-    parts.monitor->OnPicture(view - parts.firstView, width, height, pixels);
+    const int number = view - parts.firstView;
+    const bool isPixel = width == 1 && height == 1;
+    if (!isPixel || !parts.comparison || !parts.comparison->IsUnseen(number)) {
+        parts.monitor->OnPicture(number, width, height, pixels);
+    }
 }
 
 bool OpenFile(PlaybackParts& parts) {
@@ -29,6 +37,7 @@ bool OpenFile(PlaybackParts& parts) {
     kq::streams::OpenOptions how;
     how.video = parts.options.video;
     how.audio = parts.options.audio != AudioTarget::Off;
+    how.audioTrack = parts.options.audioTrack;
     how.queueBytes = queueBytes;
     how.log = [&parts](const std::string& line) { parts.output.Note(line); };
     if (!kq::streams::OpenTimeline(parts.options.file, how, parts.file, parts.timeline, error)) {
@@ -40,21 +49,48 @@ bool OpenFile(PlaybackParts& parts) {
     return true;
 }
 
-/// Opens what the second view shows beside the file, if it is to show anything else.
-bool OpenSecond(PlaybackParts& parts) {
-    if (parts.options.compare.empty() && parts.options.filter.empty()) {
+/// Opens one thing that stands beside the file.
+/// @param name what it is called
+bool OpenOther(PlaybackParts& parts, const ComparedFile& other, const std::string& name) {
+    kq::streams::OpenOptions how;
+    how.audio = parts.options.audio != AudioTarget::Off && parts.options.filter.empty();
+    how.filter = parts.options.filter;
+    how.log = [&parts](const std::string& line) { parts.output.Note(line); };
+    how.storeBytes = parts.options.compare.size() > 1 ? mostStored / parts.options.compare.size() : 0;
+    kq::streams::MediaFile file;
+    std::shared_ptr<kq::streams::Companion> companion;
+    std::string error;
+    if (!kq::streams::OpenCompanion(other.path, parts.timeline, parts.file, how, file, companion, error)) {
+        return parts.Fail(error);
+    }
+    if (parts.trace.IsOpen()) {
+        companion->FrameCount(); // as with the first
+    }
+    parts.comparison->Add(name, file, std::move(companion), other.offset);
+    return true;
+}
+
+/// Opens what stands beside the file, if anything is to.
+bool OpenOthers(PlaybackParts& parts) {
+    if (!parts.options.IsComparison()) {
         return true;
     }
     if (!parts.file.video) {
         return parts.FailFile("no pictures to show beside others");
     }
-    kq::streams::OpenOptions how;
-    how.queueBytes = queueBytes;
-    how.filter = parts.options.filter;
-    how.log = [&parts](const std::string& line) { parts.output.Note(line); };
-    const std::string& path = parts.options.filter.empty() ? parts.options.compare : parts.options.file;
-    std::string error;
-    return kq::streams::OpenFollower(path, *parts.file.video, how, parts.second, error) || parts.Fail(error);
+    parts.comparison.emplace(*parts.file.video, parts.timeline);
+    const std::string& path = parts.options.file;
+    const std::string& filter = parts.options.filter;
+    bool isOpen = filter.empty() || OpenOther(parts, {path}, path + " | " + filter);
+    for (const ComparedFile& other : parts.options.compare) {
+        isOpen = isOpen && OpenOther(parts, other, other.path);
+    }
+    if (isOpen) {
+        parts.comparison->SetLayout(parts.options.layout);
+        parts.second = parts.comparison->Beside().file;
+        parts.comparison->KeepInStep();
+    }
+    return isOpen;
 }
 
 /// @param frame number of the picture that is to be the first one
@@ -135,16 +171,20 @@ bool OpenSound(PlaybackParts& parts) {
     return true;
 }
 
-int ViewCount(const PlaybackParts& parts) {
-    return parts.second.video ? 2 : parts.options.views;
+Arrangement ArrangementOf(const PlaybackParts& parts) {
+    Arrangement arrangement;
+    arrangement.isComparison = parts.comparison.has_value();
+    arrangement.views = arrangement.isComparison ? 2 : parts.options.views;
+    arrangement.layout = parts.options.layout;
+    return arrangement;
 }
 
-/// @return where the picture that a view shows stands in the view's file
-kq::streams::PicturePlace PlaceIn(const PlaybackParts& parts, int view) {
-    const bool showsSecond = parts.second.video && view == 1;
-    IMediaStream* const video = showsSecond ? parts.second.video : parts.file.video;
-    kq::streams::PicturePlace place;
-    return video && kq::streams::PlaceOfPicture(*video, place) ? place : kq::streams::PicturePlace{};
+/// @return the picture that a view shows, while its stream stands there
+kq::streams::KeptPicture KeepShown(PlaybackParts& parts, int view) {
+    if (parts.comparison) {
+        return parts.comparison->KeepShown(view);
+    }
+    return parts.file.video ? kq::streams::KeepPicture(*parts.file.video) : kq::streams::KeptPicture{};
 }
 
 bool OpenPlayer(PlaybackParts& parts) {
@@ -152,7 +192,8 @@ bool OpenPlayer(PlaybackParts& parts) {
                           parts.sound.IsOpen() ? parts.sound.Period() : wallClockStep);
     parts.navigation.emplace(parts.player, *parts.monitor);
     parts.navigation->SetFile(parts.file.video, *parts.timeline);
-    parts.monitor->SetPlaces([&parts](int view) { return PlaceIn(parts, view); });
+    parts.monitor->SetPictures(static_cast<std::size_t>(parts.file.video ? ArrangementOf(parts).views : 0),
+                               [&parts](int view) { return KeepShown(parts, view); });
     std::string error;
     if (!parts.player.Create(*parts.monitor, error)) {
         return parts.Fail(error);
@@ -169,14 +210,14 @@ void* OpenWindow(PlaybackParts& parts, int width, int height) {
         return kq::OffScreenParent();
     }
     std::string name = std::filesystem::path(parts.options.file).filename().string();
-    if (!parts.options.compare.empty()) {
-        name += " | " + std::filesystem::path(parts.options.compare).filename().string();
+    for (const ComparedFile& other : parts.options.compare) {
+        name += " | " + std::filesystem::path(other.path).filename().string();
     }
     if (!parts.options.filter.empty()) {
         name += " | " + parts.options.filter;
     }
     std::string error;
-    parts.window = VideoWindow::Open(name + " - kqplay", width, height, ViewCount(parts), error);
+    parts.window = VideoWindow::Open(name + " - kqplay", {width, height}, ArrangementOf(parts), error);
     if (!parts.window) {
         parts.Notice("no window (" + error + "): playing off-screen");
         return kq::OffScreenParent();
@@ -193,18 +234,22 @@ bool OpenView(PlaybackParts& parts) {
     DisplaySize(parts.file.video, width, height);
     void* parent = OpenWindow(parts, width, height);
     parts.firstView = parts.stills ? 1 : 0;
-    for (int i = 0; i < ViewCount(parts); ++i) {
-        if (!parts.player.CreateView(parent, width, height)) {
+    for (int i = 0; i < ArrangementOf(parts).views; ++i) {
+        const bool isSecond = parts.window && parts.comparison && i == 1;
+        if (!parts.player.CreateView(isSecond ? parts.window->SecondHandle() : parent, width, height)) {
             return parts.FailFile("cannot show pictures: " + parts.viewLibrary.WhyNoView());
         }
     }
-    if (!parts.player.SetVideo(parts.file.video, parts.second.video)) {
+    const bool hasFormat = parts.comparison
+                               ? parts.player.SetVideo(&parts.comparison->View(0), &parts.comparison->View(1))
+                               : parts.player.SetVideo(parts.file.video, nullptr);
+    if (!hasFormat) {
         return parts.FailFile("the pictures have no known format");
     }
     if (parts.window) {
         parts.window->Adopt(parts.player.ViewWindows());
     }
-    parts.showsLate = parts.viewLibrary.SetPictureSink(HandOverPicture, &parts);
+    parts.showsLate = parts.viewLibrary.SetPictureSink(HandOverPicture, &parts, parts.options.traceHash);
     if (!parts.showsLate && parts.trace.IsOpen()) {
         parts.Notice("PlayerView.so hands no pictures out: the trace has none");
     }
@@ -224,9 +269,10 @@ bool OpenLogAndTrace(PlaybackParts& parts) {
 }
 
 bool OpenPlayback(PlaybackParts& parts) {
-    if (!OpenFile(parts) || !OpenSecond(parts)) {
+    if (!OpenFile(parts) || !OpenOthers(parts)) {
         return false;
     }
+    AlignFiles(parts);
     parts.DescribePictures([&parts](const std::string& line) { parts.output.Note(line); });
     return TakeCaptures(parts) && FindRange(parts) && OpenSound(parts) && OpenPlayer(parts) &&
            OpenView(parts);

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <utility>
+#include <vector>
 
 namespace kqplay {
 
@@ -11,7 +12,7 @@ PlaybackParts::~PlaybackParts() {
     }
     viewLibrary.SetPictureSink(nullptr, nullptr); // before the monitor goes
     player.Close();
-    second.Release();
+    comparison.reset();
     file.Release();
 }
 
@@ -24,12 +25,14 @@ bool PlaybackParts::Fail(const std::string& reason) {
 }
 
 void PlaybackParts::DescribePictures(const std::function<void(const std::string&)>& tell) const {
-    const std::string other =
-        options.filter.empty() ? options.compare : options.file + " | " + options.filter;
-    for (const auto& [name, video] : {std::pair(options.file, file.video), {other, second.video}}) {
+    std::vector<std::pair<std::string, IMediaStream*>> videos = {{options.file, file.video}};
+    for (std::size_t i = 0; comparison && i < comparison->Count(); ++i) {
+        videos.emplace_back(comparison->At(i).name, comparison->At(i).file.video);
+    }
+    for (const auto& [name, video] : videos) {
         const std::string text = video ? kq::streams::DescribePicture(*video) : "";
         if (!text.empty()) {
-            tell(name + ": " + text);
+            tell(std::string(name).append(": ").append(text));
         }
     }
 }

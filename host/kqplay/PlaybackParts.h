@@ -3,6 +3,7 @@
 #pragma once
 
 #include "AudioOutput.h"
+#include "Comparison.h"
 #include "ComponentOutput.h"
 #include "Navigation.h"
 #include "Options.h"
@@ -57,7 +58,8 @@ struct PlaybackParts {
     TraceWriter trace;
     kq::streams::MediaFile file;
     std::shared_ptr<kq::streams::Timeline> timeline; ///< of the file
-    kq::streams::MediaFile second; ///< what the second view shows beside the file, if anything
+    std::optional<Comparison> comparison;            ///< with what stands beside the file, if anything
+    kq::streams::MediaFile second;                   ///< what is chosen of that; borrowed
     AudioOutput sound;
     std::unique_ptr<VideoWindow> window; ///< none off-screen
     ViewLibrary viewLibrary;

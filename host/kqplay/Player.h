@@ -5,6 +5,7 @@
 #include <kqplayer/convenience.h>
 #include <kqplayer/kqplayer.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -53,6 +54,8 @@ public:
     void Pause() { m_player->Pause(); }
     /// Opens a run that is paused, at the begin of the range or where Seek() has moved to.
     void Load() { m_player->Load(); }
+    /// Has a paused run show again what its streams have, soon; one that plays does so anyway.
+    void Redraw() { m_player->Update(0); }
     /// Posts an exact seek; without a run the views show the picture at once.
     void Seek(double seconds) { m_player->Seek(seconds, kq::ExactSeek); }
     /// @return true while a seek has not been taken
@@ -73,6 +76,10 @@ public:
     int Activity() const { return m_player->IsActivate(); }
     /// @return seconds in the file, from its very beginning; 0 for unknown
     double MovieLength() const { return m_player->GetMovieLength(); }
+    /// @return a view, for looking closely; null when there is none of that index
+    kq::ComPtr<IPlayerView2> View(std::size_t index) const {
+        return index < m_shown.size() ? m_shown[index].As<IPlayerView2>() : nullptr;
+    }
     /// @return the windows that show the views; null for one that is off-screen
     std::vector<void*> ViewWindows() const;
 

@@ -14,15 +14,15 @@ namespace {
 
 constexpr const char* clearLine = "\r\033[K";
 
-std::size_t Columns(int screen) {
+} // namespace
+
+std::size_t TerminalColumns(int screen) {
     winsize size = {};
     if (ioctl(screen, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) {
         return 80;
     }
     return size.ws_col;
 }
-
-} // namespace
 
 std::string FormatTime(double seconds) {
     const auto hundredths = static_cast<long long>(std::floor(std::max(0.0, seconds) * 100 + 0.5));
@@ -50,6 +50,9 @@ std::string FormatTimeCode(double seconds, double frameRate) {
 }
 
 std::string FormatProgress(const Progress& progress) {
+    if (!progress.pixel.empty()) {
+        return std::string(progress.state) + "  " + progress.pixel;
+    }
     std::string text = std::string(progress.state) + "  " + FormatTime(progress.position);
     if (progress.length > 0) {
         text += " / " + FormatTime(progress.length);
@@ -60,6 +63,9 @@ std::string FormatProgress(const Progress& progress) {
     }
     if (progress.speed != 1) {
         text += "  " + Speeds::Format(progress.speed);
+    }
+    if (!progress.beside.empty()) {
+        text += "  " + progress.beside;
     }
     if (progress.late) {
         text +=
@@ -90,7 +96,7 @@ void ProgressLine::ShowBar(const std::string& what, int done, int all) {
 }
 
 void ProgressLine::Draw(std::string text) {
-    text = text.substr(0, Columns(m_screen) - 1);
+    text = text.substr(0, TerminalColumns(m_screen) - 1);
     if (text == m_shown) {
         return;
     }

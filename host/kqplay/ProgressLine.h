@@ -19,6 +19,8 @@ struct Progress {
     double frameTime = 0;    ///< its begin, seconds in the file
     double frameRate = 0;    ///< of the file, pictures per second
     double speed = 1;        ///< below 0 backwards
+    std::string pixel = {};  ///< values of a pixel, which take the line's room, or empty
+    std::string beside = {}; ///< of the file beside it, or empty
 };
 
 /// Draws the line in place on a terminal; elsewhere only the last line is written.
@@ -45,11 +47,13 @@ private:
     std::string m_shown;
 };
 
+/// @return how many columns the terminal behind a descriptor has; 80 without one
+std::size_t TerminalColumns(int screen);
 /// @return "1:02.50", "1:00:02.50" from an hour on
 std::string FormatTime(double seconds);
 /// @return "00:01:02:12": hours, minutes, seconds, and the picture's number within the second
 std::string FormatTimeCode(double seconds, double frameRate);
-/// @return "playing  0:01.20 / 0:08.00  #30  00:00:01:05  0.5x  2 late frames"
+/// @return "playing  0:01.20 / 0:08.00  #30  00:00:01:05  0.5x  offset +3  2 late frames"
 std::string FormatProgress(const Progress& progress);
 
 } // namespace kqplay

@@ -3,6 +3,7 @@
 #include <sys/eventfd.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace kqplay {
 namespace {
@@ -13,7 +14,28 @@ constexpr double longestGap = 0.5;
 } // namespace
 
 RunMonitor::RunMonitor(Player& player, TraceWriter& trace, double clockStep)
-    : m_player(player), m_trace(trace), m_wake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)), m_late(clockStep) {}
+    : m_player(player), m_trace(trace), m_wake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)), m_late(clockStep),
+      m_pictureWake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
+
+void RunMonitor::SetPictures(std::size_t views, std::function<kq::streams::KeptPicture(int view)> keep) {
+    m_shown.resize(views);
+    m_keep = std::move(keep);
+}
+
+kq::streams::KeptPicture RunMonitor::Shown(int view, bool isStill) {
+    OnShow shown;
+    {
+        const std::lock_guard guard(m_shownLock);
+        shown = m_shown.at(static_cast<std::size_t>(view));
+    }
+    if (shown.isBlack || shown.picture.place.number >= 0 || !isStill) {
+        return shown.picture;
+    }
+    // Nobody asked for it when it was shown, or its number was not known.
+    kq::streams::KeptPicture again = m_keep(view);
+    const bool isSame = !shown.picture.frame || again.place.time == shown.picture.place.time;
+    return again.frame && isSame ? again : shown.picture;
+}
 
 bool RunMonitor::Begin() {
     {
@@ -81,13 +103,30 @@ void RunMonitor::ClearWake() {
     eventfd_read(m_wake.Get(), &ignored);
 }
 
+void RunMonitor::ClearPictureWake() {
+    eventfd_t ignored;
+    eventfd_read(m_pictureWake.Get(), &ignored);
+}
+
 void RunMonitor::OnPicture(int view, int width, int height, const unsigned char* pixels) {
-    if (m_trace.IsOpen()) {
-        const bool isOfFile = m_placeIn && !m_halting;
-        m_trace.Picture(view, width, height, pixels,
-                        isOfFile ? m_placeIn(view) : kq::streams::PicturePlace{});
+    const auto number = static_cast<std::size_t>(view);
+    if (number >= m_shown.size()) {
+        return; // a still's, or a scope's
+    }
+    OnShow shown;
+    shown.isBlack = m_halting;
+    if (!shown.isBlack && (m_watched || m_trace.IsOpen())) {
+        shown.picture = m_keep(view);
+    }
+    m_trace.Picture(view, width, height, pixels, shown.picture.place);
+    {
+        const std::lock_guard guard(m_shownLock);
+        std::swap(m_shown[number], shown); // what is no longer kept goes without the lock
     }
     m_pictureCame = true;
+    if (m_watched) {
+        eventfd_write(m_pictureWake.Get(), 1);
+    }
 }
 
 void RunMonitor::OnPosition(double seconds) {

@@ -11,7 +11,7 @@
 #include <condition_variable>
 #include <functional>
 #include <mutex>
-#include <utility>
+#include <vector>
 
 namespace kqplay {
 
@@ -32,11 +32,20 @@ public:
     void Resume();
     /// @param length of the range, seconds, behind which no position is told; 0 for unknown
     void SetLength(double length) { m_length = length; }
-    /// @param placeIn tells where the picture that a view shows stands in its file; any thread calls it.
-    ///                To be called before the first picture.
-    void SetPlaces(std::function<kq::streams::PicturePlace(int view)> placeIn) {
-        m_placeIn = std::move(placeIn);
-    }
+    /// To be called before the first picture.
+    /// @param views   how many there are; pictures of others are none of the run's
+    /// @param keep    keeps the picture that a view shows; any thread calls it
+    void SetPictures(std::size_t views, std::function<kq::streams::KeptPicture(int view)> keep);
+    /// @param isStill the view's stream stands at what is on show, and can be asked for what nobody asked
+    /// before
+    /// @return the picture that a view shows; without a frame before the first one, while the view is black,
+    ///         and while play goes on that nobody watched so far
+    kq::streams::KeptPicture Shown(int view, bool isStill);
+    /// @param on PictureFd() tells of every picture from now on
+    void WatchPictures(bool on) { m_watched = on; }
+    /// @return descriptor that becomes readable when a picture was handed to a view
+    int PictureFd() const { return m_pictureWake.Get(); }
+    void ClearPictureWake();
     bool IsPaused() const { return m_paused; }
     /// Ends the run, and returns when the player has said its last word about it.
     void Halt();
@@ -58,6 +67,12 @@ public:
     void OnPicture(int view, int width, int height, const unsigned char* pixels);
 
 private:
+    /// What a view shows.
+    struct OnShow {
+        kq::streams::KeptPicture picture; ///< kept when somebody watches
+        bool isBlack = true;
+    };
+
     void OnPosition(double seconds) override;
     void OnEnd() override;
     void TraceState();
@@ -66,13 +81,18 @@ private:
     TraceWriter& m_trace;
     FileDescriptor m_wake; ///< an eventfd
     LateFrames m_late;
-    std::function<kq::streams::PicturePlace(int view)> m_placeIn;
+    FileDescriptor m_pictureWake; ///< an eventfd
+    std::atomic<bool> m_watched{false};
+    std::function<kq::streams::KeptPicture(int view)> m_keep;
     std::atomic<double> m_length{0};
     std::atomic<double> m_position{0};
     std::atomic<int> m_told{0};
     std::atomic<bool> m_pictureCame{false};
     std::atomic<bool> m_paused{false};
     std::atomic<bool> m_halting{false}; ///< the views turn black
+
+    std::mutex m_shownLock;
+    std::vector<OnShow> m_shown; ///< by view; guarded by m_shownLock
 
     std::mutex m_lock; ///< guards what follows
     std::condition_variable m_ended;

@@ -5,6 +5,8 @@
 
 #include "PlaybackParts.h"
 
+#include <string>
+
 namespace kqplay {
 
 /// Everything between the command line and the exit status, on the main thread.
@@ -17,6 +19,7 @@ public:
 
 private:
     int DrawContactSheet();
+    bool OpenForSheet(const kq::streams::OpenOptions& how, std::string& error);
 
     PlaybackParts m_parts;
 };

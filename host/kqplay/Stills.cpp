@@ -45,13 +45,46 @@ bool SavePicture(PlaybackParts& parts, const MEDIA_FRAME* frame, const std::stri
     return parts.stills->Save(*frame, path, parts.output, error) || parts.Fail(error);
 }
 
-/// @param frame of the reference; the second view's own follows it
-bool SavePictures(PlaybackParts& parts, const MEDIA_FRAME* frame, const std::string& path) {
-    if (!parts.second.video) {
-        return SavePicture(parts, frame, path);
+/// A video of which pictures are written, and what their names have before the extension.
+struct Source {
+    std::string suffix;
+    IMediaStream* video;
+};
+
+std::vector<Source> SourcesOf(const PlaybackParts& parts) {
+    if (!parts.comparison) {
+        return {{"", parts.file.video}};
     }
-    return SavePicture(parts, frame, WithSuffix(path, "-1")) &&
-           SavePicture(parts, parts.second.video->GetCurrentFrame(), WithSuffix(path, "-2"));
+    std::vector<Source> sources = {{"-1", parts.file.video}, {"-2", parts.second.video}};
+    if (parts.comparison->Now() == Layout::Difference) {
+        sources.push_back({"-difference", parts.comparison->Beside().difference.Get()});
+    }
+    return sources;
+}
+
+/// Takes the pictures of one moment, while play may go on.
+/// @return the frames of the sources, valid until one of these is asked again; the first may be null
+std::vector<const MEDIA_FRAME*> TakeFrames(const std::vector<Source>& sources) {
+    std::vector<const MEDIA_FRAME*> frames(sources.size());
+    for (bool isPair = false; !isPair;) {
+        const MEDIA_FRAME* const first = sources[0].video->GetCurrentFrame();
+        const std::int64_t before = first ? first->llPTS : KQ_NO_PTS;
+        for (std::size_t i = sources.size(); i-- > 0;) { // a difference asks the others
+            frames[i] = sources[i].video->GetCurrentFrame();
+        }
+        isPair = !frames[0] || frames[0]->llPTS == before;
+    }
+    return frames;
+}
+
+bool SavePictures(PlaybackParts& parts, const std::vector<Source>& sources,
+                  const std::vector<const MEDIA_FRAME*>& frames, const std::string& path) {
+    for (std::size_t i = 0; i < sources.size(); ++i) {
+        if (!SavePicture(parts, frames[i], WithSuffix(path, sources[i].suffix))) {
+            return false;
+        }
+    }
+    return true;
 }
 
 } // namespace
@@ -62,7 +95,8 @@ bool TakeCaptures(PlaybackParts& parts) {
             return parts.FailFile("no pictures to capture");
         }
         parts.file.video->Seek(request.seconds, kq::ExactSeek);
-        if (!SavePictures(parts, parts.file.video->GetCurrentFrame(), request.path)) {
+        const std::vector<Source> sources = SourcesOf(parts);
+        if (!SavePictures(parts, sources, TakeFrames(sources), request.path)) {
             return false;
         }
     }
@@ -74,14 +108,17 @@ bool TakeScreenshot(PlaybackParts& parts) {
         return true;
     }
     parts.navigation->Arrive(); // the progress line shows the target already
-    const MEDIA_FRAME* frame = parts.file.video->GetCurrentFrame();
-    if (!frame) {
+    const std::vector<Source> sources = SourcesOf(parts);
+    const std::vector<const MEDIA_FRAME*> frames = TakeFrames(sources);
+    if (!frames[0]) {
         return false;
     }
-    const std::vector<std::string> suffixes =
-        parts.second.video ? std::vector<std::string>{"-1", "-2"} : std::vector<std::string>{""};
-    const std::string name = FreeName(parts.options.file, TimeOf(*frame, *parts.timeline), suffixes);
-    if (!SavePictures(parts, frame, name)) {
+    std::vector<std::string> suffixes;
+    for (const Source& source : sources) {
+        suffixes.push_back(source.suffix);
+    }
+    const std::string name = FreeName(parts.options.file, TimeOf(*frames[0], *parts.timeline), suffixes);
+    if (!SavePictures(parts, sources, frames, name)) {
         return true;
     }
     std::string names;

@@ -259,6 +259,14 @@ void Transport::GoToFrame(std::int64_t number) {
     m_parts.navigation->SeekTo(m_parts.timeline->PlaceOfFrame(number));
 }
 
+void Transport::Redraw() {
+    if (m_state != State::Stopped) {
+        m_parts.player.Redraw();
+    } else if (m_steppedOut || m_movedWhileStopped) {
+        m_parts.player.Seek(m_parts.navigation->Position());
+    }
+}
+
 void Transport::SetSpeed(double speed) {
     m_speed = speed;
     FollowTimeline();

@@ -51,6 +51,8 @@ public:
     /// @param number of a picture that the file has
     void GoToFrame(std::int64_t number);
     void Stop();
+    /// Has the views drawn again where nothing else does it soon: what they show has changed.
+    void Redraw();
     /// @param speed the nearest one that the input can be played with is taken
     void SetSpeed(double speed);
     /// Plays in a direction, faster when it does so already. @param direction 1 or -1

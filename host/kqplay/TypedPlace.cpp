@@ -47,6 +47,11 @@ std::optional<SoughtPlace> ReadPlace(const std::string& text) {
     }
 }
 
+std::optional<double> ReadTime(const std::string& text) {
+    const auto place = ReadPlace(text);
+    return place && place->frame < 0 ? std::optional(place->seconds) : std::nullopt;
+}
+
 void TypedPlace::Open() {
     m_open = true;
     m_text.clear();

@@ -18,6 +18,9 @@ struct SoughtPlace {
 /// @return nothing for anything else
 std::optional<SoughtPlace> ReadPlace(const std::string& text);
 
+/// @return seconds of a time as ReadPlace() takes it, nothing for anything else
+std::optional<double> ReadTime(const std::string& text);
+
 /// The line in which a place is typed, key by key.
 class TypedPlace {
 public:

@@ -7,6 +7,7 @@
 #include <SDL_syswm.h>
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
+#include <text/Utf8.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,12 +19,18 @@ namespace {
 
 constexpr int smallestSide = 120;
 
+constexpr int scopePercent = 30; ///< of the window's width
+
 constexpr int timelineHeight = 8;
 constexpr unsigned long playedColour = 0xD0D0D0;
 constexpr unsigned long timelineColour = 0x404040;
 constexpr int markHeight = 2; ///< of what lies along the timeline's edges
 constexpr unsigned long keptColour = 0x5090D0;
 constexpr unsigned long repeatedColour = 0xF0A030;
+constexpr unsigned long differingColour = 0xD04040;
+
+constexpr int dividerWidth = 2;
+constexpr unsigned long dividerColour = 0xF0F0F0;
 
 bool serverIsGone = false;
 Display* survivedDisplay = nullptr; ///< the one that a lost connection is survived on
@@ -60,9 +67,16 @@ bool StartSdl() {
     return true;
 }
 
-/// As many columns as rows, or one more.
-int ColumnsFor(int views) {
-    return static_cast<int>(std::ceil(std::sqrt(static_cast<double>(views))));
+/// Xlib leaks a title that it cannot convert, and file names need not be UTF-8.
+/// @return the text with U+FFFD for what is none
+std::string AsUtf8(const std::string& text) {
+    std::string valid;
+    for (const char* at = text.c_str(); *at != '\0';) {
+        char bytes[kq::text::maxUtf8Length];
+        const int count = kq::text::EncodeUtf8(kq::text::DecodeUtf8(at), bytes);
+        valid.append(bytes, static_cast<std::size_t>(count));
+    }
+    return valid;
 }
 
 struct NamedKey {
@@ -77,9 +91,39 @@ constexpr NamedKey namedKeys[] = {
     {SDLK_BACKSPACE, KeyBackspace},
 };
 
+/// @return true while keys are meant as commands and not as the characters that they type
+bool IsCommandKey(int modifiers) {
+    return (modifiers & (KMOD_CTRL | KMOD_LALT)) != 0;
+}
+
+/// @return the code of a key that is pressed together with Alt or Ctrl, 0 for none
+int CodeOfCommand(const SDL_Keysym& pressed) {
+    const bool isAlt = (pressed.mod & KMOD_LALT) != 0;
+    if (isAlt && pressed.sym >= SDLK_1 && pressed.sym <= SDLK_9) {
+        return KeyFile1 + pressed.sym - SDLK_1;
+    }
+    switch ((pressed.mod & KMOD_CTRL) != 0 ? pressed.sym : SDLK_UNKNOWN) {
+    case SDLK_PLUS:
+    case SDLK_EQUALS: // below the plus of many keyboards
+    case SDLK_KP_PLUS:
+        return KeyControlPlus;
+    case SDLK_MINUS:
+    case SDLK_KP_MINUS:
+        return KeyControlMinus;
+    default:
+        return 0;
+    }
+}
+
 /// @return the code of a key that types no character, 0 for any other: those come as text, whatever the
 ///         keyboard's layout
 int CodeOf(const SDL_Keysym& pressed) {
+    if (pressed.sym >= SDLK_F1 && pressed.sym <= SDLK_F9) {
+        return KeyFile1 + pressed.sym - SDLK_F1;
+    }
+    if (IsCommandKey(pressed.mod)) {
+        return CodeOfCommand(pressed);
+    }
     const auto* named = std::find_if(std::begin(namedKeys), std::end(namedKeys),
                                      [&](const NamedKey& row) { return row.symbol == pressed.sym; });
     return named == std::end(namedKeys) ? 0 : named->key;
@@ -119,8 +163,8 @@ void FitToScreen(int& width, int& height) {
 
 } // namespace
 
-std::unique_ptr<VideoWindow> VideoWindow::Open(const std::string& title, int width, int height, int views,
-                                               std::string& error) {
+std::unique_ptr<VideoWindow> VideoWindow::Open(const std::string& title, Size picture,
+                                               const Arrangement& arrangement, std::string& error) {
     std::unique_ptr<VideoWindow> window(new VideoWindow);
     const auto refused = [&](const char* reason) {
         error = reason;
@@ -132,12 +176,12 @@ std::unique_ptr<VideoWindow> VideoWindow::Open(const std::string& title, int wid
     if (!StartSdl()) {
         return refused(SDL_GetError());
     }
-    window->m_columns = ColumnsFor(views);
-    width *= window->m_columns;
-    height *= (views + window->m_columns - 1) / window->m_columns;
+    window->m_arrangement = arrangement;
+    auto [width, height] = NeededSize(arrangement, picture);
     FitToScreen(width, height);
-    window->m_window = SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED,
-                                        width, height + timelineHeight, SDL_WINDOW_RESIZABLE);
+    window->m_window =
+        SDL_CreateWindow(AsUtf8(title).c_str(), SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED, width,
+                         height + timelineHeight, SDL_WINDOW_RESIZABLE);
     if (!window->m_window) {
         return refused(SDL_GetError());
     }
@@ -169,12 +213,47 @@ void* VideoWindow::Handle() const {
     return reinterpret_cast<void*>(static_cast<std::uintptr_t>(m_id));
 }
 
+void* VideoWindow::SecondHandle() {
+    if (m_second == 0) {
+        m_second = XCreateSimpleWindow(m_display, m_id, 0, 0, 1, 1, 0, 0, 0);
+        XFlush(m_display);
+    }
+    return reinterpret_cast<void*>(static_cast<std::uintptr_t>(m_second));
+}
+
+void VideoWindow::SetLayout(Layout layout) {
+    m_arrangement.layout = layout;
+    FitViews();
+}
+
 void VideoWindow::Adopt(const std::vector<void*>& viewWindows) {
     for (void* view : viewWindows) {
         m_views.push_back(static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(view)));
     }
+    if (m_second != 0) { // above the views
+        m_divider = XCreateSimpleWindow(m_display, m_id, 0, 0, dividerWidth, 1, 0, 0, dividerColour);
+    }
     FitViews();
     DrawTimeline();
+}
+
+void VideoWindow::SetScope(void* viewWindow) {
+    m_scope = static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(viewWindow));
+    FitViews();
+}
+
+void VideoWindow::ShowText(std::size_t view, const std::vector<TextLine>& lines, TextRenderer& text) {
+    if (serverIsGone) {
+        return;
+    }
+    const std::vector<ViewPlace> places = ViewPlaces();
+    while (m_texts.size() < places.size()) {
+        m_texts.emplace_back(m_display, m_id);
+    }
+    if (view < places.size()) {
+        const bool isShown = places[view].IsShown();
+        m_texts[view].Show(isShown ? lines : std::vector<TextLine>(), places[view].visible, text);
+    }
 }
 
 void VideoWindow::ToggleFullScreen() {
@@ -235,9 +314,10 @@ std::vector<int> VideoWindow::Take() {
         case SDL_KEYDOWN:
             m_pressed = event.key.keysym.scancode;
             m_repeats = event.key.repeat != 0;
-            keys.push_back(CodeOf(event.key.keysym));
+            keys.push_back(OnKey(event.key.keysym));
             break;
         case SDL_KEYUP:
+            m_flipped = m_flipped && event.key.keysym.sym != SDLK_TAB;
             m_held = event.key.keysym.scancode == m_heldCode ? 0 : m_held;
             break;
         case SDL_TEXTINPUT:
@@ -256,7 +336,16 @@ std::vector<int> VideoWindow::Take() {
     return keys;
 }
 
+/// @return the key's code; 0 for one that is a command only while it is pressed
+int VideoWindow::OnKey(const SDL_Keysym& pressed) {
+    m_flipped = m_flipped || pressed.sym == SDLK_TAB;
+    return CodeOf(pressed);
+}
+
 void VideoWindow::OnText(const char* text, std::vector<int>& keys) {
+    if (IsCommandKey(SDL_GetModState())) {
+        return;
+    }
     for (const char* at = text; *at != '\0'; ++at) {
         const int key = static_cast<unsigned char>(*at);
         const Command command = CommandOfKey(key);
@@ -275,21 +364,63 @@ void VideoWindow::OnText(const char* text, std::vector<int>& keys) {
 void VideoWindow::OnMouse(const XEvent& event) {
     switch (event.type) {
     case ButtonPress:
-        m_dragging = event.xbutton.button == Button1 && event.xbutton.y >= m_height - timelineHeight;
-        Drag(event.xbutton.x);
+        OnButton(event);
         break;
     case MotionNotify:
+        MovePointer(event.xmotion.x, event.xmotion.y);
         Drag(event.xmotion.x);
+        MoveDivider(event.xmotion.x, event.xmotion.y);
         break;
     case ButtonRelease:
-        m_dragging = false;
+        m_dragging = m_dragging && event.xbutton.button != Button1;
+        m_panning = m_panning && event.xbutton.button != Button3;
         break;
     default:
         break;
     }
 }
 
+void VideoWindow::OnButton(const XEvent& event) {
+    const XButtonEvent& button = event.xbutton;
+    MovePointer(button.x, button.y);
+    switch (button.button) {
+    case Button1:
+        m_dragging = button.y >= m_height - timelineHeight;
+        Drag(button.x);
+        break;
+    case Button3:
+        m_panning = button.y < m_height - timelineHeight;
+        break;
+    case Button4: // the wheel
+        ++m_mouse.wheel;
+        break;
+    case Button5:
+        --m_mouse.wheel;
+        break;
+    default:
+        break;
+    }
+}
+
+void VideoWindow::MovePointer(int x, int y) {
+    if (m_panning) {
+        m_mouse.draggedX += x - m_mouse.x;
+        m_mouse.draggedY += y - m_mouse.y;
+    }
+    m_mouse.x = x;
+    m_mouse.y = y;
+}
+
+PictureMouse VideoWindow::TakeMouse() {
+    const PictureMouse taken = m_mouse;
+    m_mouse.wheel = m_mouse.draggedX = m_mouse.draggedY = 0;
+    return taken;
+}
+
 void VideoWindow::OnWindowEvent(int event, int width, int height) {
+    if (event == SDL_WINDOWEVENT_LEAVE && !m_panning) {
+        m_mouse.x = m_mouse.y = -1;
+    }
     if (event == SDL_WINDOWEVENT_SIZE_CHANGED) {
         m_width = width;
         m_height = height;
@@ -306,22 +437,55 @@ void VideoWindow::Drag(int x) {
     }
 }
 
-/// The views share what the timeline leaves. A window too low for both has no timeline.
-void VideoWindow::FitViews() {
-    const int count = static_cast<int>(m_views.size());
-    if (count == 0) {
+void VideoWindow::MoveDivider(int x, int y) {
+    const Size free = FreeSize();
+    if (!m_arrangement.HasDivider() || m_dragging || y >= free.height) {
         return;
     }
-    const int rows = (count + m_columns - 1) / m_columns;
-    const int free = m_height > 2 * timelineHeight ? m_height - timelineHeight : m_height;
-    for (int i = 0; i < count; ++i) {
-        const int left = m_width * (i % m_columns) / m_columns;
-        const int right = m_width * (i % m_columns + 1) / m_columns;
-        const int top = free * (i / m_columns) / rows;
-        const int bottom = free * (i / m_columns + 1) / rows;
-        XMoveResizeWindow(m_display, m_views[static_cast<std::size_t>(i)], left, top,
-                          static_cast<unsigned>(std::max(1, right - left)),
-                          static_cast<unsigned>(std::max(1, bottom - top)));
+    m_arrangement.divider = std::clamp(static_cast<double>(x) / std::max(1, free.width), 0.0, 1.0);
+    FitViews();
+}
+
+/// The views share what the timeline and the scope leave. A window too low for both has no timeline.
+Size VideoWindow::FreeSize() const {
+    return {m_scope != 0 ? m_width - m_width * scopePercent / 100 : m_width,
+            m_height > 2 * timelineHeight ? m_height - timelineHeight : m_height};
+}
+
+void VideoWindow::FitViews() {
+    if (m_views.empty() || serverIsGone) {
+        return;
+    }
+    const auto place = [this](unsigned long window, const Area& area) {
+        XMoveResizeWindow(m_display, window, area.left, area.top,
+                          static_cast<unsigned>(std::max(1, area.width)),
+                          static_cast<unsigned>(std::max(1, area.height)));
+    };
+    const auto show = [this](unsigned long window, bool isShown) {
+        isShown ? XMapWindow(m_display, window) : XUnmapWindow(m_display, window);
+    };
+    const Size free = FreeSize();
+    const std::vector<ViewPlace> places = ViewPlaces();
+    for (std::size_t i = 0; i < m_views.size(); ++i) {
+        const auto& [visible, whole] = places.at(i);
+        const bool isCut = i == 1 && m_second != 0;
+        const unsigned long outer = isCut ? m_second : m_views[i];
+        if (places[i].IsShown()) {
+            place(outer, visible);
+        }
+        if (isCut) {
+            place(m_views[i],
+                  {whole.left - visible.left, whole.top - visible.top, whole.width, whole.height});
+        }
+        show(outer, places[i].IsShown());
+    }
+    if (m_divider != 0) {
+        const int at = static_cast<int>(std::lround(m_arrangement.divider * free.width));
+        place(m_divider, {at - dividerWidth / 2, 0, dividerWidth, free.height});
+        show(m_divider, m_arrangement.HasDivider());
+    }
+    if (m_scope != 0) {
+        place(m_scope, {free.width, 0, m_width - free.width, free.height});
     }
     XFlush(m_display);
 }
@@ -335,6 +499,16 @@ std::vector<VideoWindow::Stripe> VideoWindow::Stripes() const {
     for (const TimelineBar::Part& part : m_bar.kept) {
         stripes.push_back({keptColour, pixel(part.begin), std::max(pixel(part.begin) + 1, pixel(part.end)),
                            timelineHeight - markHeight, timelineHeight});
+    }
+    for (const TimelineBar::Part& part : m_bar.differing) {
+        const Stripe stripe = {differingColour, pixel(part.begin),
+                               std::max(pixel(part.begin) + 1, pixel(part.end)), markHeight,
+                               timelineHeight - markHeight};
+        if (stripes.back().colour == differingColour && stripes.back().right >= stripe.left) {
+            stripes.back().right = std::max(stripes.back().right, stripe.right); // there may be thousands
+        } else {
+            stripes.push_back(stripe);
+        }
     }
     if (m_bar.repeated.end > m_bar.repeated.begin) {
         const int left = pixel(m_bar.repeated.begin);

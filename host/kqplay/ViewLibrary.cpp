@@ -4,6 +4,9 @@
 
 #include <dlfcn.h>
 
+#include <type_traits>
+#include <utility>
+
 namespace kqplay {
 
 ViewLibrary::ViewLibrary() {
@@ -35,13 +38,44 @@ std::string ViewLibrary::LackingFunction() const {
     return {};
 }
 
-bool ViewLibrary::SetPictureSink(PVPictureSink sink, void* userData) {
-    void* function = m_library ? dlsym(m_library, "PVSetPictureSink") : nullptr;
+bool ViewLibrary::SetPictureSink(PVPictureSink sink, void* userData, bool readsPixels) {
+    void* function = readsPixels ? nullptr : Function("PVSetPictureWatch");
+    if (!function) {
+        function = Function("PVSetPictureSink");
+    }
     if (!function) {
         return false;
     }
     reinterpret_cast<decltype(&PVSetPictureSink)>(function)(nullptr, sink, userData);
     return true;
+}
+
+void* ViewLibrary::Function(const char* name) const {
+    return m_library ? dlsym(m_library, name) : nullptr;
+}
+
+LibraryView::~LibraryView() {
+    if (m_view) {
+        m_destroy(m_view);
+    }
+}
+
+std::unique_ptr<LibraryView> LibraryView::Make(const ViewLibrary& library, void* parent) {
+    if (library.Path().empty() || !library.LackingFunction().empty()) {
+        return nullptr;
+    }
+    std::unique_ptr<LibraryView> made(new LibraryView);
+    const auto resolve = [&](const char* name, auto& function) {
+        function = reinterpret_cast<std::decay_t<decltype(function)>>(library.Function(name));
+    };
+    resolve("PVDestroyPlayerView", made->m_destroy);
+    resolve("PVGetHwnd", made->m_window);
+    resolve("PVShowRGB32Image", made->m_show);
+    decltype(&PVCreatePlayerView) create = nullptr;
+    resolve("PVCreatePlayerView", create);
+    VRECT anywhere{0, 0, 1, 1};
+    made->m_view = create(parent, &anywhere);
+    return made->m_view ? std::move(made) : nullptr;
 }
 
 std::string ViewLibrary::WhyNoView() const {

@@ -4,6 +4,7 @@
 
 #include <kqplayer/player_view.h>
 
+#include <memory>
 #include <string>
 
 namespace kqplay {
@@ -22,15 +23,43 @@ public:
     /// @return the name of a required function that the library does not have, or empty
     std::string LackingFunction() const;
     /// Has every picture of every view handed to @p sink; null ends that.
+    /// @param readsPixels else the sink may be given null for them, which spares making what nobody sees
     /// @return false when the library offers no such function
-    bool SetPictureSink(PVPictureSink sink, void* userData);
+    bool SetPictureSink(PVPictureSink sink, void* userData, bool readsPixels = true);
     /// @return why the component could not make a view
     std::string WhyNoView() const;
+    /// @return one of the library's functions, null without
+    void* Function(const char* name) const;
 
 private:
     std::string m_path;
     std::string m_loadError;
     void* m_library = nullptr;
+};
+
+/// A view of the library's that no player shows pictures in. Any thread may call it.
+class LibraryView {
+public:
+    /// @param library outlives the view
+    /// @param parent X11 window
+    /// @return null when the library makes no view
+    static std::unique_ptr<LibraryView> Make(const ViewLibrary& library, void* parent);
+    ~LibraryView();
+    LibraryView(const LibraryView&) = delete;
+    LibraryView& operator=(const LibraryView&) = delete;
+
+    /// @return its X11 window
+    void* Window() const { return m_window(m_view); }
+    /// @param pixels B, G, R, any, top-down, rows of 4 * width bytes
+    void Show(int width, int height, unsigned char* pixels) { m_show(m_view, width, height, pixels); }
+
+private:
+    LibraryView() = default;
+
+    void* m_view = nullptr;
+    decltype(&PVDestroyPlayerView) m_destroy = nullptr;
+    decltype(&PVGetHwnd) m_window = nullptr;
+    decltype(&PVShowRGB32Image) m_show = nullptr;
 };
 
 } // namespace kqplay

@@ -24,6 +24,7 @@ struct Decoded {
     Ticks duration = 0; ///< 0 when unknown
     StampKind stamp = StampKind::Read;
     bool key = false;
+    int lost = 0; ///< so many damaged packets and frames were left out right before it
 };
 
 /// Gives a stream's frames one after the other and moves among them. Used by one thread at a time, but for

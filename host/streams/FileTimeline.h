@@ -5,6 +5,7 @@
 #include "FileLog.h"
 #include "FrameNumbers.h"
 #include "PictureStore.h"
+#include "SoundChoice.h"
 #include "Timeline.h"
 
 #include <kqplayer/media_file.h>
@@ -18,6 +19,7 @@ namespace kq::streams {
 struct TimelineSetup {
     std::shared_ptr<FileLog> log;
     std::shared_ptr<SharedSchedule> schedule;
+    std::shared_ptr<SoundChoice> sounds;   ///< null while there is no sound
     std::shared_ptr<FrameNumbers> numbers; ///< null without pictures
     std::weak_ptr<PictureStore> store;     ///< likewise; the stream keeps it
     Ticks fileEnd = 0;                     ///< 0 for unknown
@@ -40,12 +42,16 @@ public:
     PicturePlace PlaceOfFrame(std::int64_t number) override;
     std::vector<Span> KeptSpans() const override;
 
+    /// What the timeline is made of, for the files beside it; sound that joins it is entered here before
+    /// play.
+    TimelineSetup& Setup() { return m_setup; }
+
 private:
     FrameIndex* Index() const;
     Ticks FileEnd() const;
     Ticks LeastLength() const;
 
-    const TimelineSetup m_setup;
+    TimelineSetup m_setup;
 };
 
 } // namespace kq::streams

@@ -69,6 +69,7 @@ private:
     const std::int64_t m_first; ///< stamp of the first picture, AV_NOPTS_VALUE where only counting helps
     const Sink m_sink;
     Stamper m_stamper;
+    bool m_hasGiven = false;                      ///< a picture
     std::multimap<std::int64_t, Ticks> m_waiting; ///< stamps and durations
     std::int64_t m_decodingTime = AV_NOPTS_VALUE; ///< of the packet before
     std::int64_t m_lastStamp = AV_NOPTS_VALUE;    ///< that waits or waited
@@ -116,9 +117,10 @@ void PictureOrder::NoteDecodingTime(std::int64_t time) {
     m_decodingTime = time;
 }
 
-/// @return false for a picture before the first one
+/// @return false for a picture before the first one, which may follow it in the file: a group that is open at
+/// its begin leads to pictures that cannot be decoded
 bool PictureOrder::Wait(std::int64_t stamp, Ticks duration) {
-    if (stamp < m_first && m_lastStamp == AV_NOPTS_VALUE) {
+    if (stamp < m_first && !m_hasGiven) {
         return false;
     }
     m_lastStamp = stamp;
@@ -155,6 +157,7 @@ void PictureOrder::Finish() {
 }
 
 void PictureOrder::Give(std::optional<Ticks> read, Ticks duration) {
+    m_hasGiven = true;
     const Ticks time = m_stamper.Stamp(read, duration, true).time;
     m_sink(time, time + duration);
 }
@@ -250,11 +253,23 @@ void FrameIndex::Finish() {
 
 std::optional<std::int64_t> FrameIndex::NumberAt(Ticks time) const {
     const std::lock_guard guard(m_lock);
+    const auto found = Find(time);
+    return found ? std::optional(static_cast<std::int64_t>(*found)) : std::nullopt;
+}
+
+std::optional<Ticks> FrameIndex::BeginAt(Ticks time) const {
+    const std::lock_guard guard(m_lock);
+    const auto found = Find(time);
+    return found ? std::optional(m_times[*found]) : std::nullopt;
+}
+
+/// @return the place of the picture on show at a time among those that are known
+std::optional<std::size_t> FrameIndex::Find(Ticks time) const {
     const auto after = std::upper_bound(m_times.begin(), m_times.end(), time + m_tolerance);
     if (m_times.empty() || (after == m_times.end() && !m_isComplete)) {
         return std::nullopt;
     }
-    return std::max<std::int64_t>(after - m_times.begin() - 1, 0);
+    return static_cast<std::size_t>(std::max<std::ptrdiff_t>(after - m_times.begin() - 1, 0));
 }
 
 std::optional<Ticks> FrameIndex::TimeOf(std::int64_t number) {

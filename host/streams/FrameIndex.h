@@ -42,6 +42,8 @@ public:
 
     /// @return number of the picture on show at a time; nothing while the index does not reach so far
     std::optional<std::int64_t> NumberAt(Ticks time) const;
+    /// @return begin of the picture on show at a time; nothing while the index does not reach so far
+    std::optional<Ticks> BeginAt(Ticks time) const;
     /// Waits until the index reaches so far. @return begin of the picture with that number; nothing past the
     /// last
     std::optional<Ticks> TimeOf(std::int64_t number);
@@ -55,6 +57,7 @@ public:
 private:
     FrameIndex() = default;
 
+    std::optional<std::size_t> Find(Ticks time) const;
     void ReadFile(const std::string& path, int stream, Ticks fileStart, double rate);
     bool HasPicture(Decoder& decoder, Decoded& first);
     void SetTolerance(Ticks tolerance);

@@ -25,6 +25,8 @@ public:
 
     /// @return the number of the picture on show at a time, nothing while it is not known
     std::optional<std::int64_t> NumberAt(Ticks time) { return Index().NumberAt(time); }
+    /// @return begin of the picture on show at a time, nothing while it is not known
+    std::optional<Ticks> BeginAt(Ticks time) { return Index().BeginAt(time); }
     /// The index whose answers may be waited for. @return null for an input that can be read only once, until
     /// that has happened
     FrameIndex* Whole();

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -72,6 +73,11 @@ public:
     virtual void Look(const Frame& /*frame*/) {}
     /// @return the number of a picture in its file, -1 for unknown. Any thread.
     virtual std::int64_t NumberOf(const Frame& /*picture*/) const { return -1; }
+    /// @return begin of the picture that the file has at a time, also of one that cannot be decoded; nothing
+    ///         for unknown. Any thread.
+    virtual std::optional<Ticks> BeginInFile(Ticks /*time*/) const { return std::nullopt; }
+    /// @return how long a picture may stay on show beyond its own end before something must be missing
+    virtual Ticks LongestGap() const { return std::numeric_limits<Ticks>::max(); }
     /// Writes a line to the file's log.
     virtual void Notice(const std::string& text) const = 0;
     /// Makes a present or later call return soon. Any thread.

@@ -2,6 +2,7 @@
 #include "Demuxer.h"
 #include "FileLog.h"
 #include "FileTimeline.h"
+#include "FileVideo.h"
 #include "FilteredDecoder.h"
 #include "Follower.h"
 #include "Orientation.h"
@@ -11,6 +12,7 @@
 #include "TimelineVideo.h"
 #include "VideoSource.h"
 
+#include <kqplayer/comparison.h>
 #include <kqplayer/media_file.h>
 
 extern "C" {
@@ -58,6 +60,27 @@ double RateOf(const AVStream& stream) {
     return fallbackRate;
 }
 
+/// @return true for pictures that come at equal distances, as far as the file tells
+bool IsSteady(const AVStream& stream) {
+    const double average = av_q2d(stream.avg_frame_rate);
+    const double common = av_q2d(stream.r_frame_rate);
+    const bool areKnown = std::isfinite(average) && std::isfinite(common) && average > 0 && common > 0;
+    return !areKnown || std::abs(common - average) <= rateMargin * average;
+}
+
+Orientation OrientationOf(const AVStream& stream) {
+    return Orientation::FromDisplayMatrix(reinterpret_cast<const std::int32_t*>(
+        av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr)));
+}
+
+/// @return true when the file tells that pictures come at one rate
+bool TellsOneRate(const AVStream& stream) {
+    const double average = av_q2d(stream.avg_frame_rate);
+    const double common = av_q2d(stream.r_frame_rate);
+    return std::isfinite(average) && std::isfinite(common) && average > 0 &&
+           std::abs(common - average) <= rateMargin * average;
+}
+
 std::string CodecText(const AVCodecParameters& parameters) {
     std::string text = avcodec_get_name(parameters.codec_id);
     if (const char* profile = avcodec_profile_name(parameters.codec_id, parameters.profile)) {
@@ -98,7 +121,17 @@ public:
     /// @param error receives one line that says what and why
     /// @return false when the file cannot be opened or holds nothing to play
     bool Run(std::string& error);
+    /// The same for the pictures alone, as they are decoded.
+    bool Run(FileVideo& video, std::string& error);
 
+    /// Sound is to have another format than that of the file; before Run().
+    void ConvertSound(int rate, int channels) {
+        m_soundRate = rate;
+        m_soundChannels = channels;
+    }
+    /// @return true for a file that holds one picture
+    bool IsStill() const;
+    bool HasSteadyRate() const { return TellsOneRate(m_demuxer->Stream(m_video)); }
     std::size_t AudioQueueBytes() const { return std::min(m_options.queueBytes, audioQueueBytes); }
     bool IsSeekable() const { return m_demuxer->Seekable(); }
     Ticks End() const { return m_fileEnd; }
@@ -113,18 +146,20 @@ public:
     Prepared<AudioSource, AUDIO_STREAM_INFO> audio;
 
 private:
+    bool OpenDemuxer(std::string& error);
     DecoderSetup SetupFor(int index);
     std::unique_ptr<StreamDecoder> OpenDecoder(int index, double rate);
     PictureKind KindOf(AVStream& stream) const;
     std::unique_ptr<Decoder> Filter(std::unique_ptr<Decoder> decoder, Orientation orientation,
                                     PictureKind& kind);
     Prepared<VideoSource, VIDEO_STREAM_INFO> OpenVideo();
+    VIDEO_STREAM_INFO TellVideo(const AVStream& stream, const PictureKind& kind);
     Prepared<AudioSource, AUDIO_STREAM_INFO> OpenAudio();
     std::size_t StoreBytes() const;
+    int FindSound();
     void FindFileTimes();
     Ticks StartOf(const AVStream& stream) const;
     Ticks EndOf(const AVStream& stream) const;
-    bool IsStill() const;
 
     const std::string& m_path;
     const OpenOptions& m_options;
@@ -133,13 +168,15 @@ private:
     bool m_demuxerInUse = false;
     int m_video = -1;
     int m_audio = -1;
+    int m_soundRate = 0; ///< 0: the file's
+    int m_soundChannels = 0;
     std::string m_filterReason; ///< what is wrong with the filter graph
     Ticks m_fileStart = 0;
     Ticks m_fileEnd = 0; ///< counted from the start; 0 for unknown
 };
 
-bool Opening::Run(std::string& error) {
-    const LogScope scope(*m_log);
+/// Opens the file and finds out what it holds.
+bool Opening::OpenDemuxer(std::string& error) {
     std::string reason;
     m_demuxer = Demuxer::Open(m_path, m_log, reason);
     if (!m_demuxer) {
@@ -147,11 +184,24 @@ bool Opening::Run(std::string& error) {
         return false;
     }
     m_video = m_options.video ? m_demuxer->BestStream(AVMEDIA_TYPE_VIDEO) : -1;
-    m_audio = m_options.audio ? m_demuxer->BestStream(AVMEDIA_TYPE_AUDIO) : -1;
+    m_audio = m_options.audio ? FindSound() : -1;
+    if (m_options.audio && m_options.audioTrack > 0 && m_audio < 0) {
+        error = m_path + ": there is no sound track " + std::to_string(m_options.audioTrack) + " among " +
+                std::to_string(facts.audioTracks.size());
+        return false;
+    }
     FindFileTimes();
 
     facts.container = m_demuxer->Context().iformat->name;
     facts.duration = ToSeconds(m_fileEnd);
+    return true;
+}
+
+bool Opening::Run(std::string& error) {
+    const LogScope scope(*m_log);
+    if (!OpenDemuxer(error)) {
+        return false;
+    }
     video = OpenVideo();
     if (!m_filterReason.empty()) {
         error = "filter \"" + m_options.filter + "\": " + m_filterReason;
@@ -164,6 +214,61 @@ bool Opening::Run(std::string& error) {
     error = m_path + (m_options.audio ? ": no video or audio stream that can be decoded"
                                       : ": no video stream that can be decoded");
     return false;
+}
+
+bool Opening::Run(FileVideo& opened, std::string& error) {
+    const LogScope scope(*m_log);
+    if (!OpenDemuxer(error)) {
+        return false;
+    }
+    if (m_video >= 0) {
+        AVStream& stream = m_demuxer->Stream(m_video);
+        const PictureKind kind = KindOf(stream);
+        opened.decoder = OpenDecoder(m_video, kind.rate);
+        opened.orientation = OrientationOf(stream);
+        opened.rate = kind.rate;
+        opened.isSteady = IsSteady(stream);
+        opened.begin = StartOf(stream) - m_fileStart;
+        opened.tick = av_q2d(stream.time_base);
+        opened.numbers = NumberPictures();
+        TellVideo(stream, kind);
+        opened.facts = facts;
+    }
+    if (!opened.decoder) {
+        error = m_path + ": no video stream that can be decoded";
+    }
+    return opened.decoder != nullptr;
+}
+
+std::string TrackText(const AVStream& stream) {
+    const AVCodecParameters& parameters = *stream.codecpar;
+    std::string text = std::string(avcodec_get_name(parameters.codec_id)) + ", " +
+                       std::to_string(parameters.sample_rate) + " Hz, " +
+                       std::to_string(parameters.ch_layout.nb_channels) + " channels";
+    for (const char* key : {"language", "title"}) {
+        const AVDictionaryEntry* entry = av_dict_get(stream.metadata, key, nullptr, 0);
+        text += entry != nullptr ? std::string(", ") + entry->value : "";
+    }
+    return text;
+}
+
+/// Lists the file's sounds. @return the stream of the one that is to be heard, -1 for none
+int Opening::FindSound() {
+    const int best = m_demuxer->BestStream(AVMEDIA_TYPE_AUDIO);
+    int found = -1;
+    for (int i = 0; i < static_cast<int>(m_demuxer->Context().nb_streams); ++i) {
+        const AVStream& stream = m_demuxer->Stream(i);
+        if (stream.codecpar->codec_type != AVMEDIA_TYPE_AUDIO) {
+            continue;
+        }
+        facts.audioTracks.push_back(TrackText(stream));
+        const auto track = static_cast<int>(facts.audioTracks.size());
+        if (m_options.audioTrack > 0 ? track == m_options.audioTrack : i == best) {
+            found = i;
+            facts.audioTrack = track;
+        }
+    }
+    return found;
 }
 
 void Opening::FindFileTimes() {
@@ -251,11 +356,6 @@ std::unique_ptr<StreamDecoder> Opening::OpenDecoder(int index, double rate) {
     return decoder;
 }
 
-Orientation OrientationOf(const AVStream& stream) {
-    return Orientation::FromDisplayMatrix(reinterpret_cast<const std::int32_t*>(
-        av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr)));
-}
-
 /// @return a stream's pictures as they are turned upright
 PictureKind Opening::KindOf(AVStream& stream) const {
     PictureKind kind;
@@ -314,8 +414,16 @@ Prepared<VideoSource, VIDEO_STREAM_INFO> Opening::OpenVideo() {
             return {};
         }
     }
-    const VIDEO_STREAM_INFO info = InfoOf(kind, ToSeconds(EndOf(stream)));
+    const VIDEO_STREAM_INFO info = TellVideo(stream, kind);
+    auto source = std::make_unique<VideoSource>(std::move(decoder),
+                                                PictureConverter(orientation, m_options.plainPictures),
+                                                kind.rate, av_q2d(stream.time_base));
+    return {std::move(source), info};
+}
 
+/// Writes the facts of the pictures down. @return what players are told
+VIDEO_STREAM_INFO Opening::TellVideo(const AVStream& stream, const PictureKind& kind) {
+    const VIDEO_STREAM_INFO info = InfoOf(kind, ToSeconds(EndOf(stream)));
     facts.videoCodec = CodecText(*stream.codecpar);
     const char* format = av_get_pix_fmt_name(static_cast<AVPixelFormat>(stream.codecpar->format));
     facts.pixelFormat = format != nullptr ? format : "";
@@ -323,10 +431,7 @@ Prepared<VideoSource, VIDEO_STREAM_INFO> Opening::OpenVideo() {
     facts.height = info.nHeight;
     facts.frameRate = info.dFrameRate;
     facts.frameCount = info.nFrameCount;
-    auto source = std::make_unique<VideoSource>(std::move(decoder),
-                                                PictureConverter(orientation, m_options.plainPictures),
-                                                kind.rate, av_q2d(stream.time_base));
-    return {std::move(source), info};
+    return info;
 }
 
 Prepared<AudioSource, AUDIO_STREAM_INFO> Opening::OpenAudio() {
@@ -345,8 +450,10 @@ Prepared<AudioSource, AUDIO_STREAM_INFO> Opening::OpenAudio() {
     }
 
     AUDIO_STREAM_INFO info{};
-    info.nSampleRate = parameters.sample_rate;
-    info.nChannels = OutputChannels(parameters.ch_layout.nb_channels, m_options.maxChannels);
+    info.nSampleRate = m_soundRate > 0 ? m_soundRate : parameters.sample_rate;
+    info.nChannels = m_soundRate > 0
+                         ? m_soundChannels
+                         : OutputChannels(parameters.ch_layout.nb_channels, m_options.maxChannels);
     info.nBitsPerSample = 16;
     info.nBytesPerSec = info.nSampleRate * info.nChannels * 2;
     info.dDuration = ToSeconds(EndOf(stream));
@@ -395,6 +502,96 @@ std::shared_ptr<FrameNumbers> Opening::NumberPictures() const {
         };
     }
     return std::make_shared<FrameNumbers>(std::move(read));
+}
+
+/// @return what gives the sound that was opened, which there has to be
+std::unique_ptr<SoundReader> ReaderOf(Opening& opening) {
+    const AUDIO_STREAM_INFO& info = opening.audio.info;
+    return std::make_unique<SoundReader>(std::move(opening.audio.source), info.nSampleRate, info.nChannels,
+                                         opening.IsSeekable());
+}
+
+/// Starts the stream of a timeline's sounds.
+ComPtr<QueuedStream> BeginSound(const TimelineSetup& setup, const AUDIO_STREAM_INFO& info,
+                                std::size_t queueBytes) {
+    auto audio =
+        Begin(std::make_unique<TimelineAudio>(setup.schedule, setup.sounds, setup.fileEnd), info, queueBytes);
+    setup.schedule->Join(SharedSchedule::Kind::Audio, *audio.Get());
+    return audio;
+}
+
+/// A file beside that of a timeline.
+class FileCompanion : public Companion {
+public:
+    /// @param sound its number among the timeline's; none without
+    FileCompanion(std::shared_ptr<FollowerState> state, std::shared_ptr<FrameNumbers> numbers,
+                  std::shared_ptr<Timeline> timeline, std::optional<std::size_t> sound)
+        : m_state(std::move(state)), m_numbers(std::move(numbers)), m_timeline(std::move(timeline)),
+          m_sound(sound) {}
+
+    void SetOffset(double seconds) override;
+    double Offset() const override { return ToSeconds(m_state->offset); }
+    bool LacksPicture() const override { return m_state->lacks; }
+    std::int64_t FrameCount() override;
+    bool HasSound() const override { return m_sound.has_value(); }
+    void Hear() override;
+
+private:
+    TimelineSetup& Setup() const { return static_cast<FileTimeline&>(*m_timeline).Setup(); }
+
+    const std::shared_ptr<FollowerState> m_state;
+    const std::shared_ptr<FrameNumbers> m_numbers;
+    const std::shared_ptr<Timeline> m_timeline;
+    const std::optional<std::size_t> m_sound;
+};
+
+void FileCompanion::SetOffset(double seconds) {
+    const Ticks size = ToTicks(std::abs(seconds));
+    const Ticks offset = seconds < 0 ? -size : size;
+    m_state->offset = offset;
+    if (m_sound && Setup().sounds->Shift(*m_sound, offset)) {
+        Setup().schedule->RenewSound();
+    }
+}
+
+std::int64_t FileCompanion::FrameCount() {
+    FrameIndex* const index = m_numbers->Whole();
+    return index != nullptr ? index->Count() : 0;
+}
+
+void ChooseSound(TimelineSetup& setup, std::size_t number) {
+    if (setup.sounds && setup.sounds->Choose(number)) {
+        setup.schedule->RenewSound();
+    }
+}
+
+void FileCompanion::Hear() {
+    if (m_sound) {
+        ChooseSound(Setup(), *m_sound);
+    }
+}
+
+/// Enters the sound that was opened beside a timeline's own. @return its number
+std::size_t EnterSound(Opening& opening, FileTimeline& timeline, MediaFile& reference) {
+    TimelineSetup& setup = timeline.Setup();
+    const AUDIO_STREAM_INFO info = opening.audio.info;
+    if (setup.sounds) {
+        return setup.sounds->Add(ReaderOf(opening));
+    }
+    setup.sounds = std::make_shared<SoundChoice>(nullptr, info.nSampleRate, info.nChannels, setup.fileEnd);
+    const std::size_t number = setup.sounds->Add(ReaderOf(opening));
+    AUDIO_STREAM_INFO silence = info;
+    silence.dDuration = ToSeconds(setup.fileEnd);
+    reference.audio = BeginSound(setup, silence, opening.AudioQueueBytes()).Detach();
+    reference.facts.sampleRate = info.nSampleRate;
+    return number;
+}
+
+/// @return a store's pictures in the order of the file
+std::unique_ptr<FrameSource> StoredSource(Opening& opening, std::shared_ptr<FrameNumbers> numbers) {
+    const VideoFacts facts{opening.video.info.dFrameRate, opening.IsSeekable(), std::move(numbers),
+                           opening.HasSteadyRate()};
+    return std::make_unique<StoredVideo>(opening.StoreVideo(), facts);
 }
 
 void ReleaseStream(IMediaStream*& stream) {
@@ -447,11 +644,9 @@ bool OpenTimeline(const std::string& path, const OpenOptions& options, MediaFile
     ComPtr<QueuedStream> audio;
     if (opening.audio.source) {
         setup.sampleRate = opening.audio.info.nSampleRate;
-        auto reader = std::make_unique<SoundReader>(std::move(opening.audio.source), setup.sampleRate,
-                                                    opening.audio.info.nChannels, setup.seekable);
-        audio = Begin(std::make_unique<TimelineAudio>(setup.schedule, std::move(reader), setup.fileEnd),
-                      opening.audio.info, opening.AudioQueueBytes());
-        setup.schedule->Join(SharedSchedule::Kind::Audio, *audio.Get());
+        setup.sounds = std::make_shared<SoundChoice>(ReaderOf(opening), setup.sampleRate,
+                                                     opening.audio.info.nChannels, setup.fileEnd);
+        audio = BeginSound(setup, opening.audio.info, opening.AudioQueueBytes());
     }
     file.facts = std::move(opening.facts);
     file.video = video.Detach();
@@ -460,9 +655,24 @@ bool OpenTimeline(const std::string& path, const OpenOptions& options, MediaFile
     return true;
 }
 
+bool OpenFileVideo(const std::string& path, const OpenOptions& options, FileVideo& video,
+                   std::string& error) {
+    OpenOptions pictures = options;
+    pictures.audio = false;
+    return Opening(path, pictures).Run(video, error);
+}
+
 bool PlaceOfPicture(IMediaStream& stream, PicturePlace& place) {
+    const KeptPicture kept = KeepPicture(stream);
+    if (kept.frame) {
+        place = kept.place;
+    }
+    return kept.frame != nullptr;
+}
+
+KeptPicture KeepPicture(IMediaStream& stream) {
     const ComPtr<TimedStream> timed = TimedStream::From(stream);
-    return timed && timed->Place(place);
+    return timed ? timed->Keep() : KeptPicture{};
 }
 
 std::string DescribePicture(IMediaStream& stream) {
@@ -489,14 +699,56 @@ bool OpenFollower(const std::string& path, IMediaStream& reference, const OpenOp
     if (followed->HasPlaces()) {
         // Whoever plays a timeline goes back and forth; what a store holds need not lie in a queue too.
         queueBytes = 0;
-        const VideoFacts facts{opening.video.info.dFrameRate, opening.IsSeekable(), opening.NumberPictures()};
-        source = std::make_unique<StoredVideo>(opening.StoreVideo(), facts);
+        source = StoredSource(opening, opening.NumberPictures());
     } else {
         source = std::move(opening.video.source);
     }
     file.video = new Follower(Begin(std::move(source), opening.video.info, queueBytes), std::move(followed));
     file.audio = nullptr;
     return true;
+}
+
+bool OpenCompanion(const std::string& path, const std::shared_ptr<Timeline>& timeline, MediaFile& reference,
+                   const OpenOptions& options, MediaFile& file, std::shared_ptr<Companion>& companion,
+                   std::string& error) {
+    auto* const own = dynamic_cast<FileTimeline*>(timeline.get());
+    ComPtr<TimedStream> followed = reference.video != nullptr ? TimedStream::From(*reference.video) : nullptr;
+    if (own == nullptr || !followed) {
+        error = path + ": there are no pictures of a timeline to stand beside";
+        return false;
+    }
+    Opening opening(path, options);
+    const auto& sounds = own->Setup().sounds;
+    if (sounds) {
+        opening.ConvertSound(sounds->Rate(), static_cast<int>(sounds->Channels()));
+    }
+    if (!opening.Run(error)) {
+        return false;
+    }
+    if (!opening.video.source) {
+        error = path + ": no video stream that can be decoded";
+        return false;
+    }
+    file.facts = opening.facts;
+    std::optional<std::size_t> sound;
+    if (opening.audio.source) {
+        sound = EnterSound(opening, *own, reference);
+    }
+    const bool mayStay = opening.IsStill() || !options.filter.empty();
+    const auto lack = mayStay ? Follower::Lack::NearestPicture : Follower::Lack::Sign;
+    auto state = std::make_shared<FollowerState>();
+    auto numbers = opening.NumberPictures();
+    file.video = new Follower(Begin(StoredSource(opening, numbers), opening.video.info, 0),
+                              std::move(followed), lack, state);
+    file.audio = nullptr;
+    companion = std::make_shared<FileCompanion>(std::move(state), std::move(numbers), timeline, sound);
+    return true;
+}
+
+void HearReference(Timeline& timeline) {
+    if (auto* const own = dynamic_cast<FileTimeline*>(&timeline)) {
+        ChooseSound(own->Setup(), 0);
+    }
 }
 
 } // namespace kq::streams

@@ -4,12 +4,10 @@
 #include "Ycgco.h"
 
 extern "C" {
-#include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
 }
 
 #include <cstring>
-#include <tuple>
 #include <utility>
 
 namespace kq::streams {
@@ -32,20 +30,6 @@ const char* NameOf(int format) {
 void Label(AVFrame& picture, const ColourReading& reading) {
     picture.colorspace = reading.matrix;
     picture.color_range = reading.IsFullRange() ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
-}
-
-/// @return FFmpeg's number of a matrix for the scaler
-int ScalerMatrix(AVColorSpace matrix) {
-    switch (matrix) {
-    case AVCOL_SPC_BT709:
-        return SWS_CS_ITU709;
-    case AVCOL_SPC_BT2020_NCL:
-        return SWS_CS_BT2020;
-    case AVCOL_SPC_SMPTE240M:
-        return SWS_CS_SMPTE240M;
-    default:
-        return SWS_CS_ITU601;
-    }
 }
 
 /// @return the format with Cb and Cr in planes of their own
@@ -113,13 +97,6 @@ FrameHandle PicturePool::Make(int format, int width, int height) {
     return picture;
 }
 
-bool PictureConverter::Conversion::operator==(const Conversion& other) const {
-    const auto all = [](const Conversion& c) {
-        return std::tie(c.from, c.to, c.width, c.height, c.fromFull, c.toFull, c.fromMatrix, c.toMatrix);
-    };
-    return all(*this) == all(other);
-}
-
 AVPixelFormat PictureConverter::FormatFor(int format) const {
     if (m_plain) {
         return AV_PIX_FMT_YUV420P;
@@ -181,20 +158,15 @@ FrameHandle PictureConverter::Convert(FrameHandle picture, FileLog& log) {
 
 FrameHandle PictureConverter::Scale(const AVFrame& picture, int format, const ColourReading& from,
                                     const ColourReading& to) {
-    Conversion conversion;
-    conversion.from = WithoutRange(picture.format);
-    conversion.to = format;
-    conversion.width = picture.width;
-    conversion.height = picture.height;
-    conversion.fromFull = from.IsFullRange() || picture.color_range == AVCOL_RANGE_JPEG;
-    conversion.toFull = to.IsFullRange();
+    ScalerSetup setup;
+    setup.from = {WithoutRange(picture.format), picture.width, picture.height,
+                  from.IsFullRange() || picture.color_range == AVCOL_RANGE_JPEG, from.matrix};
+    setup.to = {format, picture.width, picture.height, to.IsFullRange(), to.matrix};
     if (IsGray(picture.format) && from.IsFullRange() == to.IsFullRange()) {
-        conversion.fromFull = conversion.toFull = true; // what the scaler takes every gray picture for
+        setup.from.isFull = setup.to.isFull = true; // what the scaler takes every gray picture for
     }
-    conversion.fromMatrix = ScalerMatrix(from.matrix);
-    conversion.toMatrix = ScalerMatrix(to.matrix);
     FrameHandle result =
-        PrepareScaler(conversion) ? m_scaled.Make(format, picture.width, picture.height) : nullptr;
+        PrepareScaler(setup) ? m_scaled.Make(format, picture.width, picture.height) : nullptr;
     if (!result || av_frame_copy_props(result.get(), &picture) < 0) {
         return nullptr;
     }
@@ -203,37 +175,12 @@ FrameHandle PictureConverter::Scale(const AVFrame& picture, int format, const Co
     return rows == picture.height ? std::move(result) : nullptr;
 }
 
-bool PictureConverter::PrepareScaler(const Conversion& conversion) {
-    if (m_scaler && conversion == m_conversion) {
-        return true;
+bool PictureConverter::PrepareScaler(const ScalerSetup& setup) {
+    if (!m_scaler || !(setup == m_setup)) {
+        m_scaler = MakeScaler(setup);
+        m_setup = setup;
     }
-    m_conversion = conversion;
-    m_scaler.reset(sws_alloc_context());
-    SwsContext* scaler = m_scaler.get();
-    if (scaler == nullptr) {
-        return false;
-    }
-    av_opt_set_int(scaler, "srcw", conversion.width, 0);
-    av_opt_set_int(scaler, "srch", conversion.height, 0);
-    av_opt_set_int(scaler, "src_format", conversion.from, 0);
-    av_opt_set_int(scaler, "src_range", conversion.fromFull ? 1 : 0, 0);
-    av_opt_set_int(scaler, "dstw", conversion.width, 0);
-    av_opt_set_int(scaler, "dsth", conversion.height, 0);
-    av_opt_set_int(scaler, "dst_format", conversion.to, 0);
-    av_opt_set_int(scaler, "dst_range", conversion.toFull ? 1 : 0, 0);
-    av_opt_set_int(scaler, "sws_flags", SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INP | SWS_BITEXACT,
-                   0);
-    constexpr int unity = 1 << 16; // of contrast and saturation
-    const bool isMade =
-        sws_init_context(scaler, nullptr, nullptr) >= 0 &&
-        (conversion.fromMatrix == conversion.toMatrix ||
-         sws_setColorspaceDetails(scaler, sws_getCoefficients(conversion.fromMatrix), conversion.fromFull,
-                                  sws_getCoefficients(conversion.toMatrix), conversion.toFull, 0, unity,
-                                  unity) >= 0);
-    if (!isMade) {
-        m_scaler.reset();
-    }
-    return isMade;
+    return m_scaler != nullptr;
 }
 
 FrameHandle PictureConverter::Turn(const AVFrame& picture, int format) {

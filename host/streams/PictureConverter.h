@@ -6,6 +6,7 @@
 #include "Handles.h"
 #include "Orientation.h"
 #include "PictureColour.h"
+#include "Scaler.h"
 
 #include <cstddef>
 #include <memory>
@@ -44,32 +45,18 @@ public:
     static std::string SourceText(const AVFrame& picture);
 
 private:
-    /// What a scaler was made for.
-    struct Conversion {
-        int from = -1;
-        int to = -1;
-        int width = 0;
-        int height = 0;
-        bool fromFull = false;
-        bool toFull = false;
-        int fromMatrix = -1;
-        int toMatrix = -1;
-
-        bool operator==(const Conversion& other) const;
-    };
-
     static bool IsReady(const AVFrame& picture, int format);
     FrameHandle Scale(const AVFrame& picture, int format, const ColourReading& from, const ColourReading& to);
     FrameHandle Turn(const AVFrame& picture, int format);
     FrameHandle WithoutCgco(const AVFrame& picture, int format, bool isFullRange);
-    bool PrepareScaler(const Conversion& conversion);
+    bool PrepareScaler(const ScalerSetup& setup);
     void CarrySourceText(AVFrame& picture);
     void NoticeChanges(const AVFrame& picture, const ColourReading& reading, FileLog& log);
 
     const Orientation m_orientation;
     const bool m_plain;
     ScalerHandle m_scaler;
-    Conversion m_conversion;
+    ScalerSetup m_setup; ///< of the scaler
     PicturePool m_scaled;
     PicturePool m_turned;
     PicturePool m_recoded;

@@ -42,6 +42,15 @@ std::int32_t KindOf(int format) {
     return -1;
 }
 
+AVPixelFormat FormatOf(std::int32_t kind) {
+    for (const Layout& layout : layouts) {
+        if (layout.kind == kind) {
+            return layout.format;
+        }
+    }
+    return AV_PIX_FMT_NONE;
+}
+
 AVPixelFormat WithoutRange(int format) {
     switch (format) {
     case AV_PIX_FMT_YUVJ420P:

@@ -11,6 +11,8 @@ namespace kq::streams {
 
 /// @return the kind of frame that pictures of a pixel format are, or -1 for a format that frames cannot have
 std::int32_t KindOf(int format);
+/// @return the pixel format of pictures of a kind, AV_PIX_FMT_NONE for a kind that frames cannot have
+AVPixelFormat FormatOf(std::int32_t kind);
 
 /// @return the format whose name does not say full range (those with a J do)
 AVPixelFormat WithoutRange(int format);

@@ -3,6 +3,7 @@
 #include "PictureConverter.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace kq::streams {
@@ -74,22 +75,28 @@ Ticks QueuedStream::TimeOnShow() {
     return (shows ? m_queue.front()->original->time : CurrentTime()) + m_source->Tolerance();
 }
 
-bool QueuedStream::Place(PicturePlace& place) {
+KeptPicture QueuedStream::Keep() {
+    KeptPicture kept;
     if (!m_hasPlaces) {
-        return false;
+        return kept;
     }
     std::unique_lock guard(m_lock);
     WaitForFrame(guard);
     if (m_queue.empty() || !m_queue.front()->original) {
-        return false;
+        return kept;
     }
-    const std::shared_ptr<const Frame> picture = m_queue.front()->original;
+    const FramePtr shown = m_queue.front();
     guard.unlock();
-    place.number = m_source->NumberOf(*picture);
-    place.time = ToSeconds(picture->time);
+    const Frame& picture = *shown->original;
+    kept.frame = {shown, &shown->record};
+    kept.place.number = m_source->NumberOf(picture);
+    kept.place.time = ToSeconds(picture.time);
     const double rate = std::get<VIDEO_STREAM_INFO>(Format()).dFrameRate;
-    place.duration = rate > 0 ? (picture->endPosition - picture->position) / rate : 0;
-    return true;
+    kept.place.duration = rate > 0 ? (picture.endPosition - picture.position) / rate : 0;
+    if (picture.picture && picture.picture->pict_type != AV_PICTURE_TYPE_NONE) {
+        kept.place.kind = av_get_picture_type_char(picture.picture->pict_type);
+    }
+    return kept;
 }
 
 std::string QueuedStream::Description() {
@@ -111,19 +118,49 @@ double QueuedStream::Seek(double dSeconds, int nMode) {
         const std::lock_guard guard(m_lock);
         m_pins.Unpin();
     }
-    return ToSeconds(Move({ToTicks(dSeconds), nMode != 0}));
-}
-
-/// @return the time of the frame reached
-Ticks QueuedStream::Move(const SeekRequest& request) {
     const std::lock_guard seekGuard(m_seekLock);
     std::unique_lock guard(m_lock);
+    Move({ToTicks(dSeconds), nMode != 0}, guard);
+    return ToSeconds(CurrentTime());
+}
+
+QueuedStream::Reached QueuedStream::GoTo(Ticks time) {
+    const std::lock_guard seekGuard(m_seekLock);
+    std::unique_lock guard(m_lock);
+    Move({std::max<Ticks>(time, 0), true}, guard);
+    if (m_queue.empty()) {
+        return {0, 0, true, false};
+    }
+    Reached reached{m_queue.front()->time, EndOf(*m_queue.front())};
+    const Ticks limit = time + m_source->Tolerance();
+    if (limit < reached.end) {
+        return reached;
+    }
+    WaitForFrame(guard, 1);
+    reached.isLast = m_queue.size() <= 1;
+    const auto inFile = m_source->BeginInFile(time);
+    const bool isAnother =
+        inFile && *inFile > reached.begin + 2 * m_source->Tolerance() + 1 && *inFile <= limit;
+    reached.isMissing = isAnother || limit - reached.end > m_source->LongestGap();
+    return reached;
+}
+
+/// @return the time at which a picture is to end; one that does not say how long it lasts has one period
+Ticks QueuedStream::EndOf(const Frame& frame) const {
+    const auto* format = std::get_if<VIDEO_STREAM_INFO>(&Format());
+    const double rate = format != nullptr ? format->dFrameRate : 0;
+    const double periods = frame.endPosition > frame.position ? frame.endPosition - frame.position : 1;
+    const double seconds = rate > 0 ? periods / rate : 0;
+    return frame.time + std::llround(seconds * static_cast<double>(TicksPerSecond));
+}
+
+/// Moves, and waits for the frame there.
+void QueuedStream::Move(const SeekRequest& request, std::unique_lock<std::mutex>& guard) {
     if (!IsThere(request)) {
         m_seek = request;
         m_work.notify_one();
     }
     WaitForFrame(guard);
-    return CurrentTime();
 }
 
 /// @return true when the queue leads to the place that is asked for, and stands there now

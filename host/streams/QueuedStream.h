@@ -35,7 +35,7 @@ public:
     double GetFramePosition() override;
     Ticks TimeOnShow() override;
     std::string Description() override;
-    bool Place(PicturePlace& place) override;
+    KeptPicture Keep() override;
     bool HasPlaces() const override { return m_hasPlaces; }
 
     /// While it lives, the stream neither gives a frame nor takes one from its source: for changes that
@@ -58,10 +58,18 @@ public:
         std::unique_lock<std::mutex> m_guard;
     };
 
+    /// Where a move has led.
+    struct Reached {
+        Ticks begin = 0;        ///< of the frame there, which may come after the time for want of another
+        Ticks end = 0;          ///< of what it is to last
+        bool isLast = false;    ///< there is none after it; only told where it ends before the time
+        bool isMissing = false; ///< the file has a later one by the time, which cannot be decoded
+    };
+
     /// Moves to the frame that is on show at a time, as Seek() does in its exact mode; the frame that the
     /// calling thread uses stays valid.
-    /// @return the time of that frame
-    Ticks GoTo(Ticks time) { return Move({time, true}); }
+    Reached GoTo(Ticks time);
+    Ticks Tolerance() const { return m_source->Tolerance(); }
 
 private:
     struct SeekRequest {
@@ -71,7 +79,8 @@ private:
 
     ~QueuedStream() override;
 
-    Ticks Move(const SeekRequest& request);
+    void Move(const SeekRequest& request, std::unique_lock<std::mutex>& guard);
+    Ticks EndOf(const Frame& frame) const;
     void DecodeAhead();
     bool WaitForWork(std::unique_lock<std::mutex>& guard);
     void MakeFrame(std::unique_lock<std::mutex>& guard);

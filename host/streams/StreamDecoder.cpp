@@ -116,6 +116,7 @@ bool StreamDecoder::Next(Decoded& frame) {
         if (!IsFit(*frame.data)) {
             continue;
         }
+        frame.lost = m_damaged;
         ReportDamage();
         Stamp(frame);
         AddPeaks(*frame.data);

@@ -25,8 +25,8 @@ public:
     /// @return what DescribePicture() is to say of the current frame, under the same conditions
     virtual std::string Description() = 0;
 
-    /// What PlaceOfPicture() does, under the same conditions.
-    virtual bool Place(PicturePlace& place) = 0;
+    /// What KeepPicture() does, under the same conditions.
+    virtual KeptPicture Keep() = 0;
     /// @return true when it shows pictures of a timeline
     virtual bool HasPlaces() const = 0;
 

@@ -73,6 +73,13 @@ Stretch SharedSchedule::Restart(Ticks time, Kind kind) {
     return stretch;
 }
 
+void SharedSchedule::RenewSound() {
+    const std::lock_guard change(m_change);
+    if (auto audio = HoldOf(m_audio)) {
+        audio->Replan();
+    }
+}
+
 void SharedSchedule::Change(std::optional<double> rate, const std::optional<PlayRange>& range) {
     const std::lock_guard change(m_change);
     auto video = HoldOf(m_video);

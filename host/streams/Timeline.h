@@ -45,6 +45,8 @@ public:
     /// @param kind the stream that seeks
     /// @return the stretch that begins there
     Stretch Restart(Ticks time, Kind kind);
+    /// What the sound of any play time is has changed: what nobody has been given yet is made anew.
+    void RenewSound();
     /// Changes what is given, from the first play time on that no stream has given yet.
     void Change(std::optional<double> rate, const std::optional<PlayRange>& range);
 

@@ -62,7 +62,7 @@ std::int64_t SoundWay::Length(std::optional<std::int64_t> fileEnd) const {
     return m_hasJoints ? Joint(m_stretch.Rounds() - 1) : ToSamples(m_first, m_rate);
 }
 
-void SoundWay::Read(SoundReader& reader, std::int64_t begin, std::int64_t count,
+void SoundWay::Read(SoundChoice& sounds, std::int64_t begin, std::int64_t count,
                     std::vector<std::int16_t>& samples) const {
     const bool forward = m_stretch.IsForward();
     const std::int64_t end = begin + count;
@@ -78,20 +78,20 @@ void SoundWay::Read(SoundReader& reader, std::int64_t begin, std::int64_t count,
         const std::int64_t part = std::min(end, behind) - begin;
         const std::int64_t place = ToSamples(from, m_rate);
         if (forward) {
-            reader.Read(place + begin - first, part, samples, false);
+            sounds.Read(place + begin - first, part, samples, false);
         } else {
             const std::size_t size = samples.size();
-            reader.Read(place - (begin - first) - part, part, samples, true);
-            Reverse(samples, size, reader.Channels());
+            sounds.Read(place - (begin - first) - part, part, samples, true);
+            Reverse(samples, size, sounds.Channels());
         }
         begin += part;
     }
-    samples.resize(samples.size() + static_cast<std::size_t>(end - begin) * reader.Channels());
+    samples.resize(samples.size() + static_cast<std::size_t>(end - begin) * sounds.Channels());
 }
 
-TimelineAudio::TimelineAudio(std::shared_ptr<SharedSchedule> schedule, std::unique_ptr<SoundReader> reader,
+TimelineAudio::TimelineAudio(std::shared_ptr<SharedSchedule> schedule, std::shared_ptr<SoundChoice> sounds,
                              Ticks fileEnd)
-    : m_schedule(std::move(schedule)), m_reader(std::move(reader)), m_fileEnd(fileEnd) {}
+    : m_schedule(std::move(schedule)), m_sounds(std::move(sounds)), m_fileEnd(fileEnd) {}
 
 FramePtr TimelineAudio::Next() {
     auto part = m_schedule->PartAt(TimeOf(m_count));
@@ -102,24 +102,24 @@ FramePtr TimelineAudio::Next() {
         Enter(part.stretch);
     }
     const bool isLast = part.until == PlayRange::open;
-    std::int64_t count = std::clamp<std::int64_t>(m_reader->Rate() / chunksPerSecond, leastChunk, mostChunk);
+    std::int64_t count = std::clamp<std::int64_t>(m_sounds->Rate() / chunksPerSecond, leastChunk, mostChunk);
     count = std::min(count, (isLast ? End() : SampleAt(part.until)) - m_count);
-    if (count <= 0 || m_reader->IsCancelled()) {
+    if (count <= 0 || m_sounds->IsCancelled()) {
         return nullptr;
     }
     std::vector<std::int16_t> samples;
     Fill(count, samples);
     if (isLast) { // an end that was not known is met on the way
         count = std::clamp<std::int64_t>(End() - m_count, 0, count);
-        samples.resize(static_cast<std::size_t>(count) * m_reader->Channels());
+        samples.resize(static_cast<std::size_t>(count) * m_sounds->Channels());
     }
-    return m_reader->IsCancelled() || samples.empty() ? nullptr : Give(std::move(samples));
+    return m_sounds->IsCancelled() || samples.empty() ? nullptr : Give(std::move(samples));
 }
 
 void TimelineAudio::Enter(const Stretch& stretch) {
     const double speed = std::abs(stretch.rate);
     m_stretch = stretch;
-    m_way.emplace(stretch, m_reader->Rate());
+    m_way.emplace(stretch, m_sounds->Rate());
     m_tempo.reset();
     m_changed.clear();
     m_manner = speed == 1                                      ? Manner::Direct
@@ -128,22 +128,22 @@ void TimelineAudio::Enter(const Stretch& stretch) {
     if (m_manner != Manner::Tempo) {
         return;
     }
-    m_tempo = Tempo::Make(speed, m_reader->Rate(), m_reader->Channels());
+    m_tempo = Tempo::Make(speed, m_sounds->Rate(), m_sounds->Channels());
     if (!m_tempo) {
         m_manner = Manner::Silent;
         return;
     }
-    const double played = runUp * m_reader->Rate();
+    const double played = runUp * m_sounds->Rate();
     m_fed = std::llround((static_cast<double>(m_count - SampleAt(stretch.play)) - played) * speed);
-    m_dropped = static_cast<std::size_t>(std::llround(played - m_tempo->Lead())) * m_reader->Channels();
+    m_dropped = static_cast<std::size_t>(std::llround(played - m_tempo->Lead())) * m_sounds->Channels();
 }
 
 /// Appends the samples that come next.
 void TimelineAudio::Fill(std::int64_t count, std::vector<std::int16_t>& samples) {
-    const std::size_t size = static_cast<std::size_t>(count) * m_reader->Channels();
+    const std::size_t size = static_cast<std::size_t>(count) * m_sounds->Channels();
     switch (m_manner) {
     case Manner::Direct:
-        m_way->Read(*m_reader, m_count - SampleAt(m_stretch->play), count, samples);
+        m_way->Read(*m_sounds, m_count - SampleAt(m_stretch->play), count, samples);
         break;
     case Manner::Tempo:
         FillByTempo(size, samples);
@@ -156,9 +156,9 @@ void TimelineAudio::Fill(std::int64_t count, std::vector<std::int16_t>& samples)
 void TimelineAudio::FillByTempo(std::size_t size, std::vector<std::int16_t>& samples) {
     constexpr std::int64_t meal = 2048;
     std::vector<std::int16_t> input;
-    while (m_changed.size() < size + m_dropped && !m_reader->IsCancelled()) {
+    while (m_changed.size() < size + m_dropped && !m_sounds->IsCancelled()) {
         input.clear();
-        m_way->Read(*m_reader, m_fed, meal, input);
+        m_way->Read(*m_sounds, m_fed, meal, input);
         m_fed += meal;
         if (!m_tempo->Push(input)) {
             m_changed.resize(size + m_dropped);
@@ -176,9 +176,9 @@ void TimelineAudio::FillByTempo(std::size_t size, std::vector<std::int16_t>& sam
 
 /// @return the sample at which the stretch ends, SoundWay::endless when that is not known
 std::int64_t TimelineAudio::End() const {
-    std::optional<std::int64_t> fileEnd = m_reader->End();
+    std::optional<std::int64_t> fileEnd = m_sounds->End();
     if (!fileEnd && m_manner == Manner::Silent) {
-        fileEnd = ToSamples(m_fileEnd, m_reader->Rate()); // nobody reads up to it
+        fileEnd = ToSamples(m_fileEnd, m_sounds->Rate()); // nobody reads up to it
     }
     const std::int64_t length = m_way->Length(fileEnd);
     if (length == SoundWay::endless) {
@@ -188,9 +188,9 @@ std::int64_t TimelineAudio::End() const {
 }
 
 FramePtr TimelineAudio::Give(std::vector<std::int16_t> samples) {
-    const auto count = static_cast<std::int64_t>(samples.size() / m_reader->Channels());
+    const auto count = static_cast<std::int64_t>(samples.size() / m_sounds->Channels());
     FramePtr frame =
-        MakeSoundFrame(TimeOf(m_count), std::move(samples), m_reader->Rate(), m_reader->Channels());
+        MakeSoundFrame(TimeOf(m_count), std::move(samples), m_sounds->Rate(), m_sounds->Channels());
     m_count += count;
     frame->firm = TimeOf(m_count);
     return frame;
@@ -201,20 +201,20 @@ Landing TimelineAudio::Seek(Ticks time, bool /*exact*/) {
         const PlayRange range = m_schedule->Range();
         const bool forward = m_schedule->Last().IsForward();
         Ticks last = range.end != PlayRange::open ? range.end : m_fileEnd > 0 ? m_fileEnd : PlayRange::open;
-        last -= forward && last != PlayRange::open ? av_rescale(1, TicksPerSecond, m_reader->Rate()) : 0;
+        last -= forward && last != PlayRange::open ? av_rescale(1, TicksPerSecond, m_sounds->Rate()) : 0;
         time = std::clamp(time, range.begin, std::max(range.begin, last));
-        if (!m_reader->Reaches(ToSamples(time, m_reader->Rate()))) {
+        if (!m_sounds->Reaches(ToSamples(time, m_sounds->Rate()))) {
             return {};
         }
         time = m_schedule->Restart(time, SharedSchedule::Kind::Audio).play;
-    } else if (!m_reader->Reaches(ToSamples(m_schedule->MediaAt(time), m_reader->Rate()))) {
+    } else if (!m_sounds->Reaches(ToSamples(m_schedule->MediaAt(time), m_sounds->Rate()))) {
         return {};
     }
     BeginAt(time);
     FramePtr frame = Next();
-    if (!frame && !m_reader->IsCancelled()) {
+    if (!frame && !m_sounds->IsCancelled()) {
         // The pictures go on there: the clock needs a place to start from.
-        frame = Give(std::vector<std::int16_t>(m_reader->Channels()));
+        frame = Give(std::vector<std::int16_t>(m_sounds->Channels()));
     }
     return {true, std::move(frame)};
 }
@@ -237,15 +237,15 @@ void TimelineAudio::GoOn(std::optional<Ticks> given) {
 
 void TimelineAudio::Cancel() {
     m_schedule->Leave(SharedSchedule::Kind::Audio);
-    m_reader->Cancel();
+    m_sounds->Cancel();
 }
 
 Ticks TimelineAudio::TimeOf(std::int64_t sample) const {
-    return m_begin + av_rescale(sample, TicksPerSecond, m_reader->Rate());
+    return m_begin + av_rescale(sample, TicksPerSecond, m_sounds->Rate());
 }
 
 std::int64_t TimelineAudio::SampleAt(Ticks play) const {
-    return ToSamples(play - m_begin, m_reader->Rate());
+    return ToSamples(play - m_begin, m_sounds->Rate());
 }
 
 } // namespace kq::streams

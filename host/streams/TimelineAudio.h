@@ -3,7 +3,7 @@
 #pragma once
 
 #include "FrameSource.h"
-#include "SoundReader.h"
+#include "SoundChoice.h"
 #include "Tempo.h"
 #include "Timeline.h"
 
@@ -25,7 +25,7 @@ public:
 
     /// Appends samples, counted from the begin of the stretch; those before it are what the first round would
     /// have played there, those behind the end are silent.
-    void Read(SoundReader& reader, std::int64_t begin, std::int64_t count,
+    void Read(SoundChoice& sounds, std::int64_t begin, std::int64_t count,
               std::vector<std::int16_t>& samples) const;
     /// @param fileEnd the sample behind the file's last one, as far as it is known
     /// @return the number of samples, endless when they never end or it is not known
@@ -45,7 +45,7 @@ private:
 class TimelineAudio : public FrameSource {
 public:
     /// @param fileEnd end of the file; 0 for unknown
-    TimelineAudio(std::shared_ptr<SharedSchedule> schedule, std::unique_ptr<SoundReader> reader,
+    TimelineAudio(std::shared_ptr<SharedSchedule> schedule, std::shared_ptr<SoundChoice> sounds,
                   Ticks fileEnd);
 
     FramePtr Next() override;
@@ -54,7 +54,7 @@ public:
     FramePtr From(FramePtr frame, Ticks /*time*/) const override { return frame; }
     bool FollowsFile() const override { return false; }
     void GoOn(std::optional<Ticks> given) override;
-    void Notice(const std::string& text) const override { m_reader->Notice(text); }
+    void Notice(const std::string& text) const override { m_sounds->Notice(text); }
     void Cancel() override;
 
 private:
@@ -70,7 +70,7 @@ private:
     std::int64_t SampleAt(Ticks play) const;
 
     const std::shared_ptr<SharedSchedule> m_schedule;
-    const std::unique_ptr<SoundReader> m_reader;
+    const std::shared_ptr<SoundChoice> m_sounds;
     const Ticks m_fileEnd;
 
     Ticks m_begin = 0;            ///< play time that the samples are counted from

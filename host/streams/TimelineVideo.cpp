@@ -278,6 +278,12 @@ Landing StoredVideo::Seek(Ticks time, bool exact) {
     return {true, Shown(m_last, m_last->time, m_facts.rate)};
 }
 
+/// Files of a steady rate leave out a picture that is the same as the one before.
+Ticks StoredVideo::LongestGap() const {
+    constexpr double periods = 1.5;
+    return m_facts.isSteady ? ToTicks(periods / m_facts.rate) : FrameSource::LongestGap();
+}
+
 std::int64_t StoredVideo::NumberOf(const Frame& picture) const {
     return m_facts.numbers->NumberAt(picture.time).value_or(-1);
 }

@@ -20,6 +20,7 @@ struct VideoFacts {
     double rate = 25; ///< frames per second
     bool seekable = true;
     std::shared_ptr<FrameNumbers> numbers;
+    bool isSteady = false; ///< its pictures come at that rate
 };
 
 /// Stamps pictures with play time. In forward play a picture is on show from its time on, in backward play
@@ -92,6 +93,8 @@ public:
     FramePtr From(FramePtr frame, Ticks /*time*/) const override { return frame; }
     bool HasPlaces() const override { return true; }
     std::int64_t NumberOf(const Frame& picture) const override;
+    std::optional<Ticks> BeginInFile(Ticks time) const override { return m_facts.numbers->BeginAt(time); }
+    Ticks LongestGap() const override;
     void Notice(const std::string& text) const override { m_store->Notice(text); }
     void Cancel() override { m_store->Cancel(); }
 

@@ -86,6 +86,10 @@ inline const _GUID& IdentifierOf<IPlayerView>() {
     return IID_IPlayerView;
 }
 template <>
+inline const _GUID& IdentifierOf<IPlayerView2>() {
+    return IID_IPlayerView2;
+}
+template <>
 inline const _GUID& IdentifierOf<IMediaStream>() {
     return IID_IMediaStream;
 }

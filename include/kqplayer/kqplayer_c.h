@@ -38,6 +38,7 @@ extern const KQ_GUID IID_IMediaPlayer;
 extern const KQ_GUID IID_IAudioInput;
 extern const KQ_GUID IID_IPlayerViewMgr;
 extern const KQ_GUID IID_IPlayerView;
+extern const KQ_GUID IID_IPlayerView2;
 extern const KQ_GUID IID_IMediaStream;
 extern const KQ_GUID IID_IQLXDispatch;
 
@@ -114,6 +115,31 @@ typedef struct KQ_RECT {
     int32_t left, top, right, bottom;
 } KQ_RECT;
 
+typedef struct KQ_PointF {
+    double x, y;
+} KQ_PointF;
+
+typedef struct KQ_RectF {
+    double left, top, right, bottom;
+} KQ_RectF;
+
+enum { KQ_SCALING_DEFAULT = 0, KQ_SCALING_BILINEAR = 1, KQ_SCALING_NEAREST = 2 };
+
+/** Values of KQ_ViewDisplay::nResize; view.h tells what they do. */
+enum { KQ_RESIZE_FIT = 0, KQ_RESIZE_STRETCH = 1, KQ_RESIZE_FILL = 2, KQ_RESIZE_ORIGINAL = 3 };
+
+typedef struct KQ_ViewDisplay {
+    KQ_RectF source;
+    int32_t nScaling;
+    int32_t nResize;
+} KQ_ViewDisplay;
+
+typedef struct KQ_ViewMapping {
+    KQ_RectF source, target;
+    int32_t nPictureWidth, nPictureHeight;
+    int32_t nWindowWidth, nWindowHeight;
+} KQ_ViewMapping;
+
 typedef struct KQ_CaptureImageInfo {
     int32_t hostData[5];
     int32_t nFormat;
@@ -145,6 +171,7 @@ KQ_DECLARE_INTERFACE(IClassFactory)
 KQ_DECLARE_INTERFACE(IStreamInfo)
 KQ_DECLARE_INTERFACE(IMediaStream)
 KQ_DECLARE_INTERFACE(IPlayerView)
+KQ_DECLARE_INTERFACE(IPlayerView2)
 KQ_DECLARE_INTERFACE(IPlayerViewMgr)
 KQ_DECLARE_INTERFACE(IMediaPlayer)
 KQ_DECLARE_INTERFACE(IAudioInput)
@@ -177,15 +204,28 @@ struct KQ_IMediaStreamVtbl {
     double (*GetFramePosition)(KQ_IMediaStream* self);
 };
 
+#define KQ_PLAYER_VIEW_SLOTS(Interface)                                                                      \
+    KQ_UNKNOWN_SLOTS(Interface)                                                                              \
+    int32_t (*SetVideoInput)(Interface * self, int nSourceMode, KQ_IMediaStream* pStream);                   \
+    int32_t (*SetParentWND)(Interface * self, void* pWindow);                                                \
+    void* (*GetParentWND)(Interface * self);                                                                 \
+    int32_t (*SetRect)(Interface * self, const KQ_RECT* pRect);                                              \
+    KQ_RECT (*GetRect)(Interface * self);                                                                    \
+    int (*GetIndex)(Interface * self);                                                                       \
+    void* (*GetWND)(Interface * self);
+
 struct KQ_IPlayerViewVtbl {
-    KQ_UNKNOWN_SLOTS(KQ_IPlayerView)
-    int32_t (*SetVideoInput)(KQ_IPlayerView* self, int nSourceMode, KQ_IMediaStream* pStream);
-    int32_t (*SetParentWND)(KQ_IPlayerView* self, void* pWindow);
-    void* (*GetParentWND)(KQ_IPlayerView* self);
-    int32_t (*SetRect)(KQ_IPlayerView* self, const KQ_RECT* pRect);
-    KQ_RECT (*GetRect)(KQ_IPlayerView* self);
-    int (*GetIndex)(KQ_IPlayerView* self);
-    void* (*GetWND)(KQ_IPlayerView* self);
+    KQ_PLAYER_VIEW_SLOTS(KQ_IPlayerView)
+};
+
+struct KQ_IPlayerView2Vtbl {
+    KQ_PLAYER_VIEW_SLOTS(KQ_IPlayerView2)
+    int32_t (*SetDisplay)(KQ_IPlayerView2* self, const KQ_ViewDisplay* pDisplay);
+    int32_t (*GetDisplay)(KQ_IPlayerView2* self, KQ_ViewDisplay* pDisplay);
+    int32_t (*GetMapping)(KQ_IPlayerView2* self, KQ_ViewMapping* pMapping);
+    int32_t (*WindowToPicture)(KQ_IPlayerView2* self, double dX, double dY, KQ_PointF* pPosition);
+    int32_t (*PictureToWindow)(KQ_IPlayerView2* self, double dX, double dY, KQ_PointF* pPosition);
+    int32_t (*GetShownPixel)(KQ_IPlayerView2* self, int32_t nX, int32_t nY, uint32_t* pnRgb);
 };
 
 struct KQ_IPlayerViewMgrVtbl {

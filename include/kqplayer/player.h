@@ -72,6 +72,51 @@ protected:
     ~IPlayerView() = default;
 };
 
+/// What a view shows of its pictures, for looking closely: QueryInterface() of a view gives it, with
+/// IID_IPlayerView2. It may be called from any thread, at any time.
+///
+/// The operations need a view library that can do this, as the PlayerView.so of this package can. With
+/// another one, and on a view whose manager is gone, they return 0x80000008 and change nothing. Captures and
+/// picture sinks are not concerned: they get whole pictures.
+struct IPlayerView2 : IPlayerView {
+    /// Sets the part that is shown, the scaling and the placement, in one step. The picture on show is drawn
+    /// again at once, also while paused. While pictures come ten times a second or faster, a part of which
+    /// not every pixel has been made yet is drawn with the next picture.
+    ///
+    /// The part counts in pixels of the picture on show, or, before the first one, of that. Pictures of
+    /// another size show the same place: for one of twice the size the part is twice as large.
+    /// @param pDisplay what is to be shown; null: the whole picture, in default scaling, fitted
+    /// @return 0; 1 with nothing changed for a part that is turned over, empty but not all zero, or not
+    ///         within 2^20 pixels on all sides, and for a scaling or placement that does not exist
+    virtual std::int32_t SetDisplay(const KQViewDisplay* pDisplay) = 0;
+    /// @param pDisplay receives what was set, its part in pixels of the picture on show
+    /// @return 0; 0x80000005 for null
+    virtual std::int32_t GetDisplay(KQViewDisplay* pDisplay) = 0;
+    /// Tells where the picture on show lies in the window. After a resize of the window it holds as soon as
+    /// the view has drawn itself again.
+    /// @param pMapping receives it; untouched on failure
+    /// @return 0; 1 before the first picture; 0x80000005 for null
+    virtual std::int32_t GetMapping(KQViewMapping* pMapping) = 0;
+    /// @param dX,dY     a position in the view's window, pixels; the centre of pixel n is at n + 0.5
+    /// @param pPosition receives the position in the picture, pixels, which may lie outside of it
+    /// @return as GetMapping()
+    virtual std::int32_t WindowToPicture(double dX, double dY, KQPointF* pPosition) = 0;
+    /// The other way round.
+    /// @param dX,dY     a position in the picture, pixels
+    /// @param pPosition receives the position in the view's window, pixels, which may lie outside of it
+    /// @return as GetMapping()
+    virtual std::int32_t PictureToWindow(double dX, double dY, KQPointF* pPosition) = 0;
+    /// Reads a pixel of the picture on show, as it is before any scaling.
+    /// @param nX,nY column and row in the picture
+    /// @param pnRgb receives 0x00RRGGBB; untouched on failure
+    /// @return 0; 1 without a picture, for a pixel outside of it or one that is not on show, and for a view
+    ///         without a window; 0x80000005 for null
+    virtual std::int32_t GetShownPixel(std::int32_t nX, std::int32_t nY, std::uint32_t* pnRgb) = 0;
+
+protected:
+    ~IPlayerView2() = default;
+};
+
 /// The views of one player. A view's window goes with the manager. A reference that a host still holds then
 /// is one on an empty view: it has no window and no stream, and SetVideoInput() returns 1.
 struct IPlayerViewMgr : IUnknown {

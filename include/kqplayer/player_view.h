@@ -50,6 +50,46 @@ KQ_EXTERN_C void PVShowRGB32Image(void* pView, int nWidth, int nHeight, unsigned
 ///         shown
 KQ_EXTERN_C unsigned char* PVGetPictureBuffer(void* pView, int nWidth, int nHeight);
 
+/// @name Looking closely
+/// Optional, the first four together: what IPlayerView2 needs. The display that is set with them stands above
+/// crop mode, crop rectangle and resize mode; PVSetDisplay() with null gives these back their say.
+/// @{
+
+/// Sets what part of its pictures the view shows, and how, and draws the picture on show again.
+/// @param pView    the view
+/// @param pDisplay as IPlayerView2::SetDisplay() has it; null for what the other functions have set
+/// @return 1; 2 when the picture on show was not made whole and lacks what is shown now: it is drawn with the
+///         next call of PVShowRGB32Image() or PVShowRGB32Part(); 0 for a display that cannot be used
+KQ_EXTERN_C int PVSetDisplay(void* pView, const KQViewDisplay* pDisplay);
+/// @param pView    the view
+/// @param pDisplay receives the display, its part in pixels of the picture on show
+KQ_EXTERN_C int PVGetDisplay(void* pView, KQViewDisplay* pDisplay);
+/// @param pView    the view
+/// @param pMapping receives where the picture on show lies in the window
+/// @return 0 also before the first picture
+KQ_EXTERN_C int PVGetMapping(void* pView, KQViewMapping* pMapping);
+/// @param pView the view
+/// @param nX,nY column and row in the picture on show
+/// @param pnRgb receives 0x00RRGGBB
+/// @return 0 also for a pixel that is not on show, and without a window
+KQ_EXTERN_C int PVGetShownPixel(void* pView, int nX, int nY, std::uint32_t* pnRgb);
+
+/// Tells what a picture has to hold, so that a caller need not make the rest of it.
+/// @param pView          the view
+/// @param nWidth,nHeight size of the picture that comes next
+/// @param pPart          receives the part; the whole picture while a sink reads the pixels
+KQ_EXTERN_C int PVGetWantedPart(void* pView, int nWidth, int nHeight, tagRECT* pPart);
+/// As PVShowRGB32Image(), for a picture of which only a part was made. The other pixels are never shown, and
+/// sinks that read pixels are not called.
+/// @param pView   the view
+/// @param nWidth  of the whole picture, pixels
+/// @param nHeight likewise
+/// @param pPixels the whole picture's memory
+/// @param pPart   the part that was made; null: the whole
+KQ_EXTERN_C void PVShowRGB32Part(void* pView, int nWidth, int nHeight, unsigned char* pPixels,
+                                 const tagRECT* pPart);
+/// @}
+
 /// Receives every picture handed to a view, on the thread that shows it, before it is drawn.
 /// It may not show pictures, make or destroy views, or set sinks.
 /// @param pView     handle of the view
@@ -63,3 +103,6 @@ typedef void (*PVPictureSink)(void* pView, int nView, int nWidth, int nHeight, c
 /// Installs a sink for one view, or with a null handle for all views, present and future. A null sink removes
 /// it. When the call returns, the sink before it is no longer running and never runs again.
 KQ_EXTERN_C void PVSetPictureSink(void* pView, PVPictureSink pfnSink, void* pUserData);
+/// Optional: PVSetPictureSink() for a sink that does not read the pixels and is given null for them, so that
+/// pictures need not be made whole for it. It takes the place of the other kind, and the other way round.
+KQ_EXTERN_C void PVSetPictureWatch(void* pView, PVPictureSink pfnSink, void* pUserData);

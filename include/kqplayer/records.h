@@ -139,6 +139,57 @@ struct VRECT {
     std::int32_t height; ///< rows
 };
 
+/// A position in pixels from the top left corner of a picture or window, with fractions: pixel n reaches
+/// from n to n + 1, and its centre lies at n + 0.5.
+struct KQPointF {
+    double x; ///< to the right
+    double y; ///< down
+};
+
+/// A rectangle in pixels, with fractions.
+struct KQRectF {
+    double left;   ///< its left edge
+    double top;    ///< its upper edge
+    double right;  ///< its right edge; 1 more than the left one for a single column
+    double bottom; ///< its lower edge
+};
+
+/// How a view scales pictures. Window pixel x of a picture that covers w of them, and whose shown part begins
+/// at column l and is c columns wide, is taken at p = l + (x + 0.5) * c / w; rows likewise.
+enum : std::int32_t {
+    KQ_SCALING_DEFAULT = 0,  ///< smooth, by the window system: nearly bilinear, and the cheapest
+    KQ_SCALING_BILINEAR = 1, ///< between the pixels whose centres lie around p, at most 0.52 of a level from
+                             ///< the real value; at the picture's edges the outermost pixel goes on
+    KQ_SCALING_NEAREST = 2,  ///< the pixel that p lies in
+};
+
+/// How a picture is placed in its window.
+enum IMAGE_RESIZE_METHOD : std::int32_t {
+    IMAGE_RESIZE_FIT = 0,      ///< whole picture, display aspect ratio kept, black bars
+    IMAGE_RESIZE_STRETCH = 1,  ///< the whole window, aspect ratio ignored
+    IMAGE_RESIZE_FILL = 2,     ///< the whole window, aspect ratio kept, edges cut
+    IMAGE_RESIZE_ORIGINAL = 3, ///< one picture pixel a window pixel, centred
+};
+
+/// What part of its pictures a view shows, and how; see IPlayerView2::SetDisplay().
+struct KQViewDisplay {
+    /// The part that is shown, in picture pixels. All zero: the whole picture. It may reach beyond the
+    /// picture, where the view is black.
+    KQRectF source;
+    std::int32_t nScaling; ///< one of KQ_SCALING_…
+    std::int32_t nResize;  ///< one of IMAGE_RESIZE_METHOD: how the part is placed in the window
+};
+
+/// Where a view shows which part of its picture: the rectangles cover each other.
+struct KQViewMapping {
+    KQRectF source;              ///< picture pixels
+    KQRectF target;              ///< window pixels; may reach beyond the window
+    std::int32_t nPictureWidth;  ///< pixels of the picture on show
+    std::int32_t nPictureHeight; ///< likewise
+    std::int32_t nWindowWidth;   ///< pixels of the view's window; of its placement without a window
+    std::int32_t nWindowHeight;  ///< likewise
+};
+
 /// What IMediaPlayer::CaptureCurrentImage() is to write.
 struct CaptureImageInfo {
     std::int32_t hostData[5]; ///< the host's own; kept with the request, not interpreted
@@ -146,6 +197,8 @@ struct CaptureImageInfo {
 };
 
 static_assert(sizeof(CaptureImageInfo) == 24 && sizeof(tagRECT) == 16 && sizeof(VRECT) == 16);
+static_assert(sizeof(KQPointF) == 16 && sizeof(KQRectF) == 32 && sizeof(KQViewDisplay) == 40 &&
+              sizeof(KQViewMapping) == 80);
 #if UINTPTR_MAX == 0xFFFFFFFFu
 static_assert(sizeof(tagYUVImage) == 44 && offsetof(tagYUVImage, pV) == 12 &&
               offsetof(tagYUVImage, nWidth) == 20 && offsetof(tagYUVImage, nPitchA) == 40);

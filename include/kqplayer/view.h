@@ -6,14 +6,6 @@
 #include "export.h"
 #include "records.h"
 
-/// How a picture is placed in its window.
-enum IMAGE_RESIZE_METHOD : std::int32_t {
-    IMAGE_RESIZE_FIT = 0,      ///< whole picture, display aspect ratio kept, black bars
-    IMAGE_RESIZE_STRETCH = 1,  ///< the whole window, aspect ratio ignored
-    IMAGE_RESIZE_FILL = 2,     ///< the whole window, aspect ratio kept, edges cut
-    IMAGE_RESIZE_ORIGINAL = 3, ///< one picture pixel a window pixel, centred
-};
-
 /// A native view. Not thread-safe: its owner makes one call at a time.
 /// Operations that forward to the view library return 0 before Create() has succeeded.
 class KQ_API IYv12View {

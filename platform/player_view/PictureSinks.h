@@ -10,6 +10,7 @@ namespace kq::playerview {
 struct PictureSink {
     PVPictureSink function = nullptr;
     void* userData = nullptr;
+    bool readsPixels = true;
 };
 
 /// The sinks of one view: its own, and the one that is common to all views. Sinks run under the lock, so that
@@ -18,7 +19,9 @@ class PictureSinks {
 public:
     void SetOwn(PictureSink sink);
     void SetCommon(PictureSink sink);
-    void Call(void* view, int number, int width, int height, const unsigned char* pixels);
+    /// @param isWhole every pixel was made; sinks that read pixels get no other picture
+    void Call(void* view, int number, int width, int height, const unsigned char* pixels, bool isWhole);
+    bool ReadPixels();
 
 private:
     std::mutex m_lock;

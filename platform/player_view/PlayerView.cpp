@@ -32,6 +32,14 @@ int ChangeView(void* view, Change change) {
     return 1;
 }
 
+void SetSink(void* view, const PictureSink& sink) {
+    if (view == nullptr) {
+        ViewRegistry::Instance().SetCommonSink(sink);
+        return;
+    }
+    AsView(view)->Sinks().SetOwn(sink);
+}
+
 } // namespace
 } // namespace kq::playerview
 
@@ -107,8 +115,38 @@ void* PVGetHwnd(void* view) {
 
 void PVShowRGB32Image(void* view, int width, int height, unsigned char* pixels) {
     if (view != nullptr) {
-        AsView(view)->Show(width, height, pixels);
+        AsView(view)->Show(width, height, pixels, nullptr);
     }
+}
+
+void PVShowRGB32Part(void* view, int width, int height, unsigned char* pixels, const tagRECT* part) {
+    if (view != nullptr) {
+        AsView(view)->Show(width, height, pixels, part);
+    }
+}
+
+int PVGetWantedPart(void* view, int width, int height, tagRECT* part) {
+    return view != nullptr && part != nullptr && AsView(view)->FindWantedPart(width, height, *part) ? 1 : 0;
+}
+
+int PVSetDisplay(void* view, const KQViewDisplay* display) {
+    return view != nullptr ? AsView(view)->SetDisplay(display) : 0;
+}
+
+int PVGetDisplay(void* view, KQViewDisplay* display) {
+    if (view == nullptr || display == nullptr) {
+        return 0;
+    }
+    *display = AsView(view)->Display();
+    return 1;
+}
+
+int PVGetMapping(void* view, KQViewMapping* mapping) {
+    return view != nullptr && mapping != nullptr && AsView(view)->FindMapping(*mapping) ? 1 : 0;
+}
+
+int PVGetShownPixel(void* view, int x, int y, std::uint32_t* rgb) {
+    return view != nullptr && rgb != nullptr && AsView(view)->ReadPixel(x, y, *rgb) ? 1 : 0;
 }
 
 unsigned char* PVGetPictureBuffer(void* view, int width, int height) {
@@ -116,10 +154,9 @@ unsigned char* PVGetPictureBuffer(void* view, int width, int height) {
 }
 
 void PVSetPictureSink(void* view, PVPictureSink function, void* userData) {
-    const PictureSink sink = {function, userData};
-    if (view == nullptr) {
-        ViewRegistry::Instance().SetCommonSink(sink);
-        return;
-    }
-    AsView(view)->Sinks().SetOwn(sink);
+    SetSink(view, {function, userData, true});
+}
+
+void PVSetPictureWatch(void* view, PVPictureSink function, void* userData) {
+    SetSink(view, {function, userData, false});
 }

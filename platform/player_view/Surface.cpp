@@ -14,15 +14,31 @@ namespace {
 constexpr std::uintptr_t offScreenParent = 1;
 } // namespace
 
+KQViewMapping MappingOf(Size picture, const DisplaySettings& settings, Size window) {
+    const PictureLayout layout = LayOut(picture, settings, window);
+    const RectF& source = layout.source;
+    const Rect& target = layout.target;
+    KQViewMapping mapping = {};
+    mapping.source = {source.x, source.y, source.x + source.width, source.y + source.height};
+    mapping.target = {static_cast<double>(target.x), static_cast<double>(target.y),
+                      static_cast<double>(target.x + target.width),
+                      static_cast<double>(target.y + target.height)};
+    mapping.nPictureWidth = picture.width;
+    mapping.nPictureHeight = picture.height;
+    mapping.nWindowWidth = window.width;
+    mapping.nWindowHeight = window.height;
+    return mapping;
+}
+
 std::unique_ptr<Surface> MakeSurface(std::uintptr_t parent, const VRECT& rect) {
     if (parent == offScreenParent) {
-        return std::make_unique<OffScreenSurface>();
+        return std::make_unique<OffScreenSurface>(rect);
     }
     const SigpipeGuard noSigpipe;
     std::unique_ptr<XConnection> connection = XConnection::Open();
     if (!connection) {
         KQLogEx(L"PlayerView: no display that can be drawn on, the view is off-screen");
-        return std::make_unique<OffScreenSurface>();
+        return std::make_unique<OffScreenSurface>(rect);
     }
     std::unique_ptr<Surface> surface = X11Surface::Create(std::move(connection), parent, rect);
     if (!surface) {

@@ -8,6 +8,9 @@
 
 namespace kq::playerview {
 
+/// @param picture,window sizes of 1 to MaxSide
+KQViewMapping MappingOf(Size picture, const DisplaySettings& settings, Size window);
+
 /// Where the pictures of one view go: a window of some window system, which keeps the last picture and draws
 /// it again by itself whenever that is needed, or no window at all. Functions may be called from any thread.
 ///
@@ -25,9 +28,15 @@ public:
     /// Shows a picture (B, G, R, 255, top-down, rows of 4 * width bytes).
     /// @param size   of 1 to MaxSide
     /// @param pixels copied, unless it is what Lend() gave for this size
-    virtual void Show(Size size, const std::uint8_t* pixels) = 0;
+    /// @param made   the part of the picture that may be shown
+    virtual void Show(Size size, const std::uint8_t* pixels, const Rect& made) = 0;
     /// Takes over the settings and draws the last picture with them.
-    virtual void Apply(const DisplaySettings& settings) = 0;
+    /// @return false when that picture lacks a part that is shown now: it stays as it is until the next one
+    virtual bool Apply(const DisplaySettings& settings) = 0;
+    /// Tells how the last picture is shown. @return false without a picture
+    virtual bool FindMapping(KQViewMapping& mapping) = 0;
+    /// Reads a pixel of the last picture, 0x00RRGGBB. @return false for one that was not made, or not kept
+    virtual bool ReadPixel(int x, int y, std::uint32_t& rgb) = 0;
     /// Draws the last picture again.
     virtual void Redraw() = 0;
     /// @return what a host knows the window by, in its window system; 0 without a window

@@ -25,12 +25,52 @@ unsigned char* View::Lend(int width, int height) {
     return IsSize(width, height) ? m_surface->Lend({width, height}) : nullptr;
 }
 
-void View::Show(int width, int height, const unsigned char* pixels) {
+void View::Show(int width, int height, const unsigned char* pixels, const tagRECT* part) {
     if (pixels == nullptr || !IsSize(width, height)) {
         return;
     }
-    m_sinks.Call(this, m_number, width, height, pixels);
-    m_surface->Show({width, height}, pixels);
+    const Rect whole = {0, 0, width, height};
+    const Rect made =
+        part != nullptr
+            ? Intersect(Rect{part->left, part->top, part->right - part->left, part->bottom - part->top},
+                        whole)
+            : whole;
+    {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        m_picture = {width, height};
+        m_settings.Bind(m_picture);
+    }
+    m_sinks.Call(this, m_number, width, height, pixels, Contains(made, whole));
+    m_surface->Show({width, height}, pixels, made);
+}
+
+int View::SetDisplay(const KQViewDisplay* display) {
+    if (display != nullptr && !IsDisplay(*display)) {
+        return 0;
+    }
+    const std::lock_guard<std::mutex> guard(m_lock);
+    m_settings.displayOn = display != nullptr;
+    m_settings.display = display != nullptr ? *display : KQViewDisplay{};
+    m_settings.displayFor = m_picture;
+    return m_surface->Apply(m_settings) ? 1 : 2;
+}
+
+KQViewDisplay View::Display() {
+    const std::lock_guard<std::mutex> guard(m_lock);
+    return DisplayFor(m_picture, m_settings);
+}
+
+bool View::FindWantedPart(int width, int height, tagRECT& part) {
+    if (!IsSize(width, height)) {
+        return false;
+    }
+    Rect wanted = {0, 0, width, height};
+    if (!m_sinks.ReadPixels()) {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        wanted = NeededPart({width, height}, m_settings);
+    }
+    part = {wanted.x, wanted.y, wanted.x + wanted.width, wanted.y + wanted.height};
+    return true;
 }
 
 tagRECT View::CropRect() {

@@ -25,9 +25,18 @@ public:
     /// @return memory for the next picture, see Surface::Lend(), or null
     unsigned char* Lend(int width, int height);
     /// Ignores a picture without pixels or of a size that cannot be shown.
-    void Show(int width, int height, const unsigned char* pixels);
+    /// @param part that was made; null: all of it
+    void Show(int width, int height, const unsigned char* pixels, const tagRECT* part);
     void Update() { m_surface->Redraw(); }
     tagRECT CropRect();
+
+    /// See PVSetDisplay().
+    int SetDisplay(const KQViewDisplay* display);
+    KQViewDisplay Display();
+    bool FindMapping(KQViewMapping& mapping) { return m_surface->FindMapping(mapping); }
+    bool ReadPixel(int x, int y, std::uint32_t& rgb) { return m_surface->ReadPixel(x, y, rgb); }
+    /// @return false for a size that cannot be shown
+    bool FindWantedPart(int width, int height, tagRECT& part);
 
     /// Changes the settings and draws the last picture with them.
     template <typename Edit>
@@ -40,8 +49,9 @@ public:
 private:
     const std::unique_ptr<Surface> m_surface;
     PictureSinks m_sinks;
-    std::mutex m_lock; ///< guards the settings
+    std::mutex m_lock; ///< guards what follows
     DisplaySettings m_settings;
+    Size m_picture; ///< of the last picture
     const int m_number;
 };
 

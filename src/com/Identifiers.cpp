@@ -8,6 +8,7 @@ const _GUID IID_IMediaPlayer   = IdentifierValues::kIMediaPlayer;
 const _GUID IID_IAudioInput    = IdentifierValues::kIAudioInput;
 const _GUID IID_IPlayerViewMgr = IdentifierValues::kIPlayerViewMgr;
 const _GUID IID_IPlayerView    = IdentifierValues::kIPlayerView;
+const _GUID IID_IPlayerView2   = IdentifierValues::kIPlayerView2;
 const _GUID IID_IMediaStream   = IdentifierValues::kIMediaStream;
 const _GUID IID_IStreamInfo    = IdentifierValues::kIStreamInfo;
 const _GUID IID_IStreamInfoSrc = IdentifierValues::kIStreamInfoSrc;

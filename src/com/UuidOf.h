@@ -10,6 +10,7 @@ struct IMediaPlayer;
 struct IAudioInput;
 struct IPlayerViewMgr;
 struct IPlayerView;
+struct IPlayerView2;
 
 /// uuidof_class<T>::get_guid() converts the interface's text identifier on the first call, once per process.
 template <class T>
@@ -42,4 +43,8 @@ inline const wchar_t* uuidof_class<IPlayerViewMgr>::Text() {
 template <>
 inline const wchar_t* uuidof_class<IPlayerView>::Text() {
     return IdentifierValues::kIPlayerViewText;
+}
+template <>
+inline const wchar_t* uuidof_class<IPlayerView2>::Text() {
+    return IdentifierValues::kIPlayerView2Text;
 }

@@ -17,6 +17,12 @@ PictureSize BlackSize(const VIDEO_STREAM_INFO& format) {
     return IsPictureSize(size) ? size : PictureSize{2, 2};
 }
 
+/// @return the place in one rectangle that a position has in another
+KQPointF Moved(KQPointF position, const KQRectF& from, const KQRectF& to) {
+    return {to.left + (position.x - from.left) * (to.right - to.left) / (from.right - from.left),
+            to.top + (position.y - from.top) * (to.bottom - to.top) / (from.bottom - from.top)};
+}
+
 } // namespace
 
 CPlayerView::CPlayerView() : CUnknown(nullptr) {}
@@ -59,6 +65,9 @@ std::int32_t CPlayerView::NonDelegatingQueryInterface(const _GUID& riid, void** 
     if (riid == uuidof_class<IPlayerView>::get_guid()) {
         return scombase::GetInterface(static_cast<IPlayerView*>(this), ppv);
     }
+    if (riid == uuidof_class<IPlayerView2>::get_guid()) {
+        return scombase::GetInterface(static_cast<IPlayerView2*>(this), ppv);
+    }
     return CUnknown::NonDelegatingQueryInterface(riid, ppv);
 }
 
@@ -85,6 +94,7 @@ std::int32_t CPlayerView::SetVideoInput(int nSourceMode, IMediaStream* pStream) 
     if (m_pNativeView) {
         m_pNativeView->SetSrcAspectRatio(pFormat->nAspectX, pFormat->nAspectY);
     }
+    m_pShownFrame = nullptr;
     m_pBlackFrame = std::move(pBlackFrame);
     m_pStream = std::move(pNewStream);
     return kq::Ok;
@@ -127,7 +137,10 @@ void CPlayerView::ShowCurrentImage(const MEDIA_FRAME* pFrame) {
     const MEDIA_FRAME* const pShown = pFrame != nullptr ? pFrame : m_pStream->GetCurrentFrame();
     if (pShown == nullptr || !ShowPicture(*pShown)) {
         SetViewBlack();
+        return;
     }
+    m_pShownFrame = pShown;
+    m_llShownPTS = pShown->llPTS;
 }
 
 void CPlayerView::ShowBlack() {
@@ -138,6 +151,7 @@ void CPlayerView::ShowBlack() {
 void CPlayerView::SetViewBlack() {
     if (m_pBlackFrame) {
         ShowPicture(*m_pBlackFrame);
+        m_pShownFrame = m_pBlackFrame.get();
     }
 }
 
@@ -158,4 +172,78 @@ IMediaStream* CPlayerView::GetCurrenViewVideoStream() {
 kq::ComPtr<IMediaStream> CPlayerView::AcquireVideoStream() {
     CSingleLock lock(&m_csView);
     return kq::ComPtr<IMediaStream>::Share(m_pStream.Get());
+}
+
+void CPlayerView::ShowAgain() {
+    if (m_pShownFrame == m_pBlackFrame.get()) {
+        SetViewBlack();
+        return;
+    }
+    const MEDIA_FRAME* const pFrame = m_pStream ? m_pStream->GetCurrentFrame() : nullptr;
+    if (pFrame != nullptr && pFrame == m_pShownFrame && pFrame->llPTS == m_llShownPTS) {
+        ShowPicture(*pFrame);
+    }
+}
+
+std::int32_t CPlayerView::SetDisplay(const KQViewDisplay* pDisplay) {
+    CSingleLock lock(&m_csView);
+    if (!m_pNativeView || !m_pNativeView->HasDisplay()) {
+        return kq::Failed;
+    }
+    switch (m_pNativeView->SetDisplay(pDisplay)) {
+    case YV12ViewWrapper::Displayed::Refused:
+        return kq::Refused;
+    case YV12ViewWrapper::Displayed::Missing:
+        ShowAgain();
+        break;
+    case YV12ViewWrapper::Displayed::Drawn:
+        break;
+    }
+    return kq::Ok;
+}
+
+template <class Question>
+std::int32_t CPlayerView::Ask(const void* pOut, Question question) {
+    if (pOut == nullptr) {
+        return kq::NullPointer;
+    }
+    CSingleLock lock(&m_csView);
+    if (!m_pNativeView || !m_pNativeView->HasDisplay()) {
+        return kq::Failed;
+    }
+    return question(*m_pNativeView) ? kq::Ok : kq::Refused;
+}
+
+std::int32_t CPlayerView::GetDisplay(KQViewDisplay* pDisplay) {
+    return Ask(pDisplay, [&](YV12ViewWrapper& view) { return view.GetDisplay(*pDisplay); });
+}
+
+std::int32_t CPlayerView::GetMapping(KQViewMapping* pMapping) {
+    return Ask(pMapping, [&](YV12ViewWrapper& view) { return view.GetMapping(*pMapping); });
+}
+
+std::int32_t CPlayerView::WindowToPicture(double dX, double dY, KQPointF* pPosition) {
+    return Ask(pPosition, [&](YV12ViewWrapper& view) {
+        KQViewMapping mapping{};
+        if (!view.GetMapping(mapping)) {
+            return false;
+        }
+        *pPosition = Moved({dX, dY}, mapping.target, mapping.source);
+        return true;
+    });
+}
+
+std::int32_t CPlayerView::PictureToWindow(double dX, double dY, KQPointF* pPosition) {
+    return Ask(pPosition, [&](YV12ViewWrapper& view) {
+        KQViewMapping mapping{};
+        if (!view.GetMapping(mapping)) {
+            return false;
+        }
+        *pPosition = Moved({dX, dY}, mapping.source, mapping.target);
+        return true;
+    });
+}
+
+std::int32_t CPlayerView::GetShownPixel(std::int32_t nX, std::int32_t nY, std::uint32_t* pnRgb) {
+    return Ask(pnRgb, [&](YV12ViewWrapper& view) { return view.GetShownPixel(nX, nY, *pnRgb); });
 }

@@ -15,7 +15,7 @@
 
 class YV12ViewWrapper;
 
-class CPlayerView final : public scombase::CUnknown, public IPlayerView {
+class CPlayerView final : public scombase::CUnknown, public IPlayerView2 {
 public:
     /// Makes a view on a native window. @return the view with one reference, or null when the window is
     /// refused
@@ -40,6 +40,13 @@ public:
     int GetIndex() override;
     void* GetWND() override;
 
+    std::int32_t SetDisplay(const KQViewDisplay* pDisplay) override;
+    std::int32_t GetDisplay(KQViewDisplay* pDisplay) override;
+    std::int32_t GetMapping(KQViewMapping* pMapping) override;
+    std::int32_t WindowToPicture(double dX, double dY, KQPointF* pPosition) override;
+    std::int32_t PictureToWindow(double dX, double dY, KQPointF* pPosition) override;
+    std::int32_t GetShownPixel(std::int32_t nX, std::int32_t nY, std::uint32_t* pnRgb) override;
+
     /// Shows a frame; null shows the stream's current frame. Without a stream, without a frame, or with a
     /// frame that is not planar or lacks its planes or its size, the view shows black.
     void ShowCurrentImage(const MEDIA_FRAME* pFrame);
@@ -56,6 +63,12 @@ private:
     void SetViewBlack();
     /// @return whether the native view has taken the picture
     bool ShowPicture(const MEDIA_FRAME& frame);
+    /// Makes the picture on show once more, if it is still the stream's current one; else the next comes
+    /// soon.
+    void ShowAgain();
+    /// Asks the native view, under the lock. @return what the operation does
+    template <class Question>
+    std::int32_t Ask(const void* pOut, Question question);
 
     std::unique_ptr<YV12ViewWrapper> m_pNativeView;
     kq::ComPtr<IMediaStream> m_pStream;
@@ -67,4 +80,8 @@ private:
     bool m_bClosed = false;
     CCritical m_csView; ///< guards all that changes once the view is made
     PlanarFramePtr m_pBlackFrame;
+    /// The picture on show, the stream's, told by address and time stamp, or the black one; null for none
+    /// that could be shown again.
+    const MEDIA_FRAME* m_pShownFrame = nullptr;
+    std::int64_t m_llShownPTS = KQ_NO_PTS;
 };

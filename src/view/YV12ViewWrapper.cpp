@@ -2,6 +2,7 @@
 
 #include "com/KeptTexts.h"
 #include "image/ColourConvert.h"
+#include "thread/TimeSource.h"
 #include "view/PlanarFrame.h"
 
 #include <kqplayer/image.h>
@@ -10,6 +11,7 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <new>
@@ -19,13 +21,45 @@ struct YV12ViewWrapper::Functions {
 // NOLINTNEXTLINE(bugprone-macro-parentheses): a declaration has none around its name
 #define KQ_POINTER_TO(function) decltype(&::function) function;
     KQ_VIEW_LIBRARY_FUNCTIONS(KQ_POINTER_TO)
-    KQ_POINTER_TO(PVGetPictureBuffer) ///< null when the library has none
+    KQ_POINTER_TO(PVGetPictureBuffer) ///< null when the library has none, as all below
+    KQ_POINTER_TO(PVSetDisplay)
+    KQ_POINTER_TO(PVGetDisplay)
+    KQ_POINTER_TO(PVGetMapping)
+    KQ_POINTER_TO(PVGetShownPixel)
+    KQ_POINTER_TO(PVGetWantedPart)
+    KQ_POINTER_TO(PVShowRGB32Part)
 #undef KQ_POINTER_TO
 };
 
 namespace {
 
 constexpr std::align_val_t kRgbAlignment{64};
+
+/// Pictures that follow each other so closely are a steady row: what one lacks comes soon.
+constexpr std::uint32_t kSteadyMs = 100;
+/// Rows of pictures are written faster from every 16th pixel on. Even, as columns share chroma in pairs.
+constexpr int kColumnsAligned = 16;
+
+/// @return the part of a picture as a picture of its own, whose first column and row are even
+kq::image::SourcePicture PartOf(kq::image::SourcePicture picture, const tagRECT& part) {
+    const bool bInTurn = picture.kind == KQ_PICTURE_NV12 || picture.kind == KQ_PICTURE_P010;
+    const bool bFullColumns =
+        bInTurn || picture.kind == KQ_PICTURE_PLANAR_444 || picture.kind == KQ_PICTURE_PLANAR_444_10;
+    const bool bHalfRows =
+        bInTurn || picture.kind == KQ_PICTURE_PLANAR_YUV || picture.kind == KQ_PICTURE_PLANAR_420_10;
+    const int nSampleBytes = picture.kind >= KQ_PICTURE_PLANAR_420_10 ? 2 : 1;
+    for (int i = 0; i < 3; ++i) {
+        const bool bLuma = i == 0;
+        const int nColumn = bLuma || bFullColumns ? part.left : part.left / 2;
+        const int nRow = !bLuma && bHalfRows ? part.top / 2 : part.top;
+        if (picture.planes[i] != nullptr && (i < 2 || !bInTurn)) {
+            picture.planes[i] += nRow * picture.pitches[i] + std::ptrdiff_t{nColumn} * nSampleBytes;
+        }
+    }
+    picture.width = part.right - part.left;
+    picture.height = part.bottom - part.top;
+    return picture;
+}
 
 struct OpenedLibrary {
     void* pHandle = nullptr;
@@ -91,7 +125,15 @@ bool YV12ViewWrapper::Resolve() {
         function = reinterpret_cast<std::decay_t<decltype(function)>>(dlsym(m_pLibrary, pName));
         return function != nullptr;
     };
-    resolve("PVGetPictureBuffer", m_pFunctions->PVGetPictureBuffer);
+#define KQ_RESOLVE_OPTIONAL(function) resolve(#function, m_pFunctions->function);
+    KQ_RESOLVE_OPTIONAL(PVGetPictureBuffer)
+    KQ_RESOLVE_OPTIONAL(PVSetDisplay)
+    KQ_RESOLVE_OPTIONAL(PVGetDisplay)
+    KQ_RESOLVE_OPTIONAL(PVGetMapping)
+    KQ_RESOLVE_OPTIONAL(PVGetShownPixel)
+    KQ_RESOLVE_OPTIONAL(PVGetWantedPart)
+    KQ_RESOLVE_OPTIONAL(PVShowRGB32Part)
+#undef KQ_RESOLVE_OPTIONAL
     bool bComplete = true;
 #define KQ_RESOLVE(function) bComplete = bComplete && resolve(#function, m_pFunctions->function);
     KQ_VIEW_LIBRARY_FUNCTIONS(KQ_RESOLVE)
@@ -241,19 +283,79 @@ int YV12ViewWrapper::ShowYUVImage(const tagYUVImage* pImage) {
     return 1;
 }
 
+bool YV12ViewWrapper::FindPart(int nWidth, int nHeight, tagRECT& part) {
+    if (m_pFunctions->PVGetWantedPart == nullptr || m_pFunctions->PVShowRGB32Part == nullptr) {
+        return false;
+    }
+    const std::uint32_t dwNow = TimeSource::Current().NowMs();
+    const bool bSteady = m_bHasShown && dwNow - m_dwShown < kSteadyMs;
+    m_dwShown = dwNow;
+    m_bHasShown = true;
+    if (!bSteady || m_pFunctions->PVGetWantedPart(m_pView, nWidth, nHeight, &part) == 0) {
+        return false;
+    }
+    part.left = std::clamp(part.left, 0, nWidth) / kColumnsAligned * kColumnsAligned;
+    part.top = std::clamp(part.top, 0, nHeight) / 2 * 2;
+    part.right = std::clamp(part.right, part.left, nWidth);
+    part.bottom = std::clamp(part.bottom, part.top, nHeight);
+    return part.left > 0 || part.top > 0 || part.right < nWidth || part.bottom < nHeight;
+}
+
 bool YV12ViewWrapper::ShowFrame(const MEDIA_FRAME& frame) {
-    if (IsPlainPlanar(frame)) {
+    const kq::image::SourcePicture picture = kq::image::SourceOf(frame);
+    if (!kq::image::IsConvertible(picture) || !IsPictureSize({picture.width, picture.height}) || !IsReady()) {
+        return false;
+    }
+    tagRECT part{};
+    const bool bIsPart = FindPart(picture.width, picture.height, part);
+    if (!bIsPart && IsPlainPlanar(frame)) {
         return ShowYUVImage(&frame.image) != 0;
     }
-    const kq::image::SourcePicture picture = kq::image::SourceOf(frame);
-    if (!kq::image::IsConvertible(picture) || !IsPictureSize({picture.width, picture.height}) || !IsReady() ||
-        !FitHeader(picture.width, picture.height)) {
+    if (!FitHeader(picture.width, picture.height)) {
         return false;
     }
     unsigned char* const pRgb = PictureBuffer();
-    if (pRgb == nullptr || !kq::image::ToRgb32(picture, pRgb, std::ptrdiff_t{4} * picture.width)) {
+    const std::ptrdiff_t nPitch = std::ptrdiff_t{4} * picture.width;
+    if (pRgb == nullptr) {
+        return false;
+    }
+    if (bIsPart) {
+        unsigned char* const pFirst = pRgb + part.top * nPitch + std::ptrdiff_t{4} * part.left;
+        kq::image::ToRgb32(PartOf(picture, part), pFirst, nPitch); // an empty part has nothing to be made
+        m_pFunctions->PVShowRGB32Part(m_pView, picture.width, picture.height, pRgb, &part);
+        return true;
+    }
+    if (!kq::image::ToRgb32(picture, pRgb, nPitch)) {
         return false;
     }
     m_pFunctions->PVShowRGB32Image(m_pView, picture.width, picture.height, pRgb);
     return true;
+}
+
+bool YV12ViewWrapper::HasDisplay() const {
+    return IsReady() && m_pFunctions->PVSetDisplay != nullptr && m_pFunctions->PVGetDisplay != nullptr &&
+           m_pFunctions->PVGetMapping != nullptr && m_pFunctions->PVGetShownPixel != nullptr;
+}
+
+YV12ViewWrapper::Displayed YV12ViewWrapper::SetDisplay(const KQViewDisplay* pDisplay) {
+    switch (m_pFunctions->PVSetDisplay(m_pView, pDisplay)) {
+    case 0:
+        return Displayed::Refused;
+    case 1:
+        return Displayed::Drawn;
+    default:
+        return Displayed::Missing;
+    }
+}
+
+bool YV12ViewWrapper::GetDisplay(KQViewDisplay& display) {
+    return m_pFunctions->PVGetDisplay(m_pView, &display) != 0;
+}
+
+bool YV12ViewWrapper::GetMapping(KQViewMapping& mapping) {
+    return m_pFunctions->PVGetMapping(m_pView, &mapping) != 0;
+}
+
+bool YV12ViewWrapper::GetShownPixel(int nX, int nY, std::uint32_t& nRgb) {
+    return m_pFunctions->PVGetShownPixel(m_pView, nX, nY, &nRgb) != 0;
 }

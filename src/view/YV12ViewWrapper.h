@@ -6,6 +6,7 @@
 #include <kqplayer/view.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -36,6 +37,19 @@ public:
     /// Shows a frame as its kind and its colour description say. @return false when it cannot be shown
     bool ShowFrame(const MEDIA_FRAME& frame);
 
+    /// @return whether the library has what the next four need
+    bool HasDisplay() const;
+    /// What became of a display.
+    enum class Displayed {
+        Refused,
+        Drawn,
+        Missing, ///< the picture on show lacks a part of it: to be shown again
+    };
+    Displayed SetDisplay(const KQViewDisplay* pDisplay);
+    bool GetDisplay(KQViewDisplay& display);
+    bool GetMapping(KQViewMapping& mapping);
+    bool GetShownPixel(int nX, int nY, std::uint32_t& nRgb);
+
     /// Opens the library and resolves its functions. @return 1; 0 when it is missing or lacks a function, or
     /// without memory
     int LoadPlayerView();
@@ -55,6 +69,8 @@ private:
     bool FitHeader(int nWidth, int nHeight);
     /// The library's own memory for the next picture where it lends some, otherwise the wrapper's buffer.
     unsigned char* PictureBuffer();
+    /// Finds the part that has to be made of a picture in a steady row of them. @return false for all of it
+    bool FindPart(int nWidth, int nHeight, tagRECT& part);
     /// A forwarded call: 0 without a view, the view handle as a number without functions.
     template <class Call>
     int Forward(Call call);
@@ -66,4 +82,6 @@ private:
     std::unique_ptr<tagBITMAPINFOHEADER> m_pHeader;
     int m_nCachedWidth = 0;
     int m_nCachedHeight = 0;
+    std::uint32_t m_dwShown = 0; ///< when the picture before was, on the wall clock
+    bool m_bHasShown = false;
 };

@@ -94,6 +94,7 @@ TEST(Identifiers, AgreeInBinaryAndTextForm) {
     EXPECT_EQ(uuidof_class<IAudioInput>::get_guid(), IID_IAudioInput);
     EXPECT_EQ(uuidof_class<IPlayerViewMgr>::get_guid(), IID_IPlayerViewMgr);
     EXPECT_EQ(uuidof_class<IPlayerView>::get_guid(), IID_IPlayerView);
+    EXPECT_EQ(uuidof_class<IPlayerView2>::get_guid(), IID_IPlayerView2);
     ASSERT_EQ(g_cTemplates, 1);
     EXPECT_STREQ(g_Templates[0].m_pName, L"Create KQPLAYER");
     EXPECT_EQ(*g_Templates[0].m_pClassId, CLSID_CMediaPlayer);

@@ -45,6 +45,9 @@ make_clip -f lavfi -i "$pictures" -vf "select='not(mod(n,3))+not(mod(n,7))'" -vs
 make_clip -i bframes.mp4 -itsoffset 1 -i bframes.mp4 -map 0:v -map 1:a -c copy latesound.mkv
 make_clip -f lavfi -i "$pictures" -f lavfi -i 'sine=sample_rate=48000:duration=2' $x264 -c:a flac shortsound.mkv
 
+make_clip -f lavfi -i 'sine=frequency=440:duration=1' -f lavfi -i 'sine=frequency=880:duration=1' -map 0 -map 1 \
+    -metadata:s:a:1 language=fra -c:a flac twosounds.mkv
+
 # White and a tone for 80 ms each second.
 make_clip -f lavfi -i "color=black:size=64x48:rate=25:duration=8,drawbox=color=white:thickness=fill:enable='lt(mod(t,1),0.08)'" \
     -f lavfi -i "aevalsrc='0.6*sin(2*PI*1000*t)*lt(mod(t,1),0.08)':sample_rate=48000:duration=8" $x264 \
@@ -59,6 +62,7 @@ make_clip -i bframes.mp4 -c copy -an undelayed.avi
 make_clip -f lavfi -i "$short" -c:v mpeg2video -threads 1 -g 12 -bf 2 plain.m2v
 make_clip -f lavfi -i "$short" -c:v libvpx -threads 1 -auto-alt-ref 1 -lag-in-frames 16 -g 40 -b:v 200k hidden.webm
 make_clip -ss 1.2 -i opengop.mp4 -c copy baseless.mkv
+make_clip -ss 1.2 -i opengop.ts -c copy leading.mkv
 
 make_clip -f lavfi -i "$short" -pix_fmt yuv422p10 -c:v ffv1 deep422.mkv
 make_clip -f lavfi -i 'color=white:size=96x64:rate=25:duration=1' -pix_fmt yuvj420p -c:v mjpeg fullrange.avi

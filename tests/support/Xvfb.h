@@ -49,6 +49,7 @@ public:
     void Stop();
 
     const std::string& Display() const { return m_display; }
+    pid_t Id() const { return m_pid; } ///< of the server
 
     /// Makes and maps a window filled with a colour.
     xcb_window_t MakeWindow(int x, int y, int width, int height, std::uint32_t rgb = 0x808080);

@@ -76,6 +76,35 @@ TEST_F(ViewManager, RectangleComesBackAsTheHostGaveIt) {
     EXPECT_EQ(view->SetParentWND(nullptr), 1);
 }
 
+TEST_F(ViewManager, LooksCloselyOnlyWithALibraryThatCan) {
+    const auto view = MakeView();
+    const auto closer = view.As<IPlayerView2>();
+    ASSERT_TRUE(closer);
+    EXPECT_EQ(closer.As<IPlayerView>().Get(), view.Get());
+    EXPECT_EQ(closer.As<IUnknown>().Get(), view.As<IUnknown>().Get());
+    EXPECT_EQ(closer->GetIndex(), 0);
+    FakeVideo video(1, 25);
+    view->SetVideoInput(1, &video);
+    m_manager->ShowCurrentImage(nullptr, 0);
+    KQViewDisplay display{{1, 1, 2, 2}, KQ_SCALING_NEAREST, IMAGE_RESIZE_FIT};
+    KQViewMapping mapping{};
+    KQPointF position{};
+    std::uint32_t rgb = 0;
+    for (const bool isShell : {false, true}) {
+        if (isShell) {
+            m_manager.Reset();
+        }
+        EXPECT_EQ(closer->SetDisplay(&display), kq::Failed);
+        EXPECT_EQ(closer->GetDisplay(&display), kq::Failed);
+        EXPECT_EQ(closer->GetMapping(&mapping), kq::Failed);
+        EXPECT_EQ(closer->WindowToPicture(0, 0, &position), kq::Failed);
+        EXPECT_EQ(closer->PictureToWindow(0, 0, &position), kq::Failed);
+        EXPECT_EQ(closer->GetShownPixel(0, 0, &rgb), kq::Failed);
+        EXPECT_EQ(closer->GetShownPixel(0, 0, nullptr), kq::NullPointer);
+    }
+    EXPECT_EQ(m_recorder.GetFrames(), std::vector<int>{0});
+}
+
 TEST_F(ViewManager, StreamsAreHeldOnceAndRefusedWithoutInformation) {
     FakeVideo video(3, 25, 7, 5);
     video.format.nAspectX = 16;

@@ -1,9 +1,10 @@
 #include "x11/Painter.h"
 
-#include "NearestScale.h"
+#include <kqplayer/log.h>
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 
 namespace kq::playerview {
 
@@ -16,16 +17,20 @@ xcb_rectangle_t ToX(const Rect& r) {
 
 /// RENDER's 16.16 fixed point.
 xcb_render_fixed_t ToFixed(double value) {
-    return static_cast<xcb_render_fixed_t>(std::lround(value * 65536));
+    constexpr double largest = 32767;
+    return static_cast<xcb_render_fixed_t>(std::lround(std::clamp(value, -largest, largest) * 65536));
 }
 
-/// Maps a pixel of the target, counted from its corner, to a pixel of the picture.
-xcb_render_transform_t TargetToSource(const PictureLayout& layout) {
+/// Maps a pixel of what is visible, counted from its corner, to a pixel of the picture.
+xcb_render_transform_t VisibleToSource(const PictureLayout& layout) {
+    const RectF& source = layout.source;
+    const double across = source.width / layout.target.width;
+    const double down = source.height / layout.target.height;
     xcb_render_transform_t t = {};
-    t.matrix11 = std::max(1, ToFixed(static_cast<double>(layout.source.width) / layout.target.width));
-    t.matrix13 = ToFixed(layout.source.x);
-    t.matrix22 = std::max(1, ToFixed(static_cast<double>(layout.source.height) / layout.target.height));
-    t.matrix23 = ToFixed(layout.source.y);
+    t.matrix11 = std::max(1, ToFixed(across));
+    t.matrix13 = ToFixed(source.x + across * (layout.visible.x - layout.target.x));
+    t.matrix22 = std::max(1, ToFixed(down));
+    t.matrix23 = ToFixed(source.y + down * (layout.visible.y - layout.target.y));
     t.matrix33 = ToFixed(1);
     return t;
 }
@@ -72,16 +77,22 @@ void Painter::Fill(const Rect* rects, int count, const Canvas& canvas) {
     }
 }
 
-void Painter::PaintPicture(ShmPicture& picture, const PictureLayout& layout, const Canvas& canvas) {
+void Painter::PaintPicture(ShmPicture& picture, const PictureLayout& layout, std::int32_t scaling,
+                           const Canvas& canvas) {
     const Rect& visible = layout.visible;
-    if (layout.IsScaled()) {
-        m_connection.Features().render ? Composite(picture, layout, canvas)
-                                       : PutScaled(picture, layout, canvas);
+    if (visible.IsEmpty()) {
         return;
     }
-    const Rect part = {layout.source.x + visible.x - layout.target.x,
-                       layout.source.y + visible.y - layout.target.y, visible.width, visible.height};
-    Put(picture, part, visible.x, visible.y, canvas.drawable);
+    if (layout.IsCopy()) {
+        const Rect part = {static_cast<int>(layout.source.x) + visible.x - layout.target.x,
+                           static_cast<int>(layout.source.y) + visible.y - layout.target.y, visible.width,
+                           visible.height};
+        Put(picture, part, visible.x, visible.y, canvas.drawable);
+    } else if (scaling == KQ_SCALING_DEFAULT && m_connection.Features().render) {
+        Composite(picture, layout, canvas);
+    } else {
+        PutScaled(picture, layout, scaling == KQ_SCALING_BILINEAR, canvas);
+    }
 }
 
 void Painter::Put(ShmPicture& picture, const Rect& part, int toX, int toY, xcb_drawable_t drawable) {
@@ -123,10 +134,9 @@ void Painter::Composite(ShmPicture& picture, const PictureLayout& layout, const 
     xcb_connection_t* xcb = m_connection.Get();
     const xcb_render_picture_t source = picture.Source() != 0 ? picture.Source() : Upload(picture);
     const Rect& visible = layout.visible;
-    xcb_render_set_picture_transform(xcb, source, TargetToSource(layout));
-    xcb_render_composite(xcb, XCB_RENDER_PICT_OP_SRC, source, XCB_RENDER_PICTURE_NONE, canvas.picture,
-                         visible.x - layout.target.x, visible.y - layout.target.y, 0, 0, visible.x, visible.y,
-                         visible.width, visible.height);
+    xcb_render_set_picture_transform(xcb, source, VisibleToSource(layout));
+    xcb_render_composite(xcb, XCB_RENDER_PICT_OP_SRC, source, XCB_RENDER_PICTURE_NONE, canvas.picture, 0, 0,
+                         0, 0, visible.x, visible.y, visible.width, visible.height);
     picture.MarkInUse();
 }
 
@@ -152,7 +162,7 @@ void Painter::FreeUpload() {
     m_upload = {};
 }
 
-void Painter::PutScaled(ShmPicture& picture, const PictureLayout& layout, const Canvas& canvas) {
+void Painter::PutScaled(ShmPicture& picture, const PictureLayout& layout, bool smooth, const Canvas& canvas) {
     const Size size = {layout.visible.width, layout.visible.height};
     if (!m_scaled || !(m_scaled->PixelSize() == size)) {
         m_scaled = ShmPicture::Create(m_connection, size);
@@ -161,7 +171,12 @@ void Painter::PutScaled(ShmPicture& picture, const PictureLayout& layout, const 
         return;
     }
     m_scaled->WaitUntilUnused();
-    ScaleNearest(picture.Pixels(), picture.PixelSize().width, layout, m_scaled->Pixels());
+    try {
+        m_scaler.Scale(picture.Pixels(), picture.PixelSize(), layout, smooth, m_scaled->Pixels());
+    } catch (const std::bad_alloc&) {
+        KQLogEx(L"PlayerView: no memory to scale a picture");
+        return;
+    }
     Put(*m_scaled, {0, 0, size.width, size.height}, layout.visible.x, layout.visible.y, canvas.drawable);
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "PictureLayout.h"
+#include "PictureScaler.h"
 #include "x11/ShmPicture.h"
 #include "x11/XConnection.h"
 
@@ -31,7 +32,9 @@ public:
     void PaintBlack(const Canvas& canvas);
     void PaintBars(const PictureLayout& layout, const Canvas& canvas);
     /// Draws the picture and marks it in use until the server has read it.
-    void PaintPicture(ShmPicture& picture, const PictureLayout& layout, const Canvas& canvas);
+    /// @param scaling one of KQ_SCALING_…
+    void PaintPicture(ShmPicture& picture, const PictureLayout& layout, std::int32_t scaling,
+                      const Canvas& canvas);
 
 private:
     /// A picture that the server scales from, where it cannot read the shared memory as a pixmap.
@@ -48,7 +51,7 @@ private:
     void PutThroughSocket(const ShmPicture& picture, const Rect& part, int toX, int toY,
                           xcb_drawable_t drawable);
     void Composite(ShmPicture& picture, const PictureLayout& layout, const Canvas& canvas);
-    void PutScaled(ShmPicture& picture, const PictureLayout& layout, const Canvas& canvas);
+    void PutScaled(ShmPicture& picture, const PictureLayout& layout, bool smooth, const Canvas& canvas);
     xcb_render_picture_t Upload(ShmPicture& picture);
     void FreeUpload();
 
@@ -56,7 +59,8 @@ private:
     xcb_gcontext_t m_black;
     xcb_gcontext_t m_copy;
     UploadedPicture m_upload;
-    std::unique_ptr<ShmPicture> m_scaled; ///< what was scaled here, for servers without RENDER
+    PictureScaler m_scaler;
+    std::unique_ptr<ShmPicture> m_scaled; ///< what was scaled here
 };
 
 } // namespace kq::playerview

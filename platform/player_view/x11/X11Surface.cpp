@@ -242,7 +242,7 @@ std::uint8_t* X11Surface::Lend(Size size) {
     return picture.Pixels();
 }
 
-void X11Surface::Show(Size size, const std::uint8_t* pixels) {
+void X11Surface::Show(Size size, const std::uint8_t* pixels, const Rect& made) {
     const SigpipeGuard noSigpipe;
     const std::lock_guard<std::mutex> guard(m_lock);
     m_isLent = false;
@@ -253,21 +253,62 @@ void X11Surface::Show(Size size, const std::uint8_t* pixels) {
     ShmPicture& picture = *m_pictures[next];
     if (picture.Pixels() != pixels) {
         picture.WaitUntilUnused();
-        std::memcpy(picture.Pixels(), pixels, picture.Bytes());
+        const std::size_t rowBytes = std::size_t{4} * size.width;
+        const std::size_t begin = made.IsEmpty() ? 0 : made.y * rowBytes;
+        std::memcpy(picture.Pixels() + begin, pixels + begin, made.IsEmpty() ? 0 : made.height * rowBytes);
     }
-    const bool sameLayout = m_hasPicture && m_pictures[m_current]->PixelSize() == size;
+    m_settings.Bind(size);
+    const bool isComplete = Contains(made, NeededPart(size, m_settings));
+    if (!isComplete && !Contains(made, NeededPart(size, m_shown))) {
+        return; // made for settings that have changed twice since
+    }
+    const bool sameLayout =
+        m_hasPicture && m_pictures[m_current]->PixelSize() == size && (!isComplete || !m_isBehind);
+    if (isComplete) {
+        m_shown = m_settings;
+        m_isBehind = false;
+    }
     m_current = next;
+    m_made[next] = made;
     m_hasPicture = true;
     Draw(!sameLayout);
 }
 
-void X11Surface::Apply(const DisplaySettings& settings) {
+bool X11Surface::Apply(const DisplaySettings& settings) {
     const SigpipeGuard noSigpipe;
     const std::lock_guard<std::mutex> guard(m_lock);
     m_settings = settings;
+    m_isBehind = m_hasPicture &&
+                 !Contains(m_made[m_current], NeededPart(m_pictures[m_current]->PixelSize(), m_settings));
+    if (m_isBehind) {
+        return false;
+    }
+    m_shown = m_settings;
     if (m_window != 0) {
         Draw(true);
     }
+    return true;
+}
+
+bool X11Surface::FindMapping(KQViewMapping& mapping) {
+    const std::lock_guard<std::mutex> guard(m_lock);
+    if (!m_hasPicture) {
+        return false;
+    }
+    mapping = MappingOf(m_pictures[m_current]->PixelSize(), m_shown, m_canvas.size);
+    return true;
+}
+
+bool X11Surface::ReadPixel(int x, int y, std::uint32_t& rgb) {
+    const std::lock_guard<std::mutex> guard(m_lock);
+    if (!m_hasPicture || !Contains(m_made[m_current], {x, y, 1, 1})) {
+        return false;
+    }
+    const ShmPicture& picture = *m_pictures[m_current];
+    const std::uint8_t* pixel =
+        picture.Pixels() + 4 * (static_cast<std::size_t>(y) * picture.PixelSize().width + x);
+    rgb = static_cast<std::uint32_t>(pixel[2] << 16 | pixel[1] << 8 | pixel[0]);
+    return true;
 }
 
 void X11Surface::Redraw() {
@@ -302,11 +343,11 @@ void X11Surface::Draw(bool bars) {
         m_painter->PaintBlack(canvas);
     } else {
         ShmPicture& picture = *m_pictures[m_current];
-        const PictureLayout layout = LayOut(picture.PixelSize(), m_settings, canvas.size);
+        const PictureLayout layout = LayOut(picture.PixelSize(), m_shown, canvas.size);
         if (bars || m_backPixmaps) {
             m_painter->PaintBars(layout, canvas);
         }
-        m_painter->PaintPicture(picture, layout, canvas);
+        m_painter->PaintPicture(picture, layout, m_shown.Scaling(), canvas);
     }
     if (m_backPixmaps) {
         m_backPixmaps->Present(canvas);

@@ -30,10 +30,12 @@ public:
     X11Surface& operator=(const X11Surface&) = delete;
 
     std::uint8_t* Lend(Size size) override;
-    void Show(Size size, const std::uint8_t* pixels) override;
-    void Apply(const DisplaySettings& settings) override;
+    void Show(Size size, const std::uint8_t* pixels, const Rect& made) override;
+    bool Apply(const DisplaySettings& settings) override;
     void Redraw() override;
     std::uintptr_t Handle() override; ///< the window's id
+    bool FindMapping(KQViewMapping& mapping) override;
+    bool ReadPixel(int x, int y, std::uint32_t& rgb) override;
 
 private:
     using Event = XReply<xcb_generic_event_t>;
@@ -63,11 +65,14 @@ private:
     std::unique_ptr<Painter> m_painter;
     std::unique_ptr<BackPixmaps> m_backPixmaps; ///< null: drawn on the window itself
     std::unique_ptr<ShmPicture> m_pictures[2];
+    Rect m_made[2];    ///< the parts of them that may be shown
     int m_current = 0; ///< the picture shown last
     bool m_hasPicture = false;
     bool m_isLent = false; ///< somebody may be writing the picture that comes next
     bool m_needsRedraw = false;
-    DisplaySettings m_settings;
+    bool m_isBehind = false;    ///< the picture on show lacks what the settings would show of it
+    DisplaySettings m_settings; ///< as they were set last
+    DisplaySettings m_shown;    ///< those that the picture is shown with
 };
 
 } // namespace kq::playerview

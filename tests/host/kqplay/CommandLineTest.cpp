@@ -27,6 +27,14 @@ TEST(CommandLine, RefusesWhatMakesNoSense) {
         {"--views", "17", clip},
         {"--views", "2", "--compare", clip, clip},
         {"--filter", "hflip", "--compare", clip, clip},
+        {"--offset", "3", clip},
+        {"--offset", "3", "--compare", clip, clip},
+        {"--compare", clip, "--offset", "three", clip},
+        {"--compare", clip, "--offset", "1", "--offset", "2", clip},
+        {"--layout", "wipe", clip},
+        {"--layout", "round", "--compare", clip, clip},
+        {"--align", "sound", clip},
+        {"--align", "smell", "--compare", clip, clip},
         {"--capture-at", "1", clip},
         {"--capture-at", "1:", clip},
         {"--capture-at", "soon:a.png", clip},
@@ -60,13 +68,43 @@ TEST(CommandLine, RefusesWhatMakesNoSense) {
     }
 }
 
+TEST(CommandLine, GuessesWhichOptionWasMeant) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"--strat=5", "--strat: did you mean --start?"},
+        {"-loop", "-loop: did you mean --loop?"},
+        {"--contact", "--contact: did you mean --contact-sheet?"},
+        {"--no-audo", "--no-audo: did you mean --no-audio?"},
+        {"--quiet", "--quiet"},
+        {"-x", "-x"},
+    };
+    for (const auto& [typed, answer] : rows) {
+        const Outcome outcome = RunProcess({KQPLAY_PROGRAM, typed, Clip("plain.mp4")});
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(Lines(outcome.err).at(0), std::string("kqplay: there is no option ") + answer);
+    }
+}
+
+TEST(CommandLine, TakesTimesAsPeopleWriteThem) {
+    const TemporaryFolder folder;
+    const Strings frames = ReferenceHashes(Clip("long.mp4"));
+    const Outcome outcome =
+        RunProcess({"sh", "-c", "cd \"$0\" && exec \"$@\"", folder / "", KQPLAY_PROGRAM, "--headless",
+                    "--no-audio", "--start", "0:59.9", "--length", "0:00.04", "--capture-at", "0:30:a.png",
+                    "--capture-at", "0:00:12.5:b:c.png", "--capture-at", "3:10.png", Clip("long.mp4")});
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out.rfind("played  0:59.9", 0), 0u) << outcome.out;
+    EXPECT_EQ(FileHash(folder / "a.png"), frames.at(750));
+    EXPECT_EQ(FileHash("file:" + folder / "b:c.png"), frames.at(312));
+    EXPECT_EQ(FileHash(folder / "10.png"), frames.at(75));
+}
+
 TEST(CommandLine, NamesAnUnknownOptionBeforeAnythingElse) {
     const std::string clip = Clip("plain.mp4");
     for (const Strings& row : {Strings{"--strat", "1", clip}, Strings{clip, "--strat", "1"},
                                Strings{"--strat"}, Strings{"--strat", "--volume", "loud"}}) {
         const Outcome outcome = RunProcess(Joined({KQPLAY_PROGRAM}, row));
         EXPECT_EQ(outcome.status, 2);
-        EXPECT_EQ(Lines(outcome.err).at(0), "kqplay: there is no option --strat")
+        EXPECT_EQ(Lines(outcome.err).at(0), "kqplay: there is no option --strat: did you mean --start?")
             << testing::PrintToString(row);
     }
 }
@@ -116,6 +154,7 @@ TEST(BadInput, EndsInOneLineThatNamesTheFileAndTheReason) {
         {"one.mp4", {"--log", nowhere}, nowhere, "No such file"},
         {"plain.mp4", {"--audio", "wav:" + nowhere}, nowhere, "No such file"},
         {"plain.mp4", {"--audio", "wav:" + folder / ""}, folder / "", "irectory"},
+        {"plain.mp4", {"--audio-track", "2"}, "", "no sound track 2 among 1"},
         {"silent.mp4", {"--compare", Clip("missing.mp4")}, Clip("missing.mp4"), "No such file"},
         {"silent.mp4", {"--compare", Clip("tone.wav")}, Clip("tone.wav"), ""},
         {"silent.mp4", {"--filter", "hflip[a"}, "filter \"hflip[a\"", ""},

@@ -1,7 +1,5 @@
 // The window: its keys, its size, and what it shows, on an X server of the test's own.
-#include "Kqplay.h"
-#include "tests/support/WaitUntil.h"
-#include "tests/support/Xvfb.h"
+#include "InWindow.h"
 
 #include <unistd.h>
 
@@ -10,102 +8,11 @@
 #include <filesystem>
 #include <memory>
 
-// clang-format off: after GoogleTest, whose names the X headers' macros would change.
-#include <X11/Xlib.h>
-#include <X11/Xutil.h>
-#include <X11/keysym.h>
-// clang-format on
-
 using namespace kqtest;
 using kq::test::WaitUntil;
 namespace fs = std::filesystem;
 
 namespace {
-
-constexpr int timelineHeight = 8;
-
-class InWindow : public testing::Test {
-protected:
-    ~InWindow() override { XCloseDisplay(m_display); }
-
-    std::vector<Window> Children(Window parent) {
-        Window root = 0;
-        Window grandparent = 0;
-        Window* list = nullptr;
-        unsigned count = 0;
-        std::vector<Window> children;
-        if (XQueryTree(m_display, parent, &root, &grandparent, &list, &count) != 0 && list) {
-            children.assign(list, list + count);
-            XFree(list);
-        }
-        return children;
-    }
-
-    /// The program's window, once it is on the screen with the view in it.
-    Window FindWindow() {
-        Window found = 0;
-        WaitUntil([&] {
-            for (Window window : Children(DefaultRootWindow(m_display))) {
-                if (m_server.IsShown(static_cast<xcb_window_t>(window)) && !Children(window).empty()) {
-                    found = window;
-                }
-            }
-            return found != 0;
-        });
-        EXPECT_NE(found, 0u);
-        return found;
-    }
-
-    XWindowAttributes Attributes(Window window) {
-        XWindowAttributes attributes = {};
-        XGetWindowAttributes(m_display, window, &attributes);
-        return attributes;
-    }
-
-    /// A capital letter is typed with Shift.
-    void PressKey(Window window, KeySym key) {
-        TypeKey(window, XKeysymToKeycode(m_display, key), key >= XK_A && key <= XK_Z ? ShiftMask : 0);
-    }
-
-    /// @param key       its number
-    /// @param modifiers that are held down
-    void TypeKey(Window window, unsigned key, unsigned modifiers) {
-        Send(window, KeyPress, key, 0, 0, modifiers);
-        Send(window, KeyRelease, key, 0, 0, modifiers);
-    }
-
-    /// Sends what a key or a mouse does.
-    /// @param detail the key's or the button's number
-    void Send(Window window, int type, unsigned detail, int x = 0, int y = 0, unsigned modifiers = 0) {
-        XEvent event = {};
-        event.type = type;
-        XButtonEvent& button = event.xbutton; // the layout of a key's and a motion event too
-        button.display = m_display;
-        button.window = window;
-        button.root = DefaultRootWindow(m_display);
-        button.same_screen = True;
-        button.x = x;
-        button.y = y;
-        button.state = modifiers;
-        button.button = detail;
-        XSendEvent(m_display, window, True, KeyPressMask | ButtonPressMask | PointerMotionMask, &event);
-        XFlush(m_display);
-    }
-
-    /// @return true when the view fills its window and shows more than one colour
-    bool ViewFills(Window window, int width, int height) {
-        const Window child = Children(window).at(0);
-        const XWindowAttributes view = Attributes(child);
-        const Image image = m_server.Screenshot(static_cast<xcb_window_t>(child));
-        const auto row = image.pixels.begin() + image.width * (image.height / 2);
-        return view.x == 0 && view.y == 0 && image.width == width && image.height == height &&
-               std::any_of(row, row + width, [&](std::uint32_t pixel) { return pixel != *row; });
-    }
-
-    Xvfb m_server{{"-screen", "0", "1024x768x24"}};
-    Process::Environment m_environment = {{"DISPLAY", m_server.Display()}};
-    Display* m_display = XOpenDisplay(m_server.Display().c_str());
-};
 
 TEST_F(InWindow, ShowsThePictureFollowsTheSizeAndTakesKeys) {
     AtTerminal kqplay({"--audio", "null", Clip("long.mp4")}, m_environment);
@@ -169,6 +76,84 @@ TEST_F(InWindow, AClickOrDragOnTheTimelineGoesThere) {
     EXPECT_EQ(trace.positions.back(), 0) << "nor was it taken for one";
 }
 
+TEST_F(InWindow, ZoomsByKeysWheelAndMouseAndReadsPixels) {
+    AtTerminal kqplay({"--no-audio", "--views", "2", Clip("long.mp4")}, m_environment);
+    const Window window = FindWindow();
+    // Two views of 288x192, in which 96x64 is at 300 % when it is fitted. The screen has room for them.
+    m_server.ResizeWindow(static_cast<xcb_window_t>(window), 576, 192 + timelineHeight);
+    kqplay.Press(" g#500\r", "paused  0:20.00");
+    kqplay.Arrive();
+    const auto shot = [&] { return m_server.Screenshot(static_cast<xcb_window_t>(window)); };
+    const auto isBoth = [](const Image& image) { // and of the whole size
+        return image.width == 576 && image.At(100, 100) == image.At(388, 100);
+    };
+    /// Picture pixel (x, y) in the first view, when it has the size @p pixel and the corner (left, top).
+    const auto shows = [&](const Image& image, const Image& actual, int pixel, int left, int top) {
+        for (int y = 0; y < 192; ++y) {
+            for (int x = 0; x < 288; ++x) {
+                const int column = (x - left) / pixel, row = (y - top) / pixel;
+                const bool isIn = x >= left && y >= top && column < 96 && row < 64;
+                if (image.At(x, y) != (isIn ? actual.At(96 + column, 64 + row) : 0)) {
+                    return false;
+                }
+            }
+        }
+        return isBoth(image);
+    };
+    const auto becomes = [&](const Image& actual, int pixel, int left, int top) {
+        return WaitUntil([&] { return shows(shot(), actual, pixel, left, top); });
+    };
+    Image fitted;
+    EXPECT_TRUE(WaitUntil([&] { return isBoth(fitted = shot()); }));
+    PressKey(window, XK_1);
+    kqplay.Press("", "zoom 100 %");
+    Image actual;
+    EXPECT_TRUE(WaitUntil([&] { return shows(actual = shot(), actual, 1, 96, 64); }));
+    PressKey(window, XK_4);
+    kqplay.Press("", "zoom 400 %");
+    EXPECT_TRUE(becomes(actual, 4, -48, -32));
+    const auto mouse = [&](int type, unsigned button, int x, int y) { Send(window, type, button, x, y); };
+    for (int i = 0; i < 3; ++i) { // at a pointer in the second view
+        mouse(ButtonPress, Button4, 288 + 150, 75);
+        mouse(ButtonRelease, Button4, 288 + 150, 75);
+    }
+    kqplay.Press("", "zoom 800 %");
+    int left = 0, top = 0; // what lay under the pointer still does, but for whole pixels of the window
+    EXPECT_TRUE(WaitUntil([&] {
+        const Image image = shot();
+        for (int i = 0; i < 25; ++i) {
+            left = -249 + i % 5;
+            top = -142 + i / 5;
+            if (shows(image, actual, 8, left, top)) {
+                return true;
+            }
+        }
+        return false;
+    }));
+    mouse(ButtonPress, Button3, 300, 100);
+    mouse(MotionNotify, 0, 310, 140);
+    mouse(MotionNotify, 0, 348, 84);
+    mouse(ButtonRelease, Button3, 348, 84);
+    mouse(MotionNotify, 0, 10, 12);
+    EXPECT_TRUE(becomes(actual, 8, left + 48, top - 16));
+    PressKey(window, XK_p);
+    const int column = (10 - left - 48) / 8, row = (12 - top + 16) / 8;
+    const std::uint32_t rgb = actual.At(96 + column, 64 + row);
+    kqplay.Press("", std::to_string(column) + "," + std::to_string(row) + "  Y ");
+    const auto level = [&](int shift) { return std::to_string(rgb >> shift & 0xFF); };
+    EXPECT_NE(kqplay.process.Output().find("RGB " + level(16) + " " + level(8) + " " + level(0)),
+              std::string::npos)
+        << kqplay.process.Output();
+    PressKey(window, XK_p);
+    PressKey(window, XK_z);
+    kqplay.Press("", "zoom to fit");
+    EXPECT_TRUE(WaitUntil([&] { // but for the timeline, which goes on
+        return std::equal(fitted.pixels.begin(), fitted.pixels.begin() + 576 * 192, shot().pixels.begin());
+    }));
+    PressKey(window, XK_q);
+    kqplay.Quit("");
+}
+
 TEST_F(InWindow, AHeldStepKeyShowsEveryPictureInItsTime) {
     AtTerminal kqplay({"--no-audio", Clip("long.mp4")}, m_environment);
     const Window window = FindWindow();
@@ -227,6 +212,23 @@ TEST_F(InWindow, TheTimelineShowsWhatIsRepeatedAndWhatIsKept) {
         EXPECT_TRUE(WaitUntil([&] { return colourAt(row.part, row.row) == row.colour; }))
             << row.part << " " << row.row << std::hex << " " << colourAt(row.part, row.row);
     }
+    kqplay.Quit();
+}
+
+/// The second file ends half-way.
+TEST_F(InWindow, TheTimelineShowsWhereFilesDiffer) {
+    AtTerminal kqplay({"--no-audio", "--compare", Clip("silent.mp4"), Clip("plain.mp4")}, m_environment);
+    const Window window = FindWindow();
+    kqplay.Press(" \033[Hn", "differs");
+    const XWindowAttributes size = Attributes(window);
+    const auto colourAt = [&](int x) {
+        const Image image = m_server.Screenshot(static_cast<xcb_window_t>(window));
+        return image.pixels.at(
+                   static_cast<std::size_t>(image.width * (size.height - timelineHeight / 2) + x)) &
+               0xFFFFFF;
+    };
+    EXPECT_TRUE(WaitUntil([&] { return colourAt(size.width * 2 / 5) == 0xD04040; }));
+    EXPECT_EQ(colourAt(size.width * 3 / 5), 0x404040u);
     kqplay.Quit();
 }
 

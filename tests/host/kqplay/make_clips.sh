@@ -44,6 +44,12 @@ clip full.avi -f lavfi -i "$noisy" -t 1 -pix_fmt yuvj420p -c:v mjpeg -q:v 3
 clip tone.wav -f lavfi -i sine=frequency=440:sample_rate=48000 -t 1 -ac 2 -c:a pcm_s16le
 clip surround.mkv -f lavfi -i sine=frequency=440:sample_rate=48000 -f lavfi -i "$(picture 64x48 25)" -t 0.8 \
     -ac 6 -c:a pcm_s16le -c:v ffv1 -pix_fmt yuv422p10le
+for colour in red blue; do
+    clip "$colour.mkv" -f lavfi -i "color=$colour:size=160x120:rate=25,format=yuv420p" -t 1.6 -c:v ffv1
+done
+clip small-red.mkv -f lavfi -i "color=red:size=32x32:rate=10,format=yuv420p" -t 1.6 -c:v ffv1
+clip moving.mkv -f lavfi -i "color=gray:size=12x9:rate=25,noise=alls=100:allf=t+u:all_seed=3,tmix=frames=5,scale=96:72:flags=bilinear" \
+    -t 4 -pix_fmt yuv420p -c:v ffv1
 clip picture.png -f lavfi -i "$(picture 64x48 25)" -frames:v 1
 
 # Two that are longer than they say: by the header, and by the estimate that the loud begin leads to.

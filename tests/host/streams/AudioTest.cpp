@@ -91,6 +91,28 @@ TEST(AudioSeeking, LandsOnTheSample) {
     }
 }
 
+TEST(AudioTracks, TheOneThatIsAskedForIsHeard) {
+    const std::string clip = Clip("twosounds.mkv");
+    for (const auto& [track, waves] : {std::pair(0, 440), {1, 440}, {2, 880}}) {
+        OpenOptions options = AudioOnly();
+        options.audioTrack = track;
+        OpenedFile file(clip, options);
+        const std::vector<std::int16_t> sound = Listen(file.Audio());
+        int rises = 0;
+        for (std::size_t i = 1; i < sound.size(); ++i) {
+            rises += sound[i - 1] < 0 && sound[i] >= 0 ? 1 : 0;
+        }
+        EXPECT_NEAR(rises, waves, 1) << track;
+        EXPECT_EQ(file.File().facts.audioTrack, std::max(track, 1));
+        EXPECT_EQ(
+            file.File().facts.audioTracks,
+            (std::vector<std::string>{"flac, 44100 Hz, 1 channels", "flac, 44100 Hz, 1 channels, fra"}));
+    }
+    OpenOptions options;
+    options.audioTrack = 3;
+    EXPECT_EQ(Refusal(clip, options), clip + ": there is no sound track 3 among 2");
+}
+
 TEST(AudioGaps, AreFilledWithSilence) {
     OpenedFile file(Clip("latesound.mkv")); // the sound begins a second after the pictures
     std::vector<std::int64_t> times;

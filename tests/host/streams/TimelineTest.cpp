@@ -78,6 +78,22 @@ TEST(Timelines, AreThePlainStreamsUnlessSomethingIsSet) {
     }
 }
 
+TEST(Timelines, TellHowPicturesWereCodedAndKeepThem) {
+    const OpenedTimeline timeline(Clip("bframes.mp4")); // each key picture or P has three Bs before it
+    std::mt19937 random(5);
+    for (int i = 0; i < 30; ++i) {
+        const int number = static_cast<int>(random() % 96);
+        timeline.Video().Seek(number / 25.0, 1);
+        const KeptPicture kept = KeepPicture(timeline.Video());
+        EXPECT_EQ(kept.place.number, number);
+        EXPECT_EQ(kept.place.kind, number == 0 ? 'I' : number % 4 == 0 ? 'P' : 'B') << number;
+        const std::string pixels = PixelsOf(*timeline.Video().GetCurrentFrame());
+        timeline.Video().Seek(0, 1);
+        EXPECT_EQ(PixelsOf(*kept.frame), pixels);
+    }
+    EXPECT_FALSE(KeepPicture(OpenedFile(Clip("bframes.mp4")).Video()).frame) << "has no places";
+}
+
 TEST(Timelines, GivePicturesAtTheTimesOfTheRate) {
     const struct {
         double rate, from;

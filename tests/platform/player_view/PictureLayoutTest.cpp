@@ -25,6 +25,14 @@ constexpr auto fit = IMAGE_RESIZE_FIT, stretch = IMAGE_RESIZE_STRETCH, fill = IM
                original = IMAGE_RESIZE_ORIGINAL;
 constexpr int huge = 2147483647;
 
+/// @return a part of whole pixels
+Rect Whole(const RectF& r) {
+    const Rect whole = {static_cast<int>(r.x), static_cast<int>(r.y), static_cast<int>(r.width),
+                        static_cast<int>(r.height)};
+    EXPECT_TRUE(r.x == whole.x && r.y == whole.y && r.width == whole.width && r.height == whole.height);
+    return whole;
+}
+
 TEST(PictureLayout, PlacesThePicture) {
     const struct {
         const char* name;
@@ -69,9 +77,111 @@ TEST(PictureLayout, PlacesThePicture) {
         settings.crop = c.crop;
         const PictureLayout layout = LayOut(c.picture, settings, c.window);
         const Rect whole = {0, 0, c.picture.width, c.picture.height};
-        EXPECT_EQ(layout.source, c.source.IsEmpty() ? whole : c.source);
+        EXPECT_EQ(Whole(layout.source), c.source.IsEmpty() ? whole : c.source);
         EXPECT_EQ(layout.target, c.target);
         EXPECT_EQ(layout.visible, Intersect(c.target, {0, 0, c.window.width, c.window.height}));
+    }
+}
+
+TEST(PictureLayout, PlacesWhatIsDisplayed) {
+    const struct {
+        const char* name;
+        KQRectF display;
+        std::int32_t resize;
+        Size aspect, set, picture, window; ///< set: the size of the picture that the display counts in
+        Rect target, visible, needed;
+        bool isCopy = false;
+    } cases[] = {
+        {"all", {}, fit, {}, {8, 4}, {8, 4}, {16, 10}, {0, 1, 16, 8}, {0, 1, 16, 8}, {0, 0, 8, 4}},
+        {"part", {2, 1, 4, 2}, fit, {}, {8, 4}, {8, 4}, {8, 4}, {0, 0, 8, 4}, {0, 0, 8, 4}, {1, 0, 4, 3}},
+        {"fractions",
+         {2.25, 1.5, 4.25, 2.5},
+         stretch,
+         {},
+         {8, 4},
+         {8, 4},
+         {9, 9},
+         {0, 0, 9, 9},
+         {0, 0, 9, 9},
+         {1, 0, 5, 4}},
+        {"twice the size",
+         {2, 1, 4, 2},
+         fit,
+         {},
+         {8, 4},
+         {16, 8},
+         {8, 4},
+         {0, 0, 8, 4},
+         {0, 0, 8, 4},
+         {3, 1, 6, 4}},
+        {"beyond",
+         {-4, -2, 12, 6},
+         fit,
+         {},
+         {8, 4},
+         {8, 4},
+         {32, 16},
+         {0, 0, 32, 16},
+         {8, 4, 16, 8},
+         {0, 0, 8, 4}},
+        {"half a pixel beyond",
+         {-0.5, 0, 7.5, 4},
+         stretch,
+         {},
+         {8, 4},
+         {8, 4},
+         {16, 8},
+         {0, 0, 16, 8},
+         {1, 0, 15, 8},
+         {0, 0, 8, 4}},
+        {"outside", {20, 0, 28, 4}, fit, {}, {8, 4}, {8, 4}, {16, 8}, {0, 0, 16, 8}, {}, {}},
+        {"actual",
+         {2, 1, 6, 3},
+         stretch,
+         {},
+         {8, 4},
+         {8, 4},
+         {4, 2},
+         {0, 0, 4, 2},
+         {0, 0, 4, 2},
+         {1, 0, 6, 4},
+         true},
+        {"actual, between",
+         {2.5, 1, 6.5, 3},
+         stretch,
+         {},
+         {8, 4},
+         {8, 4},
+         {4, 2},
+         {0, 0, 4, 2},
+         {0, 0, 4, 2},
+         {1, 0, 7, 4}},
+        {"wide pixels",
+         {2, 0, 6, 4},
+         fit,
+         {4, 1},
+         {8, 4},
+         {8, 4},
+         {40, 10},
+         {10, 0, 20, 10},
+         {10, 0, 20, 10},
+         {1, 0, 6, 4}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        DisplaySettings settings;
+        settings.aspectX = c.aspect.width;
+        settings.aspectY = c.aspect.height;
+        settings.cropOn = true; // a display stands above it
+        settings.crop = {1, 1, 2, 2};
+        settings.displayOn = true;
+        settings.display = {c.display, KQ_SCALING_NEAREST, c.resize};
+        settings.displayFor = c.set;
+        const PictureLayout layout = LayOut(c.picture, settings, c.window);
+        EXPECT_EQ(layout.target, c.target);
+        EXPECT_EQ(layout.visible, c.visible);
+        EXPECT_EQ(layout.IsCopy(), c.isCopy);
+        EXPECT_EQ(NeededPart(c.picture, settings), c.needed);
     }
 }
 

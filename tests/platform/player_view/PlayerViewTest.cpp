@@ -43,6 +43,22 @@ struct TestView {
     void* const mView;
 };
 
+struct SeenPicture {
+    void* view;
+    int number;
+    std::vector<std::uint8_t> pixels;
+};
+
+void KeepPicture(void* view, int number, int width, int height, const unsigned char* pixels, void* userData) {
+    const std::size_t bytes = std::size_t{4} * width * height;
+    static_cast<std::vector<SeenPicture>*>(userData)->push_back({view, number, {pixels, pixels + bytes}});
+}
+
+void KeepNothing(void* view, int number, int, int, const unsigned char* pixels, void* userData) {
+    EXPECT_EQ(pixels, nullptr);
+    static_cast<std::vector<SeenPicture>*>(userData)->push_back({view, number, {}});
+}
+
 TEST(PlayerView, ShowsPictureInChildWindow) {
     Xvfb server;
     const xcb_window_t parent = server.MakeWindow(100, 50, 400, 300, 0xABCDEF);
@@ -129,6 +145,50 @@ TEST(PlayerView, HostsSettingsTakeEffectAtOnce) {
     expect("no crop rectangle", {{1, 50, red}, {199, 149, white}});
 }
 
+TEST(PlayerView, NeverShowsWhatWasNotMade) {
+    Xvfb server;
+    const TestView view(nullptr, {0, 0, 160, 90});
+    const KQViewDisplay corner = {{80, 45, 160, 90}, KQ_SCALING_NEAREST, IMAGE_RESIZE_FIT};
+    const KQViewDisplay middle = {{40, 20, 80, 40}, KQ_SCALING_NEAREST, IMAGE_RESIZE_FIT};
+    tagRECT part = {};
+    EXPECT_EQ(PVSetDisplay(view, &corner), 1);
+    ASSERT_EQ(PVGetWantedPart(view, 160, 90, &part), 1);
+    EXPECT_EQ(part.left, 79);
+    EXPECT_EQ(part.bottom, 90);
+    std::vector<SeenPicture> seen;
+    PVSetPictureSink(view, KeepPicture, &seen);
+    ASSERT_EQ(PVGetWantedPart(view, 160, 90, &part), 1);
+    EXPECT_EQ(part.left, 0) << "a sink reads all of it";
+    PVSetPictureWatch(view, KeepNothing, &seen);
+    ASSERT_EQ(PVGetWantedPart(view, 160, 90, &part), 1);
+
+    TestPicture picture = Plain(160, 90, green);
+    PVShowRGB32Part(view, 160, 90, picture.pixels.data(), &part);
+    EXPECT_TRUE(WaitForProbes(server, {{0, 0, green}, {159, 89, green}}, view.Window()));
+    std::uint32_t rgb = 0;
+    EXPECT_EQ(PVGetShownPixel(view, 90, 60, &rgb), 1);
+    EXPECT_EQ(rgb, green);
+    EXPECT_EQ(PVGetShownPixel(view, 10, 10, &rgb), 0);
+    EXPECT_EQ(PVSetDisplay(view, &middle), 2);
+    EXPECT_EQ(PVUpdate(view), 1);
+    KQViewMapping mapping = {};
+    EXPECT_EQ(PVGetMapping(view, &mapping), 1);
+    EXPECT_EQ(mapping.source.left, 80) << "as it is still shown";
+    EXPECT_TRUE(WaitForProbes(server, {{0, 0, green}, {159, 89, green}}, view.Window()));
+    picture = Plain(160, 90, blue);
+    PVShowRGB32Part(view, 160, 90, picture.pixels.data(), &part); // still made for the corner
+    EXPECT_TRUE(WaitForProbes(server, {{0, 0, blue}, {159, 89, blue}}, view.Window()));
+    view.Show(Plain(160, 90, red));
+    EXPECT_TRUE(WaitForProbes(server, {{0, 10, red}, {159, 79, red}}, view.Window()));
+    EXPECT_EQ(PVGetMapping(view, &mapping), 1);
+    EXPECT_EQ(mapping.source.left, 40);
+    EXPECT_EQ(PVSetDisplay(view, nullptr), 1);
+    EXPECT_EQ(seen.size(), 3u);
+    PVSetPictureSink(view, KeepPicture, &seen);
+    PVShowRGB32Part(view, 160, 90, picture.pixels.data(), &part);
+    EXPECT_EQ(seen.size(), 3u) << "sinks get whole pictures only";
+}
+
 TEST(PlayerView, BadArgumentsAreRefused) {
     tagRECT rect = {};
     for (int (*function)(void*, unsigned) : {PVSetCropMode, PVSetMaskMode}) {
@@ -140,6 +200,13 @@ TEST(PlayerView, BadArgumentsAreRefused) {
     EXPECT_EQ(PVSetDisplayResizeMode(nullptr, IMAGE_RESIZE_FIT), 0);
     EXPECT_EQ(PVUpdate(nullptr), 0);
     EXPECT_EQ(PVGetHwnd(nullptr), nullptr);
+    KQViewDisplay display = {};
+    KQViewMapping mapping = {};
+    std::uint32_t rgb = 0;
+    EXPECT_EQ(PVSetDisplay(nullptr, &display) + PVGetDisplay(nullptr, &display), 0);
+    EXPECT_EQ(PVGetMapping(nullptr, &mapping) + PVGetShownPixel(nullptr, 0, 0, &rgb), 0);
+    EXPECT_EQ(PVGetWantedPart(nullptr, 1, 1, &rect), 0);
+    PVShowRGB32Part(nullptr, 1, 1, nullptr, nullptr);
     PVSetDisplayScale(nullptr, 1, 1);
     PVShowRGB32Image(nullptr, 1, 1, nullptr);
     PVDestroyPlayerView(nullptr);
@@ -214,17 +281,6 @@ TEST(PlayerView, WithoutDisplayTheViewIsOffScreen) {
         }
     }
     unsetenv("DISPLAY");
-}
-
-struct SeenPicture {
-    void* view;
-    int number;
-    std::vector<std::uint8_t> pixels;
-};
-
-void KeepPicture(void* view, int number, int width, int height, const unsigned char* pixels, void* userData) {
-    const std::size_t bytes = std::size_t{4} * width * height;
-    static_cast<std::vector<SeenPicture>*>(userData)->push_back({view, number, {pixels, pixels + bytes}});
 }
 
 TEST(PlayerView, SinksReceiveEveryPicture) {

@@ -1,6 +1,7 @@
 // The ways of drawing, one after the other: whatever the server can or cannot do, the window shows the same.
 #include "x11/X11Surface.h"
 
+#include "Reference.h"
 #include "TestPicture.h"
 #include "tests/support/WaitUntil.h"
 
@@ -13,6 +14,7 @@
 #include <cstring>
 #include <memory>
 #include <ostream>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -45,14 +47,15 @@ protected:
         m_surface = X11Surface::Create(std::move(connection), 0, {40, 30, 320, 180});
     }
     void Show(const TestPicture& picture) {
-        m_surface->Show({picture.width, picture.height}, picture.pixels.data());
+        m_surface->Show({picture.width, picture.height}, picture.pixels.data(),
+                        {0, 0, picture.width, picture.height});
     }
     xcb_window_t Window() { return static_cast<xcb_window_t>(m_surface->Handle()); }
     void ShowLent(const TestPicture& picture) {
         const Size size = {picture.width, picture.height};
         std::uint8_t* const pixels = m_surface->Lend(size);
         std::memcpy(pixels, picture.pixels.data(), picture.pixels.size());
-        m_surface->Show(size, pixels);
+        m_surface->Show(size, pixels, {0, 0, size.width, size.height});
     }
     bool WaitForPicture(const TestPicture& picture, int x, int y) {
         return kqtest::WaitForPicture(m_server, picture, x, y, Window());
@@ -92,6 +95,38 @@ TEST_P(X11SurfaceTest, ScalesSmoothPictures) {
         return image.width == 320;
     };
     EXPECT_TRUE(isScaled(m_server.WaitFor(isScaled, Window())));
+}
+
+TEST_P(X11SurfaceTest, ScalesToTheByteAndKeepsAPlaceWhenSizesChange) {
+    std::mt19937 random(3);
+    const Size window = {320, 180};
+    DisplaySettings settings;
+    settings.displayOn = true;
+    settings.display = {{10.3, 5.75, 42.3, 23.75}, 0, IMAGE_RESIZE_FIT};
+    settings.displayFor = {64, 36};
+    for (const int size : {1, 2}) { // the second picture is twice as large
+        const TestPicture picture = Random(64 * size, 36 * size, random);
+        Show(picture);
+        for (const std::int32_t scaling : {KQ_SCALING_NEAREST, KQ_SCALING_BILINEAR}) {
+            settings.display.nScaling = scaling;
+            EXPECT_TRUE(m_surface->Apply(settings));
+            const PictureLayout layout = LayOut({picture.width, picture.height}, settings, window);
+            const std::vector<std::uint8_t> pixels = Scaled(picture, layout, scaling == KQ_SCALING_BILINEAR);
+            TestPicture shown(layout.visible.width, layout.visible.height, [](int, int) { return 0; });
+            shown.pixels = pixels;
+            EXPECT_TRUE(WaitForPicture(shown, layout.visible.x, layout.visible.y)) << size << " " << scaling;
+        }
+    }
+    // What reaches beyond the picture is black, whatever was there.
+    settings.display = {{-64, -36, 192, 108}, KQ_SCALING_DEFAULT, IMAGE_RESIZE_STRETCH};
+    settings.displayFor = {128, 72};
+    m_surface->Apply(settings);
+    Show(Plain(128, 72, red));
+    EXPECT_TRUE(
+        WaitForProbes({{79, 90, black}, {82, 90, red}, {237, 90, red}, {240, 90, black}, {160, 44, black}}));
+    settings.display.source = {200, 0, 300, 50};
+    m_surface->Apply(settings);
+    EXPECT_TRUE(WaitForProbes({{0, 0, black}, {160, 90, black}, {319, 179, black}}));
 }
 
 TEST_P(X11SurfaceTest, CutsAndCrops) {

@@ -18,6 +18,9 @@ namespace kq::streams {
 struct OpenOptions {
     bool video = true; ///< open the best video stream, if there is one
     bool audio = true; ///< open the best audio stream, if there is one
+    /// Which of the file's audio streams is opened, counted from 1; 0: the best one. One that is not there
+    /// fails the opening.
+    int audioTrack = 0;
     /// Bound of each stream's queue of decoded frames, in bytes. At least three frames are always queued.
     std::size_t queueBytes = std::size_t{48} << 20;
     int decoderThreads = 0; ///< for video; 0: one a core, eight at most
@@ -54,9 +57,12 @@ struct MediaFacts {
     int height = 0;          ///< pixels
     double frameRate = 0;    ///< average, frames per second
     int frameCount = 0;      ///< of the video
-    int sampleRate = 0;      ///< Hz
-    int channels = 0;        ///< of the source
-    double duration = 0;     ///< seconds
+    /// Each audio stream, unless no sound is asked for: "aac, 48000 Hz, 2 channels, eng".
+    std::vector<std::string> audioTracks;
+    int audioTrack = 0;  ///< which of these was opened, counted from 1; 0 for none
+    int sampleRate = 0;  ///< Hz
+    int channels = 0;    ///< of the source
+    double duration = 0; ///< seconds
 };
 
 /// An open file. Copies share nothing: the struct is a plain holder, and Release() gives the streams back.
@@ -149,6 +155,7 @@ struct PicturePlace {
         -1;              ///< counted from 0 in order of time; -1 while the file's index does not reach so far
     double time = 0;     ///< begin of the picture, seconds from the file's start
     double duration = 0; ///< seconds; 0 for unknown
+    char kind = '\0';    ///< how it was coded: 'I', 'P', 'B', or another letter of FFmpeg's; 0 for unknown
 };
 
 /// The play time of a file: slower, faster, backwards, and ranges that repeat without a seam.
@@ -220,5 +227,17 @@ bool OpenTimeline(const std::string& path, const OpenOptions& options, MediaFile
 /// @param place  receives where its current picture stands in its file
 /// @return false without a picture, and for other streams. Waits for the picture; any thread.
 bool PlaceOfPicture(IMediaStream& stream, PicturePlace& place);
+
+/// A picture that stays as long as somebody holds it, and where it stands in its file.
+struct KeptPicture {
+    PicturePlace place;                       ///< as PlaceOfPicture() tells it
+    std::shared_ptr<const MEDIA_FRAME> frame; ///< never changes; null for no picture
+};
+
+/// Keeps the current picture of a stream, without a copy. Neither moves the position nor touches the frame
+/// that the calling thread uses. A picture that is kept takes memory beyond the bounds of OpenOptions.
+/// @param stream as for PlaceOfPicture()
+/// @return no picture where PlaceOfPicture() gives false. Waits for the picture; any thread.
+KeptPicture KeepPicture(IMediaStream& stream);
 
 } // namespace kq::streams
