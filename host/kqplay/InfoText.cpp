@@ -22,10 +22,11 @@ std::string FormatPlay(const PictureInfo& info) {
     std::string text = FormatSource(info.facts, frame ? frame->image.nWidth : info.facts.width,
                                     frame ? frame->image.nHeight : info.facts.height) +
                        gap + Speeds::Format(info.speed);
-    if (info.offset) {
-        text += std::string(gap) + "offset " + (*info.offset > 0 ? "+" : "") + std::to_string(*info.offset);
+    if (info.offset == 0) {
+        return text;
     }
-    return text;
+    // It comes first, as a bar that is too narrow cuts off the end.
+    return std::string("offset ") + (info.offset > 0 ? "+" : "") + std::to_string(info.offset) + gap + text;
 }
 
 } // namespace
