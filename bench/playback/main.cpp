@@ -1,4 +1,5 @@
-// Measures playback: bench_playback [pacing] [sync] [cost] [zoom] [layouts], everything when nothing is named.
+// Measures playback: bench_playback [pacing] [sync] [cost] [zoom] [layouts], everything when nothing is
+// named.
 #include "Measured.h"
 
 #include <host/kqplay/ComponentOutput.h>

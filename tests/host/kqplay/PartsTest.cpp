@@ -9,8 +9,8 @@
 #include <host/kqplay/ProgressLine.h>
 #include <host/kqplay/Speeds.h>
 #include <host/kqplay/TypedPlace.h>
-#include <host/kqplay/Zoom.h>
 #include <host/kqplay/ViewLayout.h>
+#include <host/kqplay/Zoom.h>
 
 #include <cmath>
 #include <cstdint>
