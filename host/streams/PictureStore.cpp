@@ -126,7 +126,7 @@ FramePtr PictureStore::MoveTo(Ticks time, bool exact) {
     m_started = true;
     m_aheadAt.reset();
     m_ahead->KeepWays(GoesBack());
-    Landing landing = m_ahead->Seek(time, exact);
+    Landing landing = SeekAhead(time, exact);
     if (!landing.moved || !landing.frame) {
         return nullptr;
     }
@@ -136,6 +136,19 @@ FramePtr PictureStore::MoveTo(Ticks time, bool exact) {
         After(landing.frame); // it may be the last
     }
     return std::move(landing.frame);
+}
+
+/// Seeks while the thread begins nothing that nobody waits for.
+Landing PictureStore::SeekAhead(Ticks time, bool exact) {
+    {
+        const std::lock_guard guard(m_lock);
+        m_isSeeking = true;
+    }
+    Landing landing = m_ahead->Seek(time, exact);
+    const std::lock_guard guard(m_lock);
+    m_isSeeking = false;
+    m_moved = Clock::now();
+    return landing;
 }
 
 bool PictureStore::GoesBack() const {
@@ -430,7 +443,7 @@ std::optional<PictureStore::Part> PictureStore::NextPart() {
         part.isWanted = true;
         return part;
     }
-    if (!m_aimed || (m_direction == Direction::Forward && !IsStill())) {
+    if (!m_aimed || m_isSeeking || (m_direction == Direction::Forward && !IsStill())) {
         return std::nullopt;
     }
     auto entry = OnShow(m_place);

@@ -96,6 +96,7 @@ private:
     };
 
     FramePtr MoveTo(Ticks time, bool exact);
+    Landing SeekAhead(Ticks time, bool exact);
     FramePtr First();
     FramePtr NextOf(const Frame& picture);
     void Keep(const Landing& landing, Ticks time);
@@ -143,6 +144,7 @@ private:
     Ticks m_steppedFrom = 0; ///< where stepping back began
     bool m_aimed = false;
     bool m_isResting = false;                              ///< the thread waits until the place changes
+    bool m_isSeeking = false;                              ///< the reader's decoder needs the processor
     Clock::time_point m_moved;                             ///< when the place was changed last
     Ticks m_lowestEnd = std::numeric_limits<Ticks>::max(); ///< of the parts made for this place
     FramePtr m_wanted;                     ///< the reader waits for the picture before this one
