@@ -109,7 +109,6 @@ std::string CompareControl::Choose(std::size_t number) {
     if (!m_parts.comparison->Choose(number)) {
         return "there is no file " + std::to_string(number + 1) + " to compare with";
     }
-    m_parts.second = m_parts.comparison->Beside().file;
     m_transport.Redraw();
     return "beside " + m_parts.comparison->ShortName();
 }

@@ -111,6 +111,17 @@ bool Comparison::Flip(bool on) {
     return true;
 }
 
+std::optional<int> Comparison::ViewOf(bool isOther) const {
+    switch (m_layout) {
+    case Layout::Flip:
+        return isOther == m_isFlipped ? std::optional(1) : std::nullopt;
+    case Layout::Difference:
+        return std::nullopt;
+    default:
+        return isOther ? 1 : 0;
+    }
+}
+
 /// Gives the views what they show.
 void Comparison::Apply() {
     IMediaStream* const beside = Beside().file.video;

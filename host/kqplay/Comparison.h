@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -85,10 +86,12 @@ public:
     /// @return the picture that a view shows, while its stream stands there, and of a difference the first
     ///         file's; none for a view that nobody sees. Any thread.
     kq::streams::KeptPicture KeepShown(int view);
+    /// @return the view that shows the file that is chosen, or the first one; none for a file that is not
+    /// seen
+    ///         by itself
+    std::optional<int> ViewOf(bool isOther) const;
     /// @return true for a view of the file that is chosen, false for one of the first file, or of differences
-    bool ShowsOther(int view) const {
-        return view == 1 && (m_layout != Layout::Flip ? m_layout != Layout::Difference : m_isFlipped);
-    }
+    bool ShowsOther(int view) const { return ViewOf(true) == view; }
     /// @return the first view that is seen
     int Front() const { return m_layout == Layout::Flip || m_layout == Layout::Difference ? 1 : 0; }
     /// @return true for a view that nobody sees; any thread

@@ -205,7 +205,7 @@ void EventLoop::ShowProgress() {
 
 void EventLoop::ShowPanels() {
     m_info.Show();
-    m_scope.Choose(m_parts.comparison ? m_parts.comparison->Front() : 0);
+    m_scope.Choose(m_parts.FrontView());
     m_scope.Show();
 }
 

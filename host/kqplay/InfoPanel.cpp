@@ -60,7 +60,7 @@ PictureInfo InfoPanel::InfoOf(int view) const {
     info.speed = m_transport.Speed();
     if (m_parts.comparison && m_parts.comparison->ShowsOther(view)) {
         info.name = m_parts.comparison->ShortName();
-        info.facts = m_parts.second.facts;
+        info.facts = m_parts.comparison->Beside().file.facts;
         info.offset = m_parts.comparison->Beside().offset;
     } else {
         info.name = std::filesystem::path(m_parts.options.file).filename().string();

@@ -9,7 +9,7 @@
 namespace kqplay {
 
 std::string Magnifier::SetFactor(double factor) {
-    const auto screen = ScreenOf(Front());
+    const auto screen = FrontScreen();
     if (!screen) {
         return "no picture in a window";
     }
@@ -31,7 +31,7 @@ std::string Magnifier::Follow(const PictureMouse& mouse) {
     if (!isMoved && !isResized && !pointed) {
         return {};
     }
-    const auto screen = ScreenOf(Front());
+    const auto screen = FrontScreen();
     if (!screen) {
         return {};
     }
@@ -52,11 +52,6 @@ std::optional<Magnifier::Pointed> Magnifier::FindView(int x, int y) const {
         }
     }
     return std::nullopt;
-}
-
-/// @return the first view that is seen
-std::size_t Magnifier::Front() const {
-    return m_parts.comparison ? static_cast<std::size_t>(m_parts.comparison->Front()) : 0;
 }
 
 /// @return none without a window or before the first picture
@@ -81,7 +76,7 @@ std::optional<Zoom::Screen> Magnifier::ScreenOf(std::size_t view) const {
 
 void Magnifier::Apply() {
     m_places = m_parts.window->ViewPlaces();
-    const auto first = ScreenOf(Front());
+    const auto first = FrontScreen();
     for (std::size_t i = 0; i < m_places.size(); ++i) {
         const auto screen = ScreenOf(i);
         const auto view = m_parts.player.View(i);
@@ -93,7 +88,7 @@ void Magnifier::Apply() {
 }
 
 std::string Magnifier::Describe() const {
-    const auto screen = ScreenOf(Front());
+    const auto screen = FrontScreen();
     if (m_zoom.IsFit() || !screen) {
         return "zoom to fit";
     }
@@ -116,7 +111,8 @@ std::string Magnifier::DescribePixel() const {
     std::vector<FilePixel> files;
     int firstX = 0;
     int firstY = 0;
-    for (IMediaStream* const stream : {m_parts.file.video, m_parts.second.video}) {
+    IMediaStream* const other = m_parts.BesideVideo();
+    for (IMediaStream* const stream : {m_parts.file.video, other}) {
         const MEDIA_FRAME* const frame = stream ? stream->GetCurrentFrame() : nullptr;
         if (!frame) {
             continue;
@@ -127,7 +123,7 @@ std::string Magnifier::DescribePixel() const {
             firstX = x;
             firstY = y;
         }
-        files.push_back({SamplesAt(*frame, x, y), ShownPixel(stream == m_parts.second.video, x, y)});
+        files.push_back({SamplesAt(*frame, x, y), ShownPixel(stream == other, x, y)});
     }
     return files.empty() ? std::string() : FormatPixel(firstX, firstY, files);
 }
@@ -135,16 +131,8 @@ std::string Magnifier::DescribePixel() const {
 /// @param isOther a pixel of the file beside the first
 /// @return none where no view shows that file
 std::optional<std::uint32_t> Magnifier::ShownPixel(bool isOther, int x, int y) const {
-    int shows = isOther ? 1 : 0;
-    if (m_parts.comparison) {
-        shows = m_parts.comparison->ShowsOther(1) == isOther ? 1 : 0;
-        const bool isSeen = m_parts.comparison->Now() != Layout::Difference &&
-                            (shows == 1 || m_parts.comparison->Front() == 0);
-        if (!isSeen) {
-            return std::nullopt;
-        }
-    }
-    const auto view = m_parts.player.View(static_cast<std::size_t>(shows));
+    const auto number = m_parts.comparison ? m_parts.comparison->ViewOf(isOther) : std::optional(0);
+    const auto view = number ? m_parts.player.View(static_cast<std::size_t>(*number)) : nullptr;
     std::uint32_t rgb = 0;
     const bool isKnown = view && view->GetShownPixel(x, y, &rgb) == kq::Ok;
     return isKnown ? std::optional(rgb) : std::nullopt;

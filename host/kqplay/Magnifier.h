@@ -35,7 +35,9 @@ private:
 
     std::optional<Pointed> FindView(int x, int y) const;
     std::optional<Zoom::Screen> ScreenOf(std::size_t view) const;
-    std::size_t Front() const;
+    std::optional<Zoom::Screen> FrontScreen() const {
+        return ScreenOf(static_cast<std::size_t>(m_parts.FrontView()));
+    }
     std::optional<std::uint32_t> ShownPixel(bool isOther, int x, int y) const;
     void Apply();
     std::string Describe() const;

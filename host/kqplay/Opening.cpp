@@ -87,7 +87,6 @@ bool OpenOthers(PlaybackParts& parts) {
     }
     if (isOpen) {
         parts.comparison->SetLayout(parts.options.layout);
-        parts.second = parts.comparison->Beside().file;
         parts.comparison->KeepInStep();
     }
     return isOpen;

@@ -45,6 +45,10 @@ struct PlaybackParts {
     bool FailFile(const std::string& reason) { return Fail(options.file + ": " + reason); }
     /// The same about something that play goes on without.
     void Notice(const std::string& text) { Fail(text); }
+    /// @return the pictures of the file that is chosen beside the first, null for none
+    IMediaStream* BesideVideo() const { return comparison ? comparison->Beside().file.video : nullptr; }
+    /// @return the number of the first view that is seen
+    int FrontView() const { return comparison ? comparison->Front() : 0; }
     /// Tells of each file what it says of its current picture and how the picture is shown; waits for it.
     /// @param tell receives lines that begin with the file's name
     void DescribePictures(const std::function<void(const std::string&)>& tell) const;
@@ -59,7 +63,6 @@ struct PlaybackParts {
     kq::streams::MediaFile file;
     std::shared_ptr<kq::streams::Timeline> timeline; ///< of the file
     std::optional<Comparison> comparison;            ///< with what stands beside the file, if anything
-    kq::streams::MediaFile second;                   ///< what is chosen of that; borrowed
     AudioOutput sound;
     std::unique_ptr<VideoWindow> window; ///< none off-screen
     ViewLibrary viewLibrary;

@@ -55,7 +55,7 @@ std::vector<Source> SourcesOf(const PlaybackParts& parts) {
     if (!parts.comparison) {
         return {{"", parts.file.video}};
     }
-    std::vector<Source> sources = {{"-1", parts.file.video}, {"-2", parts.second.video}};
+    std::vector<Source> sources = {{"-1", parts.file.video}, {"-2", parts.BesideVideo()}};
     if (parts.comparison->Now() == Layout::Difference) {
         sources.push_back({"-difference", parts.comparison->Beside().difference.Get()});
     }

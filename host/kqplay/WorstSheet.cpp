@@ -136,14 +136,26 @@ private:
     StillPlayer m_stills;
 };
 
-bool OpenPictures(const PlaybackParts& parts, const std::string& path, kq::streams::MediaFile& file,
-                  std::string& error) {
-    kq::streams::OpenOptions how;
-    how.audio = false;
-    how.queueBytes = 1; // what lies behind a picture is not wanted
-    how.log = [&parts](const std::string& line) { parts.output.Note(line); };
-    return kq::streams::OpenMediaFile(path, how, file, error);
-}
+/// The pictures of a file.
+class Pictures {
+public:
+    Pictures() = default;
+    ~Pictures() { m_file.Release(); }
+    Pictures(const Pictures&) = delete;
+    Pictures& operator=(const Pictures&) = delete;
+
+    bool Open(const PlaybackParts& parts, const std::string& path, std::string& error) {
+        kq::streams::OpenOptions how;
+        how.audio = false;
+        how.queueBytes = 1; // what lies behind a picture is not wanted
+        how.log = [&parts](const std::string& line) { parts.output.Note(line); };
+        return kq::streams::OpenMediaFile(path, how, m_file, error);
+    }
+    IMediaStream& Video() const { return *m_file.video; }
+
+private:
+    kq::streams::MediaFile m_file;
+};
 
 } // namespace
 
@@ -151,13 +163,14 @@ bool WriteWorstSheet(PlaybackParts& parts, const std::vector<kq::measure::Measur
                      std::string& error) {
     const Options& options = parts.options;
     const std::string& other = options.compare.empty() ? options.file : options.compare[0].path;
-    if (!OpenPictures(parts, options.file, parts.file, error) ||
-        !OpenPictures(parts, other, parts.second, error)) {
+    Pictures first;
+    Pictures second;
+    if (!first.Open(parts, options.file, error) || !second.Open(parts, other, error)) {
         return false;
     }
     int width = 1;
     int height = 1;
-    DisplaySize(parts.file.video, width, height);
+    DisplaySize(&first.Video(), width, height);
     const auto text = TextRenderer::Open(error);
     if (!text) {
         parts.Notice("nothing is written on " + options.measure.worstSheet + ": " + error);
@@ -167,7 +180,7 @@ bool WriteWorstSheet(PlaybackParts& parts, const std::vector<kq::measure::Measur
         error = options.measure.worstSheet + ": no memory for the picture";
         return false;
     }
-    WorstSheet drawing(*parts.file.video, *parts.second.video, sheet);
+    WorstSheet drawing(first.Video(), second.Video(), sheet);
     for (std::size_t row = 0; row < pairs.size(); ++row) {
         if (!drawing.DrawRow(static_cast<int>(row), pairs[row])) {
             error = options.measure.worstSheet + ": there is no picture to show";
