@@ -65,7 +65,7 @@ void Normalise(Thumbnail& thumbnail) {
 }
 
 /// A change of the reference from one picture to the next.
-using Change = std::array<float, static_cast<std::size_t>(Thumbnail::columns* Thumbnail::rows)>;
+using Change = std::array<float, Thumbnail::count>;
 
 Change ChangeBetween(const Thumbnail& before, const Thumbnail& after) {
     Change change{};
@@ -99,7 +99,6 @@ Thumbnail Shrink(const MEDIA_FRAME& frame, double time) {
     Thumbnail thumbnail;
     thumbnail.time = time;
     const auto edge = [](int size, int at, int parts) { return std::min(size * at / parts, size - 1); };
-    static_assert(Thumbnail::columns * Thumbnail::rows == Thumbnail::count);
     auto part = thumbnail.parts.begin();
     for (int row = 0; row < Thumbnail::rows; ++row) {
         const int top = edge(frame.image.nHeight, row, Thumbnail::rows);

@@ -16,10 +16,10 @@ namespace kq::compare {
 struct Thumbnail {
     static constexpr int columns = 16;
     static constexpr int rows = 12;
-    static constexpr std::size_t count = 192; ///< of parts, row by row
+    static constexpr std::size_t count = std::size_t{columns} * rows; ///< of parts, row by row
 
     double time = 0; ///< seconds in the file
-    std::array<float, static_cast<std::size_t>(columns* rows)> parts{};
+    std::array<float, count> parts{};
 };
 
 /// @return the small picture of a frame, all 0 for one of a single colour

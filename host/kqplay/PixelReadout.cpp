@@ -1,53 +1,16 @@
 #include "PixelReadout.h"
 
+#include <PictureLayout.h>
+
+extern "C" {
+#include <libavutil/pixdesc.h>
+}
+
 #include <array>
 #include <cstdio>
-#include <cstring>
 
 namespace kqplay {
 namespace {
-
-/// How a kind's samples lie.
-struct Layout {
-    bool tenBits = false;
-    bool highBits = false; ///< of a word
-    bool inTurn = false;   ///< Cb and Cr
-    bool fullColumns = false;
-    bool halfRows = false;
-};
-
-std::optional<Layout> LayoutOf(std::int32_t kind) {
-    switch (kind) {
-    case KQ_PICTURE_PLANAR_YUV:
-        return Layout{false, false, false, false, true};
-    case KQ_PICTURE_PLANAR_422:
-        return Layout{};
-    case KQ_PICTURE_PLANAR_444:
-        return Layout{false, false, false, true, false};
-    case KQ_PICTURE_NV12:
-        return Layout{false, false, true, false, true};
-    case KQ_PICTURE_PLANAR_420_10:
-        return Layout{true, false, false, false, true};
-    case KQ_PICTURE_PLANAR_422_10:
-        return Layout{true, false, false, false, false};
-    case KQ_PICTURE_PLANAR_444_10:
-        return Layout{true, false, false, true, false};
-    case KQ_PICTURE_P010:
-        return Layout{true, true, true, false, true};
-    default:
-        return std::nullopt;
-    }
-}
-
-int SampleAt(const std::uint8_t* plane, int pitch, int column, int row, const Layout& layout) {
-    const std::uint8_t* begin = plane + static_cast<std::ptrdiff_t>(row) * pitch;
-    if (!layout.tenBits) {
-        return begin[column];
-    }
-    std::uint16_t word = 0;
-    std::memcpy(&word, begin + std::ptrdiff_t{2} * column, sizeof word);
-    return layout.highBits ? word >> 6 : word & 0x3FF;
-}
 
 using Values = std::array<int, 3>;
 
@@ -95,24 +58,22 @@ std::string DescribeShort(const FilePixel& file) {
 
 std::optional<PixelSamples> SamplesAt(const MEDIA_FRAME& frame, int x, int y) {
     const tagYUVImage& image = frame.image;
-    const auto layout = LayoutOf(frame.nKind);
-    if (!layout || x < 0 || y < 0 || x >= image.nWidth || y >= image.nHeight || !image.pY || !image.pU ||
-        (!image.pV && !layout->inTurn)) {
+    const AVPixelFormat format = kq::streams::FormatOf(frame.nKind);
+    if (format == AV_PIX_FMT_NONE || x < 0 || y < 0 || x >= image.nWidth || y >= image.nHeight || !image.pY ||
+        !image.pU || (!image.pV && kq::streams::PlaneCount(format) > 2)) {
         return std::nullopt;
     }
-    const int column = layout->fullColumns ? x : x / 2;
-    const int row = layout->halfRows ? y / 2 : y;
-    PixelSamples samples;
-    samples.bits = layout->tenBits ? 10 : 8;
-    samples.y = SampleAt(image.pY, image.nPitchY, x, y, *layout);
-    if (layout->inTurn) {
-        samples.cb = SampleAt(image.pU, image.nPitchU, 2 * column, row, *layout);
-        samples.cr = SampleAt(image.pU, image.nPitchU, 2 * column + 1, row, *layout);
-    } else {
-        samples.cb = SampleAt(image.pU, image.nPitchU, column, row, *layout);
-        samples.cr = SampleAt(image.pV, image.nPitchV, column, row, *layout);
-    }
-    return samples;
+    const AVPixFmtDescriptor& descriptor = *av_pix_fmt_desc_get(format);
+    const std::uint8_t* planes[4] = {image.pY, image.pU, image.pV};
+    const int pitches[4] = {image.nPitchY, image.nPitchU, image.nPitchV};
+    const auto read = [&](int component, int column, int row) {
+        std::uint16_t sample = 0;
+        av_read_image_line(&sample, planes, pitches, &descriptor, column, row, component, 1, 0);
+        return int{sample};
+    };
+    const int column = x >> descriptor.log2_chroma_w;
+    const int row = y >> descriptor.log2_chroma_h;
+    return PixelSamples{descriptor.comp[0].depth, read(0, x, y), read(1, column, row), read(2, column, row)};
 }
 
 std::string FormatPixel(int x, int y, const std::vector<FilePixel>& files) {

@@ -38,17 +38,8 @@ bool IsPlanar(int format) {
 
 /// @return the format in which pictures of a format are measured
 AVPixelFormat MeasuredFormat(int format) {
-    if (IsPlanar(format)) {
-        return streams::WithoutExtras(format);
-    }
-    switch (const AVPixelFormat nearest = streams::NearestFormat(format)) {
-    case AV_PIX_FMT_NV12:
-        return AV_PIX_FMT_YUV420P;
-    case AV_PIX_FMT_P010LE:
-        return AV_PIX_FMT_YUV420P10LE;
-    default:
-        return nearest;
-    }
+    return IsPlanar(format) ? streams::WithoutExtras(format)
+                            : streams::WithoutPairs(streams::NearestFormat(format));
 }
 
 bool IsFullRange(const AVFrame& picture) {
@@ -60,10 +51,6 @@ auto PlanesOf(int format) {
     const AVPixFmtDescriptor& descriptor = DescriptorOf(format);
     return std::make_tuple(IsPlanar(format), streams::IsGray(format), descriptor.comp[0].depth,
                            descriptor.log2_chroma_w, descriptor.log2_chroma_h);
-}
-
-int RoundedUp(int size, int shift) {
-    return -((-size) >> shift);
 }
 
 /// @return what turns pictures upright, each filter with a comma behind it
@@ -104,11 +91,11 @@ std::string Shape::Text() const {
 }
 
 PlanePair PlaneOf(const Shape& shape, int plane, const AVFrame& first, const AVFrame& second) {
-    const AVPixFmtDescriptor& descriptor = DescriptorOf(shape.format);
+    const streams::PlaneShape size = streams::ShapeOf(shape.format, plane, shape.width, shape.height);
     PlanePair pair;
     pair.rows = {first.data[plane], first.linesize[plane], second.data[plane], second.linesize[plane]};
-    pair.width = RoundedUp(shape.width, plane > 0 ? descriptor.log2_chroma_w : 0);
-    pair.height = RoundedUp(shape.height, plane > 0 ? descriptor.log2_chroma_h : 0);
+    pair.width = size.width;
+    pair.height = size.height;
     pair.depth = shape.Depth();
     return pair;
 }

@@ -15,7 +15,6 @@ extern "C" {
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
-#include <iterator>
 #include <utility>
 
 namespace kq::measure {
@@ -28,17 +27,10 @@ constexpr std::size_t faultsKept = 20;
 constexpr std::int64_t mostSteps = 12;
 constexpr std::size_t queueBytes = std::size_t{24} << 20;
 
-constexpr AVPixelFormat frameFormats[] = {
-    AV_PIX_FMT_YUV420P,     AV_PIX_FMT_YUV422P,     AV_PIX_FMT_YUV444P,     AV_PIX_FMT_NV12,
-    AV_PIX_FMT_YUV420P10LE, AV_PIX_FMT_YUV422P10LE, AV_PIX_FMT_YUV444P10LE, AV_PIX_FMT_P010LE,
-};
-
 /// @return a hash of what a frame is: kind, size and every sample
 std::uint64_t HashOf(const MEDIA_FRAME& frame) {
-    const auto format =
-        std::find_if(std::begin(frameFormats), std::end(frameFormats),
-                     [&](AVPixelFormat each) { return streams::KindOf(each) == frame.nKind; });
-    if (format == std::end(frameFormats)) {
+    const AVPixelFormat format = streams::FormatOf(frame.nKind);
+    if (format == AV_PIX_FMT_NONE) {
         return 0;
     }
     const tagYUVImage& image = frame.image;
@@ -54,8 +46,8 @@ std::uint64_t HashOf(const MEDIA_FRAME& frame) {
     av_murmur3_init(hash.get());
     const std::int32_t facts[] = {frame.nKind, image.nWidth, image.nHeight};
     av_murmur3_update(hash.get(), reinterpret_cast<const std::uint8_t*>(facts), sizeof facts);
-    for (int plane = 0; plane < streams::PlaneCount(*format); ++plane) {
-        const streams::PlaneShape shape = streams::ShapeOf(*format, plane, image.nWidth, image.nHeight);
+    for (int plane = 0; plane < streams::PlaneCount(format); ++plane) {
+        const streams::PlaneShape shape = streams::ShapeOf(format, plane, image.nWidth, image.nHeight);
         const auto bytes = static_cast<std::size_t>(shape.width) * static_cast<std::size_t>(shape.unitBytes);
         for (std::ptrdiff_t y = 0; y < shape.height; ++y) {
             av_murmur3_update(hash.get(), planes[plane] + y * pitches[plane], bytes);

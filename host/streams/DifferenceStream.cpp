@@ -13,24 +13,7 @@ namespace {
 
 /// @return the planar format of a frame's samples, AV_PIX_FMT_NONE for a frame that is no picture
 AVPixelFormat PlanarFormat(std::int32_t kind) {
-    switch (kind) {
-    case KQ_PICTURE_PLANAR_YUV:
-    case KQ_PICTURE_NV12:
-        return AV_PIX_FMT_YUV420P;
-    case KQ_PICTURE_PLANAR_422:
-        return AV_PIX_FMT_YUV422P;
-    case KQ_PICTURE_PLANAR_444:
-        return AV_PIX_FMT_YUV444P;
-    case KQ_PICTURE_PLANAR_420_10:
-    case KQ_PICTURE_P010:
-        return AV_PIX_FMT_YUV420P10LE;
-    case KQ_PICTURE_PLANAR_422_10:
-        return AV_PIX_FMT_YUV422P10LE;
-    case KQ_PICTURE_PLANAR_444_10:
-        return AV_PIX_FMT_YUV444P10LE;
-    default:
-        return AV_PIX_FMT_NONE;
-    }
+    return WithoutPairs(FormatOf(kind));
 }
 
 /// How the samples of a plane become those of the difference.
@@ -94,25 +77,6 @@ void Subtract(const AVFrame& reference, const AVFrame& other, AVFrame& result, u
             FillPlane<Sample>(result, plane, neutral * unit);
         }
     }
-}
-
-/// @return the frame's planes, which stay its own
-FrameHandle Borrowed(const MEDIA_FRAME& frame) {
-    FrameHandle picture(av_frame_alloc());
-    if (!picture) {
-        return nullptr;
-    }
-    const tagYUVImage& image = frame.image;
-    picture->format = FormatOf(frame.nKind);
-    picture->width = image.nWidth;
-    picture->height = image.nHeight;
-    picture->data[0] = image.pY;
-    picture->data[1] = image.pU;
-    picture->data[2] = PlaneCount(picture->format) > 2 ? image.pV : nullptr;
-    picture->linesize[0] = image.nPitchY;
-    picture->linesize[1] = image.nPitchU;
-    picture->linesize[2] = PlaneCount(picture->format) > 2 ? image.nPitchV : 0;
-    return picture;
 }
 
 bool IsPicture(const MEDIA_FRAME& frame) {
@@ -201,8 +165,12 @@ FrameHandle DifferenceStream::Fitter::Fit(const MEDIA_FRAME& frame, int format, 
                                  MatrixOf(colour)};
     };
     const ScalerSetup setup = {side(frame, FormatOf(frame.nKind)), side(like, format)};
-    FrameHandle picture = Borrowed(frame);
-    if (!picture || setup.from == setup.to) {
+    FrameHandle picture(av_frame_alloc());
+    if (!picture) {
+        return nullptr;
+    }
+    PointAt(*picture, frame);
+    if (setup.from == setup.to) {
         return picture;
     }
     if (!m_scaler || !(setup == m_setup)) {

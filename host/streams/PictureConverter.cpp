@@ -282,4 +282,17 @@ MEDIA_FRAME RecordOf(const AVFrame& picture, Ticks time) {
     return record;
 }
 
+void PointAt(AVFrame& picture, const MEDIA_FRAME& record) {
+    const tagYUVImage& image = record.image;
+    std::uint8_t* const planes[] = {image.pY, image.pU, image.pV};
+    const int pitches[] = {image.nPitchY, image.nPitchU, image.nPitchV};
+    picture.format = FormatOf(record.nKind);
+    picture.width = image.nWidth;
+    picture.height = image.nHeight;
+    for (int plane = 0; plane < PlaneCount(picture.format); ++plane) {
+        picture.data[plane] = planes[plane];
+        picture.linesize[plane] = pitches[plane];
+    }
+}
+
 } // namespace kq::streams

@@ -69,5 +69,8 @@ private:
 
 /// @return the record of a picture that came out of a converter; it points into the picture's planes
 MEDIA_FRAME RecordOf(const AVFrame& picture, Ticks time);
+/// The other way round: format, size and planes, which stay the record's. The colour description is left out.
+/// @param record of a kind that views show
+void PointAt(AVFrame& picture, const MEDIA_FRAME& record);
 
 } // namespace kq::streams

@@ -51,6 +51,17 @@ AVPixelFormat FormatOf(std::int32_t kind) {
     return AV_PIX_FMT_NONE;
 }
 
+AVPixelFormat WithoutPairs(AVPixelFormat format) {
+    switch (format) {
+    case AV_PIX_FMT_NV12:
+        return AV_PIX_FMT_YUV420P;
+    case AV_PIX_FMT_P010LE:
+        return AV_PIX_FMT_YUV420P10LE;
+    default:
+        return format;
+    }
+}
+
 AVPixelFormat WithoutRange(int format) {
     switch (format) {
     case AV_PIX_FMT_YUVJ420P:

@@ -13,6 +13,9 @@ namespace kq::streams {
 std::int32_t KindOf(int format);
 /// @return the pixel format of pictures of a kind, AV_PIX_FMT_NONE for a kind that frames cannot have
 AVPixelFormat FormatOf(std::int32_t kind);
+/// @return the format with Cb and Cr in planes of their own, for one that has them in pairs; others as they
+/// are
+AVPixelFormat WithoutPairs(AVPixelFormat format);
 
 /// @return the format whose name does not say full range (those with a J do)
 AVPixelFormat WithoutRange(int format);

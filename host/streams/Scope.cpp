@@ -1,6 +1,7 @@
 #include "FileLog.h"
 #include "FilterGraph.h"
 #include "PictureColour.h"
+#include "PictureConverter.h"
 #include "PictureLayout.h"
 
 #include <kqplayer/convenience.h>
@@ -66,16 +67,8 @@ FrameHandle Wrap(const PicturePtr& picture) {
     }
     static_cast<void>(held.release()); // the buffer's now
     wrapped->buf[0] = buffer;
-    wrapped->format = FormatOf(picture->nKind);
-    wrapped->width = image.nWidth;
-    wrapped->height = image.nHeight;
+    PointAt(*wrapped, *picture);
     wrapped->colorspace = MatrixOf(ColourOf(*picture)); // where the graticule's colours are
-    std::uint8_t* const planes[] = {image.pY, image.pU, image.pV};
-    const int pitches[] = {image.nPitchY, image.nPitchU, image.nPitchV};
-    for (int plane = 0; plane < PlaneCount(wrapped->format); ++plane) {
-        wrapped->data[plane] = planes[plane];
-        wrapped->linesize[plane] = pitches[plane];
-    }
     return wrapped;
 }
 
