@@ -171,6 +171,28 @@ bool IsConvertible(const SourcePicture& p) noexcept {
            (p.planes[2] != nullptr || layout->chroma == ChromaColumns::Interleaved);
 }
 
+SourcePicture PartOf(const SourcePicture& picture, const tagRECT& part) noexcept {
+    const auto layout = LayoutOf(picture.kind);
+    if (!layout) {
+        return picture;
+    }
+    // Interleaved chroma has two samples for two columns.
+    const std::ptrdiff_t chromaColumn = layout->chroma == ChromaColumns::Half ? part.left / 2 : part.left;
+    const std::ptrdiff_t sampleBytes = layout->depth == SampleDepth::Eight ? 1 : 2;
+    SourcePicture result = picture;
+    for (int plane = 0; plane < 3; ++plane) {
+        const bool isRead = plane < 2 || layout->chroma != ChromaColumns::Interleaved;
+        if (isRead && result.planes[plane] != nullptr) {
+            const std::ptrdiff_t column = plane == 0 ? part.left : chromaColumn;
+            const std::ptrdiff_t row = plane == 0 ? part.top : layout->ChromaRow(part.top);
+            result.planes[plane] += row * result.pitches[plane] + column * sampleBytes;
+        }
+    }
+    result.width = part.right - part.left;
+    result.height = part.bottom - part.top;
+    return result;
+}
+
 bool ToRgb32(const SourcePicture& picture, std::uint8_t* out, std::ptrdiff_t pitch) noexcept {
     const Kernels& kernels = BestKernels();
     return Convert(picture, {out, pitch},

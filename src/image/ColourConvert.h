@@ -43,6 +43,10 @@ SourcePicture SourceOf(const MEDIA_FRAME& frame);
 ///         reads is null
 bool IsConvertible(const SourcePicture& picture) noexcept;
 
+/// @param part inside the picture; its first column and row are even
+/// @return the part of a picture whose kind is known, as a picture of its own
+SourcePicture PartOf(const SourcePicture& picture, const tagRECT& part) noexcept;
+
 /// To 32-bit RGB: bytes B, G, R, 255, top-down.
 /// @param out   width x height x 4 bytes, apart from the planes; from a 64-byte boundary on, pictures beyond
 /// the

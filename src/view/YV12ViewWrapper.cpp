@@ -40,27 +40,6 @@ constexpr std::uint32_t kSteadyMs = 100;
 /// Rows of pictures are written faster from every 16th pixel on. Even, as columns share chroma in pairs.
 constexpr int kColumnsAligned = 16;
 
-/// @return the part of a picture as a picture of its own, whose first column and row are even
-kq::image::SourcePicture PartOf(kq::image::SourcePicture picture, const tagRECT& part) {
-    const bool bInTurn = picture.kind == KQ_PICTURE_NV12 || picture.kind == KQ_PICTURE_P010;
-    const bool bFullColumns =
-        bInTurn || picture.kind == KQ_PICTURE_PLANAR_444 || picture.kind == KQ_PICTURE_PLANAR_444_10;
-    const bool bHalfRows =
-        bInTurn || picture.kind == KQ_PICTURE_PLANAR_YUV || picture.kind == KQ_PICTURE_PLANAR_420_10;
-    const int nSampleBytes = picture.kind >= KQ_PICTURE_PLANAR_420_10 ? 2 : 1;
-    for (int i = 0; i < 3; ++i) {
-        const bool bLuma = i == 0;
-        const int nColumn = bLuma || bFullColumns ? part.left : part.left / 2;
-        const int nRow = !bLuma && bHalfRows ? part.top / 2 : part.top;
-        if (picture.planes[i] != nullptr && (i < 2 || !bInTurn)) {
-            picture.planes[i] += nRow * picture.pitches[i] + std::ptrdiff_t{nColumn} * nSampleBytes;
-        }
-    }
-    picture.width = part.right - part.left;
-    picture.height = part.bottom - part.top;
-    return picture;
-}
-
 struct OpenedLibrary {
     void* pHandle = nullptr;
     std::string path;
@@ -321,7 +300,8 @@ bool YV12ViewWrapper::ShowFrame(const MEDIA_FRAME& frame) {
     }
     if (bIsPart) {
         unsigned char* const pFirst = pRgb + part.top * nPitch + std::ptrdiff_t{4} * part.left;
-        kq::image::ToRgb32(PartOf(picture, part), pFirst, nPitch); // an empty part has nothing to be made
+        kq::image::ToRgb32(kq::image::PartOf(picture, part), pFirst,
+                           nPitch); // an empty part has nothing to be made
         m_pFunctions->PVShowRGB32Part(m_pView, picture.width, picture.height, pRgb, &part);
         return true;
     }
