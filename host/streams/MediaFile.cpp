@@ -44,41 +44,48 @@ constexpr std::size_t audioQueueBytes = std::size_t{1} << 20;
 /// The pictures of a timeline lie in its store.
 constexpr std::size_t timelineQueueBytes = std::size_t{24} << 20;
 
+/// What a file tells of a stream's rate, in pictures per second.
+class ToldRates {
+public:
+    explicit ToldRates(const AVStream& stream)
+        : m_average(av_q2d(stream.avg_frame_rate)), m_common(av_q2d(stream.r_frame_rate)) {}
+
+    bool AreBothKnown() const { return IsKnown(m_average) && IsKnown(m_common); }
+    bool Agree() const { return AreBothKnown() && std::abs(m_common - m_average) <= rateMargin * m_average; }
+    double Best() const {
+        if (Agree() || !IsKnown(m_average)) {
+            return IsKnown(m_common) ? m_common : fallbackRate;
+        }
+        return m_average;
+    }
+
+private:
+    static bool IsKnown(double rate) { return std::isfinite(rate) && rate > 0; }
+
+    double m_average;
+    double m_common;
+};
+
 /// Frames per second. An average is spoilt by a long last frame or a missing one, so the rate at which all
 /// time stamps can be expressed counts where the two are near each other.
 double RateOf(const AVStream& stream) {
-    const double average = av_q2d(stream.avg_frame_rate);
-    const double common = av_q2d(stream.r_frame_rate);
-    const bool hasAverage = std::isfinite(average) && average > 0;
-    const bool hasCommon = std::isfinite(common) && common > 0;
-    if (hasAverage && hasCommon) {
-        return std::abs(common - average) <= rateMargin * average ? common : average;
-    }
-    if (hasAverage || hasCommon) {
-        return hasAverage ? average : common;
-    }
-    return fallbackRate;
+    return ToldRates(stream).Best();
 }
 
 /// @return true for pictures that come at equal distances, as far as the file tells
 bool IsSteady(const AVStream& stream) {
-    const double average = av_q2d(stream.avg_frame_rate);
-    const double common = av_q2d(stream.r_frame_rate);
-    const bool areKnown = std::isfinite(average) && std::isfinite(common) && average > 0 && common > 0;
-    return !areKnown || std::abs(common - average) <= rateMargin * average;
+    const ToldRates rates(stream);
+    return rates.Agree() || !rates.AreBothKnown();
+}
+
+/// @return true when the file tells that pictures come at one rate
+bool TellsOneRate(const AVStream& stream) {
+    return ToldRates(stream).Agree();
 }
 
 Orientation OrientationOf(const AVStream& stream) {
     return Orientation::FromDisplayMatrix(reinterpret_cast<const std::int32_t*>(
         av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr)));
-}
-
-/// @return true when the file tells that pictures come at one rate
-bool TellsOneRate(const AVStream& stream) {
-    const double average = av_q2d(stream.avg_frame_rate);
-    const double common = av_q2d(stream.r_frame_rate);
-    return std::isfinite(average) && std::isfinite(common) && average > 0 &&
-           std::abs(common - average) <= rateMargin * average;
 }
 
 std::string CodecText(const AVCodecParameters& parameters) {

@@ -187,7 +187,7 @@ void PictureStore::Keep(const Landing& landing, Ticks time) {
 /// Decodes the picture after one, from where the decoder stands, or after a seek. @return null at the end
 FramePtr PictureStore::NextOf(const Frame& picture) {
     if (m_aheadAt != picture.time) {
-        const Landing landing = m_ahead->Seek(picture.time, true);
+        const Landing landing = SeekAhead(picture.time, true);
         m_started = true;
         m_aheadAt.reset();
         if (!landing.moved || !landing.frame) {
