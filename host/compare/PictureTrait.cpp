@@ -132,8 +132,10 @@ std::vector<double> CompareChanges(const std::vector<Thumbnail>& reference,
                                    const std::vector<Thumbnail>& other, double first, double step,
                                    std::size_t count) {
     std::vector<Change> changes;
+    std::vector<double> squaresOf;
     for (std::size_t i = 1; i < reference.size(); ++i) {
         changes.push_back(ChangeBetween(reference[i - 1], reference[i]));
+        squaresOf.push_back(Product(changes.back(), changes.back()));
     }
     // Clocks of files round to milliseconds, and pictures begin somewhere within those of another rate.
     const double slack = step / 4;
@@ -152,7 +154,7 @@ std::vector<double> CompareChanges(const std::vector<Thumbnail>& reference,
             }
             const Change change = ChangeBetween(other[before], other[after]);
             products += Product(changes[i], change);
-            ownSquares += Product(changes[i], changes[i]);
+            ownSquares += squaresOf[i];
             otherSquares += Product(change, change);
             ++compared;
         }

@@ -1,6 +1,7 @@
 #include "CompareControl.h"
 
 #include "Keys.h"
+#include "ProgressLine.h"
 
 #include <chrono>
 #include <cmath>

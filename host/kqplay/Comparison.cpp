@@ -1,5 +1,7 @@
 #include "Comparison.h"
 
+#include "ProgressLine.h"
+
 #include <chrono>
 #include <filesystem>
 #include <utility>
@@ -23,10 +25,6 @@ VIDEO_STREAM_INFO FormatOf(IMediaStream& stream) {
 }
 
 } // namespace
-
-std::string FormatOffset(std::int64_t pictures) {
-    return (pictures > 0 ? "+" : "") + std::to_string(pictures);
-}
 
 Comparison::Comparison(IMediaStream& first, std::shared_ptr<kq::streams::Timeline> timeline)
     : m_first(first), m_timeline(std::move(timeline)),

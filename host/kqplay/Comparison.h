@@ -118,7 +118,4 @@ private:
     bool m_quit = false; ///< guarded by m_lock
 };
 
-/// @return "+3", "-3", "0"
-std::string FormatOffset(std::int64_t pictures);
-
 } // namespace kqplay

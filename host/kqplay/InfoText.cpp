@@ -26,7 +26,7 @@ std::string FormatPlay(const PictureInfo& info) {
         return text;
     }
     // It comes first, as a bar that is too narrow cuts off the end.
-    return std::string("offset ") + (info.offset > 0 ? "+" : "") + std::to_string(info.offset) + gap + text;
+    return "offset " + FormatOffset(info.offset) + gap + text;
 }
 
 } // namespace

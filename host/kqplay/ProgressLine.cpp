@@ -49,6 +49,10 @@ std::string FormatTimeCode(double seconds, double frameRate) {
     return text;
 }
 
+std::string FormatOffset(std::int64_t pictures) {
+    return (pictures > 0 ? "+" : "") + std::to_string(pictures);
+}
+
 std::string FormatProgress(const Progress& progress) {
     if (!progress.pixel.empty()) {
         return std::string(progress.state) + "  " + progress.pixel;

@@ -53,6 +53,8 @@ std::size_t TerminalColumns(int screen);
 std::string FormatTime(double seconds);
 /// @return "00:01:02:12": hours, minutes, seconds, and the picture's number within the second
 std::string FormatTimeCode(double seconds, double frameRate);
+/// @param pictures by which a file is shifted @return "+3", "-3", "0"
+std::string FormatOffset(std::int64_t pictures);
 /// @return "playing  0:01.20 / 0:08.00  #30  00:00:01:05  0.5x  offset +3  2 late frames"
 std::string FormatProgress(const Progress& progress);
 
