@@ -8,9 +8,7 @@
 #include <host/kqplay/Player.h>
 #include <host/kqplay/ViewLibrary.h>
 
-#include <algorithm>
 #include <atomic>
-#include <cmath>
 #include <memory>
 #include <stdexcept>
 #include <thread>
@@ -44,16 +42,6 @@ public:
     std::vector<double> m_flashes;
 };
 
-/// @return a clip that flashes for two pictures and beeps once a second
-std::string FlashClip() {
-    return MakeClip(
-        "flashes.mkv",
-        {"-f", "lavfi", "-i",
-         "color=black:size=320x180:rate=60,drawbox=enable='lt(mod(t,1),0.032)':color=white:t=fill", "-f",
-         "lavfi", "-i", "aevalsrc='if(lt(mod(t,1),0.04),0.8*cos(2*PI*1000*t),0)':s=48000", "-t",
-         std::to_string(seconds), "-c:v", "libx264", "-pix_fmt", "yuv420p", "-ac", "2", "-c:a", "pcm_s16le"});
-}
-
 /// What was seen and heard, in milliseconds.
 struct Noted {
     std::vector<double> flashes;
@@ -65,7 +53,7 @@ Noted PlayAt(double rate, double length) {
     kq::streams::MediaFile file;
     std::shared_ptr<kq::streams::Timeline> timeline;
     std::string error;
-    if (!kq::streams::OpenTimeline(FlashClip(), {}, file, timeline, error)) {
+    if (!kq::streams::OpenTimeline(FlashClip(seconds, 2), {}, file, timeline, error)) {
         throw std::runtime_error(error);
     }
     timeline->SetRate(rate);
@@ -102,16 +90,7 @@ void MeasureFlashAndBeep() {
           "largest");
     for (const double rate : {1.0, 0.25, 0.5, 1.5, 2.0, 4.0}) {
         const Noted noted = PlayAt(rate, rate < 1 ? 5 : seconds);
-        std::vector<double> offsets;
-        for (const double flash : noted.flashes) {
-            const auto nearer = [flash](double a, double b) {
-                return std::abs(a - flash) < std::abs(b - flash);
-            };
-            const auto beep = std::min_element(noted.beeps.begin(), noted.beeps.end(), nearer);
-            if (beep != noted.beeps.end() && std::abs(*beep - flash) < farApart) {
-                offsets.push_back(flash - *beep);
-            }
-        }
+        const std::vector<double> offsets = PairUp(noted.flashes, noted.beeps, farApart).offsets;
         Print("%8.2f %8zu %8zu %8zu %9.1f %8.1f %8.1f\n", rate, noted.flashes.size(), noted.beeps.size(),
               offsets.size(), Percentile(offsets, 0), Percentile(offsets, 0.5), Percentile(offsets, 1));
     }

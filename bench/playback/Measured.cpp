@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -125,6 +126,32 @@ std::vector<double> PictureTimes(const std::string& path, int view) {
         times.pop_back();
     }
     return times;
+}
+
+std::string FlashClip(int seconds, int pictures) {
+    const std::string flash = std::to_string(pictures * 16), beep = std::to_string(pictures * 20);
+    return MakeClip("flashes-" + std::to_string(seconds) + "-" + std::to_string(pictures) + ".mkv",
+                    {"-f", "lavfi", "-i",
+                     "color=black:size=320x180:rate=60,drawbox=enable='lt(mod(t,1)*1000," + flash +
+                         ")':color=white:t=fill",
+                     "-f", "lavfi", "-i",
+                     "aevalsrc='if(lt(mod(t,1)*1000," + beep + "),0.8*cos(2*PI*1000*t),0)':s=48000", "-t",
+                     std::to_string(seconds), "-c:v", "libx264", "-pix_fmt", "yuv420p", "-ac", "2", "-c:a",
+                     "pcm_s16le"});
+}
+
+Pairs PairUp(const std::vector<double>& flashes, const std::vector<double>& beeps, double farApart) {
+    Pairs pairs;
+    for (const double flash : flashes) {
+        const auto nearer = [flash](double a, double b) { return std::abs(a - flash) < std::abs(b - flash); };
+        const auto beep = std::min_element(beeps.begin(), beeps.end(), nearer);
+        if (beep == beeps.end() || std::abs(*beep - flash) > farApart) {
+            ++pairs.missed;
+        } else {
+            pairs.offsets.push_back(flash - *beep);
+        }
+    }
+    return pairs;
 }
 
 double Percentile(std::vector<double> values, double share) {

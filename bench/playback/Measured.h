@@ -39,6 +39,20 @@ std::string Scratch(const std::string& name);
 /// @return milliseconds at which a view's pictures of a trace came, the last, refreshed one left out
 std::vector<double> PictureTimes(const std::string& path, int view = 0);
 
+/// @return a clip of 60 pictures a second that flashes and beeps once a second
+/// @param pictures that a flash lasts, as does its beep
+std::string FlashClip(int seconds, int pictures);
+
+/// What was seen and heard together.
+struct Pairs {
+    std::vector<double> offsets; ///< milliseconds by which pictures came after the sound
+    int missed = 0;              ///< flashes without a beep
+};
+/// Finds each flash's beep.
+/// @param flashes, beeps milliseconds
+/// @param farApart from here on they belong to different seconds of the clip
+Pairs PairUp(const std::vector<double>& flashes, const std::vector<double>& beeps, double farApart);
+
 /// @param share 0 for the smallest to 1 for the largest value
 double Percentile(std::vector<double> values, double share);
 

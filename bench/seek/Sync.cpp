@@ -8,10 +8,9 @@
 #include <bench/playback/Measured.h>
 #include <bench/playback/RealTimeDevice.h>
 
-#include <algorithm>
-#include <cmath>
 #include <random>
 #include <stdexcept>
+#include <utility>
 
 namespace bench {
 namespace {
@@ -25,28 +24,6 @@ std::size_t IsFlash(const unsigned char* pixels, std::size_t bytes) {
     return pixels[bytes / 2] > 128 ? 2 : 1;
 }
 
-std::string FlashClip() {
-    return MakeClip(
-        "seek-flash.mkv",
-        {"-f", "lavfi", "-i",
-         "color=black:size=320x180:rate=60,drawbox=enable='lt(mod(t,1),0.016)':color=white:t=fill", "-f",
-         "lavfi", "-i", "aevalsrc='if(lt(mod(t,1),0.02),0.8*cos(2*PI*1000*t),0)':s=48000", "-t",
-         std::to_string(seconds), "-c:v", "libx264", "-pix_fmt", "yuv420p", "-ac", "2", "-c:a", "pcm_s16le"});
-}
-
-/// @return for each flash, how much later it came than its beep, in milliseconds
-void Pair(const std::vector<double>& flashes, const std::vector<double>& beeps, Row& row) {
-    for (const double flash : flashes) {
-        const auto nearer = [flash](double a, double b) { return std::abs(a - flash) < std::abs(b - flash); };
-        const auto beep = std::min_element(beeps.begin(), beeps.end(), nearer);
-        if (beep == beeps.end() || std::abs(*beep - flash) > farApart) {
-            ++row.missed;
-        } else {
-            row.milliseconds.push_back(flash - *beep);
-        }
-    }
-}
-
 } // namespace
 
 double SoundPeriod() {
@@ -57,7 +34,7 @@ Row MeasureSync(int count) {
     Row row{"flash and beep, 60 Hz", "picture after sound", {}, 0};
     kq::streams::MediaFile file;
     std::string error;
-    if (!kq::streams::OpenMediaFile(FlashClip(), {}, file, error)) {
+    if (!kq::streams::OpenMediaFile(FlashClip(seconds, 1), {}, file, error)) {
         throw std::runtime_error(error);
     }
     RealTimeDevice device;
@@ -87,7 +64,9 @@ Row MeasureSync(int count) {
     }
     device.Stop();
     file.Release();
-    Pair(flashes, device.Beeps(), row);
+    Pairs pairs = PairUp(flashes, device.Beeps(), farApart);
+    row.milliseconds = std::move(pairs.offsets);
+    row.missed += pairs.missed;
     return row;
 }
 
