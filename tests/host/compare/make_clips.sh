@@ -1,17 +1,10 @@
 #!/bin/sh
 # Makes a film, altered copies that are shifted against it, and films that are none. Usage: make_clips.sh FOLDER
 set -eu
+# shellcheck source=tests/support/clip.sh
+. "$(dirname "$0")/../../support/clip.sh"
 mkdir -p "$1"
 cd "$1"
-
-# clip NAME OPTION…: runs ffmpeg unless the clip is there already, and leaves whole files only.
-clip() {
-    name=$1
-    shift
-    [ -f "$name" ] && return
-    ffmpeg -v error -nostdin -y "$@" "new-$name"
-    mv "new-$name" "$name"
-}
 # film NAME SEED: 32 s in which something always moves, and sounds, as it did not before
 film() {
     clip "$1" -f lavfi -i "color=gray:size=12x9:rate=25,noise=alls=100:allf=t+u:all_seed=$2,tmix=frames=5,scale=96:72:flags=bilinear" \

@@ -1,18 +1,10 @@
 // Two files and more: what is shown in each layout, and which pictures stand beside each other.
-#include "Kqplay.h"
-#include "tests/support/WaitUntil.h"
-#include "tests/support/Xvfb.h"
+#include "InWindow.h"
 
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
-
-// clang-format off: after GoogleTest, whose names the X headers' macros would change.
-#include <X11/Xlib.h>
-#include <X11/Xutil.h>
-#include <X11/keysym.h>
-// clang-format on
 
 using namespace kqtest;
 using kq::test::WaitUntil;
@@ -35,44 +27,16 @@ bool IsNear(std::uint32_t pixel, std::uint32_t colour) {
 }
 
 /// kqplay in a window, paused; red.mkv with blue.mkv beside it.
-class Comparing : public testing::Test {
+class Comparing : public InWindow {
 protected:
-    ~Comparing() override { XCloseDisplay(m_display); }
-
     void SetUp() override {
-        ASSERT_TRUE(WaitUntil([&] {
-            Window root = 0;
-            Window parent = 0;
-            Window* list = nullptr;
-            unsigned count = 0;
-            XQueryTree(m_display, DefaultRootWindow(m_display), &root, &parent, &list, &count);
-            for (unsigned i = 0; i < count; ++i) {
-                if (m_server.IsShown(static_cast<xcb_window_t>(list[i]))) {
-                    m_window = list[i];
-                }
-            }
-            XFree(list);
-            return m_window != 0;
-        }));
+        m_window = FindWindow();
+        ASSERT_NE(m_window, 0u);
         m_kqplay.Press(" ", "paused  0:");
     }
 
-    void Send(int type, unsigned detail, int x = 0, int y = 0) {
-        XEvent event = {};
-        event.type = type;
-        XButtonEvent& button = event.xbutton; // the layout of a key's and a motion event too
-        button.display = m_display;
-        button.window = m_window;
-        button.root = DefaultRootWindow(m_display);
-        button.same_screen = True;
-        button.x = x;
-        button.y = y;
-        button.button = detail;
-        XSendEvent(m_display, m_window, True, KeyPressMask | PointerMotionMask, &event);
-        XFlush(m_display);
-    }
-    void Press(KeySym key) { Send(KeyPress, XKeysymToKeycode(m_display, key)); }
-    void Release(KeySym key) { Send(KeyRelease, XKeysymToKeycode(m_display, key)); }
+    void Press(KeySym key) { Send(m_window, KeyPress, XKeysymToKeycode(m_display, key)); }
+    void Release(KeySym key) { Send(m_window, KeyRelease, XKeysymToKeycode(m_display, key)); }
 
     /// Waits until places of the window have colours.
     /// @param places parts of its width and height
@@ -109,11 +73,9 @@ protected:
         }));
     }
 
-    Xvfb m_server{{"-screen", "0", "1024x768x24"}};
-    Display* m_display = XOpenDisplay(m_server.Display().c_str());
     AtTerminal m_kqplay{{"--no-audio", "--loop", "--compare", Clip("blue.mkv"), "--compare",
                          Clip("small-red.mkv"), Clip("red.mkv")},
-                        {{"DISPLAY", m_server.Display()}}};
+                        m_environment};
     Window m_window = 0;
 };
 
@@ -131,9 +93,9 @@ TEST_F(Comparing, EachLayoutShowsWhatItSays) {
     XWindowAttributes size = {};
     XGetWindowAttributes(m_display, m_window, &size);
     // The picture has the middle half of the width.
-    Send(MotionNotify, 0, size.width * 2 / 5, size.height / 2);
+    Send(m_window, MotionNotify, 0, size.width * 2 / 5, size.height / 2);
     ExpectColours("wipe", {{0.3, 0.4, red}, {0.38, 0.4, red}, {0.42, 0.4, blue}, {0.7, 0.4, blue}});
-    Send(MotionNotify, 0, size.width * 3 / 5, size.height / 2);
+    Send(m_window, MotionNotify, 0, size.width * 3 / 5, size.height / 2);
     ExpectColours("the divider follows", {{0.3, 0.4, red}, {0.58, 0.4, red}, {0.62, 0.4, blue}});
     m_kqplay.Press("v", "flip");
     ExpectColours("flip", {{0.4, 0.5, red}, {0.6, 0.5, red}});

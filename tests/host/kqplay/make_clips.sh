@@ -1,17 +1,10 @@
 #!/bin/sh
 # Makes the clips that kqplay's tests play. Usage: make_clips.sh FOLDER
 set -eu
+# shellcheck source=tests/support/clip.sh
+. "$(dirname "$0")/../../support/clip.sh"
 mkdir -p "$1"
 cd "$1"
-
-# clip NAME OPTION…: runs ffmpeg unless the clip is there already, and leaves whole files only.
-clip() {
-    name=$1
-    shift
-    [ -f "$name" ] && return
-    ffmpeg -v error -nostdin -y "$@" "new-$name"
-    mv "new-$name" "$name"
-}
 picture() { echo "testsrc2=size=$1:rate=$2"; }
 h264="-c:v libx264 -threads 1 -preset fast -bf 2 -pix_fmt yuv420p"
 
