@@ -14,15 +14,15 @@ class Silence final : public kq::ComObject<IMediaStream, IQLXDispatch> {
 public:
     Silence() { ++alive; }
     ~Silence() override { --alive; }
-    std::int32_t GetStreamInfo(IStreamInfo** ppInfo) override {
-        return kq::StreamInfo::Give(AUDIO_STREAM_INFO{48000, 2, 16, 192000, 1.5, 0}, ppInfo);
+    std::int32_t GetStreamInfo(IStreamInfo** info) override {
+        return kq::StreamInfo::Give(AUDIO_STREAM_INFO{48000, 2, 16, 192000, 1.5, 0}, info);
     }
     std::int32_t Reserved() override { return kq::Failed; }
-    double Seek(double /*dSeconds*/, int /*nMode*/) override { return 0; }
+    double Seek(double /*seconds*/, int /*mode*/) override { return 0; }
     MEDIA_FRAME* GetCurrentFrame() override { return nullptr; }
     int NextFrame() override { return 0; }
     double GetFramePosition() override { return 0; }
-    std::int32_t Invoke(std::int32_t /*n0*/, std::int64_t /*llCommand*/, std::int32_t /*n1*/) override {
+    std::int32_t Invoke(std::int32_t /*n0*/, std::int64_t /*command*/, std::int32_t /*n1*/) override {
         return kq::Ok;
     }
 
@@ -31,44 +31,44 @@ public:
 
 TEST(ResultText, TellsEveryCodeFromTheOthers) {
     std::set<std::string> texts;
-    for (const std::int32_t nCode :
+    for (const std::int32_t code :
          {kq::Ok, kq::Refused, kq::OutOfMemory, kq::NoInterface, kq::NullPointer, kq::Failed,
           kq::NoAggregation, kq::ClassNotAvailable, std::int32_t{-1}, std::int32_t{2}}) {
-        EXPECT_TRUE(texts.insert(kq::ResultText(nCode)).second) << nCode;
+        EXPECT_TRUE(texts.insert(kq::ResultText(code)).second) << code;
     }
 }
 
 TEST(ComPtr, GivesBackWhatItHolds) {
     {
-        auto pStream = ComPtr<Silence>::Adopt(new Silence);
-        ComPtr<IMediaStream> pCopy = pStream;
-        auto pShared = ComPtr<IMediaStream>::Share(pStream.Get());
-        pCopy = pShared;
-        const ComPtr<IMediaStream> pMoved = std::move(pShared);
-        IUnknown* const pDetached = ComPtr<IMediaStream>(pMoved).Detach();
-        EXPECT_EQ(pDetached->Release(), 3u); // pStream, pCopy and pMoved
-        pStream.Reset();
-        *pCopy.Out() = nullptr;
+        auto stream = ComPtr<Silence>::Adopt(new Silence);
+        ComPtr<IMediaStream> copy = stream;
+        auto shared = ComPtr<IMediaStream>::Share(stream.Get());
+        copy = shared;
+        const ComPtr<IMediaStream> moved = std::move(shared);
+        IUnknown* const detached = ComPtr<IMediaStream>(moved).Detach();
+        EXPECT_EQ(detached->Release(), 3u); // stream, copy and moved
+        stream.Reset();
+        *copy.Out() = nullptr;
         EXPECT_EQ(Silence::alive, 1);
-        EXPECT_FALSE(pCopy.As<IMediaStream>());
+        EXPECT_FALSE(copy.As<IMediaStream>());
     }
     EXPECT_EQ(Silence::alive, 0);
 }
 
 TEST(ComObject, OffersItsInterfacesUnderOneIdentity) {
-    const auto pStream = ComPtr<IMediaStream>::Adopt(new Silence);
-    const auto pDispatch = pStream.As<IQLXDispatch>();
-    ASSERT_TRUE(pDispatch);
-    EXPECT_EQ(pDispatch->Invoke(0, 0, 0), kq::Ok);
-    EXPECT_EQ(pDispatch.As<IUnknown>().Get(), pStream.As<IUnknown>().Get());
-    EXPECT_FALSE(pDispatch.As<IMediaPlayer>());
-    EXPECT_EQ(pStream->QueryInterface(IID_IUnknown, nullptr), kq::NullPointer);
+    const auto stream = ComPtr<IMediaStream>::Adopt(new Silence);
+    const auto dispatch = stream.As<IQLXDispatch>();
+    ASSERT_TRUE(dispatch);
+    EXPECT_EQ(dispatch->Invoke(0, 0, 0), kq::Ok);
+    EXPECT_EQ(dispatch.As<IUnknown>().Get(), stream.As<IUnknown>().Get());
+    EXPECT_FALSE(dispatch.As<IMediaPlayer>());
+    EXPECT_EQ(stream->QueryInterface(IID_IUnknown, nullptr), kq::NullPointer);
 
-    ComPtr<IStreamInfo> pInfo;
-    ASSERT_EQ(pStream->GetStreamInfo(pInfo.Out()), kq::Ok);
-    EXPECT_EQ(pInfo->GetVideoFormat(), nullptr);
-    EXPECT_EQ(pInfo->GetAudioFormat()->dDuration, 1.5);
-    EXPECT_EQ(pStream->GetStreamInfo(nullptr), kq::NullPointer);
+    ComPtr<IStreamInfo> info;
+    ASSERT_EQ(stream->GetStreamInfo(info.Out()), kq::Ok);
+    EXPECT_EQ(info->GetVideoFormat(), nullptr);
+    EXPECT_EQ(info->GetAudioFormat()->dDuration, 1.5);
+    EXPECT_EQ(stream->GetStreamInfo(nullptr), kq::NullPointer);
 }
 
 /// Frames are described word by word by hosts that know nothing of the helpers, and badly by some.

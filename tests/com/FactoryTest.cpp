@@ -13,7 +13,7 @@ namespace {
 
 using kq::test::PlayerHost;
 
-void* const kUntouched = reinterpret_cast<void*>(0x1234);
+void* const untouched = reinterpret_cast<void*>(0x1234);
 
 kq::ComPtr<IClassFactory> GetFactory() {
     void* p = nullptr;
@@ -25,7 +25,7 @@ TEST(ClassObject, IsGivenOnlyForTheKnownClassAndFactoryInterfaces) {
     const struct {
         const _GUID& rclsid;
         const _GUID& riid;
-        std::int32_t nResult;
+        std::int32_t result;
     } cases[] = {
         {CLSID_CMediaPlayer, IID_IClassFactory, kq::Ok},
         {CLSID_CMediaPlayer, IID_IUnknown, kq::Ok},
@@ -34,10 +34,10 @@ TEST(ClassObject, IsGivenOnlyForTheKnownClassAndFactoryInterfaces) {
         {IID_IMediaPlayer, IID_IMediaPlayer, kq::NoInterface},
     };
     for (const auto& c : cases) {
-        void* p = kUntouched;
-        EXPECT_EQ(DllGetClassObject(c.rclsid, c.riid, &p), c.nResult);
-        if (c.nResult != kq::Ok) {
-            EXPECT_EQ(p, kUntouched);
+        void* p = untouched;
+        EXPECT_EQ(DllGetClassObject(c.rclsid, c.riid, &p), c.result);
+        if (c.result != kq::Ok) {
+            EXPECT_EQ(p, untouched);
         } else {
             EXPECT_EQ(static_cast<IUnknown*>(p)->Release(), 0u);
         }
@@ -45,42 +45,42 @@ TEST(ClassObject, IsGivenOnlyForTheKnownClassAndFactoryInterfaces) {
 }
 
 TEST(ClassFactory, MakesPlayersAndRefusesTheRest) {
-    const auto pFactory = GetFactory();
+    const auto factory = GetFactory();
     void* p = nullptr;
-    ASSERT_EQ(pFactory->CreateInstance(nullptr, IID_IMediaPlayer, &p), 0);
+    ASSERT_EQ(factory->CreateInstance(nullptr, IID_IMediaPlayer, &p), 0);
     EXPECT_EQ(static_cast<IMediaPlayer*>(p)->Release(), 0u);
 
-    p = kUntouched;
-    EXPECT_EQ(pFactory->CreateInstance(nullptr, IID_IPlayerView, &p), kq::NoInterface);
+    p = untouched;
+    EXPECT_EQ(factory->CreateInstance(nullptr, IID_IPlayerView, &p), kq::NoInterface);
     EXPECT_EQ(p, nullptr);
 
     PlayerHost outer;
-    IUnknown* const pOuter = outer.Get();
-    p = kUntouched;
-    EXPECT_EQ(pFactory->CreateInstance(pOuter, IID_IMediaPlayer, &p), kq::NoAggregation);
-    EXPECT_EQ(p, kUntouched);
-    ASSERT_EQ(pFactory->CreateInstance(pOuter, IID_IUnknown, &p), 0);
-    EXPECT_FALSE(scombase::IsEqualObject(static_cast<IUnknown*>(p), pOuter)); // it owns itself
+    IUnknown* const outerUnknown = outer.Get();
+    p = untouched;
+    EXPECT_EQ(factory->CreateInstance(outerUnknown, IID_IMediaPlayer, &p), kq::NoAggregation);
+    EXPECT_EQ(p, untouched);
+    ASSERT_EQ(factory->CreateInstance(outerUnknown, IID_IUnknown, &p), 0);
+    EXPECT_FALSE(scombase::IsEqualObject(static_cast<IUnknown*>(p), outerUnknown)); // it owns itself
     EXPECT_EQ(static_cast<IUnknown*>(p)->Release(), 0u);
 }
 
 TEST(ClassFactory, CountsServerLocks) {
-    const auto pFactory = GetFactory();
-    const std::int32_t nBefore = CFactory::s_cServerLocks;
-    EXPECT_EQ(pFactory->LockServer(1), 0);
-    EXPECT_EQ(pFactory->LockServer(1), 0);
-    EXPECT_EQ(pFactory->LockServer(0), 0);
-    EXPECT_EQ(CFactory::s_cServerLocks, nBefore + 1);
+    const auto factory = GetFactory();
+    const std::int32_t before = CFactory::s_cServerLocks;
+    EXPECT_EQ(factory->LockServer(1), 0);
+    EXPECT_EQ(factory->LockServer(1), 0);
+    EXPECT_EQ(factory->LockServer(0), 0);
+    EXPECT_EQ(CFactory::s_cServerLocks, before + 1);
     EXPECT_EQ(DllCanUnloadNow(), 0);
-    pFactory->LockServer(0);
+    factory->LockServer(0);
 }
 
 TEST(ObjectIdentity, IsOneForAllInterfacesOfAnObject) {
     PlayerHost host;
     PlayerHost other;
-    void* p = kUntouched;
-    const auto pAudio = kq::ComPtr<IMediaPlayer>::Share(host.Get()).As<IAudioInput>();
-    EXPECT_TRUE(scombase::IsEqualObject(pAudio.Get(), host.Get()));
+    void* p = untouched;
+    const auto audio = kq::ComPtr<IMediaPlayer>::Share(host.Get()).As<IAudioInput>();
+    EXPECT_TRUE(scombase::IsEqualObject(audio.Get(), host.Get()));
     EXPECT_FALSE(scombase::IsEqualObject(other.Get(), host.Get()));
     EXPECT_FALSE(scombase::IsEqualObject(nullptr, host.Get()));
     EXPECT_EQ(host->QueryInterface(IID_IUnknown, nullptr), kq::NullPointer);

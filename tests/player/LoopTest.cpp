@@ -20,9 +20,9 @@ double Milliseconds(Clock::duration duration) {
     return std::chrono::duration<double, std::milli>(duration).count();
 }
 
-std::vector<int> Numbers(int nFirst, int nEnd) {
-    std::vector<int> numbers(static_cast<std::size_t>(nEnd - nFirst));
-    std::iota(numbers.begin(), numbers.end(), nFirst);
+std::vector<int> Numbers(int first, int last) {
+    std::vector<int> numbers(static_cast<std::size_t>(last - first));
+    std::iota(numbers.begin(), numbers.end(), first);
     return numbers;
 }
 
@@ -47,23 +47,23 @@ protected:
 };
 
 TEST(Loop, PacesByTheWallClockAndShowsEveryFrameOnce) {
-    constexpr int kFrames = 12;
-    FakeVideo video(kFrames, 25);
+    constexpr int framesInAll = 12;
+    FakeVideo video(framesInAll, 25);
     ViewRecorder recorder;
     PlayerHost host(&video);
     host->SetPlayTime(0, 0);
     const auto start = Clock::now();
     host->Play();
     ASSERT_TRUE(host.WaitForEnd());
-    ASSERT_EQ(recorder.WaitForFrames(kFrames), Numbers(0, kFrames));
+    ASSERT_EQ(recorder.WaitForFrames(framesInAll), Numbers(0, framesInAll));
     const auto pictures = recorder.GetPictures();
-    for (int n = 0; n < kFrames; ++n) {
+    for (int n = 0; n < framesInAll; ++n) {
         // The clock moves in ticks of 10 ms, so a run that starts late in a tick sees the next one early.
         EXPECT_GE(Milliseconds(pictures[static_cast<std::size_t>(n)].when - start), n * 40 - 10) << n;
     }
     // One report after each frame, except the last: it has ended the video.
     const auto positions = host.GetPositions();
-    ASSERT_EQ(positions.size(), static_cast<std::size_t>(kFrames - 1));
+    ASSERT_EQ(positions.size(), static_cast<std::size_t>(framesInAll - 1));
     for (std::size_t i = 0; i < positions.size(); ++i) {
         EXPECT_NEAR(positions[i], static_cast<double>(i) * 0.04, 1e-9);
     }
@@ -87,21 +87,21 @@ TEST(Loop, EndsAtTheEndOfTheRange) {
 }
 
 TEST(Loop, LateFramesAreShownAndNeverDropped) {
-    constexpr int kFrames = 150;
-    FakeVideo video(kFrames, 100);
+    constexpr int framesInAll = 150;
+    FakeVideo video(framesInAll, 100);
     ViewRecorder recorder;
     PlayerHost host(&video);
-    host.onNotify = [&host](unsigned int nWhat) {
-        if (nWhat == KQ_NOTIFY_POSITION && host.GetPositions().size() == 5) {
+    host.onNotify = [&host](unsigned int notice) {
+        if (notice == KQ_NOTIFY_POSITION && host.GetPositions().size() == 5) {
             std::this_thread::sleep_for(std::chrono::seconds(2));
         }
     };
     host->Play();
     ASSERT_TRUE(host.WaitForEnd());
-    EXPECT_EQ(recorder.WaitForFrames(kFrames), Numbers(0, kFrames));
+    EXPECT_EQ(recorder.WaitForFrames(framesInAll), Numbers(0, framesInAll));
     // The stall does not shift what follows it, which would take one second and a half.
     const auto pictures = recorder.GetPictures();
-    EXPECT_LT(Milliseconds(pictures[kFrames - 1].when - pictures[6].when), 1200);
+    EXPECT_LT(Milliseconds(pictures[framesInAll - 1].when - pictures[6].when), 1200);
 }
 
 TEST(Loop, WithoutFrameRateOrFormatPositionsComeFromTheStamps) {
@@ -123,12 +123,12 @@ TEST_F(WithSound, FramesFollowTheSoundThatIsHeard) {
     PlayerHost host(&video, &audio);
     host->Play();
     ASSERT_TRUE(WaitUntil([&] { return m_recorder.GetCount() == 1; }));
-    for (int nPiece = 1; nPiece <= 20; ++nPiece) {
+    for (int piece = 1; piece <= 20; ++piece) {
         m_device.Render(960); // 20 ms, one frame
-        ASSERT_TRUE(WaitUntil([&] { return m_recorder.GetCount() > static_cast<std::size_t>(nPiece); }))
-            << nPiece;
+        ASSERT_TRUE(WaitUntil([&] { return m_recorder.GetCount() > static_cast<std::size_t>(piece); }))
+            << piece;
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        ASSERT_EQ(m_recorder.GetFrames(), Numbers(0, nPiece + 1)); // and no further
+        ASSERT_EQ(m_recorder.GetFrames(), Numbers(0, piece + 1)); // and no further
     }
     host->Pause();
     ASSERT_TRUE(WaitUntil([&] { return host->IsPaused(); }));
@@ -144,29 +144,29 @@ TEST_F(WithSound, FramesFollowTheSoundThatIsHeard) {
 
 TEST_F(WithSound, TheLongerOfSoundAndVideoGoesOn) {
     const struct {
-        int nFrames;
-        double dSound;
-        double dBegin; ///< of a range to the video's end; below 0: none, and the sound goes on beyond it
-        double dLeast, dMost; ///< last position, up to a second of silence and a step of 100 ms later
+        int frames;
+        double sound;
+        double begin;       ///< of a range to the video's end; below 0: none, and the sound goes on beyond it
+        double least, most; ///< last position, up to a second of silence and a step of 100 ms later
     } cases[] = {{5, 0.5, -1, 0.45, 2.5}, {100, 0.2, -1, 1.96, 1.96}, {100, 8.0, 1.6, 0.4, 2.0}};
     for (const auto& c : cases) {
         m_recorder.Clear();
-        FakeVideo video(c.nFrames, 50);
-        FakeAudio audio(c.dSound);
+        FakeVideo video(c.frames, 50);
+        FakeAudio audio(c.sound);
         PlayerHost host(&video, &audio);
-        if (c.dBegin >= 0) {
-            host->SetPlayTime(c.dBegin, 0);
+        if (c.begin >= 0) {
+            host->SetPlayTime(c.begin, 0);
         }
         host->Play();
         ASSERT_TRUE(RenderUntil([&] { return host.GetEnds() == 1; }));
-        EXPECT_GE(host.GetLastPosition(), c.dLeast - 1e-9);
-        EXPECT_LE(host.GetLastPosition(), c.dMost + 1e-9);
+        EXPECT_GE(host.GetLastPosition(), c.least - 1e-9);
+        EXPECT_LE(host.GetLastPosition(), c.most + 1e-9);
         const auto positions = host.GetPositions();
         EXPECT_TRUE(std::is_sorted(positions.begin(), positions.end()));
-        const int nView = static_cast<int>(&c - cases); // views are counted on
-        const int nFirst = c.dBegin >= 0 ? static_cast<int>(c.dBegin * 50) : 0;
-        EXPECT_EQ(m_recorder.WaitForFrames(static_cast<std::size_t>(c.nFrames - nFirst), nView),
-                  Numbers(nFirst, c.nFrames));
+        const int view = static_cast<int>(&c - cases); // views are counted on
+        const int first = c.begin >= 0 ? static_cast<int>(c.begin * 50) : 0;
+        EXPECT_EQ(m_recorder.WaitForFrames(static_cast<std::size_t>(c.frames - first), view),
+                  Numbers(first, c.frames));
     }
 }
 

@@ -30,32 +30,32 @@ TEST_F(Seeking, WithoutARunMovesThePictureAndTheNextStart) {
     m_recorder.Clear();
     EXPECT_EQ(m_host->Seek(1.0, 0), 0);
     EXPECT_EQ(m_recorder.GetFrames(), std::vector<int>{70});
-    EXPECT_EQ(m_video.GetSeeks().back().nMode, 0);
+    EXPECT_EQ(m_video.GetSeeks().back().mode, 0);
     EXPECT_FALSE(m_host->IsSeeking());
     m_host->Play();
     EXPECT_EQ(m_recorder.WaitForFrames(4), (std::vector<int>{70, 70, 71, 72}));
-    EXPECT_EQ(m_video.GetSeeks().back().nMode, 1); // the start is exact, whatever was asked for
+    EXPECT_EQ(m_video.GetSeeks().back().mode, 1); // the start is exact, whatever was asked for
 }
 
 TEST_F(Seeking, ZeroWithoutARunDoesNotSeekAgainAtTheStart) {
     EXPECT_EQ(m_host->SyncSeek(1.0, 1), 0);
-    EXPECT_EQ(m_video.GetSeeks().back().dSeconds, 1.0); // a begin that was never set counts as 0
+    EXPECT_EQ(m_video.GetSeeks().back().seconds, 1.0); // a begin that was never set counts as 0
     m_host->SetPlayTime(0.4, 0);
     m_host->Seek(0.0, 1);
-    const std::size_t nSeeks = m_video.GetSeeks().size();
+    const std::size_t seeks = m_video.GetSeeks().size();
     m_host->Load();
     ASSERT_TRUE(m_host.WaitForPause());
-    EXPECT_EQ(m_video.GetSeeks().size(), nSeeks + 1); // that to the begin of the range
+    EXPECT_EQ(m_video.GetSeeks().size(), seeks + 1); // that to the begin of the range
 }
 
 TEST_F(Seeking, WhilePausedShowsTheFrameBeforeItReturns) {
     m_host->SetPlayTime(0.2, 0);
     m_host->Load();
     ASSERT_TRUE(m_host.WaitForPause());
-    for (const int nFrame : {40, 11, 120, 12}) {
-        EXPECT_EQ(m_host->SyncSeek(nFrame / 50.0 - 0.2, 1), 0);
-        EXPECT_EQ(m_recorder.GetFrames().back(), nFrame);
-        EXPECT_NEAR(m_host.GetLastPosition(), nFrame / 50.0 - 0.2, 1e-9);
+    for (const int number : {40, 11, 120, 12}) {
+        EXPECT_EQ(m_host->SyncSeek(number / 50.0 - 0.2, 1), 0);
+        EXPECT_EQ(m_recorder.GetFrames().back(), number);
+        EXPECT_NEAR(m_host.GetLastPosition(), number / 50.0 - 0.2, 1e-9);
         EXPECT_TRUE(m_host->IsPaused());
     }
     EXPECT_EQ(m_host->SyncSeek(-0.5, 1), 0); // refused, and nobody waits
@@ -91,8 +91,8 @@ TEST_F(Seeking, WhilePlayingGoesOnFromThere) {
 
 TEST_F(Seeking, OnResumeIsCarriedOutBeforeAnythingIsShown) {
     // Posted inside the pause's callback, on the loop's own thread, right before the pause ends.
-    m_host.onNotify = [this](unsigned int nWhat) {
-        if (nWhat == KQ_NOTIFY_POSITION && m_host.GetPositions().size() == 2) {
+    m_host.onNotify = [this](unsigned int notice) {
+        if (notice == KQ_NOTIFY_POSITION && m_host.GetPositions().size() == 2) {
             m_host->Seek(1.0, 1);
             m_host->Resume();
         }
@@ -129,17 +129,17 @@ TEST_F(Seeking, SoundAndPictureAgreeAfterwards) {
     ASSERT_TRUE(WaitUntil([&] { return m_recorder.GetCount() >= 1; }));
     m_device.Render(4800);
     const double times[] = {2.0, 0.5, 1.3};
-    for (const double dTime : times) {
-        m_host->SyncSeek(dTime, 1);
-        const int nFrame = static_cast<int>(std::lround(dTime * 50));
-        ASSERT_TRUE(m_recorder.WaitForLast(nFrame)) << dTime;
+    for (const double time : times) {
+        m_host->SyncSeek(time, 1);
+        const int number = static_cast<int>(std::lround(time * 50));
+        ASSERT_TRUE(m_recorder.WaitForLast(number)) << time;
         const auto samples = m_device.Render(960);
         // OpenAL starts with a short fade; in the second half of the piece the samples are there whole.
-        EXPECT_NEAR(samples[2 * 700], FakeAudio::SampleOf(static_cast<std::int64_t>(dTime * 48000) + 700), 2)
-            << dTime;
-        EXPECT_TRUE(m_recorder.WaitForLast(nFrame + 1));
+        EXPECT_NEAR(samples[2 * 700], FakeAudio::SampleOf(static_cast<std::int64_t>(time * 48000) + 700), 2)
+            << time;
+        EXPECT_TRUE(m_recorder.WaitForLast(number + 1));
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        EXPECT_EQ(m_recorder.GetFrames().back(), nFrame + 1);
+        EXPECT_EQ(m_recorder.GetFrames().back(), number + 1);
     }
     m_host->Stop();
 }

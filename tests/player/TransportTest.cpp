@@ -134,13 +134,13 @@ TEST(Transport, LengthsComeFromTheStreams) {
 TEST(Transport, AudioWithoutInformationIsNotKept) {
     FakeAudio audio(1.0);
     PlayerHost host;
-    for (bool FakeAudio::*pFault : {&FakeAudio::infoFails, &FakeAudio::noFormat}) {
-        audio.*pFault = true;
+    for (bool FakeAudio::*fault : {&FakeAudio::infoFails, &FakeAudio::noFormat}) {
+        audio.*fault = true;
         TakeLog();
         host.SetAudio(&audio);
         EXPECT_TRUE(HasLogged(" CMediaPlayer::SetAudioInput \n"));
         EXPECT_EQ(audio.GetRefCount(), 1);
-        audio.*pFault = false;
+        audio.*fault = false;
     }
     EXPECT_EQ(host->Play(), 1);
 }
@@ -149,8 +149,8 @@ TEST(Transport, RefusesWhatWouldHangInsideTheCallback) {
     FakeVideo video(50, 100);
     PlayerHost host(&video);
     std::vector<std::int32_t> results;
-    host.onNotify = [&](unsigned int nWhat) {
-        if (nWhat == KQ_NOTIFY_POSITION && results.empty()) {
+    host.onNotify = [&](unsigned int notice) {
+        if (notice == KQ_NOTIFY_POSITION && results.empty()) {
             results = {host->Stop(), host->Load(), host->SyncSeek(0.2, 1)};
         }
     };

@@ -6,17 +6,17 @@
 
 namespace kq::test {
 
-PlayerHost::PlayerHost(IMediaStream* pVideo, IMediaStream* pAudio) {
-    if (CreatePlayer(m_pPlayer) != Ok) {
+PlayerHost::PlayerHost(IMediaStream* video, IMediaStream* audio) {
+    if (CreatePlayer(m_player) != Ok) {
         throw std::runtime_error("no player");
     }
-    m_pPlayer->GetPlayerViewMgr(m_pManager.Out());
-    m_pPlayer->SetCallBack(&PlayerHost::OnNotify, this);
-    if (pVideo != nullptr) {
-        AddView(1, pVideo);
+    m_player->GetPlayerViewMgr(m_manager.Out());
+    m_player->SetCallBack(&PlayerHost::OnNotify, this);
+    if (video != nullptr) {
+        AddView(1, video);
     }
-    if (pAudio != nullptr) {
-        SetAudio(pAudio);
+    if (audio != nullptr) {
+        SetAudio(audio);
     }
 }
 
@@ -25,43 +25,42 @@ PlayerHost::~PlayerHost() {
 }
 
 void PlayerHost::ReleasePlayer() {
-    m_pPlayer.Reset();
+    m_player.Reset();
     m_views.clear(); // views live no longer than their manager
-    m_pManager.Reset();
+    m_manager.Reset();
 }
 
-int PlayerHost::AddView(int nSourceMode, IMediaStream* pStream) {
-    const auto& pView = m_views.emplace_back(
-        ComPtr<IPlayerView>::Adopt(m_pManager->CreatePlayView(OffScreenParent(), tagRECT{0, 0, 64, 36})));
-    if (!pView) {
+int PlayerHost::AddView(int sourceMode, IMediaStream* stream) {
+    const auto& playerView = m_views.emplace_back(
+        ComPtr<IPlayerView>::Adopt(m_manager->CreatePlayView(OffScreenParent(), tagRECT{0, 0, 64, 36})));
+    if (!playerView) {
         throw std::runtime_error("no view");
     }
-    pView->SetVideoInput(nSourceMode, pStream);
-    return pView->GetIndex();
+    playerView->SetVideoInput(sourceMode, stream);
+    return playerView->GetIndex();
 }
 
-IPlayerView* PlayerHost::GetView(int nIndex) const {
-    return m_views.at(static_cast<std::size_t>(nIndex)).Get();
+IPlayerView* PlayerHost::GetView(int index) const {
+    return m_views.at(static_cast<std::size_t>(index)).Get();
 }
 
-void PlayerHost::SetAudio(IMediaStream* pStream) {
-    m_pPlayer.As<IAudioInput>()->SetAudioInput(pStream);
+void PlayerHost::SetAudio(IMediaStream* stream) {
+    m_player.As<IAudioInput>()->SetAudioInput(stream);
 }
 
-long PlayerHost::OnNotify(void* pUserData, unsigned int nMessage, unsigned int nWhat,
-                          unsigned int nArgument) {
-    auto& self = *static_cast<PlayerHost*>(pUserData);
-    if (nMessage != PLAYER_NOTIFY) {
+long PlayerHost::OnNotify(void* userData, unsigned int message, unsigned int what, unsigned int argument) {
+    auto& self = *static_cast<PlayerHost*>(userData);
+    if (message != PLAYER_NOTIFY) {
         return 0;
     }
-    if (nWhat == KQ_NOTIFY_POSITION) {
+    if (what == KQ_NOTIFY_POSITION) {
         const std::lock_guard<std::mutex> lock(self.m_lock);
-        self.m_positions.push_back(KQPlayedTime(nArgument));
+        self.m_positions.push_back(KQPlayedTime(argument));
     } else {
-        ++self.m_nEnds;
+        ++self.m_ends;
     }
     if (self.onNotify) {
-        self.onNotify(nWhat);
+        self.onNotify(what);
     }
     return 0;
 }
@@ -76,12 +75,12 @@ double PlayerHost::GetLastPosition() const {
     return m_positions.empty() ? -1.0 : m_positions.back();
 }
 
-bool PlayerHost::WaitForEnd(int nEnds) const {
-    return WaitUntil([&] { return GetEnds() >= nEnds; });
+bool PlayerHost::WaitForEnd(int ends) const {
+    return WaitUntil([&] { return GetEnds() >= ends; });
 }
 
 bool PlayerHost::WaitForPause() const {
-    return WaitUntil([&] { return m_pPlayer->IsPaused() && !GetPositions().empty(); });
+    return WaitUntil([&] { return m_player->IsPaused() && !GetPositions().empty(); });
 }
 
 } // namespace kq::test

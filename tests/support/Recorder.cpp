@@ -24,11 +24,11 @@ struct Image {
 
 } // namespace
 
-void KQLogEx(const wchar_t* pFormat, ...) {
+void KQLogEx(const wchar_t* format, ...) {
     std::array<wchar_t, 1024> text{};
     va_list arguments;
-    va_start(arguments, pFormat);
-    std::vswprintf(text.data(), text.size(), pFormat, arguments);
+    va_start(arguments, format);
+    std::vswprintf(text.data(), text.size(), format, arguments);
     va_end(arguments);
     const std::wstring line(text.data());
     const std::lock_guard<std::mutex> lock(recorderLock);
@@ -37,49 +37,49 @@ void KQLogEx(const wchar_t* pFormat, ...) {
 
 void* DICreate() {
     const std::lock_guard<std::mutex> lock(recorderLock);
-    ++counts.nAlive;
-    ++counts.nMade;
+    ++counts.alive;
+    ++counts.made;
     return new Image;
 }
 
-int DISetContent(void* pImage, int nWidth, int nHeight, int nBitsPerPixel) {
-    auto& image = *static_cast<Image*>(pImage);
-    image.header.biWidth = nWidth;
-    image.header.biHeight = nHeight;
-    image.header.biBitCount = static_cast<std::uint16_t>(nBitsPerPixel);
-    const auto nRow = static_cast<std::size_t>((nWidth * nBitsPerPixel + 31) / 32 * 4);
-    image.bits.assign(nRow * static_cast<std::size_t>(nHeight), 0);
+int DISetContent(void* object, int width, int height, int bitsPerPixel) {
+    auto& image = *static_cast<Image*>(object);
+    image.header.biWidth = width;
+    image.header.biHeight = height;
+    image.header.biBitCount = static_cast<std::uint16_t>(bitsPerPixel);
+    const auto row = static_cast<std::size_t>((width * bitsPerPixel + 31) / 32 * 4);
+    image.bits.assign(row * static_cast<std::size_t>(height), 0);
     return 1;
 }
 
-int DIGetWidth(void* pImage) {
-    return static_cast<Image*>(pImage)->header.biWidth;
+int DIGetWidth(void* object) {
+    return static_cast<Image*>(object)->header.biWidth;
 }
 
-int DIGetHeight(void* pImage) {
-    return static_cast<Image*>(pImage)->header.biHeight;
+int DIGetHeight(void* object) {
+    return static_cast<Image*>(object)->header.biHeight;
 }
 
-unsigned char* DIGetBits(void* pImage) {
-    return static_cast<Image*>(pImage)->bits.data();
+unsigned char* DIGetBits(void* object) {
+    return static_cast<Image*>(object)->bits.data();
 }
 
-tagBITMAPINFOHEADER* DIGetBitmapInfo(void* pImage) {
-    return &static_cast<Image*>(pImage)->header;
+tagBITMAPINFOHEADER* DIGetBitmapInfo(void* object) {
+    return &static_cast<Image*>(object)->header;
 }
 
-int DISaveEx(void* pImage, const wchar_t* pPath, const wchar_t* pMimeType) {
-    const auto& image = *static_cast<Image*>(pImage);
+int DISaveEx(void* object, const wchar_t* path, const wchar_t* mimeType) {
+    const auto& image = *static_cast<Image*>(object);
     const std::lock_guard<std::mutex> lock(recorderLock);
-    saved.push_back({image.header.biWidth, image.header.biHeight, image.bits, pPath,
-                     pMimeType != nullptr ? pMimeType : L""});
+    saved.push_back({image.header.biWidth, image.header.biHeight, image.bits, path,
+                     mimeType != nullptr ? mimeType : L""});
     return 1;
 }
 
-void DIDestroy(void* pImage) {
-    delete static_cast<Image*>(pImage);
+void DIDestroy(void* object) {
+    delete static_cast<Image*>(object);
     const std::lock_guard<std::mutex> lock(recorderLock);
-    --counts.nAlive;
+    --counts.alive;
 }
 
 namespace kq::test {

@@ -14,8 +14,8 @@ bool HasLogged(const std::string& line);
 
 /// One picture that was saved through the recording image library.
 struct SavedImage {
-    int nWidth;
-    int nHeight;
+    int width;
+    int height;
     std::vector<unsigned char> bits;
     std::wstring path;
     std::wstring mimeType; ///< empty for a null one
@@ -24,8 +24,8 @@ struct SavedImage {
 std::vector<SavedImage> TakeSavedImages();
 /// @return how many images exist, and how many were ever made
 struct ImageCounts {
-    int nAlive;
-    int nMade;
+    int alive;
+    int made;
 };
 ImageCounts GetImageCounts();
 

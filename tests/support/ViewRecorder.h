@@ -17,17 +17,17 @@ using Clock = std::chrono::steady_clock;
 
 /// @return a number for a picture of B, G, R, 255 pixels: another one for every other picture, 0 for a black
 /// one
-std::size_t HashOfPixels(const unsigned char* pPixels, int nWidth, int nHeight);
+std::size_t HashOfPixels(const unsigned char* pixels, int width, int height);
 
 /// Collects pictures for as long as it lives. One at a time in a process.
 class ViewRecorder {
 public:
     struct Picture {
-        int nView;
-        int nWidth;
-        int nHeight;
-        std::uint32_t nFirstPixel; ///< 0xFFRRGGBB
-        std::size_t nHash;         ///< HashOfPixels()
+        int view;
+        int width;
+        int height;
+        std::uint32_t firstPixel; ///< 0xFFRRGGBB
+        std::size_t hash;         ///< HashOfPixels()
         Clock::time_point when;
     };
 
@@ -37,18 +37,18 @@ public:
     ~ViewRecorder();
 
     std::vector<Picture> GetAllPictures() const;
-    std::vector<Picture> GetPictures(int nView = 0) const;
+    std::vector<Picture> GetPictures(int view = 0) const;
     /// The frame numbers of FakeVideo that the pictures of a view show; -1 for black.
-    std::vector<int> GetFrames(int nView = 0) const;
+    std::vector<int> GetFrames(int view = 0) const;
     /// Waits for that many pictures of a view. @return the first of them
-    std::vector<int> WaitForFrames(std::size_t nCount, int nView = 0) const;
+    std::vector<int> WaitForFrames(std::size_t count, int view = 0) const;
     /// Waits until a frame is the one that the first view shows.
-    bool WaitForLast(int nFrame) const;
-    std::size_t GetCount(int nView = 0) const;
+    bool WaitForLast(int frame) const;
+    std::size_t GetCount(int view = 0) const;
     void Clear();
 
     /// Called with the frame number of every picture of any view, on the thread that shows it.
-    std::function<void(int nFrame)> onPicture;
+    std::function<void(int frame)> onPicture;
 
     /// Library-side views that exist.
     static int GetAlive();
@@ -56,8 +56,8 @@ public:
     static std::pair<int, int> GetScale();
 
 private:
-    static void OnPicture(void* pView, int nView, int nWidth, int nHeight, const unsigned char* pPixels,
-                          void* pUserData);
+    static void OnPicture(void* handle, int view, int width, int height, const unsigned char* pixels,
+                          void* userData);
 
     mutable std::mutex m_lock;
     std::vector<Picture> m_pictures;

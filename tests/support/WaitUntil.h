@@ -23,9 +23,9 @@ bool WaitUntil(Condition condition, std::chrono::seconds limit = std::chrono::se
 
 /// Runs a body in that many threads at once, each with its number, and waits for the end of all.
 template <class Body>
-void RunThreads(int nCount, const Body& body) {
+void RunThreads(int count, const Body& body) {
     std::vector<std::thread> threads;
-    for (int i = 0; i < nCount; ++i) {
+    for (int i = 0; i < count; ++i) {
         threads.emplace_back([&body, i] { body(i); });
     }
     for (std::thread& thread : threads) {

@@ -21,28 +21,28 @@ double MillisecondsOf(const std::function<void()>& action) {
 
 TEST(SyncEvent, TestsWithoutWaiting) {
     const struct {
-        bool bSet;
-        bool bManual;
-        unsigned int nFirst;
-        unsigned int nSecond;
+        bool set;
+        bool manual;
+        unsigned int first;
+        unsigned int second;
     } cases[] = {
         {false, true, WAIT_TIMED_OUT, WAIT_TIMED_OUT},
         {true, true, WAIT_SET, WAIT_SET},
         {true, false, WAIT_SET, WAIT_TIMED_OUT},
     };
     for (const auto& c : cases) {
-        SyncEvent event(c.bSet, c.bManual);
-        EXPECT_EQ(event.Wait(0), c.nFirst);
-        EXPECT_EQ(event.Wait(0), c.nSecond);
+        SyncEvent event(c.set, c.manual);
+        EXPECT_EQ(event.Wait(0), c.first);
+        EXPECT_EQ(event.Wait(0), c.second);
     }
 }
 
 TEST(SyncEvent, WaitsForTheLimitOrTheEvent) {
     SyncEvent event(false, true);
-    unsigned int nResult = 0;
-    const double dWaited = MillisecondsOf([&] { nResult = event.Wait(30); });
-    EXPECT_EQ(nResult, WAIT_TIMED_OUT);
-    EXPECT_GE(dWaited, 20.0); // three ticks, the first of which may be short
+    unsigned int result = 0;
+    const double waited = MillisecondsOf([&] { result = event.Wait(30); });
+    EXPECT_EQ(result, WAIT_TIMED_OUT);
+    EXPECT_GE(waited, 20.0); // three ticks, the first of which may be short
 
     std::thread setter([&] { event.Set(); });
     EXPECT_EQ(event.Wait(WAIT_FOREVER), WAIT_SET);
@@ -53,15 +53,15 @@ TEST(SyncEvent, WaitsForTheLimitOrTheEvent) {
 
 TEST(SyncEvent, OneOfManyWaitersGetsAnAutoResetEvent) {
     SyncEvent event(false, false);
-    std::atomic<int> nGot{0};
+    std::atomic<int> got{0};
     RunThreads(5, [&](int n) {
         if (n == 4) {
             event.Set();
         } else if (event.Wait(100) == WAIT_SET) {
-            ++nGot;
+            ++got;
         }
     });
-    EXPECT_EQ(nGot, 1);
+    EXPECT_EQ(got, 1);
 }
 
 /// Runs until it is stopped, or a body of the test's own.
@@ -134,18 +134,18 @@ TEST(BaseThread, ARunThatEndsSuspendedLeavesNoSuspensionBehind) {
 }
 
 TEST(BaseThread, StartedFromItsOwnEndLosesNoThreadAndKeepsTheNewState) {
-    constexpr int kRuns = 1000;
+    constexpr int runsWanted = 1000;
     Worker worker;
-    std::atomic<int> nRuns{0};
+    std::atomic<int> runs{0};
     worker.body = [&] {
         worker.MarkFinished();
-        if (++nRuns < kRuns) {
+        if (++runs < runsWanted) {
             EXPECT_EQ(worker.Start(), 1);
         }
         return 0;
     };
     worker.Start();
-    EXPECT_TRUE(WaitUntil([&] { return nRuns == kRuns && worker.GetState() == THREAD_FINISHED; }));
+    EXPECT_TRUE(WaitUntil([&] { return runs == runsWanted && worker.GetState() == THREAD_FINISHED; }));
 }
 
 TEST(BaseThread, ManyControllersNeitherHangNorJoinTwice) {

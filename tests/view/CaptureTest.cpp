@@ -31,7 +31,7 @@ TEST(Capture, WritesTheCurrentPictureInTheFormatAskedFor) {
     FakeVideo video(5, 25, 15, 9);
     PlayerHost host(&video);
     video.NextFrame();
-    const int madeBefore = GetImageCounts().nMade;
+    const int madeBefore = GetImageCounts().made;
     const wchar_t* const mimeTypes[] = {L"image/bmp", L"image/jpeg", L"image/png"};
     for (int n = 0; n < 3; ++n) {
         const CaptureImageInfo info = Format(n);
@@ -42,10 +42,10 @@ TEST(Capture, WritesTheCurrentPictureInTheFormatAskedFor) {
         EXPECT_EQ(saved[0].path, somewhere);
         EXPECT_EQ(saved[0].bits[0], (9536 * FakeVideo::LumaOf(1) + 16532 * 128 - 2268594) >> 13);
     }
-    EXPECT_EQ(GetImageCounts().nMade, madeBefore + 1);
-    EXPECT_EQ(GetImageCounts().nAlive, 1);
+    EXPECT_EQ(GetImageCounts().made, madeBefore + 1);
+    EXPECT_EQ(GetImageCounts().alive, 1);
     host.ReleasePlayer();
-    EXPECT_EQ(GetImageCounts().nAlive, 0);
+    EXPECT_EQ(GetImageCounts().alive, 0);
 }
 
 TEST(Capture, SaysWhyThereIsNoPicture) {
@@ -160,10 +160,10 @@ TEST(Capture, KeepsEveryColourOfPlanarPictures) {
         EXPECT_EQ(host->CaptureCurrentImage(&info, somewhere), 0);
         const auto saved = TakeSavedImages();
         ASSERT_EQ(saved.size(), 1u);
-        EXPECT_EQ(saved[0].nWidth, sizes[n].width);
-        EXPECT_EQ(saved[0].nHeight, sizes[n].height);
+        EXPECT_EQ(saved[0].width, sizes[n].width);
+        EXPECT_EQ(saved[0].height, sizes[n].height);
         EXPECT_EQ(saved[0].bits, picture.Rgb(3)) << "picture " << n;
-        EXPECT_EQ(GetImageCounts().nAlive, 1);
+        EXPECT_EQ(GetImageCounts().alive, 1);
 
         MEDIA_FRAME* const former = std::exchange(copy, host->CaptureCurrentImageEx());
         ASSERT_NE(copy, nullptr);

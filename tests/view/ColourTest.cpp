@@ -110,7 +110,7 @@ TEST(Colour, ViewsAndCapturesShowWhatEveryKindAndDescriptionSays) {
                 stream.Fill(kind, sample);
                 kq::DescribeColour(stream.frame, matrix.matrix, range);
                 host->Seek(0, 1);
-                const std::uint32_t pixel = recorder.GetAllPictures().back().nFirstPixel;
+                const std::uint32_t pixel = recorder.GetAllPictures().back().firstPixel;
                 CaptureImageInfo info{};
                 ASSERT_EQ(host->CaptureCurrentImage(&info, L"picture"), kq::Ok);
                 const auto saved = TakeSavedImages().at(0);
@@ -143,7 +143,7 @@ TEST(Colour, WhatCannotBeReadIsBlackAndNotCaptured) {
         ViewRecorder recorder;
         PlayerHost host(&stream);
         host->Seek(0, 1);
-        EXPECT_EQ(recorder.GetAllPictures().back().nFirstPixel & 0xFFFFFF, 0u) << kind;
+        EXPECT_EQ(recorder.GetAllPictures().back().firstPixel & 0xFFFFFF, 0u) << kind;
         CaptureImageInfo info{};
         EXPECT_EQ(host->CaptureCurrentImage(&info, L"picture"), kq::Failed) << kind;
         EXPECT_EQ(host->CaptureCurrentImageEx(), nullptr) << kind;
@@ -156,7 +156,7 @@ TEST(Colour, WhatCannotBeReadIsBlackAndNotCaptured) {
         stream.frame.reserved[0] = static_cast<std::int32_t>(word);
         PlayerHost host(&stream);
         host->Seek(0, 1);
-        pixels.push_back(recorder.GetAllPictures().back().nFirstPixel);
+        pixels.push_back(recorder.GetAllPictures().back().firstPixel);
     }
     EXPECT_EQ(pixels[0], pixels[1]);
     EXPECT_EQ(pixels[0], pixels[2]);

@@ -131,7 +131,7 @@ TEST_F(ViewManager, StreamsAreHeldOnceAndRefusedWithoutInformation) {
         EXPECT_EQ(video.GetRefCount(), 1);
         m_manager->ShowCurrentImage(nullptr, 0);
         EXPECT_EQ(m_recorder.GetFrames(), std::vector<int>{-1}); // the black picture of the last good stream
-        EXPECT_EQ(m_recorder.GetPictures()[0].nWidth, 7);
+        EXPECT_EQ(m_recorder.GetPictures()[0].width, 7);
         EXPECT_EQ(view->SetVideoInput(1, &video), 0);
     }
     m_manager.Reset(); // destroys the view
@@ -187,9 +187,9 @@ TEST_F(ViewManager, ShowsEveryColourInItsPlace) {
     const auto pictures = m_recorder.GetPictures();
     ASSERT_EQ(pictures.size(), expected.size());
     for (std::size_t i = 0; i < expected.size(); ++i) {
-        EXPECT_EQ(pictures[i].nHash, expected[i]) << "picture " << i;
-        EXPECT_EQ(pictures[i].nWidth, sizes[i].width);
-        EXPECT_EQ(pictures[i].nHeight, sizes[i].height);
+        EXPECT_EQ(pictures[i].hash, expected[i]) << "picture " << i;
+        EXPECT_EQ(pictures[i].width, sizes[i].width);
+        EXPECT_EQ(pictures[i].height, sizes[i].height);
     }
     view->SetVideoInput(1, nullptr);
 }

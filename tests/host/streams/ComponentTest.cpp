@@ -73,7 +73,7 @@ public:
     void LoadAndWait() {
         Forget();
         (*this)->Load();
-        EXPECT_TRUE(WaitUntil([&] { return !Pictures().empty() && Pictures().back().nHash != 0; }));
+        EXPECT_TRUE(WaitUntil([&] { return !Pictures().empty() && Pictures().back().hash != 0; }));
     }
 
 private:
@@ -100,7 +100,7 @@ protected:
     }
     int LastShown() const {
         const auto pictures = m_host.Pictures();
-        return pictures.empty() ? -1 : m_plain.PlaceOf(pictures.back().nHash);
+        return pictures.empty() ? -1 : m_plain.PlaceOf(pictures.back().hash);
     }
     bool WaitForFrame(int n) const {
         return WaitUntil([&] { return LastShown() == n; });
@@ -156,7 +156,7 @@ TEST_F(LongGops, SeeksWhilePlayingShowExactlyTheFrame) {
         // Up to the seek the clip may have gone on; then nothing may be seen but the frame.
         int expected = before;
         for (const auto& picture : m_host.Pictures()) {
-            const int shown = m_plain.PlaceOf(picture.nHash);
+            const int shown = m_plain.PlaceOf(picture.hash);
             if (shown == n) {
                 break;
             }
@@ -212,8 +212,8 @@ TEST(TimelinesInThePlayer, LoopAndTurnRoundWithoutASeam) {
     const auto pictures = host.Pictures();
     int turns = 0, direction = 1;
     for (std::size_t i = 1; i < 60; ++i) {
-        const int before = plain.PlaceOf(pictures[i - 1].nHash);
-        const int shown = plain.PlaceOf(pictures[i].nHash);
+        const int before = plain.PlaceOf(pictures[i - 1].hash);
+        const int shown = plain.PlaceOf(pictures[i].hash);
         if (before < 0 || before == shown) {
             continue; // what stood there before the start, and pictures shown anew
         }
@@ -259,12 +259,12 @@ TEST_P(Comparisons, HoldBothViewsOnOneTime) {
     std::int64_t time = -1;
     const auto pictures = host.Pictures();
     for (const auto& picture : pictures) {
-        if (picture.nHash == 0 && pairs == 0) {
+        if (picture.hash == 0 && pairs == 0) {
             continue; // stopped still
         }
-        const bool isReference = picture.nView == pictures.front().nView;
-        const int place = (isReference ? left : right).PlaceOf(picture.nHash);
-        ASSERT_GE(place, 0) << "view " << picture.nView << " shows something else";
+        const bool isReference = picture.view == pictures.front().view;
+        const int place = (isReference ? left : right).PlaceOf(picture.hash);
+        ASSERT_GE(place, 0) << "view " << picture.view << " shows something else";
         if (isReference) {
             time = left.times[static_cast<std::size_t>(place)];
             continue;
