@@ -64,6 +64,8 @@ public:
     /// Makes a present or later call return soon, as if there were nothing more, until that is taken back; a
     /// seek has to follow. Any thread.
     virtual void Interrupt(bool on) = 0;
+    /// @return true when it was cancelled or is interrupted
+    virtual bool Stops() const = 0;
 };
 
 } // namespace kq::streams

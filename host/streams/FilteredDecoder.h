@@ -40,6 +40,7 @@ public:
         m_interrupted = on;
         m_inner->Interrupt(on);
     }
+    bool Stops() const override { return Cancelled() || m_interrupted; }
 
     /// @return what came out of the graph when it was opened
     const PictureKind& Output() const { return m_output; }
@@ -50,7 +51,6 @@ private:
     FilteredDecoder(std::unique_ptr<Decoder> inner, Orientation orientation, std::string description,
                     const PictureKind& input, std::unique_ptr<FilterGraph> graph);
 
-    bool Stops() const { return Cancelled() || m_interrupted; }
     bool NextUnfiltered(Decoded& frame);
     void Feed();
     void Push(Decoded picture);

@@ -40,7 +40,8 @@ struct Landing {
     std::vector<FramePtr> before = {};
 };
 
-/// Makes frames in order of time. Called by the one thread that decodes ahead, but for From() and Cancel().
+/// Makes frames in order of time. Called by the one thread that decodes ahead, but for From(), ExpectSeek()
+/// and Cancel().
 class FrameSource {
 public:
     FrameSource() = default;
@@ -78,6 +79,9 @@ public:
     virtual std::optional<Ticks> BeginInFile(Ticks /*time*/) const { return std::nullopt; }
     /// @return how long a picture may stay on show beyond its own end before something must be missing
     virtual Ticks LongestGap() const { return std::numeric_limits<Ticks>::max(); }
+    /// A seek will follow: a Next() that would take long may give up, and gives null, until this is taken
+    /// back. Any thread; returns at once.
+    virtual void ExpectSeek(bool /*on*/) {}
     /// Writes a line to the file's log.
     virtual void Notice(const std::string& text) const = 0;
     /// Makes a present or later call return soon. Any thread.

@@ -97,7 +97,7 @@ FramePtr PictureStore::After(const FramePtr& picture) {
         return next;
     }
     const auto entry = Find(picture->time);
-    if (entry != m_pictures.end() && !m_ahead->Cancelled()) {
+    if (entry != m_pictures.end() && !m_expectsSeek && !m_ahead->Cancelled()) {
         entry->second.last = true;
     }
     return nullptr;
@@ -187,7 +187,7 @@ void PictureStore::Keep(const Landing& landing, Ticks time) {
 /// Decodes the picture after one, from where the decoder stands, or after a seek. @return null at the end
 FramePtr PictureStore::NextOf(const Frame& picture) {
     if (m_aheadAt != picture.time) {
-        const Landing landing = SeekAhead(picture.time, true);
+        const Landing landing = SeekBack(picture.time);
         m_started = true;
         m_aheadAt.reset();
         if (!landing.moved || !landing.frame) {
@@ -208,6 +208,34 @@ FramePtr PictureStore::NextOf(const Frame& picture) {
             return next;
         }
     }
+}
+
+/// Moves the decoder to a picture that is kept, to go on from there.
+Landing PictureStore::SeekBack(Ticks time) {
+    {
+        const std::lock_guard guard(m_lock);
+        if (m_expectsSeek) {
+            return {};
+        }
+        m_goesOn = true;
+    }
+    Landing landing = SeekAhead(time, true);
+    const std::lock_guard guard(m_lock);
+    m_goesOn = false;
+    return m_expectsSeek ? Landing{} : landing;
+}
+
+void PictureStore::ExpectSeek(bool on) {
+    const std::lock_guard guard(m_lock);
+    m_expectsSeek = on && m_ahead->Seekable();
+    if (m_goesOn || !on) {
+        m_ahead->Interrupt(m_expectsSeek);
+    }
+}
+
+bool PictureStore::ExpectsSeek() const {
+    const std::lock_guard guard(m_lock);
+    return m_expectsSeek;
 }
 
 /// @return the entry of the picture that begins at a time, within the file's rounding
@@ -404,7 +432,7 @@ FramePtr PictureStore::WaitForPart(Lock& lock, Ticks time) {
     FramePtr end;
     if (m_part && time < m_part->end->time && time >= m_part->end->time - m_part->most) {
         end = m_part->end;
-    } else if (after != m_pictures.end() && after->first - time <= stepBack) {
+    } else if (after != m_pictures.end() && m_place > time && m_place - time <= stepBack) {
         end = after->second.picture;
     }
     if (!end || m_behindFailed || Find(end->time) == m_pictures.end() || !WaitForBefore(lock, end)) {

@@ -59,6 +59,11 @@ public:
     /// the place does not change for a moment, and at once when it goes backwards.
     void Aim(Ticks time, bool forward);
 
+    /// A call of At() or KeyAt() will follow: an After() that has to seek gives up, and gives null, until
+    /// this is taken back. Inputs that can be read only once go on.
+    void ExpectSeek(bool on);
+    bool ExpectsSeek() const;
+
     /// @return what is kept, in order of time
     std::vector<TimeSpan> Kept() const;
     std::size_t Bytes() const;
@@ -99,6 +104,7 @@ private:
     Landing SeekAhead(Ticks time, bool exact);
     FramePtr First();
     FramePtr NextOf(const Frame& picture);
+    Landing SeekBack(Ticks time);
     void Keep(const Landing& landing, Ticks time);
 
     Pictures::iterator Find(Ticks time);
@@ -143,8 +149,10 @@ private:
     Direction m_direction = Direction::Forward;
     Ticks m_steppedFrom = 0; ///< where stepping back began
     bool m_aimed = false;
-    bool m_isResting = false;                              ///< the thread waits until the place changes
-    bool m_isSeeking = false;                              ///< the reader's decoder needs the processor
+    bool m_isResting = false; ///< the thread waits until the place changes
+    bool m_isSeeking = false; ///< the reader's decoder needs the processor
+    bool m_goesOn = false;    ///< it seeks only to decode on from there
+    bool m_expectsSeek = false;
     Clock::time_point m_moved;                             ///< when the place was changed last
     Ticks m_lowestEnd = std::numeric_limits<Ticks>::max(); ///< of the parts made for this place
     FramePtr m_wanted;                     ///< the reader waits for the picture before this one

@@ -158,6 +158,7 @@ Ticks QueuedStream::EndOf(const Frame& frame) const {
 void QueuedStream::Move(const SeekRequest& request, std::unique_lock<std::mutex>& guard) {
     if (!IsThere(request)) {
         m_seek = request;
+        m_source->ExpectSeek(true);
         m_work.notify_one();
     }
     WaitForFrame(guard);
@@ -249,12 +250,13 @@ void QueuedStream::MakeFrame(std::unique_lock<std::mutex>& guard) {
     if (frame) {
         Push(std::move(frame));
     } else {
-        m_ended = true;
+        m_ended = !m_seek; // it may have been interrupted
     }
 }
 
 void QueuedStream::CarryOutSeek(std::unique_lock<std::mutex>& guard) {
     const SeekRequest request = *m_seek;
+    m_source->ExpectSeek(false);
     if (IsThere(request)) { // the frame that was being made told what follows
         m_seek.reset();
         return;

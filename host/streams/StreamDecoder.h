@@ -43,12 +43,12 @@ public:
     void Cancel() override { m_cancelled = true; }
     bool Cancelled() const override { return m_cancelled; }
     void Interrupt(bool on) override { m_interrupted = on; }
+    bool Stops() const override { return m_cancelled || m_interrupted; }
 
 private:
     explicit StreamDecoder(DecoderSetup setup);
 
     bool OpenCodec(std::string& reason);
-    bool Stops() const { return m_cancelled || m_interrupted; }
     bool Feed();
     bool Receive(AVFrame& frame);
     bool IsWanted(const AVPacket& packet) const;

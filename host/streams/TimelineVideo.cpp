@@ -81,6 +81,9 @@ std::optional<TimelineVideo::Place> TimelineVideo::After(const Place& place) {
             next.stamp = stretch.PlayAt(next.picture->time, place.round);
             return next;
         }
+        if (!next.picture && m_store->ExpectsSeek()) {
+            return std::nullopt;
+        }
     } else if (place.picture->time > range.begin + Tolerance()) {
         next.picture = m_store->Before(place.picture);
         if (next.picture) {

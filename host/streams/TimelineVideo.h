@@ -40,6 +40,7 @@ public:
     void Look(const Frame& frame) override;
     std::int64_t NumberOf(const Frame& picture) const override;
     void Notice(const std::string& text) const override { m_store->Notice(text); }
+    void ExpectSeek(bool on) override { m_store->ExpectSeek(on); }
     void Cancel() override;
 
 private:
@@ -96,6 +97,7 @@ public:
     std::optional<Ticks> BeginInFile(Ticks time) const override { return m_facts.numbers->BeginAt(time); }
     Ticks LongestGap() const override;
     void Notice(const std::string& text) const override { m_store->Notice(text); }
+    void ExpectSeek(bool on) override { m_store->ExpectSeek(on); }
     void Cancel() override { m_store->Cancel(); }
 
 private:

@@ -111,6 +111,11 @@ Landing VideoSource::Seek(Ticks time, bool exact) {
     passed.most = back ? nearbyFrames : 0;
     passed.bytes = nearbyBytes;
     auto frame = SeekExact(time, from, passed);
+    if (m_decoder->Stops()) {
+        m_last = nullptr; // the decoder has left frames out
+        m_ahead.reset();
+        return {true, nullptr};
+    }
     // A frame that stays on show for long may have been left out.
     if (frame && frame->time < from) {
         m_hasLongPictures = true;

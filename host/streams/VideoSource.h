@@ -52,7 +52,8 @@ public:
     }
     /// @param all every way counts as long
     void KeepWays(bool all) { m_keepsAllWays = all; }
-    /// Makes a present or later Approach() return soon, until that is taken back. Any thread.
+    /// Makes a present or later Seek() or Approach() return soon, with nothing, until that is taken back. Any
+    /// thread.
     void Interrupt(bool on) { m_decoder->Interrupt(on); }
     bool Seekable() const { return m_decoder->Seekable(); }
     bool Cancelled() const { return m_decoder->Cancelled(); }

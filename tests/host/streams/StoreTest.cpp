@@ -145,11 +145,11 @@ public:
         while (m_studio.lost.count(m_next) != 0) {
             ++m_next;
         }
-        while (m_studio.decoded >= m_studio.allowed && !m_cancelled && !m_interrupted) {
+        while (m_studio.decoded >= m_studio.allowed && !Stops()) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
         const bool ends = m_next >= m_studio.pictures || (m_sought && m_studio.unsought.count(m_next) != 0);
-        if (ends || m_cancelled || m_interrupted) {
+        if (ends || Stops()) {
             return false;
         }
         ++m_studio.decoded;
@@ -180,6 +180,7 @@ public:
         m_interrupted = on;
         m_studio.interrupts += on ? 1 : 0;
     }
+    bool Stops() const override { return m_cancelled || m_interrupted; }
 
 private:
     FrameHandle Make(int number) {
@@ -305,6 +306,26 @@ TEST(PictureStoring, BackwardsTheNextPartIsMadeWhileOneIsShown) {
     EXPECT_EQ(picture, nullptr);
     EXPECT_LE(most, 100 + 6);
     EXPECT_LT(studio.decoded, 15'000) << "a part is decoded once";
+}
+
+TEST(PictureStoring, WhoeverGoesElsewhereDoesNotWaitForTheWayBack) {
+    Studio studio;
+    studio.group = 1000;
+    FakeStore store(studio, 100);
+    const FramePtr far = store.At(500 * step);
+    store.At(100 * step);
+    studio.allowed = studio.decoded + 20;
+    FramePtr next = far;
+    std::thread reader([&] { next = store.After(far); }); // has to decode five hundred pictures once more
+    EXPECT_TRUE(kq::test::WaitUntil([&] { return studio.decoded == studio.allowed; }));
+    store.ExpectSeek(true);
+    reader.join();
+    EXPECT_EQ(next, nullptr);
+    EXPECT_EQ(store.After(far), nullptr) << "nothing is begun";
+    store.ExpectSeek(false);
+    studio.allowed = 1'000'000;
+    EXPECT_EQ(NumberOf(store.At(120 * step)), 120);
+    EXPECT_EQ(NumberOf(store.After(far)), 501) << "it is not the last one";
 }
 
 TEST(PictureStoring, WhatWasSteppedOverStays) {
