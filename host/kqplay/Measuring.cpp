@@ -27,13 +27,7 @@ bool ShowWork(PlaybackParts& parts, const char* what, std::int64_t done, std::in
     constexpr std::int64_t most = 1'000'000; // that the bar counts
     const std::int64_t unit = 1 + all / most;
     parts.progress->ShowBar(what, static_cast<int>(done / unit), static_cast<int>(all / unit));
-    while (const auto signal = parts.signals.Take()) {
-        if (*signal != SIGTSTP) {
-            return false;
-        }
-        kill(getpid(), SIGSTOP);
-    }
-    return true;
+    return !parts.signals.AsksForEnd();
 }
 
 constexpr auto often = std::chrono::milliseconds(50);
@@ -57,6 +51,7 @@ kq::measure::MeasureRequest RequestOf(PlaybackParts& parts) {
     if (options.length) {
         request.end = options.start + *options.length;
     }
+    request.givesUp = [&parts] { return parts.signals.AsksForEnd(); };
     request.log = [&parts](const std::string& line) { parts.output.Note(line); };
     return request;
 }
@@ -178,6 +173,7 @@ int VerifyFile(PlaybackParts& parts) {
     request.file = parts.options.file;
     request.count = parts.options.verify.count;
     request.seed = parts.options.verify.seed;
+    request.givesUp = [&parts] { return parts.signals.AsksForEnd(); };
     request.log = [&parts](const std::string& line) { parts.output.Note(line); };
     std::string error;
     const auto verifier = kq::measure::Verifier::Open(request, error);

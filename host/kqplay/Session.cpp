@@ -47,6 +47,7 @@ int Session::DrawContactSheet() {
     how.audio = false;
     how.queueBytes = how.storeBytes = 1; // what lies behind a picture is not wanted
     how.filter = m_parts.options.filter;
+    how.givesUp = [this] { return m_parts.signals.AsksForEnd(); };
     how.log = [this](const std::string& line) { m_parts.output.Note(line); };
     std::string error;
     if (!OpenForSheet(how, error)) {
@@ -67,7 +68,7 @@ int Session::DrawContactSheet() {
     const bool drawn = sheet.Draw(
         [&](int done) {
             m_parts.progress->ShowBar("contact sheet", done, all);
-            return !m_parts.signals.Take();
+            return !m_parts.signals.AsksForEnd();
         },
         error);
     m_parts.progress->Clear();

@@ -1,6 +1,7 @@
 #include "SignalInbox.h"
 
 #include <sys/signalfd.h>
+#include <unistd.h>
 
 namespace kqplay {
 namespace {
@@ -30,6 +31,16 @@ std::optional<int> SignalInbox::Take() {
         return std::nullopt;
     }
     return static_cast<int>(info.ssi_signo);
+}
+
+bool SignalInbox::AsksForEnd() {
+    while (const auto signal = Take()) {
+        if (*signal != SIGTSTP) {
+            return true;
+        }
+        kill(getpid(), SIGSTOP);
+    }
+    return false;
 }
 
 } // namespace kqplay

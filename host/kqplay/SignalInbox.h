@@ -19,6 +19,9 @@ public:
     int Fd() const { return m_fd.Get(); }
     /// @return SIGINT, SIGTERM, SIGHUP, SIGQUIT or SIGTSTP, or none when there is no further signal
     std::optional<int> Take();
+    /// Takes all that have come, and stops the program where one asks for it. For work that has nothing to
+    /// tidy up before that. @return true when the program is to end
+    bool AsksForEnd();
 
 private:
     FileDescriptor m_fd;

@@ -38,7 +38,11 @@ std::unique_ptr<Measurer> Measurer::Open(const MeasureRequest& request, std::str
 
 bool Measurer::OpenFiles(std::string& error) {
     const auto open = [&](const std::string& path) {
-        return PictureReader::Open(path, m_request.decoderThreads, m_request.log, error);
+        streams::OpenOptions options;
+        options.decoderThreads = m_request.decoderThreads;
+        options.givesUp = m_request.givesUp;
+        options.log = m_request.log;
+        return PictureReader::Open(path, options, error);
     };
     m_first = open(m_request.file);
     if (m_first && !m_request.other.empty()) {

@@ -28,6 +28,7 @@ struct MeasureRequest {
     double begin = 0;        ///< of what is measured, seconds in the file
     double end = std::numeric_limits<double>::infinity(); ///< likewise
     int decoderThreads = 0;                               ///< for each file; 0: one a core, eight at most
+    std::function<bool()> givesUp;                        ///< see OpenOptions
     std::function<void(const std::string&)> log;          ///< lines about damaged input, from any thread
 };
 

@@ -13,11 +13,8 @@ constexpr std::size_t mostQueued = 4;
 
 PictureReader::PictureReader(streams::FileVideo video) : m_video(std::move(video)) {}
 
-std::unique_ptr<PictureReader> PictureReader::Open(const std::string& path, int threads, Log log,
-                                                   std::string& error) {
-    streams::OpenOptions options;
-    options.decoderThreads = threads;
-    options.log = std::move(log);
+std::unique_ptr<PictureReader> PictureReader::Open(const std::string& path,
+                                                   const streams::OpenOptions& options, std::string& error) {
     streams::FileVideo video;
     if (!streams::OpenFileVideo(path, options, video, error)) {
         return nullptr;

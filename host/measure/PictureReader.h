@@ -22,13 +22,10 @@ namespace kq::measure {
 /// thread's, Cancel() any's.
 class PictureReader : public PictureSequence {
 public:
-    using Log = std::function<void(const std::string&)>;
-
     /// Opens a file and decodes its first picture.
-    /// @param threads of the decoder; 0: one a core
     /// @param error   receives one line that names the file and the reason
     /// @return null when there is no picture
-    static std::unique_ptr<PictureReader> Open(const std::string& path, int threads, Log log,
+    static std::unique_ptr<PictureReader> Open(const std::string& path, const streams::OpenOptions& options,
                                                std::string& error);
     ~PictureReader() override;
 

@@ -103,6 +103,7 @@ std::unique_ptr<Verifier> Verifier::Open(const VerifyRequest& request, std::stri
     streams::OpenOptions options;
     options.audio = false;
     options.queueBytes = queueBytes;
+    options.givesUp = request.givesUp;
     options.log = request.log;
     if (!streams::OpenFileVideo(request.file, options, verifier->m_video, error)) {
         return nullptr;

@@ -20,6 +20,7 @@ struct VerifyRequest {
     std::string file;
     int count = 1000;                            ///< movements
     std::uint32_t seed = 1;                      ///< the same one makes the same movements
+    std::function<bool()> givesUp;               ///< see OpenOptions
     std::function<void(const std::string&)> log; ///< lines about damaged input, from any thread
 };
 

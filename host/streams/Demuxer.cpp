@@ -32,6 +32,9 @@ bool IsText(const AVFormatContext& context) {
 }
 
 std::string ReasonFor(int error, const FileLog& log) {
+    if (error == AVERROR_EXIT) {
+        return "interrupted while it was opened";
+    }
     if (error != AVERROR_INVALIDDATA) {
         return ErrorText(error);
     }
@@ -50,7 +53,7 @@ Demuxer::Demuxer(std::string path, std::shared_ptr<FileLog> log)
 Demuxer::~Demuxer() = default;
 
 std::shared_ptr<Demuxer> Demuxer::Open(const std::string& path, std::shared_ptr<FileLog> log,
-                                       std::string& reason) {
+                                       std::string& reason, std::function<bool()> givesUp) {
     struct stat facts = {};
     if (stat(path.c_str(), &facts) == 0) {
         reason = ObjectionTo(facts);
@@ -59,7 +62,9 @@ std::shared_ptr<Demuxer> Demuxer::Open(const std::string& path, std::shared_ptr<
         }
     }
     std::shared_ptr<Demuxer> demuxer(new Demuxer(path, std::move(log)));
+    demuxer->m_givesUp = std::move(givesUp);
     const int error = demuxer->OpenContext();
+    demuxer->m_givesUp = nullptr;
     if (error == 0) {
         return demuxer;
     }
@@ -148,7 +153,7 @@ void Demuxer::ApplySelection() {
 
 bool Demuxer::GivesUp() const {
     const auto* cancelled = m_reader.load();
-    return cancelled != nullptr && *cancelled;
+    return (cancelled != nullptr && *cancelled) || (m_givesUp && m_givesUp());
 }
 
 int Demuxer::Read(int index, AVPacket& packet, const std::atomic<bool>& cancelled) {

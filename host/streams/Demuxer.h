@@ -9,6 +9,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -22,9 +23,10 @@ namespace kq::streams {
 class Demuxer {
 public:
     /// @param reason receives why it failed
+    /// @param givesUp see OpenOptions
     /// @return null when the file cannot be opened or is not a media file
     static std::shared_ptr<Demuxer> Open(const std::string& path, std::shared_ptr<FileLog> log,
-                                         std::string& reason);
+                                         std::string& reason, std::function<bool()> givesUp = {});
     ~Demuxer();
     Demuxer(const Demuxer&) = delete;
     Demuxer& operator=(const Demuxer&) = delete;
@@ -82,6 +84,7 @@ private:
     std::unique_ptr<PipeInput> m_pipe; ///< null for what FFmpeg opens itself; outlives the context
     FormatHandle m_context;
 
+    std::function<bool()> m_givesUp; ///< while the file is opened
     std::mutex m_lock;
     std::condition_variable m_change;
     std::map<int, Waiting> m_selected;

@@ -185,7 +185,7 @@ private:
 /// Opens the file and finds out what it holds.
 bool Opening::OpenDemuxer(std::string& error) {
     std::string reason;
-    m_demuxer = Demuxer::Open(m_path, m_log, reason);
+    m_demuxer = Demuxer::Open(m_path, m_log, reason, m_options.givesUp);
     if (!m_demuxer) {
         error = m_path + ": " + reason;
         return false;

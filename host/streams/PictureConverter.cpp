@@ -289,7 +289,7 @@ void PointAt(AVFrame& picture, const MEDIA_FRAME& record) {
     picture.format = FormatOf(record.nKind);
     picture.width = image.nWidth;
     picture.height = image.nHeight;
-    for (int plane = 0; plane < PlaneCount(picture.format); ++plane) {
+    for (int plane = 0; plane < std::min(PlaneCount(picture.format), 3); ++plane) {
         picture.data[plane] = planes[plane];
         picture.linesize[plane] = pitches[plane];
     }

@@ -16,7 +16,8 @@ constexpr int pollMilliseconds = 100;
 } // namespace
 
 PipeInput::PipeInput(const std::string& path, std::function<bool()> giveUp) : m_giveUp(std::move(giveUp)) {
-    m_file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    // A named pipe whose writer has yet to come would hold up a blocking open().
+    m_file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (m_file < 0) {
         m_error = AVERROR(errno);
         return;
@@ -54,7 +55,9 @@ int PipeInput::Read(void* self, std::uint8_t* data, int size) {
         if (count > 0) {
             return static_cast<int>(count);
         }
-        return count == 0 ? AVERROR_EOF : AVERROR(errno);
+        if (count == 0 || errno != EAGAIN) {
+            return count == 0 ? AVERROR_EOF : AVERROR(errno);
+        }
     }
 }
 

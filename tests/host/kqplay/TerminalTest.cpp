@@ -2,6 +2,7 @@
 #include "Kqplay.h"
 #include "tests/support/WaitUntil.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -63,6 +64,20 @@ TEST(Signals, QuitCleanly) {
         PlayingLong kqplay({"--audio", "null"});
         kill(kqplay.process.Id(), signal);
         EXPECT_EQ(kqplay.Quit("").ends, 1u) << "the trace is complete";
+    }
+}
+
+TEST(Signals, QuitWhileANamedPipeHasNoWriter) {
+    const TemporaryFolder folder;
+    const std::string pipe = folder / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const Strings& what : {Strings{}, {"--measure", folder / "report"}, {"--verify"}}) {
+        Process kqplay(Headless(pipe, what));
+        usleep(500'000);
+        kill(kqplay.Id(), SIGTERM);
+        const Outcome outcome = kqplay.Finish();
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(outcome.err, "kqplay: " + pipe + ": interrupted while it was opened\n");
     }
 }
 

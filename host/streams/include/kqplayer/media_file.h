@@ -43,6 +43,9 @@ struct OpenOptions {
     /// For OpenTimeline(): bound of the decoded pictures that are kept around the place of play, in bytes; 0:
     /// 256 MiB at 1920x1080 and above, for smaller pictures the memory of 300 of them if that is less.
     std::size_t storeBytes = 0;
+    /// Asked again and again, on the thread that opens the file, while the input lets it wait (a named pipe
+    /// without a writer, a disk that does not answer): true fails the opening. May be empty.
+    std::function<bool()> givesUp;
     /// Receives one line a notice (damaged input skipped, and the like), from any thread. May be empty.
     std::function<void(const std::string&)> log;
 };
