@@ -26,6 +26,8 @@ expect() {
         cat output >&2
         fail "$* gave $got instead of $status, or no line like '$pattern'"
     fi
+    # OpenAL's line about a device that nobody has closed.
+    ! grep -a 'not closed' output || fail "$* left something open"
 }
 
 cmake --install "$build" --prefix "$work/prefix" >/dev/null
