@@ -445,12 +445,12 @@ static inline int32_t KQ_CreatePlayer(KQ_IMediaPlayer2** ppPlayer) {
  * It begins with one reference, its maker's. Counting and queries are safe from any thread.
  */
 typedef struct KQ_OwnStream {
-    KQ_IMediaStream stream; /**< its interface */
-    KQ_IStreamInfo info;    /**< its description, which shares the count */
-    int32_t nReferences;
-    bool bIsAudio;
-    KQ_VIDEO_STREAM_INFO video;
-    KQ_AUDIO_STREAM_INFO audio;
+    KQ_IMediaStream stream;                        /**< its interface */
+    KQ_IStreamInfo info;                           /**< its description, which shares the count */
+    int32_t nReferences;                           /**< changed atomically */
+    bool bIsAudio;                                 /**< which of the next two holds */
+    KQ_VIDEO_STREAM_INFO video;                    /**< of pictures */
+    KQ_AUDIO_STREAM_INFO audio;                    /**< of sound */
     void (*pfnDestroy)(struct KQ_OwnStream* self); /**< called with the last reference; may be null */
 } KQ_OwnStream;
 

@@ -8,6 +8,8 @@
 
 #include <kqplayer/version.h>
 
+/* This is C, with the prefix that C needs. NOLINTBEGIN(modernize-*,readability-identifier-naming) */
+
 #include <stddef.h>
 #include <stdint.h>
 
@@ -93,5 +95,7 @@ void KQ_ReleaseMediaFile(KQ_MediaFile* pFile);
 #ifdef __cplusplus
 }
 #endif
+
+/* NOLINTEND(modernize-*,readability-identifier-naming) */
 
 #endif
