@@ -18,6 +18,10 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kqplayer DESTINATION ${CMAKE_INS
         COMPONENT Development FILES_MATCHING PATTERN "*.h")
 install(FILES ${PROJECT_SOURCE_DIR}/CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/kqplayer
         COMPONENT Development)
+# What a host's author reads. The pages name each other by these names.
+install(FILES ${PROJECT_SOURCE_DIR}/docs/guide.md ${PROJECT_SOURCE_DIR}/docs/troubleshooting.md
+        ${PROJECT_SOURCE_DIR}/docs/conversions.md DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/kqplayer
+        COMPONENT Development)
 install(EXPORT KQPlayerTargets NAMESPACE KQPlayer:: DESTINATION ${cmake_folder} COMPONENT Development)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/kqplayer COMPONENT Development)
 

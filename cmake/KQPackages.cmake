@@ -45,8 +45,8 @@ if(TARGET kq_streams)
            " libavfilter-dev, libavutil-dev, libswscale-dev, libswresample-dev")
 endif()
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "embeddable media player component: building hosts
-Headers, CMake package, pkg-config files and examples, and media files
-through FFmpeg as streams for the player.")
+Headers, CMake package, pkg-config files, the guide and examples, and media
+files through FFmpeg as streams for the player.")
 
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME kqplay)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION video)

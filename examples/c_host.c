@@ -1,6 +1,5 @@
 /* A host in plain C (C11): its own stream of pictures, a player reached through slots, a run to its end.
- * An interface is a structure whose first member points at its table of slots. A stream of one's own is such
- * a structure with a table that one has filled in. */
+ * An interface is a structure whose first member points at its table of slots. */
 
 #include <kqplayer/kqplayer_c.h>
 
@@ -18,77 +17,58 @@ enum { FRAMES = 10, RATE = 50, WIDTH = 32, HEIGHT = 18 };
             return fprintf(stderr, "c_host: line %d: %s\n", __LINE__, #condition), 1;                        \
     } while (0)
 
-/* One stream, as long as the program: it counts its references, and nothing is freed at 0. Its calls come
- * from several threads. */
-static atomic_int references = 1;
-static atomic_int position;
-static const KQ_VIDEO_STREAM_INFO format = {WIDTH, HEIGHT, RATE, FRAMES, 16, 9};
-static KQ_MEDIA_FRAME frames[FRAMES];
-static uint8_t luma[FRAMES][WIDTH * HEIGHT];
-static uint8_t chroma[WIDTH * HEIGHT / 4];
-static KQ_IMediaStream stream;
-static KQ_IStreamInfo info;
+/* One stream, as long as the program. KQ_OwnStream counts, answers queries and describes it; what is left are
+ * four functions, which are called from several threads. */
+typedef struct Pictures {
+    KQ_OwnStream base; /* first: a pointer to it is one to all of it */
+    atomic_int position;
+    KQ_MEDIA_FRAME frames[FRAMES];
+    uint8_t luma[FRAMES][WIDTH * HEIGHT];
+    uint8_t chroma[WIDTH * HEIGHT / 4];
+} Pictures;
+static Pictures pictures;
+static atomic_int destroyed;
 
-/* The slots of both tables take their own pointer first; what is the same for both is written once. */
-#define COUNTING(Interface, Prefix)                                                                          \
-    static int32_t Prefix##Query(Interface* self, const KQ_GUID* riid, void** ppv) {                         \
-        const int known = memcmp(riid, &IID_IUnknown, sizeof *riid) == 0;                                    \
-        atomic_fetch_add(&references, known);                                                                \
-        *ppv = known ? self : NULL;                                                                          \
-        return known ? 0 : (int32_t)0x80000004;                                                              \
-    }                                                                                                        \
-    static uint32_t Prefix##AddRef(Interface* self) {                                                        \
-        return (void)self, (uint32_t)atomic_fetch_add(&references, 1) + 1;                                   \
-    }                                                                                                        \
-    static uint32_t Prefix##Release(Interface* self) {                                                       \
-        return (void)self, (uint32_t)atomic_fetch_sub(&references, 1) - 1;                                   \
-    }
-COUNTING(KQ_IMediaStream, Stream)
-COUNTING(KQ_IStreamInfo, Info)
-
-static const KQ_AUDIO_STREAM_INFO* InfoAudio(KQ_IStreamInfo* self) {
-    return (void)self, NULL;
-}
-static const KQ_VIDEO_STREAM_INFO* InfoVideo(KQ_IStreamInfo* self) {
-    return (void)self, &format;
-}
-static int32_t StreamInfo(KQ_IMediaStream* self, KQ_IStreamInfo** ppInfo) {
-    StreamAddRef(self);
-    *ppInfo = &info;
-    return 0;
-}
-static double StreamSeek(KQ_IMediaStream* self, double seconds, int mode) {
-    (void)self, (void)mode;
+static double Seek(KQ_IMediaStream* self, double seconds, int mode) {
+    Pictures* const own = (Pictures*)self;
     const int frame = (int)(seconds * RATE + 0.001);
-    atomic_store(&position, frame < 0 ? 0 : frame < FRAMES ? frame : FRAMES - 1);
-    return (double)atomic_load(&position) / RATE;
+    (void)mode; /* every picture is a key frame: both modes are exact */
+    atomic_store(&own->position, frame < 0 ? 0 : frame < FRAMES ? frame : FRAMES - 1);
+    return (double)atomic_load(&own->position) / RATE;
 }
-static KQ_MEDIA_FRAME* StreamCurrent(KQ_IMediaStream* self) {
-    const int frame = atomic_load(&position);
-    return (void)self, frame < FRAMES ? &frames[frame] : NULL;
+static KQ_MEDIA_FRAME* GetCurrentFrame(KQ_IMediaStream* self) {
+    Pictures* const own = (Pictures*)self;
+    const int frame = atomic_load(&own->position);
+    return &own->frames[frame < FRAMES ? frame : FRAMES - 1]; /* at the end, the last one stays on show */
 }
-static int StreamNext(KQ_IMediaStream* self) {
-    return (void)self, atomic_fetch_add(&position, 1) + 1 < FRAMES;
+static int NextFrame(KQ_IMediaStream* self) {
+    return atomic_fetch_add(&((Pictures*)self)->position, 1) + 1 < FRAMES;
 }
-static double StreamPosition(KQ_IMediaStream* self) {
-    return (void)self, atomic_load(&position);
+static double GetFramePosition(KQ_IMediaStream* self) {
+    const int frame = atomic_load(&((Pictures*)self)->position);
+    return frame < FRAMES ? frame : FRAMES - 1;
 }
-static const KQ_IMediaStreamVtbl streamTable = {StreamQuery,   StreamAddRef, StreamRelease,
-                                                StreamInfo,    NULL,         StreamSeek,
-                                                StreamCurrent, StreamNext,   StreamPosition};
-static const KQ_IStreamInfoVtbl infoTable = {InfoQuery, InfoAddRef, InfoRelease,
-                                             {NULL},    InfoAudio,  InfoVideo};
+static void Destroy(KQ_OwnStream* self) {
+    (void)self; /* nothing of it was allocated */
+    atomic_fetch_add(&destroyed, 1);
+}
+static const KQ_IMediaStreamVtbl table =
+    KQ_OWN_STREAM_TABLE(Seek, GetCurrentFrame, NextFrame, GetFramePosition);
 
-static void DrawFrames(void) {
-    const KQ_YUVImage picture = {2,      NULL,  chroma,    {chroma},  NULL, WIDTH,
-                                 HEIGHT, WIDTH, WIDTH / 2, WIDTH / 2, {0}};
-    memset(chroma, 128, sizeof chroma);
+static void MakePictures(void) {
+    const KQ_VIDEO_STREAM_INFO format = {WIDTH, HEIGHT, RATE, FRAMES, 16, 9};
+    KQ_InitVideoStream(&pictures.base, &table, &format, Destroy);
+    memset(pictures.chroma, 128, sizeof pictures.chroma);
     for (int n = 0; n < FRAMES; ++n) {
-        memset(luma[n], 20 + n * 20, sizeof luma[n]);
-        frames[n].nKind = 1; /* planar 4:2:0 */
-        frames[n].image = picture;
-        frames[n].image.pY = luma[n];
-        frames[n].llPTS = n * INT64_C(10000000) / RATE;
+        KQ_MEDIA_FRAME* const frame = &pictures.frames[n];
+        memset(pictures.luma[n], 20 + n * 20, sizeof pictures.luma[n]);
+        frame->nKind = KQ_PICTURE_PLANAR_YUV;
+        frame->image.pY = pictures.luma[n];
+        frame->image.pU = frame->image.u.pV = pictures.chroma;
+        frame->image.nWidth = frame->image.nPitchY = WIDTH;
+        frame->image.nHeight = HEIGHT;
+        frame->image.nPitchU = frame->image.nPitchV = WIDTH / 2;
+        frame->llPTS = n * KQ_TICKS_PER_SECOND / RATE;
     }
 }
 
@@ -97,56 +77,63 @@ static double last;
 
 /* Called on the playback thread. */
 static long OnNotify(void* userData, unsigned int message, unsigned int what, unsigned int argument) {
-    if (userData != &stream || message != 3025) {
+    if (userData != &pictures || message != KQ_PLAYER_NOTIFY) {
         return 0;
     }
-    if (what == 1) {
+    if (what == KQ_NOTIFY_POSITION) {
         last = KQ_PlayedTime(argument);
     }
-    atomic_fetch_add(what == 1 ? &positions : &ends, 1);
+    atomic_fetch_add(what == KQ_NOTIFY_POSITION ? &positions : &ends, 1);
     return 0;
 }
 
 int main(void) {
-    DrawFrames();
-    stream.v = &streamTable;
-    info.v = &infoTable;
-    void* p = NULL;
-    CHECK(DllGetClassObject(&CLSID_CMediaPlayer, &IID_IClassFactory, &p) == 0);
-    KQ_IClassFactory* const factory = p;
-    CHECK(factory->v->CreateInstance(factory, NULL, &IID_IMediaPlayer, &p) == 0);
-    KQ_IMediaPlayer* const player = p;
-    CHECK(factory->v->Release(factory) == 0);
-
+    MakePictures();
+    KQPlayerSetOutput(KQ_OUTPUT_NONE); /* this console is ours */
+    KQ_IMediaPlayer2* player = NULL;
+    const int32_t result = KQ_CreatePlayer(&player);
+    if (result != KQ_OK) {
+        return fprintf(stderr, "c_host: no player: %s\n", KQ_ResultText(result)), 1;
+    }
     KQ_IPlayerViewMgr* views = NULL;
-    CHECK(player->v->GetPlayerViewMgr(player, &views) == 0);
+    CHECK(player->v->GetPlayerViewMgr(player, &views) == KQ_OK);
     const KQ_RECT rect = {1, 2, 33, 20};
-    KQ_IPlayerView* const view = views->v->CreatePlayView(views, (void*)1 /* off-screen */, &rect);
+    KQ_IPlayerView* view = views->v->CreatePlayView(views, KQ_OffScreenParent(), &rect);
     CHECK(view != NULL);
     const KQ_RECT got = view->v->GetRect(view);
     CHECK(memcmp(&got, &rect, sizeof rect) == 0);
-    CHECK(view->v->SetVideoInput(view, 1, &stream) == 0);
+    CHECK(view->v->SetVideoInput(view, 1, &pictures.base.stream) == KQ_OK);
     CHECK(player->v->GetMovieLength(player) == 0.2);
-    CHECK(player->v->SetCallBack(player, OnNotify, &stream) == 0);
-    CHECK(player->v->Play(player) == 0);
+    CHECK(player->v->SetCallBack(player, OnNotify, &pictures) == KQ_OK);
+    CHECK(player->v->Play(player) == KQ_OK);
     for (int i = 0; i < 2000 && atomic_load(&ends) == 0; ++i) {
         thrd_sleep(&(struct timespec){.tv_nsec = 10000000}, NULL);
     }
     CHECK(atomic_load(&ends) == 1 && atomic_load(&positions) == FRAMES - 1);
     CHECK(last > 0.159 && last < 0.161);
-    CHECK(player->v->IsActivate(player) == 3 && !player->v->IsPaused(player));
+    CHECK(player->v->GetPosition(player) > 0.179 && player->v->GetPosition(player) < 0.181);
+    CHECK(player->v->IsActivate(player) == KQ_ACTIVATE_ENDED && !player->v->IsPaused(player));
 
-    CHECK(player->v->QueryInterface(player, &IID_IAudioInput, &p) == 0);
-    KQ_IAudioInput* const audio = p;
-    CHECK(audio->v->SetAudioInput(audio, NULL) == 0);
-    audio->v->Release(audio);
+    /* The last picture, a grey of (200 - 16) * 1.164. */
+    KQ_Picture picture;
+    CHECK(player->v->CaptureView(player, view, KQ_PIXELS_RGB24, &picture) == KQ_OK);
+    CHECK(picture.nWidth == WIDTH && picture.nHeight == HEIGHT && picture.nPitch == 3 * WIDTH);
+    CHECK(picture.pPixels[0] > 211 && picture.pPixels[0] < 217);
+    KQReleasePicture(&picture);
 
-    CHECK(player->v->Stop(player) == 0);
+    KQ_IAudioInput* audio = NULL;
+    CHECK(KQ_QUERY(player, &IID_IAudioInput, &audio) == KQ_OK);
+    CHECK(audio->v->SetAudioInput(audio, NULL) == KQ_OK);
+    KQ_RELEASE(audio);
+
+    CHECK(player->v->Stop(player) == KQ_OK);
     CHECK(view->v->Release(view) == 1); /* the manager's own */
-    CHECK(views->v->Remove(views, 0) == 0 && views->v->GetCount(views) == 0);
-    views->v->Release(views);
+    CHECK(views->v->Remove(views, 0) == KQ_OK && views->v->GetCount(views) == 0);
+    KQ_RELEASE(views);
     CHECK(player->v->Release(player) == 0);
-    CHECK(atomic_load(&references) == 1); /* everybody has given back what they took */
+    KQ_IMediaStream* stream = &pictures.base.stream;
+    KQ_RELEASE(stream);
+    CHECK(atomic_load(&destroyed) == 1); /* everybody has given back what they took */
     puts("c_host: played to the end");
     return 0;
 }

@@ -56,6 +56,9 @@ enum class Command {
     AmplifyDifference, ///< twice as much
     ToggleDifferencePlanes,
     ToggleSound, ///< of the first file, or of the other
+    NextTrack,   ///< of the file's sounds
+    NextInList,  ///< the next file to play
+    PreviousInList,
     ShowFacts,
     ShowKeys,
 };

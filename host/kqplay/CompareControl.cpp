@@ -59,6 +59,9 @@ std::optional<std::string> CompareControl::Obey(Command command, int key) {
     case Command::ToggleDifferencePlanes:
     case Command::ToggleSound:
         return m_parts.comparison ? Carry(command, key) : "there is nothing to compare with";
+    case Command::NextInList:
+    case Command::PreviousInList: // keys that shift far where there is something to shift
+        return m_parts.comparison ? std::optional(Carry(command, key)) : std::nullopt;
     default:
         return std::nullopt;
     }
@@ -77,8 +80,10 @@ std::string CompareControl::Carry(Command command, int key) {
     case Command::ShiftBack:
         return Shift(-1);
     case Command::ShiftFarOn:
+    case Command::NextInList:
         return Shift(largeShift);
     case Command::ShiftFarBack:
+    case Command::PreviousInList:
         return Shift(-largeShift);
     case Command::Align:
         return BeginToAlign();

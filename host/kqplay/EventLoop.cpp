@@ -74,8 +74,14 @@ ExitStatus EventLoop::Run() {
         ShowPanels();
     }
     m_parts.monitor->Halt();
-    CloseSound();
+    const bool goesOn = m_turn != 0 && m_parts.lasting.hasAnother(m_turn);
+    if (!goesOn) {
+        CloseSound();
+    }
     m_parts.progress->Finish(CurrentProgress(m_ending));
+    if (goesOn) {
+        return m_status; // sound and trace go on
+    }
     std::string error;
     return m_parts.trace.Close(error) || m_parts.Fail(error) ? m_status : ExitFailed;
 }
@@ -177,10 +183,15 @@ void EventLoop::LookForDifference() {
 
 /// Leaves when the run has ended by itself, or none could start.
 void EventLoop::TakeEnd() {
+    if (m_ending) {
+        return;
+    }
     if (m_transport.HasFailed()) {
         Leave(ExitFailed, "failed");
+        m_turn = 1;
     } else if (m_transport.TakeEnd()) {
         Leave(ExitPlayed, "played");
+        m_turn = 1;
     }
 }
 
@@ -237,6 +248,12 @@ void EventLoop::Obey(Command command) {
         return Show(m_differences.Begin(1));
     case Command::PreviousDifference:
         return Show(m_differences.Begin(-1));
+    case Command::NextInList:
+        return GoToFile(1);
+    case Command::PreviousInList:
+        return GoToFile(-1);
+    case Command::NextTrack:
+        return Show(ChooseNextTrack());
     case Command::Screenshot:
         return TakeScreenshot(m_parts) ? void() : Show("no picture");
     case Command::NextInfo:
@@ -325,6 +342,8 @@ void EventLoop::GoTo(const std::string& text) {
 void EventLoop::SetVolume(int volume, bool mute) {
     m_volume = std::clamp(volume, 0, 100);
     m_mute = mute;
+    m_parts.lasting.options.volume = m_volume;
+    m_parts.lasting.options.mute = m_mute;
     if (m_parts.sound.IsOpen()) {
         m_parts.sound.SetGain(m_mute ? 0 : m_volume / 100.0);
     }
@@ -340,6 +359,35 @@ void EventLoop::ShowFacts() {
     m_parts.DescribePictures([this](const std::string& line) { m_parts.Say(line); });
 }
 
+void EventLoop::GoToFile(int direction) {
+    if (!m_parts.lasting.hasAnother(direction)) {
+        return Show(direction > 0 ? "this is the last file" : "this is the first file");
+    }
+    Leave(ExitPlayed, "skipped");
+    m_turn = direction;
+}
+
+/// @return what has become of it, for people
+std::string EventLoop::ChooseNextTrack() {
+    kq::streams::MediaFacts& facts = m_parts.file.facts;
+    if (!m_parts.IsHeard()) {
+        return "no sound is played";
+    }
+    const auto count = static_cast<int>(facts.audioTracks.size());
+    if (count < 2) {
+        return "there is one sound track";
+    }
+    const int track = facts.audioTrack % count + 1;
+    std::string error;
+    if (!kq::streams::HearTrack(*m_parts.timeline, track, error)) {
+        m_parts.Notice(error);
+        return "sound track " + std::to_string(facts.audioTrack) + " goes on";
+    }
+    facts.audioTrack = track;
+    return "sound track " + std::to_string(track) + "/" + std::to_string(count) + ": " +
+           facts.audioTracks[static_cast<std::size_t>(track - 1)];
+}
+
 /// Puts a word in the progress line for a while.
 void EventLoop::Show(const std::string& note) {
     m_note = note;
@@ -349,6 +397,7 @@ void EventLoop::Show(const std::string& note) {
 void EventLoop::Leave(ExitStatus status, const char* ending) {
     m_status = status;
     m_ending = ending;
+    m_turn = 0;
 }
 
 /// The device's clock stands still, and pictures would wait for it for ever: a new run follows the wall

@@ -25,6 +25,8 @@ public:
 
     /// Plays until the end, or until the user quits. @return the exit status; errors have been printed
     ExitStatus Run();
+    /// @return the way to the file that is played next: 1 ahead, -1 back, 0 to end the program
+    int Turn() const { return m_turn; }
 
 private:
     // The steps of each turn.
@@ -46,6 +48,8 @@ private:
     void GoTo(const std::string& text);
     void SetVolume(int volume, bool mute);
     void ShowFacts();
+    void GoToFile(int direction);
+    std::string ChooseNextTrack();
     void Show(const std::string& note);
     void Leave(ExitStatus status, const char* ending);
     void GoOnWithoutSound();
@@ -71,6 +75,7 @@ private:
     bool m_showsPixel = false;
     const char* m_ending = nullptr; ///< how it ended, once it has
     ExitStatus m_status = ExitPlayed;
+    int m_turn = 0;
 };
 
 } // namespace kqplay

@@ -31,8 +31,11 @@ void HandOverPicture(void*, int view, int width, int height, const unsigned char
 bool OpenFile(PlaybackParts& parts) {
     std::string error;
     // Sound settings go to the environment, which may not change once decoders run on threads of their own.
-    if (parts.options.audio != AudioTarget::Off && !parts.sound.Configure(parts.options, error)) {
-        return parts.Fail(error);
+    if (parts.options.audio != AudioTarget::Off && !parts.lasting.isSoundConfigured) {
+        if (!parts.sound.Configure(parts.options, error)) {
+            return parts.Fail(error);
+        }
+        parts.lasting.isSoundConfigured = true;
     }
     kq::streams::OpenOptions how;
     how.video = parts.options.video;
@@ -158,7 +161,8 @@ bool OpenSound(PlaybackParts& parts) {
         return true;
     }
     std::string error;
-    if (parts.sound.Open(parts.file.facts.sampleRate, parts.output, error)) {
+    // The device of a file before serves on.
+    if (parts.sound.IsOpen() || parts.sound.Open(parts.file.facts.sampleRate, parts.output, error)) {
         parts.sound.SetGain(parts.options.mute ? 0 : parts.options.volume / 100.0);
         return true;
     }
@@ -189,8 +193,7 @@ kq::streams::KeptPicture KeepShown(PlaybackParts& parts, int view) {
 }
 
 bool OpenPlayer(PlaybackParts& parts) {
-    parts.monitor.emplace(parts.player, parts.trace,
-                          parts.sound.IsOpen() ? parts.sound.Period() : wallClockStep);
+    parts.monitor.emplace(parts.player, parts.trace, parts.IsHeard() ? parts.sound.Period() : wallClockStep);
     parts.navigation.emplace(parts.player, *parts.monitor);
     parts.navigation->SetFile(parts.file.video, *parts.timeline);
     parts.monitor->SetPictures(static_cast<std::size_t>(parts.file.video ? ArrangementOf(parts).views : 0),
@@ -199,7 +202,7 @@ bool OpenPlayer(PlaybackParts& parts) {
     if (!parts.player.Create(*parts.monitor, error)) {
         return parts.Fail(error);
     }
-    if (parts.sound.IsOpen()) {
+    if (parts.IsHeard()) {
         parts.player.SetAudio(parts.file.audio);
     }
     return true;
@@ -217,10 +220,15 @@ void* OpenWindow(PlaybackParts& parts, int width, int height) {
     if (!parts.options.filter.empty()) {
         name += " | " + parts.options.filter;
     }
+    if (parts.window) {
+        parts.window->Renew(name + " - kqplay");
+        return parts.window->Handle();
+    }
     std::string error;
     parts.window = VideoWindow::Open(name + " - kqplay", {width, height}, ArrangementOf(parts), error);
     if (!parts.window) {
         parts.Notice("no window (" + error + "): playing off-screen");
+        parts.lasting.options.headless = true;
         return kq::OffScreenParent();
     }
     return parts.window->Handle();
@@ -234,7 +242,7 @@ bool OpenView(PlaybackParts& parts) {
     int height = 1;
     DisplaySize(parts.file.video, width, height);
     void* parent = OpenWindow(parts, width, height);
-    parts.firstView = parts.stills ? 1 : 0;
+    parts.firstView = ViewsMade();
     for (int i = 0; i < ArrangementOf(parts).views; ++i) {
         const bool isSecond = parts.window && parts.comparison && i == 1;
         if (!parts.player.CreateView(isSecond ? parts.window->SecondHandle() : parent, width, height)) {

@@ -181,6 +181,13 @@ std::string NothingSelected(const Options& options) {
     if (options.file.empty() && !options.doctor) {
         return "FILE is required";
     }
+    const bool takesOne = options.IsComparison() || !options.captures.empty() || options.verify.isAsked ||
+                          !options.contactSheet.path.empty() || !options.measure.report.empty();
+    if (options.files.size() > 1 && takesOne) {
+        return "--compare, --filter, --capture-at, --contact-sheet, --measure and --verify take one FILE, "
+               "and " +
+               options.files[1] + " is another";
+    }
     if (!options.video && options.audio == AudioTarget::Off) {
         return "--no-video and --no-audio leave nothing to play";
     }
@@ -246,8 +253,7 @@ std::string LikelyOption(const CLI::App& app, const std::string& unknown) {
     return likely;
 }
 
-/// @return what is wrong with the words that no option and no FILE took: a mistyped option makes a file of
-///         its value, and an extra word of the file
+/// @return what is wrong with the words that no option and no FILE took
 std::string Unexpected(const CLI::App& app) {
     const std::vector<std::string> extras = app.remaining();
     const auto isOption = [](const std::string& word) {
@@ -259,7 +265,7 @@ std::string Unexpected(const CLI::App& app) {
         const std::string likely = LikelyOption(app, name);
         return "there is no option " + name + (likely.empty() ? "" : ": did you mean " + likely + "?");
     }
-    return extras.empty() ? std::string() : "one file is played, and " + extras.front() + " is another";
+    return extras.empty() ? std::string() : "nobody knows what to do with " + extras.front();
 }
 
 /// Names what an option takes, and leaves out bounds and what options exclude each other: whoever gives what
@@ -292,7 +298,9 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
     bool reverse = false;
 
     app.set_version_flag("--version", "kqplay " KQPLAY_VERSION, "Print the version and exit");
-    auto* file = app.add_option("FILE", options.file, "What to play")->type_name("");
+    auto* file =
+        app.add_option("FILE", options.files, "What to play; several files are played one after the other")
+            ->type_name("");
     auto* start = app.add_option("--start", options.start, "Begin at this time: 83.5, 1:23.5 or 1:02:03");
     start->transform(time)->type_name("TIME");
     app.add_option("--length", options.length, "Play no more than this")->transform(time)->type_name("TIME");
@@ -461,6 +469,7 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
     if (!wrong.empty()) {
         return UsageError(wrong);
     }
+    options.file = options.files.empty() ? std::string() : options.files.front();
     options.video = !noVideo;
     options.loop = options.loop || options.loopCount > 0;
     if (reverse) {

@@ -68,7 +68,8 @@ struct Options {
     /// @return true when something stands beside the file
     bool IsComparison() const { return !compare.empty() || !filter.empty(); }
 
-    std::string file;
+    std::vector<std::string> files;    ///< one after the other
+    std::string file;                  ///< the one that is played, the first of these at first
     double start = 0;                  ///< seconds
     std::optional<double> length;      ///< seconds; none: up to the end
     std::optional<std::int64_t> frame; ///< begin at the picture with this number, counted from 0

@@ -31,10 +31,29 @@ struct PlayRange {
     double end = kq::streams::Timeline::openEnd; ///< or where the file ends
 };
 
+/// What lasts while one file is played after the other. Goes after what belongs to a file.
+struct LastingParts {
+    explicit LastingParts(const Options& given) : options(given) {}
+
+    Options options;     ///< loudness as the user has set it last, for the next file
+    SignalInbox signals; ///< before anything that starts a thread
+    ComponentOutput output;
+    std::optional<ProgressLine> progress;
+    TraceWriter trace;
+    AudioOutput sound;
+    bool isSoundConfigured = false;
+    std::unique_ptr<VideoWindow> window; ///< none off-screen
+    ViewLibrary viewLibrary;
+    /// @return whether another file comes that way, 1 ahead or -1 back
+    std::function<bool(int direction)> hasAnother = [](int) { return false; };
+};
+
 /// The parts that opening fills, and that transport and event loop then use. The main thread's. Goes in the
 /// order that the parts need of each other: runs end first, and nothing is printed by then.
 struct PlaybackParts {
-    explicit PlaybackParts(const Options& given) : options(given) {}
+    /// @param given outlives the parts
+    /// @param file  that is played
+    PlaybackParts(LastingParts& given, const std::string& file) : lasting(given), options(For(file)) {}
     ~PlaybackParts();
     PlaybackParts(const PlaybackParts&) = delete;
     PlaybackParts& operator=(const PlaybackParts&) = delete;
@@ -47,6 +66,8 @@ struct PlaybackParts {
     void Notice(const std::string& text) { Fail(text); }
     /// @return the pictures of the file that is chosen beside the first, null for none
     IMediaStream* BesideVideo() const { return comparison ? comparison->Beside().file.video : nullptr; }
+    /// @return whether the file's sound is played on the device
+    bool IsHeard() const { return file.audio && sound.IsOpen(); }
     /// @return the number of the first view that is seen
     int FrontView() const { return comparison ? comparison->Front() : 0; }
     /// Tells of each file what it says of its current picture and how the picture is shown; waits for it.
@@ -55,24 +76,32 @@ struct PlaybackParts {
     /// Prints text on the screen, above the progress line, and ends the line.
     void Say(const std::string& text);
 
+    LastingParts& lasting;
     const Options options;
-    SignalInbox signals; ///< before anything that starts a thread
-    ComponentOutput output;
-    std::optional<ProgressLine> progress;
-    TraceWriter trace;
+    SignalInbox& signals = lasting.signals;
+    ComponentOutput& output = lasting.output;
+    std::optional<ProgressLine>& progress = lasting.progress;
+    TraceWriter& trace = lasting.trace;
+    AudioOutput& sound = lasting.sound;
+    std::unique_ptr<VideoWindow>& window = lasting.window;
+    ViewLibrary& viewLibrary = lasting.viewLibrary;
     kq::streams::MediaFile file;
     std::shared_ptr<kq::streams::Timeline> timeline; ///< of the file
     std::optional<Comparison> comparison;            ///< with what stands beside the file, if anything
-    AudioOutput sound;
-    std::unique_ptr<VideoWindow> window; ///< none off-screen
-    ViewLibrary viewLibrary;
-    std::optional<StillPlayer> stills; ///< once a capture or screenshot has been taken
-    int firstView = 0;                 ///< number of the player's first view within the process
+    std::optional<StillPlayer> stills;               ///< once a capture or screenshot has been taken
+    int firstView = 0;                               ///< number of the player's first view within the process
     Player player;   ///< goes before the window that its view lives in, and before the sound device
     PlayRange range; ///< that the command line asks for
     std::optional<RunMonitor> monitor;
     std::optional<Navigation> navigation;
     bool showsLate = false; ///< pictures are watched, and late ones counted
+
+private:
+    Options For(const std::string& path) const {
+        Options own = lasting.options;
+        own.file = path;
+        return own;
+    }
 };
 
 } // namespace kqplay

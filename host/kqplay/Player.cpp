@@ -1,5 +1,7 @@
 #include "Player.h"
 
+#include "ViewLibrary.h"
+
 #include <algorithm>
 
 namespace kqplay {
@@ -46,6 +48,7 @@ bool Player::CreateView(void* parent, int width, int height) {
     auto view = kq::ComPtr<IPlayerView>::Adopt(m_views->CreatePlayView(parent, tagRECT{0, 0, width, height}));
     const bool made = static_cast<bool>(view);
     if (made) {
+        ++ViewsMade();
         m_shown.push_back(std::move(view));
     }
     return made;

@@ -36,7 +36,7 @@ std::optional<int> SignalInbox::Take() {
 bool SignalInbox::AsksForEnd() {
     while (const auto signal = Take()) {
         if (*signal != SIGTSTP) {
-            return true;
+            return m_hasAsked = true;
         }
         kill(getpid(), SIGSTOP);
     }

@@ -22,9 +22,12 @@ public:
     /// Takes all that have come, and stops the program where one asks for it. For work that has nothing to
     /// tidy up before that. @return true when the program is to end
     bool AsksForEnd();
+    /// @return true when AsksForEnd() has said so
+    bool HasAskedForEnd() const { return m_hasAsked; }
 
 private:
     FileDescriptor m_fd;
+    bool m_hasAsked = false;
 };
 
 } // namespace kqplay

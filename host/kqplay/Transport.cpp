@@ -153,7 +153,7 @@ bool Transport::HoldsMore() const {
     const auto heard = [&] {
         return m_parts.timeline->MediaTime(file.audio->GetFramePosition() / file.facts.sampleRate);
     };
-    return (m_parts.sound.IsOpen() && heard() > end + padding) || m_parts.navigation->HasPictureAt(end);
+    return (m_parts.IsHeard() && heard() > end + padding) || m_parts.navigation->HasPictureAt(end);
 }
 
 void Transport::TogglePause() {

@@ -213,6 +213,15 @@ void* VideoWindow::Handle() const {
     return reinterpret_cast<void*>(static_cast<std::uintptr_t>(m_id));
 }
 
+void VideoWindow::Renew(const std::string& title) {
+    SDL_SetWindowTitle(m_window, AsUtf8(title).c_str());
+    m_views.clear();
+    m_texts.clear(); // new ones lie above the new views
+    m_scope = 0;
+    m_bar = {};
+    m_clicked.reset();
+}
+
 void* VideoWindow::SecondHandle() {
     if (m_second == 0) {
         m_second = XCreateSimpleWindow(m_display, m_id, 0, 0, 1, 1, 0, 0, 0);

@@ -55,6 +55,8 @@ public:
 
     /// @return the X11 window, as the parent of the player's views
     void* Handle() const;
+    /// For the views of another file, in the same arrangement, once those of the one before are gone.
+    void Renew(const std::string& title);
     /// @return a window in that one, as the parent of the second view of a comparison; made by the first call
     void* SecondHandle();
     /// Shows two files in another layout.

@@ -54,6 +54,11 @@ void* ViewLibrary::Function(const char* name) const {
     return m_library ? dlsym(m_library, name) : nullptr;
 }
 
+int& ViewsMade() {
+    static int made = 0;
+    return made;
+}
+
 LibraryView::~LibraryView() {
     if (m_view) {
         m_destroy(m_view);
@@ -75,7 +80,11 @@ std::unique_ptr<LibraryView> LibraryView::Make(const ViewLibrary& library, void*
     resolve("PVCreatePlayerView", create);
     VRECT anywhere{0, 0, 1, 1};
     made->m_view = create(parent, &anywhere);
-    return made->m_view ? std::move(made) : nullptr;
+    if (!made->m_view) {
+        return nullptr;
+    }
+    ++ViewsMade();
+    return made;
 }
 
 std::string ViewLibrary::WhyNoView() const {

@@ -37,6 +37,10 @@ private:
     void* m_library = nullptr;
 };
 
+/// How many views this process has made: the number that the next one has in picture sinks. Whoever makes one
+/// counts it. The main thread's.
+int& ViewsMade();
+
 /// A view of the library's that no player shows pictures in. Any thread may call it.
 class LibraryView {
 public:

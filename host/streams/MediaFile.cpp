@@ -527,6 +527,34 @@ ComPtr<QueuedStream> BeginSound(const TimelineSetup& setup, const AUDIO_STREAM_I
     return audio;
 }
 
+/// @return the sounds of a file that was opened, with the one that is heard
+std::shared_ptr<SoundTracks> TracksOf(const std::string& path, const OpenOptions& options,
+                                      const Opening& opening) {
+    auto tracks = std::make_shared<SoundTracks>();
+    const AUDIO_STREAM_INFO info = opening.audio.info;
+    tracks->sounds[opening.facts.audioTrack] = 0;
+    tracks->open = [=, isSeekable = opening.IsSeekable(),
+                    log = opening.Log()](int number, std::string& error) -> std::unique_ptr<SoundReader> {
+        if (!isSeekable) {
+            error = path + ": another sound track needs a file that can be read again";
+            return nullptr;
+        }
+        OpenOptions how = options; // the pictures too: the file's time begins with them
+        how.audioTrack = number;
+        Opening again(path, how, log);
+        again.ConvertSound(info.nSampleRate, info.nChannels);
+        if (!again.Run(error)) {
+            return nullptr;
+        }
+        if (!again.audio.source) {
+            error = path + ": sound track " + std::to_string(number) + " cannot be decoded";
+            return nullptr;
+        }
+        return ReaderOf(again);
+    };
+    return tracks;
+}
+
 /// A file beside that of a timeline.
 class FileCompanion : public Companion {
 public:
@@ -653,6 +681,7 @@ bool OpenTimeline(const std::string& path, const OpenOptions& options, MediaFile
         setup.sampleRate = opening.audio.info.nSampleRate;
         setup.sounds = std::make_shared<SoundChoice>(ReaderOf(opening), setup.sampleRate,
                                                      opening.audio.info.nChannels, setup.fileEnd);
+        setup.tracks = TracksOf(path, options, opening);
         audio = BeginSound(setup, opening.audio.info, opening.AudioQueueBytes());
     }
     file.facts = std::move(opening.facts);
@@ -754,8 +783,34 @@ bool OpenCompanion(const std::string& path, const std::shared_ptr<Timeline>& tim
 
 void HearReference(Timeline& timeline) {
     if (auto* const own = dynamic_cast<FileTimeline*>(&timeline)) {
-        ChooseSound(own->Setup(), 0);
+        TimelineSetup& setup = own->Setup();
+        ChooseSound(setup, setup.tracks ? setup.tracks->chosen.load() : 0);
     }
+}
+
+bool HearTrack(Timeline& timeline, int track, std::string& error) {
+    auto* const own = dynamic_cast<FileTimeline*>(&timeline);
+    if (own == nullptr || !own->Setup().tracks) {
+        error = "there is no sound of a file";
+        return false;
+    }
+    TimelineSetup& setup = own->Setup();
+    SoundTracks& tracks = *setup.tracks;
+    const std::lock_guard guard(tracks.lock);
+    auto found = tracks.sounds.find(track);
+    if (found == tracks.sounds.end()) {
+        auto reader = tracks.open(track, error);
+        if (!reader) {
+            return false;
+        }
+        found = tracks.sounds.emplace(track, setup.sounds->Add(std::move(reader))).first;
+    }
+    // While the sound of a file beside it is heard, it goes on.
+    const bool isHeard = setup.sounds->Number() == tracks.chosen.exchange(found->second);
+    if (isHeard) {
+        ChooseSound(setup, found->second);
+    }
+    return true;
 }
 
 } // namespace kq::streams

@@ -29,6 +29,8 @@ public:
     std::size_t Add(std::unique_ptr<SoundReader> sound);
     /// @return false when that one was chosen already
     bool Choose(std::size_t number);
+    /// @return the number of the one that is chosen
+    std::size_t Number() const { return m_chosen; }
     /// @param offset the time in a sound's file minus that in the first one's
     /// @return true when that is heard
     bool Shift(std::size_t number, Ticks offset);

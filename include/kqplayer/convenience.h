@@ -74,6 +74,10 @@ inline const _GUID& IdentifierOf<IMediaPlayer>() {
     return IID_IMediaPlayer;
 }
 template <>
+inline const _GUID& IdentifierOf<IMediaPlayer2>() {
+    return IID_IMediaPlayer2;
+}
+template <>
 inline const _GUID& IdentifierOf<IAudioInput>() {
     return IID_IAudioInput;
 }
@@ -196,6 +200,28 @@ inline std::int32_t CreatePlayer(ComPtr<IMediaPlayer>& pPlayer) {
     pPlayer = ComPtr<IMediaPlayer>::Adopt(static_cast<IMediaPlayer*>(p));
     return nResult;
 }
+
+/// A captured picture of its own: gives the pixels back when it goes.
+class CapturedPicture {
+public:
+    CapturedPicture() = default;
+    CapturedPicture(const CapturedPicture&) = delete;
+    CapturedPicture& operator=(const CapturedPicture&) = delete;
+    /// Takes the pixels over; @p other is empty then.
+    CapturedPicture(CapturedPicture&& other) noexcept : m_picture(std::exchange(other.m_picture, {})) {}
+    ~CapturedPicture() { KQReleasePicture(&m_picture); }
+
+    /// Where IMediaPlayer2::CaptureView() stores a picture. Gives the present pixels back first.
+    KQPicture* Out() {
+        KQReleasePicture(&m_picture);
+        return &m_picture;
+    }
+    const KQPicture& operator*() const { return m_picture; }   ///< all zero for no picture
+    const KQPicture* operator->() const { return &m_picture; } ///< all zero for no picture
+
+private:
+    KQPicture m_picture{};
+};
 
 /// @return what stands for "no window" as a view's parent: the view is off-screen
 inline void* OffScreenParent() {

@@ -7,6 +7,7 @@
 
 KQ_EXTERN_C const _GUID CLSID_CMediaPlayer; ///< 6487969C-8280-4371-B037-6FDD91321A3E
 KQ_EXTERN_C const _GUID IID_IMediaPlayer;   ///< 05A20FDC-2032-4C70-9134-AE340D8FC36F
+KQ_EXTERN_C const _GUID IID_IMediaPlayer2;  ///< 0AD54FB8-E817-4A1F-A0AA-5E25BCFE850E
 KQ_EXTERN_C const _GUID IID_IAudioInput;    ///< 89314327-F161-4483-A0EE-AFA455E825EA
 KQ_EXTERN_C const _GUID IID_IPlayerViewMgr; ///< 08E9EED2-63E7-4895-9C46-8577AD7745CC
 KQ_EXTERN_C const _GUID IID_IPlayerView;    ///< 8E7CE0D9-BF91-4E4F-AF9A-E25C6D9A2C12
@@ -33,3 +34,17 @@ KQ_EXTERN_C std::int32_t DllCanUnloadNow();
 KQ_EXTERN_C std::int32_t DllRegisterServer();
 /// Does nothing. @return 0
 KQ_EXTERN_C std::int32_t DllUnregisterServer();
+
+/// Where the component's own printed lines go: those about the sound player, seeks, the end of the range and
+/// the view library. Records of its log are not concerned (see log.h).
+enum : std::int32_t {
+    KQ_OUTPUT_CONSOLE = 0, ///< to standard output, as a process starts
+    KQ_OUTPUT_LOG = 1,     ///< to the log, a record a line: to the sink that the host has installed
+    KQ_OUTPUT_NONE = 2,    ///< nowhere
+};
+
+/// Chooses where the component's printed lines go, for the whole process, so that a host's console is its
+/// own. Any thread may call it, at any time; what is being printed at that moment still goes where it went.
+/// @param nOutput one of KQ_OUTPUT_…
+/// @return 0; 1 with nothing changed for another number
+KQ_EXTERN_C std::int32_t KQPlayerSetOutput(std::int32_t nOutput);

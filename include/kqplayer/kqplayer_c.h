@@ -7,15 +7,19 @@
  * player.h and streams.h; the slots here are the same ones, in the same order.
  *
  * A host's own stream is a structure whose first member is a pointer to a KQ_IMediaStreamVtbl that the host
- * has filled in.
+ * has filled in: KQ_OwnStream below does the counting, the queries and the description. Media files are
+ * opened with media_file_c.h. This header and the C++ ones are not included together.
  */
 #ifndef KQPLAYER_C_H
 #define KQPLAYER_C_H
 
+#include "log.h"
 #include "version.h"
 
 #include <stdbool.h>
+#include <stddef.h>
 #include <stdint.h>
+#include <string.h>
 #include <wchar.h>
 
 #ifdef __cplusplus
@@ -35,14 +39,52 @@ extern const KQ_GUID IID_IUnknown;
 extern const KQ_GUID IID_IClassFactory;
 extern const KQ_GUID CLSID_CMediaPlayer;
 extern const KQ_GUID IID_IMediaPlayer;
+extern const KQ_GUID IID_IMediaPlayer2;
 extern const KQ_GUID IID_IAudioInput;
 extern const KQ_GUID IID_IPlayerViewMgr;
 extern const KQ_GUID IID_IPlayerView;
 extern const KQ_GUID IID_IPlayerView2;
 extern const KQ_GUID IID_IMediaStream;
+extern const KQ_GUID IID_IStreamInfo;
 extern const KQ_GUID IID_IQLXDispatch;
 
 int32_t DllGetClassObject(const KQ_GUID* rclsid, const KQ_GUID* riid, void** ppv);
+
+/** Result codes, see com.h; KQ_ResultText() puts them into words. */
+#define KQ_OK 0
+#define KQ_REFUSED 1
+#define KQ_OUT_OF_MEMORY ((int32_t)0x80000002)
+#define KQ_NO_INTERFACE ((int32_t)0x80000004)
+#define KQ_NULL_POINTER ((int32_t)0x80000005)
+#define KQ_FAILED ((int32_t)0x80000008)
+#define KQ_NO_AGGREGATION ((int32_t)0x80040110)
+#define KQ_CLASS_NOT_AVAILABLE ((int32_t)0x80040111)
+
+/** Where the component's printed lines go, see identifiers.h. */
+enum { KQ_OUTPUT_CONSOLE = 0, KQ_OUTPUT_LOG = 1, KQ_OUTPUT_NONE = 2 };
+int32_t KQPlayerSetOutput(int32_t nOutput);
+
+/** Units of KQ_MEDIA_FRAME::llPTS, of 100 ns each, in a second; and the stamp of a frame that has none. */
+#define KQ_TICKS_PER_SECOND INT64_C(10000000)
+#define KQ_NO_PTS INT64_C(-1)
+
+/** Modes of seeks. */
+enum { KQ_KEY_FRAME_SEEK = 0, KQ_EXACT_SEEK = 1 };
+
+/** What IMediaPlayer::IsActivate() returns. */
+enum { KQ_ACTIVATE_STOPPED = 0, KQ_ACTIVATE_PLAYING = 1, KQ_ACTIVATE_PAUSED = 2, KQ_ACTIVATE_ENDED = 3 };
+
+/** The callback's message code, and what it is about. */
+enum { KQ_PLAYER_NOTIFY = 3025, KQ_NOTIFY_POSITION = 1, KQ_NOTIFY_END = 2 };
+
+/** What KQ_IQLXDispatch::Invoke() tells. */
+enum { KQ_COMMAND_PLAY = 0, KQ_COMMAND_STOP = 1, KQ_COMMAND_PAUSE = 3, KQ_COMMAND_RESUME = 4 };
+
+/** Formats of picture files; 0 to 2 for KQ_CaptureImageInfo::nFormat. */
+enum { KQ_CAPTURE_BMP = 0, KQ_CAPTURE_JPEG = 1, KQ_CAPTURE_PNG = 2, KQ_CAPTURE_BY_NAME = 3 };
+
+/** Layouts of captured pixels, see records.h. */
+enum { KQ_PIXELS_RGB24 = 0, KQ_PIXELS_BGRA32 = 1 };
 
 /** See tagYUVImage and MEDIA_FRAME in records.h. */
 typedef struct KQ_YUVImage {
@@ -89,6 +131,8 @@ enum { KQ_MATRIX_BT601 = 0, KQ_MATRIX_BT709 = 1, KQ_MATRIX_BT2020 = 2, KQ_MATRIX
 enum { KQ_RANGE_LIMITED = 0, KQ_RANGE_FULL = 1 };
 enum { KQ_TRANSFER_SDR = 0, KQ_TRANSFER_PQ = 1, KQ_TRANSFER_HLG = 2 };
 
+enum { KQ_COLOUR_MARK = 0x4B51 };
+
 /** Says what a frame's samples mean; without it they are BT.601 in limited range, SDR. Peaks in cd/m², 0 for
  * unknown. */
 static inline void KQ_DescribeColour(KQ_MEDIA_FRAME* pFrame, int32_t nMatrix, int32_t nRange,
@@ -96,6 +140,30 @@ static inline void KQ_DescribeColour(KQ_MEDIA_FRAME* pFrame, int32_t nMatrix, in
     pFrame->reserved[0] = (int32_t)0x4B510000 | (nMatrix & 0xF) | (nRange & 1) << 4 | (nTransfer & 0xF) << 8;
     pFrame->reserved[1] = nMasteringPeak;
     pFrame->reserved[2] = nContentPeak;
+}
+
+/** What a frame's samples mean. */
+typedef struct KQ_Colour {
+    int32_t nMatrix, nRange, nTransfer;
+    int32_t nMasteringPeak, nContentPeak;
+} KQ_Colour;
+
+static inline int32_t KQ_ListedOrZero(uint32_t nValue, uint32_t nLast) {
+    return nValue <= nLast ? (int32_t)nValue : 0;
+}
+
+/** @return what a frame's samples mean: every field is a listed value, whatever the frame holds */
+static inline KQ_Colour KQ_ColourOf(const KQ_MEDIA_FRAME* pFrame) {
+    KQ_Colour colour = {KQ_MATRIX_BT601, KQ_RANGE_LIMITED, KQ_TRANSFER_SDR, 0, 0};
+    const uint32_t nWord = (uint32_t)pFrame->reserved[0];
+    if (nWord >> 16 == KQ_COLOUR_MARK) {
+        colour.nMatrix = KQ_ListedOrZero(nWord & 0xF, KQ_MATRIX_SMPTE240M);
+        colour.nRange = (int32_t)(nWord >> 4 & 1);
+        colour.nTransfer = KQ_ListedOrZero(nWord >> 8 & 0xF, KQ_TRANSFER_HLG);
+        colour.nMasteringPeak = KQ_ListedOrZero((uint32_t)pFrame->reserved[1], 10000);
+        colour.nContentPeak = KQ_ListedOrZero((uint32_t)pFrame->reserved[2], 10000);
+    }
+    return colour;
 }
 
 typedef struct KQ_VIDEO_STREAM_INFO {
@@ -145,7 +213,16 @@ typedef struct KQ_CaptureImageInfo {
     int32_t nFormat;
 } KQ_CaptureImageInfo;
 
-/** Message 3025; nWhat 1: position (nArgument for KQ_PlayedTime()), 2: end of play. */
+/** A captured picture, which KQReleasePicture() gives back. */
+typedef struct KQ_Picture {
+    int64_t llPTS;
+    uint8_t* pPixels;
+    int32_t nWidth, nHeight, nPitch, nLayout;
+} KQ_Picture;
+
+void KQReleasePicture(KQ_Picture* pPicture);
+
+/** Message KQ_PLAYER_NOTIFY; nWhat KQ_NOTIFY_POSITION (nArgument for KQ_PlayedTime()) or KQ_NOTIFY_END. */
 typedef long (*KQ_PlayerCallback)(void* pUserData, unsigned int nMessage, unsigned int nWhat,
                                   unsigned int nArgument);
 
@@ -174,6 +251,8 @@ KQ_DECLARE_INTERFACE(IPlayerView)
 KQ_DECLARE_INTERFACE(IPlayerView2)
 KQ_DECLARE_INTERFACE(IPlayerViewMgr)
 KQ_DECLARE_INTERFACE(IMediaPlayer)
+KQ_DECLARE_INTERFACE(IMediaPlayer2)
+KQ_DECLARE_INTERFACE(IQLXDispatch)
 KQ_DECLARE_INTERFACE(IAudioInput)
 
 struct KQ_IUnknownVtbl {
@@ -236,28 +315,51 @@ struct KQ_IPlayerViewMgrVtbl {
     int32_t (*GetItem)(KQ_IPlayerViewMgr* self, int nIndex, KQ_IPlayerView** ppView);
 };
 
+#define KQ_MEDIA_PLAYER_SLOTS(Interface)                                                                     \
+    KQ_UNKNOWN_SLOTS(Interface)                                                                              \
+    double (*GetMovieLength)(Interface * self);                                                              \
+    int32_t (*SetPlayTime)(Interface * self, double dBegin, double dLength);                                 \
+    int32_t (*SetCallBack)(Interface * self, KQ_PlayerCallback pfnCallBack, void* pUserData);                \
+    int32_t (*GetPlayerViewMgr)(Interface * self, KQ_IPlayerViewMgr * *ppMgr);                               \
+    int (*IsActivate)(Interface * self);                                                                     \
+    int32_t (*Stop)(Interface * self);                                                                       \
+    int32_t (*Play)(Interface * self);                                                                       \
+    int32_t (*Pause)(Interface * self);                                                                      \
+    int32_t (*Resume)(Interface * self);                                                                     \
+    int32_t (*Seek)(Interface * self, double dTime, int nMode);                                              \
+    int32_t (*SyncSeek)(Interface * self, double dTime, int nMode);                                          \
+    int32_t (*Forward)(Interface * self);                                                                    \
+    int32_t (*SyncForward)(Interface * self);                                                                \
+    int32_t (*Update)(Interface * self, int nImmediate);                                                     \
+    int32_t (*CaptureCurrentImage)(Interface * self, const KQ_CaptureImageInfo* pInfo,                       \
+                                   const wchar_t* pPath);                                                    \
+    KQ_MEDIA_FRAME* (*CaptureCurrentImageEx)(Interface * self);                                              \
+    int32_t (*Load)(Interface * self);                                                                       \
+    bool (*IsSeeking)(Interface * self);                                                                     \
+    bool (*IsPaused)(Interface * self);
+
 struct KQ_IMediaPlayerVtbl {
-    KQ_UNKNOWN_SLOTS(KQ_IMediaPlayer)
-    double (*GetMovieLength)(KQ_IMediaPlayer* self);
-    int32_t (*SetPlayTime)(KQ_IMediaPlayer* self, double dBegin, double dLength);
-    int32_t (*SetCallBack)(KQ_IMediaPlayer* self, KQ_PlayerCallback pfnCallBack, void* pUserData);
-    int32_t (*GetPlayerViewMgr)(KQ_IMediaPlayer* self, KQ_IPlayerViewMgr** ppMgr);
-    int (*IsActivate)(KQ_IMediaPlayer* self);
-    int32_t (*Stop)(KQ_IMediaPlayer* self);
-    int32_t (*Play)(KQ_IMediaPlayer* self);
-    int32_t (*Pause)(KQ_IMediaPlayer* self);
-    int32_t (*Resume)(KQ_IMediaPlayer* self);
-    int32_t (*Seek)(KQ_IMediaPlayer* self, double dTime, int nMode);
-    int32_t (*SyncSeek)(KQ_IMediaPlayer* self, double dTime, int nMode);
-    int32_t (*Forward)(KQ_IMediaPlayer* self);
-    int32_t (*SyncForward)(KQ_IMediaPlayer* self);
-    int32_t (*Update)(KQ_IMediaPlayer* self, int nImmediate);
-    int32_t (*CaptureCurrentImage)(KQ_IMediaPlayer* self, const KQ_CaptureImageInfo* pInfo,
-                                   const wchar_t* pPath);
-    KQ_MEDIA_FRAME* (*CaptureCurrentImageEx)(KQ_IMediaPlayer* self);
-    int32_t (*Load)(KQ_IMediaPlayer* self);
-    bool (*IsSeeking)(KQ_IMediaPlayer* self);
-    bool (*IsPaused)(KQ_IMediaPlayer* self);
+    KQ_MEDIA_PLAYER_SLOTS(KQ_IMediaPlayer)
+};
+
+struct KQ_IMediaPlayer2Vtbl {
+    KQ_MEDIA_PLAYER_SLOTS(KQ_IMediaPlayer2)
+    double (*GetPosition)(KQ_IMediaPlayer2* self);
+    int32_t (*SetVolume)(KQ_IMediaPlayer2* self, double dVolume);
+    double (*GetVolume)(KQ_IMediaPlayer2* self);
+    int32_t (*SetMute)(KQ_IMediaPlayer2* self, int bMute);
+    bool (*IsMuted)(KQ_IMediaPlayer2* self);
+    int32_t (*Backward)(KQ_IMediaPlayer2* self);
+    int32_t (*SetResize)(KQ_IMediaPlayer2* self, KQ_IPlayerView* pView, int32_t nResize);
+    int32_t (*CaptureViewToFile)(KQ_IMediaPlayer2* self, KQ_IPlayerView* pView, int32_t nFormat,
+                                 const char* pPath);
+    int32_t (*CaptureView)(KQ_IMediaPlayer2* self, KQ_IPlayerView* pView, int32_t nLayout,
+                           KQ_Picture* pPicture);
+};
+
+struct KQ_IQLXDispatchVtbl {
+    KQ_UNKNOWN_SLOTS(KQ_IQLXDispatch)
+    int32_t (*Invoke)(KQ_IQLXDispatch* self, int32_t nReserved0, int64_t llCommand, int32_t nReserved1);
 };
 
 struct KQ_IAudioInputVtbl {
@@ -266,6 +368,218 @@ struct KQ_IAudioInputVtbl {
 };
 
 /** @endcond */
+
+/** Asks any object for another of its interfaces: KQ_QUERY(player, &IID_IAudioInput, &audio).
+ * @return 0, with one reference in @p pp; a negative code and null otherwise */
+#define KQ_QUERY(object, riid, pp) ((object)->v->QueryInterface((object), (riid), (void**)(pp)))
+
+/** Gives an interface's reference back and clears the pointer; null is left alone. */
+#define KQ_RELEASE(p)                                                                                        \
+    do {                                                                                                     \
+        if ((p) != NULL) {                                                                                   \
+            (p)->v->Release(p);                                                                              \
+            (p) = NULL;                                                                                      \
+        }                                                                                                    \
+    } while (0)
+
+/** @return what a result code says, for people: "out of memory". Never null; the text is never freed. */
+static inline const char* KQ_ResultText(int32_t nResult) {
+    switch (nResult) {
+    case KQ_OK:
+        return "success";
+    case KQ_REFUSED:
+        return "refused: nothing was done";
+    case KQ_OUT_OF_MEMORY:
+        return "out of memory";
+    case KQ_NO_INTERFACE:
+        return "the object does not offer this interface";
+    case KQ_NULL_POINTER:
+        return "a null pointer was given";
+    case KQ_FAILED:
+        return "failed";
+    case KQ_NO_AGGREGATION:
+        return "an object inside another one is asked for IUnknown first";
+    case KQ_CLASS_NOT_AVAILABLE:
+        return "there is no such class";
+    default:
+        return nResult < 0 ? "an unknown failure" : "an unknown success";
+    }
+}
+
+/** @return whether two identifiers are the same */
+static inline bool KQ_IsSameGuid(const KQ_GUID* pFirst, const KQ_GUID* pSecond) {
+    return memcmp(pFirst, pSecond, sizeof(KQ_GUID)) == 0;
+}
+
+/** @return what stands for "no window" as a view's parent: the view is off-screen */
+static inline void* KQ_OffScreenParent(void) {
+    return (void*)(uintptr_t)1;
+}
+
+/** Makes a player.
+ * @param ppPlayer receives it with one reference, or null
+ * @return 0; otherwise the code of the step that failed */
+static inline int32_t KQ_CreatePlayer(KQ_IMediaPlayer2** ppPlayer) {
+    KQ_IClassFactory* pFactory = NULL;
+    void* p = NULL;
+    int32_t nResult = DllGetClassObject(&CLSID_CMediaPlayer, &IID_IClassFactory, &p);
+    *ppPlayer = NULL;
+    if (nResult < 0) {
+        return nResult;
+    }
+    pFactory = (KQ_IClassFactory*)p;
+    p = NULL;
+    nResult = pFactory->v->CreateInstance(pFactory, NULL, &IID_IMediaPlayer2, &p);
+    pFactory->v->Release(pFactory);
+    *ppPlayer = (KQ_IMediaPlayer2*)p;
+    return nResult;
+}
+
+/**
+ * A host's own stream, as far as it is the same for all: counting, queries, description. A host puts it first
+ * into a structure of its own, writes the four functions that are left, and hands &own.stream to the player:
+ *
+ *     static const KQ_IMediaStreamVtbl table = KQ_OWN_STREAM_TABLE(Seek, GetCurrentFrame, NextFrame,
+ * GetFramePosition); KQ_InitVideoStream(&mine.base, &table, &format, Destroy);
+ *
+ * It begins with one reference, its maker's. Counting and queries are safe from any thread.
+ */
+typedef struct KQ_OwnStream {
+    KQ_IMediaStream stream;                        /**< its interface */
+    KQ_IStreamInfo info;                           /**< its description, which shares the count */
+    int32_t nReferences;                           /**< changed atomically */
+    bool bIsAudio;                                 /**< which of the next two holds */
+    KQ_VIDEO_STREAM_INFO video;                    /**< of pictures */
+    KQ_AUDIO_STREAM_INFO audio;                    /**< of sound */
+    void (*pfnDestroy)(struct KQ_OwnStream* self); /**< called with the last reference; may be null */
+} KQ_OwnStream;
+
+/** @cond The slots that are the same for all. */
+static inline uint32_t KQ_OwnStreamAddRef(KQ_IMediaStream* self) {
+    return (uint32_t)__atomic_add_fetch(&((KQ_OwnStream*)self)->nReferences, 1, __ATOMIC_ACQ_REL);
+}
+
+static inline uint32_t KQ_OwnStreamRelease(KQ_IMediaStream* self) {
+    KQ_OwnStream* const pOwn = (KQ_OwnStream*)self;
+    const int32_t nLeft = __atomic_sub_fetch(&pOwn->nReferences, 1, __ATOMIC_ACQ_REL);
+    if (nLeft == 0 && pOwn->pfnDestroy != NULL) {
+        pOwn->pfnDestroy(pOwn);
+    }
+    return (uint32_t)nLeft;
+}
+
+static inline int32_t KQ_OwnStreamQuery(KQ_IMediaStream* self, const KQ_GUID* riid, void** ppv) {
+    if (ppv == NULL) {
+        return KQ_NULL_POINTER;
+    }
+    *ppv = NULL;
+    if (!KQ_IsSameGuid(riid, &IID_IUnknown) && !KQ_IsSameGuid(riid, &IID_IMediaStream)) {
+        return KQ_NO_INTERFACE;
+    }
+    KQ_OwnStreamAddRef(self);
+    *ppv = self;
+    return KQ_OK;
+}
+
+static inline int32_t KQ_OwnStreamInfo(KQ_IMediaStream* self, KQ_IStreamInfo** ppInfo) {
+    if (ppInfo == NULL) {
+        return KQ_NULL_POINTER;
+    }
+    KQ_OwnStreamAddRef(self);
+    *ppInfo = &((KQ_OwnStream*)self)->info;
+    return KQ_OK;
+}
+
+static inline int32_t KQ_OwnStreamReserved(KQ_IMediaStream* self) {
+    (void)self;
+    return KQ_FAILED;
+}
+
+static inline KQ_OwnStream* KQ_OwnStreamOfInfo(KQ_IStreamInfo* self) {
+    return (KQ_OwnStream*)(void*)((char*)self - offsetof(KQ_OwnStream, info));
+}
+
+static inline uint32_t KQ_OwnInfoAddRef(KQ_IStreamInfo* self) {
+    return KQ_OwnStreamAddRef(&KQ_OwnStreamOfInfo(self)->stream);
+}
+
+static inline uint32_t KQ_OwnInfoRelease(KQ_IStreamInfo* self) {
+    return KQ_OwnStreamRelease(&KQ_OwnStreamOfInfo(self)->stream);
+}
+
+static inline int32_t KQ_OwnInfoQuery(KQ_IStreamInfo* self, const KQ_GUID* riid, void** ppv) {
+    if (ppv == NULL) {
+        return KQ_NULL_POINTER;
+    }
+    *ppv = NULL;
+    if (!KQ_IsSameGuid(riid, &IID_IUnknown) && !KQ_IsSameGuid(riid, &IID_IStreamInfo)) {
+        return KQ_NO_INTERFACE;
+    }
+    KQ_OwnInfoAddRef(self);
+    *ppv = self;
+    return KQ_OK;
+}
+
+static inline int32_t KQ_OwnInfoReserved(KQ_IStreamInfo* self) {
+    (void)self;
+    return KQ_FAILED;
+}
+
+static inline const KQ_AUDIO_STREAM_INFO* KQ_OwnInfoAudio(KQ_IStreamInfo* self) {
+    return KQ_OwnStreamOfInfo(self)->bIsAudio ? &KQ_OwnStreamOfInfo(self)->audio : NULL;
+}
+
+static inline const KQ_VIDEO_STREAM_INFO* KQ_OwnInfoVideo(KQ_IStreamInfo* self) {
+    return KQ_OwnStreamOfInfo(self)->bIsAudio ? NULL : &KQ_OwnStreamOfInfo(self)->video;
+}
+
+static inline void KQ_InitOwnStream(KQ_OwnStream* self, const KQ_IMediaStreamVtbl* pTable,
+                                    void (*pfnDestroy)(KQ_OwnStream* self)) {
+    static const KQ_IStreamInfoVtbl infoTable = {KQ_OwnInfoQuery,
+                                                 KQ_OwnInfoAddRef,
+                                                 KQ_OwnInfoRelease,
+                                                 {KQ_OwnInfoReserved, KQ_OwnInfoReserved, KQ_OwnInfoReserved,
+                                                  KQ_OwnInfoReserved, KQ_OwnInfoReserved, KQ_OwnInfoReserved,
+                                                  KQ_OwnInfoReserved, KQ_OwnInfoReserved},
+                                                 KQ_OwnInfoAudio,
+                                                 KQ_OwnInfoVideo};
+    memset(self, 0, sizeof(*self));
+    self->stream.v = pTable;
+    self->info.v = &infoTable;
+    self->nReferences = 1;
+    self->pfnDestroy = pfnDestroy;
+}
+/** @endcond */
+
+/** The table of an own stream: these four functions, each with a KQ_IMediaStream* first, and the shared rest.
+ */
+#define KQ_OWN_STREAM_TABLE(Seek, GetCurrentFrame, NextFrame, GetFramePosition)                              \
+    {                                                                                                        \
+        KQ_OwnStreamQuery, KQ_OwnStreamAddRef, KQ_OwnStreamRelease, KQ_OwnStreamInfo, KQ_OwnStreamReserved,  \
+            Seek, GetCurrentFrame, NextFrame, GetFramePosition                                               \
+    }
+
+/** Makes a stream of pictures of it.
+ * @param self       the stream; all of it is set
+ * @param pTable     see KQ_OWN_STREAM_TABLE(); it outlives the stream
+ * @param pFormat    what the stream holds; copied
+ * @param pfnDestroy called with the last reference, on the thread that gives it back; null for a stream that
+ *                   the host keeps itself */
+static inline void KQ_InitVideoStream(KQ_OwnStream* self, const KQ_IMediaStreamVtbl* pTable,
+                                      const KQ_VIDEO_STREAM_INFO* pFormat,
+                                      void (*pfnDestroy)(KQ_OwnStream* self)) {
+    KQ_InitOwnStream(self, pTable, pfnDestroy);
+    self->video = *pFormat;
+}
+
+/** Makes a stream of sound of it; everything else as KQ_InitVideoStream(). */
+static inline void KQ_InitAudioStream(KQ_OwnStream* self, const KQ_IMediaStreamVtbl* pTable,
+                                      const KQ_AUDIO_STREAM_INFO* pFormat,
+                                      void (*pfnDestroy)(KQ_OwnStream* self)) {
+    KQ_InitOwnStream(self, pTable, pfnDestroy);
+    self->audio = *pFormat;
+    self->bIsAudio = true;
+}
 
 #ifdef __cplusplus
 }

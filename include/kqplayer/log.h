@@ -5,6 +5,10 @@
 
 #include "export.h"
 
+#ifndef __cplusplus
+#include <stddef.h>
+#endif
+
 /// Receives one whole record, rendered as UTF-8 with its line end trimmed. Called by the thread that logs,
 /// one call at a time for the whole process. It may not log itself.
 typedef void (*KQLogSink)(const char* pText, void* pUserData);

@@ -208,6 +208,67 @@ protected:
     ~IMediaPlayer() = default;
 };
 
+/// What else a player can do: QueryInterface() of a player gives it, with IID_IMediaPlayer2. It may be called
+/// from any thread, at any time, also inside the callback. A view that is named has to be one of the
+/// player's, as CreatePlayView() and GetItem() hand it out.
+struct IMediaPlayer2 : IMediaPlayer {
+    /// Tells where the player stands, with or without a run: what is on show or being heard. After a run that
+    /// has ended by itself that is its last picture (or the end of its sound), after Stop() the place where
+    /// it was stopped, after a seek without a run the place that was reached. A seek that waits to be taken
+    /// counts once it is (see IsSeeking()).
+    /// @return seconds from the begin of the play range, never negative
+    virtual double GetPosition() = 0;
+    /// Sets the loudness of this player, in runs that play and in all later ones. It is heard within about
+    /// 10 ms; what the host sets on OpenAL's listener stays as it is.
+    /// @param dVolume factor on the samples, from 0 (silent) to 1 (unchanged), where a player begins
+    /// @return 0; 1 with nothing changed for any other number
+    virtual std::int32_t SetVolume(double dVolume) = 0;
+    /// @return the volume as it was set last, also while muted
+    virtual double GetVolume() = 0;
+    /// Silences the player, or lets it be heard at its volume again; for later runs, too.
+    /// @param bMute non-zero: silent
+    /// @return 0
+    virtual std::int32_t SetMute(int bMute) = 0;
+    /// @return true while muted
+    virtual bool IsMuted() = 0;
+    /// Steps one picture back, exactly, while paused or without a run; otherwise ignored. Returns before the
+    /// step is made in a pause, and stops at the begin of the play range. Several calls are several steps.
+    /// @return 0
+    virtual std::int32_t Backward() = 0;
+    /// Sets how pictures are placed in a view's window; the picture on show is drawn again at once. Part and
+    /// scaling that were set with IPlayerView2::SetDisplay() stay; a later SetDisplay() sets the placement
+    /// anew.
+    /// @param pView   the view; null: every view that there is
+    /// @param nResize one of IMAGE_RESIZE_METHOD
+    /// @return 0; 1 with nothing changed for another number; 0x80000008 for a view of somebody else's, and
+    ///         when a view library refuses
+    virtual std::int32_t SetResize(IPlayerView* pView, std::int32_t nResize) = 0;
+    /// Writes the current picture of a view's stream to a file, on the caller's thread: what the view shows
+    /// while paused or without a run, during play what is due next. The whole picture, in its own size.
+    /// @param pView   the view; null: the one whose stream paces playback
+    /// @param nFormat one of KQ_CAPTURE_…
+    /// @param pPath   path of the file in UTF-8; the file appears whole or not at all
+    /// @return 0 once the file is there; otherwise a log line says why: 1 for an unknown format, 0x80000005
+    ///         for a null path, 0x80000008 without a picture, for a view of somebody else's, for a path that
+    ///         is not UTF-8, and when the file cannot be written
+    virtual std::int32_t CaptureViewToFile(IPlayerView* pView, std::int32_t nFormat, const char* pPath) = 0;
+    /// Copies the same picture as RGB.
+    /// @param pView    the view; null: the one whose stream paces playback
+    /// @param nLayout  one of KQ_PIXELS_…
+    /// @param pPicture receives the pixels, which belong to the caller from then on, also when the player has
+    ///                 gone, and are given back with KQReleasePicture(); all zero on failure
+    /// @return 0; 1 for an unknown layout; 0x80000002 without memory; 0x80000005 for null; 0x80000008, with a
+    ///         log line, without a picture and for a view of somebody else's
+    virtual std::int32_t CaptureView(IPlayerView* pView, std::int32_t nLayout, KQPicture* pPicture) = 0;
+
+protected:
+    ~IMediaPlayer2() = default;
+};
+
+/// Frees the pixels of a captured picture, and clears the record. Any thread.
+/// @param pPicture as IMediaPlayer2::CaptureView() has filled it; null and cleared ones are ignored
+KQ_EXTERN_C void KQReleasePicture(KQPicture* pPicture);
+
 /// The player's audio input, asked from the player with QueryInterface(IID_IAudioInput).
 struct IAudioInput : IUnknown {
     /// Attaches the audio stream for the next run; a stream that gives no audio information is not kept. With

@@ -196,10 +196,35 @@ struct CaptureImageInfo {
     std::int32_t nFormat;     ///< 0 BMP, 1 JPEG, 2 PNG
 };
 
+/// Formats of picture files.
+enum : std::int32_t {
+    KQ_CAPTURE_BMP = 0,     ///< 24 bits
+    KQ_CAPTURE_JPEG = 1,    ///< quality 92, no chroma subsampling
+    KQ_CAPTURE_PNG = 2,     ///< 24 bits
+    KQ_CAPTURE_BY_NAME = 3, ///< what the path ends in: .bmp, .jpg, .jpeg or .png, in any case
+};
+
+/// Layouts of captured pixels; rows are top-down and follow each other without padding.
+enum : std::int32_t {
+    KQ_PIXELS_RGB24 = 0,  ///< red, green, blue: rows of 3 * width bytes
+    KQ_PIXELS_BGRA32 = 1, ///< blue, green, red, 255: rows of 4 * width bytes, as views are handed them
+};
+
+/// A picture that IMediaPlayer2::CaptureView() has copied.
+struct KQPicture {
+    std::int64_t llPTS;    ///< its time stamp in 100-ns units, KQ_NO_PTS for none
+    std::uint8_t* pPixels; ///< nHeight rows of nPitch bytes, the caller's
+    std::int32_t nWidth;   ///< pixels
+    std::int32_t nHeight;  ///< pixels
+    std::int32_t nPitch;   ///< bytes from one row to the next
+    std::int32_t nLayout;  ///< one of KQ_PIXELS_…
+};
+
 static_assert(sizeof(CaptureImageInfo) == 24 && sizeof(tagRECT) == 16 && sizeof(VRECT) == 16);
 static_assert(sizeof(KQPointF) == 16 && sizeof(KQRectF) == 32 && sizeof(KQViewDisplay) == 40 &&
               sizeof(KQViewMapping) == 80);
 #if UINTPTR_MAX == 0xFFFFFFFFu
+static_assert(sizeof(KQPicture) == 28 && offsetof(KQPicture, nWidth) == 12);
 static_assert(sizeof(tagYUVImage) == 44 && offsetof(tagYUVImage, pV) == 12 &&
               offsetof(tagYUVImage, nWidth) == 20 && offsetof(tagYUVImage, nPitchA) == 40);
 static_assert(sizeof(MEDIA_FRAME) == 100 && offsetof(MEDIA_FRAME, image) == 8 &&
@@ -208,6 +233,7 @@ static_assert(sizeof(MEDIA_FRAME) == 100 && offsetof(MEDIA_FRAME, image) == 8 &&
 static_assert(sizeof(VIDEO_STREAM_INFO) == 28 && offsetof(VIDEO_STREAM_INFO, nFrameCount) == 16);
 static_assert(sizeof(AUDIO_STREAM_INFO) == 28 && offsetof(AUDIO_STREAM_INFO, dDuration) == 16);
 #else
+static_assert(sizeof(KQPicture) == 32 && offsetof(KQPicture, nWidth) == 16);
 static_assert(sizeof(tagYUVImage) == 72 && offsetof(tagYUVImage, pV) == 24 &&
               offsetof(tagYUVImage, nWidth) == 40 && offsetof(tagYUVImage, nPitchA) == 64);
 static_assert(sizeof(MEDIA_FRAME) == 136 && offsetof(MEDIA_FRAME, image) == 8 &&

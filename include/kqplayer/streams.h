@@ -53,10 +53,18 @@ protected:
     ~IMediaStream() = default;
 };
 
+/// What IQLXDispatch::Invoke() tells.
+enum : std::int64_t {
+    KQ_COMMAND_PLAY = 0,
+    KQ_COMMAND_STOP = 1,
+    KQ_COMMAND_PAUSE = 3, ///< or a load
+    KQ_COMMAND_RESUME = 4,
+};
+
 /// Optional interface of a video stream (IID_IQLXDispatch): it is told what the transport does.
 struct IQLXDispatch : IUnknown {
     /// @param nReserved0 0
-    /// @param llCommand 0 play, 1 stop, 3 pause or load, 4 resume
+    /// @param llCommand one of KQ_COMMAND_…
     /// @param nReserved1 0
     /// @return not looked at
     virtual std::int32_t Invoke(std::int32_t nReserved0, std::int64_t llCommand, std::int32_t nReserved1) = 0;

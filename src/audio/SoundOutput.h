@@ -2,6 +2,7 @@
 /// What a run needs of the sound that it plays.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -20,6 +21,10 @@ public:
     /// @return 1; IsOpen() tells whether it can be heard
     virtual int Open(int nSampleRate, int nChannels, int nBits) = 0;
     virtual bool IsOpen() const = 0;
+    /// Has it played as loud as a number says from now on, 0 to 1, which others change meanwhile. Before the
+    /// first Play().
+    /// @param pGain borrowed: it outlives the sound
+    virtual void FollowGain(const std::atomic<float>* pGain) = 0;
     /// Resumes after Pause(); otherwise a fresh start, with positions from 0.
     virtual void Play() = 0;
     virtual void Pause() = 0;

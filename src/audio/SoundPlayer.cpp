@@ -1,10 +1,11 @@
 #include "audio/SoundPlayer.h"
 
+#include "audio/OwnDevice.h"
 #include "com/KeptTexts.h"
+#include "com/Output.h"
 #include "thread/TimeSource.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <mutex>
 
@@ -26,7 +27,7 @@ bool IsAccepted(const char* pOperation, int nLine, const Call& call) {
     call();
     const ALenum eError = alGetError();
     if (eError != AL_NO_ERROR) {
-        std::printf(SoundTexts::kError, pOperation, nLine, static_cast<unsigned int>(eError));
+        Print(SoundTexts::kError, pOperation, nLine, static_cast<unsigned int>(eError));
     }
     return eError == AL_NO_ERROR;
 }
@@ -92,22 +93,22 @@ SoundPlayer::~SoundPlayer() {
 }
 
 int SoundPlayer::Open(int nSampleRate, int nChannels, int nBits) {
-    std::printf(SoundTexts::kOpen, nSampleRate, nChannels, nBits);
+    Print(SoundTexts::kOpen, nSampleRate, nChannels, nBits);
     Close();
     m_bFailed = 0;
     m_bDeviceLost = 0;
     if (!ALFWInitOpenAL()) {
-        std::puts("SoundPlayer::Open refused : no audio device");
+        PrintLine("SoundPlayer::Open refused : no audio device");
         return 1;
     }
     const ALenum eFormat = FormatOf(nChannels, nBits);
     if (eFormat <= 0 || nSampleRate < kLeastRate || nSampleRate > kMostRate) {
-        std::printf("SoundPlayer::Open refused : samplerate = %d ,nchannels = %d ,nbit = %d \n", nSampleRate,
-                    nChannels, nBits);
+        Print("SoundPlayer::Open refused : samplerate = %d ,nchannels = %d ,nbit = %d \n", nSampleRate,
+              nChannels, nBits);
         return 1;
     }
     if (!MakeObjects()) {
-        std::puts("SoundPlayer::Open refused : no source or no buffers");
+        PrintLine("SoundPlayer::Open refused : no source or no buffers");
         return 1;
     }
     m_eFormat = eFormat;
@@ -118,6 +119,8 @@ int SoundPlayer::Open(int nSampleRate, int nChannels, int nBits) {
     m_nBlockAlign = nBits * nChannels / 8;
     m_nBufferSize = m_nBytesPerSec / 10 - m_nBytesPerSec / 10 % m_nBlockAlign;
     m_pBuffer.assign(static_cast<std::size_t>(m_nBufferSize), 0);
+    m_fGain = 1.0F;
+    m_use.emplace();
     m_bOpened = 1;
     return 1;
 }
@@ -138,31 +141,8 @@ bool SoundPlayer::MakeObjects() {
 }
 
 bool SoundPlayer::ALFWInitOpenAL() {
-    // Two players that start at the same time share one context instead of each making its own.
-    static std::mutex s_lock;
-    const std::lock_guard<std::mutex> lock(s_lock);
-
-    if (ALCcontext* const pCurrent = alcGetCurrentContext()) {
-        // Its owner closes it, whatever becomes of this.
-        m_pContext = pCurrent;
-        return alcMakeContextCurrent(pCurrent) != ALC_FALSE;
-    }
-    ALCdevice* const pDevice = alcOpenDevice(nullptr);
-    if (pDevice == nullptr) {
-        return false;
-    }
-    ALCcontext* const pContext = alcCreateContext(pDevice, nullptr);
-    if (pContext == nullptr) {
-        alcCloseDevice(pDevice);
-        return false;
-    }
-    if (alcMakeContextCurrent(pContext) == ALC_FALSE) {
-        alcDestroyContext(pContext);
-        alcCloseDevice(pDevice);
-        return false;
-    }
-    m_pContext = pContext;
-    return true;
+    m_pContext = AcquireContext(); // whoever made it closes it, whatever becomes of this
+    return m_pContext != nullptr;
 }
 
 bool SoundPlayer::IsDeviceLost() const {
@@ -179,7 +159,7 @@ void SoundPlayer::Play() {
     if (m_bOpened == 0) {
         return;
     }
-    std::puts(SoundTexts::kPlayBegins);
+    PrintLine(SoundTexts::kPlayBegins);
     if (m_bDeviceLost != 0) {
         m_bStreamEnd = 1; // a seek has taken the end back
         return;
@@ -199,20 +179,21 @@ void SoundPlayer::Play() {
         EndStart();
         return;
     }
-    std::puts(SoundTexts::kPlayEnds);
+    PrintLine(SoundTexts::kPlayEnds);
 }
 
 bool SoundPlayer::MakeContextCurrent() {
     if (alcMakeContextCurrent(m_pContext) != ALC_FALSE || alcGetCurrentContext() == m_pContext) {
         return true;
     }
-    std::puts("SoundPlayer: the OpenAL context cannot be made current, the sound ends here");
+    PrintLine("SoundPlayer: the OpenAL context cannot be made current, the sound ends here");
     Fail();
     return false;
 }
 
 bool SoundPlayer::StartSource() {
     CSingleLock lock(&m_Lock);
+    ApplyGain();
     KQ_AL("Play", alcProcessContext(m_pContext));
     if (!KQ_AL("Play", alSourcePlay(m_uiSource))) {
         Fail();
@@ -224,18 +205,25 @@ bool SoundPlayer::StartSource() {
     return true;
 }
 
+void SoundPlayer::ApplyGain() {
+    const float fGain = m_pGain != nullptr ? m_pGain->load() : 1.0F;
+    if (fGain != m_fGain && KQ_AL("Gain", alSourcef(m_uiSource, AL_GAIN, fGain))) {
+        m_fGain = fGain;
+    }
+}
+
 bool SoundPlayer::StartThread() {
     if (GetState() == THREAD_SUSPENDED) {
-        std::puts(SoundTexts::kPlayResumes);
+        PrintLine(SoundTexts::kPlayResumes);
         Resume();
         return true;
     }
     if (Start() == 0) {
-        std::puts("SoundPlayer: no thread can be made, the sound ends here");
+        PrintLine("SoundPlayer: no thread can be made, the sound ends here");
         Fail();
         return false;
     }
-    std::puts(SoundTexts::kPlayStarts);
+    PrintLine(SoundTexts::kPlayStarts);
     return true;
 }
 
@@ -268,7 +256,7 @@ bool SoundPlayer::FillAfresh() {
         nDelivered = SoundPlayCB(m_pBuffer.data(), m_nBufferSize);
         m_llTotalBytes += nDelivered;
         if (alIsBuffer(uiBuffer) == AL_FALSE) {
-            std::printf(SoundTexts::kNoBuffer);
+            Print(SoundTexts::kNoBuffer);
         }
         if (!QueueBuffer(uiBuffer, "Play")) {
             Fail();
@@ -314,7 +302,7 @@ bool SoundPlayer::QueueBuffer(ALuint uiBuffer, const char* pOperation) {
 }
 
 void SoundPlayer::Pause() {
-    std::puts(SoundTexts::kPauseBegins);
+    PrintLine(SoundTexts::kPauseBegins);
     if (GetState() != THREAD_RUNNING) {
         return;
     }
@@ -327,7 +315,7 @@ void SoundPlayer::Pause() {
     m_bPaused = 1;
     KQ_AL("Pause", alSourcePause(m_uiSource));
     lock.Unlock();
-    std::puts(SoundTexts::kPauseEnds);
+    PrintLine(SoundTexts::kPauseEnds);
 }
 
 int SoundPlayer::CopyLeftover(unsigned char* pBuf, int nLen) {
@@ -391,12 +379,13 @@ int SoundPlayer::SoundPlayCB(unsigned char* pBuf, int nLen) {
 
 int SoundPlayer::WriteAlBuffers() {
     if (IsDeviceLost()) {
-        std::puts("SoundPlayer: the audio device is gone, the sound ends here");
+        PrintLine("SoundPlayer: the audio device is gone, the sound ends here");
         m_bDeviceLost = 1;
         m_bStreamEnd = 1;
         m_bFinished = 1;
         return 0;
     }
+    ApplyGain();
     KQ_AL("WriteAlBuffers", alcProcessContext(m_pContext));
     int nDelivered = 0;
     if (!RefillWhatIsDone(nDelivered)) {
@@ -469,7 +458,7 @@ bool SoundPlayer::RestartIfDry(int& nDelivered) {
 }
 
 int SoundPlayer::svc() {
-    std::puts(SoundTexts::kThreadBegins);
+    PrintLine(SoundTexts::kThreadBegins);
     while (true) {
         if (GetState() == THREAD_SUSPENDED) {
             TimeSource::Current().Sleep(kIdleMicroseconds);
@@ -484,7 +473,7 @@ int SoundPlayer::svc() {
         }
     }
     m_pExitEvent->Set();
-    std::puts(SoundTexts::kThreadEnds);
+    PrintLine(SoundTexts::kThreadEnds);
     return 0;
 }
 
@@ -498,8 +487,8 @@ std::int64_t SoundPlayer::GetPlayPos() {
     const auto nProcessed = static_cast<int>(m_nProcessed);
     lock.Unlock();
     if (llPosition < m_llLastPos) {
-        std::printf(SoundTexts::kPositionFell, nProcessed, static_cast<int>(llPosition),
-                    static_cast<int>(llOffset));
+        Print(SoundTexts::kPositionFell, nProcessed, static_cast<int>(llPosition),
+              static_cast<int>(llOffset));
     }
     m_llLastPos = llPosition;
     return llPosition;
@@ -544,7 +533,7 @@ void SoundPlayer::Stop() {
     if (m_bOpened == 0) {
         return;
     }
-    std::puts(SoundTexts::kStopBegins);
+    PrintLine(SoundTexts::kStopBegins);
     Abort();
     Wait(WAIT_FOREVER);
     m_bPaused = 0;
@@ -555,21 +544,22 @@ void SoundPlayer::Stop() {
     m_bFinished = 0;
     KQ_AL("Stop", alSourceStop(m_uiSource));
     KQ_AL("Stop", alSourceRewind(m_uiSource));
-    std::puts(SoundTexts::kStopEnds);
+    PrintLine(SoundTexts::kStopEnds);
 }
 
 void SoundPlayer::Close() {
     if (m_bOpened == 0) {
         return;
     }
-    std::puts(SoundTexts::kCloseBegins);
+    PrintLine(SoundTexts::kCloseBegins);
     Stop();
     KQ_AL("Close", alSourcei(m_uiSource, AL_BUFFER, 0));
     KQ_AL("Close", alDeleteSources(1, &m_uiSource));
     KQ_AL("Close", alDeleteBuffers(kBufferCount, m_uiBuffers.data()));
     // The context and its device stay: another player, or the host itself, may be using them.
+    m_use.reset();
     m_pBuffer.clear();
     m_bOpened = 0;
     m_bFinished = 0;
-    std::puts(SoundTexts::kCloseEnds);
+    PrintLine(SoundTexts::kCloseEnds);
 }

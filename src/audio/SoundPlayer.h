@@ -2,6 +2,7 @@
 /// Plays one audio stream through OpenAL.
 #pragma once
 
+#include "audio/OwnDevice.h"
 #include "audio/SoundOutput.h"
 #include "audio/TimeCodeMgr.h"
 #include "thread/BaseThread.h"
@@ -16,6 +17,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 /// Keeps two OpenAL buffers of 100 ms each in rotation on one source, refilled from the stream by a thread of
@@ -61,6 +63,7 @@ public:
     /// whatever it has made itself is gone again.
     bool ALFWInitOpenAL();
     int svc() override;
+    void FollowGain(const std::atomic<float>* pGain) override { m_pGain = pGain; }
 
     bool IsOpen() const override { return m_bOpened != 0; }
     IMediaStream* GetStream() const override { return m_pStream.Get(); }
@@ -103,6 +106,7 @@ private:
     /// Renews and fills both buffers. @return whether there was anything to play, and OpenAL took it
     bool FillAfresh();
     bool StartSource();
+    void ApplyGain();
     bool StartThread();
     /// Leaves a Play() that could not start anything.
     void EndStart();
@@ -137,6 +141,9 @@ private:
     std::int32_t m_bPaused = 0;
     CCritical m_Lock; ///< the processed count, the total and the queue of the source, as one
     ALCcontext* m_pContext = nullptr;
+    std::optional<DeviceUse> m_use;              ///< while it is open
+    const std::atomic<float>* m_pGain = nullptr; ///< borrowed; null: full loudness
+    float m_fGain = 1.0F;                        ///< that the source has
     std::int32_t m_bOpened = 0;
     std::atomic<std::int32_t> m_bFinished{0}; ///< a refill delivered nothing, or the sound cannot go on
     std::atomic<std::int32_t> m_bFailed{0};

@@ -5,6 +5,7 @@
 // clang-format off
 const _GUID CLSID_CMediaPlayer = IdentifierValues::kClassMediaPlayer;
 const _GUID IID_IMediaPlayer   = IdentifierValues::kIMediaPlayer;
+const _GUID IID_IMediaPlayer2  = IdentifierValues::kIMediaPlayer2;
 const _GUID IID_IAudioInput    = IdentifierValues::kIAudioInput;
 const _GUID IID_IPlayerViewMgr = IdentifierValues::kIPlayerViewMgr;
 const _GUID IID_IPlayerView    = IdentifierValues::kIPlayerView;

@@ -7,6 +7,7 @@
 #include <kqplayer/com.h>
 
 struct IMediaPlayer;
+struct IMediaPlayer2;
 struct IAudioInput;
 struct IPlayerViewMgr;
 struct IPlayerView;
@@ -31,6 +32,10 @@ private:
 template <>
 inline const wchar_t* uuidof_class<IMediaPlayer>::Text() {
     return IdentifierValues::kIMediaPlayerText;
+}
+template <>
+inline const wchar_t* uuidof_class<IMediaPlayer2>::Text() {
+    return IdentifierValues::kIMediaPlayer2Text;
 }
 template <>
 inline const wchar_t* uuidof_class<IAudioInput>::Text() {

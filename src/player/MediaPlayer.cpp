@@ -5,6 +5,7 @@
 #include "com/UuidOf.h"
 #include "player/LowMemory.h"
 #include "player/PlaybackRun.h"
+#include "player/StepBack.h"
 #include "thread/TimeSource.h"
 #include "view/PlayerView.h"
 
@@ -56,6 +57,9 @@ CMediaPlayer::~CMediaPlayer() {
 std::int32_t CMediaPlayer::NonDelegatingQueryInterface(const _GUID& riid, void** ppv) {
     if (riid == uuidof_class<IMediaPlayer>::get_guid()) {
         return scombase::GetInterface(static_cast<IMediaPlayer*>(this), ppv);
+    }
+    if (riid == uuidof_class<IMediaPlayer2>::get_guid()) {
+        return scombase::GetInterface(static_cast<IMediaPlayer2*>(this), ppv);
     }
     if (riid == uuidof_class<IAudioInput>::get_guid()) {
         return scombase::GetInterface(static_cast<IAudioInput*>(this), ppv);
@@ -178,6 +182,7 @@ std::int32_t CMediaPlayer::Resume() {
         return kq::Ok;
     }
     m_state.m_bPlayAudio = 1;
+    m_state.m_nBackwardCount = 0;
     controlLock.Unlock();
     Invoke(COMMAND_RESUME);
     BaseThread::Resume();
@@ -377,11 +382,41 @@ int CMediaPlayer::GetForwad() {
     return m_state.m_nForwardCount;
 }
 
+std::int32_t CMediaPlayer::Backward() {
+    if (IsPaused()) {
+        ++m_state.m_nBackwardCount;
+    } else {
+        StepBackWithoutRun();
+    }
+    return kq::Ok;
+}
+
+void CMediaPlayer::StepBackWithoutRun() {
+    CSingleLock lock(&m_csLock); // no run starts meanwhile
+    const auto pStream = IsActive() ? kq::ComPtr<IMediaStream>() : AcquireReferenceStream();
+    if (!pStream) {
+        return;
+    }
+    const std::uint64_t nSeen = m_mailbox.GetNewest();
+    const double dBegin = std::max(0.0, m_state.m_dBeginTime.load());
+    const double dReached = std::max(0.0, StepStreamBack(*pStream.Get(), dBegin) - dBegin);
+    m_pViewMgr->ShowCurrentImage(nullptr, 0);
+    m_state.m_dPlayedTime = dReached;
+    m_state.m_dClockAnchor = dReached + dBegin;
+    lock.Unlock();
+    m_mailbox.PostCarriedOut(dReached, kq::ExactSeek, nSeen); // the next run starts there
+}
+
 // --- Play range, queries, notification
 
 std::int32_t CMediaPlayer::SetPlayTime(double dBegin, double dLength) {
     CSingleLock lock(&m_csLock);
     KQLogEx(PlayerTexts::kSetPlayTime, dBegin, dLength);
+    if (!IsActive()) {
+        // The stream stays where it is; the position counts from the new begin.
+        const double dMoved = std::max(0.0, m_state.m_dBeginTime.load()) - std::max(0.0, dBegin);
+        m_state.m_dPlayedTime = std::max(0.0, m_state.m_dPlayedTime + dMoved);
+    }
     m_state.m_dBeginTime = dBegin;
     if (dLength > 0) {
         m_state.m_dPlayLength = dLength;
@@ -455,6 +490,37 @@ std::int32_t CMediaPlayer::GetPlayerViewMgr(IPlayerViewMgr** ppMgr) {
     }
     m_pViewMgr->AddRef();
     return kq::Ok;
+}
+
+double CMediaPlayer::GetPosition() {
+    return std::max(0.0, m_state.m_dPlayedTime.load());
+}
+
+std::int32_t CMediaPlayer::SetVolume(double dVolume) {
+    if (!(dVolume >= 0.0 && dVolume <= 1.0)) {
+        return kq::Refused;
+    }
+    CSingleLock lock(&m_csVolume);
+    m_dVolume = dVolume;
+    m_state.m_fGain = m_bMuted ? 0.0F : static_cast<float>(m_dVolume);
+    return kq::Ok;
+}
+
+double CMediaPlayer::GetVolume() {
+    CSingleLock lock(&m_csVolume);
+    return m_dVolume;
+}
+
+std::int32_t CMediaPlayer::SetMute(int bMute) {
+    CSingleLock lock(&m_csVolume);
+    m_bMuted = bMute != 0;
+    m_state.m_fGain = m_bMuted ? 0.0F : static_cast<float>(m_dVolume);
+    return kq::Ok;
+}
+
+bool CMediaPlayer::IsMuted() {
+    CSingleLock lock(&m_csVolume);
+    return m_bMuted;
 }
 
 int CMediaPlayer::IsActivate() {
@@ -569,4 +635,28 @@ std::int32_t CMediaPlayer::CaptureCurrentImage(const CaptureImageInfo* pInfo, co
 
 MEDIA_FRAME* CMediaPlayer::CaptureCurrentImageEx() {
     return m_capture.CaptureCopy(AcquireReferenceStream().Get());
+}
+
+kq::ComPtr<IMediaStream> CMediaPlayer::AcquireStreamOf(const IPlayerView* pView) {
+    if (pView == nullptr) {
+        return AcquireReferenceStream();
+    }
+    const auto pFound = m_pViewMgr->Find(pView);
+    return pFound ? pFound->AcquireVideoStream() : kq::ComPtr<IMediaStream>();
+}
+
+std::int32_t CMediaPlayer::CaptureViewToFile(IPlayerView* pView, std::int32_t nFormat, const char* pPath) {
+    return m_capture.SaveCurrent(AcquireStreamOf(pView).Get(), nFormat, pPath);
+}
+
+std::int32_t CMediaPlayer::CaptureView(IPlayerView* pView, std::int32_t nLayout, KQPicture* pPicture) {
+    if (pPicture == nullptr) {
+        return kq::NullPointer;
+    }
+    *pPicture = {};
+    return m_capture.CopyPixels(AcquireStreamOf(pView).Get(), nLayout, *pPicture);
+}
+
+std::int32_t CMediaPlayer::SetResize(IPlayerView* pView, std::int32_t nResize) {
+    return m_pViewMgr->SetResize(pView, nResize);
 }

@@ -33,7 +33,7 @@ enum : int {
 /// m_csLock. During a run nobody waits for the mailbox's lock while holding m_csLock: the loop may hold it
 /// across a callback, and the callback may need m_csLock.
 class CMediaPlayer final : public scombase::CUnknown,
-                           public IMediaPlayer,
+                           public IMediaPlayer2,
                            public BaseThread,
                            public IAudioInput,
                            private RunHost {
@@ -68,6 +68,15 @@ public:
     std::int32_t Load() override;
     bool IsSeeking() override;
     bool IsPaused() override;
+    double GetPosition() override;
+    std::int32_t SetVolume(double dVolume) override;
+    double GetVolume() override;
+    std::int32_t SetMute(int bMute) override;
+    bool IsMuted() override;
+    std::int32_t Backward() override;
+    std::int32_t SetResize(IPlayerView* pView, std::int32_t nResize) override;
+    std::int32_t CaptureViewToFile(IPlayerView* pView, std::int32_t nFormat, const char* pPath) override;
+    std::int32_t CaptureView(IPlayerView* pView, std::int32_t nLayout, KQPicture* pPicture) override;
     std::int32_t SetAudioInput(IMediaStream* pStream) override;
 
     /// Starts a run paused on its first frame, without sound. @return 0, or 1 without any stream
@@ -135,6 +144,9 @@ private:
     /// @return false during a run, with nothing done
     /// @param nSeen see SeekMailbox::PostCarriedOut()
     bool MoveWithoutRun(double dTime, unsigned int nMode, std::uint64_t nSeen);
+    void StepBackWithoutRun();
+    /// @return the stream of a view, or the reference stream for null; null without one
+    kq::ComPtr<IMediaStream> AcquireStreamOf(const IPlayerView* pView);
     void MoveStream(double dTime, unsigned int nMode);
     /// Carries out a request that came too late for the run, as one without a run.
     void CarryOutLeftSeek();
@@ -145,6 +157,9 @@ private:
     TransportState m_state;
     double m_dToldTime = 0.0; ///< the position as hosts read it in the callback; only the playback thread's
     SeekMailbox m_mailbox;
+    CCritical m_csVolume; ///< guards the next two; m_state has what comes of them
+    double m_dVolume = 1.0;
+    bool m_bMuted = false;
     bool m_bLeaving = false;                  ///< with the next guarded by the control lock
     std::int32_t m_nNextState = THREAD_IDLE;  ///< of the run that follows the one that is leaving
     AudioFormat m_audioFormat;                ///< guarded by m_csLock

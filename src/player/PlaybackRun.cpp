@@ -2,13 +2,14 @@
 
 #include "audio/SoundOutput.h"
 #include "com/KeptTexts.h"
+#include "com/Output.h"
 #include "com/QueryInfo.h"
+#include "player/StepBack.h"
 #include "thread/BaseThread.h"
 
 #include <kqplayer/log.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <limits>
 #include <new>
@@ -89,6 +90,7 @@ void PlaybackRun::ReadVideoFormat() {
 void PlaybackRun::GoToBegin() {
     m_state.m_dPlayedTime = 0.0;
     m_state.m_dClockAnchor = 0.0;
+    m_state.m_nBackwardCount = 0;
     m_bBeginSet = m_state.m_dBeginTime >= -kTolerance;
     if (!m_bBeginSet) {
         m_state.m_dBeginTime = 0.0;
@@ -113,6 +115,7 @@ void PlaybackRun::OpenSound() {
     try {
         m_pSound = CurrentSoundMaker()(m_pAudio.Get());
         if (m_pSound) {
+            m_pSound->FollowGain(&m_state.m_fGain);
             m_pSound->Open(pFormat->nSampleRate, pFormat->nChannels, 16);
         }
     } catch (const std::bad_alloc&) {
@@ -286,6 +289,10 @@ bool PlaybackRun::ServePausedRequests() {
         SeekWhilePaused(request);
         return true;
     }
+    if (m_state.m_nBackwardCount > 0) {
+        StepBackWhilePaused();
+        return true;
+    }
     return m_state.m_nForwardCount <= 0 || StepWhilePaused();
 }
 
@@ -300,8 +307,8 @@ void PlaybackRun::Resume(SeekMailbox::Hold& hold) {
     if (m_bResync) {
         if (m_pSound) {
             const double dReached = MoveSound(m_state.m_dClockAnchor);
-            std::printf(PlayerTexts::kSoughtOnResume, m_state.m_dClockAnchor.load(), dReached,
-                        BeginTime() + request.dTime);
+            Print(PlayerTexts::kSoughtOnResume, m_state.m_dClockAnchor.load(), dReached,
+                  BeginTime() + request.dTime);
         }
         m_clock.MoveTo(MediaOf(m_dFrameTime));
     }
@@ -340,8 +347,8 @@ void PlaybackRun::SeekWhilePlaying() {
     const std::int64_t llMedia = MediaOf(m_dFrameTime);
     if (m_pSound) {
         const double dReached = m_pAudio ? m_pAudio->Seek(m_state.m_dClockAnchor, kExactSeek) : -1.0;
-        std::printf(PlayerTexts::kSoughtInPlay, dReached, m_state.m_dClockAnchor.load(),
-                    BeginTime() + request.dTime);
+        Print(PlayerTexts::kSoughtInPlay, dReached, m_state.m_dClockAnchor.load(),
+              BeginTime() + request.dTime);
         SkipPassedSound(llMedia);
     }
     m_clock.MoveTo(llMedia);
@@ -366,7 +373,7 @@ bool PlaybackRun::IsAtEndOfRange() const {
     if (dPlayed + kTolerance < RangeEnd()) {
         return false;
     }
-    std::printf(PlayerTexts::kEndOfRange, dPlayed, m_state.m_dPlayLength - BeginTime());
+    Print(PlayerTexts::kEndOfRange, dPlayed, m_state.m_dPlayLength - BeginTime());
     return true;
 }
 
@@ -439,6 +446,9 @@ void PlaybackRun::Redraw() {
 }
 
 void PlaybackRun::LeaveRun() {
+    if (m_bVideoEnd && m_dFrameTime > m_state.m_dPlayedTime) {
+        m_state.m_dPlayedTime = m_dFrameTime; // the last picture, which is not told of
+    }
     if (m_pVideo) {
         Redraw();
     }
@@ -468,7 +478,7 @@ void PlaybackRun::SeekWhilePaused(const SeekRequest& request) {
     }
     if (m_pSound) {
         const double dSound = MoveSound(m_state.m_dClockAnchor);
-        std::printf(PlayerTexts::kSoughtInPause, m_state.m_dClockAnchor.load(), dSound, dReached);
+        Print(PlayerTexts::kSoughtInPause, m_state.m_dClockAnchor.load(), dSound, dReached);
     }
     m_host.NotifyPosition();
     m_mailbox.Settle();
@@ -508,6 +518,23 @@ bool PlaybackRun::StepWhilePaused() {
     m_bResync = true;
     m_state.AddForwad(-1);
     return !m_bVideoEnd;
+}
+
+void PlaybackRun::StepBackWhilePaused() {
+    --m_state.m_nBackwardCount;
+    if (!m_pVideo) {
+        return;
+    }
+    StepStreamBack(*m_pVideo.Get(), BeginTime());
+    m_bVideoEnd = false;
+    m_pFrame = nullptr;
+    Redraw();
+    StorePausedPosition();
+    if (m_pSound) {
+        MoveSound(m_state.m_dClockAnchor);
+    }
+    m_host.NotifyPosition();
+    m_bResync = true;
 }
 
 // --- The sound
@@ -578,7 +605,7 @@ void PlaybackRun::BringSoundBack() {
 }
 
 void PlaybackRun::GiveSoundUp() {
-    std::puts("the sound stands still, strays or has failed: the run goes on without it");
+    PrintLine("the sound stands still, strays or has failed: the run goes on without it");
     m_clock.Attach(nullptr);
     m_pSound.reset();
 }

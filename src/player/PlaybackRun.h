@@ -80,6 +80,7 @@ private:
     void SeekOnResume(const SeekRequest& request);
     /// @return false when there was no further frame
     bool StepWhilePaused();
+    void StepBackWhilePaused();
 
     // The sound.
     void PlaySound(bool bFollowed = true);

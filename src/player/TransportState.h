@@ -19,6 +19,9 @@ struct TransportState {
     std::atomic<std::int32_t> m_nForwardCount{0}; ///< frame steps to be made, never negative
     std::atomic<std::int32_t> m_nActivate{KQ_ACTIVATE_STOPPED};
 
+    std::atomic<std::int32_t> m_nBackwardCount{0}; ///< the same, back; a Resume() forgets what is left
+    std::atomic<float> m_fGain{1.0F};              ///< of the sound, 0 to 1: the volume, or 0 while muted
+
     /// Adds to the pending frame steps, not below 0. @return the new count
     int AddForwad(int n) {
         std::int32_t nCount = m_nForwardCount;

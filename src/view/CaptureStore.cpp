@@ -4,19 +4,25 @@
 #include "com/QueryInfo.h"
 #include "image/Arithmetic.h"
 #include "image/ColourConvert.h"
+#include "text/Utf8.h"
 
 #include <kqplayer/capture.h>
 #include <kqplayer/convenience.h>
 #include <kqplayer/image.h>
 #include <kqplayer/imageproc.h>
 #include <kqplayer/log.h>
+#include <kqplayer/player.h>
+
+#include <strings.h>
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <memory>
 #include <new>
+#include <string>
 
 namespace {
 
@@ -25,11 +31,11 @@ constexpr int kBitsPerPixel = 24;
 /// @return the MIME type of a picture format, or null for a format that is not supported
 const wchar_t* MimeTypeOf(std::int32_t nFormat) {
     switch (nFormat) {
-    case 0:
+    case KQ_CAPTURE_BMP:
         return L"image/bmp";
-    case 1:
+    case KQ_CAPTURE_JPEG:
         return L"image/jpeg";
-    case 2:
+    case KQ_CAPTURE_PNG:
         return L"image/png";
     default:
         return nullptr;
@@ -39,6 +45,69 @@ const wchar_t* MimeTypeOf(std::int32_t nFormat) {
 std::int32_t FailedBecause(const wchar_t* pReason) {
     KQLogEx(CaptureTexts::kFailed, pReason);
     return kq::Failed;
+}
+
+std::int32_t Refuse(std::int32_t nResult, const wchar_t* pReason) {
+    KQLogEx(L"CMediaPlayer::CaptureView failed: %ls", pReason);
+    return nResult;
+}
+
+/// @return the picture format that a path's ending names, or -1
+std::int32_t FormatOf(const char* pPath) {
+    static constexpr struct {
+        const char* pEnding;
+        std::int32_t nFormat;
+    } kEndings[] = {{".bmp", KQ_CAPTURE_BMP},
+                    {".jpg", KQ_CAPTURE_JPEG},
+                    {".jpeg", KQ_CAPTURE_JPEG},
+                    {".png", KQ_CAPTURE_PNG}};
+    const char* const pEnding = std::strrchr(pPath, '.');
+    for (const auto& ending : kEndings) {
+        if (pEnding != nullptr && strcasecmp(pEnding, ending.pEnding) == 0) {
+            return ending.nFormat;
+        }
+    }
+    return -1;
+}
+
+/// @return a path as the image library takes it; empty for one that is not UTF-8, and without memory
+std::wstring WidePath(const char* pPath) {
+    std::wstring path;
+    try {
+        while (*pPath != '\0') {
+            const char* const pBefore = pPath;
+            const std::uint32_t nCode = kq::text::DecodeUtf8(pPath);
+            if (nCode == kq::text::replacement && pPath - pBefore == 1) {
+                return {};
+            }
+            path += static_cast<wchar_t>(nCode);
+        }
+    } catch (const std::bad_alloc&) {
+        return {};
+    }
+    return path;
+}
+
+std::int32_t BytesPerPixel(std::int32_t nLayout) {
+    return nLayout == KQ_PIXELS_RGB24 ? 3 : 4;
+}
+
+/// @param pBgr pixels of a bitmap with 24 bits
+void CopyRow(std::uint8_t* pOut, const std::uint8_t* pBgr, int nWidth, std::int32_t nLayout) {
+    for (int n = 0; n < nWidth; ++n, pBgr += 3) {
+        if (nLayout == KQ_PIXELS_RGB24) {
+            pOut[0] = pBgr[2];
+            pOut[1] = pBgr[1];
+            pOut[2] = pBgr[0];
+            pOut += 3;
+        } else {
+            pOut[0] = pBgr[0];
+            pOut[1] = pBgr[1];
+            pOut[2] = pBgr[2];
+            pOut[3] = 255;
+            pOut += 4;
+        }
+    }
 }
 
 /// @return whether the sample is one of planes, in any of the kinds that views show
@@ -89,6 +158,13 @@ void PackedToPlanar(const tagYUVImage& dst, const std::uint8_t* pRgb) {
 
 } // namespace
 
+void KQReleasePicture(KQPicture* pPicture) {
+    if (pPicture != nullptr) {
+        std::free(pPicture->pPixels);
+        *pPicture = {};
+    }
+}
+
 CCaptureStore::~CCaptureStore() {
     if (m_pImage != nullptr) {
         DIDestroy(m_pImage);
@@ -111,34 +187,32 @@ bool CCaptureStore::FitImage(PictureSize size) {
     return true;
 }
 
-std::int32_t CCaptureStore::CaptureToFile(IMediaStream* pStream, const CaptureImageInfo& info,
-                                          const wchar_t* pPath) {
-    CSingleLock lock(&m_csCapture);
+const wchar_t* CCaptureStore::Draw(IMediaStream* pStream, std::int64_t& llPTS) {
     if (pStream == nullptr) {
-        return FailedBecause(CaptureTexts::kNoStream);
+        return CaptureTexts::kNoStream;
     }
     const MEDIA_FRAME* const pSample = pStream->GetCurrentFrame();
     if (pSample == nullptr) {
-        return FailedBecause(CaptureTexts::kNoSample);
+        return CaptureTexts::kNoSample;
     }
     const auto pStreamInfo = QueryInfo(*pStream);
     if (!pStreamInfo) {
-        return FailedBecause(CaptureTexts::kNoInfo);
+        return CaptureTexts::kNoInfo;
     }
     const VIDEO_STREAM_INFO* const pFormat = pStreamInfo->GetVideoFormat();
     if (pFormat == nullptr) {
-        return FailedBecause(CaptureTexts::kNoFormat);
+        return CaptureTexts::kNoFormat;
     }
-    m_lastRequest = info;
     const PictureSize size = SampleSize(*pSample, *pFormat);
     if (!FitImage(size)) {
-        return FailedBecause(CaptureTexts::kNoImage);
+        return CaptureTexts::kNoImage;
     }
     std::uint8_t* const pBits = DIGetBits(m_pImage);
     tagBITMAPINFOHEADER* const pHeader = DIGetBitmapInfo(m_pImage);
     if (pBits == nullptr || pHeader == nullptr) {
-        return FailedBecause(CaptureTexts::kNoBits);
+        return CaptureTexts::kNoBits;
     }
+    llPTS = pSample->llPTS;
     const tagYUVImage& image = pSample->image;
     if (IsPlainPlanar(*pSample) && HasPlanes(image)) {
         Yuv420_2_rgb24(pHeader, pBits, image.pY, image.pU, image.pV, image.nPitchY, image.nPitchU,
@@ -150,12 +224,70 @@ std::int32_t CCaptureStore::CaptureToFile(IMediaStream* pStream, const CaptureIm
         const std::ptrdiff_t nRowSize = kq::image::BitmapRowBytes(size.nWidth, kBitsPerPixel);
         std::memcpy(pBits, image.pRgb, static_cast<std::size_t>(nRowSize * size.nHeight));
     } else {
-        return FailedBecause(CaptureTexts::kUnknownFrame);
+        return CaptureTexts::kUnknownFrame;
     }
+    return nullptr;
+}
+
+std::int32_t CCaptureStore::CaptureToFile(IMediaStream* pStream, const CaptureImageInfo& info,
+                                          const wchar_t* pPath) {
+    CSingleLock lock(&m_csCapture);
+    std::int64_t llPTS = KQ_NO_PTS;
+    if (const wchar_t* const pReason = Draw(pStream, llPTS)) {
+        return FailedBecause(pReason);
+    }
+    m_lastRequest = info;
     const wchar_t* const pMimeType = MimeTypeOf(m_lastRequest.nFormat);
     const std::int32_t nResult = pMimeType != nullptr ? kq::Ok : FailedBecause(CaptureTexts::kUnknownPicture);
     DISaveEx(m_pImage, pPath, pMimeType);
     return nResult;
+}
+
+std::int32_t CCaptureStore::SaveCurrent(IMediaStream* pStream, std::int32_t nFormat, const char* pPath) {
+    if (pPath == nullptr) {
+        return Refuse(kq::NullPointer, L"there is no path");
+    }
+    const wchar_t* const pMimeType = MimeTypeOf(nFormat == KQ_CAPTURE_BY_NAME ? FormatOf(pPath) : nFormat);
+    if (pMimeType == nullptr) {
+        return Refuse(kq::Refused, L"the format is none of BMP, JPEG and PNG");
+    }
+    const std::wstring path = WidePath(pPath);
+    if (path.empty()) {
+        return Refuse(kq::Failed, L"the path is empty or not UTF-8");
+    }
+    CSingleLock lock(&m_csCapture);
+    std::int64_t llPTS = KQ_NO_PTS;
+    if (const wchar_t* const pReason = Draw(pStream, llPTS)) {
+        return Refuse(kq::Failed, pReason);
+    }
+    return DISaveEx(m_pImage, path.c_str(), pMimeType) != 0 ? kq::Ok : kq::Failed;
+}
+
+std::int32_t CCaptureStore::CopyPixels(IMediaStream* pStream, std::int32_t nLayout, KQPicture& picture) {
+    if (nLayout != KQ_PIXELS_RGB24 && nLayout != KQ_PIXELS_BGRA32) {
+        return kq::Refused;
+    }
+    CSingleLock lock(&m_csCapture);
+    KQPicture copy{};
+    if (const wchar_t* const pReason = Draw(pStream, copy.llPTS)) {
+        return Refuse(kq::Failed, pReason);
+    }
+    copy.nLayout = nLayout;
+    copy.nWidth = DIGetWidth(m_pImage);
+    copy.nHeight = DIGetHeight(m_pImage);
+    copy.nPitch = copy.nWidth * BytesPerPixel(nLayout);
+    copy.pPixels = static_cast<std::uint8_t*>(
+        std::malloc(static_cast<std::size_t>(copy.nPitch) * static_cast<std::size_t>(copy.nHeight)));
+    if (copy.pPixels == nullptr) {
+        return kq::OutOfMemory;
+    }
+    const std::uint8_t* const pBits = DIGetBits(m_pImage);
+    const std::ptrdiff_t nRowSize = kq::image::BitmapRowBytes(copy.nWidth, kBitsPerPixel);
+    for (std::ptrdiff_t nRow = 0; nRow < copy.nHeight; ++nRow) {
+        CopyRow(copy.pPixels + nRow * copy.nPitch, pBits + nRow * nRowSize, copy.nWidth, nLayout);
+    }
+    picture = copy;
+    return kq::Ok;
 }
 
 bool CCaptureStore::FitCopy(PictureSize size) {

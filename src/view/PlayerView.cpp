@@ -202,6 +202,17 @@ std::int32_t CPlayerView::SetDisplay(const KQViewDisplay* pDisplay) {
     return kq::Ok;
 }
 
+std::int32_t CPlayerView::SetResize(std::int32_t nResize) {
+    CSingleLock lock(&m_csView);
+    KQViewDisplay display{};
+    if (GetDisplay(&display) == kq::Ok) {
+        display.nResize = nResize;
+        return SetDisplay(&display);
+    }
+    const auto eMethod = static_cast<IMAGE_RESIZE_METHOD>(nResize);
+    return m_pNativeView && m_pNativeView->SetDisplayResizeMode(eMethod) != 0 ? kq::Ok : kq::Failed;
+}
+
 template <class Question>
 std::int32_t CPlayerView::Ask(const void* pOut, Question question) {
     if (pOut == nullptr) {

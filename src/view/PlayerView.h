@@ -47,6 +47,8 @@ public:
     std::int32_t PictureToWindow(double dX, double dY, KQPointF* pPosition) override;
     std::int32_t GetShownPixel(std::int32_t nX, std::int32_t nY, std::uint32_t* pnRgb) override;
 
+    /// Does what IMediaPlayer2::SetResize() does.
+    std::int32_t SetResize(std::int32_t nResize);
     /// Shows a frame; null shows the stream's current frame. Without a stream, without a frame, or with a
     /// frame that is not planar or lacks its planes or its size, the view shows black.
     void ShowCurrentImage(const MEDIA_FRAME* pFrame);

@@ -3,6 +3,7 @@
 #include "com/UuidOf.h"
 #include "view/PlayerView.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <new>
 
@@ -95,6 +96,32 @@ void CPlayerViewMgr::ShowUserFrame() {
     for (const auto& [nIndex, pView] : m_views) {
         pView->ShowBlack();
     }
+}
+
+std::int32_t CPlayerViewMgr::SetResize(IPlayerView* pView, std::int32_t nResize) {
+    if (nResize < IMAGE_RESIZE_FIT || nResize > IMAGE_RESIZE_ORIGINAL) {
+        return kq::Refused;
+    }
+    if (pView != nullptr) {
+        const auto pFound = Find(pView);
+        return pFound ? pFound->SetResize(nResize) : kq::Failed;
+    }
+    CRecursiveLock lock(&m_csViews);
+    std::int32_t nResult = kq::Ok;
+    for (const auto& [nIndex, pEach] : m_views) {
+        nResult = std::min(nResult, pEach->SetResize(nResize));
+    }
+    return nResult;
+}
+
+kq::ComPtr<CPlayerView> CPlayerViewMgr::Find(const IPlayerView* pView) {
+    CRecursiveLock lock(&m_csViews);
+    for (const auto& [nIndex, pEach] : m_views) {
+        if (pEach == pView) {
+            return kq::ComPtr<CPlayerView>::Share(pEach);
+        }
+    }
+    return nullptr;
 }
 
 CPlayerView* CPlayerViewMgr::GetView(int nMode) {

@@ -31,6 +31,10 @@ public:
     void ShowCurrentImage(const MEDIA_FRAME* pFrame, int nMode);
     /// Every view shows black.
     void ShowUserFrame();
+    /// Does what IMediaPlayer2::SetResize() does.
+    std::int32_t SetResize(IPlayerView* pView, std::int32_t nResize);
+    /// @return the view that a host's pointer names, or null for none of these
+    kq::ComPtr<CPlayerView> Find(const IPlayerView* pView);
     /// @return the first view of that source mode, without a reference, or null
     CPlayerView* GetView(int nMode);
     /// @return the stream of that view, without a reference, or null

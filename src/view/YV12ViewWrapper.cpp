@@ -1,6 +1,7 @@
 #include "view/YV12ViewWrapper.h"
 
 #include "com/KeptTexts.h"
+#include "com/Output.h"
 #include "image/ColourConvert.h"
 #include "thread/TimeSource.h"
 #include "view/PlanarFrame.h"
@@ -13,7 +14,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <new>
 #include <type_traits>
 
@@ -134,10 +134,10 @@ int YV12ViewWrapper::LoadPlayerView() {
         }
         if (!Resolve()) {
             UnloadPlayerView();
-            std::printf(ViewTexts::kNotLoaded, library.path.c_str());
+            Print(ViewTexts::kNotLoaded, library.path.c_str());
             return 0;
         }
-        std::printf(ViewTexts::kLoaded, library.path.c_str());
+        Print(ViewTexts::kLoaded, library.path.c_str());
         return 1;
     } catch (const std::bad_alloc&) {
         UnloadPlayerView();

@@ -91,6 +91,7 @@ TEST(ObjectIdentity, IsOneForAllInterfacesOfAnObject) {
 
 TEST(Identifiers, AgreeInBinaryAndTextForm) {
     EXPECT_EQ(uuidof_class<IMediaPlayer>::get_guid(), IID_IMediaPlayer);
+    EXPECT_EQ(uuidof_class<IMediaPlayer2>::get_guid(), IID_IMediaPlayer2);
     EXPECT_EQ(uuidof_class<IAudioInput>::get_guid(), IID_IAudioInput);
     EXPECT_EQ(uuidof_class<IPlayerViewMgr>::get_guid(), IID_IPlayerViewMgr);
     EXPECT_EQ(uuidof_class<IPlayerView>::get_guid(), IID_IPlayerView);

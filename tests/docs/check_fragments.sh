@@ -4,7 +4,7 @@
 # Every fenced block of C++, C and CMake says above it what it is:
 #   <!-- fragment: file -->     a whole source file
 #   <!-- fragment: part -->     C++ that stands below the includes of a host
-#   <!-- fragment: project -->  CMake of a host named host.cpp, which is built against what BUILD installs
+#   <!-- fragment: project -->  a whole CMakeLists.txt of a host named host.cpp, built against what BUILD installs
 # Compilers are those of the environment (CXX, CC), or g++ and gcc.
 set -euo pipefail
 build=$1
@@ -37,7 +37,7 @@ build_project() {
     mkdir "$folder"
     cmake --install "$build" --prefix "$folder/prefix" >/dev/null
     echo 'int main() {}' >"$folder/host.cpp"
-    { echo 'cmake_minimum_required(VERSION 3.16)' && echo 'project(host CXX)' && cat "$1"; } >"$folder/CMakeLists.txt"
+    cp "$1" "$folder/CMakeLists.txt"
     cmake -S "$folder" -B "$folder/build" -DCMAKE_PREFIX_PATH="$folder/prefix" >/dev/null &&
         cmake --build "$folder/build" >/dev/null
 }

@@ -26,6 +26,8 @@ expect() {
         cat output >&2
         fail "$* gave $got instead of $status, or no line like '$pattern'"
     fi
+    # OpenAL's line about a device that nobody has closed.
+    ! grep -a 'not closed' output || fail "$* left something open"
 }
 
 cmake --install "$build" --prefix "$work/prefix" >/dev/null
@@ -56,11 +58,23 @@ expect 0 '^641x360, changed by [0-4]\.' examples/convert picture.bmp converted.b
 expect 1 '^convert: output: not a 24-bit BMP' examples/convert output converted.bmp
 expect 2 '^usage: ' examples/convert
 if ((streams)); then
+    # The C example, built by a C compiler alone.
+    # shellcheck disable=SC2046,SC2086
+    $CC ${CFLAGS:-} -std=c11 -Wall -Wextra -Wpedantic -Werror linked/share/doc/kqplayer/examples/c_player.c \
+        -o c_by_pkg_config $(pkg-config --cflags --libs kqplayer-streams) -Wl,-rpath,"$work/linked/$libdir"
     # Picture n has the luma 16 + 4 n.
     ffmpeg -v error -f lavfi -i "color=size=64x36:rate=25:duration=2,format=yuv420p,geq=lum=16+4*N:cb=128:cr=128" \
         -f lavfi -i sine=duration=2 -c:v libx264 -qp 1 clip.mp4
     expect 0 '^played (1\.9|2\.[0-9])' examples/minimal_host --headless clip.mp4
     expect 0 '^played (1\.9|2\.[0-9])' ./by_pkg_config clip.mp4 # without a display
+    for program in examples/c_player ./c_by_pkg_config; do
+        expect 0 '^.*played (1\.9|2\.[0-9])' "$program" --headless clip.mp4 "c-ü.png"
+        [[ $(ffprobe -v error -show_entries stream=codec_name,width,height -of csv=p=0 "c-ü.png") == png,64,36 ]] ||
+            fail "$program captured no picture of the right size"
+        rm "c-ü.png"
+        expect 1 'c_player: not played or captured' "$program" --headless clip.mp4 no/such/folder.png
+    done
+    expect 1 '^c_player: missing.mp4: No such file' examples/c_player --headless missing.mp4
     expect 1 '^minimal_host: missing.mp4: No such file' examples/minimal_host missing.mp4
     expect 0 '^before: 64x36, after: 36x64' examples/multi_view --headless clip.mp4 transpose
     expect 1 'filter "nosuch"' examples/multi_view --headless clip.mp4 nosuch

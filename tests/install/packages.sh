@@ -21,7 +21,8 @@ declare -A holds=(
     [libkqplayer1]="$libdir/libKQPlayer.so.1 $libdir/libKQ_Log.so.1 $libdir/PlayerView.so"
     [libkqplayer-dev]="include/kqplayer/kqplayer.h include/kqplayer/media_file.h $libdir/libKQPlayer.so
         $libdir/libKQStreams.a $libdir/cmake/KQPlayer/KQPlayerConfig.cmake $libdir/pkgconfig/kqplayer.pc
-        share/doc/kqplayer/examples/minimal_host.cpp"
+        share/doc/kqplayer/examples/minimal_host.cpp share/doc/kqplayer/guide.md
+        share/doc/kqplayer/troubleshooting.md include/kqplayer/media_file_c.h"
     [kqplay]="bin/kqplay share/applications/kqplay.desktop share/icons/hicolor/scalable/apps/kqplay.svg
         share/man/man1/kqplay.1.gz share/bash-completion/completions/kqplay"
 )

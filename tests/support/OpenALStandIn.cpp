@@ -200,6 +200,9 @@ void CallSource(const std::string& function, ALuint name, Body body) {
 template <class Result, class Body>
 Result CallLibrary(const std::string& function, Result failure, Body body) {
     const std::lock_guard<std::mutex> lock(worldLock);
+    if (!world) {
+        return failure; // the process ends
+    }
     world->Settle();
     return world->IsFaulty(function) ? failure : body(*world);
 }

@@ -132,6 +132,7 @@ private:
 /// A sound device that plays in simulated time, with the faults of the scene.
 class SimulatedSound final : public SoundOutput {
 public:
+    void FollowGain(const std::atomic<float>*) override {}
     explicit SimulatedSound(IMediaStream* stream) : m_stream(stream) { m_stream->AddRef(); }
     ~SimulatedSound() override { m_stream->Release(); }
 

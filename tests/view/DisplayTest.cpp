@@ -130,6 +130,22 @@ TEST_F(Display, APartThatIsMadeAloneEqualsTheWholeInEveryKind) {
     }
 }
 
+TEST_F(Display, APlacementKeepsPartAndScaling) {
+    const auto stream = kq::ComPtr<RandomStream>::Adopt(new RandomStream(KQ_PICTURE_PLANAR_YUV));
+    ASSERT_NO_FATAL_FAILURE(MakeView(kq::OffScreenParent(), width, height, stream.Get()));
+    m_manager->ShowCurrentImage(&stream->frame, 1);
+    const KQViewDisplay display = {{1, 2, 30, 20}, KQ_SCALING_NEAREST, IMAGE_RESIZE_FIT};
+    for (const KQViewDisplay* set : {static_cast<const KQViewDisplay*>(nullptr), &display}) {
+        m_view->SetDisplay(set);
+        EXPECT_EQ(m_manager->SetResize(m_view.Get(), IMAGE_RESIZE_FILL), kq::Ok);
+        KQViewDisplay got{};
+        EXPECT_EQ(m_view->GetDisplay(&got), kq::Ok);
+        EXPECT_EQ(got.nResize, IMAGE_RESIZE_FILL);
+        EXPECT_EQ(got.nScaling, set != nullptr ? KQ_SCALING_NEAREST : KQ_SCALING_DEFAULT);
+        EXPECT_EQ(got.source.right, set != nullptr ? 30 : 0);
+    }
+}
+
 TEST_F(Display, CrossesWithPicturesAndResizes) {
     Xvfb server;
     const auto stream = kq::ComPtr<RandomStream>::Adopt(new RandomStream(KQ_PICTURE_PLANAR_YUV));

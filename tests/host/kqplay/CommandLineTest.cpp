@@ -10,7 +10,6 @@ TEST(CommandLine, RefusesWhatMakesNoSense) {
     const Strings rows[] = {
         {},
         {"--no-such-option", clip},
-        {clip, clip},
         {"--start", "soon", clip},
         {"--start", "-1", clip},
         {"--length", "nan", clip},
@@ -56,6 +55,9 @@ TEST(CommandLine, RefusesWhatMakesNoSense) {
         {"--contact-sheet", "a.png:33x1", clip},
         {"--contact-sheet", "a.png:4x", clip},
         {"--contact-sheet", "a.png", "--compare", clip, clip},
+        {"--compare", clip, clip, clip},
+        {"--filter", "hflip", clip, clip},
+        {"--verify", clip, clip},
     };
     const TemporaryFolder folder; // the current one, for what a fault would write
     for (const Strings& row : rows) {

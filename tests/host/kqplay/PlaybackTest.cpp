@@ -155,4 +155,24 @@ TEST(Filter, ShowsBeforeAndAfter) {
     EXPECT_EQ(trace.pictures[1], HashesOfARun(flipped));
 }
 
+TEST(SeveralFiles, FollowEachOtherAndTheOneThatCannotBeOpenedIsTold) {
+    const TemporaryFolder folder;
+    const std::string missing = folder / "missing.mp4";
+    const Outcome outcome =
+        RunProcess(Headless(Clip("silent.mp4"), {missing, Clip("plain.mp4"), "--audio", "null", "--trace",
+                                                 folder / "trace", "--trace-hash"}));
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "kqplay: " + missing + ": No such file or directory\n");
+    const Strings lines = Lines(outcome.out);
+    ASSERT_EQ(lines.size(), 5u) << outcome.out;
+    EXPECT_EQ(lines[0], "1/3  " + Clip("silent.mp4"));
+    EXPECT_EQ(lines[1].rfind("played  0:0", 0), 0u) << lines[1];
+    EXPECT_EQ(lines[2], "2/3  " + missing);
+    EXPECT_EQ(lines[3], "3/3  " + Clip("plain.mp4"));
+    EXPECT_EQ(lines[4].rfind("played  0:0", 0), 0u) << lines[4];
+    const Trace trace = ReadTrace(folder / "trace");
+    EXPECT_EQ(trace.ends, 2u);
+    EXPECT_EQ(trace.pictures[0], Joined(HashesOfARun(Clip("silent.mp4")), HashesOfARun(Clip("plain.mp4"))));
+}
+
 } // namespace

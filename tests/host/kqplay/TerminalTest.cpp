@@ -45,6 +45,31 @@ TEST_F(Terminal, KeysTellWhatTheyDid) {
     EXPECT_EQ(trace.states, (std::vector<int>{1, 2, 1, 3, 0, 1, 2, 3, 0}));
 }
 
+TEST(SeveralFiles, TheUserGoesThroughThem) {
+    const std::string missing = "/nowhere.mp4";
+    AtTerminal kqplay({"--headless", "--audio", "null", Clip("long.mp4"), missing, Clip("long.mp4")});
+    kqplay.Press("", "1/3  ");
+    kqplay.Press("", "playing  0:00");
+    const std::pair<const char*, const char*> rows[] = {
+        {"<", "this is the first file"},
+        {"#", "there is one sound track"},
+        {"9", "volume 95 %"},
+        {">", "skipped  0:0"},
+        {"", "nowhere.mp4: No such file"},
+        {"", "3/3  "},
+        {"", "playing  0:00"},
+        {">", "this is the last file"},
+        {"9", "volume 90 %"}, // as it was set before
+        {"<", "1/3  "},       // what cannot be opened is left out
+        {"", "playing  0:00"},
+    };
+    for (const auto& [keys, text] : rows) {
+        kqplay.Press(keys, text);
+    }
+    const Outcome outcome = (kqplay.Press("q", "quit"), kqplay.process.Finish());
+    EXPECT_EQ(outcome.status, 1) << "a file could not be opened";
+}
+
 TEST_F(Terminal, EscapeAndControlCQuit) {
     m_kqplay.Quit("\033");
     PlayingLong({"--no-audio"}).Quit("\003");

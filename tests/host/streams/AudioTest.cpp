@@ -113,6 +113,45 @@ TEST(AudioTracks, TheOneThatIsAskedForIsHeard) {
     EXPECT_EQ(Refusal(clip, options), clip + ": there is no sound track 3 among 2");
 }
 
+TEST(AudioTracks, AnotherOneGoesOnAtTheSamePlace) {
+    MediaFile file;
+    std::shared_ptr<Timeline> timeline;
+    std::string error;
+    ASSERT_TRUE(OpenTimeline(Clip("twosounds.mkv"), AudioOnly(), file, timeline, error)) << error;
+    EXPECT_FALSE(HearTrack(*timeline, 3, error));
+    EXPECT_NE(error.find("there is no sound track 3 among 2"), std::string::npos);
+    OpenedFile second(Clip("twosounds.mkv"), [] {
+        OpenOptions options = AudioOnly();
+        options.audioTrack = 2;
+        return options;
+    }());
+    OpenedFile first(Clip("twosounds.mkv"), AudioOnly());
+    const std::vector<std::int16_t> sounds[] = {Listen(first.Audio()), Listen(second.Audio())};
+    std::size_t heard = 0;
+    std::size_t changes = 0;
+    bool isSecond = false;
+    while (const MEDIA_FRAME* frame = file.audio->GetCurrentFrame()) {
+        const auto* samples = reinterpret_cast<const std::int16_t*>(frame->image.pU);
+        const auto count = static_cast<std::size_t>(frame->image.nAudioLength) / 2;
+        EXPECT_NEAR(static_cast<double>(frame->llPTS) * 44100 / 1e7, static_cast<double>(heard), 1.5);
+        const auto is = [&](int track) {
+            return std::equal(samples, samples + count,
+                              sounds[track].begin() + static_cast<std::ptrdiff_t>(heard));
+        };
+        ASSERT_TRUE(is(0) || is(1)) << "at sample " << heard;
+        changes += is(1) != isSecond ? 1 : 0;
+        isSecond = is(1);
+        if (heard == 0) {
+            EXPECT_TRUE(HearTrack(*timeline, 2, error)) << error;
+        }
+        heard += count;
+        file.audio->NextFrame();
+    }
+    EXPECT_EQ(heard, sounds[0].size());
+    EXPECT_EQ(changes, 1u);
+    file.Release();
+}
+
 TEST(AudioGaps, AreFilledWithSilence) {
     OpenedFile file(Clip("latesound.mkv")); // the sound begins a second after the pictures
     std::vector<std::int64_t> times;

@@ -226,6 +226,16 @@ public:
 bool OpenTimeline(const std::string& path, const OpenOptions& options, MediaFile& file,
                   std::shared_ptr<Timeline>& timeline, std::string& error);
 
+/// Lets another sound of a timeline's file be heard, from the present place on, also while a player plays
+/// it; within 0.1 to 0.2 s. It is converted to the rate and channels of the one that was opened.
+/// @param timeline of OpenTimeline(), with sound
+/// @param track    number of the sound, counted from 1 (see MediaFacts::audioTracks)
+/// @param error    receives one line that says why, on failure
+/// @return false, with nothing changed, for a track that is not there or cannot be decoded, for a file that
+/// can be
+///         read only once, and for a timeline without sound
+bool HearTrack(Timeline& timeline, int track, std::string& error);
+
 /// @param stream a video stream of OpenTimeline(), or one of OpenFollower() that follows it
 /// @param place  receives where its current picture stands in its file
 /// @return false without a picture, and for other streams. Waits for the picture; any thread.
