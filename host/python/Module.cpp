@@ -2,6 +2,7 @@
 #include "Interpreter.h"
 #include "LogRelay.h"
 #include "MediaFileBinding.h"
+#include "PlayerBinding.h"
 
 #include <kqplayer/version.h>
 
@@ -12,6 +13,7 @@ PYBIND11_MODULE(_kqplayer, module) {
     LogRelay::Begin();
     BindFrame(module);
     BindMediaFile(module);
+    BindPlayer(module);
     module.attr("__version__") = std::to_string(KQPLAYER_VERSION_MAJOR) + "." +
                                  std::to_string(KQPLAYER_VERSION_MINOR) + "." +
                                  std::to_string(KQPLAYER_VERSION_PATCH);

@@ -117,7 +117,8 @@ ComPtr<IPlayerView> PlayerCore::AddView(void* parent, const tagRECT& rect, const
         options.log = m_setup.log;
         streams::MediaFile file;
         std::string error;
-        if (!streams::OpenFollower(path.empty() ? m_setup.path : path, *m_video.Get(), options, file, error)) {
+        if (!streams::OpenFollower(path.empty() ? m_setup.path : path, *m_video.Get(), options, file,
+                                   error)) {
             throw Error(error);
         }
         shown.stream = ComPtr<IMediaStream>::Adopt(file.video);
@@ -234,7 +235,8 @@ std::int64_t PlayerCore::Step(std::int64_t count) {
     if (last < 0) {
         throw Error(m_setup.path + ": nobody knows the numbers of this input's pictures");
     }
-    const std::int64_t number = std::clamp<std::int64_t>(std::max<std::int64_t>(Number(), 0) + count, 0, last);
+    const std::int64_t number =
+        std::clamp<std::int64_t>(std::max<std::int64_t>(Number(), 0) + count, 0, last);
     SeekPicture(number);
     return number;
 }
@@ -271,8 +273,8 @@ void PlayerCore::SetRange(double begin, double end, int rounds) {
     KeepEnd();
 }
 
-/// Has the player end where the timeline does. A range that is open would go on for the second that the player
-/// waits for more sound.
+/// Has the player end where the timeline does. A range that is open would go on for the second that the
+/// player waits for more sound.
 void PlayerCore::KeepEnd() {
     const double rate = m_timeline->Rate();
     double end = m_timeline->EndTime();

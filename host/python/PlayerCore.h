@@ -24,7 +24,8 @@ namespace kq::python {
 /// What a player is made of. Beside that: any thread, without the interpreter's lock, also from callbacks.
 ///
 /// Positions are seconds in the file. The component calls back on its playback thread, which only notes what
-/// it is told; the host is told by a thread of its own (Dispatcher), so that pictures wait for no interpreter.
+/// it is told; the host is told by a thread of its own (Dispatcher), so that pictures wait for no
+/// interpreter.
 class PlayerCore : public Owned {
 public:
     /// Receive what happens, on the thread of callbacks, with the interpreter's lock.
