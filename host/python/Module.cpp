@@ -1,6 +1,8 @@
+#include "Conversions.h"
 #include "Frame.h"
 #include "Interpreter.h"
 #include "LogRelay.h"
+#include "MeasuringBinding.h"
 #include "MediaFileBinding.h"
 #include "PlayerBinding.h"
 
@@ -14,6 +16,8 @@ PYBIND11_MODULE(_kqplayer, module) {
     BindFrame(module);
     BindMediaFile(module);
     BindPlayer(module);
+    BindConversions(module);
+    BindMeasuring(module);
     module.attr("__version__") = std::to_string(KQPLAYER_VERSION_MAJOR) + "." +
                                  std::to_string(KQPLAYER_VERSION_MINOR) + "." +
                                  std::to_string(KQPLAYER_VERSION_PATCH);

@@ -8,7 +8,11 @@
 import collections as _collections
 import weakref as _weakref
 
+from . import _kqplayer, convert
 from ._kqplayer import _Player, Error, Frame, FrameIterator, MediaFile, __version__, open
+
+__all__ = ["Colour", "Error", "Frame", "FrameIterator", "MediaFile", "Measurement", "OFF_SCREEN", "Player", "View",
+           "convert", "measure", "open"]
 
 Colour = _collections.namedtuple("Colour", "matrix range transfer mastering_peak content_peak")
 Colour.__doc__ = """What the samples of a picture mean.
@@ -230,3 +234,31 @@ class Player:
     def wait(self, timeout=None):
         """Waits for the end of play, or so many seconds. Returns whether it has ended. Ctrl-C interrupts it."""
         return self._core.wait(timeout)
+
+
+Measurement = _collections.namedtuple(
+    "Measurement", "frame time other_frame other_time mse psnr ssim alone remarks text")
+Measurement.__doc__ = """How near the pictures of two files are to each other, pair by pair.
+
+frame, time, other_frame, other_time: arrays, which pictures, and where they begin, in seconds of their files
+mse, psnr, ssim: arrays of shape (pairs, 3), luma, Cb and Cr; psnr in dB, infinite for equal planes; what is not
+    defined (the SSIM of planes of less than 8 samples, chroma of grey pictures) is not a number
+alone: a list of (is the other file's, number, time), pictures without a counterpart
+remarks: what was done to the pictures first, and how they were paired, a line each
+text: a summary, as `kqplay --measure` prints it
+"""
+
+
+def measure(file, other=None, *, offset=0, begin=0.0, end=None):
+    """Measures a file against another, as `kqplay --measure` does, or each picture against the one before.
+
+    offset: the file's picture n belongs to the other one's picture n + offset.
+    begin, end: of what is measured, seconds of the file; None is its end.
+    Returns a Measurement. Raises kqplayer.Error when a file cannot be opened. Ctrl-C ends it.
+
+    >>> result = kqplayer.measure(clip, clip, end=1.0)
+    >>> len(result.frame), result.psnr.min(), result.ssim.mean()
+    (25, inf, 1.0)
+    """
+    figures = _kqplayer.measure(file, other, offset, begin, float("inf") if end is None else end)
+    return Measurement(**figures)
