@@ -16,11 +16,15 @@ Dispatcher*& TheDispatcher() {
     return instance;
 }
 
+/// Kept from the import of the module on: a thread that imported could hold the lock of that when the process
+/// forks.
+py::handle logger;
+
 void Hand(const char* level, std::string line) {
     TheDispatcher()->Post([level, line = std::move(line)] {
         const py::object text = py::reinterpret_steal<py::object>(
             PyUnicode_DecodeUTF8(line.data(), static_cast<Py_ssize_t>(line.size()), "backslashreplace"));
-        py::module_::import("logging").attr("getLogger")("kqplayer").attr(level)("%s", text);
+        logger.attr(level)("%s", text);
     });
 }
 
@@ -42,6 +46,7 @@ LogRelay::Capture::~Capture() {
 }
 
 void LogRelay::Begin() {
+    logger = py::module_::import("logging").attr("getLogger")("kqplayer").inc_ref();
     KQLogSetSink(OnRecord, nullptr);
 }
 

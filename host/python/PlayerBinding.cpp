@@ -229,6 +229,7 @@ void BindPlayer(py::module_& module) {
                  return Without(player,
                                 [](PlayerCore& core) { return core.IsClosed() ? 0 : core.Activity(); });
              })
+        .def("count", Forward(&PlayerCore::Count))
         .def("position", Forward(&PlayerCore::Position))
         .def("length", [](const Player& player) { return player.Get()->Facts().duration; })
         .def("picture_rate", [](const Player& player) { return player.Get()->Facts().frameRate; })

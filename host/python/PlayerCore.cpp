@@ -66,6 +66,7 @@ void PlayerCore::Close() {
     {
         const std::lock_guard transport(m_transport);
         if (!m_isClosed.exchange(true) && m_player) {
+            m_isStopping = true;
             m_player->Stop();
             m_player->SetCallBack(nullptr, nullptr);
             for (Shown& shown : m_shown) {
@@ -155,20 +156,18 @@ void PlayerCore::Play() {
     if (m_shown.empty() && !m_audio) {
         throw Error("there is nothing to play: add a view");
     }
-    const bool isNew = !IsRunning();
-    if (isNew) {
-        KeepEnd();
+    if (!IsRunning()) {
+        TakeRange();
         double begin = 0;
         {
             const std::lock_guard guard(m_lock);
             m_isRunning = true;
-            begin = m_begin;
             if (Rate() < 0) {
                 begin = std::min(m_end, m_file.facts.duration > 0 ? m_file.facts.duration : beyondAll);
             }
         }
-        if (begin > 0 && (Activity() == KQ_ACTIVATE_ENDED || Position() <= 0)) {
-            m_player->Seek(begin, ExactSeek);
+        if (begin > 0) {
+            m_player->Seek(begin - m_runBegin, ExactSeek);
         }
     }
     if (m_player->Play() != Ok) {
@@ -187,7 +186,9 @@ void PlayerCore::Pause() {
 void PlayerCore::Stop() {
     const std::lock_guard transport(m_transport);
     CheckOpen();
+    m_isStopping = true;
     m_player->Stop();
+    m_isStopping = false;
     const std::lock_guard guard(m_lock);
     m_isRunning = false;
     m_playTime = 0;
@@ -197,17 +198,20 @@ void PlayerCore::Stop() {
 void PlayerCore::Load() {
     const std::lock_guard transport(m_transport);
     CheckOpen();
+    TakeRange();
     {
         const std::lock_guard guard(m_lock);
         m_isRunning = true;
     }
+    m_isStopping = true;
     m_player->Load();
+    m_isStopping = false;
 }
 
 void PlayerCore::Seek(double seconds, bool isExact) {
     const std::lock_guard transport(m_transport);
     CheckOpen();
-    m_player->SyncSeek(seconds, isExact ? ExactSeek : KeyFrameSeek);
+    m_player->SyncSeek(std::max(seconds - m_runBegin, 0.0), isExact ? ExactSeek : KeyFrameSeek);
     if (!IsRunning()) {
         const std::lock_guard guard(m_lock);
         m_playTime = seconds;
@@ -273,6 +277,18 @@ void PlayerCore::SetRange(double begin, double end, int rounds) {
     KeepEnd();
 }
 
+/// A run that begins has the range that was set. It counts its positions from there, and later changes are
+/// the timeline's alone.
+void PlayerCore::TakeRange() {
+    {
+        const std::lock_guard guard(m_lock);
+        m_runBegin = m_begin;
+        m_runEnd = beyondAll; // the timeline tells of the run before until this one begins
+        m_playTime = m_begin;
+    }
+    m_player->SetPlayTime(m_runBegin, beyondAll);
+}
+
 /// Has the player end where the timeline does. A range that is open would go on for the second that the
 /// player waits for more sound.
 void PlayerCore::KeepEnd() {
@@ -284,11 +300,10 @@ void PlayerCore::KeepEnd() {
         const bool isEndless = m_rounds != 1 || rate < 0 || length <= 0;
         end = isEndless ? beyondAll : m_playTime + (length - m_timeline->MediaTime(m_playTime)) / rate;
     }
-    end = std::max(end, shortestRange);
     constexpr double rounding = 0.005;
-    if (std::abs(end - m_length) > rounding) {
-        m_length = end;
-        m_player->SetPlayTime(0, end);
+    if (std::abs(end - m_runEnd) > rounding) {
+        m_runEnd = end;
+        m_player->SetPlayTime(m_runBegin, std::max(end - m_runBegin, shortestRange));
     }
 }
 
@@ -329,22 +344,36 @@ bool PlayerCore::WaitForEnd(int milliseconds) {
     return m_change.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return !m_isRunning; });
 }
 
-void PlayerCore::OnPosition(double playTime) {
+void PlayerCore::OnPosition(double told) {
     {
         const std::lock_guard guard(m_lock);
-        m_playTime = playTime;
-        if (m_dispatcher && m_listener->onPosition) {
-            const double position = m_timeline->MediaTime(playTime);
-            m_dispatcher->Post([listener = m_listener, position] { listener->onPosition(position); }, true);
-        }
+        TellPosition(m_runBegin + told);
     }
     KeepEnd();
 }
 
-/// A new run may have begun by now; the callback that the host gets first tells of this one's end.
+/// With the lock held.
+void PlayerCore::TellPosition(double playTime) {
+    m_playTime = playTime;
+    if (m_dispatcher && m_listener->onPosition) {
+        const double position = m_timeline->MediaTime(playTime);
+        m_dispatcher->Post([listener = m_listener, position] { listener->onPosition(position); }, true);
+    }
+}
+
+/// A run does not tell of the last picture that it shows, so that is done here.
 void PlayerCore::OnRunEnd() {
+    streams::KeptPicture last;
+    if (!m_isStopping && m_video) {
+        last = streams::KeepPicture(*m_video.Get());
+    }
     const std::lock_guard guard(m_lock);
-    m_isRunning = IsRunning();
+    constexpr double rounding = 1e-4;
+    const double time = last.frame ? static_cast<double>(last.frame->llPTS) / TicksPerSecond : 0;
+    if (time > m_playTime + rounding) {
+        TellPosition(time);
+    }
+    m_isRunning = IsRunning(); // a new one may have begun
     m_change.notify_all();
     if (m_dispatcher && m_listener->onEnd) {
         m_dispatcher->Post([listener = m_listener] { listener->onEnd(); });

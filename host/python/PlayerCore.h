@@ -96,9 +96,11 @@ private:
     void CheckOpen() const;
     bool IsRunning() const;
     void PauseAndWait();
+    void TakeRange();
     void KeepEnd();
-    void OnPosition(double playTime);
+    void OnPosition(double told);
     void OnRunEnd();
+    void TellPosition(double playTime);
     static long OnNotify(void* userData, unsigned int message, unsigned int what, unsigned int argument);
 
     struct Shown {
@@ -115,7 +117,8 @@ private:
     ComPtr<IPlayerViewMgr> m_views;
     std::vector<Shown> m_shown;
     std::atomic<bool> m_isClosed{false};
-    std::mutex m_transport; ///< held by calls that change what is played
+    std::atomic<bool> m_isStopping{false}; ///< the run ends because somebody wants that
+    std::mutex m_transport;                ///< held by calls that change what is played
 
     std::mutex m_lock; ///< guards the rest
     std::condition_variable m_change;
@@ -124,7 +127,8 @@ private:
     double m_begin = 0;    ///< of the range, seconds in the file
     double m_end = std::numeric_limits<double>::infinity();
     int m_rounds = 1;
-    double m_length = 0; ///< play time at which the run ends, as the player has it; 0 for its own
+    double m_runBegin = 0; ///< where the player's range begins: it counts positions from there
+    double m_runEnd = 0;   ///< play time at which its range ends
     std::shared_ptr<Listener> m_listener;
     std::unique_ptr<Dispatcher> m_dispatcher;
 };

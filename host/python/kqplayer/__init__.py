@@ -170,8 +170,8 @@ class Player:
 
     def seek_frame(self, number):
         """Moves to the picture with a number, paused unless it plays. IndexError for one that is not there."""
-        if number < 0:
-            raise IndexError("pictures count from 0 on")
+        if not 0 <= number < self._core.count():
+            raise IndexError(f"the file has no picture {number}")
         self._ready()
         self._core.seek_picture(number)
 

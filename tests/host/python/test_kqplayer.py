@@ -251,9 +251,9 @@ class Playing(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             path = pathlib.Path(folder) / "picture.png"
             player.capture(path)
-            self.assertTrue((kqplayer.open(path)[0].rgb() == wanted[50]).mean() > 0)
-            self.assertEqual(path.read_bytes()[1:4], b"PNG")
-        for wrong, error in ((lambda: player.seek_frame(100), kqplayer.Error), (lambda: player.seek(-1), ValueError),
+            rgb = np.frombuffer(raw_pictures(str(path), "rgb24"), np.uint8)
+            self.assertTrue((rgb == wanted[50].ravel()).all())
+        for wrong, error in ((lambda: player.seek_frame(100), IndexError), (lambda: player.seek(-1), ValueError),
                              (lambda: player.loop(9, 10), kqplayer.Error),
                              (lambda: player.add_view("window"), ValueError)):
             with self.assertRaises(error):
@@ -269,16 +269,18 @@ class Playing(unittest.TestCase):
         player.speed = 1
         player.loop(1.0, 1.4, rounds=3)
         self.positions.clear()
+        self.ended.clear()
         player.play()
         self.assertTrue(player.wait(20))
-        self.assertTrue(player._core.picture() is not None)
-        rounds = [round(position * 25) for position in self.positions]
-        self.assertTrue(set(rounds) == set(range(25, 35)) and rounds.count(30) == 3, rounds)
+        self.assertTrue(self.ended.wait(5))
+        self.assertEqual([round(position * 25) for position in self.positions], 3 * list(range(25, 35)))
         player.loop(rounds=1)
         player.speed = -2
         self.positions.clear()
+        self.ended.clear()
         player.play()
         self.assertTrue(player.wait(20))
+        self.assertTrue(self.ended.wait(5))
         self.assertEqual(self.positions, sorted(self.positions, reverse=True))
         self.assertLess(self.positions[-1], 0.1)
 
@@ -414,7 +416,8 @@ class Conversions(unittest.TestCase):
     def test_sound(self):
         tone = (10000 * np.sin(np.arange(8000) / 5)).astype(np.int16)
         stereo = np.stack([tone, tone], axis=1)
-        self.assertTrue((kqplayer.convert.sound(stereo, 8000, 8000, 1)[:, 0] == tone).all())
+        mono = kqplayer.convert.sound(stereo, 8000, 8000, 1)
+        self.assertLessEqual(np.abs(mono[:, 0] - tone).max(), 1)
         double = kqplayer.convert.sound(stereo, 8000, 16000)
         self.assertLess(np.abs(double[1::2][:7000].astype(int) - stereo[:7000]).min(), 5)
         self.assertLess(abs(len(double) - 16000), 4)
