@@ -14,6 +14,9 @@ from ._kqplayer import _Player, Error, Frame, FrameIterator, MediaFile, __versio
 __all__ = ["Colour", "Error", "Frame", "FrameIterator", "MediaFile", "Measurement", "OFF_SCREEN", "Player", "View",
            "convert", "measure", "open"]
 
+for _item in (Error, Frame, FrameIterator, MediaFile):
+    _item.__module__ = __name__
+
 Colour = _collections.namedtuple("Colour", "matrix range transfer mastering_peak content_peak")
 Colour.__doc__ = """What the samples of a picture mean.
 

@@ -75,7 +75,7 @@ def sound(samples, rate, to_rate, channels=None):
     number of channels: 1, 2 or 6.
 
     >>> kqplayer.convert.sound(numpy.zeros((44100, 2), numpy.int16), 44100, 48000, channels=1).shape
-    (47999, 1)
+    (48000, 1)
     """
     if channels is None:
         channels = samples.shape[1] if getattr(samples, "ndim", 0) == 2 else 2

@@ -266,6 +266,7 @@ class Playing(unittest.TestCase):
         player.play()
         self.assertTrue(player.wait(20))
         self.assertTrue(0.8 < time.monotonic() - begin < 3.5)
+        self.assertTrue(self.ended.wait(5))
         player.speed = 1
         player.loop(1.0, 1.4, rounds=3)
         self.positions.clear()
