@@ -63,9 +63,9 @@ set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-kqplayer)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
 # The extension is for the minor version of Python that it was built with.
 if(TARGET kq_python)
-    math(EXPR next_minor "${Python_VERSION_MINOR} + 1")
+    math(EXPR next_minor "${KQ_PYTHON_MINOR} + 1")
     set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
-        "${runtime} ${this_version}, python3 (>= 3.${Python_VERSION_MINOR}), python3 (<< 3.${next_minor}), python3-numpy")
+        "${runtime} ${this_version}, python3 (>= 3.${KQ_PYTHON_MINOR}), python3 (<< 3.${next_minor}), python3-numpy")
 endif()
 set(CPACK_DEBIAN_PYTHON_DESCRIPTION "frame-accurate media files and player for Python
 Pictures of media files by number, by time and in order as NumPy arrays,
