@@ -2,6 +2,7 @@
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "python/RgbOrder.cpp"
+#include <hwy/cache_control.h>
 #include <hwy/foreach_target.h> // IWYU pragma: keep
 #include <hwy/highway.h>
 
@@ -9,7 +10,7 @@ HWY_BEFORE_NAMESPACE();
 namespace kq::python::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
-void Swap(const std::uint8_t* from, std::uint8_t* to, std::size_t pixels) {
+void SwapPart(const std::uint8_t* from, std::uint8_t* to, std::size_t pixels) {
     std::size_t i = 0;
 #if HWY_TARGET != HWY_SCALAR
     const hn::Full128<std::uint8_t> bytes;
@@ -27,6 +28,24 @@ void Swap(const std::uint8_t* from, std::uint8_t* to, std::size_t pixels) {
         to[3 * i + 1] = from[3 * i + 1];
         to[3 * i + 2] = from[3 * i];
     }
+}
+
+void Swap(const std::uint8_t* from, std::uint8_t* to, std::size_t pixels) {
+#if HWY_TARGET != HWY_SCALAR
+    // Past the caches, which a picture would leave again before anybody reads it; parts are multiples of 16.
+    const hn::Full128<std::uint8_t> bytes;
+    constexpr std::size_t part = 320;
+    alignas(16) std::uint8_t swapped[3 * part];
+    const bool isAligned = reinterpret_cast<std::uintptr_t>(to) % 16 == 0;
+    for (; isAligned && pixels >= part; pixels -= part, from += 3 * part, to += 3 * part) {
+        SwapPart(from, swapped, part);
+        for (std::size_t i = 0; i < 3 * part; i += 16) {
+            hn::Stream(hn::Load(bytes, swapped + i), bytes, to + i);
+        }
+    }
+    hwy::FlushStream();
+#endif
+    SwapPart(from, to, pixels);
 }
 
 } // namespace kq::python::HWY_NAMESPACE
