@@ -15,6 +15,9 @@ set(CPACK_COMPONENTS_ALL Runtime Development)
 if(TARGET kqplay)
     list(APPEND CPACK_COMPONENTS_ALL Program)
 endif()
+if(TARGET kq_python)
+    list(APPEND CPACK_COMPONENTS_ALL Python)
+endif()
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -55,5 +58,17 @@ set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "${runtime} ${this_version}, fonts-deja
 set(CPACK_DEBIAN_PROGRAM_DESCRIPTION "media player that steps, seeks and compares exactly
 Plays media files in a window, moves to the very frame, shows two files or
 a filter's result side by side, and writes stills and contact sheets.")
+
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-kqplayer)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+# The extension is for the minor version of Python that it was built with.
+if(TARGET kq_python)
+    math(EXPR next_minor "${KQ_PYTHON_MINOR} + 1")
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+        "${runtime} ${this_version}, python3 (>= 3.${KQ_PYTHON_MINOR}), python3 (<< 3.${next_minor}), python3-numpy")
+endif()
+set(CPACK_DEBIAN_PYTHON_DESCRIPTION "frame-accurate media files and player for Python
+Pictures of media files by number, by time and in order as NumPy arrays,
+their sound, exact conversions, and a player with views for toolkits.")
 
 include(CPack)

@@ -16,6 +16,7 @@ build_packages=(
     libfreetype-dev libfontconfig-dev fonts-dejavu-core
     libavformat-dev libavcodec-dev libavfilter-dev libavutil-dev libswscale-dev libswresample-dev
     libcli11-dev
+    python3-dev pybind11-dev python3-numpy
 )
 play_packages=(ffmpeg)
 test_packages=(ffmpeg xvfb xauth xdotool libyuv-dev clang dpkg-dev file)

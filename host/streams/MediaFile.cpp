@@ -693,9 +693,7 @@ bool OpenTimeline(const std::string& path, const OpenOptions& options, MediaFile
 
 bool OpenFileVideo(const std::string& path, const OpenOptions& options, FileVideo& video,
                    std::string& error) {
-    OpenOptions pictures = options;
-    pictures.audio = false;
-    return Opening(path, pictures).Run(video, error);
+    return Opening(path, options).Run(video, error);
 }
 
 bool PlaceOfPicture(IMediaStream& stream, PicturePlace& place) {

@@ -25,6 +25,7 @@ declare -A holds=(
         share/doc/kqplayer/troubleshooting.md include/kqplayer/media_file_c.h"
     [kqplay]="bin/kqplay share/applications/kqplay.desktop share/icons/hicolor/scalable/apps/kqplay.svg
         share/man/man1/kqplay.1.gz share/bash-completion/completions/kqplay"
+    [python3-kqplayer]="lib/python3/dist-packages/kqplayer/__init__.py lib/python3/dist-packages/kqplayer/py.typed"
 )
 for package in "${!holds[@]}"; do
     dpkg-deb -x debs/"$package"_*.deb "$package"
@@ -33,7 +34,7 @@ for package in "${!holds[@]}"; do
     done
     cp -an "$package/." root
 done
-[[ $(find libkqplayer1 libkqplayer-dev kqplay ! -type d | wc -l) == $(find root ! -type d | wc -l) ]] ||
+[[ $(find "${!holds[@]}" ! -type d | wc -l) == $(find root ! -type d | wc -l) ]] ||
     fail "two packages hold the same file"
 [[ $(field libkqplayer1 Depends) == *libopenal1* ]] || fail "the runtime needs no OpenAL: $(field libkqplayer1 Depends)"
 [[ $(field kqplay Depends) == *"libkqplayer1 (= "*libavformat* ]] || fail "kqplay needs: $(field kqplay Depends)"
@@ -41,6 +42,8 @@ done
 dpkg-deb -I debs/libkqplayer1_*.deb shlibs | grep '^libKQPlayer 1 libkqplayer1' >/dev/null || fail "no shlibs file"
 
 # The program runs, and manual page and completion know each of its options.
+PYTHONPATH=root/usr/lib/python3/dist-packages /usr/bin/python3 -c 'import kqplayer' ||
+    fail "the Python package cannot be imported"
 root/usr/bin/kqplay --version | grep '^kqplay [1-9]' >/dev/null || fail "kqplay does not run"
 page=$(zcat root/usr/share/man/man1/kqplay.1.gz | sed 's/\\-/-/g')
 mapfile -t options < <(root/usr/bin/kqplay --help | sed -n 's/^ *\(-.,\)\?\(--[a-z-]*\).*/\2/p')

@@ -1,0 +1,272 @@
+#include "FileCore.h"
+
+#include "LogRelay.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace kq::python {
+namespace {
+
+using streams::ToSeconds;
+using streams::ToTicks;
+
+/// Pictures that were passed or given last are kept up to so much, for steps back.
+constexpr std::size_t storedBytes = std::size_t{64} << 20;
+
+/// Brings sample positions of time stamps back to whole samples.
+std::int64_t SampleAt(double seconds, int rate) {
+    return std::llround(seconds * rate);
+}
+
+} // namespace
+
+std::int64_t PictureNumbers::NumberAt(Ticks time) const {
+    if (auto known = m_numbers->NumberAt(time)) {
+        return *known;
+    }
+    streams::FrameIndex* const index = m_numbers->Whole();
+    if (index == nullptr) {
+        return -1;
+    }
+    // Waiting for a number that lies about there makes the index reach so far.
+    auto number = std::max<std::int64_t>(std::llround(ToSeconds(time) * m_rate), 0);
+    while (!index->NumberAt(time) && index->TimeOf(number)) {
+        ++number;
+    }
+    return index->NumberAt(time).value_or(-1);
+}
+
+std::optional<Ticks> PictureNumbers::TimeOf(std::int64_t number) const {
+    streams::FrameIndex* const index = m_numbers->Whole();
+    return index != nullptr && number >= 0 ? index->TimeOf(number) : std::nullopt;
+}
+
+std::int64_t PictureNumbers::Count() const {
+    streams::FrameIndex* const index = m_numbers->Whole();
+    return index != nullptr ? index->Count() : -1;
+}
+
+PictureReader::PictureReader(streams::FileVideo video)
+    : m_source(std::move(video.decoder), streams::PictureConverter(video.orientation, false), video.rate,
+               video.tick),
+      m_step(m_source.Step()) {}
+
+FramePtr PictureReader::Next() {
+    if (!m_isThere) {
+        m_isThere = m_source.Seek(*m_place, true).frame != nullptr;
+    }
+    FramePtr frame = m_source.Next();
+    if (frame) {
+        m_place = frame->time;
+    }
+    return frame;
+}
+
+FramePtr PictureReader::At(Ticks time) {
+    if (FramePtr stored = FromStore(time)) {
+        m_isThere = m_isThere && m_place == stored->time;
+        m_place = stored->time;
+        return stored;
+    }
+    const streams::Landing landing = m_source.Seek(time, true);
+    if (!landing.frame) {
+        return nullptr;
+    }
+    for (const FramePtr& passed : landing.before) {
+        Store(passed);
+    }
+    Store(landing.frame);
+    m_place = landing.frame->time;
+    m_isThere = true;
+    return landing.frame;
+}
+
+/// @return a picture that is certain to be on show at a time
+FramePtr PictureReader::FromStore(Ticks time) const {
+    const Ticks tolerance = Tolerance();
+    for (const FramePtr& frame : m_stored) {
+        const Ticks length = frame->endPosition > frame->position ? m_step - tolerance : tolerance;
+        if (frame->time <= time + tolerance && time < frame->time + length - tolerance) {
+            return frame;
+        }
+    }
+    return nullptr;
+}
+
+void PictureReader::Store(const FramePtr& frame) {
+    m_storedBytes += frame->bytes;
+    m_stored.push_back(frame);
+    while (m_storedBytes > storedBytes && m_stored.size() > 1) {
+        m_storedBytes -= m_stored.front()->bytes;
+        m_stored.pop_front();
+    }
+}
+
+std::shared_ptr<FileCore> FileCore::Open(const std::string& path, const streams::OpenOptions& options) {
+    std::shared_ptr<FileCore> core(new FileCore(path, options));
+    std::string error;
+    core->OpenPictures(error);
+    if (!core->HasVideo()) {
+        core->OpenSound(); // without pictures it may be that
+    }
+    return core;
+}
+
+void FileCore::OpenPictures(std::string& error) {
+    streams::FileVideo video;
+    if (!streams::OpenFileVideo(m_path, m_options, video, error)) {
+        return;
+    }
+    m_facts = video.facts;
+    m_rate = video.rate;
+    m_numbers = std::make_shared<PictureNumbers>(video.numbers, video.rate);
+    m_reader = std::make_unique<PictureReader>(std::move(video));
+}
+
+void FileCore::CheckOpen() const {
+    if (m_isClosed) {
+        throw Closed("the file");
+    }
+}
+
+const std::shared_ptr<PictureNumbers>& FileCore::Numbers() const {
+    if (!m_numbers) {
+        throw Error(m_path + ": there are no pictures, only sound");
+    }
+    return m_numbers;
+}
+
+std::unique_ptr<PictureReader> FileCore::TakeReader() {
+    CheckOpen();
+    Numbers();
+    {
+        const std::lock_guard guard(m_readerLock);
+        if (m_reader) {
+            return std::move(m_reader);
+        }
+    }
+    if (!m_numbers->AreKnown()) {
+        throw Error(m_path + ": this input can be read only once");
+    }
+    streams::FileVideo video;
+    std::string error;
+    if (!streams::OpenFileVideo(m_path, m_options, video, error)) {
+        throw Error(error);
+    }
+    return std::make_unique<PictureReader>(std::move(video));
+}
+
+void FileCore::GiveBack(std::unique_ptr<PictureReader> reader) {
+    const std::lock_guard guard(m_readerLock);
+    if (!m_isClosed && !m_reader) {
+        m_reader = std::move(reader);
+    }
+}
+
+FramePtr FileCore::Picture(std::int64_t number) {
+    CheckOpen();
+    const auto time = Numbers()->TimeOf(number);
+    if (!time) {
+        return nullptr;
+    }
+    const std::lock_guard guard(m_pictureLock);
+    auto reader = TakeReader();
+    FramePtr frame = reader->At(*time);
+    const bool isRight = frame && std::abs(frame->time - *time) <= 2 * reader->Tolerance() + 1;
+    GiveBack(std::move(reader));
+    if (!isRight) {
+        throw Error(m_path + ": picture " + std::to_string(number) + " cannot be decoded");
+    }
+    return frame;
+}
+
+FramePtr FileCore::PictureAt(double seconds) {
+    const std::lock_guard guard(m_pictureLock);
+    auto reader = TakeReader();
+    FramePtr frame = reader->At(ToTicks(seconds));
+    GiveBack(std::move(reader));
+    return frame;
+}
+
+/// The pictures are opened beside the sound, because both count time from the same start.
+void FileCore::OpenSound() {
+    if (m_sound) {
+        return;
+    }
+    streams::OpenOptions options = m_options;
+    options.audio = true;
+    options.queueBytes = 1;
+    streams::MediaFile file;
+    std::string error;
+    if (!streams::OpenMediaFile(m_path, options, file, error)) {
+        throw Error(error);
+    }
+    m_sound = ComPtr<IMediaStream>::Adopt(std::exchange(file.audio, nullptr));
+    file.Release();
+    if (!m_sound) {
+        throw Error(m_path + ": there is no sound");
+    }
+    if (!HasVideo()) {
+        m_facts = file.facts;
+    }
+    ComPtr<IStreamInfo> info;
+    m_sound->GetStreamInfo(info.Out());
+    const AUDIO_STREAM_INFO* const format = info->GetAudioFormat();
+    m_soundFormat = {format->nSampleRate, format->nChannels};
+}
+
+FileCore::SoundFormat FileCore::FormatOfSound() {
+    const std::lock_guard guard(m_soundLock);
+    CheckOpen();
+    OpenSound();
+    return m_soundFormat;
+}
+
+FileCore::Sound FileCore::ReadSound(double begin, double end) {
+    const std::lock_guard guard(m_soundLock);
+    CheckOpen();
+    OpenSound();
+    Sound sound;
+    sound.rate = m_soundFormat.rate;
+    sound.channels = m_soundFormat.channels;
+    const std::int64_t first = SampleAt(begin, sound.rate);
+    const bool isOpen = std::isinf(end);
+    const std::int64_t last = isOpen ? 0 : SampleAt(end, sound.rate);
+    const auto channels = static_cast<std::size_t>(sound.channels);
+    if (!isOpen) {
+        sound.samples.reserve(static_cast<std::size_t>(std::max<std::int64_t>(last - first, 0)) * channels);
+    }
+    m_sound->Seek(static_cast<double>(first) / sound.rate, ExactSeek);
+    std::int64_t place = first;
+    for (const MEDIA_FRAME* frame = m_sound->GetCurrentFrame(); frame != nullptr && (isOpen || place < last);
+         frame = m_sound->NextFrame() > 0 ? m_sound->GetCurrentFrame() : nullptr) {
+        const auto* samples = reinterpret_cast<const std::int16_t*>(frame->image.pU);
+        const std::int64_t start = SampleAt(ToSeconds(frame->llPTS), sound.rate);
+        const std::int64_t count =
+            frame->image.nAudioLength / static_cast<std::int64_t>(sizeof(std::int16_t) * channels);
+        const std::int64_t from = std::max(place, start) - start;
+        const std::int64_t to = isOpen ? count : std::min(count, last - start);
+        if (start > place) {
+            sound.samples.resize(sound.samples.size() + static_cast<std::size_t>(start - place) * channels);
+        }
+        if (to > from) {
+            sound.samples.insert(sound.samples.end(), samples + from * sound.channels,
+                                 samples + to * sound.channels);
+            place = start + to;
+        }
+    }
+    return sound;
+}
+
+void FileCore::CloseNow() {
+    m_isClosed = true;
+    {
+        const std::lock_guard guard(m_readerLock);
+        m_reader.reset();
+    }
+    const std::lock_guard guard(m_soundLock);
+    m_sound.Reset();
+}
+
+} // namespace kq::python
