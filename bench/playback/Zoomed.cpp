@@ -9,12 +9,10 @@
 #include <host/kqplay/ViewLibrary.h>
 #include <sys/resource.h>
 #include <tests/support/Xvfb.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <fstream>
 #include <stdexcept>
 #include <thread>
 
@@ -46,19 +44,6 @@ double OwnProcessorTime() {
         return static_cast<double>(time.tv_sec) + time.tv_usec / 1e6;
     };
     return seconds(resources.ru_utime) + seconds(resources.ru_stime);
-}
-
-double ProcessorTimeOf(pid_t process) {
-    constexpr int fieldsBefore = 13; // of the times of user and system
-    std::ifstream stat("/proc/" + std::to_string(process) + "/stat");
-    std::string ignored;
-    for (int i = 0; i < fieldsBefore; ++i) {
-        stat >> ignored;
-    }
-    double user = 0;
-    double system = 0;
-    stat >> user >> system;
-    return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
 /// What one case used, in seconds.

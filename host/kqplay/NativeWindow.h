@@ -83,6 +83,8 @@ public:
     virtual int Fd() const = 0;
     /// As poll(). @param sources Fd() among them
     virtual int Poll(pollfd* sources, nfds_t count, int milliseconds) = 0;
+    /// To be called when all events have been taken.
+    virtual void AfterEvents() = 0;
     /// @return true when the window system has gone; nothing can be shown any more
     virtual bool IsLost() const = 0;
     /// @return the sentence for that
@@ -96,6 +98,9 @@ std::unique_ptr<NativeWindow> AdoptX11Window(SDL_Window* window, std::string& er
 
 /// As the two above. @return false when this program was built without it
 bool PrepareWayland();
+/// @param error receives the reason for false
+/// @return true when there is a compositor that has what a window needs
+bool CheckWayland(std::string& error);
 /// @param views outlives the window
 std::unique_ptr<NativeWindow> AdoptWaylandWindow(SDL_Window* window, const ViewLibrary& views,
                                                  std::string& error);

@@ -270,6 +270,7 @@ std::vector<int> VideoWindow::Take() {
             break;
         }
     }
+    m_native->AfterEvents();
     return keys;
 }
 

@@ -11,10 +11,13 @@
 #include <wayland-client.h>
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace kqplay {
 namespace {
+
+using Clock = std::chrono::steady_clock;
 
 VRECT RectOf(const Area& area) {
     return {area.left, area.top, area.width, area.height};
@@ -208,26 +211,39 @@ public:
     int Fd() const override { return wl_display_get_fd(m_display); }
 
     /// The view library's thread reads the same connection: whoever waits has to say so, or it might take
-    /// what the window is waiting for, unnoticed.
+    /// what the window is waiting for, unnoticed. What is the library's own ends no wait.
     int Poll(pollfd* sources, nfds_t count, int milliseconds) override {
         const auto own = std::find_if(sources, sources + count,
                                       [this](const pollfd& source) { return source.fd == Fd(); });
-        if (own == sources + count || IsLost()) {
-            return poll(sources, count, milliseconds);
-        }
-        if (wl_display_prepare_read(m_display) != 0) { // events are there, and have only to be taken
-            const int ready = poll(sources, count, 0);
-            own->revents |= POLLIN;
-            return std::max(ready, 0) + 1;
-        }
-        wl_display_flush(m_display);
-        const int ready = poll(sources, count, milliseconds);
-        if (ready > 0 && own->revents != 0) {
+        const auto until = Clock::now() + std::chrono::milliseconds(milliseconds);
+        while (own != sources + count && !IsLost()) {
+            if (wl_display_prepare_read(m_display) != 0) { // there is something to be taken
+                m_hasNews = true;
+                const int ready = poll(sources, count, 0);
+                own->revents = POLLIN;
+                return std::max(ready, 1);
+            }
+            wl_display_flush(m_display);
+            const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now()).count();
+            const int ready = poll(sources, count, std::max(0, static_cast<int>(left)));
+            if (ready <= 0 || own->revents == 0) {
+                wl_display_cancel_read(m_display);
+                return ready;
+            }
             wl_display_read_events(m_display);
-        } else {
-            wl_display_cancel_read(m_display);
+            if (ready > 1) {
+                return ready;
+            }
         }
-        return ready;
+        return poll(sources, count, milliseconds);
+    }
+
+    /// What SDL and libdecor have changed, such as decorations, takes effect with a commit of the surface
+    /// only: they rely on programs that draw all the time.
+    void AfterEvents() override {
+        if (std::exchange(m_hasNews, false)) {
+            Flush();
+        }
     }
 
     bool IsLost() const override { return wl_display_get_error(m_display) != 0; }
@@ -240,6 +256,7 @@ private:
     const Globals m_globals;
     const kq::WaylandParent m_parent;
     wl_buffer* m_black = nullptr;
+    bool m_hasNews = true; ///< SDL has been told something
     std::unique_ptr<Overlay> m_timeline;
     std::unique_ptr<Overlay> m_divider;
     std::vector<std::uint32_t> m_pixels; ///< of the timeline
@@ -271,6 +288,22 @@ void WaylandOverlay::Hide() {
 bool PrepareWayland() {
     SDL_SetHint(SDL_HINT_VIDEODRIVER, "wayland");
     return true;
+}
+
+bool CheckWayland(std::string& error) {
+    wl_display* const display = wl_display_connect(nullptr);
+    if (!display) {
+        error = "the compositor cannot be reached";
+        return false;
+    }
+    {
+        const Globals globals(display);
+        if (const char* const lacking = globals.Lacking()) {
+            error = std::string("the compositor has no ") + lacking;
+        }
+    }
+    wl_display_disconnect(display);
+    return error.empty();
 }
 
 std::unique_ptr<NativeWindow> AdoptWaylandWindow(SDL_Window* window, const ViewLibrary& views,

@@ -7,6 +7,11 @@ bool PrepareWayland() {
     return false;
 }
 
+bool CheckWayland(std::string& error) {
+    error = "built without Wayland";
+    return false;
+}
+
 std::unique_ptr<NativeWindow> AdoptWaylandWindow(SDL_Window* /*window*/, const ViewLibrary& /*views*/,
                                                  std::string& error) {
     error = "built without Wayland";

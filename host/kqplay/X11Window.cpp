@@ -202,6 +202,7 @@ public:
     int Poll(pollfd* sources, nfds_t count, int milliseconds) override {
         return poll(sources, count, milliseconds);
     }
+    void AfterEvents() override {}
     bool IsLost() const override { return serverIsGone; }
     const char* LostText() const override { return "the X server has gone"; }
 

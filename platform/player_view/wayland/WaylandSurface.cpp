@@ -158,6 +158,17 @@ WaylandSurface::~WaylandSurface() {
     m_layer.Free();
     m_ground.Free();
     m_connection->Flush();
+    LogCounts();
+}
+
+void WaylandSurface::LogCounts() const {
+    const auto log = [](const wchar_t* what, std::int64_t count) { return std::to_wstring(count) + what; };
+    std::wstring line = log(L" pictures, ", m_counts.llShown) + log(L" committed, ", m_counts.llCommitted) +
+                        log(L" skipped", m_counts.llSkipped);
+    if (m_connection->Presentation() != nullptr) {
+        line += L", " + log(L" presented, ", m_counts.llPresented) + log(L" discarded", m_counts.llDiscarded);
+    }
+    KQLogEx(L"PlayerView: a Wayland view has had %ls", line.c_str());
 }
 
 WaylandSurface* WaylandSurface::Find(const void* handle, std::unique_lock<std::mutex>& lock) {

@@ -79,6 +79,7 @@ private:
     void Make(const KQWaylandParent& parent, const VRECT& rect);
 
     // Under the lock.
+    void LogCounts() const;
     double ScaleToUse() const;
     Size WindowPixels() const;
     Drawing DrawingOf(Size picture) const;
