@@ -20,7 +20,9 @@ namespace {
 
 /// wl_surface.damage_buffer, which counts in the buffer's pixels, came with version 4.
 constexpr std::uint32_t compositorVersion = 4;
-constexpr std::uint32_t outputVersion = 2; // tells the scale
+/// Tells the scale (2), and can be given back: a compositor that took it for still there would go on naming
+/// it in events of the host's surfaces, and hosts do not expect an output that is none.
+constexpr std::uint32_t outputVersion = 3;
 
 /// The connections that are in use, so that views share them.
 struct Shared {
@@ -61,7 +63,7 @@ WaylandConnection::~WaylandConnection() {
         close(m_wake);
     }
     for (const auto& [name, output] : m_outputs) {
-        wl_output_destroy(output->proxy);
+        wl_output_release(output->proxy);
     }
     if (m_viewporter != nullptr) {
         wp_viewporter_destroy(m_viewporter);
@@ -88,7 +90,7 @@ bool WaylandConnection::Start(std::string& error) {
         [](void* self, wl_registry* /*registry*/, std::uint32_t name) {
             auto& outputs = static_cast<WaylandConnection*>(self)->m_outputs;
             if (const auto gone = outputs.find(name); gone != outputs.end()) {
-                wl_output_destroy(gone->second->proxy);
+                wl_output_release(gone->second->proxy);
                 outputs.erase(gone);
             }
         }};
