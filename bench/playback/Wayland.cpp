@@ -1,27 +1,26 @@
-// The window on Wayland beside the one on X11, one after the other, on a compositor and a server without a
-// screen.
+// A view on Wayland beside one on X11, one after the other, on a compositor and a server without a screen.
 #include "Measured.h"
-#include "RealTimeDevice.h"
+#include "PlayOnce.h"
 
-#include <host/kqplay/LateFrames.h>
+#include <kqplayer/wayland.h>
+
 #include <sys/wait.h>
 #include <tests/support/Files.h>
 #include <tests/support/WaitUntil.h>
+#include <tests/support/WaylandHost.h>
 #include <tests/support/Xvfb.h>
 
 #include <algorithm>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <optional>
 #include <stdexcept>
+#include <vector>
 
 namespace bench {
 namespace {
 
 constexpr int rounds = 5;
-constexpr double rate = 60;
 
 /// A compositor that draws with the processor, without a screen. WAYLAND_DISPLAY names it while it lives.
 class HeadlessWeston {
@@ -33,8 +32,8 @@ public:
                                                          "[shell]\npanel-position=none\nanimation=none\n");
         setenv("XDG_RUNTIME_DIR", (m_folder / "").c_str(), 1);
         setenv("WAYLAND_DISPLAY", "kqbench", 1);
-        m_id = Begin({"weston", "--backend=headless-backend.so", "--use-pixman", "--width=3840",
-                      "--height=2160", "--socket=kqbench", "--config=" + settings});
+        m_id = Begin({"weston", "--backend=headless-backend.so", "--use-pixman", "--width=1920",
+                      "--height=1080", "--socket=kqbench", "--config=" + settings});
         if (!kq::test::WaitUntil([&] { return std::filesystem::exists(m_folder / "kqbench"); })) {
             throw std::runtime_error("weston does not start");
         }
@@ -56,69 +55,52 @@ private:
 
 /// What one round used and gave.
 struct Round {
-    Usage player;
-    double server = 0; ///< processor seconds
-    std::size_t pictures = 0;
-    long late = 0;
-    long presented = 0; ///< what the compositor brought to its screen
-    double All() const { return player.processor + server; }
+    Cost cost;
+    KQPresentation presentation = {};
 };
 
-/// @return of the view that had most pictures: the timeline is one too
-long PresentedIn(const std::string& log) {
-    long most = 0;
-    long presented = 0;
-    const std::string text = kq::test::ReadFile(log);
-    constexpr const char* line = "a Wayland view has had ";
-    for (auto at = text.find(line); at != std::string::npos; at = text.find(line, at + 1)) {
-        long shown = 0;
-        long ofThem = 0;
-        std::sscanf(text.c_str() + at, "a Wayland view has had %ld pictures, %*d committed, %*d skipped, %ld",
-                    &shown, &ofThem);
-        if (shown > most) {
-            most = shown;
-            presented = ofThem;
-        }
-    }
-    return presented;
-}
-
-Round Play(const std::string& clip, pid_t server) {
-    constexpr double period = 1.0 * RealTimeDevice::Period / RealTimeDevice::SampleRate;
-    const std::string trace = Scratch("wayland.trace");
-    const std::string log = Scratch("wayland.log");
+Round PlayOnWayland(const std::string& clip) {
+    const HeadlessWeston compositor;
+    const kqtest::WaylandHost host;
+    const kq::WaylandParent parent(host.Display(), host.Surface());
     Round round;
-    const double before = ProcessorTimeOf(server);
-    round.player = Run({Kqplay(), "--audio", "null", "--trace", trace, "--log", log, clip});
-    round.server = ProcessorTimeOf(server) - before;
-    const std::vector<double> came = PictureTimes(trace);
-    const std::vector<double> delays = kqplay::DelaysAfterMostPunctual(came, 1000 / rate);
-    round.pictures = came.size();
-    round.late = std::count_if(delays.begin(), delays.end(),
-                               [](double delay) { return delay > kqplay::LateTolerance(period) * 1000; });
-    round.presented = PresentedIn(log);
+    round.cost =
+        PlayOnce(clip, compositor.Id(),
+                 {parent.Get(), nullptr, [&](kqplay::Player&) { host.Commit(); },
+                  [&](kqplay::Player& player) {
+                      // The last picture comes to the screen a moment later.
+                      kq::test::WaitUntil(
+                          [&] {
+                              KQPresentation& seen = round.presentation;
+                              parent.Presentation(player.ViewWindows().front(), seen);
+                              return seen.llPresented + seen.llDiscarded + seen.llSkipped >= seen.llShown;
+                          },
+                          std::chrono::seconds(1));
+                  }});
     return round;
 }
 
-double MedianOf(const std::vector<Round>& all, double (*figure)(const Round&)) {
-    std::vector<double> values;
-    std::transform(all.begin(), all.end(), std::back_inserter(values), figure);
-    return Percentile(values, 0.5);
+Cost PlayOnX11(const std::string& clip) {
+    const kqtest::Xvfb server({"-screen", "0", "1920x1080x24"});
+    return PlayOnce(clip, server.Id(), {});
 }
 
-/// @return seconds of player and server, for whoever compares
-double PrintRounds(const char* name, const std::vector<Round>& all, bool tells) {
-    const double player = MedianOf(all, [](const Round& round) { return round.player.processor; });
-    const double server = MedianOf(all, [](const Round& round) { return round.server; });
-    Print("%-16s kqplay %5.2f s, server %5.2f s; of each round late", name, player, server);
+/// @return processor seconds of player and server
+double PrintRounds(const char* name, const std::vector<Round>& all) {
+    const auto median = [&](double (*figure)(const Cost&)) {
+        std::vector<double> values;
+        std::transform(all.begin(), all.end(), std::back_inserter(values),
+                       [&](const Round& round) { return figure(round.cost); });
+        return Percentile(values, 0.5);
+    };
+    const double own = median([](const Cost& cost) { return cost.own; });
+    const double server = median([](const Cost& cost) { return cost.server; });
+    Print("%-8s player %5.2f s, server %5.2f s; late in each round:", name, own, server);
     for (const Round& round : all) {
-        Print(" %ld of %zu%s", round.late, round.pictures, round.player.ran ? "," : " FAILED,");
+        Print(" %d", round.cost.late);
     }
-    for (std::size_t i = 0; i < all.size() && tells; ++i) {
-        Print("%s %ld", i == 0 ? " presented" : ",", all[i].presented);
-    }
-    Print("\n");
-    return player;
+    Print(" of %d\n", all.front().cost.pictures);
+    return own;
 }
 
 } // namespace
@@ -128,29 +110,30 @@ void MeasureWayland() {
         Print("weston is not installed: there is no Wayland to measure\n\n");
         return;
     }
-    const std::string clip = MakeClip(
-        "wayland.mp4", {"-f",          "lavfi",    "-i",       "testsrc2=size=1920x1080:rate=60",
-                        "-f",          "lavfi",    "-i",       "sine=frequency=440:sample_rate=48000",
-                        "-t",          "10",       "-c:a",     "aac",
-                        "-ac",         "2",        "-c:v",     "libx264",
-                        "-preset",     "veryfast", "-pix_fmt", "yuv420p",
-                        "-colorspace", "bt709"});
+    const std::string clip = MakeClip("wayland.mp4", {"-f", "lavfi", "-i", "testsrc2=size=1920x1080:rate=60",
+                                                      "-t", "10", "-c:v", "libx264", "-preset", "veryfast",
+                                                      "-pix_fmt", "yuv420p", "-colorspace", "bt709"});
     std::vector<Round> x11;
     std::vector<Round> wayland;
     for (int round = 0; round < rounds; ++round) { // in turn, so that other work of the machine falls on both
-        {
-            const kqtest::Xvfb server({"-screen", "0", "3840x2160x24"});
-            x11.push_back(Play(clip, server.Id()));
-        }
-        const HeadlessWeston compositor;
-        wayland.push_back(Play(clip, compositor.Id()));
+        x11.push_back({PlayOnX11(clip)});
+        wayland.push_back(PlayOnWayland(clip));
     }
-    Print("The window on X11 (Xvfb) and on Wayland (weston, headless), 10 s with AAC, 1920x1080 at 60 Hz, "
-          "median of "
-          "%d rounds\n",
+    Print("A view on X11 (Xvfb) and on Wayland (weston, headless), 10 s, 1920x1080 at 60 Hz, processor "
+          "seconds, "
+          "median of %d rounds\n",
           rounds);
-    const double onX11 = PrintRounds("X11", x11, false);
-    Print("%-16s %.2f\n\n", "Wayland / X11", PrintRounds("Wayland", wayland, true) / onX11);
+    const double onX11 = PrintRounds("X11", x11);
+    const double onWayland = PrintRounds("Wayland", wayland);
+    Print("Wayland's player beside X11's: %.2f\n", onWayland / onX11);
+    for (const Round& round : wayland) {
+        const KQPresentation& seen = round.presentation;
+        Print("of %ld pictures %ld came to the screen, %ld were given and not shown, %ld gave way to newer "
+              "ones\n",
+              static_cast<long>(seen.llShown), static_cast<long>(seen.llPresented),
+              static_cast<long>(seen.llDiscarded), static_cast<long>(seen.llSkipped));
+    }
+    Print("\n");
 }
 
 } // namespace bench

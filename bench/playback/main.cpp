@@ -27,8 +27,10 @@ int main(int argc, char** argv) {
             bench::MeasureZoom();
         if (asked("layouts"))
             bench::MeasureLayouts();
+#ifdef BENCH_WAYLAND
         if (asked("wayland"))
             bench::MeasureWayland();
+#endif
     } catch (const std::exception& error) {
         std::fprintf(stderr, "bench_playback: %s\n", error.what());
         return 1;

@@ -96,11 +96,11 @@ void PrepareX11();
 /// @param error receives the reason for null
 std::unique_ptr<NativeWindow> AdoptX11Window(SDL_Window* window, std::string& error);
 
-/// As the two above. @return false when this program was built without it
-bool PrepareWayland();
 /// @param error receives the reason for false
 /// @return true when there is a compositor that has what a window needs
 bool CheckWayland(std::string& error);
+/// As the two above. @return false when there can be no window
+bool PrepareWayland(std::string& error);
 /// @param views outlives the window
 std::unique_ptr<NativeWindow> AdoptWaylandWindow(SDL_Window* window, const ViewLibrary& views,
                                                  std::string& error);

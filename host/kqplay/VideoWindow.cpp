@@ -120,6 +120,7 @@ std::unique_ptr<VideoWindow> VideoWindow::Open(const std::string& title, Size pi
         if (window->m_window || !IsSet("WAYLAND_DISPLAY")) {
             return nullptr;
         }
+        error.clear();
     } else if (!wayland && !IsSet("WAYLAND_DISPLAY")) {
         error = "DISPLAY is not set, nor is WAYLAND_DISPLAY";
         return nullptr;
@@ -130,8 +131,7 @@ std::unique_ptr<VideoWindow> VideoWindow::Open(const std::string& title, Size pi
 /// SDL is to take no signals, and only the window system that is meant.
 bool VideoWindow::Start(const std::string& title, Size size, bool wayland, const ViewLibrary& views,
                         std::string& error) {
-    if (wayland && !PrepareWayland()) {
-        error = "this kqplay was built without Wayland";
+    if (wayland && !PrepareWayland(error)) {
         return false;
     }
     if (!wayland) {

@@ -36,6 +36,7 @@ public:
                 }
                 globals.m_hasSubsurfaces =
                     globals.m_hasSubsurfaces || interface == std::string(wl_subcompositor_interface.name);
+                globals.m_hasSeat = globals.m_hasSeat || interface == std::string(wl_seat_interface.name);
             },
             [](void*, wl_registry*, std::uint32_t) {}};
         auto* const wrapper = static_cast<wl_display*>(wl_proxy_create_wrapper(display));
@@ -57,7 +58,10 @@ public:
 
     /// @return the name of what is not there, or null
     const char* Lacking() const {
-        return !m_shm ? "wl_shm" : !m_hasSubsurfaces ? "wl_subcompositor" : nullptr;
+        return !m_shm              ? "wl_shm"
+               : !m_hasSubsurfaces ? "wl_subcompositor"
+               : !m_hasSeat        ? "wl_seat" // SDL 2.26 crashes without
+                                   : nullptr;
     }
     /// @return a black picture, null without memory
     wl_buffer* MakeBlack(Size size) const {
@@ -80,6 +84,7 @@ private:
     wl_event_queue* m_queue;
     wl_shm* m_shm = nullptr;
     bool m_hasSubsurfaces = false;
+    bool m_hasSeat = false;
 };
 
 class WaylandWindow;
@@ -113,10 +118,7 @@ public:
     WaylandWindow& operator=(const WaylandWindow&) = delete;
 
     bool CanBeUsed(std::string& error) const {
-        if (const char* const lacking = m_globals.Lacking()) {
-            error = std::string("the Wayland compositor has no ") + lacking +
-                    ": start kqplay with DISPLAY set, for Xwayland";
-        } else if (!m_parent) {
+        if (!m_parent) {
             error = m_views.Path() + " shows nothing on Wayland";
         }
         return error.empty();
@@ -285,25 +287,25 @@ void WaylandOverlay::Hide() {
 
 } // namespace
 
-bool PrepareWayland() {
-    SDL_SetHint(SDL_HINT_VIDEODRIVER, "wayland");
-    return true;
-}
-
 bool CheckWayland(std::string& error) {
     wl_display* const display = wl_display_connect(nullptr);
     if (!display) {
-        error = "the compositor cannot be reached";
+        error = "the Wayland compositor cannot be reached";
         return false;
     }
     {
         const Globals globals(display);
         if (const char* const lacking = globals.Lacking()) {
-            error = std::string("the compositor has no ") + lacking;
+            error = std::string("the Wayland compositor has no ") + lacking + ": for Xwayland, set DISPLAY";
         }
     }
     wl_display_disconnect(display);
     return error.empty();
+}
+
+bool PrepareWayland(std::string& error) {
+    SDL_SetHint(SDL_HINT_VIDEODRIVER, "wayland");
+    return CheckWayland(error);
 }
 
 std::unique_ptr<NativeWindow> AdoptWaylandWindow(SDL_Window* window, const ViewLibrary& views,

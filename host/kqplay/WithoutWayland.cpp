@@ -3,18 +3,18 @@
 
 namespace kqplay {
 
-bool PrepareWayland() {
+bool CheckWayland(std::string& error) {
+    error = "this kqplay was built without Wayland";
     return false;
 }
 
-bool CheckWayland(std::string& error) {
-    error = "built without Wayland";
-    return false;
+bool PrepareWayland(std::string& error) {
+    return CheckWayland(error);
 }
 
 std::unique_ptr<NativeWindow> AdoptWaylandWindow(SDL_Window* /*window*/, const ViewLibrary& /*views*/,
                                                  std::string& error) {
-    error = "built without Wayland";
+    error = "this kqplay was built without Wayland";
     return nullptr;
 }
 

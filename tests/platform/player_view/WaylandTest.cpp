@@ -2,8 +2,8 @@
 // without it.
 #include "Reference.h"
 #include "TestPicture.h"
-#include "WaylandHost.h"
 #include "tests/support/WaitUntil.h"
+#include "tests/support/WaylandHost.h"
 #include "tests/support/Weston.h"
 #include "wayland/WaylandSurface.h"
 
