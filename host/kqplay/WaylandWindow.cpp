@@ -184,6 +184,7 @@ public:
     }
 
     void Flush() override {
+        m_committed = Clock::now();
         wl_surface_commit(m_surface);
         wl_display_flush(m_display);
     }
@@ -240,10 +241,12 @@ public:
         return poll(sources, count, milliseconds);
     }
 
-    /// What SDL and libdecor have changed, such as decorations, takes effect with a commit of the surface
-    /// only: they rely on programs that draw all the time.
+    /// What SDL and libdecor have changed, such as decorations and where they take the pointer, takes effect
+    /// with a commit of the surface only: they rely on programs that draw all the time. Nobody is told of
+    /// events that SDL reads by itself, so there is a commit now and then in any case.
     void AfterEvents() override {
-        if (std::exchange(m_hasNews, false)) {
+        constexpr auto commitPeriod = std::chrono::milliseconds(100);
+        if (std::exchange(m_hasNews, false) || Clock::now() - m_committed >= commitPeriod) {
             Flush();
         }
     }
@@ -259,6 +262,7 @@ private:
     const kq::WaylandParent m_parent;
     wl_buffer* m_black = nullptr;
     bool m_hasNews = true; ///< SDL has been told something
+    Clock::time_point m_committed;
     std::unique_ptr<Overlay> m_timeline;
     std::unique_ptr<Overlay> m_divider;
     std::vector<std::uint32_t> m_pixels; ///< of the timeline

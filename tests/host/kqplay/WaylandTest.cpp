@@ -29,19 +29,12 @@ protected:
     bool WaitFor(Condition isWanted) {
         return isWanted(m_weston.Screen().WaitFor(isWanted));
     }
+    static bool IsThere(const Image& screen) {
+        return std::find(screen.pixels.begin(), screen.pixels.end(), notPlayed) != screen.pixels.end();
+    }
     /// Waits for the window, and gives it the whole screen.
     bool FillScreen() {
-        int x = 0;
-        int y = 0;
-        const bool isThere = WaitFor([&](const Image& screen) {
-            const auto found = std::find(screen.pixels.begin(), screen.pixels.end(), notPlayed);
-            const auto at = static_cast<int>(found - screen.pixels.begin());
-            x = at % screen.width + 20;
-            y = at / screen.width - 30;
-            return found != screen.pixels.end();
-        });
-        Point(x, y); // the keyboard goes with the pointer
-        Use({"click", "1"});
+        const bool isThere = WaitFor(IsThere); // a new window has the keyboard
         Press("f");
         return isThere && WaitFor([](const Image& screen) {
                    return screen.At(1023, 767) == notPlayed && screen.At(0, 0) != Weston::background;
@@ -111,9 +104,7 @@ TEST_F(OnWayland, DividesTwoFilesAndWritesAboveThem) {
 TEST_F(OnWayland, IsChosenByAnOptionAndEndsWithTheCompositor) {
     m_environment["DISPLAY"] = m_weston.Screen().Display();
     Process kqplay({KQPLAY_PROGRAM, "--wayland", "--audio", "null", Clip("long.mp4")}, m_environment);
-    EXPECT_TRUE(WaitFor([](const Image& screen) {
-        return std::find(screen.pixels.begin(), screen.pixels.end(), notPlayed) != screen.pixels.end();
-    }));
+    EXPECT_TRUE(WaitFor(IsThere));
     m_weston.Stop();
     const Outcome outcome = kqplay.Finish();
     EXPECT_EQ(outcome.status, 1);
