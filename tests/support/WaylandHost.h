@@ -57,6 +57,7 @@ public:
         xdg_toplevel_destroy(m_toplevel);
         xdg_surface_destroy(m_shellSurface);
         wl_surface_destroy(m_surface);
+        wl_buffer_destroy(m_grey);
         xdg_wm_base_destroy(m_shell);
         wl_shm_destroy(m_shm);
         wl_compositor_destroy(m_compositor);
@@ -96,9 +97,8 @@ private:
         std::memset(pixels, 0x80, bytes);
         munmap(pixels, bytes);
         wl_shm_pool* const pool = wl_shm_create_pool(m_shm, fd, static_cast<int>(bytes));
-        wl_surface_attach(
-            m_surface,
-            wl_shm_pool_create_buffer(pool, 0, m_width, m_height, 4 * m_width, WL_SHM_FORMAT_XRGB8888), 0, 0);
+        m_grey = wl_shm_pool_create_buffer(pool, 0, m_width, m_height, 4 * m_width, WL_SHM_FORMAT_XRGB8888);
+        wl_surface_attach(m_surface, m_grey, 0, 0);
         wl_shm_pool_destroy(pool);
         close(fd);
     }
@@ -109,6 +109,7 @@ private:
     wl_shm* m_shm = nullptr;
     xdg_wm_base* m_shell = nullptr;
     wl_surface* m_surface = nullptr;
+    wl_buffer* m_grey = nullptr;
     xdg_surface* m_shellSurface = nullptr;
     xdg_toplevel* m_toplevel = nullptr;
     int m_width = 0; ///< units

@@ -27,7 +27,9 @@ protected:
 
     template <typename Condition>
     bool WaitFor(Condition isWanted) {
-        return isWanted(m_weston.Screen().WaitFor(isWanted));
+        bool isThere = false;
+        m_weston.Screen().WaitFor([&](const Image& screen) { return isThere = isWanted(screen); });
+        return isThere;
     }
     static bool IsThere(const Image& screen) {
         return std::find(screen.pixels.begin(), screen.pixels.end(), notPlayed) != screen.pixels.end();
@@ -81,20 +83,27 @@ TEST_F(OnWayland, DividesTwoFilesAndWritesAboveThem) {
     ASSERT_TRUE(FillScreen());
     Press("space");
     kqplay.Press("", "paused  0:");
-    Image left;
-    Image right;
-    const auto isDividedAt = [](int x, Image& seen) {
-        return [x, &seen](const Image& screen) {
+    constexpr int columns[] = {50, 500, 1000};
+    /// Waits for the divider, and until the pictures have stood still for a while.
+    const auto dividedAt = [&](int x) {
+        Image seen;
+        int still = 0;
+        Point(x, 300);
+        EXPECT_TRUE(WaitFor([&](const Image& screen) {
+            const bool isSame =
+                seen.width != 0 && std::all_of(std::begin(columns), std::end(columns), [&](int column) {
+                    return screen.At(column, 500) == seen.At(column, 500);
+                });
+            still = isSame ? still + 1 : 0;
             seen = screen;
-            return screen.At(x, 700) == divider && screen.At(x, 735) == divider &&
+            return still > 10 && screen.At(x, 700) == divider && screen.At(x, 735) == divider &&
                    screen.At(1, 1) == textGround && screen.At(x + 3, 1) == textGround;
-        };
+        })) << x;
+        return seen;
     };
-    Point(300, 300);
-    EXPECT_TRUE(WaitFor(isDividedAt(300, left)));
-    Point(700, 300);
-    EXPECT_TRUE(WaitFor(isDividedAt(700, right)));
-    for (const int x : {50, 500, 1000}) {
+    const Image left = dividedAt(300);
+    const Image right = dividedAt(700);
+    for (const int x : columns) {
         EXPECT_EQ(left.At(x, 500) == right.At(x, 500), x != 500) << x << ": which file is seen there";
     }
     Press("q");
