@@ -13,17 +13,19 @@ build_packages=(
     g++ cmake ninja-build pkg-config ccache libgtest-dev libbenchmark-dev
     libopenal-dev libhwy-dev libpng-dev libjpeg62-turbo-dev zlib1g-dev
     libxcb1-dev libxcb-shm0-dev libxcb-render0-dev libxcb-present-dev libx11-dev libsdl2-dev
+    libwayland-dev wayland-protocols
     libfreetype-dev libfontconfig-dev fonts-dejavu-core
     libavformat-dev libavcodec-dev libavfilter-dev libavutil-dev libswscale-dev libswresample-dev
     libcli11-dev
     python3-dev pybind11-dev python3-numpy
 )
-play_packages=(ffmpeg)
-test_packages=(ffmpeg xvfb xauth xdotool libyuv-dev clang dpkg-dev file)
+play_packages=(ffmpeg libdecor-0-plugin-1-cairo)
+test_packages=(ffmpeg xvfb xauth xdotool weston libyuv-dev clang dpkg-dev file)
 lint_packages=(clang-format clang-tidy shellcheck doxygen)
 i386_packages=(
     g++-multilib libgtest-dev:i386 libbenchmark-dev:i386 libopenal-dev:i386 libhwy-dev:i386
     libxcb1-dev:i386 libxcb-shm0-dev:i386 libxcb-render0-dev:i386 libxcb-present-dev:i386
+    libwayland-dev:i386
 )
 
 # missing_packages NAME…: prints those that are not installed.

@@ -83,6 +83,19 @@ Usage Run(const std::vector<std::string>& command) {
     return usage;
 }
 
+double ProcessorTimeOf(pid_t process) {
+    constexpr int fieldsBefore = 13; // of the times of user and system
+    std::ifstream stat("/proc/" + std::to_string(process) + "/stat");
+    std::string ignored;
+    for (int i = 0; i < fieldsBefore; ++i) {
+        stat >> ignored;
+    }
+    double user = 0;
+    double system = 0;
+    stat >> user >> system;
+    return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
 bool IsInstalled(const std::string& program) {
     return Run({program, "--version"}).ran || Run({program, "-version"}).ran;
 }

@@ -23,6 +23,9 @@ pid_t Begin(const std::vector<std::string>& command);
 /// Runs a program to its end, its output thrown away.
 Usage Run(const std::vector<std::string>& command);
 
+/// @return seconds, user and system, that a running process has used so far
+double ProcessorTimeOf(pid_t process);
+
 /// @return true when a program of that name can be run
 bool IsInstalled(const std::string& program);
 
@@ -67,5 +70,6 @@ void MeasureFlashAndBeep();
 void MeasureProcessorTime();
 void MeasureZoom();
 void MeasureLayouts();
+void MeasureWayland();
 
 } // namespace bench

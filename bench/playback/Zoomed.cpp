@@ -1,103 +1,16 @@
 // What looking closely costs: a view that shows its pictures whole, and magnified, in a window of their size.
 #include "Measured.h"
-#include "RealTimeDevice.h"
+#include "PlayOnce.h"
 
-#include <kqplayer/media_file.h>
-
-#include <host/kqplay/LateFrames.h>
-#include <host/kqplay/Player.h>
-#include <host/kqplay/ViewLibrary.h>
-#include <sys/resource.h>
 #include <tests/support/Xvfb.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <fstream>
-#include <stdexcept>
-#include <thread>
+#include <vector>
 
 namespace bench {
 namespace {
 
 constexpr int rounds = 5;
-constexpr int width = 1920;
-constexpr int height = 1080;
-
-/// Counts pictures and late ones, and waits for the end.
-class Watch final : public kqplay::PlayerListener {
-public:
-    void OnPosition(double seconds) override {
-        ++m_pictures;
-        m_late.Frame(NowMilliseconds() / 1000, seconds);
-    }
-    void OnEnd() override { m_ended = true; }
-
-    std::atomic<bool> m_ended{false};
-    int m_pictures = 0;
-    kqplay::LateFrames m_late{0.010}; ///< the wall clock's step
-};
-
-double OwnProcessorTime() {
-    rusage resources = {};
-    getrusage(RUSAGE_SELF, &resources);
-    const auto seconds = [](const timeval& time) {
-        return static_cast<double>(time.tv_sec) + time.tv_usec / 1e6;
-    };
-    return seconds(resources.ru_utime) + seconds(resources.ru_stime);
-}
-
-double ProcessorTimeOf(pid_t process) {
-    constexpr int fieldsBefore = 13; // of the times of user and system
-    std::ifstream stat("/proc/" + std::to_string(process) + "/stat");
-    std::string ignored;
-    for (int i = 0; i < fieldsBefore; ++i) {
-        stat >> ignored;
-    }
-    double user = 0;
-    double system = 0;
-    stat >> user >> system;
-    return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
-}
-
-/// What one case used, in seconds.
-struct Cost {
-    double own = 0;
-    double server = 0;
-    int late = 0;
-    int pictures = 0;
-    double All() const { return own + server; }
-};
-
-Cost PlayOnce(const std::string& clip, pid_t server, const KQViewDisplay* display) {
-    kq::streams::MediaFile file;
-    std::string error;
-    if (!kq::streams::OpenMediaFile(clip, {}, file, error)) {
-        throw std::runtime_error(error);
-    }
-    Watch watch;
-    Cost cost;
-    {
-        kqplay::Player player;
-        if (!player.Create(watch, error) || !player.CreateView(nullptr, width, height) ||
-            !player.SetVideo(file.video, nullptr)) {
-            throw std::runtime_error(error.empty() ? kqplay::ViewLibrary().WhyNoView() : error);
-        }
-        player.View(0)->SetDisplay(display);
-        const double own = OwnProcessorTime();
-        const double others = ProcessorTimeOf(server);
-        player.Play();
-        while (!watch.m_ended) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        cost = {OwnProcessorTime() - own, ProcessorTimeOf(server) - others, watch.m_late.Count(),
-                watch.m_pictures};
-    }
-    file.Release();
-    return cost;
-}
-
 } // namespace
 
 void MeasureZoom() {
@@ -117,7 +30,7 @@ void MeasureZoom() {
     std::vector<Cost> costs[std::size(cases)];
     for (int round = 0; round < rounds; ++round) {
         for (std::size_t i = 0; i < std::size(cases); ++i) {
-            costs[i].push_back(PlayOnce(clip, server.Id(), i == 0 ? nullptr : &cases[i].display));
+            costs[i].push_back(PlayOnce(clip, server.Id(), {nullptr, i == 0 ? nullptr : &cases[i].display}));
         }
     }
     Print(

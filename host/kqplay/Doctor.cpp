@@ -4,6 +4,7 @@
 #include "ComponentOutput.h"
 #include "DoctorReport.h"
 #include "LoadedLibraries.h"
+#include "NativeWindow.h"
 #include "SelfTest.h"
 #include "TextRenderer.h"
 #include "ViewLibrary.h"
@@ -257,16 +258,32 @@ bool IsTrueColour(Display* display) {
     return count > 0 && ImageByteOrder(display) == LSBFirst;
 }
 
-/// @return true when there is a display on which windows can be shown
+void DescribeWayland(DoctorReport& report) {
+    const std::string name = Variable("WAYLAND_DISPLAY");
+    report.Line("WAYLAND_DISPLAY", name.empty() ? "not set" : name);
+    if (name.empty()) {
+        report.Note("There is no display (neither DISPLAY nor WAYLAND_DISPLAY is set): pictures are shown "
+                    "off-screen.",
+                    "Start kqplay within a graphical session to see a window.");
+        return;
+    }
+    std::string error;
+    const bool isUsable = CheckWayland(error);
+    report.Line("compositor", isUsable ? "has what windows need" : "cannot be used");
+    if (!isUsable) {
+        report.Note("There is no window on Wayland (" + error + "): pictures are shown off-screen.",
+                    "Is the compositor running, and is XDG_RUNTIME_DIR that of its user? With Xwayland, set "
+                    "DISPLAY.");
+    }
+}
+
+/// @return true when there is an X server on which windows can be shown
 bool DescribeDisplay(DoctorReport& report, const Options& options) {
     const std::string name = Variable("DISPLAY");
     report.Section("Display");
     report.Line("DISPLAY", name.empty() ? "not set" : name);
     if (!*Variable("DISPLAY")) {
-        report.Note("There is no display (DISPLAY is not set): pictures are shown off-screen.",
-                    *Variable("WAYLAND_DISPLAY")
-                        ? "Install Xwayland: views are X11 windows."
-                        : "Start kqplay within a graphical session to see a window.");
+        DescribeWayland(report);
         return false;
     }
     const std::unique_ptr<Display, DisplayCloser> display(XOpenDisplay(nullptr));

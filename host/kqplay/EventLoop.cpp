@@ -104,7 +104,9 @@ void EventLoop::Wait() {
     const std::int64_t until = MonotonicMicroseconds() + std::int64_t{1000} * (isHeld ? heldPeriod : period);
     for (std::int64_t left = until - MonotonicMicroseconds(); left > 0;
          left = until - MonotonicMicroseconds()) {
-        const int ready = poll(sources, std::size(sources), static_cast<int>((left + 999) / 1000));
+        const auto milliseconds = static_cast<int>((left + 999) / 1000);
+        const int ready = m_parts.window ? m_parts.window->Poll(sources, std::size(sources), milliseconds)
+                                         : poll(sources, std::size(sources), milliseconds);
         if (ready != 1 || pictures.revents == 0) {
             break;
         }
@@ -150,7 +152,7 @@ void EventLoop::TakeCommands() {
         Leave(ExitPlayed, "quit");
     }
     if (m_parts.window->IsLost()) {
-        m_parts.Fail("the X server has gone");
+        m_parts.Fail(m_parts.window->LostText());
         return Leave(ExitFailed, "failed");
     }
     if (const auto part = m_parts.window->TakeTimelineClick()) {

@@ -225,7 +225,8 @@ void* OpenWindow(PlaybackParts& parts, int width, int height) {
         return parts.window->Handle();
     }
     std::string error;
-    parts.window = VideoWindow::Open(name + " - kqplay", {width, height}, ArrangementOf(parts), error);
+    parts.window = VideoWindow::Open(name + " - kqplay", {width, height}, ArrangementOf(parts),
+                                     parts.options.wayland, parts.viewLibrary, error);
     if (!parts.window) {
         parts.Notice("no window (" + error + "): playing off-screen");
         parts.lasting.options.headless = true;

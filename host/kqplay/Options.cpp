@@ -322,6 +322,7 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
     app.add_flag("--no-video", noVideo, "Leave the pictures out");
     auto* audioOff = app.add_flag("--no-audio", noAudio, "Leave the sound out");
     app.add_flag("--headless", options.headless, "Show pictures off-screen, without a window");
+    app.add_flag("--wayland", options.wayland, "Open the window on Wayland although there is an X server");
     app.add_option_function<std::string>(
            "--audio",
            [&](const std::string& text) {

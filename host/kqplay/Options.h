@@ -78,6 +78,7 @@ struct Options {
     int loopCount = 0; ///< how often the range is played; 0: for ever
     bool video = true;
     bool headless = false;
+    bool wayland = false; ///< also where there is an X server
     int views = 1;
     InfoLevel info = InfoLevel::Off;             ///< on the pictures and on contact sheets
     std::optional<kq::streams::ScopeKind> scope; ///< beside the pictures

@@ -42,8 +42,8 @@ struct LastingParts {
     TraceWriter trace;
     AudioOutput sound;
     bool isSoundConfigured = false;
-    std::unique_ptr<VideoWindow> window; ///< none off-screen
     ViewLibrary viewLibrary;
+    std::unique_ptr<VideoWindow> window; ///< none off-screen
     /// @return whether another file comes that way, 1 ahead or -1 back
     std::function<bool(int direction)> hasAnother = [](int) { return false; };
 };

@@ -34,7 +34,7 @@ public:
     /// Ends the run and gives everything back, the player too.
     void Close();
     /// Makes one more view.
-    /// @param parent X11 window, or kq::OffScreenParent()
+    /// @param parent X11 window, value of a Wayland surface, or kq::OffScreenParent()
     /// @return false when the view library makes no view
     bool CreateView(void* parent, int width, int height);
     /// Gives every view its stream; to be called when all of them are there.

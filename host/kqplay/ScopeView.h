@@ -20,7 +20,7 @@ class ScopeView {
 public:
     using PicturePtr = std::shared_ptr<const MEDIA_FRAME>;
 
-    /// @param parent X11 window
+    /// @param parent as PVCreatePlayerView() has it
     /// @param error receives the reason for null
     static std::unique_ptr<ScopeView> Open(ViewLibrary& library, void* parent, kq::streams::ScopeKind kind,
                                            std::string& error);
@@ -28,7 +28,7 @@ public:
     ScopeView(const ScopeView&) = delete;
     ScopeView& operator=(const ScopeView&) = delete;
 
-    /// @return the view's X11 window
+    /// @return the view's native window
     void* Window() const { return m_view->Window(); }
     /// Takes the picture on show, null while there is none. Returns at once.
     void Offer(const PicturePtr& picture);

@@ -1,14 +1,9 @@
 #include "VideoWindow.h"
 
 #include "Keys.h"
-#include "Options.h"
 
 #include <SDL.h>
-#include <SDL_syswm.h>
-#include <X11/Xatom.h>
-#include <X11/Xlib.h>
 #include <text/Utf8.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -22,52 +17,22 @@ constexpr int smallestSide = 120;
 constexpr int scopePercent = 30; ///< of the window's width
 
 constexpr int timelineHeight = 8;
-constexpr unsigned long playedColour = 0xD0D0D0;
-constexpr unsigned long timelineColour = 0x404040;
+constexpr std::uint32_t playedColour = 0xD0D0D0;
+constexpr std::uint32_t timelineColour = 0x404040;
 constexpr int markHeight = 2; ///< of what lies along the timeline's edges
-constexpr unsigned long keptColour = 0x5090D0;
-constexpr unsigned long repeatedColour = 0xF0A030;
-constexpr unsigned long differingColour = 0xD04040;
+constexpr std::uint32_t keptColour = 0x5090D0;
+constexpr std::uint32_t repeatedColour = 0xF0A030;
+constexpr std::uint32_t differingColour = 0xD04040;
 
 constexpr int dividerWidth = 2;
-constexpr unsigned long dividerColour = 0xF0F0F0;
+constexpr std::uint32_t dividerColour = 0xF0F0F0;
 
-bool serverIsGone = false;
-Display* survivedDisplay = nullptr; ///< the one that a lost connection is survived on
-
-/// Xlib's own handler, and the step after any handler, end the process, with the sound device open and files
-/// unfinished.
-int OnLostConnection(Display* display) {
-    serverIsGone = true;
-    if (display == survivedDisplay) {
-        return 0;
-    }
-    // Not yet ours, while SDL starts: nothing stops Xlib from exit(), under which sound libraries abort.
-    constexpr char line[] = "kqplay: the X server has gone\n";
-    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line, sizeof line - 1);
-    _exit(ExitFailed);
+bool IsSet(const char* variable) {
+    const char* const value = std::getenv(variable);
+    return value && *value != '\0';
 }
 
-void SurviveLostConnection(Display* display) {
-    survivedDisplay = display;
-    XSetIOErrorExitHandler(
-        display, [](Display*, void*) {}, nullptr);
-}
-
-/// SDL is to take no signals, and only X11: the view library needs an X11 window as its parent.
-bool StartSdl() {
-    XSetIOErrorHandler(OnLostConnection);
-    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
-    SDL_SetHint(SDL_HINT_VIDEODRIVER, "x11");
-    SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
-    if (SDL_Init(SDL_INIT_VIDEO) != 0) {
-        return false;
-    }
-    SDL_EventState(SDL_SYSWMEVENT, SDL_ENABLE);
-    return true;
-}
-
-/// Xlib leaks a title that it cannot convert, and file names need not be UTF-8.
+/// Xlib leaks a title that it cannot convert, compositors refuse it, and file names need not be UTF-8.
 /// @return the text with U+FFFD for what is none
 std::string AsUtf8(const std::string& text) {
     std::string valid;
@@ -129,27 +94,6 @@ int CodeOf(const SDL_Keysym& pressed) {
     return named == std::end(namedKeys) ? 0 : named->key;
 }
 
-/// @return true when there is a window manager that can make windows fill the screen
-bool HasFullScreen(Display* display) {
-    const Atom supported = XInternAtom(display, "_NET_SUPPORTED", False);
-    const Atom fullScreen = XInternAtom(display, "_NET_WM_STATE_FULLSCREEN", False);
-    constexpr long most = 4096; // in 32-bit units
-    Atom type = None;
-    int format = 0;
-    unsigned long count = 0;
-    unsigned long left = 0;
-    unsigned char* data = nullptr;
-    if (XGetWindowProperty(display, DefaultRootWindow(display), supported, 0, most, False, XA_ATOM, &type,
-                           &format, &count, &left, &data) != Success ||
-        !data) {
-        return false;
-    }
-    const auto* atoms = reinterpret_cast<const Atom*>(data);
-    const bool has = type == XA_ATOM && std::find(atoms, atoms + count, fullScreen) != atoms + count;
-    XFree(data);
-    return has;
-}
-
 /// Scales a size down, ratio kept, until it fits on the screen together with the timeline.
 void FitToScreen(int& width, int& height) {
     SDL_Rect screen;
@@ -164,70 +108,81 @@ void FitToScreen(int& width, int& height) {
 } // namespace
 
 std::unique_ptr<VideoWindow> VideoWindow::Open(const std::string& title, Size picture,
-                                               const Arrangement& arrangement, std::string& error) {
+                                               const Arrangement& arrangement, bool wayland,
+                                               const ViewLibrary& views, std::string& error) {
     std::unique_ptr<VideoWindow> window(new VideoWindow);
-    const auto refused = [&](const char* reason) {
-        error = reason;
-        return nullptr;
-    };
-    if (!std::getenv("DISPLAY")) {
-        return refused("DISPLAY is not set");
-    }
-    if (!StartSdl()) {
-        return refused(SDL_GetError());
-    }
     window->m_arrangement = arrangement;
-    auto [width, height] = NeededSize(arrangement, picture);
-    FitToScreen(width, height);
-    window->m_window =
-        SDL_CreateWindow(AsUtf8(title).c_str(), SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED, width,
-                         height + timelineHeight, SDL_WINDOW_RESIZABLE);
-    if (!window->m_window) {
-        return refused(SDL_GetError());
+    const Size size = NeededSize(arrangement, picture);
+    if (!wayland && IsSet("DISPLAY")) {
+        if (window->Start(title, size, false, views, error)) {
+            return window;
+        }
+        if (window->m_window || !IsSet("WAYLAND_DISPLAY")) {
+            return nullptr;
+        }
+        error.clear();
+    } else if (!wayland && !IsSet("WAYLAND_DISPLAY")) {
+        error = "DISPLAY is not set, nor is WAYLAND_DISPLAY";
+        return nullptr;
     }
-    SDL_SysWMinfo info;
-    SDL_VERSION(&info.version);
-    if (SDL_GetWindowWMInfo(window->m_window, &info) != SDL_TRUE || info.subsystem != SDL_SYSWM_X11) {
-        return refused("not an X11 window");
+    return window->Start(title, size, true, views, error) ? std::move(window) : nullptr;
+}
+
+/// SDL is to take no signals, and only the window system that is meant.
+bool VideoWindow::Start(const std::string& title, Size size, bool wayland, const ViewLibrary& views,
+                        std::string& error) {
+    if (wayland && !PrepareWayland(error)) {
+        return false;
     }
-    window->m_display = info.info.x11.display;
-    window->m_id = info.info.x11.window;
-    SurviveLostConnection(window->m_display);
-    SDL_GetWindowSize(window->m_window, &window->m_width, &window->m_height);
+    if (!wayland) {
+        PrepareX11();
+    }
+    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
+    if (SDL_Init(SDL_INIT_VIDEO) != 0) {
+        error = SDL_GetError();
+        return false;
+    }
+    FitToScreen(size.width, size.height);
+    m_window = SDL_CreateWindow(AsUtf8(title).c_str(), SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED,
+                                size.width, size.height + timelineHeight, SDL_WINDOW_RESIZABLE);
+    if (!m_window) {
+        error = SDL_GetError();
+        return false;
+    }
+    m_native = wayland ? AdoptWaylandWindow(m_window, views, error) : AdoptX11Window(m_window, error);
+    if (!m_native) {
+        return false;
+    }
+    SDL_GetWindowSize(m_window, &m_width, &m_height);
+    m_native->Resize({m_width, m_height});
     SDL_StartTextInput();
-    XFlush(window->m_display); // the window must exist before another connection makes a child of it
-    return window;
+    return true;
 }
 
 VideoWindow::~VideoWindow() {
-    if (serverIsGone) { // every connection of SDL's would end the process when it is closed
+    if (m_native && m_native->IsLost()) { // every connection of SDL's would end the process when it is closed
         return;
     }
+    m_texts.clear();
+    m_native.reset();
     if (m_window) {
         SDL_DestroyWindow(m_window);
     }
     SDL_Quit();
 }
 
-void* VideoWindow::Handle() const {
-    return reinterpret_cast<void*>(static_cast<std::uintptr_t>(m_id));
-}
-
 void VideoWindow::Renew(const std::string& title) {
     SDL_SetWindowTitle(m_window, AsUtf8(title).c_str());
     m_views.clear();
     m_texts.clear(); // new ones lie above the new views
-    m_scope = 0;
+    m_scope = nullptr;
     m_bar = {};
     m_clicked.reset();
 }
 
 void* VideoWindow::SecondHandle() {
-    if (m_second == 0) {
-        m_second = XCreateSimpleWindow(m_display, m_id, 0, 0, 1, 1, 0, 0, 0);
-        XFlush(m_display);
-    }
-    return reinterpret_cast<void*>(static_cast<std::uintptr_t>(m_second));
+    m_hasSecond = true;
+    return m_native->SecondViewParent();
 }
 
 void VideoWindow::SetLayout(Layout layout) {
@@ -236,28 +191,23 @@ void VideoWindow::SetLayout(Layout layout) {
 }
 
 void VideoWindow::Adopt(const std::vector<void*>& viewWindows) {
-    for (void* view : viewWindows) {
-        m_views.push_back(static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(view)));
-    }
-    if (m_second != 0) { // above the views
-        m_divider = XCreateSimpleWindow(m_display, m_id, 0, 0, dividerWidth, 1, 0, 0, dividerColour);
-    }
+    m_views = viewWindows;
     FitViews();
     DrawTimeline();
 }
 
 void VideoWindow::SetScope(void* viewWindow) {
-    m_scope = static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(viewWindow));
+    m_scope = viewWindow;
     FitViews();
 }
 
 void VideoWindow::ShowText(std::size_t view, const std::vector<TextLine>& lines, TextRenderer& text) {
-    if (serverIsGone) {
+    if (IsLost()) {
         return;
     }
     const std::vector<ViewPlace> places = ViewPlaces();
     while (m_texts.size() < places.size()) {
-        m_texts.emplace_back(m_display, m_id);
+        m_texts.emplace_back(m_native->MakeOverlay());
     }
     if (view < places.size()) {
         const bool isShown = places[view].IsShown();
@@ -266,7 +216,7 @@ void VideoWindow::ShowText(std::size_t view, const std::vector<TextLine>& lines,
 }
 
 void VideoWindow::ToggleFullScreen() {
-    if (m_before || !HasFullScreen(m_display)) {
+    if (m_before || !m_native->HasFullScreen()) {
         return FillScreen();
     }
     const bool full = (SDL_GetWindowFlags(m_window) & SDL_WINDOW_FULLSCREEN_DESKTOP) != 0;
@@ -299,23 +249,13 @@ void VideoWindow::ShowTimeline(const TimelineBar& bar) {
     }
 }
 
-bool VideoWindow::Stripe::operator==(const Stripe& other) const {
-    return colour == other.colour && left == other.left && right == other.right && top == other.top &&
-           bottom == other.bottom;
-}
-
-bool VideoWindow::IsLost() const {
-    return serverIsGone;
-}
-
-int VideoWindow::Fd() const {
-    return ConnectionNumber(m_display);
-}
-
 std::vector<int> VideoWindow::Take() {
     std::vector<int> keys;
     SDL_Event event;
     while (SDL_PollEvent(&event) != 0) {
+        if (const auto mouse = m_native->MouseOf(event)) {
+            OnMouse(*mouse);
+        }
         switch (event.type) {
         case SDL_QUIT:
             m_closed = true;
@@ -332,9 +272,6 @@ std::vector<int> VideoWindow::Take() {
         case SDL_TEXTINPUT:
             OnText(event.text.text, keys);
             break;
-        case SDL_SYSWMEVENT:
-            OnMouse(event.syswm.msg->msg.x11.event);
-            break;
         case SDL_WINDOWEVENT:
             OnWindowEvent(event.window.event, event.window.data1, event.window.data2);
             break;
@@ -342,6 +279,7 @@ std::vector<int> VideoWindow::Take() {
             break;
         }
     }
+    m_native->AfterEvents();
     return keys;
 }
 
@@ -368,46 +306,34 @@ void VideoWindow::OnText(const char* text, std::vector<int>& keys) {
     }
 }
 
-/// Takes the X server's own events: SDL gives a press the place where it last saw the pointer, which is an
-/// old one when the pointer has come from elsewhere since.
-void VideoWindow::OnMouse(const XEvent& event) {
-    switch (event.type) {
-    case ButtonPress:
-        OnButton(event);
+void VideoWindow::OnMouse(const MouseEvent& event) {
+    switch (event.kind) {
+    case MouseEvent::Kind::Move:
+        MovePointer(event.x, event.y);
+        Drag(event.x);
+        MoveDivider(event.x, event.y);
         break;
-    case MotionNotify:
-        MovePointer(event.xmotion.x, event.xmotion.y);
-        Drag(event.xmotion.x);
-        MoveDivider(event.xmotion.x, event.xmotion.y);
+    case MouseEvent::Kind::Press:
+        OnPress(event);
         break;
-    case ButtonRelease:
-        m_dragging = m_dragging && event.xbutton.button != Button1;
-        m_panning = m_panning && event.xbutton.button != Button3;
+    case MouseEvent::Kind::Release:
+        m_dragging = m_dragging && event.button != SDL_BUTTON_LEFT;
+        m_panning = m_panning && event.button != SDL_BUTTON_RIGHT;
         break;
-    default:
+    case MouseEvent::Kind::Wheel:
+        MovePointer(event.x, event.y);
+        m_mouse.wheel += event.wheel;
         break;
     }
 }
 
-void VideoWindow::OnButton(const XEvent& event) {
-    const XButtonEvent& button = event.xbutton;
-    MovePointer(button.x, button.y);
-    switch (button.button) {
-    case Button1:
-        m_dragging = button.y >= m_height - timelineHeight;
-        Drag(button.x);
-        break;
-    case Button3:
-        m_panning = button.y < m_height - timelineHeight;
-        break;
-    case Button4: // the wheel
-        ++m_mouse.wheel;
-        break;
-    case Button5:
-        --m_mouse.wheel;
-        break;
-    default:
-        break;
+void VideoWindow::OnPress(const MouseEvent& event) {
+    MovePointer(event.x, event.y);
+    if (event.button == SDL_BUTTON_LEFT) {
+        m_dragging = event.y >= m_height - timelineHeight;
+        Drag(event.x);
+    } else if (event.button == SDL_BUTTON_RIGHT) {
+        m_panning = event.y < m_height - timelineHeight;
     }
 }
 
@@ -433,6 +359,7 @@ void VideoWindow::OnWindowEvent(int event, int width, int height) {
     if (event == SDL_WINDOWEVENT_SIZE_CHANGED) {
         m_width = width;
         m_height = height;
+        m_native->Resize({m_width, m_height});
         FitViews();
     }
     if (event == SDL_WINDOWEVENT_SIZE_CHANGED || event == SDL_WINDOWEVENT_EXPOSED) {
@@ -457,50 +384,33 @@ void VideoWindow::MoveDivider(int x, int y) {
 
 /// The views share what the timeline and the scope leave. A window too low for both has no timeline.
 Size VideoWindow::FreeSize() const {
-    return {m_scope != 0 ? m_width - m_width * scopePercent / 100 : m_width,
+    return {m_scope ? m_width - m_width * scopePercent / 100 : m_width,
             m_height > 2 * timelineHeight ? m_height - timelineHeight : m_height};
 }
 
 void VideoWindow::FitViews() {
-    if (m_views.empty() || serverIsGone) {
+    if (m_views.empty() || IsLost()) {
         return;
     }
-    const auto place = [this](unsigned long window, const Area& area) {
-        XMoveResizeWindow(m_display, window, area.left, area.top,
-                          static_cast<unsigned>(std::max(1, area.width)),
-                          static_cast<unsigned>(std::max(1, area.height)));
-    };
-    const auto show = [this](unsigned long window, bool isShown) {
-        isShown ? XMapWindow(m_display, window) : XUnmapWindow(m_display, window);
-    };
     const Size free = FreeSize();
     const std::vector<ViewPlace> places = ViewPlaces();
     for (std::size_t i = 0; i < m_views.size(); ++i) {
-        const auto& [visible, whole] = places.at(i);
-        const bool isCut = i == 1 && m_second != 0;
-        const unsigned long outer = isCut ? m_second : m_views[i];
-        if (places[i].IsShown()) {
-            place(outer, visible);
-        }
-        if (isCut) {
-            place(m_views[i],
-                  {whole.left - visible.left, whole.top - visible.top, whole.width, whole.height});
-        }
-        show(outer, places[i].IsShown());
+        m_native->PlaceView(m_views[i], places.at(i), i == 1 && m_hasSecond);
     }
-    if (m_divider != 0) {
+    if (m_hasSecond) {
         const int at = static_cast<int>(std::lround(m_arrangement.divider * free.width));
-        place(m_divider, {at - dividerWidth / 2, 0, dividerWidth, free.height});
-        show(m_divider, m_arrangement.HasDivider());
+        const Area line = {at - dividerWidth / 2, 0, dividerWidth, free.height};
+        m_native->PlaceDivider(m_arrangement.HasDivider() ? line : Area(), dividerColour);
     }
-    if (m_scope != 0) {
-        place(m_scope, {free.width, 0, m_width - free.width, free.height});
+    if (m_scope) {
+        const Area column = {free.width, 0, m_width - free.width, free.height};
+        m_native->PlaceView(m_scope, {column, column}, false);
     }
-    XFlush(m_display);
+    m_native->Flush();
 }
 
 /// @return what the timeline is made of, in the order in which it is drawn
-std::vector<VideoWindow::Stripe> VideoWindow::Stripes() const {
+std::vector<Stripe> VideoWindow::Stripes() const {
     const auto pixel = [this](double part) { return static_cast<int>(std::clamp(part, 0.0, 1.0) * m_width); };
     const int played = pixel(m_bar.played);
     std::vector<Stripe> stripes = {{playedColour, 0, played, 0, timelineHeight},
@@ -528,16 +438,11 @@ std::vector<VideoWindow::Stripe> VideoWindow::Stripes() const {
 }
 
 void VideoWindow::DrawTimeline() {
-    m_drawn = Stripes();
-    const GC context = XCreateGC(m_display, m_id, 0, nullptr);
-    for (const Stripe& stripe : m_drawn) {
-        XSetForeground(m_display, context, stripe.colour);
-        XFillRectangle(m_display, m_id, context, stripe.left, m_height - timelineHeight + stripe.top,
-                       static_cast<unsigned>(std::max(0, stripe.right - stripe.left)),
-                       static_cast<unsigned>(stripe.bottom - stripe.top));
+    if (m_views.empty() || IsLost()) {
+        return;
     }
-    XFreeGC(m_display, context);
-    XFlush(m_display);
+    m_drawn = Stripes();
+    m_native->DrawTimeline(m_drawn, {0, m_height - timelineHeight, m_width, timelineHeight});
 }
 
 } // namespace kqplay

@@ -2,6 +2,7 @@
 /// The window.
 #pragma once
 
+#include "NativeWindow.h"
 #include "TextBar.h"
 #include "ViewLayout.h"
 
@@ -13,8 +14,6 @@
 
 struct SDL_Keysym;
 struct SDL_Window;
-using Display = struct _XDisplay;
-union _XEvent;
 
 namespace kqplay {
 
@@ -43,21 +42,23 @@ struct PictureMouse {
 /// from the main thread only.
 class VideoWindow {
 public:
-    /// Opens a window on the X server.
+    /// Opens a window on the X server, or on the Wayland compositor where there is none or @p wayland is set.
     /// @param picture     size of one picture; the window is made smaller where the screen is
     /// @param arrangement of the views
-    /// @param error receives the reason for null
+    /// @param views       outlives the window
+    /// @param error       receives the reason for null
     static std::unique_ptr<VideoWindow> Open(const std::string& title, Size picture,
-                                             const Arrangement& arrangement, std::string& error);
+                                             const Arrangement& arrangement, bool wayland,
+                                             const ViewLibrary& views, std::string& error);
     ~VideoWindow();
     VideoWindow(const VideoWindow&) = delete;
     VideoWindow& operator=(const VideoWindow&) = delete;
 
-    /// @return the X11 window, as the parent of the player's views
-    void* Handle() const;
+    /// @return the parent of the player's views
+    void* Handle() const { return m_native->ViewParent(); }
     /// For the views of another file, in the same arrangement, once those of the one before are gone.
     void Renew(const std::string& title);
-    /// @return a window in that one, as the parent of the second view of a comparison; made by the first call
+    /// @return the parent of the second view of a comparison
     void* SecondHandle();
     /// Shows two files in another layout.
     void SetLayout(Layout layout);
@@ -76,10 +77,17 @@ public:
     /// Draws the timeline again if it has changed.
     void ShowTimeline(const TimelineBar& bar);
 
-    /// @return true when the X server has gone; nothing can be shown any more
-    bool IsLost() const;
-    /// @return descriptor that becomes readable when something happened to the window
-    int Fd() const;
+    /// @return true when the window system has gone; nothing can be shown any more
+    bool IsLost() const { return m_native->IsLost(); }
+    /// @return the sentence for that
+    const char* LostText() const { return m_native->LostText(); }
+    /// @return descriptor that becomes readable when something happened to the window; to be waited for with
+    ///         Poll() only
+    int Fd() const { return m_native->Fd(); }
+    /// As poll(). @param sources Fd() among them
+    int Poll(pollfd* sources, nfds_t count, int milliseconds) {
+        return m_native->Poll(sources, count, milliseconds);
+    }
     /// @return the keys that were typed since the last call, by their codes (see Keys.h)
     std::vector<int> Take();
     /// @return the key for steps that is held down, 0 for none. Take() does not give its repeats, which come
@@ -95,13 +103,6 @@ public:
     std::vector<ViewPlace> ViewPlaces() const { return PlaceViews(m_arrangement, FreeSize()); }
 
 private:
-    /// A part of the timeline in one colour.
-    struct Stripe {
-        unsigned long colour;
-        int left, right;
-        int top, bottom; ///< from the timeline's upper edge
-        bool operator==(const Stripe& other) const;
-    };
     struct Place {
         int x, y, width, height;
     };
@@ -110,8 +111,10 @@ private:
     void FillScreen();
     void OnText(const char* text, std::vector<int>& keys);
     int OnKey(const SDL_Keysym& pressed);
-    void OnMouse(const _XEvent& event);
-    void OnButton(const _XEvent& event);
+    bool Start(const std::string& title, Size size, bool wayland, const ViewLibrary& views,
+               std::string& error);
+    void OnMouse(const MouseEvent& event);
+    void OnPress(const MouseEvent& event);
     void MovePointer(int x, int y);
     void OnWindowEvent(int event, int width, int height);
     void FitViews();
@@ -122,13 +125,11 @@ private:
     Size FreeSize() const;
 
     SDL_Window* m_window = nullptr;
-    Display* m_display = nullptr;
-    unsigned long m_id = 0;
-    std::vector<unsigned long> m_views;
+    std::unique_ptr<NativeWindow> m_native;
+    std::vector<void*> m_views;
     std::vector<TextBar> m_texts; ///< above the views
-    unsigned long m_scope = 0;    ///< window of the view in the column, 0 for none
-    unsigned long m_second = 0;   ///< what the second view of a comparison lies in, and is cut off by
-    unsigned long m_divider = 0;  ///< the line between the two
+    void* m_scope = nullptr;      ///< window of the view in the column, null for none
+    bool m_hasSecond = false;     ///< the second view has a parent of its own
     Arrangement m_arrangement;
     int m_width = 0;
     int m_height = 0;

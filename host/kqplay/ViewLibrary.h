@@ -45,14 +45,14 @@ int& ViewsMade();
 class LibraryView {
 public:
     /// @param library outlives the view
-    /// @param parent X11 window
+    /// @param parent as PVCreatePlayerView() has it
     /// @return null when the library makes no view
     static std::unique_ptr<LibraryView> Make(const ViewLibrary& library, void* parent);
     ~LibraryView();
     LibraryView(const LibraryView&) = delete;
     LibraryView& operator=(const LibraryView&) = delete;
 
-    /// @return its X11 window
+    /// @return its native window
     void* Window() const { return m_window(m_view); }
     /// @param pixels B, G, R, any, top-down, rows of 4 * width bytes
     void Show(int width, int height, unsigned char* pixels) { m_show(m_view, width, height, pixels); }

@@ -1,17 +1,25 @@
 #include "Surface.h"
 
 #include "OffScreenSurface.h"
+#include "wayland/WaylandHost.h"
 #include "x11/SigpipeGuard.h"
 #include "x11/X11Surface.h"
 
 #include <kqplayer/log.h>
 
+#include <cstdlib>
 #include <utility>
 
 namespace kq::playerview {
 
 namespace {
 constexpr std::uintptr_t offScreenParent = 1;
+
+/// @return true when a variable of the environment is set, and not to nothing
+bool IsSet(const char* variable) {
+    const char* const value = std::getenv(variable);
+    return value != nullptr && *value != '\0';
+}
 } // namespace
 
 KQViewMapping MappingOf(Size picture, const DisplaySettings& settings, Size window) {
@@ -34,8 +42,18 @@ std::unique_ptr<Surface> MakeSurface(std::uintptr_t parent, const VRECT& rect) {
     if (parent == offScreenParent) {
         return std::make_unique<OffScreenSurface>(rect);
     }
+    if (IsWaylandParent(parent)) {
+        return MakeWaylandSurface(parent, rect);
+    }
     const SigpipeGuard noSigpipe;
     std::unique_ptr<XConnection> connection = XConnection::Open();
+    if (!connection && parent != 0 && IsSet("WAYLAND_DISPLAY")) {
+        KQLogEx(L"PlayerView: the parent 0x%zx stands for an X11 window, and there is no X server that could "
+                L"have it: "
+                L"hand over the wl_surface (kqplayer/wayland.h), or install Xwayland and set DISPLAY",
+                static_cast<std::size_t>(parent));
+        return nullptr;
+    }
     if (!connection) {
         KQLogEx(L"PlayerView: no display that can be drawn on, the view is off-screen");
         return std::make_unique<OffScreenSurface>(rect);

@@ -47,7 +47,7 @@ public:
 /// window. This is the one place that knows which window systems there are.
 /// @param parent as PVCreatePlayerView() has it
 /// @param rect   placement in pixels, inside the parent or on the screen
-/// @return null, with a log line, when the parent is not a window
+/// @return null, with a log line, when the parent is not a window, or an X11 window where only Wayland is
 /// @throw std::exception without memory or threads
 std::unique_ptr<Surface> MakeSurface(std::uintptr_t parent, const VRECT& rect);
 

@@ -1,8 +1,8 @@
 #include "x11/ShmPicture.h"
 
-#include <fcntl.h>
+#include "SharedMemory.h"
+
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include <new>
 
@@ -51,16 +51,9 @@ bool ShmPicture::Map() {
 }
 
 bool ShmPicture::MapShared() {
-    const int fd = memfd_create("kqplayer-picture", MFD_CLOEXEC);
-    if (fd < 0) {
-        return false;
-    }
-    // Claimed now, because a write to memory that cannot be had later would be a SIGBUS.
-    const bool claimed = posix_fallocate(fd, 0, static_cast<off_t>(Bytes())) == 0;
-    std::uint8_t* pixels =
-        claimed ? AsPixels(mmap(nullptr, Bytes(), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0)) : nullptr;
+    int fd = -1;
+    std::uint8_t* const pixels = MapSharedMemory(Bytes(), fd);
     if (pixels == nullptr) {
-        close(fd);
         return false;
     }
     xcb_connection_t* xcb = m_connection.Get();

@@ -1,5 +1,6 @@
 #include "x11/X11Surface.h"
 
+#include "SignalsBlocked.h"
 #include "x11/SigpipeGuard.h"
 
 #include <kqplayer/log.h>
@@ -7,7 +8,6 @@
 #include <pthread.h>
 
 #include <algorithm>
-#include <csignal>
 #include <cstring>
 #include <utility>
 
@@ -48,22 +48,6 @@ struct SizeHints {
     std::int32_t width = 0;
     std::int32_t height = 0;
     std::int32_t unused[13] = {};
-};
-
-/// Blocks all signals for a thread that is started in its scope: they belong to the host's threads.
-class SignalsBlocked {
-public:
-    SignalsBlocked() {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &m_before);
-    }
-    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-private:
-    sigset_t m_before;
 };
 
 } // namespace

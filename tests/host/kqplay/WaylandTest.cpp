@@ -1,0 +1,123 @@
+// The window on Wayland: keys, mouse, full screen, and what lies above the pictures.
+#include "Kqplay.h"
+#include "tests/support/WaitUntil.h"
+#include "tests/support/Weston.h"
+
+#include <algorithm>
+
+using namespace kqtest;
+
+namespace {
+
+constexpr std::uint32_t played = 0xD0D0D0;
+constexpr std::uint32_t notPlayed = 0x404040;
+constexpr std::uint32_t divider = 0xF0F0F0;
+constexpr std::uint32_t textGround = 0x202020;
+
+class OnWayland : public testing::Test {
+protected:
+    /// Does what a user would, on the compositor's screen.
+    void Use(const Strings& action) {
+        const Outcome outcome =
+            RunProcess(Joined({"xdotool"}, action), {{"DISPLAY", m_weston.Screen().Display()}});
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+    }
+    void Press(const std::string& key) { Use({"key", key}); }
+    void Point(int x, int y) { Use({"mousemove", std::to_string(x), std::to_string(y)}); }
+
+    template <typename Condition>
+    bool WaitFor(Condition isWanted) {
+        bool isThere = false;
+        m_weston.Screen().WaitFor([&](const Image& screen) { return isThere = isWanted(screen); });
+        return isThere;
+    }
+    static bool IsThere(const Image& screen) {
+        return std::find(screen.pixels.begin(), screen.pixels.end(), notPlayed) != screen.pixels.end();
+    }
+    /// Waits for the window, and gives it the whole screen.
+    bool FillScreen() {
+        const bool isThere = WaitFor(IsThere); // a new window has the keyboard
+        Press("f");
+        return isThere && WaitFor([](const Image& screen) {
+                   return screen.At(1023, 767) == notPlayed && screen.At(0, 0) != Weston::background;
+               });
+    }
+
+    Weston m_weston;
+    Process::Environment m_environment = {{"WAYLAND_DISPLAY", Weston::socket},
+                                          {"XDG_RUNTIME_DIR", m_weston.RuntimeFolder()}};
+};
+
+TEST_F(OnWayland, ShowsThePictureFillsTheScreenAndTakesKeysAndMouse) {
+    AtTerminal kqplay({"--audio", "null", Clip("long.mp4")}, m_environment);
+    ASSERT_TRUE(FillScreen());
+    const auto isBlack = [](const Image& screen, int x, int y) { return screen.At(x, y) == 0; };
+    // 96x64 in 1024x760: 1024x683, between bars of 38 rows.
+    EXPECT_TRUE(WaitFor([&](const Image& screen) {
+        return isBlack(screen, 500, 36) && !isBlack(screen, 500, 41) && !isBlack(screen, 2, 380) &&
+               !isBlack(screen, 1021, 719) && isBlack(screen, 500, 724) && screen.At(1, 764) == played;
+    }));
+    Press("space");
+    kqplay.Press("", "paused  0:");
+    Press("4");
+    kqplay.Press("", "zoom 400 %"); // 384x256
+    EXPECT_TRUE(WaitFor([&](const Image& screen) {
+        return isBlack(screen, 318, 380) && !isBlack(screen, 322, 380) && !isBlack(screen, 701, 380) &&
+               isBlack(screen, 706, 380) && isBlack(screen, 512, 250) && !isBlack(screen, 512, 254);
+    }));
+    Point(511, 764);
+    Use({"click", "1"});
+    kqplay.Press("", "paused  0:29.");
+    EXPECT_TRUE(
+        WaitFor([](const Image& s) { return s.At(500, 764) == played && s.At(520, 764) == notPlayed; }));
+    Press("f");
+    EXPECT_TRUE(WaitFor([](const Image& screen) { return screen.At(0, 0) == Weston::background; }));
+    Press("q");
+    EXPECT_EQ(kqplay.Quit("").states.back(), 0);
+}
+
+TEST_F(OnWayland, DividesTwoFilesAndWritesAboveThem) {
+    AtTerminal kqplay(
+        {"--no-audio", "--info", "short", "--layout", "wipe", "--filter", "negate", Clip("long.mp4")},
+        m_environment);
+    ASSERT_TRUE(FillScreen());
+    Press("space");
+    kqplay.Press("", "paused  0:");
+    constexpr int columns[] = {50, 500, 1000};
+    /// Waits for the divider, and until the pictures have stood still for a while.
+    const auto dividedAt = [&](int x) {
+        Image seen;
+        int still = 0;
+        Point(x, 300);
+        EXPECT_TRUE(WaitFor([&](const Image& screen) {
+            const bool isSame =
+                seen.width != 0 && std::all_of(std::begin(columns), std::end(columns), [&](int column) {
+                    return screen.At(column, 500) == seen.At(column, 500);
+                });
+            still = isSame ? still + 1 : 0;
+            seen = screen;
+            return still > 10 && screen.At(x, 700) == divider && screen.At(x, 735) == divider &&
+                   screen.At(1, 1) == textGround && screen.At(x + 3, 1) == textGround;
+        })) << x;
+        return seen;
+    };
+    const Image left = dividedAt(300);
+    const Image right = dividedAt(700);
+    for (const int x : columns) {
+        EXPECT_EQ(left.At(x, 500) == right.At(x, 500), x != 500) << x << ": which file is seen there";
+    }
+    Press("q");
+    kqplay.Quit("");
+}
+
+TEST_F(OnWayland, IsChosenByAnOptionAndEndsWithTheCompositor) {
+    m_environment["DISPLAY"] = m_weston.Screen().Display();
+    Process kqplay({KQPLAY_PROGRAM, "--wayland", "--audio", "null", Clip("long.mp4")}, m_environment);
+    EXPECT_TRUE(WaitFor(IsThere));
+    m_weston.Stop();
+    const Outcome outcome = kqplay.Finish();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "kqplay: the Wayland compositor has gone\n");
+}
+
+} // namespace
