@@ -41,8 +41,8 @@ endif()
 
 # kq_pkg(NAME module…): an imported target PkgConfig::NAME, found for this build's data model.
 find_package(PkgConfig REQUIRED)
-if(CMAKE_SIZEOF_VOID_P EQUAL 4)
-    set(ENV{PKG_CONFIG_LIBDIR} "/usr/lib/i386-linux-gnu/pkgconfig:/usr/share/pkgconfig")
+if(CMAKE_TOOLCHAIN_FILE AND CMAKE_LIBRARY_ARCHITECTURE)
+    set(ENV{PKG_CONFIG_LIBDIR} "/usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/pkgconfig:/usr/share/pkgconfig")
 endif()
 function(kq_pkg name)
     cmake_parse_arguments(arg "OPTIONAL" "" "" ${ARGN})
@@ -97,6 +97,6 @@ function(kq_test name)
             "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/lsan.supp print_suppressions=0"
             ${arg_ENV})
     # A launcher, because gtest_discover_tests() would take a list of several variables apart.
-    set_target_properties(${name} PROPERTIES CROSSCOMPILING_EMULATOR "env;${env}")
+    set_target_properties(${name} PROPERTIES CROSSCOMPILING_EMULATOR "env;${env};${CMAKE_CROSSCOMPILING_EMULATOR}")
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES ${props})
 endfunction()
