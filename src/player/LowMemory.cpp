@@ -42,8 +42,9 @@ void* MapLow(std::size_t nBytes) noexcept {
     if (nBytes > kEnd - kFirst) {
         return nullptr;
     }
+    const std::uintptr_t nStep = (nBytes + kStep - 1) / kStep * kStep;
     std::uintptr_t nAddress = next.load(std::memory_order_relaxed);
-    for (std::uintptr_t nTried = 0; nTried < kEnd - kFirst; nTried += kStep, nAddress += kStep) {
+    for (std::uintptr_t nTried = 0; nTried < kEnd - kFirst; nTried += nStep, nAddress += nStep) {
         if (nAddress > kEnd - nBytes) {
             nAddress = kFirst;
         }
