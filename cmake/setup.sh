@@ -18,7 +18,7 @@ build_packages=(
     libcli11-dev
 )
 play_packages=(ffmpeg)
-test_packages=(ffmpeg xvfb xauth xdotool libyuv-dev clang dpkg-dev file)
+test_packages=(ffmpeg xvfb xauth xdotool libyuv-dev clang dpkg-dev file lintian appstream)
 lint_packages=(clang-format clang-tidy shellcheck doxygen)
 i386_packages=(
     g++-multilib libgtest-dev:i386 libbenchmark-dev:i386 libopenal-dev:i386 libhwy-dev:i386

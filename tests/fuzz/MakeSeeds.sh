@@ -11,13 +11,13 @@ cd "$folder"
 # seed NAME FORMAT HOW OPTIONS…: a file behind the eight bytes that say how it is opened (Streams.cpp).
 seed() {
     local name=$1 format=$2 how=$3
-    ffmpeg -nostdin -v error -f lavfi -i testsrc2=size=48x32:rate=25:duration=0.32 -f lavfi -i sine=sample_rate=16000:duration=0.32 \
+    ffmpeg -nostdin -v error -f lavfi -i testsrc2=size=96x64:rate=25:duration=0.32 -f lavfi -i sine=sample_rate=16000:duration=0.32 \
         "${@:4}" -threads 1 -f "$format" file
     { printf '%b' "$how" && cat file; } >"streams/$name"
     rm file
 }
 seed h264 mp4 '\x00\x00\x24\x30\x21\x00\x28\x22' -c:v libx264 -pix_fmt yuv420p -c:a aac
-seed hevc10 matroska '\x20\x00\x00\x20\x30\x24\x22\x28' -c:v libx265 -x265-params log-level=error:pools=none -pix_fmt yuv420p10le -c:a flac
+seed hevc10 matroska '\x20\x00\x00\x20\x30\x24\x22\x28' -c:v libx265 -x265-params log-level=error:pools=none:frame-threads=1 -pix_fmt yuv420p10le -c:a flac
 seed timeline mp4 '\x20\x01\x01\x20\x00\x05\x28\x24' -c:v libx264 -pix_fmt yuv420p -c:a aac -movflags frag_keyframe+empty_moov
 seed backwards matroska '\x20\x00\x01\x21\x01\x05\x28\x24' -c:v mjpeg -pix_fmt yuvj422p -c:a pcm_s16le
 seed mpeg2 mpegts '\x44\x00\x24\x28\x22\x00\x30\x22' -c:v mpeg2video -c:a mp2

@@ -2,6 +2,7 @@
 // captured, played and sought by a player with views, and handed to a native view and the frame copy
 // directly.
 #include "Input.h"
+#include "tests/image/Trial.h"
 
 #include <kqplayer/capture.h>
 #include <kqplayer/convenience.h>
@@ -42,17 +43,21 @@ std::int32_t OddNumber(Input& input) {
 /// A frame and its planes, which hold what the record says and not a byte more.
 struct Frame {
     MEDIA_FRAME record = {};
-    std::vector<std::unique_ptr<std::uint8_t[]>> planes;
+    std::vector<std::unique_ptr<kq::image::test::GuardedBuffer>> planes;
+
+    /// @return memory with a page without access behind it, or in front
+    std::uint8_t* Memory(Input& input, std::size_t bytes) {
+        planes.push_back(std::make_unique<kq::image::test::GuardedBuffer>(bytes, input.Between(0, 3) != 0));
+        std::memset(planes.back()->Data(), input.Byte(), bytes);
+        return planes.back()->Data();
+    }
 
     /// @return rows of so many bytes, at any address
     std::uint8_t* Plane(Input& input, int rowBytes, int rows, std::int32_t& pitch, bool wholeRows) {
         pitch = rowBytes + (input.Flag() ? input.Between(0, 40) : 0);
-        const int begin = input.Between(0, 3);
-        const auto bytes =
-            static_cast<std::size_t>(begin + (rows - 1) * pitch + (wholeRows ? pitch : rowBytes));
-        planes.push_back(std::make_unique<std::uint8_t[]>(bytes));
-        std::memset(planes.back().get(), input.Byte(), bytes);
-        return planes.back().get() + begin;
+        const auto bytes = static_cast<std::size_t>(rows - 1) * static_cast<std::size_t>(pitch) +
+                           static_cast<std::size_t>(wholeRows ? pitch : rowBytes);
+        return Memory(input, bytes);
     }
 
     /// @param wholeRows whether the last row, too, is as long as the pitch
@@ -70,9 +75,7 @@ struct Frame {
                   rows = fullRows ? height : (height + 1) / 2;
         if (f.nKind == KQ_PICTURE_PACKED_RGB) {
             std::int32_t pitch = 0;
-            planes.push_back(std::make_unique<std::uint8_t[]>(
-                static_cast<std::size_t>((width * 24 + 31) / 32 * 4) * height));
-            f.image.pRgb = planes.back().get();
+            f.image.pRgb = Memory(input, static_cast<std::size_t>((width * 24 + 31) / 32 * 4) * height);
             f.image.pY = input.Flag() ? Plane(input, width, height, pitch, wholeRows) : nullptr;
             return;
         }

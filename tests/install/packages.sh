@@ -39,6 +39,13 @@ done
 [[ $(field libkqplayer-dev Depends) == *"libkqplayer1 (= "* ]] || fail "the development package lacks its library"
 dpkg-deb -I debs/libkqplayer1_*.deb shlibs | grep '^libKQPlayer 1 libkqplayer1' >/dev/null || fail "no shlibs file"
 
+# Debian's own checks. There is no copyright file as long as no licence is chosen, and the maintainer is the builder's to name.
+lintian --fail-on error,warning --suppress-tags no-copyright-file,bogus-mail-host,bogus-mail-host-in-debian-changelog --allow-root debs/*.deb >&2 ||
+    fail "lintian has something to say"
+appstreamcli validate --no-net root/usr/share/metainfo/org.kqplayer.kqplay.metainfo.xml >&2 || fail "the metainfo is wrong"
+! dpkg-deb -I debs/libkqplayer1_*.deb | grep -E 'postinst|postrm' >&2 || fail "the runtime calls ldconfig itself"
+dpkg-deb -I debs/libkqplayer1_*.deb symbols | grep '^ DllGetClassObject@Base 1' >/dev/null || fail "no symbols file"
+
 # The program runs, and manual page and completion know each of its options.
 root/usr/bin/kqplay --version | grep '^kqplay [1-9]' >/dev/null || fail "kqplay does not run"
 page=$(zcat root/usr/share/man/man1/kqplay.1.gz | sed 's/\\-/-/g')
