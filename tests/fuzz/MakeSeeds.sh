@@ -26,7 +26,7 @@ seed theora ogg '\x10\x05\x24\x28\x22\x00\x30\x22' -c:v libtheora -c:a libvorbis
 seed vp9 webm '\x60\x04\x00\x28\x22\x00\x30\x22' -c:v libvpx-vp9 -deadline realtime -c:a libopus
 seed still gif '\x04\x06\x24\x28\x22\x00\x30\x22' -c:v gif -an
 seed rgb nut '\x00\x07\x24\x28\x22\x00\x30\x22' -s 16x8 -c:v rawvideo -pix_fmt rgb24 -c:a pcm_s16le
-seed sound wav '\x01\x00\x24\x28\x22\x00\x30\x22' -vn -c:a pcm_s24le -ac 6
+seed sound wav '\x01\x00\x24\x28\x22\x00\x30\x22' -vn -c:a pcm_s24le -ac 6 -ar 8000
 seed flac flac '\x21\x00\x24\x28\x22\x00\x30\x22' -vn -c:a flac
 
 # The others need no files: numbers that reach every request.

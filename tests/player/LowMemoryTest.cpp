@@ -10,42 +10,42 @@
 namespace {
 
 TEST(LowMemory, GivesBlocksOfTheirOwnBelowFourGiB) {
-    constexpr std::size_t kBytes = 70'000; // no whole pages
+    constexpr std::size_t blockBytes = 70'000; // no whole pages
     std::map<std::uintptr_t, char*> blocks;
     for (int i = 0; i < 3000; ++i) {
-        auto* const pBlock = static_cast<char*>(AllocateLow(kBytes));
-        ASSERT_NE(pBlock, nullptr) << i;
-        const auto nAddress = reinterpret_cast<std::uintptr_t>(pBlock);
-        ASSERT_LE(nAddress, UINT32_MAX - kBytes);
-        ASSERT_TRUE(pBlock[0] == 0 && pBlock[kBytes - 1] == 0) << "not zeroed, or given twice: " << i;
-        std::memset(pBlock, 1, kBytes);
-        blocks[nAddress] = pBlock;
+        auto* const block = static_cast<char*>(AllocateLow(blockBytes));
+        ASSERT_NE(block, nullptr) << i;
+        const auto address = reinterpret_cast<std::uintptr_t>(block);
+        ASSERT_LE(address, UINT32_MAX - blockBytes);
+        ASSERT_TRUE(block[0] == 0 && block[blockBytes - 1] == 0) << "not zeroed, or given twice: " << i;
+        std::memset(block, 1, blockBytes);
+        blocks[address] = block;
         if (i % 3 == 0) {
-            FreeLow(blocks.begin()->second, kBytes);
+            FreeLow(blocks.begin()->second, blockBytes);
             blocks.erase(blocks.begin());
         }
     }
-    for (const auto& [nAddress, pBlock] : blocks) {
-        FreeLow(pBlock, kBytes);
+    for (const auto& [address, block] : blocks) {
+        FreeLow(block, blockBytes);
     }
 }
 
 TEST(LowMemory, HasAnEndAndGivesAgainWhatWasGivenBack) {
-    constexpr std::size_t kLarge = std::size_t{1} << 30;
+    constexpr std::size_t largeBytes = std::size_t{1} << 30;
     void* blocks[4] = {};
-    int nGot = 0;
-    while (nGot < 4 && (blocks[nGot] = AllocateLow(kLarge)) != nullptr) {
-        ++nGot;
+    int got = 0;
+    while (got < 4 && (blocks[got] = AllocateLow(largeBytes)) != nullptr) {
+        ++got;
     }
-    EXPECT_GE(nGot, 1);
-    EXPECT_LT(nGot, 4) << "four times 1 GiB do not fit beside the program";
+    EXPECT_GE(got, 1);
+    EXPECT_LT(got, 4) << "four times 1 GiB do not fit beside the program";
     EXPECT_EQ(AllocateLow(SIZE_MAX / 2), nullptr);
-    for (int i = 0; i < nGot; ++i) {
-        FreeLow(blocks[i], kLarge);
+    for (int i = 0; i < got; ++i) {
+        FreeLow(blocks[i], largeBytes);
     }
-    void* const pAgain = AllocateLow(kLarge);
-    EXPECT_NE(pAgain, nullptr);
-    FreeLow(pAgain, kLarge);
+    void* const again = AllocateLow(largeBytes);
+    EXPECT_NE(again, nullptr);
+    FreeLow(again, largeBytes);
 }
 
 } // namespace
