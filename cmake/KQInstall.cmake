@@ -11,7 +11,8 @@ set_target_properties(KQPlayer KQ_Com KQ_Log KQ_ImageProc PROPERTIES
 set_target_properties(kqplayer_headers PROPERTIES EXPORT_NAME Headers)
 install(TARGETS KQPlayer KQ_Com KQ_Log KQ_ImageProc kqplayer_headers EXPORT KQPlayerTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Runtime NAMELINK_COMPONENT Development)
-# Looked for beside libKQPlayer.so.
+# Looked for beside libKQPlayer.so. Its name never changes, and says so where libraries lie.
+target_link_options(PlayerView PRIVATE -Wl,-soname,PlayerView.so)
 install(TARGETS PlayerView LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Runtime)
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kqplayer DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
@@ -57,6 +58,7 @@ install(FILES ${generated}/KQPlayerConfig.cmake ${generated}/KQPlayerConfigVersi
 if(TARGET kqplay)
     install(TARGETS kqplay RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Program)
     install(FILES ${templates}/kqplay.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications COMPONENT Program)
+    install(FILES ${templates}/org.kqplayer.kqplay.metainfo.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo COMPONENT Program)
     install(FILES ${templates}/kqplay.svg DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps
             COMPONENT Program)
     # Manual pages are installed compressed; without a time stamp, equal sources give equal packages.

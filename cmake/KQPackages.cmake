@@ -3,7 +3,9 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME kqplayer)
 set(CPACK_PACKAGE_VENDOR KQPlayer)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
-set(CPACK_PACKAGE_CONTACT "KQPlayer developers <kqplayer@localhost>")
+# Whoever makes packages for others says who answers for them: cmake --preset release -D KQ_MAINTAINER="Name <address>"
+set(KQ_MAINTAINER "KQPlayer developers <kqplayer@localhost>" CACHE STRING "Maintainer that the packages name")
+set(CPACK_PACKAGE_CONTACT "${KQ_MAINTAINER}")
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/deb)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
@@ -31,6 +33,24 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)
     set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE i386)
 endif()
+# The packages' changelogs: of the last commit's time, so that equal sources give equal packages.
+execute_process(COMMAND git -C ${PROJECT_SOURCE_DIR} log -1 --format=%cd "--date=format:%a, %d %b %Y %H:%M:%S %z"
+                OUTPUT_VARIABLE date OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
+if(NOT date)
+    string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
+endif()
+configure_file(${PROJECT_SOURCE_DIR}/packaging/changelog.in ${PROJECT_BINARY_DIR}/packaging/changelog @ONLY)
+execute_process(COMMAND gzip -9nc ${PROJECT_BINARY_DIR}/packaging/changelog
+                OUTPUT_FILE ${PROJECT_BINARY_DIR}/packaging/changelog.gz COMMAND_ERROR_IS_FATAL ANY)
+set(CPACK_KQ_PACKAGING ${PROJECT_SOURCE_DIR}/packaging)
+set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/packaging/FinishPackages.cmake)
+
+# kq_package_changelog(COMPONENT PACKAGE)
+function(kq_package_changelog component package)
+    install(FILES ${PROJECT_BINARY_DIR}/packaging/changelog.gz DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/${package}
+            COMPONENT ${component})
+endfunction()
+
 set(runtime "libkqplayer${PROJECT_VERSION_MAJOR}")
 set(this_version "(= ${PROJECT_VERSION})")
 
@@ -70,5 +90,16 @@ endif()
 set(CPACK_DEBIAN_PYTHON_DESCRIPTION "frame-accurate media files and player for Python
 Pictures of media files by number, by time and in order as NumPy arrays,
 their sound, exact conversions, and a player with views for toolkits.")
+
+kq_package_changelog(Runtime ${runtime})
+install(FILES ${PROJECT_SOURCE_DIR}/packaging/libkqplayer.lintian-overrides
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides RENAME ${runtime} COMPONENT Runtime)
+kq_package_changelog(Development libkqplayer-dev)
+if(TARGET kqplay)
+    kq_package_changelog(Program kqplay)
+endif()
+if(TARGET kq_python)
+    kq_package_changelog(Python python3-kqplayer)
+endif()
 
 include(CPack)

@@ -20,13 +20,19 @@ build_packages=(
     python3-dev pybind11-dev python3-numpy
 )
 play_packages=(ffmpeg libdecor-0-plugin-1-cairo)
-test_packages=(ffmpeg xvfb xauth xdotool weston libyuv-dev clang dpkg-dev file)
+test_packages=(ffmpeg xvfb xauth xdotool weston libyuv-dev clang dpkg-dev file lintian appstream)
 lint_packages=(clang-format clang-tidy shellcheck doxygen)
 i386_packages=(
     g++-multilib libgtest-dev:i386 libbenchmark-dev:i386 libopenal-dev:i386 libhwy-dev:i386
     libxcb1-dev:i386 libxcb-shm0-dev:i386 libxcb-render0-dev:i386 libxcb-present-dev:i386
     libwayland-dev:i386
 )
+arm64_packages=(
+    clang lld qemu-user libc6-dev-arm64-cross libstdc++-12-dev-arm64-cross
+    libgtest-dev:arm64 libopenal-dev:arm64 libhwy-dev:arm64
+    libxcb1-dev:arm64 libxcb-shm0-dev:arm64 libxcb-render0-dev:arm64 libxcb-present-dev:arm64
+)
+fuzz_packages=(clang lld ffmpeg)
 
 # missing_packages NAME…: prints those that are not installed.
 missing_packages() {

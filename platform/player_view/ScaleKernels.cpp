@@ -11,8 +11,8 @@ HWY_BEFORE_NAMESPACE();
 namespace kq::playerview::HWY_NAMESPACE {
 namespace {
 
-// Better targets have lower numbers; without SSE4 plain loops serve.
-#if HWY_TARGET > HWY_SSE4
+// SSE4 and what is better, which has lower numbers, and 64-bit ARM; on other processors plain loops serve.
+#if !(HWY_TARGET <= HWY_SSE4 || (HWY_TARGET == HWY_NEON && HWY_ARCH_ARM_A64))
 
 std::int16_t Blend(int first, int second, int weight) {
     return static_cast<std::int16_t>(first + (((second - first) * weight + 0x4000) >> 15));

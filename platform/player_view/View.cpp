@@ -2,6 +2,7 @@
 
 #include "ViewRegistry.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace kq::playerview {
@@ -10,6 +11,10 @@ namespace {
 
 bool IsSize(int width, int height) {
     return width > 0 && width <= maxSide && height > 0 && height <= maxSide;
+}
+
+Rect Between(int left, int top, int right, int bottom) {
+    return {left, top, right - left, bottom - top};
 }
 
 } // namespace
@@ -30,11 +35,10 @@ void View::Show(int width, int height, const unsigned char* pixels, const tagREC
         return;
     }
     const Rect whole = {0, 0, width, height};
-    const Rect made =
-        part != nullptr
-            ? Intersect(Rect{part->left, part->top, part->right - part->left, part->bottom - part->top},
-                        whole)
-            : whole;
+    const Rect made = part != nullptr
+                          ? Between(std::clamp(part->left, 0, width), std::clamp(part->top, 0, height),
+                                    std::clamp(part->right, 0, width), std::clamp(part->bottom, 0, height))
+                          : whole;
     {
         const std::lock_guard<std::mutex> guard(m_lock);
         m_picture = {width, height};

@@ -231,6 +231,7 @@ HWY_INLINE void MixVector<1, 2>(const short* in, short* out) {
 
 template <>
 HWY_INLINE void MixVector<2, 1>(const short* in, short* out) {
+#if HWY_ARCH_X86
     const auto sums = [](V16 v) {
         V32 unused = hn::Zero(d32);
         return hn::ReorderWidenMulAccumulate(d32, Divide<2>(v), hn::Set(d16, 1), hn::Zero(d32), unused);
@@ -238,6 +239,12 @@ HWY_INLINE void MixVector<2, 1>(const short* in, short* out) {
     const V32 even = sums(LoadParts<2 * kPartSamples>(d16, in));
     const V32 odd = sums(LoadParts<2 * kPartSamples>(d16, in + kPartSamples));
     hn::StoreU(hn::ReorderDemote2To(d16, even, odd), d16, out);
+#else
+    // Only x86 adds products of neighbours.
+    V16 left, right;
+    hn::LoadInterleaved2(d16, in, left, right);
+    hn::StoreU(hn::Add(Divide<2>(left), Divide<2>(right)), d16, out);
+#endif
 }
 
 template <>

@@ -5,8 +5,10 @@
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
-// Better targets have lower numbers; without SSE4 the plain routines serve.
-#if HWY_TARGET <= HWY_SSE4
+// SSE4 and what is better, which has lower numbers, and 64-bit ARM; on other processors the plain routines
+// serve.
+#define KQ_HAS_KERNELS (HWY_TARGET <= HWY_SSE4 || (HWY_TARGET == HWY_NEON && HWY_ARCH_ARM_A64))
+#if KQ_HAS_KERNELS
 #include "Packed-inl.h"
 #include "RgbToYuv-inl.h"
 #include "ToneMap-inl.h"
@@ -17,7 +19,7 @@
 HWY_BEFORE_NAMESPACE();
 namespace kq::image::HWY_NAMESPACE {
 
-#if HWY_TARGET > HWY_SSE4
+#if !KQ_HAS_KERNELS
 
 const Kernels* TargetKernels() {
     return &PlainKernels();

@@ -44,6 +44,8 @@ constexpr std::size_t laneCount = blockSize / 16;
 #define KQ_TWO_LANES (HWY_TARGET <= HWY_AVX2 && HWY_TARGET > HWY_AVX3_DL)
 /// Whether it has four, and bytes move between them as easily as within.
 #define KQ_FOUR_LANES (HWY_TARGET <= HWY_AVX3_DL)
+/// Whether it is a vector of 64-bit ARM, which has one.
+#define KQ_NEON (HWY_TARGET == HWY_NEON)
 
 #if KQ_FOUR_LANES
 #define KQ_X86(name) _mm512_##name
@@ -72,6 +74,31 @@ HWY_INLINE V32 DoubleWords() {
     return hn::BitCast(d32, Pattern<static_cast<std::uint32_t>(value)>());
 }
 
+#if KQ_NEON
+// With a single lane, what is done within lanes is what Highway does with whole vectors.
+HWY_INLINE V8 PackSaturated(V16 low, V16 high) {
+    return hn::Combine(d8, hn::DemoteTo(d8Half, high), hn::DemoteTo(d8Half, low));
+}
+HWY_INLINE V32 MulAddPairs(V16 a, V16 b) {
+    return V32{vpaddq_s32(vmull_s16(vget_low_s16(a.raw), vget_low_s16(b.raw)), vmull_high_s16(a.raw, b.raw))};
+}
+HWY_INLINE V16 MulAddBytePairs(V8 a, V8 b) {
+    const V16 signedBytes = hn::BitCast(d16, b);
+    const V16 evenA = hn::And(hn::BitCast(d16, a), hn::Set(d16, 255));
+    const V16 oddA = hn::BitCast(d16, hn::ShiftRight<8>(hn::BitCast(du16, a)));
+    return hn::SaturatedAdd(hn::Mul(evenA, hn::ShiftRight<8>(hn::ShiftLeft<8>(signedBytes))),
+                            hn::Mul(oddA, hn::ShiftRight<8>(signedBytes)));
+}
+HWY_INLINE V16 MulRounded(V16 a, V16 b) {
+    return hn::MulFixedPoint15(a, b);
+}
+HWY_INLINE V16 EvenParts(V16 low, V16 high) {
+    return hn::BitCast(d16, hn::ConcatEven(d32, hn::BitCast(d32, high), hn::BitCast(d32, low)));
+}
+HWY_INLINE V16 OddParts(V16 low, V16 high) {
+    return hn::BitCast(d16, hn::ConcatOdd(d32, hn::BitCast(d32, high), hn::BitCast(d32, low)));
+}
+#else
 /// Packs two vectors of 16-bit values into bytes with saturation, each lane for itself.
 HWY_INLINE V8 PackSaturated(V16 low, V16 high) {
     return V8{KQ_X86(packus_epi16)(low.raw, high.raw)};
@@ -82,23 +109,12 @@ HWY_INLINE V32 MulAddPairs(V16 a, V16 b) {
     return V32{KQ_X86(madd_epi16)(a.raw, b.raw)};
 }
 
-/// That, added to a sum.
-HWY_INLINE V32 MulAddPairs(V32 sum, V16 a, V16 b) {
-#if KQ_FOUR_LANES
-    // Processors of this target have the instruction; compilers are not told so.
-    __asm__("vpdpwssd %2, %1, %0" : "+v"(sum.raw) : "v"(a.raw), "vm"(b.raw));
-    return sum;
-#else
-    return hn::Add(MulAddPairs(a, b), sum);
-#endif
-}
-
 /// Pairs of unsigned bytes and signed bytes likewise, in 16 bits with saturation.
 HWY_INLINE V16 MulAddBytePairs(V8 a, V8 b) {
     return V16{KQ_X86(maddubs_epi16)(a.raw, b.raw)};
 }
 
-/// (a b + 2^14) >> 15.
+/// (a b + 2^14) >> 15. Not both may be -32768.
 HWY_INLINE V16 MulRounded(V16 a, V16 b) {
     return V16{KQ_X86(mulhrs_epi16)(a.raw, b.raw)};
 }
@@ -115,6 +131,18 @@ HWY_INLINE V16 EvenParts(V16 low, V16 high) {
 }
 HWY_INLINE V16 OddParts(V16 low, V16 high) {
     return SelectParts<0xDD>(low, high);
+}
+#endif
+
+/// That, added to a sum.
+HWY_INLINE V32 MulAddPairs(V32 sum, V16 a, V16 b) {
+#if KQ_FOUR_LANES
+    // Processors of this target have the instruction; compilers are not told so.
+    __asm__("vpdpwssd %2, %1, %0" : "+v"(sum.raw) : "v"(a.raw), "vm"(b.raw));
+    return sum;
+#else
+    return hn::Add(MulAddPairs(a, b), sum);
+#endif
 }
 
 /// Takes the high halves of two vectors of 32-bit values: those of even at the even 16-bit positions.
@@ -221,7 +249,11 @@ HWY_INLINE V8 PermuteBytes(V8 source, const ByteIndex& index) {
 /// side by side, run out of registers, and pass half of it through memory.
 template <class V>
 HWY_INLINE V Pinned(V v) {
+#if KQ_NEON
+    __asm__ volatile("" : "+w"(v.raw));
+#else
     __asm__ volatile("" : "+x"(v.raw));
+#endif
     return v;
 }
 

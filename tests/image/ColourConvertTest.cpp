@@ -2,6 +2,7 @@
 // standard's formula in real numbers.
 #include "image/ColourConvert.h"
 
+#include "Comparisons.h"
 #include "Trial.h"
 #include "image/Kernels.h"
 #include "image/ToneMap.h"
@@ -21,37 +22,6 @@ namespace {
 using namespace kq::image;
 using namespace kq::image::test;
 
-struct Kind {
-    std::int32_t kind;
-    SampleLayout layout;
-
-    int SampleBytes() const { return layout.depth == SampleDepth::Eight ? 1 : 2; }
-    bool InTurn() const { return layout.chroma == ChromaColumns::Interleaved; }
-    bool Halved() const { return layout.chroma != ChromaColumns::Full; }
-};
-
-constexpr Kind kinds[] = {
-    {KQ_PICTURE_PLANAR_YUV, {SampleDepth::Eight, ChromaColumns::Half, true}},
-    {KQ_PICTURE_PLANAR_422, {SampleDepth::Eight, ChromaColumns::Half, false}},
-    {KQ_PICTURE_PLANAR_444, {SampleDepth::Eight, ChromaColumns::Full, false}},
-    {KQ_PICTURE_NV12, {SampleDepth::Eight, ChromaColumns::Interleaved, true}},
-    {KQ_PICTURE_PLANAR_420_10, {SampleDepth::TenLow, ChromaColumns::Half, true}},
-    {KQ_PICTURE_PLANAR_422_10, {SampleDepth::TenLow, ChromaColumns::Half, false}},
-    {KQ_PICTURE_PLANAR_444_10, {SampleDepth::TenLow, ChromaColumns::Full, false}},
-    {KQ_PICTURE_P010, {SampleDepth::TenHigh, ChromaColumns::Interleaved, true}},
-};
-
-/// A picture whose planes hold what the kind needs and not a byte more, each with a pitch of its own.
-SourcePicture RandomPicture(Trial& trial, const Kind& kind, std::int32_t width, std::int32_t height) {
-    const std::int32_t columns = kind.Halved() ? (width + 1) / 2 : width;
-    const std::int32_t rows = kind.layout.rowsShareChroma ? (height + 1) / 2 : height;
-    const std::int32_t chromaBytes = columns * kind.SampleBytes();
-    const Area y = trial.Source(width * kind.SampleBytes(), height);
-    const Area u = trial.Source(kind.InTurn() ? 2 * chromaBytes : chromaBytes, rows);
-    const Area v = kind.InTurn() ? Area{nullptr, 0} : trial.Source(chromaBytes, rows);
-    return {{y.data, u.data, v.data}, {y.pitch, u.pitch, v.pitch}, width, height, kind.kind, 0, 0};
-}
-
 class ColourConvert : public testing::Test {
 protected:
     void TearDown() override {
@@ -63,30 +33,6 @@ private:
     static inline const std::ptrdiff_t usualStreamBytes = streamBytes;
 };
 
-std::string CompareWithPlain(Trial& trial, const Kind& kind) {
-    const std::int32_t width = std::max(trial.Size(), 1), height = std::max(trial.Rows(), 1);
-    const SourcePicture p = RandomPicture(trial, kind, width, height);
-    const int bytes = trial.Flag() ? 4 : 3;
-    const Area out = trial.Destination(width * bytes, height);
-    const SampleWeights weights = {trial.Between(16000, 19200), trial.Between(12000, 19000),
-                                   trial.Between(12000, 19000), -trial.Between(1000, 9000),
-                                   -trial.Between(5000, 14000), trial.Between(-1300, 33)};
-    const auto plane = [&](int i) { return ConstPlane{p.planes[i], p.pitches[i]}; };
-    const SamplesToRgb job = {
-        plane(0), plane(1), plane(kind.InTurn() ? 1 : 2), {out.data, out.pitch}, width, height, kind.layout};
-    if (trial.Flag()) {
-        const auto loop = bytes == 4 ? &Kernels::weightedToBgra : &Kernels::weightedToBgr;
-        return trial.Compare(BestKernels().*loop, PlainKernels().*loop, WeightedToRgb{job, weights});
-    }
-    const int unit = kind.SampleBytes() == 1 ? 1 << 20 : 1 << 18;
-    const EncodedWeights encoded = {trial.Between(unit, unit * 5 / 4),  trial.Between(0, unit * 70),
-                                    trial.Between(unit, unit * 11 / 5), -trial.Between(unit / 8, unit / 2),
-                                    -trial.Between(unit / 2, unit),     trial.Between(unit, unit * 2)};
-    const ToneCurves curves = ToneMap::For(trial.Flag(), 1000)->Curves();
-    const auto loop = bytes == 4 ? &Kernels::toneMappedToBgra : &Kernels::toneMappedToBgr;
-    return trial.Compare(BestKernels().*loop, PlainKernels().*loop, ToneMappedToRgb{job, encoded, curves});
-}
-
 TEST_F(ColourConvert, WritesThePlainBytesOnEveryTarget) {
     for (const std::int64_t target : DispatchTargets()) {
         UseTarget(target);
@@ -97,7 +43,7 @@ TEST_F(ColourConvert, WritesThePlainBytesOnEveryTarget) {
             if (pastCaches) {
                 trial.AlignDestinations();
             }
-            const Kind& kind = kinds[seed % 8];
+            const PictureKind& kind = pictureKinds[seed % 8];
             ASSERT_EQ("", CompareWithPlain(trial, kind))
                 << TargetName(target) << ", kind " << kind.kind << ", seed " << seed;
         }
@@ -109,7 +55,7 @@ struct RealColour {
     double parts[3];
 };
 
-RealColour FormulaAt(const SourcePicture& p, const Kind& kind, int row, int column) {
+RealColour FormulaAt(const SourcePicture& p, const PictureKind& kind, int row, int column) {
     constexpr double red[] = {0.299, 0.2126, 0.2627, 0.212}, blue[] = {0.114, 0.0722, 0.0593, 0.087};
     const auto sample = [&](int plane, int r, int at) -> double {
         const std::uint8_t* line = p.planes[plane] + r * p.pitches[plane] + at * kind.SampleBytes();
@@ -134,7 +80,7 @@ RealColour FormulaAt(const SourcePicture& p, const Kind& kind, int row, int colu
 TEST_F(ColourConvert, IsTheStandardsFormulaRounded) {
     constexpr int width = 301, height = 37;
     for (int run = 0; run < 8 * 4 * 2 * 2; ++run) {
-        const Kind& kind = kinds[run % 8];
+        const PictureKind& kind = pictureKinds[run % 8];
         Trial trial(static_cast<std::uint32_t>(run));
         SourcePicture p = RandomPicture(trial, kind, width, height);
         p.matrix = run / 8 % 4;
@@ -219,7 +165,7 @@ TEST_F(ColourConvert, ShowsHdrAsTheCurvesHaveIt) {
     constexpr int width = 301, height = 37;
     constexpr int peaks[] = {0, 150, 400, 4000, 10000};
     for (int run = 0; run < 8 * 2 * 5; ++run) {
-        const Kind& kind = kinds[run % 8];
+        const PictureKind& kind = pictureKinds[run % 8];
         Trial trial(static_cast<std::uint32_t>(run));
         SourcePicture p = RandomPicture(trial, kind, width, height);
         p.matrix = KQ_MATRIX_BT2020;
@@ -244,7 +190,7 @@ TEST_F(ColourConvert, ShowsHdrAsTheCurvesHaveIt) {
 TEST_F(ColourConvert, KeepsTheBytesOfFramesWithoutADescription) {
     Trial trial(5);
     MEDIA_FRAME frame{};
-    SourcePicture p = RandomPicture(trial, kinds[0], 33, 7);
+    SourcePicture p = RandomPicture(trial, pictureKinds[0], 33, 7);
     const auto plane = [&](int i) { return const_cast<std::uint8_t*>(p.planes[i]); };
     const auto pitch = [&](int i) { return static_cast<std::int32_t>(p.pitches[i]); };
     frame.nKind = KQ_PICTURE_PLANAR_YUV;

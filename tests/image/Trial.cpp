@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 
 namespace kq::image::test {
 namespace {
@@ -38,7 +39,15 @@ GuardedBuffer::~GuardedBuffer() {
 
 Trial::Trial(std::uint32_t seed) : m_random(seed) {}
 
+Trial::Trial(std::uint32_t seed, std::vector<std::uint8_t> numbers)
+    : m_random(seed), m_numbers(std::move(numbers)) {}
+
 std::int32_t Trial::Between(std::int32_t low, std::int32_t high) {
+    if (m_used + 2 <= m_numbers.size()) {
+        const auto number = m_numbers[m_used] | static_cast<std::int64_t>(m_numbers[m_used + 1]) << 8;
+        m_used += 2;
+        return static_cast<std::int32_t>(low + number * (std::int64_t{high} - low + 1) / 65536);
+    }
     return std::uniform_int_distribution<std::int32_t>(low, high)(m_random);
 }
 

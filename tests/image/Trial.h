@@ -42,6 +42,8 @@ struct Area {
 class Trial {
 public:
     explicit Trial(std::uint32_t seed);
+    /// Takes its numbers from these bytes as long as there are any, contents excepted.
+    Trial(std::uint32_t seed, std::vector<std::uint8_t> numbers);
 
     std::int32_t Between(std::int32_t low, std::int32_t high);
     bool Flag() { return Between(0, 1) != 0; }
@@ -72,6 +74,8 @@ private:
     void Fill(std::uint8_t* data, std::size_t bytes);
 
     std::mt19937 m_random;
+    std::vector<std::uint8_t> m_numbers;
+    std::size_t m_used = 0; ///< of them
     bool m_aligned = false;
     std::vector<std::unique_ptr<GuardedBuffer>> m_sources;
     std::vector<std::unique_ptr<GuardedBuffer>> m_destinations;

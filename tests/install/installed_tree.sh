@@ -30,6 +30,9 @@ expect() {
     ! grep -a 'not closed' output || fail "$* left something open"
 }
 
+# What was built for another processor runs in its emulator.
+run() { ${EMULATOR:+"$EMULATOR"} "$@"; }
+
 cmake --install "$build" --prefix "$work/prefix" >/dev/null
 mv prefix "$prefix"
 if [[ -e $prefix/$libdir/libKQStreams.a ]]; then streams=1; else streams=0; fi
@@ -50,13 +53,13 @@ $CXX ${CXXFLAGS:-} -std=c++17 -Wall -Wextra -Wpedantic -Werror "linked/share/doc
 # --- they do what they say
 
 ffmpeg -v error -f lavfi -i testsrc=size=641x360 -frames:v 1 -pix_fmt bgr24 picture.bmp
-expect 0 '^c_host: played to the end' examples/c_host
-expect 0 '^played 1.0 seconds' examples/own_stream --headless 1
-expect 0 '^641x360, changed by [0-4]\.' examples/convert picture.bmp converted.bmp
+expect 0 '^c_host: played to the end' run examples/c_host
+expect 0 '^played 1.0 seconds' run examples/own_stream --headless 1
+expect 0 '^641x360, changed by [0-4]\.' run examples/convert picture.bmp converted.bmp
 [[ $(ffprobe -v error -show_entries stream=codec_name,width,height -of csv=p=0 converted.bmp) == bmp,641,360 ]] ||
     fail "convert wrote no picture of the right size"
-expect 1 '^convert: output: not a 24-bit BMP' examples/convert output converted.bmp
-expect 2 '^usage: ' examples/convert
+expect 1 '^convert: output: not a 24-bit BMP' run examples/convert output converted.bmp
+expect 2 '^usage: ' run examples/convert
 if ((streams)); then
     # The C example, built by a C compiler alone.
     # shellcheck disable=SC2046,SC2086
@@ -65,29 +68,29 @@ if ((streams)); then
     # Picture n has the luma 16 + 4 n.
     ffmpeg -v error -f lavfi -i "color=size=64x36:rate=25:duration=2,format=yuv420p,geq=lum=16+4*N:cb=128:cr=128" \
         -f lavfi -i sine=duration=2 -c:v libx264 -qp 1 clip.mp4
-    expect 0 '^played (1\.9|2\.[0-9])' examples/minimal_host --headless clip.mp4
-    expect 0 '^played (1\.9|2\.[0-9])' ./by_pkg_config clip.mp4 # without a display
+    expect 0 '^played (1\.9|2\.[0-9])' run examples/minimal_host --headless clip.mp4
+    expect 0 '^played (1\.9|2\.[0-9])' run ./by_pkg_config clip.mp4 # without a display
     for program in examples/c_player ./c_by_pkg_config; do
-        expect 0 '^.*played (1\.9|2\.[0-9])' "$program" --headless clip.mp4 "c-ü.png"
+        expect 0 '^.*played (1\.9|2\.[0-9])' run "$program" --headless clip.mp4 "c-ü.png"
         [[ $(ffprobe -v error -show_entries stream=codec_name,width,height -of csv=p=0 "c-ü.png") == png,64,36 ]] ||
             fail "$program captured no picture of the right size"
         rm "c-ü.png"
-        expect 1 'c_player: not played or captured' "$program" --headless clip.mp4 no/such/folder.png
+        expect 1 'c_player: not played or captured' run "$program" --headless clip.mp4 no/such/folder.png
     done
-    expect 1 '^c_player: missing.mp4: No such file' examples/c_player --headless missing.mp4
-    expect 1 '^minimal_host: missing.mp4: No such file' examples/minimal_host missing.mp4
-    expect 0 '^before: 64x36, after: 36x64' examples/multi_view --headless clip.mp4 transpose
-    expect 1 'filter "nosuch"' examples/multi_view --headless clip.mp4 nosuch
-    expect 0 '' examples/thumbnailer clip.mp4 1.3 thumbnail.png
+    expect 1 '^c_player: missing.mp4: No such file' run examples/c_player --headless missing.mp4
+    expect 1 '^minimal_host: missing.mp4: No such file' run examples/minimal_host missing.mp4
+    expect 0 '^before: 64x36, after: 36x64' run examples/multi_view --headless clip.mp4 transpose
+    expect 1 'filter "nosuch"' run examples/multi_view --headless clip.mp4 nosuch
+    expect 0 '' run examples/thumbnailer clip.mp4 1.3 thumbnail.png
     [[ $(ffprobe -v error -show_entries stream=codec_name,width,height -of csv=p=0 thumbnail.png) == png,64,36 ]] ||
         fail "the thumbnail is no PNG of the right size"
     # The picture of 1.3 seconds is number 32, whose luma of 144 is a grey of 149; its neighbours' are 144 and 153.
     grey=$(ffmpeg -v error -i thumbnail.png -vf format=gray -f rawvideo - | od -An -tu1 -N 1)
     ((grey >= 147 && grey <= 151)) || fail "the thumbnail shows another picture: $grey"
-    expect 1 '^thumbnailer: cannot write' examples/thumbnailer clip.mp4 1.3 no/such/folder.png
+    expect 1 '^thumbnailer: cannot write' run examples/thumbnailer clip.mp4 1.3 no/such/folder.png
     expect 0 '^played +0:0[12]' "$prefix/bin/kqplay" --headless --audio null clip.mp4
 else
-    expect 0 '^played 1.0 seconds' ./by_pkg_config 1 # without a display
+    expect 0 '^played 1.0 seconds' run ./by_pkg_config 1 # without a display
 fi
 
 # --- what goes wrong says what to do
@@ -121,5 +124,5 @@ cp version.h "$prefix/include/kqplayer/version.h"
 # The view library is missing, at load time and at configure time.
 rm "$prefix/$libdir/PlayerView.so"
 expect 1 'The view library .* is missing' find_it "$package"
-expect 1 'No view can be made: .*PlayerView.so.* is installed beside libKQPlayer.so' examples/own_stream
-expect 1 '^own_stream: no view: PlayerView.so is missing' examples/own_stream
+expect 1 'No view can be made: .*PlayerView.so.* is installed beside libKQPlayer.so' run examples/own_stream
+expect 1 '^own_stream: no view: PlayerView.so is missing' run examples/own_stream

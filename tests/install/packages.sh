@@ -41,6 +41,33 @@ done
 [[ $(field libkqplayer-dev Depends) == *"libkqplayer1 (= "* ]] || fail "the development package lacks its library"
 dpkg-deb -I debs/libkqplayer1_*.deb shlibs | grep '^libKQPlayer 1 libkqplayer1' >/dev/null || fail "no shlibs file"
 
+# Debian's own checks. There is no copyright file as long as no licence is chosen, and the maintainer is the builder's to name.
+lintian --fail-on error,warning --suppress-tags no-copyright-file,bogus-mail-host,bogus-mail-host-in-debian-changelog --allow-root debs/*.deb >&2 ||
+    fail "lintian has something to say"
+appstreamcli validate --no-net root/usr/share/metainfo/org.kqplayer.kqplay.metainfo.xml >&2 || fail "the metainfo is wrong"
+! dpkg-deb -I debs/libkqplayer1_*.deb | grep -E 'postinst|postrm' >&2 || fail "the runtime calls ldconfig itself"
+dpkg-deb -I debs/libkqplayer1_*.deb symbols | grep '^ DllGetClassObject@Base 1' >/dev/null || fail "no symbols file"
+
+# Installed, replaced by a later version, removed and purged in a root of their own, nothing is lost and nothing left.
+mkdir -p system/var/lib/dpkg/{info,updates,triggers} later old
+touch system/var/lib/dpkg/{status,available}
+in_system() { dpkg --root=system --force-depends --force-not-root --log=/dev/null "$@" >dpkg.log 2>&1 || { cat dpkg.log >&2 && fail "dpkg $*"; }; }
+files() { find system/usr ! -type d 2>/dev/null | sort; }
+for deb in debs/*.deb; do
+    dpkg-deb -R "$deb" old/control
+    sed -i -E 's/^Version: .*/Version: 99/; s/(kqplayer[0-9]* \(= )[0-9.]+/\199/' old/control/DEBIAN/control
+    dpkg-deb --root-owner-group -b old/control later >/dev/null
+    rm -r old/control
+done
+in_system -i debs/*.deb
+files >before
+in_system -i later/*.deb
+files | diff before - >&2 || fail "an upgrade loses or adds files"
+[[ $(dpkg-query --admindir=system/var/lib/dpkg -W -f '${Version}\n' | sort -u) == 99 ]] || fail "the upgrade went wrong"
+in_system -r kqplay libkqplayer-dev libkqplayer1
+in_system -P kqplay libkqplayer-dev libkqplayer1
+[[ -z $(files) ]] || fail "a removal leaves files: $(files)"
+
 # The program runs, and manual page and completion know each of its options.
 PYTHONPATH=root/usr/lib/python3/dist-packages /usr/bin/python3 -c 'import kqplayer' ||
     fail "the Python package cannot be imported"

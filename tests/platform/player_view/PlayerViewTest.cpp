@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -143,6 +144,21 @@ TEST(PlayerView, HostsSettingsTakeEffectAtOnce) {
     expect("crop", {{100, 49, black}, {1, 52, green}, {198, 148, green}});
     EXPECT_EQ(PVSetCropRect(view, nullptr), 1);
     expect("no crop rectangle", {{1, 50, red}, {199, 149, white}});
+}
+
+TEST(PlayerView, TakesAPartThatReachesFarBeyondThePictureForAllOfIt) {
+    VRECT rect = {0, 0, 8, 8};
+    void* const view = PVCreatePlayerView(reinterpret_cast<void*>(1), &rect);
+    int shown = 0;
+    PVSetPictureSink(
+        view, [](void*, int, int, int, const unsigned char*, void* p) { ++*static_cast<int*>(p); }, &shown);
+    std::vector<unsigned char> pixels(8 * 8 * 4);
+    const tagRECT all = {INT_MIN, INT_MIN, INT_MAX, INT_MAX}, none = {1, 1, INT_MIN, INT_MIN};
+    PVShowRGB32Part(view, 8, 8, pixels.data(), &all);
+    EXPECT_EQ(shown, 1);
+    PVShowRGB32Part(view, 8, 8, pixels.data(), &none);
+    EXPECT_EQ(shown, 1) << "a picture of which nothing was made";
+    PVDestroyPlayerView(view);
 }
 
 TEST(PlayerView, NeverShowsWhatWasNotMade) {

@@ -1,0 +1,15 @@
+# 64-bit ARM, built on another Debian machine with clang and run under qemu-user. Debian's cross g++ cannot be installed
+# beside g++-multilib, which the i386 preset needs; clang takes the headers and start files of its packages.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR aarch64)
+set(CMAKE_C_COMPILER clang)
+set(CMAKE_CXX_COMPILER clang++)
+set(CMAKE_C_COMPILER_TARGET aarch64-linux-gnu)
+set(CMAKE_CXX_COMPILER_TARGET aarch64-linux-gnu)
+set(CMAKE_EXE_LINKER_FLAGS_INIT -fuse-ld=lld)
+set(CMAKE_SHARED_LINKER_FLAGS_INIT -fuse-ld=lld)
+set(CMAKE_MODULE_LINKER_FLAGS_INIT -fuse-ld=lld)
+set(CMAKE_LIBRARY_ARCHITECTURE aarch64-linux-gnu)
+set(CMAKE_C_LIBRARY_ARCHITECTURE aarch64-linux-gnu)
+set(CMAKE_CXX_LIBRARY_ARCHITECTURE aarch64-linux-gnu)
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64)
