@@ -58,7 +58,7 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "embeddable, frame-accurate media player component
 The shared library that hosts load, its sibling libraries, and the library
-that draws its views in X11 windows.")
+that draws its views in X11 windows and Wayland surfaces.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libkqplayer-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
@@ -75,6 +75,7 @@ set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME kqplay)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION video)
 # Any font that fontconfig finds will do; this one is what its own package prefers.
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "${runtime} ${this_version}, fonts-dejavu-core")
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_RECOMMENDS libdecor-0-plugin-1-cairo) # decorations on Wayland
 set(CPACK_DEBIAN_PROGRAM_DESCRIPTION "media player that steps, seeks and compares exactly
 Plays media files in a window, moves to the very frame, shows two files or
 a filter's result side by side, and writes stills and contact sheets.")
