@@ -9,9 +9,7 @@ mkdir -p "$folder/view"
 cd "$folder"
 
 # Numbers that reach every request.
-for kind in view; do
-    for i in 1 2 3 4 5 6; do
-        ffmpeg -nostdin -v error -f lavfi -i "aevalsrc=random($i):sample_rate=8000:duration=0.06" -f u8 "$kind/noise$i"
-    done
+for i in 1 2 3 4 5 6; do
+    ffmpeg -nostdin -v error -f lavfi -i "aevalsrc=random($i):sample_rate=8000:duration=0.06" -f u8 "view/noise$i"
 done
 echo "$stamp" >made

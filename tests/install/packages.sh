@@ -64,8 +64,8 @@ files >before
 in_system -i later/*.deb
 files | diff before - >&2 || fail "an upgrade loses or adds files"
 [[ $(dpkg-query --admindir=system/var/lib/dpkg -W -f '${Version}\n' | sort -u) == 99 ]] || fail "the upgrade went wrong"
-in_system -r kqplay libkqplayer-dev libkqplayer1
-in_system -P kqplay libkqplayer-dev libkqplayer1
+in_system -r python3-kqplayer kqplay libkqplayer-dev libkqplayer1
+in_system -P python3-kqplayer kqplay libkqplayer-dev libkqplayer1
 [[ -z $(files) ]] || fail "a removal leaves files: $(files)"
 
 # The program runs, and manual page and completion know each of its options.
