@@ -32,7 +32,7 @@ py::array Checked(const py::object& object, const char* name, int pixelBytes) {
     if (!py::isinstance<py::array>(object)) {
         throw py::value_error(text + " has to be a NumPy array");
     }
-    const auto array = py::reinterpret_borrow<py::array>(object);
+    auto array = py::reinterpret_borrow<py::array>(object);
     const bool isPlane = pixelBytes == 0;
     if (!array.dtype().is(py::dtype::of<std::uint8_t>())) {
         throw py::value_error(text + " has to be of uint8, not " +

@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
 
@@ -69,7 +70,7 @@ public:
     Holder& operator=(const Holder&) = delete;
     ~Holder() {
         if (!m_core->IsOurs()) {
-            static_cast<void>(new std::shared_ptr<Core>(std::move(m_core)));
+            static_cast<void>(new (std::nothrow) std::shared_ptr<Core>(std::move(m_core)));
             return;
         }
         const Unlocked unlocked;
