@@ -30,7 +30,7 @@ std::vector<int> Numbers(int first, int last) {
 class WithSound : public testing::Test {
 protected:
     LoopbackDevice m_device;
-    RenderedTime m_time{m_device, 0.8};
+    RenderedTime m_time{m_device, 0.9}; // slower than the sound, by less than what makes it doubted
     ViewRecorder m_recorder;
 
     /// Renders 10 ms at a time until the condition holds.
