@@ -102,7 +102,9 @@ TEST_F(OnWayland, DividesTwoFilesAndWritesAboveThem) {
             seen = screen;
             return still > 10 && screen.At(x, 700) == divider && screen.At(x, 735) == divider &&
                    screen.At(1, 1) == textGround && screen.At(x + 3, 1) == textGround;
-        })) << x;
+        })) << x
+            << std::hex << ": still for " << still << ", line " << seen.At(x, 700) << ' ' << seen.At(x, 735)
+            << ", text " << seen.At(1, 1) << ' ' << seen.At(x + 3, 1);
         return seen;
     };
     const Image left = dividedAt(300);
