@@ -1,5 +1,6 @@
 // Whether sound and picture agree: a clip that flashes and beeps once a second is played through the
 // component, with a sound device that this program renders in real time.
+#include "EndWatch.h"
 #include "Measured.h"
 #include "RealTimeDevice.h"
 
@@ -8,10 +9,8 @@
 #include <host/kqplay/Player.h>
 #include <host/kqplay/ViewLibrary.h>
 
-#include <atomic>
 #include <memory>
 #include <stdexcept>
-#include <thread>
 
 namespace bench {
 namespace {
@@ -20,8 +19,8 @@ constexpr int seconds = 10;
 /// Flashes and beeps further apart belong to different seconds of the file, at every speed.
 constexpr double farApart = 100;
 
-/// Notes when white pictures begin to be shown, and waits for the end.
-class FlashWatch final : public kqplay::PlayerListener {
+/// Notes when white pictures begin to be shown.
+class FlashWatch final : public EndWatch {
 public:
     static void OnPicture(void*, int, int width, int height, const unsigned char* pixels, void* self) {
         const std::size_t middle = (static_cast<std::size_t>(height) / 2 * static_cast<std::size_t>(width) +
@@ -34,10 +33,7 @@ public:
         }
         watch.m_isWhite = isWhite;
     }
-    void OnPosition(double) override {}
-    void OnEnd() override { m_ended = true; }
 
-    std::atomic<bool> m_ended{false};
     bool m_isWhite = false;
     std::vector<double> m_flashes;
 };
@@ -71,9 +67,7 @@ Noted PlayAt(double rate, double length) {
         views.SetPictureSink(FlashWatch::OnPicture, &watch);
         player.SetRange(0, timeline->EndTime());
         player.Play();
-        while (!watch.m_ended) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
+        watch.WaitForEnd();
         views.SetPictureSink(nullptr, nullptr);
     }
     device.Stop();

@@ -1,5 +1,6 @@
 #include "PlayOnce.h"
 
+#include "EndWatch.h"
 #include "Measured.h"
 #include "RealTimeDevice.h"
 
@@ -9,10 +10,7 @@
 #include <host/kqplay/ViewLibrary.h>
 #include <sys/resource.h>
 
-#include <atomic>
-#include <chrono>
 #include <stdexcept>
-#include <thread>
 
 namespace bench {
 namespace {
@@ -20,16 +18,14 @@ namespace {
 constexpr int width = 1920;
 constexpr int height = 1080;
 
-/// Counts pictures and late ones, and waits for the end.
-class Watch final : public kqplay::PlayerListener {
+/// Counts pictures and late ones.
+class Watch final : public EndWatch {
 public:
     void OnPosition(double seconds) override {
         ++m_pictures;
         m_late.Frame(NowMilliseconds() / 1000, seconds);
     }
-    void OnEnd() override { m_ended = true; }
 
-    std::atomic<bool> m_ended{false};
     int m_pictures = 0;
     kqplay::LateFrames m_late{0.010}; ///< the wall clock's step
 };
@@ -66,9 +62,7 @@ Cost PlayOnce(const std::string& clip, pid_t server, const Showing& showing) {
         const double own = OwnProcessorTime();
         const double others = ProcessorTimeOf(server);
         player.Play();
-        while (!watch.m_ended) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
+        watch.WaitForEnd();
         cost = {OwnProcessorTime() - own, ProcessorTimeOf(server) - others, watch.m_late.Count(),
                 watch.m_pictures};
         if (showing.end) {

@@ -34,37 +34,22 @@ def make_clip():
     return path
 
 
-def ours_in_order(path):
+def ours_in_order(path, convert):
     count = 0
     for frame in kqplayer.open(path):
-        frame.rgb()
+        convert(frame)
         count += 1
     return count
 
 
-def ours_in_order_bgr(path):
-    count = 0
-    for frame in kqplayer.open(path):
-        frame.bgr()
-        count += 1
-    return count
-
-
-def theirs_in_order(path):
+def theirs_in_order(path, convert):
     capture, count = cv2.VideoCapture(path), 0  # it gives BGR
     while True:
         there, picture = capture.read()
         if not there:
             return count
-        cv2.cvtColor(picture, cv2.COLOR_BGR2RGB)
+        convert(picture)
         count += 1
-
-
-def theirs_in_order_bgr(path):
-    capture, count = cv2.VideoCapture(path), 0
-    while capture.read()[0]:
-        count += 1
-    return count
 
 
 def fingerprint(planes_or_pixels):
@@ -123,13 +108,13 @@ def main():
     chosen = options.parse_args()
     path = chosen.file or make_clip()
 
-    table = {"in order, to RGB": (ours_in_order, theirs_in_order),
-             "in order, to BGR": (ours_in_order_bgr, theirs_in_order_bgr)}
+    table = {"in order, to RGB": (kqplayer.Frame.rgb, lambda picture: cv2.cvtColor(picture, cv2.COLOR_BGR2RGB)),
+             "in order, to BGR": (kqplayer.Frame.bgr, lambda picture: picture)}
     for name, (ours, theirs) in table.items():
         ratios = []
         for _ in range(chosen.rounds):
-            own, count = timed(ours, path)
-            other, other_count = timed(theirs, path)
+            own, count = timed(ours_in_order, path, ours)
+            other, other_count = timed(theirs_in_order, path, theirs)
             ratios.append(other / own)
             print(f"{name}: kqplayer {count / own:.1f} pictures/s of {count}, OpenCV {other_count / other:.1f} of "
                   f"{other_count}, ratio {other / own:.2f}", flush=True)

@@ -51,8 +51,7 @@ kq::measure::MeasureRequest RequestOf(PlaybackParts& parts) {
     if (options.length) {
         request.end = options.start + *options.length;
     }
-    request.givesUp = [&parts] { return parts.signals.AsksForEnd(); };
-    request.log = [&parts](const std::string& line) { parts.output.Note(line); };
+    parts.Watch(request);
     return request;
 }
 
@@ -173,8 +172,7 @@ int VerifyFile(PlaybackParts& parts) {
     request.file = parts.options.file;
     request.count = parts.options.verify.count;
     request.seed = parts.options.verify.seed;
-    request.givesUp = [&parts] { return parts.signals.AsksForEnd(); };
-    request.log = [&parts](const std::string& line) { parts.output.Note(line); };
+    parts.Watch(request);
     std::string error;
     const auto verifier = kq::measure::Verifier::Open(request, error);
     kq::measure::VerifyReport report;

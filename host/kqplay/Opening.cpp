@@ -42,8 +42,7 @@ bool OpenFile(PlaybackParts& parts) {
     how.audio = parts.options.audio != AudioTarget::Off;
     how.audioTrack = parts.options.audioTrack;
     how.queueBytes = queueBytes;
-    how.givesUp = [&parts] { return parts.signals.AsksForEnd(); };
-    how.log = [&parts](const std::string& line) { parts.output.Note(line); };
+    parts.Watch(how);
     if (!kq::streams::OpenTimeline(parts.options.file, how, parts.file, parts.timeline, error)) {
         return parts.Fail(error);
     }
@@ -59,8 +58,7 @@ bool OpenOther(PlaybackParts& parts, const ComparedFile& other, const std::strin
     kq::streams::OpenOptions how;
     how.audio = parts.options.audio != AudioTarget::Off && parts.options.filter.empty();
     how.filter = parts.options.filter;
-    how.givesUp = [&parts] { return parts.signals.AsksForEnd(); };
-    how.log = [&parts](const std::string& line) { parts.output.Note(line); };
+    parts.Watch(how);
     how.storeBytes = parts.options.compare.size() > 1 ? mostStored / parts.options.compare.size() : 0;
     kq::streams::MediaFile file;
     std::shared_ptr<kq::streams::Companion> companion;

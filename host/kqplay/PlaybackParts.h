@@ -70,6 +70,13 @@ struct PlaybackParts {
     bool IsHeard() const { return file.audio && sound.IsOpen(); }
     /// @return the number of the first view that is seen
     int FrontView() const { return comparison ? comparison->Front() : 0; }
+    /// Has something that opens files hand on its notices, and give up when the program is to end.
+    /// @param how OpenOptions, or a request of the like; the parts outlive it
+    template <class How>
+    void Watch(How& how) {
+        how.givesUp = [this] { return signals.AsksForEnd(); };
+        how.log = [this](const std::string& line) { output.Note(line); };
+    }
     /// Tells of each file what it says of its current picture and how the picture is shown; waits for it.
     /// @param tell receives lines that begin with the file's name
     void DescribePictures(const std::function<void(const std::string&)>& tell) const;

@@ -96,8 +96,7 @@ int Session::DrawContactSheet() {
     how.audio = false;
     how.queueBytes = how.storeBytes = 1; // what lies behind a picture is not wanted
     how.filter = Parts().options.filter;
-    how.givesUp = [this] { return Parts().signals.AsksForEnd(); };
-    how.log = [this](const std::string& line) { Parts().output.Note(line); };
+    Parts().Watch(how);
     std::string error;
     if (!OpenForSheet(how, error)) {
         Parts().Fail(error);

@@ -39,6 +39,7 @@ std::unique_ptr<Measurer> Measurer::Open(const MeasureRequest& request, std::str
 bool Measurer::OpenFiles(std::string& error) {
     const auto open = [&](const std::string& path) {
         streams::OpenOptions options;
+        options.audio = false;
         options.decoderThreads = m_request.decoderThreads;
         options.givesUp = m_request.givesUp;
         options.log = m_request.log;

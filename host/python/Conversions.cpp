@@ -3,6 +3,7 @@
 #include <kqplayer/audio.h>
 #include <kqplayer/image.h>
 
+#include <image/Arithmetic.h>
 #include <pybind11/numpy.h>
 
 #include <algorithm>
@@ -94,7 +95,7 @@ tagBITMAPINFOHEADER HeaderOf(int width, int height, int bits) {
 }
 
 py::ssize_t PaddedRow(int width) {
-    return (static_cast<py::ssize_t>(width) * 24 + 31) / 32 * 4;
+    return image::BitmapRowBytes(width, 24);
 }
 
 /// New pixels of 24 bits, whose rows are padded to four bytes.
@@ -143,64 +144,60 @@ Bytes ToBgr(const py::object& luma, const py::object& cb, const py::object& cr) 
     return to;
 }
 
-/// Pixels bottom-up in padded rows, as some routines read them: row r of the picture is memory row height - 1
-/// - r.
-std::vector<std::uint8_t> BottomUp(const py::array& pixels) {
-    const auto height = static_cast<std::size_t>(pixels.shape(0));
-    const auto pitch = static_cast<std::size_t>(PaddedRow(static_cast<int>(pixels.shape(1))));
-    std::vector<std::uint8_t> rows(height * pitch);
-    for (std::size_t row = 0; row < height; ++row) {
-        const std::uint8_t* from = Data(pixels) + static_cast<std::ptrdiff_t>(row) * pixels.strides(0);
-        std::copy_n(from, pixels.shape(1) * 3, &rows[(height - 1 - row) * pitch]);
+/// @param pitch bytes between the rows of the copy
+/// @param isBottomUp row r of the picture is row height - 1 - r of the copy
+std::vector<std::uint8_t> CopyRows(const py::array& pixels, py::ssize_t pitch, bool isBottomUp) {
+    const py::ssize_t height = pixels.shape(0);
+    std::vector<std::uint8_t> rows(static_cast<std::size_t>(height * pitch));
+    for (py::ssize_t row = 0; row < height; ++row) {
+        std::copy_n(Data(pixels) + row * pixels.strides(0), pixels.shape(1) * pixels.shape(2),
+                    rows.data() + (isBottomUp ? height - 1 - row : row) * pitch);
     }
     return rows;
 }
 
-/// @param order of the rows that Argb_2_yuv420() reads: side by side
-std::vector<std::uint8_t> TopDown(const py::array& pixels) {
-    const auto bytes = static_cast<std::size_t>(pixels.shape(1) * 4);
-    std::vector<std::uint8_t> rows;
-    rows.reserve(static_cast<std::size_t>(pixels.shape(0)) * bytes);
-    for (py::ssize_t row = 0; row < pixels.shape(0); ++row) {
-        const std::uint8_t* from = Data(pixels) + row * pixels.strides(0);
-        rows.insert(rows.end(), from, from + bytes);
+/// Bottom-up in padded rows, as some routines read 24-bit pixels.
+std::vector<std::uint8_t> BottomUp(const py::array& pixels) {
+    return CopyRows(pixels, PaddedRow(static_cast<int>(pixels.shape(1))), true);
+}
+
+/// @param convert fills the planes from the pixels; without the interpreter's lock
+template <class Convert>
+py::tuple FromPixels(const py::object& pixels, int pixelBytes, Convert convert) {
+    const py::array from = Checked(pixels, "pixels", pixelBytes);
+    const auto width = static_cast<int>(from.shape(1));
+    const auto height = static_cast<int>(from.shape(0));
+    const NewPlanar to(width, height);
+    tagBITMAPINFOHEADER header = HeaderOf(width, height, 8 * pixelBytes);
+    {
+        const Unlocked unlocked;
+        convert(from, to, header);
     }
-    return rows;
+    return to.Tuple();
 }
 
 py::tuple FromBgra(const py::object& pixels) {
-    const py::array from = Checked(pixels, "pixels", 4);
-    const auto width = static_cast<int>(from.shape(1));
-    const auto height = static_cast<int>(from.shape(0));
-    const NewPlanar to(width, height);
-    tagBITMAPINFOHEADER header = HeaderOf(width, height, 32);
-    {
-        const Unlocked unlocked;
-        std::vector<std::uint8_t> copy;
-        std::uint8_t* rows = Data(from);
-        if (from.strides(0) != static_cast<py::ssize_t>(width) * 4) {
-            copy = TopDown(from);
-            rows = copy.data();
-        }
-        Argb_2_yuv420(Data(to.y), Data(to.u), Data(to.v), Pitch(to.y), Pitch(to.u), Pitch(to.v), &header,
-                      rows);
-    }
-    return to.Tuple();
+    constexpr int pixelBytes = 4;
+    return FromPixels(pixels, pixelBytes,
+                      [](const py::array& from, const NewPlanar& to, tagBITMAPINFOHEADER& header) {
+                          const py::ssize_t pitch = from.shape(1) * pixelBytes;
+                          std::vector<std::uint8_t> copy;
+                          std::uint8_t* rows = Data(from);
+                          if (from.strides(0) != pitch) {
+                              copy = CopyRows(from, pitch, false);
+                              rows = copy.data();
+                          }
+                          Argb_2_yuv420(Data(to.y), Data(to.u), Data(to.v), Pitch(to.y), Pitch(to.u),
+                                        Pitch(to.v), &header, rows);
+                      });
 }
 
 py::tuple FromBgr(const py::object& pixels) {
-    const py::array from = Checked(pixels, "pixels", 3);
-    const auto width = static_cast<int>(from.shape(1));
-    const auto height = static_cast<int>(from.shape(0));
-    const NewPlanar to(width, height);
-    tagBITMAPINFOHEADER header = HeaderOf(width, height, 24);
-    {
-        const Unlocked unlocked;
+    return FromPixels(pixels, 3, [](const py::array& from, const NewPlanar& to, tagBITMAPINFOHEADER& header) {
         std::vector<std::uint8_t> rows = BottomUp(from);
         Rgb24_2_yuv420(Data(to.y), Data(to.u), Data(to.v), Pitch(to.y), Pitch(to.u), Pitch(to.v), &header,
                        rows.data());
-    }
-    return to.Tuple();
+    });
 }
 
 Bytes ToPacked(const py::object& luma, const py::object& cb, const py::object& cr, bool isYuy2) {

@@ -82,6 +82,11 @@ FramePtr PictureReader::At(Ticks time) {
     return landing.frame;
 }
 
+FramePtr PictureReader::BeginningAt(Ticks time) {
+    FramePtr frame = At(time);
+    return frame && std::abs(frame->time - time) <= 2 * Tolerance() + 1 ? frame : nullptr;
+}
+
 /// @return a picture that is certain to be on show at a time
 FramePtr PictureReader::FromStore(Ticks time) const {
     const Ticks tolerance = Tolerance();
@@ -105,16 +110,16 @@ void PictureReader::Store(const FramePtr& frame) {
 
 std::shared_ptr<FileCore> FileCore::Open(const std::string& path, const streams::OpenOptions& options) {
     std::shared_ptr<FileCore> core(new FileCore(path, options));
-    std::string error;
-    core->OpenPictures(error);
+    core->OpenPictures();
     if (!core->HasVideo()) {
         core->OpenSound(); // without pictures it may be that
     }
     return core;
 }
 
-void FileCore::OpenPictures(std::string& error) {
+void FileCore::OpenPictures() {
     streams::FileVideo video;
+    std::string error; // opening the sound gives the reason
     if (!streams::OpenFileVideo(m_path, m_options, video, error)) {
         return;
     }
@@ -172,10 +177,9 @@ FramePtr FileCore::Picture(std::int64_t number) {
     }
     const std::lock_guard guard(m_pictureLock);
     auto reader = TakeReader();
-    FramePtr frame = reader->At(*time);
-    const bool isRight = frame && std::abs(frame->time - *time) <= 2 * reader->Tolerance() + 1;
+    FramePtr frame = reader->BeginningAt(*time);
     GiveBack(std::move(reader));
-    if (!isRight) {
+    if (!frame) {
         throw Error(m_path + ": picture " + std::to_string(number) + " cannot be decoded");
     }
     return frame;

@@ -51,6 +51,8 @@ public:
     FramePtr Next();
     /// @return the picture that is on show at a time; null when there is none or the input cannot go there
     FramePtr At(Ticks time);
+    /// @return the picture that begins at a time; null when it cannot be decoded
+    FramePtr BeginningAt(Ticks time);
     /// @return begin of the picture given last, nothing before the first
     std::optional<Ticks> Place() const { return m_place; }
     Ticks Tolerance() const { return m_source.Tolerance(); }
@@ -112,7 +114,7 @@ private:
     FileCore(std::string path, const streams::OpenOptions& options)
         : m_path(std::move(path)), m_options(options) {}
 
-    void OpenPictures(std::string& error);
+    void OpenPictures();
     void OpenSound();
     void CheckOpen() const;
     void CloseNow();

@@ -6,8 +6,10 @@
 
 #include <kqplayer/imageproc.h>
 
+#include <image/Arithmetic.h>
 #include <image/ColourConvert.h>
 #include <streams/PictureLayout.h>
+#include <streams/QueuedStream.h>
 
 #include <algorithm>
 #include <array>
@@ -21,6 +23,8 @@ namespace {
 /// Rows that are converted before their colours are exchanged: they stay in the cache between, and begin
 /// with a row of chroma.
 constexpr int bandRows = 16;
+
+constexpr int bitmapBits = 24;
 
 struct KindName {
     std::int32_t kind;
@@ -148,13 +152,8 @@ std::string Describe(const std::shared_ptr<Frame>& frame) {
 } // namespace
 
 std::shared_ptr<Frame> Frame::Of(const FramePtr& frame, std::int64_t number, const FileCore& file) {
-    streams::PicturePlace place;
+    streams::PicturePlace place = streams::PlaceOf(*frame, file.Rate());
     place.number = number;
-    place.time = streams::ToSeconds(frame->time);
-    place.duration = (frame->endPosition - frame->position) / file.Rate();
-    if (frame->picture && frame->picture->pict_type != AV_PICTURE_TYPE_NONE) {
-        place.kind = av_get_picture_type_char(frame->picture->pict_type);
-    }
     return std::make_shared<Frame>(std::shared_ptr<const MEDIA_FRAME>(frame, &frame->record), place,
                                    file.Numbers());
 }
@@ -170,7 +169,7 @@ std::int64_t Frame::Number() {
 }
 
 void Frame::ConvertTo(PixelOrder order, std::uint8_t* out, std::ptrdiff_t pitch) const {
-    image::SourcePicture source = image::SourceOf(*m_record);
+    const image::SourcePicture source = image::SourceOf(*m_record);
     if (!image::IsConvertible(source)) {
         throw Error("this picture cannot be converted to RGB");
     }
@@ -185,24 +184,14 @@ void Frame::ConvertTo(PixelOrder order, std::uint8_t* out, std::ptrdiff_t pitch)
     const auto rowBytes = static_cast<std::size_t>(source.width) * 3;
     thread_local std::vector<std::uint8_t> band;
     band.resize(std::max(band.size(), rowBytes * bandRows));
-    const streams::PlaneShape luma =
-        streams::ShapeOf(streams::FormatOf(source.kind), 0, source.width, source.height);
-    const streams::PlaneShape chroma =
-        streams::ShapeOf(streams::FormatOf(source.kind), 1, source.width, source.height);
-    const int chromaRows = chroma.height < luma.height ? bandRows / 2 : bandRows;
-    const int height = source.height;
-    for (int row = 0; row < height; row += bandRows) {
-        source.height = std::min(bandRows, height - row);
-        image::ToRgb24(source, band.data(), static_cast<std::ptrdiff_t>(rowBytes));
-        for (int i = 0; i < source.height; ++i) {
+    for (int row = 0; row < source.height; row += bandRows) {
+        const int rows = std::min(bandRows, source.height - row);
+        image::ToRgb24(image::PartOf(source, {0, row, source.width, row + rows}), band.data(),
+                       static_cast<std::ptrdiff_t>(rowBytes));
+        for (int i = 0; i < rows; ++i) {
             SwapColours(band.data() + static_cast<std::size_t>(i) * rowBytes, out,
                         static_cast<std::size_t>(source.width));
             out += pitch;
-        }
-        for (std::size_t plane = 0; plane < 3; ++plane) {
-            if (source.planes[plane] != nullptr) {
-                source.planes[plane] += source.pitches[plane] * (plane == 0 ? bandRows : chromaRows);
-            }
         }
     }
 }
@@ -216,11 +205,10 @@ void Frame::Save(const std::wstring& path) const {
         void operator()(void* image) const { DIDestroy(image); }
     };
     const std::unique_ptr<void, Destroyer> image(DICreate());
-    if (!image || DISetContent(image.get(), Width(), Height(), 24) == 0) {
+    if (!image || DISetContent(image.get(), Width(), Height(), bitmapBits) == 0) {
         throw Error("there is no memory for a picture of this size");
     }
-    ConvertTo(PixelOrder::Bgr, DIGetBits(image.get()),
-              (static_cast<std::ptrdiff_t>(Width()) * 24 + 31) / 32 * 4);
+    ConvertTo(PixelOrder::Bgr, DIGetBits(image.get()), image::BitmapRowBytes(Width(), bitmapBits));
     const LogRelay::Capture log;
     if (DISaveEx(image.get(), path.c_str(), mimeType) == 0) {
         throw Error(log.Last().empty() ? "the picture's file cannot be written" : log.Last());

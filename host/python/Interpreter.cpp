@@ -76,6 +76,10 @@ bool IsEnding() {
     return isEnding;
 }
 
+std::string PathOf(const py::object& path) {
+    return py::module_::import("os").attr("fsencode")(path).cast<std::string>();
+}
+
 void CheckSignals() {
     if (PyErr_CheckSignals() != 0) {
         throw py::error_already_set();

@@ -92,6 +92,9 @@ private:
 /// @return true once the interpreter is about to end: nobody calls it any more
 bool IsEnding();
 
+/// @return the name of a file, given as text, bytes or a path, as the system has it
+std::string PathOf(const py::object& path);
+
 /// Runs signal handlers that wait for their turn; with the interpreter's lock.
 /// @throw py::error_already_set when one raises
 void CheckSignals();

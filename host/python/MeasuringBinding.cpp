@@ -90,10 +90,9 @@ py::array_t<double> Planes(const std::vector<MeasuredPair>& pairs, Get get) {
 
 py::dict Measure(const py::object& file, const py::object& other, std::int64_t offset, double begin,
                  double end) {
-    const auto encode = py::module_::import("os").attr("fsencode");
     measure::MeasureRequest request;
-    request.file = encode(file).cast<std::string>();
-    request.other = other.is_none() ? std::string() : encode(other).cast<std::string>();
+    request.file = PathOf(file);
+    request.other = other.is_none() ? std::string() : PathOf(other);
     request.offset = offset;
     request.begin = begin;
     request.end = end;

@@ -17,10 +17,6 @@ using File = Holder<FileCore>;
 using Iterator = Holder<Walk>;
 using SharedFrame = std::shared_ptr<Frame>;
 
-std::string PathOf(const py::object& path) {
-    return py::module_::import("os").attr("fsencode")(path).cast<std::string>();
-}
-
 std::unique_ptr<File> Open(const py::object& path, int threads, int soundTrack) {
     streams::OpenOptions options;
     options.decoderThreads = threads;
@@ -49,13 +45,12 @@ std::size_t Length(const File& file) {
 }
 
 SharedFrame Picture(const File& file, std::int64_t number) {
-    const auto& core = *file.Get();
-    auto& fetching = *file.Get();
+    auto& core = *file.Get();
     SharedFrame frame;
     {
         const Unlocked unlocked;
         const std::int64_t wanted = number < 0 ? number + core.Numbers()->Count() : number;
-        const FramePtr picture = wanted < 0 ? nullptr : fetching.Picture(wanted);
+        const FramePtr picture = wanted < 0 ? nullptr : core.Picture(wanted);
         frame = picture ? Frame::Of(picture, wanted, core) : nullptr;
     }
     if (!frame) {

@@ -57,7 +57,7 @@ SharedObject Share(const py::object& object) {
 
 std::unique_ptr<Player> Open(const py::object& path, bool sound, int soundTrack, const std::string& filter) {
     PlayerCore::Setup setup;
-    setup.path = py::module_::import("os").attr("fsencode")(path).cast<std::string>();
+    setup.path = PathOf(path);
     setup.sound = sound;
     setup.soundTrack = soundTrack;
     setup.filter = filter;
@@ -111,8 +111,7 @@ std::unique_ptr<ViewHolder> AddView(const Player& player, const py::object& wind
     } else if (!window.is_none()) {
         parent = reinterpret_cast<void*>(window.cast<std::uintptr_t>());
     }
-    const std::string file =
-        path.is_none() ? std::string() : py::module_::import("os").attr("fsencode")(path).cast<std::string>();
+    const std::string file = path.is_none() ? std::string() : PathOf(path);
     const tagRECT place{rect[0], rect[1], rect[0] + rect[2], rect[1] + rect[3]};
     auto view = Without(player, [&](PlayerCore& core) { return core.AddView(parent, place, file, filter); });
     return std::make_unique<ViewHolder>(std::make_shared<View>(player.Get(), std::move(view)));

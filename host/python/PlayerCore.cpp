@@ -325,17 +325,15 @@ streams::KeptPicture PlayerCore::Picture() {
 
 std::int64_t PlayerCore::Number() {
     CheckOpen();
+    m_timeline->FrameCount(); // waits until every picture has a number
     if (m_player->IsActivate() != KQ_ACTIVATE_PLAYING) {
-        const streams::KeptPicture picture = Picture();
-        m_timeline->FrameCount();
-        return picture.frame ? Picture().place.number : -1;
+        return Picture().place.number;
     }
     double playTime = 0;
     {
         const std::lock_guard guard(m_lock);
         playTime = m_playTime;
     }
-    m_timeline->FrameCount();
     return m_timeline->FrameNumber(playTime);
 }
 

@@ -1,7 +1,5 @@
 #include "Walk.h"
 
-#include <cstdlib>
-
 namespace kq::python {
 
 Walk::Walk(std::shared_ptr<FileCore> file, std::int64_t begin, std::optional<std::int64_t> end,
@@ -61,8 +59,7 @@ FramePtr Walk::Jump() {
         if (!time) {
             return nullptr;
         }
-        FramePtr frame = m_reader->At(*time);
-        if (frame && std::abs(frame->time - *time) <= 2 * m_reader->Tolerance() + 1) {
+        if (FramePtr frame = m_reader->BeginningAt(*time)) {
             return frame;
         }
     }

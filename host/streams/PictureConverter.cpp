@@ -32,18 +32,6 @@ void Label(AVFrame& picture, const ColourReading& reading) {
     picture.color_range = reading.IsFullRange() ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
 }
 
-/// @return the format with Cb and Cr in planes of their own
-AVPixelFormat Unpaired(AVPixelFormat format) {
-    switch (format) {
-    case AV_PIX_FMT_NV12:
-        return AV_PIX_FMT_YUV420P;
-    case AV_PIX_FMT_P010LE:
-        return AV_PIX_FMT_YUV420P10LE;
-    default:
-        return format;
-    }
-}
-
 /// The scaler leaves the last row of chroma out when it brings such a picture to planar 4:2:0 at once.
 bool LosesItsLastRow(const AVFrame& picture) {
     const bool isPacked = picture.format == AV_PIX_FMT_YUYV422 || picture.format == AV_PIX_FMT_UYVY422;
@@ -122,7 +110,7 @@ FrameHandle PictureConverter::Convert(FrameHandle picture, FileLog& log) {
     CarrySourceText(*picture);
     NoticeChanges(*picture, reading, log);
     if (reading.matrix == AVCOL_SPC_YCGCO) {
-        const AVPixelFormat planar = Unpaired(NearestFormat(picture->format));
+        const AVPixelFormat planar = WithoutPairs(NearestFormat(picture->format));
         if (!IsReady(*picture, planar)) {
             picture = Scale(*picture, planar, reading, reading);
         }

@@ -16,6 +16,16 @@ constexpr int pastLasts = 50;
 
 } // namespace
 
+PicturePlace PlaceOf(const Frame& picture, double rate) {
+    PicturePlace place;
+    place.time = ToSeconds(picture.time);
+    place.duration = rate > 0 ? (picture.endPosition - picture.position) / rate : 0;
+    if (picture.picture && picture.picture->pict_type != AV_PICTURE_TYPE_NONE) {
+        place.kind = av_get_picture_type_char(picture.picture->pict_type);
+    }
+    return place;
+}
+
 QueuedStream::QueuedStream(std::unique_ptr<FrameSource> source, const StreamFormat& format,
                            std::size_t queueBytes)
     : TimedStream(format), m_source(std::move(source)),
@@ -89,13 +99,8 @@ KeptPicture QueuedStream::Keep() {
     guard.unlock();
     const Frame& picture = *shown->original;
     kept.frame = {shown, &shown->record};
+    kept.place = PlaceOf(picture, std::get<VIDEO_STREAM_INFO>(Format()).dFrameRate);
     kept.place.number = m_source->NumberOf(picture);
-    kept.place.time = ToSeconds(picture.time);
-    const double rate = std::get<VIDEO_STREAM_INFO>(Format()).dFrameRate;
-    kept.place.duration = rate > 0 ? (picture.endPosition - picture.position) / rate : 0;
-    if (picture.picture && picture.picture->pict_type != AV_PICTURE_TYPE_NONE) {
-        kept.place.kind = av_get_picture_type_char(picture.picture->pict_type);
-    }
     return kept;
 }
 

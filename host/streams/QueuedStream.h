@@ -19,6 +19,10 @@
 
 namespace kq::streams {
 
+/// @param rate of the file; 0 for unknown
+/// @return where a picture of a file stands in it, without its number
+PicturePlace PlaceOf(const Frame& picture, double rate);
+
 /// IMediaStream over a FrameSource. Any thread may call it at any time.
 ///
 /// Calls wait for the frame that they need, so that the end is never mistaken. A video stream keeps its last

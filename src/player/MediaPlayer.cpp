@@ -502,8 +502,12 @@ std::int32_t CMediaPlayer::SetVolume(double dVolume) {
     }
     CSingleLock lock(&m_csVolume);
     m_dVolume = dVolume;
-    m_state.m_fGain = m_bMuted ? 0.0F : static_cast<float>(m_dVolume);
+    TellGain();
     return kq::Ok;
+}
+
+void CMediaPlayer::TellGain() {
+    m_state.m_fGain = m_bMuted ? 0.0F : static_cast<float>(m_dVolume);
 }
 
 double CMediaPlayer::GetVolume() {
@@ -514,7 +518,7 @@ double CMediaPlayer::GetVolume() {
 std::int32_t CMediaPlayer::SetMute(int bMute) {
     CSingleLock lock(&m_csVolume);
     m_bMuted = bMute != 0;
-    m_state.m_fGain = m_bMuted ? 0.0F : static_cast<float>(m_dVolume);
+    TellGain();
     return kq::Ok;
 }
 

@@ -145,6 +145,8 @@ private:
     /// @param nSeen see SeekMailbox::PostCarriedOut()
     bool MoveWithoutRun(double dTime, unsigned int nMode, std::uint64_t nSeen);
     void StepBackWithoutRun();
+    /// Under m_csVolume.
+    void TellGain();
     /// @return the stream of a view, or the reference stream for null; null without one
     kq::ComPtr<IMediaStream> AcquireStreamOf(const IPlayerView* pView);
     void MoveStream(double dTime, unsigned int nMode);

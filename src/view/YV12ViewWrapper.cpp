@@ -300,8 +300,8 @@ bool YV12ViewWrapper::ShowFrame(const MEDIA_FRAME& frame) {
     }
     if (bIsPart) {
         unsigned char* const pFirst = pRgb + part.top * nPitch + std::ptrdiff_t{4} * part.left;
-        kq::image::ToRgb32(kq::image::PartOf(picture, part), pFirst,
-                           nPitch); // an empty part has nothing to be made
+        // An empty part has nothing to be made.
+        kq::image::ToRgb32(kq::image::PartOf(picture, part), pFirst, nPitch);
         m_pFunctions->PVShowRGB32Part(m_pView, picture.width, picture.height, pRgb, &part);
         return true;
     }

@@ -203,9 +203,9 @@ void WaylandSurface::Show(Size size, const std::uint8_t* pixels, const Rect& mad
     }
     picture->made = made;
     m_settings.Bind(size);
-    if (Contains(made, NeededPart(size, m_settings))) {
+    if (CanShow(*picture, m_settings)) {
         m_shown = m_settings;
-    } else if (!CanShow(*picture)) {
+    } else if (!CanShow(*picture, m_shown)) {
         return; // made for settings that have changed twice since
     }
     m_latest = picture;
@@ -222,7 +222,7 @@ void WaylandSurface::Show(Size size, const std::uint8_t* pixels, const Rect& mad
 bool WaylandSurface::Apply(const DisplaySettings& settings) {
     const std::lock_guard<std::mutex> guard(m_connection->Lock());
     m_settings = settings;
-    if (m_latest && !Contains(m_latest->made, NeededPart(m_latest->PixelSize(), m_settings))) {
+    if (m_latest && !CanShow(*m_latest, m_settings)) {
         return false;
     }
     m_shown = m_settings;
@@ -323,9 +323,9 @@ WaylandSurface::Drawing WaylandSurface::DrawingOf(Size picture) const {
     return drawing;
 }
 
-/// @return true when the picture has what is shown of it now
-bool WaylandSurface::CanShow(const WaylandBuffer& picture) const {
-    return Contains(picture.made, NeededPart(picture.PixelSize(), m_shown));
+/// @return true when the picture has what the settings show of it
+bool WaylandSurface::CanShow(const WaylandBuffer& picture, const DisplaySettings& settings) {
+    return Contains(picture.made, NeededPart(picture.PixelSize(), settings));
 }
 
 /// A picture that waits gives way to a newer one.
@@ -399,7 +399,7 @@ bool WaylandSurface::Attach(const BufferPtr& picture, const Drawing& drawing) {
 
 /// Gives the compositor the next picture, if there is one.
 void WaylandSurface::CommitNext() {
-    while (m_waiting.size() > 1 && (!CanShow(*m_waiting.front()) || m_seen.IsEmpty())) {
+    while (m_waiting.size() > 1 && (!CanShow(*m_waiting.front(), m_shown) || m_seen.IsEmpty())) {
         m_waiting.pop_front();
         ++m_counts.llSkipped;
     }
@@ -473,7 +473,7 @@ void WaylandSurface::Draw() {
         m_connection->Flush();
         return;
     }
-    if (m_committed && CanShow(*m_committed)) {
+    if (m_committed && CanShow(*m_committed, m_shown)) {
         return CommitPicture(false, true);
     }
     if (!m_latest) {

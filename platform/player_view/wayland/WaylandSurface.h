@@ -83,7 +83,7 @@ private:
     double ScaleToUse() const;
     Size WindowPixels() const;
     Drawing DrawingOf(Size picture) const;
-    bool CanShow(const WaylandBuffer& picture) const;
+    static bool CanShow(const WaylandBuffer& picture, const DisplaySettings& settings);
     BufferPtr AcquirePicture(Size size);
     BufferPtr Scale(const WaylandBuffer& picture, const Drawing& drawing);
     bool IsAsItIs(const WaylandBuffer& picture, const Drawing& drawing) const;
