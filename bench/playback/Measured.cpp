@@ -153,6 +153,13 @@ std::string FlashClip(int seconds, int pictures) {
                      "pcm_s16le"});
 }
 
+std::string Clip1080p25(int gop) {
+    return MakeClip("1080p25-" + std::to_string(gop) + ".mp4",
+                    {"-f", "lavfi", "-i", "testsrc2=size=1920x1080:rate=25:duration=20,noise=alls=6:allf=t",
+                     "-c:v", "libx264", "-preset", "veryfast", "-crf", "23", "-pix_fmt", "yuv420p",
+                     "-x264-params", "bframes=3:scenecut=0:keyint=" + std::to_string(gop)});
+}
+
 Pairs PairUp(const std::vector<double>& flashes, const std::vector<double>& beeps, double farApart) {
     Pairs pairs;
     for (const double flash : flashes) {

@@ -46,6 +46,10 @@ std::vector<double> PictureTimes(const std::string& path, int view = 0);
 /// @param pictures that a flash lasts, as does its beep
 std::string FlashClip(int seconds, int pictures);
 
+/// @return a clip of 20 seconds without sound
+/// @param gop from one key frame to the next
+std::string Clip1080p25(int gop);
+
 /// What was seen and heard together.
 struct Pairs {
     std::vector<double> offsets; ///< milliseconds by which pictures came after the sound
@@ -70,6 +74,7 @@ void MeasureFlashAndBeep();
 void MeasureProcessorTime();
 void MeasureZoom();
 void MeasureLayouts();
+void MeasureTimeline();
 void MeasureWayland();
 
 } // namespace bench

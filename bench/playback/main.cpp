@@ -1,5 +1,5 @@
-// Measures playback: bench_playback [pacing] [sync] [cost] [zoom] [layouts] [wayland], everything when
-// nothing is named.
+// Measures playback: bench_playback [pacing] [sync] [cost] [zoom] [layouts] [timeline] [wayland], everything
+// when nothing is named.
 #include "Measured.h"
 
 #include <host/kqplay/ComponentOutput.h>
@@ -27,6 +27,8 @@ int main(int argc, char** argv) {
             bench::MeasureZoom();
         if (asked("layouts"))
             bench::MeasureLayouts();
+        if (asked("timeline"))
+            bench::MeasureTimeline();
 #ifdef BENCH_WAYLAND
         if (asked("wayland"))
             bench::MeasureWayland();

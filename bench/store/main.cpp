@@ -185,13 +185,6 @@ void Measure(const std::string& path) {
     MeasureHeldStep(clip, store, store.At(late));
 }
 
-std::string Clip1080p(const std::string& name, int gop) {
-    return bench::MakeClip(name, {"-f", "lavfi", "-i",
-                                  "testsrc2=size=1920x1080:rate=25:duration=20,noise=alls=6:allf=t", "-c:v",
-                                  "libx264", "-preset", "veryfast", "-crf", "23", "-pix_fmt", "yuv420p",
-                                  "-x264-params", "bframes=3:scenecut=0:keyint=" + std::to_string(gop)});
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
@@ -199,8 +192,8 @@ int main(int argc, char** argv) {
         bench::PrintTo(STDOUT_FILENO);
         std::vector<std::string> clips(argv + 1, argv + argc);
         if (clips.empty()) {
-            clips = {Clip1080p("store-25.mp4", 25), Clip1080p("store-250.mp4", 250),
-                     Clip1080p("store-start.mp4", 100000)};
+            constexpr int onlyAtStart = 100000;
+            clips = {bench::Clip1080p25(25), bench::Clip1080p25(250), bench::Clip1080p25(onlyAtStart)};
         }
         bench::Print("%-14s %-34s %6s %8s %8s %8s\n", "milliseconds", "", "count", "p50", "p99", "max");
         for (const std::string& clip : clips) {
