@@ -38,18 +38,18 @@ void* MapAt(std::uintptr_t nAddress, std::size_t nBytes) noexcept {
 // No kernel has a way to ask for it that all processors share, so places are tried, from where the last one
 // was found.
 void* MapLow(std::size_t nBytes) noexcept {
-    static std::atomic<std::uintptr_t> next{kFirst};
+    static std::atomic<std::uintptr_t> s_nNext{kFirst};
     if (nBytes > kEnd - kFirst) {
         return nullptr;
     }
     const std::uintptr_t nStep = (nBytes + kStep - 1) / kStep * kStep;
-    std::uintptr_t nAddress = next.load(std::memory_order_relaxed);
+    std::uintptr_t nAddress = s_nNext.load(std::memory_order_relaxed);
     for (std::uintptr_t nTried = 0; nTried < kEnd - kFirst; nTried += nStep, nAddress += nStep) {
         if (nAddress > kEnd - nBytes) {
             nAddress = kFirst;
         }
         if (void* const p = MapAt(nAddress, nBytes)) {
-            next.store(nAddress, std::memory_order_relaxed);
+            s_nNext.store(nAddress, std::memory_order_relaxed);
             return p;
         }
     }
