@@ -70,6 +70,8 @@ void MeasureFlashAndBeep();
 void MeasureProcessorTime();
 void MeasureZoom();
 void MeasureLayouts();
+void MeasureChanges();
+void MeasureScopes();
 void MeasureWayland();
 
 } // namespace bench

@@ -1,5 +1,5 @@
-// Measures playback: bench_playback [pacing] [sync] [cost] [zoom] [layouts] [wayland], everything when
-// nothing is named.
+// Measures playback: bench_playback [pacing] [sync] [cost] [zoom] [layouts] [changes] [scopes] [wayland],
+// everything when nothing is named.
 #include "Measured.h"
 
 #include <host/kqplay/ComponentOutput.h>
@@ -27,12 +27,16 @@ int main(int argc, char** argv) {
             bench::MeasureZoom();
         if (asked("layouts"))
             bench::MeasureLayouts();
+        if (asked("changes"))
+            bench::MeasureChanges();
+        if (asked("scopes"))
+            bench::MeasureScopes();
 #ifdef BENCH_WAYLAND
         if (asked("wayland"))
             bench::MeasureWayland();
 #endif
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "bench_playback: %s\n", error.what());
+        bench::Print("bench_playback: %s\n", error.what());
         return 1;
     }
     return 0;
