@@ -149,7 +149,7 @@ std::vector<Change> Changes() {
 
 std::vector<double> Times(Shown& shown, const Change& change) {
     std::vector<double> times;
-    for (std::size_t i = 0; times.size() < rounds; ++i) {
+    for (std::size_t i = 0; times.size() < rounds || i % change.steps.size() != 0; ++i) {
         const Step& step = change.steps[i % change.steps.size()];
         const double time = shown.Measure(step.key, step.isDone);
         if (step.isMeasured) {
