@@ -75,6 +75,8 @@ void MeasureProcessorTime();
 void MeasureZoom();
 void MeasureLayouts();
 void MeasureTimeline();
+void MeasureChanges();
+void MeasureScopes();
 void MeasureWayland();
 
 } // namespace bench

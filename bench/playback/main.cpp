@@ -1,5 +1,5 @@
-// Measures playback: bench_playback [pacing] [sync] [cost] [zoom] [layouts] [timeline] [wayland], everything
-// when nothing is named.
+// Measures playback: bench_playback [pacing] [sync] [cost] [zoom] [layouts] [timeline] [changes] [scopes]
+// [wayland], everything when nothing is named.
 #include "Measured.h"
 
 #include <host/kqplay/ComponentOutput.h>
@@ -29,12 +29,16 @@ int main(int argc, char** argv) {
             bench::MeasureLayouts();
         if (asked("timeline"))
             bench::MeasureTimeline();
+        if (asked("changes"))
+            bench::MeasureChanges();
+        if (asked("scopes"))
+            bench::MeasureScopes();
 #ifdef BENCH_WAYLAND
         if (asked("wayland"))
             bench::MeasureWayland();
 #endif
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "bench_playback: %s\n", error.what());
+        bench::Print("bench_playback: %s\n", error.what());
         return 1;
     }
     return 0;

@@ -1,6 +1,7 @@
 #include "Comparison.h"
 
 #include "ProgressLine.h"
+#include "VideoSize.h"
 
 #include <chrono>
 #include <filesystem>
@@ -17,19 +18,12 @@ constexpr auto keepEvery = std::chrono::milliseconds(20);
 /// With more files it costs too much to decode all of them while they play.
 constexpr std::size_t mostInStep = 3;
 
-VIDEO_STREAM_INFO FormatOf(IMediaStream& stream) {
-    kq::ComPtr<IStreamInfo> info;
-    const VIDEO_STREAM_INFO* const format =
-        stream.GetStreamInfo(info.Out()) == kq::Ok ? info->GetVideoFormat() : nullptr;
-    return format ? *format : VIDEO_STREAM_INFO{};
-}
-
 } // namespace
 
 Comparison::Comparison(IMediaStream& first, std::shared_ptr<kq::streams::Timeline> timeline)
     : m_first(first), m_timeline(std::move(timeline)),
       m_look(std::make_shared<kq::streams::DifferenceLook>()) {
-    const VIDEO_STREAM_INFO format = FormatOf(first);
+    const VIDEO_STREAM_INFO format = VideoFormatOf(first);
     m_views[0] = kq::ComPtr<ShownStream>::Adopt(new ShownStream(format, &first));
     m_views[1] = kq::ComPtr<ShownStream>::Adopt(new ShownStream(format, nullptr));
 }

@@ -1,5 +1,7 @@
 #include "Navigation.h"
 
+#include "VideoSize.h"
+
 #include <unistd.h>
 
 #include <algorithm>
@@ -31,12 +33,8 @@ constexpr double rounding = 0.0005;
 void Navigation::SetFile(IMediaStream* video, kq::streams::Timeline& timeline) {
     m_video = video;
     m_timeline = &timeline;
-    kq::ComPtr<IStreamInfo> info;
-    if (!video || video->GetStreamInfo(info.Out()) != kq::Ok) {
-        return;
-    }
-    const VIDEO_STREAM_INFO* format = info->GetVideoFormat();
-    m_frame = format && format->dFrameRate > 0 ? 1 / format->dFrameRate : 0;
+    const double rate = video ? VideoFormatOf(*video).dFrameRate : 0;
+    m_frame = rate > 0 ? 1 / rate : 0;
 }
 
 void Navigation::SetRange(double begin, double end, bool isCut) {

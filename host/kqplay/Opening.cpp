@@ -46,6 +46,9 @@ bool OpenFile(PlaybackParts& parts) {
     if (!kq::streams::OpenTimeline(parts.options.file, how, parts.file, parts.timeline, error)) {
         return parts.Fail(error);
     }
+    if (!parts.file.facts.leftOut.empty()) {
+        parts.Notice(parts.options.file + ": " + parts.file.facts.leftOut);
+    }
     if (parts.trace.IsOpen()) {
         parts.timeline->FrameCount(); // waits, so that each of its pictures has a number
     }
@@ -257,6 +260,7 @@ bool OpenView(PlaybackParts& parts) {
     if (parts.window) {
         parts.window->Adopt(parts.player.ViewWindows());
     }
+    parts.player.PrepareViews();
     parts.showsLate = parts.viewLibrary.SetPictureSink(HandOverPicture, &parts, parts.options.traceHash);
     if (!parts.showsLate && parts.trace.IsOpen()) {
         parts.Notice("PlayerView.so hands no pictures out: the trace has none");

@@ -170,11 +170,8 @@ std::string ReadCompared(const CLI::App& app, const CLI::Option& compare, const 
     return files.size() > Comparison::mostFiles ? "--compare can be given 9 times" : std::string();
 }
 
-/// Takes the name of a layout. @return what is wrong with it, or an empty string
-std::string ReadLayout(const std::string& text, Layout& layout) {
-    const auto found = LayoutOf(text);
-    layout = found.value_or(layout);
-    return found ? std::string() : "'" + text + "' is not side, stack, wipe, flip or difference";
+std::pair<const char*, Layout> Named(Layout layout) {
+    return {NameOf(layout), layout};
 }
 
 std::string NothingSelected(const Options& options) {
@@ -351,26 +348,17 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
                                   "Behind --compare: shift that file by so many of its frames, later ones "
                                   "first");
     offset->type_name("FRAMES")->needs(compare)->allow_extra_args(false);
-    auto* layout = app.add_option_function<std::string>(
-        "--layout",
-        [&](const std::string& text) {
-            const std::string wrong = ReadLayout(text, options.layout);
-            if (!wrong.empty()) {
-                throw CLI::ValidationError("--layout", wrong);
-            }
-        },
-        "How two files are shown");
-    layout->type_name("side|stack|wipe|flip|difference");
-    auto* align = app.add_option_function<std::string>(
-        "--align",
-        [&](const std::string& text) {
-            if (text != "picture" && text != "sound") {
-                throw CLI::ValidationError("--align", "'" + text + "' is not picture or sound");
-            }
-            options.align = text == "sound" ? AlignBy::Sound : AlignBy::Picture;
-        },
+    auto* layout = app.add_option("--layout", options.layout, "How two files are shown");
+    layout
+        ->transform(OneOf<Layout>({Named(Layout::Side), Named(Layout::Stack), Named(Layout::Wipe),
+                                   Named(Layout::Flip), Named(Layout::Difference)}))
+        ->type_name("side|stack|wipe|flip|difference");
+    auto* align = app.add_option(
+        "--align", options.align,
         "Before playing, find by how much the other files are shifted, up to 10 s, and shift them back");
-    align->type_name("picture|sound")->needs(compare);
+    align->transform(OneOf<AlignBy>({{"picture", AlignBy::Picture}, {"sound", AlignBy::Sound}}))
+        ->type_name("picture|sound")
+        ->needs(compare);
     app.add_option("--filter", options.filter,
                    "Show the pictures beside themselves as they leave an FFmpeg filter graph")
         ->type_name("GRAPH")

@@ -51,11 +51,6 @@ const char* NameOf(Layout layout) {
     return names.at(static_cast<std::size_t>(layout));
 }
 
-std::optional<Layout> LayoutOf(const std::string& name) {
-    const auto* const found = std::find(names.begin(), names.end(), name);
-    return found == names.end() ? std::nullopt : std::optional(static_cast<Layout>(found - names.begin()));
-}
-
 Layout Next(Layout layout) {
     return static_cast<Layout>((static_cast<std::size_t>(layout) + 1) % names.size());
 }

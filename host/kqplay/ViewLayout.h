@@ -2,7 +2,6 @@
 /// Where views lie in the window.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,8 +18,6 @@ enum class Layout {
 
 /// @return the name by which the command line has it
 const char* NameOf(Layout layout);
-/// @return nothing for a name that no layout has
-std::optional<Layout> LayoutOf(const std::string& name);
 /// @return the one that comes next
 Layout Next(Layout layout);
 

@@ -31,7 +31,26 @@ bool IsText(const AVFormatContext& context) {
     return std::string_view(context.iformat->name) == "tty";
 }
 
+/// What the index tells of has gone by.
+constexpr int indexTooLate = FFERRTAG('K', 'Q', 'I', 'L');
+
+/// @return true for an MP4 file whose index came behind what it tells of, in an input that cannot go back
+bool IsIndexTooLate(const AVFormatContext& context) {
+    const AVIOContext& input = *context.pb;
+    const std::int64_t reachable = avio_tell(context.pb) - (input.buf_ptr - input.buffer);
+    for (unsigned i = 0; i < context.nb_streams; ++i) {
+        const AVIndexEntry* const first = avformat_index_get_entry(context.streams[i], 0);
+        if (first != nullptr && first->pos < reachable) {
+            return std::string_view(context.iformat->name).rfind("mov,", 0) == 0;
+        }
+    }
+    return false;
+}
+
 std::string ReasonFor(int error, const FileLog& log) {
+    if (error == indexTooLate) {
+        return "its index stands at its end, too late where a file can be read only once";
+    }
     if (error == AVERROR_EXIT) {
         return "interrupted while it was opened";
     }
@@ -109,6 +128,9 @@ int Demuxer::OpenContext() {
     m_context.reset(context);
     if (IsText(*m_context)) {
         return AVERROR_INVALIDDATA;
+    }
+    if (m_pipe && IsIndexTooLate(*m_context)) {
+        return indexTooLate;
     }
     result = avformat_find_stream_info(context, nullptr);
     if (result < 0) {

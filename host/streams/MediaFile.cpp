@@ -164,6 +164,8 @@ private:
     Prepared<AudioSource, AUDIO_STREAM_INFO> OpenAudio();
     std::size_t StoreBytes() const;
     int FindSound();
+    void TellUndecodable();
+    void LeaveOut(AVMediaType kind, const std::string& reason);
     void FindFileTimes();
     Ticks StartOf(const AVStream& stream) const;
     Ticks EndOf(const AVStream& stream) const;
@@ -198,6 +200,7 @@ bool Opening::OpenDemuxer(std::string& error) {
         return false;
     }
     FindFileTimes();
+    TellUndecodable();
 
     facts.container = m_demuxer->Context().iformat->name;
     facts.duration = ToSeconds(m_fileEnd);
@@ -276,6 +279,29 @@ int Opening::FindSound() {
         }
     }
     return found;
+}
+
+/// Streams for which there is no decoder are not even chosen.
+void Opening::TellUndecodable() {
+    const AVFormatContext& context = m_demuxer->Context();
+    for (unsigned i = 0; i < context.nb_streams; ++i) {
+        const AVStream& stream = *context.streams[i];
+        const AVMediaType kind = stream.codecpar->codec_type;
+        const bool isMissing = (kind == AVMEDIA_TYPE_VIDEO && m_options.video && m_video < 0) ||
+                               (kind == AVMEDIA_TYPE_AUDIO && m_options.audio && m_audio < 0);
+        if (isMissing && (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) == 0) {
+            const AVCodecID codec = stream.codecpar->codec_id;
+            LeaveOut(kind, std::string("no decoder for ") +
+                               (codec == AV_CODEC_ID_NONE ? "an unknown codec" : avcodec_get_name(codec)));
+        }
+    }
+}
+
+/// Notes that a kind of stream is not played; the first reason counts.
+void Opening::LeaveOut(AVMediaType kind, const std::string& reason) {
+    if (facts.leftOut.empty()) {
+        facts.leftOut = (kind == AVMEDIA_TYPE_VIDEO ? "no pictures: " : "no sound: ") + reason;
+    }
 }
 
 void Opening::FindFileTimes() {
@@ -359,6 +385,7 @@ std::unique_ptr<StreamDecoder> Opening::OpenDecoder(int index, double rate) {
     auto decoder = StreamDecoder::Open(setup, reason);
     if (!decoder) {
         m_log->Notice("stream " + std::to_string(index) + " is left out: " + reason);
+        LeaveOut(m_demuxer->Stream(index).codecpar->codec_type, reason);
     }
     return decoder;
 }
@@ -449,6 +476,7 @@ Prepared<AudioSource, AUDIO_STREAM_INFO> Opening::OpenAudio() {
     const AVCodecParameters& parameters = *stream.codecpar;
     if (parameters.sample_rate <= 0 || parameters.ch_layout.nb_channels <= 0) {
         m_log->Notice("stream " + std::to_string(m_audio) + " is left out: sound without a sample rate");
+        LeaveOut(AVMEDIA_TYPE_AUDIO, "it has no sample rate");
         return {};
     }
     auto decoder = OpenDecoder(m_audio, 0);

@@ -1,13 +1,19 @@
 #include "Stamper.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace kq::streams {
 
 Stamper::Result Stamper::Stamp(std::optional<Ticks> read, Ticks duration, bool isVideo) {
     const Result result = Next(read, isVideo);
+    // What files say of a picture's duration may be less than what their pictures last.
+    if (isVideo && result.kind == StampKind::Read && m_lastTime != noTime) {
+        const Ticks step = result.time - m_lastTime;
+        m_step = std::min(step, std::exchange(m_lastStep, step));
+    }
     m_lastTime = result.time;
-    m_lastEnd = result.time + duration;
+    m_lastEnd = result.time + std::max(duration, m_step);
     return result;
 }
 

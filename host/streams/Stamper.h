@@ -28,13 +28,14 @@ public:
     void Restart() { m_lastTime = noTime; }
     /// @return time of the last frame, noTime for none
     Ticks LastTime() const { return m_lastTime; }
-    Ticks LastEnd() const { return m_lastEnd; }
 
 private:
     Result Next(std::optional<Ticks> read, bool isVideo) const;
 
     Ticks m_lastTime = noTime;
     Ticks m_lastEnd = 0;
+    Ticks m_lastStep = 0; ///< between two pictures whose times the file tells
+    Ticks m_step = 0;     ///< the smaller one of the last two steps
 };
 
 } // namespace kq::streams

@@ -56,7 +56,8 @@ Ticks RoundingOf(AVRational tick, double rate) {
 
 } // namespace
 
-StreamDecoder::StreamDecoder(DecoderSetup setup) : m_setup(std::move(setup)), m_packet(av_packet_alloc()) {
+StreamDecoder::StreamDecoder(DecoderSetup setup)
+    : m_setup(std::move(setup)), m_packet(av_packet_alloc()), m_shapes(Stream().codecpar->codec_id) {
     m_tolerance = RoundingOf(Stream().time_base, m_setup.rate) + microsecond;
     if (m_setup.rate > 0) {
         m_frameDuration = static_cast<Ticks>(static_cast<double>(TicksPerSecond) / m_setup.rate);
@@ -84,24 +85,26 @@ bool StreamDecoder::OpenCodec(std::string& reason) {
         reason = std::string("no decoder for ") + avcodec_get_name(parameters.codec_id);
         return false;
     }
-    m_codec.reset(avcodec_alloc_context3(codec));
-    if (!m_codec || avcodec_parameters_to_context(m_codec.get(), &parameters) < 0) {
+    CodecHandle context(avcodec_alloc_context3(codec));
+    if (!context || avcodec_parameters_to_context(context.get(), &parameters) < 0) {
         reason = ErrorText(AVERROR(ENOMEM));
         return false;
     }
-    m_codec->opaque = Log().get();
-    m_codec->pkt_timebase = Stream().time_base;
+    context->opaque = Log().get();
+    context->pkt_timebase = Stream().time_base;
     // IsFit() decides itself about frames that the decoder has doubts about.
     if (parameters.codec_id == AV_CODEC_ID_H264) {
-        m_codec->flags |= AV_CODEC_FLAG_OUTPUT_CORRUPT;
+        context->flags |= AV_CODEC_FLAG_OUTPUT_CORRUPT;
     }
-    m_codec->thread_count = ThreadCount(m_setup, parameters);
-    ShareMemory(*m_codec);
-    const int error = avcodec_open2(m_codec.get(), codec, nullptr);
+    context->thread_count = ThreadCount(m_setup, parameters);
+    ShareMemory(*context);
+    const int error = avcodec_open2(context.get(), codec, nullptr);
     if (error < 0) {
         reason = std::string(codec->name) + ": " + ErrorText(error);
+        return false;
     }
-    return error >= 0;
+    m_codec = std::move(context);
+    return true;
 }
 
 bool StreamDecoder::Next(Decoded& frame) {
@@ -136,6 +139,13 @@ bool StreamDecoder::Receive(AVFrame& frame) {
         if (result >= 0) {
             return true;
         }
+        if (result == AVERROR_EOF && m_isKept) {
+            std::string reason;
+            if (!OpenCodec(reason)) {
+                return false;
+            }
+            continue;
+        }
         if (result == AVERROR_EOF) {
             return false;
         }
@@ -153,15 +163,18 @@ bool StreamDecoder::Feed() {
     if (m_draining) {
         return false;
     }
-    av_packet_unref(m_packet.get());
-    const int result = m_setup.demuxer->Read(m_setup.stream, *m_packet, m_cancelled);
-    if (result == AVERROR_EXIT) {
-        return false;
-    }
-    if (result < 0) {
-        m_draining = true;
-        avcodec_send_packet(m_codec.get(), nullptr);
-        return true;
+    if (!std::exchange(m_isKept, false)) {
+        av_packet_unref(m_packet.get());
+        const int result = m_setup.demuxer->Read(m_setup.stream, *m_packet, m_cancelled);
+        if (result == AVERROR_EXIT) {
+            return false;
+        }
+        m_draining = result < 0;
+        m_isKept = !m_draining && m_shapes.Changes(*m_packet);
+        if (m_draining || m_isKept) {
+            avcodec_send_packet(m_codec.get(), nullptr);
+            return true;
+        }
     }
     if (IsMeaningless(*m_packet)) {
         return true; // to the decoder it would mean the end, or damage
@@ -217,8 +230,10 @@ void StreamDecoder::Stamp(Decoded& frame) {
 
     const bool isFirst = m_stamper.LastTime() == Stamper::noTime;
     std::optional<Ticks> read;
-    if (data.best_effort_timestamp != AV_NOPTS_VALUE) {
-        read = av_rescale_q(data.best_effort_timestamp, base, tickBase) - m_setup.fileStart;
+    // FFmpeg's guess depends on what came before, and so on where a seek has led: it is for want of a stamp.
+    const std::int64_t stamp = data.pts != AV_NOPTS_VALUE ? data.pts : data.best_effort_timestamp;
+    if (stamp != AV_NOPTS_VALUE) {
+        read = av_rescale_q(stamp, base, tickBase) - m_setup.fileStart;
     } else {
         m_noStamps = m_noStamps || (isFirst && m_fromStart);
     }
@@ -319,6 +334,7 @@ bool StreamDecoder::MoveToStart(bool reopen) {
 void StreamDecoder::Restart(bool waitForKey) {
     avcodec_flush_buffers(m_codec.get());
     m_draining = false;
+    m_isKept = false;
     m_waitForKey = waitForKey;
     m_settling = waitForKey;
     m_fromStart = !waitForKey;

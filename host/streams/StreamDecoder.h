@@ -5,6 +5,7 @@
 #include "Decoder.h"
 #include "Demuxer.h"
 #include "Handles.h"
+#include "ShapeWatch.h"
 #include "Stamper.h"
 
 #include <atomic>
@@ -67,6 +68,8 @@ private:
     const DecoderSetup m_setup;
     CodecHandle m_codec;
     PacketHandle m_packet;
+    ShapeWatch m_shapes;
+    bool m_isKept = false; ///< the packet waits for a decoder that is opened anew
     Ticks m_tolerance = 0;
     Ticks m_frameDuration = 0;
 

@@ -144,22 +144,38 @@ void Xvfb::RequestClose(xcb_window_t window) {
     Sync();
 }
 
-Image Xvfb::Screenshot(xcb_window_t window) {
-    const xcb_window_t shown = window != 0 ? window : m_root;
-    const Reply<xcb_get_geometry_reply_t> geometry(
-        xcb_get_geometry_reply(m_connection, xcb_get_geometry(m_connection, shown), nullptr));
-    if (!geometry) {
+std::vector<xcb_window_t> Xvfb::Children(xcb_window_t window) {
+    const Reply<xcb_query_tree_reply_t> reply(xcb_query_tree_reply(
+        m_connection, xcb_query_tree(m_connection, window != 0 ? window : m_root), nullptr));
+    if (!reply) {
         return {};
     }
-    const auto cookie = xcb_get_image(m_connection, XCB_IMAGE_FORMAT_Z_PIXMAP, shown, 0, 0, geometry->width,
-                                      geometry->height, ~0u);
+    const xcb_window_t* const first = xcb_query_tree_children(reply.get());
+    return {first, first + xcb_query_tree_children_length(reply.get())};
+}
+
+Image Xvfb::SizeOf(xcb_window_t window) {
+    const Reply<xcb_get_geometry_reply_t> geometry(
+        xcb_get_geometry_reply(m_connection, xcb_get_geometry(m_connection, window), nullptr));
+    return geometry ? Image{geometry->width, geometry->height, {}} : Image{};
+}
+
+Image Xvfb::Screenshot(xcb_window_t window) {
+    const xcb_window_t shown = window != 0 ? window : m_root;
+    const Image size = SizeOf(shown);
+    return Part(shown, 0, 0, size.width, size.height);
+}
+
+Image Xvfb::Part(xcb_window_t window, int x, int y, int width, int height) {
+    const auto cookie =
+        xcb_get_image(m_connection, XCB_IMAGE_FORMAT_Z_PIXMAP, window, static_cast<std::int16_t>(x),
+                      static_cast<std::int16_t>(y), static_cast<std::uint16_t>(width),
+                      static_cast<std::uint16_t>(height), ~0u);
     const Reply<xcb_get_image_reply_t> reply(xcb_get_image_reply(m_connection, cookie, nullptr));
     if (!reply || reply->depth != 24) {
         return {};
     }
-    Image image;
-    image.width = geometry->width;
-    image.height = geometry->height;
+    Image image{width, height, {}};
     image.pixels.resize(static_cast<std::size_t>(image.width) * image.height);
     std::memcpy(image.pixels.data(), xcb_get_image_data(reply.get()), image.pixels.size() * 4);
     for (std::uint32_t& pixel : image.pixels) {

@@ -66,8 +66,16 @@ public:
     /// Sends what a window manager sends when the user closes a top-level window.
     void RequestClose(xcb_window_t window);
 
+    /// @return the children of a window, the topmost last
+    /// @param window 0: the root window
+    std::vector<xcb_window_t> Children(xcb_window_t window = 0);
+
     /// @param window 0: the root window
     Image Screenshot(xcb_window_t window = 0);
+    /// A screenshot of a part of a window, which has to lie within it.
+    Image Part(xcb_window_t window, int x, int y, int width, int height);
+    /// @return the size of a window, as a screenshot without pixels
+    Image SizeOf(xcb_window_t window);
     /// Takes screenshots until one is as wanted, for a long time. @return the last one
     Image WaitFor(const std::function<bool(const Image&)>& isWanted, xcb_window_t window = 0);
 

@@ -1,6 +1,8 @@
 // Exit statuses and messages: wrong command lines, and files that cannot be played.
 #include "Kqplay.h"
 
+#include <sys/stat.h>
+
 using namespace kqtest;
 
 namespace {
@@ -170,6 +172,20 @@ TEST(BadInput, EndsInOneLineThatNamesTheFileAndTheReason) {
         ExpectOneLine(RunProcess(Headless(Clip(row.clip), row.options)),
                       row.named.empty() ? Clip(row.clip) : row.named, row.reason);
     }
+}
+
+TEST(BadInput, PicturesThatCannotBePlayedAreToldOf) {
+    const TemporaryFolder folder;
+    const std::string pipe = folder / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const Process writer({"sh", "-c", "exec cat \"$0\" >\"$1\"", Clip("long.mp4"), pipe});
+    ExpectOneLine(RunProcess(Headless(pipe, {})), pipe, "its index stands at its end");
+    std::string content = kq::test::ReadFile(Clip("surround.mkv"));
+    content.replace(content.find("FFV1"), 4, "XXX1");
+    const std::string unknown = kq::test::WriteFile(folder / "unknown.mkv", content);
+    const Outcome outcome = RunProcess(Headless(unknown, {}));
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "kqplay: " + unknown + ": no pictures: no decoder for an unknown codec\n");
 }
 
 TEST(BadInput, FullDisksAreReported) {

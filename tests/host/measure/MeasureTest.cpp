@@ -211,6 +211,11 @@ TEST(Measure, PairsWhatBelongsTogether) {
     } rows[] = {
         {"the same file", {"--compare", clip, clip}, 100, 100, "100 pairs measured, all equal"},
         {"other times", {"--compare", stream, clip}, 100, 100, "100 pairs measured, all equal"},
+        {"no times at the end",
+         {"--compare", Clip("undelayed.avi"), Clip("bframes.mp4")},
+         100,
+         100,
+         "all equal"},
         {"packets missing", {"--compare", lossy, clip}, 85, 99, "without a counterpart", true},
         {"packets missing in the first", {"--compare", clip, lossy}, 85, 99, "opengop.mp4: ", true, true},
         {"damage", {"--compare", damaged, clip}, 85, 99, "damaged packets or frames left out", true},
@@ -405,7 +410,7 @@ TEST(Measure, TheKeysGoFromOneDifferenceToTheNext) {
         {KQPLAY_PROGRAM, "--headless", "--no-audio", "--compare", folder / "b.mkv", folder / "a.mkv"}, {},
         kqtest::Process::Streams::PseudoTerminal);
     const std::pair<const char*, const char*> presses[] = {
-        {"", "playing"},          {" \033[H", "paused  0:00.00"},
+        {"", "playing"},          {" \033[H", "paused  0:00.00 / 0:04.00  #0 "},
         {"n", "paused  0:01.20"}, {"n", "paused  0:01.24"},
         {"n", "paused  0:02.40"}, {"n", "no pair behind this one differs"},
         {"N", "paused  0:01.24"}, {"NN", "no pair before this one differs"},

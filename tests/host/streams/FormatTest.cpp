@@ -294,8 +294,8 @@ TEST(Pictures, MayChangeTheirSizeAndMeaningOnTheWay) {
         EXPECT_EQ(static_cast<int>(PixelsOf(*frame).size()),
                   frame->image.nWidth * frame->image.nHeight * 3 / 2);
     } while (file.Video().NextFrame() > 0);
-    EXPECT_GE(small, 24);
-    EXPECT_GE(large, 24);
+    EXPECT_EQ(small, 25);
+    EXPECT_EQ(large, 25);
     EXPECT_NE(file.Log().find("the pictures change to 96x80"), std::string::npos) << file.Log();
 }
 

@@ -66,6 +66,9 @@ struct MediaFacts {
     int sampleRate = 0;  ///< Hz
     int channels = 0;    ///< of the source
     double duration = 0; ///< seconds
+    /// What was asked for and is in the file, but cannot be decoded: "no pictures: no decoder for prores".
+    /// Empty for nothing.
+    std::string leftOut;
 };
 
 /// An open file. Copies share nothing: the struct is a plain holder, and Release() gives the streams back.
