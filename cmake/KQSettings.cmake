@@ -78,8 +78,21 @@ function(kq_vector_code)
         set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS -fno-sanitize-address-use-after-scope)
     elseif(KQ_SANITIZE STREQUAL "fuzzer")
         # Instrumented, it takes clang twenty minutes. The fuzzers hand it memory between guard pages.
-        set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS -fno-sanitize=all -O2)
+        set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS -fno-sanitize=all -g0)
     endif()
+endfunction()
+
+# kq_leave_out(TARGET name…): instruction sets of Highway that its vector code is not compiled for, beside ARM's of
+# vectors without a fixed size.
+function(kq_leave_out target)
+    set(sets SVE SVE2 SVE_256 SVE2_128 ${ARGN})
+    if(KQ_SANITIZE STREQUAL "fuzzer")
+        list(APPEND sets AVX3 AVX3_DL) # clang takes as long for these as for all others together
+    endif()
+    list(TRANSFORM sets PREPEND HWY_)
+    list(REMOVE_DUPLICATES sets)
+    list(JOIN sets | sets)
+    target_compile_definitions(${target} PUBLIC "HWY_DISABLED_TARGETS=(${sets})")
 endfunction()
 
 # kq_test(NAME source… [LIBS target…] [FOLDER sub-folder of bin] [SERIAL] [TIMEOUT seconds]
