@@ -85,7 +85,7 @@ endfunction()
 # kq_leave_out(TARGET name…): instruction sets of Highway that its vector code is not compiled for, beside ARM's of
 # vectors without a fixed size.
 function(kq_leave_out target)
-    set(sets SVE SVE2 SVE_256 SVE2_128 ${ARGN})
+    set(sets ${ARGN} SVE SVE2 SVE_256 SVE2_128)
     if(KQ_SANITIZE STREQUAL "fuzzer")
         list(APPEND sets AVX3 AVX3_DL) # clang takes as long for these as for all others together
     endif()
