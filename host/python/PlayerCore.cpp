@@ -77,8 +77,8 @@ void PlayerCore::Close() {
             }
             m_shown.clear();
             m_views.Reset();
-            m_player.As<IAudioInput>()->SetAudioInput(
-                nullptr); // the player stays for those that ask it meanwhile
+            // The player itself stays for other threads that ask it meanwhile.
+            m_player.As<IAudioInput>()->SetAudioInput(nullptr);
             m_video.Reset();
             m_audio.Reset();
         }
