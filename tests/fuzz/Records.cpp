@@ -112,11 +112,22 @@ struct Frame {
         }
     }
 
-    explicit Frame(Input& input, std::int64_t stamp) {
+    /// @param format of its stream: packed pictures have the size that stands there
+    Frame(Input& input, const VIDEO_STREAM_INFO& format, std::int64_t stamp) {
         record.nKind = input.Pick(listedKinds);
         const bool wide = input.Between(0, 15) == 0;
-        MakePicture(input, wide ? input.Between(1, 5000) : input.Between(1, 70),
-                    input.Between(1, wide ? 3 : 50), false);
+        int width = wide ? input.Between(1, 5000) : input.Between(1, 70);
+        int height = input.Between(1, wide ? 3 : 50);
+        if (record.nKind == KQ_PICTURE_PACKED_RGB && format.nWidth > 0 && format.nHeight > 0) {
+            constexpr int mostSide = 100;
+            if (format.nWidth > mostSide || format.nHeight > mostSide) {
+                record.nKind = KQ_PICTURE_PLANAR_YUV; // nobody could make such pictures
+            } else {
+                width = format.nWidth;
+                height = format.nHeight;
+            }
+        }
+        MakePicture(input, width, height, false);
         if (input.Flag()) {
             record.reserved[0] =
                 input.Flag() ? static_cast<std::int32_t>(KQ_COLOUR_MARK << 16 | (input.Word() & 0xFFFF))
@@ -161,7 +172,7 @@ public:
         const bool stamped = input.Between(0, 3) != 0;
         for (int i = 0; i < m_count; ++i) {
             m_frames.push_back(
-                std::make_unique<Frame>(input, stamped ? i * std::int64_t{400'000} : KQ_NO_PTS));
+                std::make_unique<Frame>(input, format, stamped ? i * std::int64_t{400'000} : KQ_NO_PTS));
         }
     }
     MEDIA_FRAME* GetCurrentFrame() override {
@@ -364,7 +375,7 @@ private:
     void ShowDirectly() {
         const std::unique_ptr<IYv12View> view(MakeYv12View());
         view->Create(kq::OffScreenParent(), {0, 0, 40, 30}, 0, 0);
-        Frame frame(m_input, 0);
+        Frame frame(m_input, {}, 0);
         if (frame.record.nKind == KQ_PICTURE_PLANAR_YUV) {
             view->SetSrcAspectRatio(OddNumber(m_input), OddNumber(m_input));
             view->ShowYUVImage(&frame.record.image);
