@@ -40,6 +40,9 @@ if(KQ_SANITIZE)
 endif()
 
 if(NOT KQ_SANITIZE)
+    # What distributions ask for. Sanitizers check more, and fortified calls would hide from them.
+    target_compile_options(kq_settings INTERFACE -fstack-protector-strong -Wformat -Werror=format-security
+                           $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
     target_link_options(kq_settings INTERFACE -Wl,-z,relro -Wl,-z,now)
 endif()
 
@@ -78,8 +81,24 @@ function(kq_vector_code)
         set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS -fno-sanitize-address-use-after-scope)
     elseif(KQ_SANITIZE STREQUAL "fuzzer")
         # Instrumented, it takes clang twenty minutes. The fuzzers hand it memory between guard pages.
-        set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS -fno-sanitize=all -O2)
+        set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS -fno-sanitize=all -g0)
+    elseif(NOT KQ_SANITIZE)
+        # Called for each row, with vectors on the stack that it fills whole: hardened, it would be slower.
+        set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS -fno-stack-protector -U_FORTIFY_SOURCE)
     endif()
+endfunction()
+
+# kq_leave_out(TARGET name…): instruction sets of Highway that its vector code is not compiled for, beside ARM's of
+# vectors without a fixed size.
+function(kq_leave_out target)
+    set(sets ${ARGN} SVE SVE2 SVE_256 SVE2_128)
+    if(KQ_SANITIZE STREQUAL "fuzzer")
+        list(APPEND sets AVX3 AVX3_DL) # clang takes as long for these as for all others together
+    endif()
+    list(TRANSFORM sets PREPEND HWY_)
+    list(REMOVE_DUPLICATES sets)
+    list(JOIN sets | sets)
+    target_compile_definitions(${target} PUBLIC "HWY_DISABLED_TARGETS=(${sets})")
 endfunction()
 
 # kq_test(NAME source… [LIBS target…] [FOLDER sub-folder of bin] [SERIAL] [TIMEOUT seconds]

@@ -20,7 +20,7 @@ build_packages=(
     python3-dev pybind11-dev python3-numpy
 )
 play_packages=(ffmpeg libdecor-0-plugin-1-cairo)
-test_packages=(ffmpeg xvfb xauth xdotool weston libyuv-dev clang dpkg-dev file lintian appstream)
+test_packages=(ffmpeg xvfb xauth xdotool weston libyuv-dev clang dpkg-dev file lintian appstream python3-tk)
 lint_packages=(clang-format clang-tidy shellcheck doxygen)
 i386_packages=(
     g++-multilib libgtest-dev:i386 libbenchmark-dev:i386 libopenal-dev:i386 libhwy-dev:i386

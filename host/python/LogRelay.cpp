@@ -3,6 +3,7 @@
 #include "Dispatcher.h"
 #include "Interpreter.h"
 
+#include <kqplayer/identifiers.h>
 #include <kqplayer/log.h>
 
 namespace kq::python {
@@ -48,6 +49,7 @@ LogRelay::Capture::~Capture() {
 void LogRelay::Begin() {
     logger = py::module_::import("logging").attr("getLogger")("kqplayer").inc_ref();
     KQLogSetSink(OnRecord, nullptr);
+    KQPlayerSetOutput(KQ_OUTPUT_LOG); // standard output is the script's
 }
 
 void LogRelay::Warn(const std::string& line) {

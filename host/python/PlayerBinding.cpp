@@ -4,6 +4,7 @@
 #include "LogRelay.h"
 #include "PlayerCore.h"
 
+#include <pybind11/numpy.h>
 #include <pybind11/stl.h>
 
 #include <algorithm>
@@ -29,6 +30,8 @@ public:
         }
         return *m_view.Get();
     }
+    /// @return the picture of its stream as red, green and blue
+    std::unique_ptr<CapturedPicture> Capture() const { return m_player->Capture(Get()); }
     ComPtr<IPlayerView2> Closer() const {
         auto closer = ComPtr<IPlayerView>::Share(&Get()).As<IPlayerView2>();
         if (!closer) {
@@ -93,6 +96,13 @@ auto Without(const Player& player, Call call) {
     const auto core = player.Get();
     const Unlocked unlocked;
     return call(*core);
+}
+
+template <class Result, class... Arguments>
+auto Forward(Result (PlayerCore::*method)(Arguments...) const) {
+    return [method](const Player& player, Arguments... arguments) {
+        return Without(player, [&](PlayerCore& core) { return (core.*method)(arguments...); });
+    };
 }
 
 template <class Result, class... Arguments>
@@ -169,6 +179,22 @@ void Show(const ViewHolder& view, const std::optional<std::array<double, 4>>& pa
     }
 }
 
+py::array Rgb(const ViewHolder& view) {
+    const auto core = view.Get();
+    std::unique_ptr<CapturedPicture> captured;
+    {
+        const Unlocked unlocked;
+        captured = core->Capture();
+    }
+    const KQPicture& picture = **captured;
+    const py::capsule base(captured.release(),
+                           [](void* held) { delete static_cast<CapturedPicture*>(held); });
+    const py::ssize_t pitch = picture.nPitch;
+    return py::array(py::dtype::of<std::uint8_t>(),
+                     {py::ssize_t{picture.nHeight}, py::ssize_t{picture.nWidth}, py::ssize_t{3}},
+                     {pitch, py::ssize_t{3}, py::ssize_t{1}}, picture.pPixels, base);
+}
+
 template <class Map>
 py::object Mapped(const ViewHolder& view, Map map) {
     const auto core = view.Get();
@@ -192,6 +218,7 @@ void BindPlayer(py::module_& module) {
                                    return reinterpret_cast<std::uintptr_t>(core->Get().GetWND());
                                })
         .def("show", &Show)
+        .def("rgb", &Rgb)
         .def("to_picture",
              [](const ViewHolder& view, double x, double y) {
                  return Mapped(view, [=](IPlayerView2& to, KQPointF* point) {
@@ -219,15 +246,16 @@ void BindPlayer(py::module_& module) {
         .def("wait", &WaitForEnd)
         .def("picture", &Picture)
         .def("number", &Number)
-        .def("rate",
-             [](const Player& player) {
-                 return Without(player, [](PlayerCore& core) { return core.Rate(); });
-             })
+        .def("rate", Forward(&PlayerCore::Rate))
         .def("activity",
              [](const Player& player) {
                  return Without(player,
                                 [](PlayerCore& core) { return core.IsClosed() ? 0 : core.Activity(); });
              })
+        .def("set_volume", Forward(&PlayerCore::SetVolume))
+        .def("volume", Forward(&PlayerCore::Volume))
+        .def("set_muted", Forward(&PlayerCore::SetMuted))
+        .def("is_muted", Forward(&PlayerCore::IsMuted))
         .def("count", Forward(&PlayerCore::Count))
         .def("position", Forward(&PlayerCore::Position))
         .def("length", [](const Player& player) { return player.Get()->Facts().duration; })

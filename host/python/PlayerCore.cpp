@@ -42,8 +42,10 @@ void PlayerCore::OpenAll() {
     }
     m_video = ComPtr<IMediaStream>::Adopt(m_file.video);
     m_audio = ComPtr<IMediaStream>::Adopt(m_file.audio);
-    std::int32_t result = CreatePlayer(m_player);
+    ComPtr<IMediaPlayer> player;
+    std::int32_t result = CreatePlayer(player);
     if (result == Ok) {
+        m_player = player.As<IMediaPlayer2>();
         result = m_player->GetPlayerViewMgr(m_views.Out());
     }
     if (result != Ok) {
@@ -75,7 +77,8 @@ void PlayerCore::Close() {
             }
             m_shown.clear();
             m_views.Reset();
-            m_player.Reset();
+            // The player itself stays for other threads that ask it meanwhile.
+            m_player.As<IAudioInput>()->SetAudioInput(nullptr);
             m_video.Reset();
             m_audio.Reset();
         }
@@ -191,7 +194,6 @@ void PlayerCore::Stop() {
     m_isStopping = false;
     const std::lock_guard guard(m_lock);
     m_isRunning = false;
-    m_playTime = 0;
     m_change.notify_all();
 }
 
@@ -212,10 +214,6 @@ void PlayerCore::Seek(double seconds, bool isExact) {
     const std::lock_guard transport(m_transport);
     CheckOpen();
     m_player->SyncSeek(std::max(seconds - m_runBegin, 0.0), isExact ? ExactSeek : KeyFrameSeek);
-    if (!IsRunning()) {
-        const std::lock_guard guard(m_lock);
-        m_playTime = seconds;
-    }
     KeepEnd();
 }
 
@@ -284,7 +282,7 @@ void PlayerCore::TakeRange() {
         const std::lock_guard guard(m_lock);
         m_runBegin = m_begin;
         m_runEnd = beyondAll; // the timeline tells of the run before until this one begins
-        m_playTime = m_begin;
+        m_told = m_begin;
     }
     m_player->SetPlayTime(m_runBegin, beyondAll);
 }
@@ -298,7 +296,8 @@ void PlayerCore::KeepEnd() {
     if (!std::isfinite(end)) {
         const double length = m_file.facts.duration;
         const bool isEndless = m_rounds != 1 || rate < 0 || length <= 0;
-        end = isEndless ? beyondAll : m_playTime + (length - m_timeline->MediaTime(m_playTime)) / rate;
+        const double now = PlayTime();
+        end = isEndless ? beyondAll : now + (length - m_timeline->MediaTime(now)) / rate;
     }
     constexpr double rounding = 0.005;
     if (std::abs(end - m_runEnd) > rounding) {
@@ -307,13 +306,31 @@ void PlayerCore::KeepEnd() {
     }
 }
 
-double PlayerCore::Position() {
-    double playTime = 0;
-    {
-        const std::lock_guard guard(m_lock);
-        playTime = m_playTime;
+/// With the lock held.
+double PlayerCore::PlayTime() const {
+    return m_runBegin + m_player->GetPosition();
+}
+
+std::unique_ptr<CapturedPicture> PlayerCore::Capture(IPlayerView& view) const {
+    auto picture = std::make_unique<CapturedPicture>();
+    const std::int32_t result = m_player->CaptureView(&view, KQ_PIXELS_RGB24, picture->Out());
+    if (result != Ok) {
+        throw Error(std::string("the view has no picture: ") + ResultText(result));
     }
-    const double position = m_timeline->MediaTime(playTime);
+    return picture;
+}
+
+void PlayerCore::SetVolume(double volume) {
+    CheckOpen();
+    if (m_player->SetVolume(volume) != Ok) {
+        throw Error("a volume is a number from 0 to 1");
+    }
+}
+
+double PlayerCore::Position() {
+    CheckOpen();
+    const std::lock_guard guard(m_lock);
+    const double position = m_timeline->MediaTime(PlayTime());
     const double length = m_file.facts.duration;
     return length > 0 ? std::min(position, length) : position;
 }
@@ -329,12 +346,8 @@ std::int64_t PlayerCore::Number() {
     if (m_player->IsActivate() != KQ_ACTIVATE_PLAYING) {
         return Picture().place.number;
     }
-    double playTime = 0;
-    {
-        const std::lock_guard guard(m_lock);
-        playTime = m_playTime;
-    }
-    return m_timeline->FrameNumber(playTime);
+    const std::lock_guard guard(m_lock);
+    return m_timeline->FrameNumber(PlayTime());
 }
 
 bool PlayerCore::WaitForEnd(int milliseconds) {
@@ -352,7 +365,7 @@ void PlayerCore::OnPosition(double told) {
 
 /// With the lock held.
 void PlayerCore::TellPosition(double playTime) {
-    m_playTime = playTime;
+    m_told = playTime;
     if (m_dispatcher && m_listener->onPosition) {
         const double position = m_timeline->MediaTime(playTime);
         m_dispatcher->Post([listener = m_listener, position] { listener->onPosition(position); }, true);
@@ -361,15 +374,10 @@ void PlayerCore::TellPosition(double playTime) {
 
 /// A run does not tell of the last picture that it shows, so that is done here.
 void PlayerCore::OnRunEnd() {
-    streams::KeptPicture last;
-    if (!m_isStopping && m_video) {
-        last = streams::KeepPicture(*m_video.Get());
-    }
     const std::lock_guard guard(m_lock);
     constexpr double rounding = 1e-4;
-    const double time = last.frame ? static_cast<double>(last.frame->llPTS) / TicksPerSecond : 0;
-    if (time > m_playTime + rounding) {
-        TellPosition(time);
+    if (!m_isStopping && PlayTime() > m_told + rounding) {
+        TellPosition(PlayTime());
     }
     m_isRunning = IsRunning(); // a new one may have begun
     m_change.notify_all();

@@ -75,9 +75,17 @@ public:
     /// @throw Error for a range without a picture
     void SetRange(double begin, double end, int rounds);
 
+    /// @return the picture of a view's stream, as red, green and blue. @throw Error without
+    std::unique_ptr<CapturedPicture> Capture(IPlayerView& view) const;
     /// @return one of KQ_ACTIVATE_...
     int Activity() const { return m_player->IsActivate(); }
+    /// @return where it stands, also after the end
     double Position();
+    /// @param volume from 0 to 1. @throw Error for another one
+    void SetVolume(double volume);
+    double Volume() const { return m_player->GetVolume(); }
+    void SetMuted(bool isMuted) { m_player->SetMute(isMuted ? 1 : 0); }
+    bool IsMuted() const { return m_player->IsMuted(); }
     double Length() const { return m_player->GetMovieLength(); }
     std::int64_t Count() { return m_timeline->FrameCount(); }
     /// @return the picture where the stream stands; null without
@@ -96,6 +104,7 @@ private:
     void CheckOpen() const;
     bool IsRunning() const;
     void PauseAndWait();
+    double PlayTime() const;
     void TakeRange();
     void KeepEnd();
     void OnPosition(double told);
@@ -113,7 +122,7 @@ private:
     std::shared_ptr<streams::Timeline> m_timeline;
     ComPtr<IMediaStream> m_video;
     ComPtr<IMediaStream> m_audio;
-    ComPtr<IMediaPlayer> m_player;
+    ComPtr<IMediaPlayer2> m_player;
     ComPtr<IPlayerViewMgr> m_views;
     std::vector<Shown> m_shown;
     std::atomic<bool> m_isClosed{false};
@@ -123,8 +132,8 @@ private:
     std::mutex m_lock; ///< guards the rest
     std::condition_variable m_change;
     bool m_isRunning = false;
-    double m_playTime = 0; ///< as it was told last
-    double m_begin = 0;    ///< of the range, seconds in the file
+    double m_told = 0;  ///< play time that the host was told last
+    double m_begin = 0; ///< of the range, seconds in the file
     double m_end = std::numeric_limits<double>::infinity();
     int m_rounds = 1;
     double m_runBegin = 0; ///< where the player's range begins: it counts positions from there

@@ -2,6 +2,7 @@
 
 #include "Handles.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <map>
@@ -72,7 +73,8 @@ void OnFfmpegMessage(void* object, int level, const char* format, va_list argume
         return;
     }
     partialLine.pop_back();
-    const std::string line = std::exchange(partialLine, {});
+    std::string line = std::exchange(partialLine, {});
+    std::replace(line.begin(), line.end(), '\n', ' '); // whoever prints it prints a line
     if (const auto log = LogOf(object)) {
         log->FromFfmpeg(line, level <= AV_LOG_ERROR);
     }

@@ -248,7 +248,7 @@ Ticks FilterGraph::TimeOf(const AVFrame& picture) const {
     if (picture.pts == AV_NOPTS_VALUE) {
         return AV_NOPTS_VALUE;
     }
-    return av_rescale_q(picture.pts, av_buffersink_get_time_base(m_sink), tickBase);
+    return FromFile(picture.pts, av_buffersink_get_time_base(m_sink));
 }
 
 PictureKind FilterGraph::Output() const {

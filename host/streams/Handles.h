@@ -39,6 +39,13 @@ inline Ticks ToTicks(double seconds) {
     return std::llround(std::clamp(seconds, 0.0, longest) * static_cast<double>(TicksPerSecond));
 }
 
+/// @return a time that a file tells, in ticks; one beyond all centuries is moved to where sums and
+/// differences of such times are still numbers
+inline Ticks FromFile(std::int64_t time, AVRational base) {
+    constexpr Ticks farthest = 1'000'000'000'000'000'000;
+    return std::clamp(av_rescale_q(time, base, tickBase), -farthest, farthest);
+}
+
 struct AvDeleter {
     void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
     void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }

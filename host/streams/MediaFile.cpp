@@ -321,10 +321,10 @@ void Opening::FindFileTimes() {
 /// @return the file's own time of a stream's begin
 Ticks Opening::StartOf(const AVStream& stream) const {
     if (stream.start_time != AV_NOPTS_VALUE) {
-        return av_rescale_q(stream.start_time, stream.time_base, tickBase);
+        return FromFile(stream.start_time, stream.time_base);
     }
     const std::int64_t start = m_demuxer->Context().start_time;
-    return start != AV_NOPTS_VALUE ? av_rescale_q(start, AV_TIME_BASE_Q, tickBase) : 0;
+    return start != AV_NOPTS_VALUE ? FromFile(start, AV_TIME_BASE_Q) : 0;
 }
 
 bool Opening::IsStill() const {
@@ -337,13 +337,13 @@ bool Opening::IsStill() const {
 Ticks Opening::EndOf(const AVStream& stream) const {
     const Ticks start = StartOf(stream) - m_fileStart;
     if (stream.duration != AV_NOPTS_VALUE) {
-        return start + av_rescale_q(stream.duration, stream.time_base, tickBase);
+        return start + FromFile(stream.duration, stream.time_base);
     }
     const AVDictionaryEntry* written =
         av_dict_get(stream.metadata, "DURATION", nullptr, AV_DICT_IGNORE_SUFFIX);
     std::int64_t microseconds = 0;
     if (written != nullptr && av_parse_time(&microseconds, written->value, 1) >= 0 && microseconds > 0) {
-        return av_rescale_q(microseconds, AV_TIME_BASE_Q, tickBase) - m_fileStart; // the end, not the length
+        return FromFile(microseconds, AV_TIME_BASE_Q) - m_fileStart; // the end, not the length
     }
     if (IsStill()) {
         return start + static_cast<Ticks>(static_cast<double>(TicksPerSecond) / RateOf(stream));
@@ -353,7 +353,7 @@ Ticks Opening::EndOf(const AVStream& stream) const {
         return 0;
     }
     const std::int64_t begin = m_demuxer->Context().start_time;
-    return av_rescale_q(whole + (begin != AV_NOPTS_VALUE ? begin : 0), AV_TIME_BASE_Q, tickBase) -
+    return FromFile(whole, AV_TIME_BASE_Q) + (begin != AV_NOPTS_VALUE ? FromFile(begin, AV_TIME_BASE_Q) : 0) -
            m_fileStart;
 }
 

@@ -51,7 +51,7 @@ bool IsMeaningless(const AVPacket& packet) {
 Ticks RoundingOf(AVRational tick, double rate) {
     const double ticksPerFrame = rate > 0 ? 1 / (rate * av_q2d(tick)) : 0;
     const bool exact = ticksPerFrame > 0.5 && std::abs(ticksPerFrame - std::round(ticksPerFrame)) < 1e-6;
-    return exact ? 0 : std::min(av_rescale_q(1, tick, tickBase) / 2, millisecond);
+    return exact ? 0 : std::min(FromFile(1, tick) / 2, millisecond);
 }
 
 } // namespace
@@ -198,7 +198,7 @@ bool StreamDecoder::IsWanted(const AVPacket& packet) const {
     if (m_leaveOutBefore == Stamper::noTime || packet.pts == AV_NOPTS_VALUE) {
         return true;
     }
-    return av_rescale_q(packet.pts, Stream().time_base, tickBase) - m_setup.fileStart >= m_leaveOutBefore;
+    return FromFile(packet.pts, Stream().time_base) - m_setup.fileStart >= m_leaveOutBefore;
 }
 
 /// @return false for a frame that is not to be shown
@@ -222,8 +222,7 @@ void StreamDecoder::Stamp(Decoded& frame) {
     const AVFrame& data = *frame.data;
     const AVRational base = Stream().time_base;
     frame.key = data.key_frame != 0;
-    frame.duration =
-        data.pkt_duration > 0 ? av_rescale_q(data.pkt_duration, base, tickBase) : m_frameDuration;
+    frame.duration = data.pkt_duration > 0 ? FromFile(data.pkt_duration, base) : m_frameDuration;
     if (m_codec->codec_type == AVMEDIA_TYPE_AUDIO && data.sample_rate > 0) {
         frame.duration = av_rescale(data.nb_samples, TicksPerSecond, data.sample_rate);
     }
@@ -233,7 +232,7 @@ void StreamDecoder::Stamp(Decoded& frame) {
     // FFmpeg's guess depends on what came before, and so on where a seek has led: it is for want of a stamp.
     const std::int64_t stamp = data.pts != AV_NOPTS_VALUE ? data.pts : data.best_effort_timestamp;
     if (stamp != AV_NOPTS_VALUE) {
-        read = av_rescale_q(stamp, base, tickBase) - m_setup.fileStart;
+        read = FromFile(stamp, base) - m_setup.fileStart;
     } else {
         m_noStamps = m_noStamps || (isFirst && m_fromStart);
     }

@@ -3,7 +3,7 @@ add_library(kqplayer_pcm OBJECT ${CMAKE_CURRENT_LIST_DIR}/AudioConverter.cpp ${C
             ${CMAKE_CURRENT_LIST_DIR}/AudioPlain.cpp)
 kq_vector_code(${CMAKE_CURRENT_LIST_DIR}/AudioKernels.cpp)
 target_include_directories(kqplayer_pcm PUBLIC ${PROJECT_SOURCE_DIR}/src)
-target_compile_definitions(kqplayer_pcm PUBLIC "HWY_DISABLED_TARGETS=(HWY_SSSE3|HWY_SVE|HWY_SVE2|HWY_SVE_256|HWY_SVE2_128)")
+kq_leave_out(kqplayer_pcm SSSE3)
 target_link_libraries(kqplayer_pcm PUBLIC kq_settings kqplayer_headers PkgConfig::HWY)
 # The same samples on every processor: no fused multiplications, which round once instead of twice.
 target_compile_options(kqplayer_pcm PRIVATE -ffp-contract=off)

@@ -602,7 +602,10 @@ CMediaPlayer::AudioFormat CMediaPlayer::CopyAudioFormat(const AUDIO_STREAM_INFO&
     format.m_nSampleRate = info.nSampleRate;
     format.m_nChannels = info.nChannels;
     format.m_nBitsPerSample = 16;
-    format.m_nBytesPerSec = info.nSampleRate * info.nChannels * 2;
+    // Unsigned: a host may hand in any numbers, and whether they can be played shows when the sound is
+    // opened.
+    format.m_nBytesPerSec = static_cast<std::int32_t>(static_cast<std::uint32_t>(info.nSampleRate) *
+                                                      static_cast<std::uint32_t>(info.nChannels) * 2U);
     format.m_dDuration = info.dDuration;
     format.m_nReserved = info.nReserved;
     return format;

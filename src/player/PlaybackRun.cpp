@@ -10,6 +10,7 @@
 #include <kqplayer/log.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <limits>
 #include <new>
@@ -663,7 +664,13 @@ void PlaybackRun::StorePausedPosition() {
 }
 
 std::int64_t PlaybackRun::MediaOf(double dPlayed) const {
-    return static_cast<std::int64_t>((dPlayed + m_dOrigin) * 1000.0 + (dPlayed + m_dOrigin < 0 ? -0.5 : 0.5));
+    // A stream may tell any rate and any position: also such that no clock ever reaches.
+    constexpr double kFarthest = 1e15;
+    const double dMedia = (dPlayed + m_dOrigin) * 1000.0;
+    if (std::isnan(dMedia)) {
+        return 0;
+    }
+    return static_cast<std::int64_t>(std::clamp(dMedia, -kFarthest, kFarthest) + (dMedia < 0 ? -0.5 : 0.5));
 }
 
 double PlaybackRun::GetStreamPosition() const {

@@ -48,6 +48,19 @@ appstreamcli validate --no-net root/usr/share/metainfo/org.kqplayer.kqplay.metai
 ! dpkg-deb -I debs/libkqplayer1_*.deb | grep -E 'postinst|postrm' >&2 || fail "the runtime calls ldconfig itself"
 dpkg-deb -I debs/libkqplayer1_*.deb symbols | grep '^ DllGetClassObject@Base 1' >/dev/null || fail "no symbols file"
 
+# Hardened: the linker's tables are read-only before anything runs, and code watches its stack and its buffers.
+for file in root/usr/bin/kqplay "root/usr/$libdir"/{lib*.so.*.*,PlayerView.so} root/usr/lib/python3/dist-packages/kqplayer/*.so; do
+    readelf -dlW "$file" >elf
+    grep -q BIND_NOW elf && grep -q GNU_RELRO elf || fail "${file#root/} is not bound at once"
+    ! grep -E 'GNU_STACK.* RWE|TEXTREL' elf >&2 || fail "${file#root/} runs data"
+    [[ $file != *libKQ_Com* ]] || continue # it calls nothing
+    nm -D "$file" >symbols
+    grep -q __stack_chk_fail symbols || fail "${file#root/} does not watch its stack"
+    grep -q '_chk@GLIBC' symbols || fail "${file#root/} is not fortified"
+done
+readelf -h root/usr/bin/kqplay >elf
+grep -q 'Position-Independent Executable' elf || fail "kqplay has fixed addresses"
+
 # Installed, replaced by a later version, removed and purged in a root of their own, nothing is lost and nothing left.
 mkdir -p system/var/lib/dpkg/{info,updates,triggers} later old
 touch system/var/lib/dpkg/{status,available}

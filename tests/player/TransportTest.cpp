@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 namespace {
@@ -143,6 +144,14 @@ TEST(Transport, AudioWithoutInformationIsNotKept) {
         audio.*fault = false;
     }
     EXPECT_EQ(host->Play(), 1);
+}
+
+TEST(Transport, SoundOfAnyFormatIsTaken) {
+    FakeAudio audio(0.1);
+    audio.format.nSampleRate = std::numeric_limits<std::int32_t>::min();
+    PlayerHost host;
+    host.SetAudio(&audio);
+    EXPECT_EQ(audio.GetRefCount(), 2);
 }
 
 TEST(Transport, RefusesWhatWouldHangInsideTheCallback) {

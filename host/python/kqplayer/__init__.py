@@ -61,6 +61,14 @@ class View:
         """
         self._core.show(part, _choice("scaling", _SCALINGS, scaling), _choice("placement", _PLACEMENTS, placement))
 
+    def rgb(self):
+        """The whole picture of this view, in its own size, as a new array of uint8, (height, width, 3).
+
+        While paused or without a run that is the one on show, during play the next one. Raises kqplayer.Error
+        without a picture.
+        """
+        return self._core.rgb()
+
     def to_picture(self, x, y):
         """The place in the picture of one in the window, both in pixels; None before the first picture."""
         return self._core.to_picture(x, y)
@@ -196,6 +204,24 @@ class Player:
     def speed(self, value):
         self._core.set_rate(value)
 
+    @property
+    def volume(self):
+        """From 0.0 (silent) to 1.0 (unchanged), heard at once; kqplayer.Error for another number."""
+        return self._core.volume()
+
+    @volume.setter
+    def volume(self, value):
+        self._core.set_volume(value)
+
+    @property
+    def muted(self):
+        """Whether the sound is silenced; the volume stays as it is."""
+        return self._core.is_muted()
+
+    @muted.setter
+    def muted(self, value):
+        self._core.set_muted(bool(value))
+
     def loop(self, begin=0.0, end=None, *, rounds=0):
         """Plays a part of the file again and again without a seam; rounds: so often, 0 for ever.
 
@@ -210,7 +236,7 @@ class Player:
 
     @property
     def position(self):
-        """Time of the picture on show, seconds of the file."""
+        """Where it stands, in seconds of the file: the picture on show or what is heard, also after the end."""
         return self._core.position()
 
     @property

@@ -36,11 +36,11 @@ def resident():
     return int(pathlib.Path("/proc/self/statm").read_text().split()[1]) * os.sysconf("SC_PAGE_SIZE")
 
 
-def run(script):
+def run(script, **environment):
     """Runs a script in a process of its own, which has to end by itself."""
     script = f"import kqplayer, os, sys, threading, time\nclip = {CLIP!r}\n" + inspect.cleandoc(script)
     return subprocess.run([sys.executable, "-X", "faulthandler", "-c", script], capture_output=True, text=True,
-                          timeout=100)
+                          timeout=100, env={**os.environ, **environment})
 
 
 class Frames(unittest.TestCase):
@@ -153,8 +153,10 @@ class Lifetime(unittest.TestCase):
     def test_memory_does_not_grow(self):
         sizes = []
         for turn in range(1100):
-            with kqplayer.open(CLIP) as file:
-                file[turn % 100].rgb()
+            file = kqplayer.open(CLIP)
+            file[turn % 100].rgb()
+            if turn % 2:
+                file.close()  # the others are forgotten
             if turn % 500 == 99:
                 gc.collect()
                 sizes.append(resident())
@@ -172,12 +174,13 @@ class Lifetime(unittest.TestCase):
             print("told", player.position > 0)
         """)
         self.assertEqual((done.returncode, "Traceback" in done.stderr, "Fatal" in done.stderr), (0, False, False), done)
-        self.assertIn("told True", done.stdout)
+        self.assertEqual(done.stdout, "told True\n", "the component prints")
 
     def test_a_copy_of_the_process(self):
         done = run("""
             file = kqplayer.open(clip)
             player = kqplayer.Player(clip, window=kqplayer.OFF_SCREEN, sound=False)
+            player.loop()
             player.play()
             loop = iter(file)
             frame = next(loop)
@@ -248,6 +251,7 @@ class Playing(unittest.TestCase):
         self.assertEqual([player.step(count) for count in (1, -1, -3, 40, 100)], [58, 57, 54, 94, 99])
         player.seek(2.0)
         self.assertEqual((player.frame_number, player.position), (50, 2.0))
+        self.assertTrue((player.views[0].rgb() == wanted[50]).all())
         with tempfile.TemporaryDirectory() as folder:
             path = pathlib.Path(folder) / "picture.png"
             player.capture(path)
@@ -328,11 +332,26 @@ class Playing(unittest.TestCase):
 
     def test_two_pictures_in_step(self):
         player = self.player()
-        player.add_view(kqplayer.OFF_SCREEN, filter="hflip")
+        mirrored = player.add_view(kqplayer.OFF_SCREEN, filter="hflip")
         player.play()
         self.assertTrue(player.wait(30))
+        self.assertAlmostEqual(player.position, 3.96)
         self.assertEqual(len(player.views), 2)
         self.assertIsNone(player.views[0].window)
+        player.seek_frame(40)
+        self.assertTrue((mirrored.rgb()[:, ::-1] == player.views[0].rgb()).all())
+        player.close()
+        with self.assertRaisesRegex(ValueError, "closed"):
+            mirrored.rgb()
+
+    def test_the_sound_can_be_turned_down(self):
+        player = self.player(sound=True)
+        player.volume, player.muted = 0.25, True
+        self.assertEqual((player.volume, player.muted), (0.25, True))
+        for wrong in (-0.1, 1.5, float("nan")):
+            with self.assertRaises(kqplayer.Error):
+                player.volume = wrong
+        self.assertEqual(player.volume, 0.25)
 
     def test_signals_interrupt_a_wait(self):
         player = self.player()
@@ -462,9 +481,44 @@ class Documents(unittest.TestCase):
         self.assertEqual(runner.failures, 0)
         self.assertGreaterEqual(count, 20)
 
-    def test_recipes(self):
+    def recipes(self):
         text = pathlib.Path(os.environ["KQ_PYTHON_DOCUMENT"]).read_text()
-        recipes = re.findall(r"^```python\n(.*?)^```", text, re.M | re.S)
+        return re.findall(r"^```python\n(.*?)^```", text, re.M | re.S)
+
+    def test_a_window_of_tkinter(self):
+        read, write = os.pipe()
+        server = subprocess.Popen(["Xvfb", "-displayfd", str(write), "-screen", "0", "800x600x24", "-nolisten", "tcp"],
+                                  pass_fds=[write], stderr=subprocess.DEVNULL)
+        self.addCleanup(server.wait)
+        self.addCleanup(server.terminate)
+        os.close(write)
+        with os.fdopen(read) as display:
+            screen = f":{display.readline().strip()}"
+        done = run(next(recipe for recipe in self.recipes() if "def tk_player" in recipe) + inspect.cleandoc("""
+            root, player = tk_player(clip)
+            player.pause()
+            player.seek_frame(30)
+            root.event_generate("<Left>")
+            deadline = time.monotonic() + 30
+            while player.frame_number != 29 and time.monotonic() < deadline:
+                root.update()
+            time.sleep(0.2)
+            import subprocess, numpy as np
+            room = root.winfo_children()[0]
+            grab = ["ffmpeg", "-v", "error", "-f", "x11grab", "-video_size", "480x360", "-i",
+                    f"{os.environ['DISPLAY']}+{room.winfo_rootx() + 80},{room.winfo_rooty()}", "-frames:v", "1",
+                    "-f", "rawvideo", "-pix_fmt", "rgb24", "-"]
+            seen = np.frombuffer(subprocess.run(grab, capture_output=True, check=True).stdout, np.uint8)
+            seen = seen.reshape(120, 3, 160, 3, 3).mean(axis=(1, 3))
+            near = [np.abs(seen - frame.rgb()).mean() for frame in kqplayer.open(clip)[25:35]]
+            print("shown", 25 + int(np.argmin(near)), min(near) < 8)
+            player.close()
+            root.destroy()
+        """), DISPLAY=screen)
+        self.assertEqual(done.stdout, "shown 29 True\n", done)
+
+    def test_recipes(self):
+        recipes = self.recipes()
         self.assertGreaterEqual(len(recipes), 10)
         self.addCleanup(os.chdir, os.getcwd())
         with tempfile.TemporaryDirectory() as folder:

@@ -1,7 +1,11 @@
 // Files with holes and without an end.
 #include "StreamTest.h"
+#include "host/streams/FileLog.h"
 #include "tests/support/Files.h"
 
+extern "C" {
+#include <libavutil/log.h>
+}
 #include <random>
 
 namespace kq::streams::test {
@@ -44,6 +48,15 @@ TEST(Damage, IsSkippedAndPlayingGoesOn) {
         EXPECT_LT(std::count(log.begin(), log.end(), '\n'), 100) << log;
     }
     EXPECT_GE(logged, 3) << "not every decoder tells what it conceals";
+}
+
+TEST(Damage, IsToldInLines) {
+    std::vector<std::string> told;
+    const auto log = FileLog::Make("clip", [&](const std::string& line) { told.push_back(line); });
+    LogScope scope(*log);
+    av_log(nullptr, AV_LOG_ERROR, "no size\nConsider ");
+    av_log(nullptr, AV_LOG_ERROR, "this\n");
+    EXPECT_EQ(told, std::vector<std::string>{"clip: no size Consider this"});
 }
 
 TEST(Damage, SeekingAcrossItEnds) {
