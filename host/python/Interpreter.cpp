@@ -3,6 +3,7 @@
 #include "LogRelay.h"
 
 #include <mutex>
+#include <utility>
 #include <vector>
 
 namespace kq::python {
@@ -91,7 +92,7 @@ void Watch(py::module_& module) {
     errorType.attr("__doc__") = "What kqplayer cannot do, in one line: which file, and why.";
     py::register_exception_translator([](std::exception_ptr thrown) {
         try {
-            std::rethrow_exception(thrown);
+            std::rethrow_exception(std::move(thrown));
         } catch (const Closed& closed) {
             PyErr_SetString(PyExc_ValueError, closed.what());
         } catch (const Error& error) {

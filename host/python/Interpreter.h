@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <new>
 #include <stdexcept>
@@ -73,8 +74,11 @@ public:
             static_cast<void>(new (std::nothrow) std::shared_ptr<Core>(std::move(m_core)));
             return;
         }
-        const Unlocked unlocked;
-        m_core.reset();
+        try {
+            const Unlocked unlocked;
+            m_core.reset();
+        } catch (const std::exception&) { // what gives the lock back is said to throw where it cannot
+        }
     }
 
     /// @throw Error in a copy of the process

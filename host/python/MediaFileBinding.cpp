@@ -60,7 +60,7 @@ SharedFrame Picture(const File& file, std::int64_t number) {
 }
 
 std::unique_ptr<Iterator> Range(const File& file, const py::slice& slice) {
-    const auto core = file.Get();
+    const auto& core = file.Get();
     std::int64_t begin = 0;
     std::int64_t step = 1;
     std::optional<std::int64_t> end;
@@ -96,7 +96,7 @@ std::unique_ptr<Iterator> Range(const File& file, const py::slice& slice) {
 }
 
 std::unique_ptr<Iterator> Iterate(const File& file) {
-    const auto core = file.Get();
+    const auto& core = file.Get();
     if (core->IsClosed()) {
         throw Closed("the file");
     }

@@ -93,7 +93,7 @@ void Listen(const Player& player, const py::weakref& told) {
 /// Calls the component with the interpreter's lock given back.
 template <class Call>
 auto Without(const Player& player, Call call) {
-    const auto core = player.Get();
+    const auto& core = player.Get();
     const Unlocked unlocked;
     return call(*core);
 }
@@ -168,7 +168,7 @@ void Show(const ViewHolder& view, const std::optional<std::array<double, 4>>& pa
     }
     display.nScaling = scaling;
     display.nResize = placement;
-    const auto core = view.Get();
+    const auto& core = view.Get();
     std::int32_t result = 0;
     {
         const Unlocked unlocked;
@@ -180,7 +180,7 @@ void Show(const ViewHolder& view, const std::optional<std::array<double, 4>>& pa
 }
 
 py::array Rgb(const ViewHolder& view) {
-    const auto core = view.Get();
+    const auto& core = view.Get();
     std::unique_ptr<CapturedPicture> captured;
     {
         const Unlocked unlocked;
@@ -197,7 +197,7 @@ py::array Rgb(const ViewHolder& view) {
 
 template <class Map>
 py::object Mapped(const ViewHolder& view, Map map) {
-    const auto core = view.Get();
+    const auto& core = view.Get();
     KQPointF point{};
     bool isMapped = false;
     {
@@ -213,7 +213,7 @@ void BindPlayer(py::module_& module) {
     py::class_<ViewHolder>(module, "_View")
         .def_property_readonly("window",
                                [](const ViewHolder& view) {
-                                   const auto core = view.Get();
+                                   const auto& core = view.Get();
                                    const Unlocked unlocked;
                                    return reinterpret_cast<std::uintptr_t>(core->Get().GetWND());
                                })
