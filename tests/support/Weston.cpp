@@ -22,7 +22,7 @@ constexpr const char* settings = "[core]\nidle-time=0\nrepaint-window=17\n"
 
 } // namespace
 
-Weston::Weston(int scale) {
+Weston::Weston(int scale, Input input) {
     const std::string config = kq::test::WriteFile(m_folder / "weston.ini", settings);
     setenv("XDG_RUNTIME_DIR", RuntimeFolder().c_str(), 1);
     setenv("WAYLAND_DISPLAY", socket, 1);
@@ -32,7 +32,8 @@ Weston::Weston(int scale) {
         "--socket=" +
         std::string(socket) + " --config=" + config + " --width=" + std::to_string(width / scale) +
         " --height=" + std::to_string(height / scale) + " --scale=" + std::to_string(scale) +
-        " --log=" + (m_folder / "log") + " </dev/null 2>/dev/null";
+        (input == Input::None ? " --no-input" : "") + " --log=" + (m_folder / "log") +
+        " </dev/null 2>/dev/null";
     m_output = popen(command.c_str(), "re");
     if (m_output == nullptr || std::fscanf(m_output, "%d", &m_pid) != 1) {
         throw std::runtime_error("weston does not start");

@@ -13,10 +13,17 @@ namespace kqtest {
 /// WAYLAND_DISPLAY name it, and DISPLAY is not set.
 class Weston {
 public:
+    enum class Input {
+        All,
+        /// No keyboard, and no pointer either: its picture lies above the windows, and becomes that of a busy
+        /// window when one has not answered for ten seconds.
+        None
+    };
+
     /// Starts both and waits until they can be used.
     /// @param scale pixels of the screen per unit
     /// @throw std::runtime_error when one does not start
-    explicit Weston(int scale = 1);
+    explicit Weston(int scale = 1, Input input = Input::All);
     ~Weston();
     Weston(const Weston&) = delete;
     Weston& operator=(const Weston&) = delete;
