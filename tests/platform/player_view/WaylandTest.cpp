@@ -187,6 +187,10 @@ TEST_P(WaylandViews, LoseNoPictureAndOverwriteNoneThatIsRead) {
         ASSERT_NE(pixels, nullptr) << i;
         std::memset(pixels, i, all.size());
         m_view->Show(size, pixels, {0, 0, size.width, size.height});
+        if (i % 10 == 7) { // what is on its way is shown at the new place
+            m_view->Place({40, 30, 320, 179}, {40, 30, 320, 179});
+            m_view->Place({40, 30, 320, 180}, {40, 30, 320, 180});
+        }
         if (i % 10 == 5) {
             const Image screen = m_weston.Screen().Screenshot();
             for (const int row : {30 * Scale(), 210 * Scale() - 1}) {
