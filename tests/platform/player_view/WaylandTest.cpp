@@ -41,7 +41,7 @@ void PrintTo(const Way& way, std::ostream* out) {
 /// A view of 320x180 at (40, 30) of a host's window; twice as large on the screen at a scale of 2.
 class WaylandViews : public testing::TestWithParam<Way> {
 protected:
-    WaylandViews() : m_weston(GetParam().scale, Weston::Input::None) {
+    WaylandViews() : m_weston({1024, 768, GetParam().scale, false}) {
         m_host.emplace();
         std::string error;
         m_view = WaylandSurface::Create({sizeof(KQWaylandParent), m_host->Display(), m_host->Surface(), 0},
