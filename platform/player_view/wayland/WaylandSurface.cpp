@@ -2,6 +2,7 @@
 
 #include <kqplayer/log.h>
 
+#include <fractional-scale-v1-client-protocol.h>
 #include <presentation-time-client-protocol.h>
 #include <viewporter-client-protocol.h>
 
@@ -139,20 +140,13 @@ WaylandSurface::WaylandSurface(std::shared_ptr<WaylandConnection> connection)
     : m_connection(std::move(connection)), m_pool(*m_connection), m_scaledPool(*m_connection) {}
 
 void WaylandSurface::Make(const KQWaylandParent& parent, const VRECT& rect) {
-    static constexpr wl_surface_listener listener = {
-        [](void* self, wl_surface*, wl_output* output) {
-            static_cast<WaylandSurface*>(self)->OnOutput(output, true);
-        },
-        [](void* self, wl_surface*, wl_output* output) {
-            static_cast<WaylandSurface*>(self)->OnOutput(output, false);
-        }};
     {
         const std::lock_guard<std::mutex> guard(m_connection->Lock());
         m_givenScale = parent.dScale;
         m_place = m_seen = Clamped({rect.x, rect.y, rect.width, rect.height});
         m_ground.Make(*m_connection, parent.pSurface);
         m_layer.Make(*m_connection, m_ground.surface.get());
-        wl_surface_add_listener(m_ground.surface.get(), &listener, this);
+        WatchScale();
         m_handle = reinterpret_cast<std::uintptr_t>(m_ground.surface.get());
         Draw();
     }
@@ -171,6 +165,9 @@ WaylandSurface::~WaylandSurface() {
     }
     for (Feedback* feedback : m_feedbacks) {
         wp_presentation_feedback_destroy(feedback);
+    }
+    if (m_fractionalScale != nullptr) {
+        wp_fractional_scale_v1_destroy(m_fractionalScale);
     }
     m_layer.Free();
     m_ground.Free();
@@ -301,9 +298,32 @@ KQPresentation WaylandSurface::Presentation() {
     return counts;
 }
 
+/// Has the compositor tell on which outputs the view is, and which fraction it prefers.
+void WaylandSurface::WatchScale() {
+    static constexpr wl_surface_listener listener = {
+        [](void* self, wl_surface*, wl_output* output) {
+            static_cast<WaylandSurface*>(self)->OnOutput(output, true);
+        },
+        [](void* self, wl_surface*, wl_output* output) {
+            static_cast<WaylandSurface*>(self)->OnOutput(output, false);
+        }};
+    static constexpr wp_fractional_scale_v1_listener fractionalListener = {
+        [](void* self, wp_fractional_scale_v1*, std::uint32_t parts) {
+            constexpr double partsOfOne = 120;
+            static_cast<WaylandSurface*>(self)->OnPreferredScale(parts / partsOfOne);
+        }};
+    wl_surface* const surface = m_ground.surface.get();
+    wl_surface_add_listener(surface, &listener, this);
+    wp_fractional_scale_manager_v1* const manager = m_connection->FractionalScales();
+    if (manager != nullptr && m_ground.viewport != nullptr) {
+        m_fractionalScale = wp_fractional_scale_manager_v1_get_fractional_scale(manager, surface);
+        wp_fractional_scale_v1_add_listener(m_fractionalScale, &fractionalListener, this);
+    }
+}
+
 /// Without a viewport a buffer's pixels are a whole number to a unit.
 double WaylandSurface::ScaleToUse() const {
-    double scale = m_givenScale;
+    double scale = m_givenScale > 0 ? m_givenScale : m_preferredScale;
     if (!(scale > 0)) {
         int largest = 1;
         for (wl_output* output : m_outputs) {
@@ -569,6 +589,14 @@ void WaylandSurface::OnOutput(wl_output* output, bool isEntered) {
     } else {
         m_outputs.erase(output);
     }
+    if (ScaleToUse() != before) {
+        Draw();
+    }
+}
+
+void WaylandSurface::OnPreferredScale(double scale) {
+    const double before = ScaleToUse();
+    m_preferredScale = scale;
     if (ScaleToUse() != before) {
         Draw();
     }

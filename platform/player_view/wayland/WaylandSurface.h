@@ -19,6 +19,7 @@
 
 struct wp_viewport;
 struct wp_presentation_feedback;
+struct wp_fractional_scale_v1;
 
 namespace kq::playerview {
 
@@ -90,6 +91,7 @@ private:
 
     // Under the lock.
     void LogCounts() const;
+    void WatchScale();
     double ScaleToUse() const;
     Size WindowPixels() const;
     Drawing DrawingOf(Size picture) const;
@@ -109,6 +111,7 @@ private:
     void OnPresented(std::int64_t time, std::uint32_t refresh);
     void Forget(Feedback* feedback);
     void OnOutput(wl_output* output, bool isEntered);
+    void OnPreferredScale(double scale);
 
     const std::shared_ptr<WaylandConnection> m_connection;
     std::uintptr_t m_handle = 0;
@@ -120,7 +123,9 @@ private:
     Layer m_ground;
     Layer m_layer; ///< the picture
     PictureScaler m_scaler;
-    double m_givenScale = 0;        ///< by the host
+    double m_givenScale = 0;     ///< by the host
+    double m_preferredScale = 0; ///< by the compositor
+    wp_fractional_scale_v1* m_fractionalScale = nullptr;
     std::set<wl_output*> m_outputs; ///< on which the view is
     Rect m_place;                   ///< in the parent
     Rect m_seen;                    ///< of that; in the parent, too
