@@ -1,7 +1,11 @@
 // The window on Wayland: keys, mouse, full screen, and what lies above the pictures.
 #include "Kqplay.h"
+#include "tests/support/FakeCompositor.h"
 #include "tests/support/WaitUntil.h"
 #include "tests/support/Weston.h"
+
+#include <wayland-client-protocol.h>
+#include <xdg-shell-client-protocol.h>
 
 #include <algorithm>
 
@@ -100,6 +104,23 @@ TEST_F(OnWayland, DividesTwoFilesAndWritesAboveThem) {
     }));
     Press("q");
     kqplay.Quit("");
+}
+
+TEST(WithoutWhatAWindowNeeds, TheReasonIsSaidAndPlayGoesOnOffScreen) {
+    const wl_interface* const needed[] = {&wl_shm_interface, &wl_subcompositor_interface, &wl_seat_interface,
+                                          &xdg_wm_base_interface};
+    std::vector<const wl_interface*> offered;
+    for (const wl_interface* lacking : needed) {
+        const FakeCompositor compositor(offered);
+        const Outcome outcome = RunProcess(
+            {KQPLAY_PROGRAM, "--no-audio", Clip("one.mp4")},
+            {{"WAYLAND_DISPLAY", FakeCompositor::socket}, {"XDG_RUNTIME_DIR", compositor.RuntimeFolder()}});
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.err, "kqplay: no window (the Wayland compositor has no " +
+                                   std::string(lacking->name) +
+                                   ": for Xwayland, set DISPLAY): playing off-screen\n");
+        offered.push_back(lacking);
+    }
 }
 
 TEST_F(OnWayland, IsChosenByAnOptionAndEndsWithTheCompositor) {
