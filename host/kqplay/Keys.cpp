@@ -118,6 +118,29 @@ Command CommandOfKey(int key) {
     return Command::None;
 }
 
+bool IsRepeated(Command command) {
+    switch (command) {
+    case Command::None: // what is typed
+    case Command::Back:
+    case Command::Ahead:
+    case Command::FarBack:
+    case Command::FarAhead:
+    case Command::StepForward:
+    case Command::StepBackward:
+    case Command::Quieter:
+    case Command::Louder:
+    case Command::Slower:
+    case Command::Faster:
+    case Command::ShiftOn:
+    case Command::ShiftBack:
+    case Command::ShiftFarOn:
+    case Command::ShiftFarBack:
+        return true;
+    default:
+        return false;
+    }
+}
+
 std::string KeyNames(const KeyAction& action, std::string_view quote) {
     std::string names;
     for (int key : action.keys) {

@@ -39,6 +39,9 @@ struct KeyAction {
 const std::vector<KeyAction>& KeyActions();
 /// @return the command of a key, Command::None for one that does nothing
 Command CommandOfKey(int key);
+/// @return whether a key that is held down gives the command again and again: one that goes on from where the
+///         last one has led, and no choice that the next one would take back
+bool IsRepeated(Command command);
 /// @return the names of an action's keys, each between two quotation marks, joined by ", "
 std::string KeyNames(const KeyAction& action, std::string_view quote = {});
 /// @return the table as text, a line a row, each with its end

@@ -263,7 +263,7 @@ std::vector<int> VideoWindow::Take() {
         case SDL_KEYDOWN:
             m_pressed = event.key.keysym.scancode;
             m_repeats = event.key.repeat != 0;
-            keys.push_back(OnKey(event.key.keysym));
+            OnKey(event.key.keysym, keys);
             break;
         case SDL_KEYUP:
             m_flipped = m_flipped && event.key.keysym.sym != SDLK_TAB;
@@ -283,10 +283,11 @@ std::vector<int> VideoWindow::Take() {
     return keys;
 }
 
-/// @return the key's code; 0 for one that is a command only while it is pressed
-int VideoWindow::OnKey(const SDL_Keysym& pressed) {
+void VideoWindow::OnKey(const SDL_Keysym& pressed, std::vector<int>& keys) {
     m_flipped = m_flipped || pressed.sym == SDLK_TAB;
-    return CodeOf(pressed);
+    if (const int key = CodeOf(pressed); !m_repeats || IsRepeated(CommandOfKey(key))) {
+        keys.push_back(key);
+    }
 }
 
 void VideoWindow::OnText(const char* text, std::vector<int>& keys) {
@@ -300,7 +301,7 @@ void VideoWindow::OnText(const char* text, std::vector<int>& keys) {
         if (m_repeats && isStep) {
             m_held = key;
             m_heldCode = m_pressed;
-        } else {
+        } else if (!m_repeats || IsRepeated(command)) {
             keys.push_back(key);
         }
     }

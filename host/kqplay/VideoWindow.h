@@ -110,7 +110,7 @@ private:
     VideoWindow() = default;
     void FillScreen();
     void OnText(const char* text, std::vector<int>& keys);
-    int OnKey(const SDL_Keysym& pressed);
+    void OnKey(const SDL_Keysym& pressed, std::vector<int>& keys);
     bool Start(const std::string& title, Size size, bool wayland, const ViewLibrary& views,
                std::string& error);
     void OnMouse(const MouseEvent& event);

@@ -37,6 +37,7 @@ public:
                 globals.m_hasSubsurfaces =
                     globals.m_hasSubsurfaces || interface == std::string(wl_subcompositor_interface.name);
                 globals.m_hasSeat = globals.m_hasSeat || interface == std::string(wl_seat_interface.name);
+                globals.m_hasShell = globals.m_hasShell || interface == std::string("xdg_wm_base");
             },
             [](void*, wl_registry*, std::uint32_t) {}};
         auto* const wrapper = static_cast<wl_display*>(wl_proxy_create_wrapper(display));
@@ -61,6 +62,7 @@ public:
         return !m_shm              ? "wl_shm"
                : !m_hasSubsurfaces ? "wl_subcompositor"
                : !m_hasSeat        ? "wl_seat" // SDL 2.26 crashes without
+               : !m_hasShell       ? "xdg_wm_base"
                                    : nullptr;
     }
     /// @return a black picture, null without memory
@@ -85,6 +87,7 @@ private:
     wl_shm* m_shm = nullptr;
     bool m_hasSubsurfaces = false;
     bool m_hasSeat = false;
+    bool m_hasShell = false;
 };
 
 class WaylandWindow;

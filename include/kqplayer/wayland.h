@@ -38,7 +38,7 @@ struct KQWaylandParent {
     struct wl_display* pDisplay; ///< the host's connection
     struct wl_surface* pSurface; ///< its window's surface, which was made on that connection
     double dScale;               ///< pixels of the screen per unit of the surface's coordinates, for hosts
-                                 ///< that know a fractional one; 0: as the outputs tell
+                                 ///< that know a better one; 0: as the compositor tells, fractions too
 };
 
 /// How the compositor has fared with a view's pictures since the view was made.

@@ -12,10 +12,11 @@ std::uint8_t* MapSharedMemory(std::size_t bytes, int& fd) {
         return nullptr;
     }
     // Claimed now, because a write to memory that cannot be had later would be a SIGBUS. Sealed, so that the
-    // other process, too, can rely on it.
+    // other process, too, can rely on it. Mapped as a whole: page by page it would be done while a picture is
+    // made.
     void* const pixels =
         posix_fallocate(fd, 0, static_cast<off_t>(bytes)) == 0 && fcntl(fd, F_ADD_SEALS, F_SEAL_SHRINK) == 0
-            ? mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0)
+            ? mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_POPULATE, fd, 0)
             : MAP_FAILED;
     if (pixels == MAP_FAILED) {
         close(fd);

@@ -13,18 +13,24 @@ namespace kqtest {
 /// WAYLAND_DISPLAY name it, and DISPLAY is not set.
 class Weston {
 public:
+    struct Settings {
+        int width; ///< pixels
+        int height;
+        int scale; ///< pixels of the screen per unit
+        /// Keyboard and pointer. The pointer's picture lies above the windows, and becomes that of a busy one
+        /// when a window's program has not answered for ten seconds.
+        bool hasInput;
+    };
+
     /// Starts both and waits until they can be used.
-    /// @param scale pixels of the screen per unit
     /// @throw std::runtime_error when one does not start
-    explicit Weston(int scale = 1);
+    explicit Weston(const Settings& settings = {1024, 768, 1, true});
     ~Weston();
     Weston(const Weston&) = delete;
     Weston& operator=(const Weston&) = delete;
 
-    /// The X server, whose screen has the size below and the colour behind all windows.
+    /// The X server, whose screen has the colour below behind all windows.
     Xvfb& Screen() { return m_screen; }
-    static constexpr int width = 1024;
-    static constexpr int height = 768;
     static constexpr std::uint32_t background = 0x305070;
 
     std::string RuntimeFolder() const { return m_folder / ""; }
@@ -34,7 +40,7 @@ public:
     void Stop();
 
 private:
-    Xvfb m_screen{{"-screen", "0", "1024x768x24"}};
+    Xvfb m_screen;
     kq::test::TemporaryFolder m_folder;
     std::FILE* m_output = nullptr; ///< what it writes
     pid_t m_pid = -1;

@@ -4,6 +4,7 @@
 
 #include <kqplayer/log.h>
 
+#include <fractional-scale-v1-client-protocol.h>
 #include <poll.h>
 #include <presentation-time-client-protocol.h>
 #include <sys/eventfd.h>
@@ -70,6 +71,9 @@ WaylandConnection::~WaylandConnection() {
     }
     if (m_presentation != nullptr) {
         wp_presentation_destroy(m_presentation);
+    }
+    if (m_fractionalScales != nullptr) {
+        wp_fractional_scale_manager_v1_destroy(m_fractionalScales);
     }
     m_shm.reset();
     m_subcompositor.reset();
@@ -153,6 +157,9 @@ void WaylandConnection::Bind(wl_registry* registry, std::uint32_t name, const st
             }};
         m_presentation = static_cast<wp_presentation*>(bind(wp_presentation_interface));
         wp_presentation_add_listener(m_presentation, &listener, this);
+    } else if (interface == wp_fractional_scale_manager_v1_interface.name && m_fractionalScales == nullptr) {
+        m_fractionalScales =
+            static_cast<wp_fractional_scale_manager_v1*>(bind(wp_fractional_scale_manager_v1_interface));
     } else if (interface == wl_output_interface.name && version >= outputVersion) {
         BindOutput(registry, name, outputVersion);
     }

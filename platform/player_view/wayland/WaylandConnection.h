@@ -13,6 +13,7 @@
 
 struct wp_viewporter;
 struct wp_presentation;
+struct wp_fractional_scale_manager_v1;
 
 namespace kq::playerview {
 
@@ -58,9 +59,10 @@ public:
     wl_compositor* Compositor() const { return m_compositor.get(); }
     wl_subcompositor* Subcompositor() const { return m_subcompositor.get(); }
     wl_shm* Shm() const { return m_shm.get(); }
-    wp_viewporter* Viewporter() const { return m_viewporter; }       ///< or null
-    wp_presentation* Presentation() const { return m_presentation; } ///< or null
-    clockid_t Clock() const { return m_clock; }                      ///< of the presentation's times
+    wp_viewporter* Viewporter() const { return m_viewporter; }                              ///< or null
+    wp_presentation* Presentation() const { return m_presentation; }                        ///< or null
+    wp_fractional_scale_manager_v1* FractionalScales() const { return m_fractionalScales; } ///< or null
+    clockid_t Clock() const { return m_clock; } ///< of the presentation's times
     /// @return pixels per unit on an output, 1 for one that is not known; under the lock
     int ScaleOf(wl_output* output) const;
 
@@ -88,6 +90,7 @@ private:
     Proxy<wl_shm> m_shm;
     wp_viewporter* m_viewporter = nullptr;
     wp_presentation* m_presentation = nullptr;
+    wp_fractional_scale_manager_v1* m_fractionalScales = nullptr;
     clockid_t m_clock = CLOCK_MONOTONIC;
     std::map<std::uint32_t, std::unique_ptr<Output>> m_outputs; ///< by their names
     int m_wake = -1;                                            ///< readable when the thread is to end

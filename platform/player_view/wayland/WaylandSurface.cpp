@@ -2,6 +2,7 @@
 
 #include <kqplayer/log.h>
 
+#include <fractional-scale-v1-client-protocol.h>
 #include <presentation-time-client-protocol.h>
 #include <viewporter-client-protocol.h>
 
@@ -91,7 +92,24 @@ void WaylandSurface::Layer::Make(const WaylandConnection& connection, wl_surface
     wl_region_destroy(none);
 }
 
-void WaylandSurface::Layer::SetOpaque(const WaylandConnection& connection, Size size) const {
+void WaylandSurface::Layer::Cut(const RectF& source, Size buffer) {
+    const FixedSpan columns(source.x, source.width, buffer.width);
+    const FixedSpan rows(source.y, source.height, buffer.height);
+    const std::array<wl_fixed_t, 4> cut = {columns.begin, rows.begin, columns.length, rows.length};
+    if (cut != m_source) {
+        m_source = cut;
+        wp_viewport_set_source(viewport, columns.begin, rows.begin, columns.length, rows.length);
+    }
+}
+
+void WaylandSurface::Layer::SetSize(const WaylandConnection& connection, Size size) {
+    if (size == m_size) {
+        return;
+    }
+    m_size = size;
+    if (viewport != nullptr) {
+        wp_viewport_set_destination(viewport, size.width, size.height);
+    }
     wl_region* const region = wl_compositor_create_region(connection.Compositor());
     wl_region_add(region, 0, 0, size.width, size.height);
     wl_surface_set_opaque_region(surface.get(), region);
@@ -122,20 +140,13 @@ WaylandSurface::WaylandSurface(std::shared_ptr<WaylandConnection> connection)
     : m_connection(std::move(connection)), m_pool(*m_connection), m_scaledPool(*m_connection) {}
 
 void WaylandSurface::Make(const KQWaylandParent& parent, const VRECT& rect) {
-    static constexpr wl_surface_listener listener = {
-        [](void* self, wl_surface*, wl_output* output) {
-            static_cast<WaylandSurface*>(self)->OnOutput(output, true);
-        },
-        [](void* self, wl_surface*, wl_output* output) {
-            static_cast<WaylandSurface*>(self)->OnOutput(output, false);
-        }};
     {
         const std::lock_guard<std::mutex> guard(m_connection->Lock());
         m_givenScale = parent.dScale;
         m_place = m_seen = Clamped({rect.x, rect.y, rect.width, rect.height});
         m_ground.Make(*m_connection, parent.pSurface);
         m_layer.Make(*m_connection, m_ground.surface.get());
-        wl_surface_add_listener(m_ground.surface.get(), &listener, this);
+        WatchScale();
         m_handle = reinterpret_cast<std::uintptr_t>(m_ground.surface.get());
         Draw();
     }
@@ -154,6 +165,9 @@ WaylandSurface::~WaylandSurface() {
     }
     for (Feedback* feedback : m_feedbacks) {
         wp_presentation_feedback_destroy(feedback);
+    }
+    if (m_fractionalScale != nullptr) {
+        wp_fractional_scale_v1_destroy(m_fractionalScale);
     }
     m_layer.Free();
     m_ground.Free();
@@ -284,9 +298,32 @@ KQPresentation WaylandSurface::Presentation() {
     return counts;
 }
 
+/// Has the compositor tell on which outputs the view is, and which fraction it prefers.
+void WaylandSurface::WatchScale() {
+    static constexpr wl_surface_listener listener = {
+        [](void* self, wl_surface*, wl_output* output) {
+            static_cast<WaylandSurface*>(self)->OnOutput(output, true);
+        },
+        [](void* self, wl_surface*, wl_output* output) {
+            static_cast<WaylandSurface*>(self)->OnOutput(output, false);
+        }};
+    static constexpr wp_fractional_scale_v1_listener fractionalListener = {
+        [](void* self, wp_fractional_scale_v1*, std::uint32_t parts) {
+            constexpr double partsOfOne = 120;
+            static_cast<WaylandSurface*>(self)->OnPreferredScale(parts / partsOfOne);
+        }};
+    wl_surface* const surface = m_ground.surface.get();
+    wl_surface_add_listener(surface, &listener, this);
+    wp_fractional_scale_manager_v1* const manager = m_connection->FractionalScales();
+    if (manager != nullptr && m_ground.viewport != nullptr) {
+        m_fractionalScale = wp_fractional_scale_manager_v1_get_fractional_scale(manager, surface);
+        wp_fractional_scale_v1_add_listener(m_fractionalScale, &fractionalListener, this);
+    }
+}
+
 /// Without a viewport a buffer's pixels are a whole number to a unit.
 double WaylandSurface::ScaleToUse() const {
-    double scale = m_givenScale;
+    double scale = m_givenScale > 0 ? m_givenScale : m_preferredScale;
     if (!(scale > 0)) {
         int largest = 1;
         for (wl_output* output : m_outputs) {
@@ -366,34 +403,38 @@ WaylandSurface::BufferPtr WaylandSurface::Scale(const WaylandBuffer& picture, co
     return scaled;
 }
 
-/// @return false when there is nothing to be seen of it
-bool WaylandSurface::Attach(const BufferPtr& picture, const Drawing& drawing) {
-    wl_surface* const surface = m_layer.surface.get();
-    const bool isAsItIs = !drawing.visible.IsEmpty() && IsAsItIs(*picture, drawing);
-    BufferPtr buffer = isAsItIs ? picture : nullptr;
-    if (!isAsItIs && !drawing.visible.IsEmpty()) {
-        buffer = Scale(*picture, drawing);
+/// @return null when there is nothing to be seen of it
+WaylandSurface::BufferPtr WaylandSurface::BufferFor(const BufferPtr& picture, const Drawing& drawing) {
+    if (drawing.visible.IsEmpty()) {
+        return nullptr;
     }
-    if (!buffer) {
+    return IsAsItIs(*picture, drawing) ? picture : Scale(*picture, drawing);
+}
+
+/// @param isNew the compositor has not had it before
+/// @return false when there is nothing to be seen of it
+bool WaylandSurface::Attach(const BufferPtr& picture, const Drawing& drawing, bool isNew) {
+    wl_surface* const surface = m_layer.surface.get();
+    const BufferPtr before = std::exchange(m_attached, BufferFor(picture, drawing));
+    if (!m_attached) {
         wl_surface_attach(surface, nullptr, 0, 0);
         return false;
     }
-    const Size size = buffer->PixelSize();
+    const bool isAsItIs = m_attached == picture;
+    const Size size = m_attached->PixelSize();
     if (m_layer.viewport != nullptr) {
-        const RectF source =
-            isAsItIs ? drawing.source
-                     : RectF{0, 0, static_cast<double>(size.width), static_cast<double>(size.height)};
-        const FixedSpan columns(source.x, source.width, size.width);
-        const FixedSpan rows(source.y, source.height, size.height);
-        wp_viewport_set_source(m_layer.viewport, columns.begin, rows.begin, columns.length, rows.length);
-        wp_viewport_set_destination(m_layer.viewport, drawing.visible.width, drawing.visible.height);
+        m_layer.Cut(isAsItIs ? drawing.source
+                             : RectF{0, 0, static_cast<double>(size.width), static_cast<double>(size.height)},
+                    size);
     } else {
         wl_surface_set_buffer_scale(surface, isAsItIs ? 1 : static_cast<int>(ScaleToUse()));
     }
-    wl_surface_attach(surface, buffer->Get(), 0, 0);
-    wl_surface_damage_buffer(surface, 0, 0, size.width, size.height);
-    m_layer.SetOpaque(*m_connection, {drawing.visible.width, drawing.visible.height});
-    buffer->MarkInUse();
+    m_layer.SetSize(*m_connection, {drawing.visible.width, drawing.visible.height});
+    if (isNew || m_attached != before) {
+        wl_surface_attach(surface, m_attached->Get(), 0, 0);
+        wl_surface_damage_buffer(surface, 0, 0, size.width, size.height);
+        m_attached->MarkInUse();
+    }
     return true;
 }
 
@@ -426,11 +467,14 @@ void WaylandSurface::CommitPicture(bool isNew, bool withGround) {
         wl_subsurface_set_position(m_layer.subsurface.get(), drawing.visible.x, drawing.visible.y);
         m_visible = drawing.visible;
     }
-    const bool isSeen = Attach(m_committed, drawing);
+    const bool isSeen = Attach(m_committed, drawing, isNew);
     if (isNew && isSeen) {
         WatchCommit();
     } else if (isNew) {
         ++m_counts.llSkipped;
+    } else if (isSeen && m_lastFeedback != nullptr) { // this commit is what is shown now
+        Forget(m_lastFeedback);
+        RequestFeedback();
     }
     wl_surface_commit(m_layer.surface.get());
     if (isBoth) {
@@ -443,8 +487,7 @@ void WaylandSurface::CommitPicture(bool isNew, bool withGround) {
 void WaylandSurface::CommitGround() {
     wl_surface* const surface = m_ground.surface.get();
     const Size size = {m_seen.width, m_seen.height};
-    const bool isScaled = m_ground.viewport != nullptr;
-    const Size needed = isScaled ? Size{1, 1} : size;
+    const Size needed = m_ground.viewport != nullptr ? Size{1, 1} : size;
     if (!m_groundBuffer || !(m_groundBuffer->PixelSize() == needed)) {
         m_groundBuffer = WaylandBuffer::Create(*m_connection, needed);
     }
@@ -452,11 +495,8 @@ void WaylandSurface::CommitGround() {
         KQLogEx(L"PlayerView: no memory for the black around the pictures");
         return;
     }
-    if (isScaled) {
-        wp_viewport_set_destination(m_ground.viewport, size.width, size.height);
-    }
     wl_subsurface_set_position(m_ground.subsurface.get(), m_seen.x, m_seen.y);
-    m_ground.SetOpaque(*m_connection, size);
+    m_ground.SetSize(*m_connection, size);
     wl_surface_attach(surface, m_groundBuffer->Get(), 0, 0);
     wl_surface_damage_buffer(surface, 0, 0, needed.width, needed.height);
     wl_surface_commit(surface);
@@ -490,11 +530,23 @@ void WaylandSurface::Draw() {
 
 /// To be called before a new picture is committed.
 void WaylandSurface::WatchCommit() {
-    static constexpr wl_callback_listener frameListener = {
+    static constexpr wl_callback_listener listener = {
         [](void* self, wl_callback* /*callback*/, std::uint32_t /*time*/) {
             static_cast<WaylandSurface*>(self)->OnFrame();
         }};
-    static constexpr wp_presentation_feedback_listener feedbackListener = {
+    ++m_counts.llCommitted;
+    if (m_frame == nullptr) {
+        m_frame = wl_surface_frame(m_layer.surface.get());
+        wl_callback_add_listener(m_frame, &listener, this);
+    }
+    if (m_connection->Presentation() != nullptr) {
+        RequestFeedback();
+    }
+}
+
+/// Has the compositor tell what becomes of the commit that follows.
+void WaylandSurface::RequestFeedback() {
+    static constexpr wp_presentation_feedback_listener listener = {
         [](void*, Feedback*, wl_output*) {},
         [](void* self, Feedback* feedback, std::uint32_t secondsHigh, std::uint32_t secondsLow,
            std::uint32_t nanoseconds, std::uint32_t refresh, std::uint32_t, std::uint32_t, std::uint32_t) {
@@ -507,17 +559,9 @@ void WaylandSurface::WatchCommit() {
             ++static_cast<WaylandSurface*>(self)->m_counts.llDiscarded;
             static_cast<WaylandSurface*>(self)->Forget(feedback);
         }};
-    ++m_counts.llCommitted;
-    if (m_frame == nullptr) {
-        m_frame = wl_surface_frame(m_layer.surface.get());
-        wl_callback_add_listener(m_frame, &frameListener, this);
-    }
-    if (m_connection->Presentation() != nullptr) {
-        Feedback* const feedback =
-            wp_presentation_feedback(m_connection->Presentation(), m_layer.surface.get());
-        wp_presentation_feedback_add_listener(feedback, &feedbackListener, this);
-        m_feedbacks.insert(feedback);
-    }
+    m_lastFeedback = wp_presentation_feedback(m_connection->Presentation(), m_layer.surface.get());
+    wp_presentation_feedback_add_listener(m_lastFeedback, &listener, this);
+    m_feedbacks.insert(m_lastFeedback);
 }
 
 void WaylandSurface::OnFrame() {
@@ -532,6 +576,7 @@ void WaylandSurface::OnPresented(std::int64_t time, std::uint32_t refresh) {
 }
 
 void WaylandSurface::Forget(Feedback* feedback) {
+    m_lastFeedback = feedback == m_lastFeedback ? nullptr : m_lastFeedback;
     m_feedbacks.erase(feedback);
     wp_presentation_feedback_destroy(feedback);
 }
@@ -544,6 +589,14 @@ void WaylandSurface::OnOutput(wl_output* output, bool isEntered) {
     } else {
         m_outputs.erase(output);
     }
+    if (ScaleToUse() != before) {
+        Draw();
+    }
+}
+
+void WaylandSurface::OnPreferredScale(double scale) {
+    const double before = ScaleToUse();
+    m_preferredScale = scale;
     if (ScaleToUse() != before) {
         Draw();
     }

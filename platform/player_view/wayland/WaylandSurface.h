@@ -9,6 +9,7 @@
 
 #include <kqplayer/wayland.h>
 
+#include <array>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -18,6 +19,7 @@
 
 struct wp_viewport;
 struct wp_presentation_feedback;
+struct wp_fractional_scale_v1;
 
 namespace kq::playerview {
 
@@ -58,15 +60,24 @@ private:
     using Feedback = struct wp_presentation_feedback; ///< there is a function of that name too
     using BufferPtr = std::shared_ptr<WaylandBuffer>;
 
-    /// A subsurface, and what cuts and scales its buffer where the compositor can do that.
-    struct Layer {
+    /// A subsurface, and what cuts and scales its buffer where the compositor can do that. What is as it was
+    /// is not requested again.
+    class Layer {
+    public:
         Proxy<wl_surface> surface;
         Proxy<wl_subsurface> subsurface;
         wp_viewport* viewport = nullptr;
 
         void Make(const WaylandConnection& connection, wl_surface* parent);
-        void SetOpaque(const WaylandConnection& connection, Size size) const;
+        /// To be called where there is a viewport only. @param source of a buffer of that size
+        void Cut(const RectF& source, Size buffer);
+        /// @param size in units; all of it hides what lies beneath
+        void SetSize(const WaylandConnection& connection, Size size);
         void Free();
+
+    private:
+        std::array<wl_fixed_t, 4> m_source = {}; ///< left, top, width, height
+        Size m_size;
     };
     /// What of a picture goes where.
     struct Drawing {
@@ -80,6 +91,7 @@ private:
 
     // Under the lock.
     void LogCounts() const;
+    void WatchScale();
     double ScaleToUse() const;
     Size WindowPixels() const;
     Drawing DrawingOf(Size picture) const;
@@ -87,16 +99,19 @@ private:
     BufferPtr AcquirePicture(Size size);
     BufferPtr Scale(const WaylandBuffer& picture, const Drawing& drawing);
     bool IsAsItIs(const WaylandBuffer& picture, const Drawing& drawing) const;
-    bool Attach(const BufferPtr& picture, const Drawing& drawing);
+    BufferPtr BufferFor(const BufferPtr& picture, const Drawing& drawing);
+    bool Attach(const BufferPtr& picture, const Drawing& drawing, bool isNew);
     void CommitNext();
     void CommitPicture(bool isNew, bool withGround);
     void CommitGround();
     void Draw();
     void WatchCommit();
+    void RequestFeedback();
     void OnFrame();
     void OnPresented(std::int64_t time, std::uint32_t refresh);
     void Forget(Feedback* feedback);
     void OnOutput(wl_output* output, bool isEntered);
+    void OnPreferredScale(double scale);
 
     const std::shared_ptr<WaylandConnection> m_connection;
     std::uintptr_t m_handle = 0;
@@ -108,16 +123,20 @@ private:
     Layer m_ground;
     Layer m_layer; ///< the picture
     PictureScaler m_scaler;
-    double m_givenScale = 0;        ///< by the host
+    double m_givenScale = 0;     ///< by the host
+    double m_preferredScale = 0; ///< by the compositor
+    wp_fractional_scale_v1* m_fractionalScale = nullptr;
     std::set<wl_output*> m_outputs; ///< on which the view is
     Rect m_place;                   ///< in the parent
     Rect m_seen;                    ///< of that; in the parent, too
     BufferPtr m_lent;
     std::deque<BufferPtr> m_waiting; ///< pictures that the compositor is given next
     BufferPtr m_committed;           ///< the one that it was given last
+    BufferPtr m_attached;            ///< what of it the compositor has: itself, or scaled; null: nothing
     BufferPtr m_latest;              ///< the one that was shown last: the last one that waits, or that one
     wl_callback* m_frame = nullptr;  ///< the compositor has not taken over the last commit
     std::set<Feedback*> m_feedbacks;
+    Feedback* m_lastFeedback = nullptr; ///< of the picture committed last, as long as nothing was heard of it
     KQPresentation m_counts = {};
     Rect m_visible;             ///< where the picture's subsurface is
     DisplaySettings m_settings; ///< as they were set last

@@ -185,6 +185,26 @@ TEST_F(InWindow, AHeldStepKeyShowsEveryPictureInItsTime) {
     EXPECT_EQ(*furthest - numbers.back(), back) << testing::PrintToString(numbers);
 }
 
+TEST_F(InWindow, AHeldKeyRepeatsWhatGoesOnAndNoChoice) {
+    AtTerminal kqplay({"--no-audio", Clip("long.mp4")}, m_environment);
+    const Window window = FindWindow();
+    kqplay.Press("", "playing  0:");
+    const auto hold = [&](KeySym symbol) {
+        for (int i = 0; i < 4; ++i) { // as the server repeats it
+            Send(window, KeyPress, XKeysymToKeycode(m_display, symbol));
+        }
+        Send(window, KeyRelease, XKeysymToKeycode(m_display, symbol));
+    };
+    hold(XK_space);
+    kqplay.Press("", "paused  0:0");
+    hold(XK_Home);
+    hold(XK_Right);
+    kqplay.Press("", "paused  0:20.00");
+    PressKey(window, XK_q);
+    const Trace trace = kqplay.Quit("");
+    EXPECT_EQ(trace.states, (std::vector<int>{1, 2, 3, 0})) << "one pause";
+}
+
 TEST_F(InWindow, TheTimelineShowsWhatIsRepeatedAndWhatIsKept) {
     AtTerminal kqplay({"--no-audio", Clip("long.mp4")}, m_environment);
     const Window window = FindWindow();

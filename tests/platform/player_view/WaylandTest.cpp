@@ -2,6 +2,7 @@
 // without it.
 #include "Reference.h"
 #include "TestPicture.h"
+#include "tests/support/FakeCompositor.h"
 #include "tests/support/WaitUntil.h"
 #include "tests/support/WaylandHost.h"
 #include "tests/support/Weston.h"
@@ -9,7 +10,9 @@
 
 #include <kqplayer/player_view.h>
 
+#include <fractional-scale-v1-client-protocol.h>
 #include <gtest/gtest.h>
+#include <viewporter-client-protocol.h>
 
 #include <chrono>
 #include <cstring>
@@ -41,7 +44,7 @@ void PrintTo(const Way& way, std::ostream* out) {
 /// A view of 320x180 at (40, 30) of a host's window; twice as large on the screen at a scale of 2.
 class WaylandViews : public testing::TestWithParam<Way> {
 protected:
-    WaylandViews() : m_weston(GetParam().scale) {
+    WaylandViews() : m_weston({1024, 768, GetParam().scale, false}) {
         m_host.emplace();
         std::string error;
         m_view = WaylandSurface::Create({sizeof(KQWaylandParent), m_host->Display(), m_host->Surface(), 0},
@@ -187,6 +190,10 @@ TEST_P(WaylandViews, LoseNoPictureAndOverwriteNoneThatIsRead) {
         ASSERT_NE(pixels, nullptr) << i;
         std::memset(pixels, i, all.size());
         m_view->Show(size, pixels, {0, 0, size.width, size.height});
+        if (i % 10 == 7) { // what is on its way is shown at the new place
+            m_view->Place({40, 30, 320, 179}, {40, 30, 320, 179});
+            m_view->Place({40, 30, 320, 180}, {40, 30, 320, 180});
+        }
         if (i % 10 == 5) {
             const Image screen = m_weston.Screen().Screenshot();
             for (const int row : {30 * Scale(), 210 * Scale() - 1}) {
@@ -228,6 +235,81 @@ INSTANTIATE_TEST_SUITE_P(Ways, WaylandViews,
                                          Way{"scale2", 2, {true, true}},
                                          Way{"bareScale2", 2, {false, false}}),
                          [](const auto& way) { return way.param.name; });
+
+/// A view of a host that does nothing else with its connection.
+struct FakedView {
+    FakedView() : display(wl_display_connect(nullptr)), registry(wl_display_get_registry(display)) {
+        static constexpr wl_registry_listener listener = {
+            [](void* self, wl_registry* from, std::uint32_t name, const char* interface, std::uint32_t) {
+                if (interface == std::string(wl_compositor_interface.name)) {
+                    static_cast<FakedView*>(self)->compositor = static_cast<wl_compositor*>(
+                        wl_registry_bind(from, name, &wl_compositor_interface, 1));
+                }
+            },
+            [](void*, wl_registry*, std::uint32_t) {}};
+        wl_registry_add_listener(registry, &listener, this);
+        wl_display_roundtrip(display);
+        surface = compositor != nullptr ? wl_compositor_create_surface(compositor) : nullptr;
+        view =
+            WaylandSurface::Create({sizeof(KQWaylandParent), display, surface, 0}, {0, 0, 320, 180}, error);
+    }
+    ~FakedView() {
+        view.reset();
+        if (surface != nullptr) {
+            wl_surface_destroy(surface);
+            wl_compositor_destroy(compositor);
+        }
+        wl_registry_destroy(registry);
+        wl_display_disconnect(display);
+    }
+
+    wl_display* display;
+    wl_registry* registry;
+    wl_compositor* compositor = nullptr;
+    wl_surface* surface = nullptr;
+    std::string error;
+    std::unique_ptr<WaylandSurface> view;
+};
+
+TEST(LackingCompositor, IsNamedWithWhatToDo) {
+    const wl_interface* const needed[] = {&wl_compositor_interface, &wl_subcompositor_interface,
+                                          &wl_shm_interface};
+    std::vector<const wl_interface*> offered;
+    for (const wl_interface* lacking : needed) {
+        const FakeCompositor compositor(offered);
+        const FakedView faked;
+        EXPECT_EQ(faked.view, nullptr) << lacking->name;
+        EXPECT_NE(faked.error.find(lacking->name), std::string::npos) << faked.error;
+        EXPECT_NE(faked.error.find("let the program use X11"), std::string::npos) << faked.error;
+        offered.push_back(lacking);
+    }
+}
+
+TEST(FractionalScale, IsTakenWhenTheCompositorPrefersOne) {
+    for (const std::uint32_t parts : {120u, 150u, 180u, 300u}) {
+        const FakeCompositor compositor({&wl_compositor_interface, &wl_subcompositor_interface,
+                                         &wl_shm_interface, &wp_viewporter_interface,
+                                         &wp_fractional_scale_manager_v1_interface},
+                                        [&](const std::string& request, wl_resource* made) {
+                                            if (request == "get_fractional_scale") {
+                                                wl_resource_post_event(made, 0, parts); // preferred_scale
+                                            }
+                                        });
+        const FakedView faked;
+        ASSERT_TRUE(faked.view) << faked.error;
+        DisplaySettings settings;
+        settings.method = IMAGE_RESIZE_ORIGINAL; // by the pixels of the screen
+        faked.view->Apply(settings);
+        const TestPicture picture = Plain(300, 150, red);
+        faked.view->Show({300, 150}, picture.pixels.data(), {0, 0, 300, 150});
+        EXPECT_TRUE(WaitUntil([&] {
+            KQViewMapping mapping = {};
+            faked.view->FindMapping(mapping);
+            return std::abs((mapping.target.right - mapping.target.left) * parts - 300 * 120) < 1e-6 &&
+                   mapping.nWindowWidth == 320;
+        })) << parts;
+    }
+}
 
 /// A host that goes through the library's exported functions.
 TEST(WaylandParent, IsNeverTakenForAnX11WindowNorTheOtherWayRound) {
