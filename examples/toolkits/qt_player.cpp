@@ -5,7 +5,6 @@
 
 #include <kqplayer/file_player.h>
 #include <kqplayer/picture_receiver.h>
-#include <kqplayer/wayland.h>
 
 #include <QApplication>
 #include <QHBoxLayout>
@@ -17,10 +16,6 @@
 #include <QTimer>
 #include <QToolButton>
 #include <QWindow>
-#if __has_include(<qpa/qplatformnativeinterface.h>)
-#include <qpa/qplatformnativeinterface.h>
-#endif
-
 #include <algorithm>
 #include <cstdio>
 #include <functional>
@@ -47,6 +42,10 @@ public:
         Place();
         return isShown;
     }
+    QSize sizeHint() const override {
+        const kq::streams::MediaFacts& facts = m_player.Facts();
+        return QSize(facts.width, facts.height).expandedTo(QSize(640, 360));
+    }
     /// To be called while the window system's window is still there.
     void Close() {
         m_view.reset();
@@ -60,53 +59,31 @@ protected:
         painter.fillRect(rect(), Qt::black);
         const kq::ReceivedPicture picture = m_receiver.Newest();
         if (!picture.pPixels) {
-            return; // a view of the component's lies above this
+            return; // nothing yet, or a view of the component's lies above this
         }
         const QImage image(picture.pPixels.get(), picture.nWidth, picture.nHeight, QImage::Format_RGB32);
         const double aspect = m_player.AspectRatio();
         QRect place(QPoint(), QSizeF(aspect, 1).scaled(size(), Qt::KeepAspectRatio).toSize());
         place.moveCenter(rect().center());
+        painter.setRenderHint(QPainter::SmoothPixmapTransform, place.size() != image.size());
         painter.drawImage(place, image);
     }
 
 private:
     /// @return the parent for the view: what the window system has for this widget
     void* Parent() {
-        const QString platform = QGuiApplication::platformName();
-        if (platform == "xcb") {
+        if (QGuiApplication::platformName() == "xcb") {
             return reinterpret_cast<void*>(winId());
         }
-#if __has_include(<qpa/qplatformnativeinterface.h>)
-        // The top-level window's surface: in one of Qt's subsurfaces pictures would wait for Qt to draw.
-        QPlatformNativeInterface* const native = QGuiApplication::platformNativeInterface();
-        if (platform.startsWith("wayland")) {
-            m_wayland = kq::WaylandParent(
-                static_cast<wl_display*>(native->nativeResourceForIntegration("wl_display")),
-                static_cast<wl_surface*>(
-                    native->nativeResourceForWindow("surface", window()->windowHandle())));
-        }
-        if (m_wayland) {
-            return m_wayland.Get();
-        }
-#endif
         return m_receiver.Parent();
     }
-    QSize PixelSize() const {
-        return size() * devicePixelRatio();
-    }
+    QSize PixelSize() const { return size() * devicePixelRatio(); }
 
     /// Gives the view the widget's size.
     void Place() {
         void* const view = m_player.Window();
         if (view == nullptr) {
             return; // nothing is shown yet, or this widget draws
-        }
-        if (m_wayland) {
-            const QMargins frame = window()->windowHandle()->frameMargins(); // part of the surface
-            const QPoint at = mapTo(window(), QPoint(frame.left(), frame.top()));
-            m_wayland.Place(view, VRECT{at.x(), at.y(), width(), height()});
-            update(); // Qt commits the surface then
-            return;
         }
         if (!m_view) {
             m_view.reset(QWindow::fromWinId(reinterpret_cast<WId>(view)));
@@ -121,7 +98,6 @@ private:
     }
 
     kq::PictureReceiver m_receiver;
-    kq::WaylandParent m_wayland;
     kq::streams::FilePlayer& m_player;
     std::unique_ptr<QWindow> m_view; ///< the view's window, on X11
 };
@@ -166,7 +142,6 @@ public:
         });
         timer->start(100);
         setWindowTitle(title);
-        resize(960, 600);
     }
     bool Show(std::string& error) {
         show();

@@ -114,8 +114,6 @@ bool OnKey(const char* text, Screen& screen, kq::streams::FilePlayer& player) {
         break;
     case 'q':
         return false;
-    default:
-        break;
     }
     return true;
 }
