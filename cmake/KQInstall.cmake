@@ -21,7 +21,8 @@ install(FILES ${PROJECT_SOURCE_DIR}/CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DAT
         COMPONENT Development)
 # What a host's author reads. The pages name each other by these names.
 install(FILES ${PROJECT_SOURCE_DIR}/docs/guide.md ${PROJECT_SOURCE_DIR}/docs/troubleshooting.md
-        ${PROJECT_SOURCE_DIR}/docs/conversions.md DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/kqplayer
+        ${PROJECT_SOURCE_DIR}/docs/conversions.md ${PROJECT_SOURCE_DIR}/docs/toolkits.md
+        ${PROJECT_SOURCE_DIR}/docs/toolkits-x11.png ${PROJECT_SOURCE_DIR}/docs/toolkits-wayland.png DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/kqplayer
         COMPONENT Development)
 install(EXPORT KQPlayerTargets NAMESPACE KQPlayer:: DESTINATION ${cmake_folder} COMPONENT Development)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/kqplayer COMPONENT Development)

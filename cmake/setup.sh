@@ -20,7 +20,9 @@ build_packages=(
     python3-dev pybind11-dev python3-numpy
 )
 play_packages=(ffmpeg libdecor-0-plugin-1-cairo)
-test_packages=(ffmpeg xvfb xauth xdotool weston libyuv-dev clang dpkg-dev file lintian appstream python3-tk)
+test_packages=(ffmpeg xvfb xauth xdotool weston openbox libyuv-dev clang dpkg-dev file lintian appstream python3-tk)
+# What the examples for toolkits are built with and run on.
+toolkit_packages=(qt6-base-dev qt6-wayland libgtk-4-dev libsdl2-dev)
 lint_packages=(clang-format clang-tidy shellcheck doxygen)
 i386_packages=(
     g++-multilib libgtest-dev:i386 libbenchmark-dev:i386 libopenal-dev:i386 libhwy-dev:i386

@@ -16,7 +16,8 @@
 
 /// Makes a view.
 /// @param pParent X11 window id of the parent as a pointer-sized value; null: a top-level window; 1, or no
-///        display: an off-screen view, which has no window and only feeds its picture sink
+///        display: an off-screen view, which has no window and only feeds its picture sink; or a value of
+///        PVAddWaylandParent() (wayland.h) or PVAddPictureReceiver() (picture_receiver.h)
 /// @param pRect placement in pixels, inside the parent or on the screen
 /// @return a handle, or null when the parent is not a window
 KQ_EXTERN_C void* PVCreatePlayerView(void* pParent, VRECT* pRect);

@@ -3,6 +3,8 @@
 
 #include "Surface.h"
 
+#include <kqplayer/picture_receiver.h>
+
 #include <algorithm>
 #include <mutex>
 
@@ -11,11 +13,17 @@ namespace kq::playerview {
 /// No window: pictures go to the view's sinks only. What would be shown where is known all the same.
 class OffScreenSurface final : public Surface {
 public:
-    /// @param rect placement, whose size stands for a window's
-    explicit OffScreenSurface(const VRECT& rect)
-        : m_window{std::clamp(rect.width, 1, maxSide), std::clamp(rect.height, 1, maxSide)} {}
+    /// @param rect     placement, whose size stands for a window's
+    /// @param receiver lends the memory for pictures, where it has any
+    explicit OffScreenSurface(const VRECT& rect, const KQPictureReceiver& receiver = {})
+        : m_window{std::clamp(rect.width, 1, maxSide), std::clamp(rect.height, 1, maxSide)},
+          m_receiver(receiver) {}
 
-    std::uint8_t* Lend(Size /*size*/) override { return nullptr; }
+    std::uint8_t* Lend(Size size) override {
+        return m_receiver.pfnLend != nullptr
+                   ? m_receiver.pfnLend(size.width, size.height, m_receiver.pUserData)
+                   : nullptr;
+    }
     void Show(Size size, const std::uint8_t* /*pixels*/, const Rect& /*made*/) override {
         const std::lock_guard<std::mutex> guard(m_lock);
         m_settings.Bind(size);
@@ -40,6 +48,7 @@ public:
 
 private:
     const Size m_window;
+    const KQPictureReceiver m_receiver;
     std::mutex m_lock; ///< guards what follows
     Size m_picture;
     DisplaySettings m_settings;

@@ -1,3 +1,5 @@
+#include "OffScreenSurface.h"
+#include "PictureReceivers.h"
 #include "Surface.h"
 #include "View.h"
 #include "ViewRegistry.h"
@@ -40,15 +42,26 @@ void SetSink(void* view, const PictureSink& sink) {
     AsView(view)->Sinks().SetOwn(sink);
 }
 
+/// @throw std::bad_alloc
+View* MakeReceivedView(const KQPictureReceiver& receiver, const VRECT& rect) {
+    auto* const view = new View(std::make_unique<OffScreenSurface>(rect, receiver));
+    view->Sinks().SetOwn({receiver.pfnReceive, receiver.pUserData, true});
+    return view;
+}
+
 } // namespace
 } // namespace kq::playerview
 
 using namespace kq::playerview;
 
 void* PVCreatePlayerView(void* parent, VRECT* rect) {
+    const auto value = reinterpret_cast<std::uintptr_t>(parent);
+    const VRECT place = rect != nullptr ? *rect : VRECT{};
     try {
-        std::unique_ptr<Surface> surface =
-            MakeSurface(reinterpret_cast<std::uintptr_t>(parent), rect != nullptr ? *rect : VRECT{});
+        if (const auto receiver = PictureReceivers::Instance().Find(value)) {
+            return MakeReceivedView(*receiver, place);
+        }
+        std::unique_ptr<Surface> surface = MakeSurface(value, place);
         return surface ? new View(std::move(surface)) : nullptr;
     } catch (const std::exception& e) { // no memory or no thread
         KQLogEx(L"PlayerView: a view cannot be made: %s", e.what());
@@ -159,4 +172,20 @@ void PVSetPictureSink(void* view, PVPictureSink function, void* userData) {
 
 void PVSetPictureWatch(void* view, PVPictureSink function, void* userData) {
     SetSink(view, {function, userData, false});
+}
+
+void* PVAddPictureReceiver(const KQPictureReceiver* receiver) {
+    if (receiver == nullptr || receiver->cbSize < sizeof(KQPictureReceiver) ||
+        receiver->pfnReceive == nullptr) {
+        return nullptr;
+    }
+    try {
+        return reinterpret_cast<void*>(PictureReceivers::Instance().Add(*receiver));
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+int PVRemovePictureReceiver(void* value) {
+    return PictureReceivers::Instance().Remove(reinterpret_cast<std::uintptr_t>(value)) ? 1 : 0;
 }

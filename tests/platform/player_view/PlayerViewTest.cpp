@@ -2,7 +2,7 @@
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/WaitUntil.h"
 
-#include <kqplayer/player_view.h>
+#include <kqplayer/picture_receiver.h>
 
 #include <gtest/gtest.h>
 
@@ -325,6 +325,49 @@ TEST(PlayerView, SinksReceiveEveryPicture) {
     EXPECT_EQ(own[0].pixels, b.pixels);
     EXPECT_EQ(own[1].pixels, a.pixels);
     EXPECT_EQ(own[1].number, common[1].number);
+}
+
+/// Lends all of what it has, and keeps what it is given back.
+struct Receiver {
+    std::vector<unsigned char> memory = std::vector<unsigned char>(4 * 31 * 17);
+    std::vector<const unsigned char*> received;
+
+    KQPictureReceiver Record() {
+        return {sizeof(KQPictureReceiver),
+                [](int width, int height, void* self) {
+                    std::vector<unsigned char>& memory = static_cast<Receiver*>(self)->memory;
+                    return std::size_t{4} * width * height <= memory.size() ? memory.data() : nullptr;
+                },
+                [](void*, int, int, int, const unsigned char* pixels, void* self) {
+                    static_cast<Receiver*>(self)->received.push_back(pixels);
+                },
+                this};
+    }
+};
+
+TEST(PlayerView, ReceiversLendTheirMemoryAndGetWholePictures) {
+    Receiver receiver;
+    KQPictureReceiver record = receiver.Record();
+    void* const parent = PVAddPictureReceiver(&record);
+    ASSERT_NE(parent, nullptr);
+    record.pfnReceive = nullptr;
+    EXPECT_EQ(PVAddPictureReceiver(&record), nullptr);
+    const TestView view(parent, {0, 0, 64, 48});
+    EXPECT_EQ(PVRemovePictureReceiver(parent), 1);
+    EXPECT_EQ(PVRemovePictureReceiver(parent), 0);
+
+    unsigned char* const lent = PVGetPictureBuffer(view, 31, 17);
+    EXPECT_EQ(lent, receiver.memory.data());
+    PVShowRGB32Image(view, 31, 17, lent);
+    EXPECT_EQ(PVGetPictureBuffer(view, 32, 17), nullptr);
+    const KQViewDisplay corner = {{0, 0, 4, 4}, KQ_SCALING_NEAREST, IMAGE_RESIZE_FIT};
+    EXPECT_EQ(PVSetDisplay(view, &corner), 1);
+    tagRECT part = {};
+    ASSERT_EQ(PVGetWantedPart(view, 32, 17, &part), 1);
+    EXPECT_EQ(part.right, 32);
+    const TestPicture larger = Noise(32, 17);
+    view.Show(larger);
+    EXPECT_EQ(receiver.received, (std::vector<const unsigned char*>{lent, larger.pixels.data()}));
 }
 
 TEST(PlayerView, ReplacingASinkWaitsUntilItNoLongerRuns) {
