@@ -38,8 +38,8 @@ INSTANTIATE_TEST_SUITE_P(Clips, VerifiedClips,
                          testing::Values("bframes.mp4", "opengop.mp4", "opengop.ts", "hevc.mp4", "vp9.webm",
                                          "untimed.avi", "undelayed.avi", "program.mpg", "vfr.mkv",
                                          "editlist.mp4", "baseless.mkv", "leading.mkv", "longgop.mp4",
-                                         "hidden.webm", "rotated.mp4", "theora.ogg", "plain.h264", "changing.ts",
-                                         "relayout.ts"));
+                                         "hidden.webm", "rotated.mp4", "theora.ogg", "plain.h264",
+                                         "changing.ts", "relayout.ts"));
 
 TEST(Verifier, TellsOfAPictureThatDiffers) {
     VerifyRequest request;
