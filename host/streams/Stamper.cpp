@@ -5,10 +5,10 @@
 
 namespace kq::streams {
 
-Stamper::Result Stamper::Stamp(std::optional<Ticks> read, Ticks duration, bool isVideo) {
+Stamper::Result Stamper::Stamp(std::optional<Ticks> read, Ticks duration, bool isVideo, bool isNext) {
     const Result result = Next(read, isVideo);
     // What files say of a picture's duration may be less than what their pictures last.
-    if (isVideo && result.kind == StampKind::Read && m_lastTime != noTime) {
+    if (isVideo && isNext && result.kind == StampKind::Read && m_lastTime != noTime) {
         const Ticks step = result.time - m_lastTime;
         m_step = std::min(step, std::exchange(m_lastStep, step));
     }

@@ -23,7 +23,8 @@ public:
     /// @param read     what the file says, from its start on; nothing when it says nothing
     /// @param duration of the frame
     /// @param isVideo  pictures do not begin before the start, and single ones may slip
-    Result Stamp(std::optional<Ticks> read, Ticks duration, bool isVideo);
+    /// @param isNext   no frame was left out between the last one and this one
+    Result Stamp(std::optional<Ticks> read, Ticks duration, bool isVideo, bool isNext = true);
     /// The next frame is the first, or comes after a seek.
     void Restart() { m_lastTime = noTime; }
     /// @return time of the last frame, noTime for none

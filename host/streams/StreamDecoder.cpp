@@ -236,7 +236,9 @@ void StreamDecoder::Stamp(Decoded& frame) {
     } else {
         m_noStamps = m_noStamps || (isFirst && m_fromStart);
     }
-    const auto stamped = m_stamper.Stamp(read, frame.duration, m_codec->codec_type == AVMEDIA_TYPE_VIDEO);
+    const bool isNext = m_stamper.LastTime() >= m_leaveOutBefore;
+    const auto stamped =
+        m_stamper.Stamp(read, frame.duration, m_codec->codec_type == AVMEDIA_TYPE_VIDEO, isNext);
     frame.time = stamped.time;
     frame.stamp = stamped.kind;
 }

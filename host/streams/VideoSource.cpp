@@ -95,7 +95,8 @@ Landing VideoSource::Seek(Ticks time, bool exact) {
     exact = exact || !m_decoder->HasKeyFrames();
     const bool ahead = m_last && Reaches(*m_last, time);
     const bool seekable = m_decoder->Seekable();
-    if (ahead && (exact || !seekable) && m_decoder->ForwardIsShorter(m_last->time, time)) {
+    const bool goesOn = ahead && (exact || !seekable) && m_decoder->ForwardIsShorter(m_last->time, time);
+    if (goesOn && (m_hasLongPictures || !seekable)) {
         return {true, GoForward(time, {})};
     }
     if (!seekable) {
@@ -110,7 +111,10 @@ Landing VideoSource::Seek(Ticks time, bool exact) {
     Passed passed;
     passed.most = back ? nearbyFrames : 0;
     passed.bytes = nearbyBytes;
-    auto frame = SeekExact(time, from, passed);
+    if (goesOn) {
+        m_decoder->LeaveOutBefore(from);
+    }
+    auto frame = goesOn ? GoForward(time, {}) : SeekExact(time, from, passed);
     if (m_decoder->Stops()) {
         m_last = nullptr; // the decoder has left frames out
         m_ahead.reset();
