@@ -48,7 +48,7 @@ public:
           m_isReordered(IsReordered(*stream.codecpar)), m_base(stream.time_base),
           m_codec(stream.codecpar->codec_id), m_fileStart(fileStart),
           m_usual(rate > 0 ? static_cast<Ticks>(static_cast<double>(TicksPerSecond) / rate) : 0),
-          m_first(first.best_effort_timestamp), m_sink(std::move(sink)) {}
+          m_first(first.best_effort_timestamp), m_sink(std::move(sink)), m_stamper(m_usual) {}
 
     void Add(const AVPacket& packet);
     void Finish();

@@ -10,7 +10,8 @@ Stamper::Result Stamper::Stamp(std::optional<Ticks> read, Ticks duration, bool i
     // What files say of a picture's duration may be less than what their pictures last.
     if (isVideo && isNext && result.kind == StampKind::Read && m_lastTime != noTime) {
         const Ticks step = result.time - m_lastTime;
-        m_step = std::min(step, std::exchange(m_lastStep, step));
+        const Ticks before = std::exchange(m_lastStep, step);
+        m_step = before > 0 ? std::min(step, before) : m_step;
     }
     m_lastTime = result.time;
     m_lastEnd = result.time + std::max(duration, m_step);

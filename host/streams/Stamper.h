@@ -15,6 +15,9 @@ class Stamper {
 public:
     static constexpr Ticks noTime = std::numeric_limits<Ticks>::min();
 
+    /// @param period that a picture lasts at the stream's rate, 0 for unknown
+    explicit Stamper(Ticks period = 0) : m_step(period) {}
+
     struct Result {
         Ticks time = 0;
         StampKind kind = StampKind::Read;
@@ -36,7 +39,7 @@ private:
     Ticks m_lastTime = noTime;
     Ticks m_lastEnd = 0;
     Ticks m_lastStep = 0; ///< between two pictures whose times the file tells
-    Ticks m_step = 0;     ///< the smaller one of the last two steps
+    Ticks m_step;         ///< the smaller one of the last two; before there were two, the stream's period
 };
 
 } // namespace kq::streams

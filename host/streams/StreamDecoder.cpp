@@ -61,6 +61,7 @@ StreamDecoder::StreamDecoder(DecoderSetup setup)
     m_tolerance = RoundingOf(Stream().time_base, m_setup.rate) + microsecond;
     if (m_setup.rate > 0) {
         m_frameDuration = static_cast<Ticks>(static_cast<double>(TicksPerSecond) / m_setup.rate);
+        m_stamper = Stamper(m_frameDuration);
     }
 }
 
