@@ -1,7 +1,7 @@
 // A player in Qt 6: qt_player FILE
 //
-// Pictures go into a native window of the widget's, on X11 and on Wayland. Elsewhere the widget draws them
-// itself. Space plays and pauses, . and , step, f fills the screen, q quits.
+// On X11 pictures go into a native window of the widget's; elsewhere the widget draws them itself. Space
+// plays and pauses, . and , step, f fills the screen, q quits.
 
 #include <kqplayer/file_player.h>
 #include <kqplayer/picture_receiver.h>

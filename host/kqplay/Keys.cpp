@@ -39,19 +39,29 @@ std::string KeyName(int key) {
     }
 }
 
+/// @return null for a key that does nothing
+const KeyAction* ActionOfKey(int key) {
+    for (const KeyAction& action : KeyActions()) {
+        if (std::find(action.keys.begin(), action.keys.end(), key) != action.keys.end()) {
+            return &action;
+        }
+    }
+    return nullptr;
+}
+
 } // namespace
 
 const std::vector<KeyAction>& KeyActions() {
     static const std::vector<KeyAction> actions = {
         {{' '}, Command::TogglePause, "Pause, resume, and play again after a stop"},
-        {{KeyLeft}, Command::Back, "5 s back"},
-        {{KeyRight}, Command::Ahead, "5 s ahead"},
-        {{KeyDown}, Command::FarBack, "1 min back"},
-        {{KeyUp}, Command::FarAhead, "1 min ahead"},
+        {{KeyLeft}, Command::Back, "5 s back", true},
+        {{KeyRight}, Command::Ahead, "5 s ahead", true},
+        {{KeyDown}, Command::FarBack, "1 min back", true},
+        {{KeyUp}, Command::FarAhead, "1 min ahead", true},
         {{KeyHome}, Command::ToBegin, "The first picture"},
         {{KeyEnd}, Command::ToEnd, "The last picture"},
-        {{','}, Command::StepBackward, "One frame back; pauses first"},
-        {{'.'}, Command::StepForward, "One frame ahead; pauses first"},
+        {{','}, Command::StepBackward, "One frame back; pauses first", true},
+        {{'.'}, Command::StepForward, "One frame ahead; pauses first", true},
         {{'n'},
          Command::NextDifference,
          "The next pair of pictures that differs, with --compare; pauses first"},
@@ -60,8 +70,8 @@ const std::vector<KeyAction>& KeyActions() {
         {{'j'}, Command::ShuttleBack, "Play backwards; again: twice as fast, and 4 times"},
         {{'k'}, Command::ShuttlePause, "Pause"},
         {{'l'}, Command::ShuttleAhead, "Play forward; again: twice as fast, 4 and 8 times"},
-        {{'['}, Command::Slower, "10 % slower"},
-        {{']'}, Command::Faster, "10 % faster"},
+        {{'['}, Command::Slower, "10 % slower", true},
+        {{']'}, Command::Faster, "10 % faster", true},
         {{'{'}, Command::HalfSpeed, "Half the speed"},
         {{'}'}, Command::DoubleSpeed, "Double the speed"},
         {{KeyBackspace}, Command::NormalSpeed, "Normal speed, forward"},
@@ -78,10 +88,10 @@ const std::vector<KeyAction>& KeyActions() {
          Command::ChooseFile,
          "Compare with the file of that number; so do Alt-1 to Alt-9"},
         {{'c'}, Command::NextFile, "Compare with the next file"},
-        {{'+', '='}, Command::ShiftOn, "The other file one picture on"},
-        {{'-'}, Command::ShiftBack, "The other file one picture back"},
-        {{KeyControlPlus}, Command::ShiftFarOn, "The other file ten pictures on"},
-        {{KeyControlMinus}, Command::ShiftFarBack, "The other file ten pictures back"},
+        {{'+', '='}, Command::ShiftOn, "The other file one picture on", true},
+        {{'-'}, Command::ShiftBack, "The other file one picture back", true},
+        {{KeyControlPlus}, Command::ShiftFarOn, "The other file ten pictures on", true},
+        {{KeyControlMinus}, Command::ShiftFarBack, "The other file ten pictures back", true},
         {{'>'}, Command::NextInList, "The next of several files; with --compare, the other ten pictures on"},
         {{'<'}, Command::PreviousInList, "The file before; with --compare, the other ten pictures back"},
         {{'A'}, Command::Align, "Find how far the other file is shifted, and shift it back"},
@@ -91,8 +101,8 @@ const std::vector<KeyAction>& KeyActions() {
         {{'#'}, Command::NextTrack, "The next sound track of the file, at the same place"},
         {{'s'}, Command::Screenshot, "Save a screenshot in the current folder"},
         {{'S'}, Command::Stop, "Stop: the window turns black"},
-        {{'9'}, Command::Quieter, "Quieter, by 5 %"},
-        {{'0'}, Command::Louder, "Louder, by 5 %"},
+        {{'9'}, Command::Quieter, "Quieter, by 5 %", true},
+        {{'0'}, Command::Louder, "Louder, by 5 %", true},
         {{'m'}, Command::ToggleMute, "Mute on, off"},
         {{'f'}, Command::ToggleFullScreen, "Full screen on, off"},
         {{'1'}, Command::ZoomActual, "Zoom to 100 %, a pixel of the picture on each of the window"},
@@ -110,35 +120,13 @@ const std::vector<KeyAction>& KeyActions() {
 }
 
 Command CommandOfKey(int key) {
-    for (const KeyAction& action : KeyActions()) {
-        if (std::find(action.keys.begin(), action.keys.end(), key) != action.keys.end()) {
-            return action.command;
-        }
-    }
-    return Command::None;
+    const KeyAction* const action = ActionOfKey(key);
+    return action != nullptr ? action->command : Command::None;
 }
 
-bool IsRepeated(Command command) {
-    switch (command) {
-    case Command::None: // what is typed
-    case Command::Back:
-    case Command::Ahead:
-    case Command::FarBack:
-    case Command::FarAhead:
-    case Command::StepForward:
-    case Command::StepBackward:
-    case Command::Quieter:
-    case Command::Louder:
-    case Command::Slower:
-    case Command::Faster:
-    case Command::ShiftOn:
-    case Command::ShiftBack:
-    case Command::ShiftFarOn:
-    case Command::ShiftFarBack:
-        return true;
-    default:
-        return false;
-    }
+bool IsRepeated(int key) {
+    const KeyAction* const action = ActionOfKey(key);
+    return action == nullptr || action->isRepeated;
 }
 
 std::string KeyNames(const KeyAction& action, std::string_view quote) {

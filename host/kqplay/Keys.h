@@ -33,15 +33,17 @@ struct KeyAction {
     std::vector<int> keys; ///< codes; each does the same
     Command command;
     const char* help; ///< what it does, without a full stop; the documents have it word by word
+    /// A key that is held down does it again and again: it goes on from where the last time has led, and is
+    /// no choice that the next time would take back.
+    bool isRepeated = false;
 };
 
 /// @return all actions that have keys, in the order in which they are explained
 const std::vector<KeyAction>& KeyActions();
 /// @return the command of a key, Command::None for one that does nothing
 Command CommandOfKey(int key);
-/// @return whether a key that is held down gives the command again and again: one that goes on from where the
-///         last one has led, and no choice that the next one would take back
-bool IsRepeated(Command command);
+/// @return KeyAction::isRepeated of a key; true for one that has no action, which may be typed
+bool IsRepeated(int key);
 /// @return the names of an action's keys, each between two quotation marks, joined by ", "
 std::string KeyNames(const KeyAction& action, std::string_view quote = {});
 /// @return the table as text, a line a row, each with its end

@@ -285,7 +285,7 @@ std::vector<int> VideoWindow::Take() {
 
 void VideoWindow::OnKey(const SDL_Keysym& pressed, std::vector<int>& keys) {
     m_flipped = m_flipped || pressed.sym == SDLK_TAB;
-    if (const int key = CodeOf(pressed); !m_repeats || IsRepeated(CommandOfKey(key))) {
+    if (const int key = CodeOf(pressed); !m_repeats || IsRepeated(key)) {
         keys.push_back(key);
     }
 }
@@ -301,7 +301,7 @@ void VideoWindow::OnText(const char* text, std::vector<int>& keys) {
         if (m_repeats && isStep) {
             m_held = key;
             m_heldCode = m_pressed;
-        } else if (!m_repeats || IsRepeated(command)) {
+        } else if (!m_repeats || IsRepeated(key)) {
             keys.push_back(key);
         }
     }

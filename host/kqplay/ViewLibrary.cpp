@@ -10,15 +10,10 @@
 namespace kqplay {
 
 ViewLibrary::ViewLibrary() {
-    for (const std::string& folder : kq::ViewLibraryFolders()) {
-        const std::string path = folder + kq::ViewLibraryName;
-        m_library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-        if (m_library) {
-            m_path = path;
-            return;
-        }
-        m_loadError += (m_loadError.empty() ? "" : "; ") + std::string(dlerror());
-    }
+    kq::OpenedViewLibrary opened = kq::OpenViewLibrary();
+    m_library = opened.pHandle;
+    m_path = m_library ? std::move(opened.path) : std::string();
+    m_loadError = std::move(opened.error);
 }
 
 ViewLibrary::~ViewLibrary() {

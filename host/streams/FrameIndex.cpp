@@ -83,7 +83,7 @@ void PictureOrder::Add(const AVPacket& packet) {
     if (packet.size == 0 || (packet.flags & AV_PKT_FLAG_DISCARD) != 0 || IsHidden(packet, m_codec)) {
         return;
     }
-    const Ticks duration = packet.duration > 0 ? av_rescale_q(packet.duration, m_base, tickBase) : m_usual;
+    const Ticks duration = packet.duration > 0 ? FromFile(packet.duration, m_base) : m_usual;
     if (m_first == AV_NOPTS_VALUE) {
         Give(std::nullopt, duration);
         return;
@@ -109,7 +109,7 @@ void PictureOrder::Add(const AVPacket& packet) {
 /// A clock that was set back begins a new order.
 void PictureOrder::NoteDecodingTime(std::int64_t time) {
     const bool isKnown = time != AV_NOPTS_VALUE && m_decodingTime != AV_NOPTS_VALUE;
-    if (isKnown && av_rescale_q(m_decodingTime - time, m_base, tickBase) > TicksPerSecond) {
+    if (isKnown && FromFile(m_decodingTime - time, m_base) > TicksPerSecond) {
         while (!m_waiting.empty()) {
             SettleFirst();
         }
@@ -141,7 +141,7 @@ void PictureOrder::Settle(std::int64_t decodingTime) {
 void PictureOrder::SettleFirst() {
     const auto [stamp, duration] = *m_waiting.begin();
     m_waiting.erase(m_waiting.begin());
-    Give(av_rescale_q(stamp, m_base, tickBase) - m_fileStart, duration);
+    Give(FromFile(stamp, m_base) - m_fileStart, duration);
 }
 
 void PictureOrder::Finish() {

@@ -12,8 +12,6 @@
 #include "player_view.h"
 #include "view_library.h"
 
-#include <dlfcn.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -21,7 +19,6 @@
 #include <memory>
 #include <mutex>
 #include <new>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -73,23 +70,15 @@ public:
     /// @param onPicture called for every picture, on the thread that has made it (mostly the playback thread,
     ///        which waits meanwhile): tells the toolkit's own thread, and returns. It may not call the
     ///        player.
-    explicit PictureReceiver(std::function<void()> onPicture) : m_onPicture(std::move(onPicture)) {
-        for (const std::string& strFolder : ViewLibraryFolders()) {
-            m_pLibrary = dlopen((strFolder + ViewLibraryName).c_str(), RTLD_NOW | RTLD_LOCAL);
-            if (m_pLibrary != nullptr) {
-                break;
-            }
-        }
+    explicit PictureReceiver(std::function<void()> onPicture)
+        : m_onPicture(std::move(onPicture)), m_library(OpenViewLibrary().pHandle) {
         const KQPictureReceiver receiver = {sizeof(KQPictureReceiver), Lend, Receive, this};
-        const auto pfnAdd = Function<decltype(&PVAddPictureReceiver)>("PVAddPictureReceiver");
+        const auto pfnAdd = m_library.Function<decltype(&PVAddPictureReceiver)>("PVAddPictureReceiver");
         m_pValue = pfnAdd != nullptr ? pfnAdd(&receiver) : nullptr;
     }
     ~PictureReceiver() {
         if (m_pValue != nullptr) {
-            Function<decltype(&PVRemovePictureReceiver)>("PVRemovePictureReceiver")(m_pValue);
-        }
-        if (m_pLibrary != nullptr) {
-            dlclose(m_pLibrary);
+            m_library.Function<decltype(&PVRemovePictureReceiver)>("PVRemovePictureReceiver")(m_pValue);
         }
     }
     PictureReceiver(const PictureReceiver&) = delete;
@@ -199,17 +188,12 @@ private:
         self.m_onPicture();
     }
 
-    template <typename F>
-    F Function(const char* pName) const {
-        return m_pLibrary != nullptr ? reinterpret_cast<F>(dlsym(m_pLibrary, pName)) : nullptr;
-    }
-
     const std::function<void()> m_onPicture;
+    const LoadedViewLibrary m_library;
     const std::shared_ptr<Store> m_pStore = std::make_shared<Store>();
     std::shared_ptr<unsigned char> m_pLent; ///< touched by the view's calls only, which come one at a time
     mutable std::mutex m_lock;              ///< guards the newest picture
     ReceivedPicture m_newest;
-    void* m_pLibrary = nullptr;
     void* m_pValue = nullptr;
 };
 

@@ -12,6 +12,7 @@
 
 #include <climits>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// Calls @p X with the name of each function that a view library must have, in the order of player_view.h.
@@ -65,5 +66,61 @@ inline std::vector<std::string> ViewLibraryFolders() {
 
 /// The view library's file name.
 inline constexpr const char* ViewLibraryName = "PlayerView.so";
+
+/// What OpenViewLibrary() has found.
+struct OpenedViewLibrary {
+    void* pHandle = nullptr; ///< for dlsym() and, in the end, dlclose(); null for none
+    std::string path;        ///< of the library, or of the last one tried
+    std::string error;       ///< why those that were tried cannot be loaded
+};
+
+/// Opens the view library in the first folder that has one that can be loaded: the component's own.
+/// @throw std::bad_alloc
+inline OpenedViewLibrary OpenViewLibrary() {
+    OpenedViewLibrary library;
+    for (const std::string& folder : ViewLibraryFolders()) {
+        library.path = folder + ViewLibraryName;
+        library.pHandle = dlopen(library.path.c_str(), RTLD_NOW | RTLD_LOCAL);
+        if (library.pHandle != nullptr) {
+            break;
+        }
+        library.error += (library.error.empty() ? "" : "; ") + std::string(dlerror());
+    }
+    return library;
+}
+
+/// The view library, kept loaded by a host that calls it.
+class LoadedViewLibrary {
+public:
+    /// None.
+    LoadedViewLibrary() = default;
+    /// @param pHandle of OpenViewLibrary(), or null; it is closed with the object
+    explicit LoadedViewLibrary(void* pHandle) : m_pHandle(pHandle) {}
+    ~LoadedViewLibrary() {
+        if (m_pHandle != nullptr) {
+            dlclose(m_pHandle);
+        }
+    }
+    LoadedViewLibrary(const LoadedViewLibrary&) = delete;
+    LoadedViewLibrary& operator=(const LoadedViewLibrary&) = delete;
+    /// Takes another one's library over.
+    LoadedViewLibrary(LoadedViewLibrary&& other) noexcept
+        : m_pHandle(std::exchange(other.m_pHandle, nullptr)) {}
+    /// Exchanges the libraries.
+    LoadedViewLibrary& operator=(LoadedViewLibrary&& other) noexcept {
+        std::swap(m_pHandle, other.m_pHandle);
+        return *this;
+    }
+
+    /// @tparam F pointer to a function of that type
+    /// @return the function of that name, null for none
+    template <typename F>
+    F Function(const char* pName) const {
+        return m_pHandle != nullptr ? reinterpret_cast<F>(dlsym(m_pHandle, pName)) : nullptr;
+    }
+
+private:
+    void* m_pHandle = nullptr;
+};
 
 } // namespace kq

@@ -23,10 +23,7 @@
 #include "records.h"
 #include "view_library.h"
 
-#include <dlfcn.h>
-
 #include <cstdint>
-#include <string>
 #include <utility>
 
 struct wl_display;
@@ -83,35 +80,27 @@ public:
     WaylandParent() = default;
     /// @param pDisplay,pSurface as KQWaylandParent has them
     /// @param dScale            likewise
-    WaylandParent(wl_display* pDisplay, wl_surface* pSurface, double dScale = 0) {
-        for (const std::string& strFolder : ViewLibraryFolders()) {
-            m_pLibrary = dlopen((strFolder + ViewLibraryName).c_str(), RTLD_NOW | RTLD_LOCAL);
-            if (m_pLibrary != nullptr) {
-                break;
-            }
-        }
+    WaylandParent(wl_display* pDisplay, wl_surface* pSurface, double dScale = 0)
+        : m_library(OpenViewLibrary().pHandle) {
         const KQWaylandParent parent = {sizeof(KQWaylandParent), pDisplay, pSurface, dScale};
-        const auto pfnAdd = Function<decltype(&PVAddWaylandParent)>("PVAddWaylandParent");
+        const auto pfnAdd = m_library.Function<decltype(&PVAddWaylandParent)>("PVAddWaylandParent");
         m_pValue = pfnAdd != nullptr ? pfnAdd(&parent) : nullptr;
     }
     ~WaylandParent() {
-        if (const auto pfnRemove = Function<decltype(&PVRemoveWaylandParent)>("PVRemoveWaylandParent");
+        if (const auto pfnRemove =
+                m_library.Function<decltype(&PVRemoveWaylandParent)>("PVRemoveWaylandParent");
             m_pValue != nullptr && pfnRemove != nullptr) {
             pfnRemove(m_pValue);
-        }
-        if (m_pLibrary != nullptr) {
-            dlclose(m_pLibrary);
         }
     }
     WaylandParent(const WaylandParent&) = delete;
     WaylandParent& operator=(const WaylandParent&) = delete;
     /// Takes another one's surface over.
     WaylandParent(WaylandParent&& other) noexcept
-        : m_pLibrary(std::exchange(other.m_pLibrary, nullptr)),
-          m_pValue(std::exchange(other.m_pValue, nullptr)) {}
+        : m_library(std::move(other.m_library)), m_pValue(std::exchange(other.m_pValue, nullptr)) {}
     /// Exchanges the surfaces.
     WaylandParent& operator=(WaylandParent&& other) noexcept {
-        std::swap(m_pLibrary, other.m_pLibrary);
+        m_library = std::move(other.m_library);
         std::swap(m_pValue, other.m_pValue);
         return *this;
     }
@@ -124,12 +113,12 @@ public:
     explicit operator bool() const { return m_pValue != nullptr; }
     /// As PVPlaceWaylandView(). @return false for a window that is no Wayland view
     bool Place(void* pWindow, const VRECT& place, const VRECT* pSeen = nullptr) const {
-        const auto pfnPlace = Function<decltype(&PVPlaceWaylandView)>("PVPlaceWaylandView");
+        const auto pfnPlace = m_library.Function<decltype(&PVPlaceWaylandView)>("PVPlaceWaylandView");
         return pfnPlace != nullptr && pfnPlace(pWindow, &place, pSeen) != 0;
     }
     /// As PVGetPresentation(). @return false for a window that is no Wayland view
     bool Presentation(void* pWindow, KQPresentation& presentation) const {
-        const auto pfnGet = Function<decltype(&PVGetPresentation)>("PVGetPresentation");
+        const auto pfnGet = m_library.Function<decltype(&PVGetPresentation)>("PVGetPresentation");
         return pfnGet != nullptr && pfnGet(pWindow, &presentation) != 0;
     }
 
@@ -137,12 +126,7 @@ private:
     /// Above every X11 window's id, and never registered.
     static constexpr std::uintptr_t kRefused = 0xE0000000;
 
-    template <typename F>
-    F Function(const char* pName) const {
-        return m_pLibrary != nullptr ? reinterpret_cast<F>(dlsym(m_pLibrary, pName)) : nullptr;
-    }
-
-    void* m_pLibrary = nullptr;
+    LoadedViewLibrary m_library;
     void* m_pValue = nullptr;
 };
 

@@ -1,5 +1,5 @@
 #include "OffScreenSurface.h"
-#include "PictureReceivers.h"
+#include "ParentRegistry.h"
 #include "Surface.h"
 #include "View.h"
 #include "ViewRegistry.h"
@@ -41,6 +41,9 @@ void SetSink(void* view, const PictureSink& sink) {
     }
     AsView(view)->Sinks().SetOwn(sink);
 }
+
+/// Hosts that draw by themselves.
+using PictureReceivers = ParentRegistry<KQPictureReceiver, 0xC0000001>;
 
 /// @throw std::bad_alloc
 View* MakeReceivedView(const KQPictureReceiver& receiver, const VRECT& rect) {
@@ -180,12 +183,12 @@ void* PVAddPictureReceiver(const KQPictureReceiver* receiver) {
         return nullptr;
     }
     try {
-        return reinterpret_cast<void*>(PictureReceivers::Instance().Add(*receiver));
+        return PictureReceivers::Instance().Add(*receiver);
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
 }
 
 int PVRemovePictureReceiver(void* value) {
-    return PictureReceivers::Instance().Remove(reinterpret_cast<std::uintptr_t>(value)) ? 1 : 0;
+    return PictureReceivers::Instance().Remove(value) ? 1 : 0;
 }

@@ -40,28 +40,9 @@ constexpr std::uint32_t kSteadyMs = 100;
 /// Rows of pictures are written faster from every 16th pixel on. Even, as columns share chroma in pairs.
 constexpr int kColumnsAligned = 16;
 
-struct OpenedLibrary {
-    void* pHandle = nullptr;
-    std::string path;
-    std::string error; ///< why there is no handle
-};
-
-OpenedLibrary OpenPlayerView() {
-    OpenedLibrary library;
-    for (const std::string& folder : kq::ViewLibraryFolders()) {
-        library.path = folder + kq::ViewLibraryName;
-        library.pHandle = dlopen(library.path.c_str(), RTLD_NOW | RTLD_LOCAL);
-        if (library.pHandle != nullptr) {
-            break;
-        }
-        library.error += (library.error.empty() ? "" : "; ") + std::string(dlerror());
-    }
-    return library;
-}
-
 /// Opens the library once more than the wrappers do, so that it stays loaded whatever they close.
 void KeepLibraryLoaded() {
-    static void* const s_pKept = OpenPlayerView().pHandle;
+    static void* const s_pKept = kq::OpenViewLibrary().pHandle;
     (void)s_pKept;
 }
 
@@ -123,7 +104,7 @@ bool YV12ViewWrapper::Resolve() {
 int YV12ViewWrapper::LoadPlayerView() {
     UnloadPlayerView();
     try {
-        const OpenedLibrary library = OpenPlayerView();
+        const kq::OpenedViewLibrary library = kq::OpenViewLibrary();
         m_pLibrary = library.pHandle;
         if (m_pLibrary == nullptr) {
             KQLogEx(

@@ -1,6 +1,6 @@
 #include "wayland/WaylandHost.h"
 
-#include "wayland/WaylandParents.h"
+#include "ParentRegistry.h"
 #include "wayland/WaylandSurface.h"
 
 #include <kqplayer/log.h>
@@ -8,6 +8,12 @@
 #include <exception>
 
 namespace kq::playerview {
+namespace {
+
+/// The surfaces of hosts.
+using WaylandParents = ParentRegistry<KQWaylandParent, 0xE0000001>;
+
+} // namespace
 
 bool IsWaylandParent(std::uintptr_t parent) {
     return WaylandParents::Instance().Find(parent).has_value();
@@ -36,7 +42,7 @@ void* PVAddWaylandParent(const KQWaylandParent* parent) {
         return nullptr;
     }
     try {
-        return reinterpret_cast<void*>(WaylandParents::Instance().Add(*parent));
+        return WaylandParents::Instance().Add(*parent);
     } catch (const std::exception& e) { // no memory
         KQLogEx(L"PlayerView: a surface cannot be registered: %s", e.what());
         return nullptr;
@@ -44,7 +50,7 @@ void* PVAddWaylandParent(const KQWaylandParent* parent) {
 }
 
 int PVRemoveWaylandParent(void* value) {
-    return WaylandParents::Instance().Remove(reinterpret_cast<std::uintptr_t>(value)) ? 1 : 0;
+    return WaylandParents::Instance().Remove(value) ? 1 : 0;
 }
 
 int PVPlaceWaylandView(void* window, const VRECT* place, const VRECT* seen) {
