@@ -28,6 +28,7 @@ TEST_F(InWindow, ShowsThePictureFollowsTheSizeAndTakesKeys) {
     PressKey(window, XK_space);
     kqplay.Press("", "paused  0:");
     PressKey(window, XK_space);
+    kqplay.Press("", "playing  0:");
     PressKey(window, XK_S);
     kqplay.Press("", "stopped  0:");
     PressKey(window, XK_q);
