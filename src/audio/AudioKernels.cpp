@@ -233,8 +233,10 @@ template <>
 HWY_INLINE void MixVector<2, 1>(const short* in, short* out) {
 #if HWY_ARCH_X86
     const auto sums = [](V16 v) {
-        V32 unused = hn::Zero(d32);
-        return hn::ReorderWidenMulAccumulate(d32, Divide<2>(v), hn::Set(d16, 1), hn::Zero(d32), unused);
+        V32 odd = hn::Zero(d32); // stays so where one instruction adds neighbours
+        const V32 even =
+            hn::ReorderWidenMulAccumulate(d32, Divide<2>(v), hn::Set(d16, 1), hn::Zero(d32), odd);
+        return hn::RearrangeToOddPlusEven(even, odd);
     };
     const V32 even = sums(LoadParts<2 * kPartSamples>(d16, in));
     const V32 odd = sums(LoadParts<2 * kPartSamples>(d16, in + kPartSamples));
