@@ -171,8 +171,19 @@ WaylandSurface::~WaylandSurface() {
     }
     m_layer.Free();
     m_ground.Free();
+    FreeBuffers();
     m_connection->Flush();
     LogCounts();
+}
+
+/// Under the lock: the thread that dispatches may be about to tell one of them that it was given back.
+void WaylandSurface::FreeBuffers() {
+    m_waiting.clear();
+    for (BufferPtr* held : {&m_lent, &m_committed, &m_attached, &m_latest, &m_groundBuffer}) {
+        held->reset();
+    }
+    m_pool.Clear();
+    m_scaledPool.Clear();
 }
 
 void WaylandSurface::LogCounts() const {

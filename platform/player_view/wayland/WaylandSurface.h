@@ -90,6 +90,7 @@ private:
     void Make(const KQWaylandParent& parent, const VRECT& rect);
 
     // Under the lock.
+    void FreeBuffers();
     void LogCounts() const;
     void WatchScale();
     double ScaleToUse() const;

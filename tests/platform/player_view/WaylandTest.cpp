@@ -12,8 +12,10 @@
 
 #include <fractional-scale-v1-client-protocol.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <viewporter-client-protocol.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <memory>
@@ -308,6 +310,60 @@ TEST(FractionalScale, IsTakenWhenTheCompositorPrefersOne) {
             return std::abs((mapping.target.right - mapping.target.left) * parts - 300 * 120) < 1e-6 &&
                    mapping.nWindowWidth == 320;
         })) << parts;
+    }
+}
+
+/// Reads a host's connection as toolkits do, on a thread beside the one that makes and destroys views.
+class ReadingHost {
+public:
+    explicit ReadingHost(wl_display* display) : m_display(display), m_thread([this] { Run(); }) {}
+    ~ReadingHost() {
+        m_isOver = true;
+        m_thread.join();
+    }
+    ReadingHost(const ReadingHost&) = delete;
+    ReadingHost& operator=(const ReadingHost&) = delete;
+
+private:
+    void Run() {
+        while (!m_isOver) {
+            while (wl_display_prepare_read(m_display) != 0) {
+                wl_display_dispatch_pending(m_display);
+            }
+            wl_display_flush(m_display);
+            pollfd source = {wl_display_get_fd(m_display), POLLIN, 0};
+            if (poll(&source, 1, 1) > 0) {
+                wl_display_read_events(m_display);
+            } else {
+                wl_display_cancel_read(m_display);
+            }
+        }
+    }
+
+    wl_display* const m_display;
+    std::atomic<bool> m_isOver{false};
+    std::thread m_thread;
+};
+
+TEST(DestroyedViews, HearNothingMoreAndWaitForNoReader) {
+    const FakeCompositor compositor(
+        {&wl_compositor_interface, &wl_subcompositor_interface, &wl_shm_interface},
+        [](const std::string& request, wl_resource* made) {
+            for (int i = 0; request == "create_buffer" && i < 300; ++i) { // dispatched while the view goes
+                wl_resource_post_event(made, 0);                          // release
+            }
+        });
+    FakedView faked;
+    ASSERT_TRUE(faked.view) << faked.error;
+    const ReadingHost reader(faked.display);
+    const TestPicture picture = Plain(320, 180, red);
+    for (int i = 0; i < 200; ++i) {
+        faked.view = WaylandSurface::Create({sizeof(KQWaylandParent), faked.display, faked.surface, 0},
+                                            {0, 0, 320, 180}, faked.error);
+        ASSERT_TRUE(faked.view) << faked.error;
+        faked.view->Show({320, 180}, picture.pixels.data(), {0, 0, 320, 180});
+        std::this_thread::sleep_for(std::chrono::microseconds(10 * (i % 20)));
+        faked.view.reset();
     }
 }
 
