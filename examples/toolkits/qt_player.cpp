@@ -18,6 +18,7 @@
 #include <QWindow>
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <string>
@@ -189,8 +190,9 @@ int main(int argc, char** argv) {
     QApplication application(argc, argv);
     QApplication::setStyle(new ClickStyle);
     PlayerWindow window(argv[1], player);
-    if (!window.Show(error)) {
-        return Fail(error);
+    const int status = window.Show(error) ? QApplication::exec() : Fail(error);
+    if (QGuiApplication::platformName().startsWith("wayland")) {
+        std::quick_exit(status); // one in a hundred destructors of Qt 6.4 waits for ever for its own threads
     }
-    return QApplication::exec();
+    return status;
 }

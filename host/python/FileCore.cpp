@@ -14,6 +14,13 @@ using streams::ToTicks;
 /// Pictures that were passed or given last are kept up to so much, for steps back.
 constexpr std::size_t storedBytes = std::size_t{64} << 20;
 
+/// Decoders that stand at other places are kept up to so many, and from two on up to so much memory.
+constexpr std::size_t mostIdle = 4;
+constexpr std::size_t leastIdle = 2;
+constexpr std::size_t idleBytes = std::size_t{256} << 20;
+/// A decoder holds about so many pictures, and one that works on several at once a few more.
+constexpr std::size_t picturesHeld = 16;
+
 /// Brings sample positions of time stamps back to whole samples.
 std::int64_t SampleAt(double seconds, int rate) {
     return std::llround(seconds * rate);
@@ -48,7 +55,8 @@ std::int64_t PictureNumbers::Count() const {
 }
 
 PictureReader::PictureReader(streams::FileVideo video)
-    : m_source(std::move(video.decoder), streams::PictureConverter(video.orientation, false), video.rate,
+    : m_decoder(video.decoder.get()),
+      m_source(std::move(video.decoder), streams::PictureConverter(video.orientation, false), video.rate,
                video.tick),
       m_step(m_source.Step()) {}
 
@@ -85,6 +93,20 @@ FramePtr PictureReader::At(Ticks time) {
 FramePtr PictureReader::BeginningAt(Ticks time) {
     FramePtr frame = At(time);
     return frame && std::abs(frame->time - time) <= 2 * Tolerance() + 1 ? frame : nullptr;
+}
+
+std::optional<Ticks> PictureReader::WayTo(Ticks time) const {
+    if (FromStore(time)) {
+        return 0;
+    }
+    const bool goesOn =
+        m_isThere && m_place && *m_place <= time && m_decoder->ForwardIsShorter(*m_place, time);
+    return goesOn ? std::optional<Ticks>(time - *m_place) : std::nullopt;
+}
+
+void PictureReader::DropStored() {
+    m_stored.clear();
+    m_storedBytes = 0;
 }
 
 /// @return a picture that is certain to be on show at a time
@@ -126,7 +148,13 @@ void FileCore::OpenPictures() {
     m_facts = video.facts;
     m_rate = video.rate;
     m_numbers = std::make_shared<PictureNumbers>(video.numbers, video.rate);
-    m_reader = std::make_unique<PictureReader>(std::move(video));
+    if (m_numbers->AreKnown()) { // others can be read only once
+        const auto pixels =
+            static_cast<std::size_t>(m_facts.width) * static_cast<std::size_t>(m_facts.height);
+        m_mostIdle =
+            std::clamp<std::size_t>(idleBytes / (pixels * 3 / 2 * picturesHeld + 1), leastIdle, mostIdle);
+    }
+    m_idle.push_back(std::make_unique<PictureReader>(std::move(video)));
 }
 
 void FileCore::CheckOpen() const {
@@ -142,31 +170,83 @@ const std::shared_ptr<PictureNumbers>& FileCore::Numbers() const {
     return m_numbers;
 }
 
-std::unique_ptr<PictureReader> FileCore::TakeReader() {
+FileCore::ReaderPtr FileCore::OpenReader(std::string& error) const {
+    streams::FileVideo video;
+    return streams::OpenFileVideo(m_path, m_options, video, error)
+               ? std::make_unique<PictureReader>(std::move(video))
+               : nullptr;
+}
+
+FileCore::ReaderPtr FileCore::TakeReader() {
     CheckOpen();
     Numbers();
     {
         const std::lock_guard guard(m_readerLock);
-        if (m_reader) {
-            return std::move(m_reader);
+        if (!m_idle.empty()) {
+            ReaderPtr reader = std::move(m_idle.back());
+            m_idle.pop_back();
+            return reader;
         }
     }
     if (!m_numbers->AreKnown()) {
         throw Error(m_path + ": this input can be read only once");
     }
-    streams::FileVideo video;
     std::string error;
-    if (!streams::OpenFileVideo(m_path, m_options, video, error)) {
+    ReaderPtr reader = OpenReader(error);
+    if (!reader) {
         throw Error(error);
     }
-    return std::make_unique<PictureReader>(std::move(video));
+    return reader;
 }
 
-void FileCore::GiveBack(std::unique_ptr<PictureReader> reader) {
+/// @return the one with the shortest way to a time; the one unused for longest if all have to seek; null when
+///         there is room for one more
+FileCore::ReaderPtr FileCore::TakeIdle(Ticks time) {
     const std::lock_guard guard(m_readerLock);
-    if (!m_isClosed && !m_reader) {
-        m_reader = std::move(reader);
+    auto nearest = m_idle.end();
+    std::optional<Ticks> shortest;
+    for (auto idle = m_idle.begin(); idle != m_idle.end(); ++idle) {
+        const std::optional<Ticks> way = (*idle)->Place() ? (*idle)->WayTo(time) : 0;
+        if (way && (!shortest || *way < *shortest)) {
+            shortest = way;
+            nearest = idle;
+        }
     }
+    if (!shortest) {
+        if (m_idle.size() < m_mostIdle) {
+            return nullptr;
+        }
+        nearest = m_idle.begin();
+    }
+    ReaderPtr reader = std::move(*nearest);
+    m_idle.erase(nearest);
+    return reader;
+}
+
+FileCore::ReaderPtr FileCore::TakeReaderFor(Ticks time) {
+    CheckOpen();
+    ReaderPtr reader = TakeIdle(time);
+    if (!reader) {
+        std::string ignored; // those that there are serve as well
+        reader = OpenReader(ignored);
+    }
+    return reader ? std::move(reader) : TakeReader();
+}
+
+void FileCore::GiveBack(ReaderPtr reader) {
+    ReaderPtr dropped;
+    const std::lock_guard guard(m_readerLock);
+    if (m_isClosed) {
+        return;
+    }
+    if (!m_idle.empty()) {
+        m_idle.back()->DropStored();
+    }
+    if (m_idle.size() >= m_mostIdle) {
+        dropped = std::move(m_idle.front());
+        m_idle.erase(m_idle.begin());
+    }
+    m_idle.push_back(std::move(reader));
 }
 
 FramePtr FileCore::Picture(std::int64_t number) {
@@ -176,7 +256,7 @@ FramePtr FileCore::Picture(std::int64_t number) {
         return nullptr;
     }
     const std::lock_guard guard(m_pictureLock);
-    auto reader = TakeReader();
+    auto reader = TakeReaderFor(*time);
     FramePtr frame = reader->BeginningAt(*time);
     GiveBack(std::move(reader));
     if (!frame) {
@@ -187,7 +267,7 @@ FramePtr FileCore::Picture(std::int64_t number) {
 
 FramePtr FileCore::PictureAt(double seconds) {
     const std::lock_guard guard(m_pictureLock);
-    auto reader = TakeReader();
+    auto reader = TakeReaderFor(ToTicks(seconds));
     FramePtr frame = reader->At(ToTicks(seconds));
     GiveBack(std::move(reader));
     return frame;
@@ -267,7 +347,7 @@ void FileCore::CloseNow() {
     m_isClosed = true;
     {
         const std::lock_guard guard(m_readerLock);
-        m_reader.reset();
+        m_idle.clear();
     }
     const std::lock_guard guard(m_soundLock);
     m_sound.Reset();

@@ -55,6 +55,12 @@ public:
     FramePtr BeginningAt(Ticks time);
     /// @return begin of the picture given last, nothing before the first
     std::optional<Ticks> Place() const { return m_place; }
+    /// @return how far the picture on show at a time is from where the decoder stands, 0 for one that is
+    /// kept;
+    ///         nothing where a seek is the shorter way
+    std::optional<Ticks> WayTo(Ticks time) const;
+    /// Keeps no pictures for steps back any longer.
+    void DropStored();
     Ticks Tolerance() const { return m_source.Tolerance(); }
     void Cancel() { m_source.Cancel(); }
 
@@ -62,6 +68,7 @@ private:
     FramePtr FromStore(Ticks time) const;
     void Store(const FramePtr& frame);
 
+    streams::Decoder* const m_decoder; ///< the source's
     streams::VideoSource m_source;
     const Ticks m_step;            ///< between two pictures
     std::optional<Ticks> m_place;  ///< of the picture given last
@@ -114,7 +121,12 @@ private:
     FileCore(std::string path, const streams::OpenOptions& options)
         : m_path(std::move(path)), m_options(options) {}
 
+    using ReaderPtr = std::unique_ptr<PictureReader>;
+
     void OpenPictures();
+    ReaderPtr OpenReader(std::string& error) const;
+    ReaderPtr TakeIdle(Ticks time);
+    ReaderPtr TakeReaderFor(Ticks time);
     void OpenSound();
     void CheckOpen() const;
     void CloseNow();
@@ -126,9 +138,12 @@ private:
     double m_rate = 0;
     std::atomic<bool> m_isClosed{false};
 
-    std::mutex m_pictureLock; ///< held while a picture is fetched
-    std::mutex m_readerLock;  ///< guards the next
-    std::unique_ptr<PictureReader> m_reader;
+    std::mutex m_pictureLock;   ///< held while a picture is fetched
+    std::size_t m_mostIdle = 1; ///< of the next
+    std::mutex m_readerLock;    ///< guards the next
+    /// Nobody uses them now, the one used last at the end. Each stands somewhere else, so that who reads on
+    /// at several places in turn, or jumps among a few, need not seek each time.
+    std::vector<ReaderPtr> m_idle;
     std::mutex m_soundLock; ///< guards the next
     ComPtr<IMediaStream> m_sound;
     SoundFormat m_soundFormat;

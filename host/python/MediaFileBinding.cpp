@@ -7,8 +7,10 @@
 #include <pybind11/numpy.h>
 #include <pybind11/stl.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <thread>
 
 namespace kq::python {
 namespace {
@@ -17,9 +19,15 @@ using File = Holder<FileCore>;
 using Iterator = Holder<Walk>;
 using SharedFrame = std::shared_ptr<Frame>;
 
+/// The decoder's threads wait for rows of each other's pictures: two a core keep the cores busy.
+int ThreadsFor(int asked) {
+    constexpr int most = 8;
+    return asked > 0 ? asked : std::clamp(2 * static_cast<int>(std::thread::hardware_concurrency()), 1, most);
+}
+
 std::unique_ptr<File> Open(const py::object& path, int threads, int soundTrack) {
     streams::OpenOptions options;
-    options.decoderThreads = threads;
+    options.decoderThreads = ThreadsFor(threads);
     options.audioTrack = soundTrack;
     options.log = [](const std::string& line) { LogRelay::Warn(line); };
     const std::string name = PathOf(path);
@@ -261,7 +269,7 @@ behind the end of the sound the array ends.
                R"(Opens a media file for its pictures and its sound.
 
 path: a name, a pathlib.Path, or whatever else FFmpeg opens.
-threads: of the decoder; 0 for one a core.
+threads: of the decoder; 0 for two a core, eight at most.
 sound_track: which sound, counted from 1; 0 for the best.
 
 Raises kqplayer.Error with a line that names the file and the reason.

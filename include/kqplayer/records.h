@@ -31,7 +31,9 @@ struct tagYUVImage {
     std::int32_t nPitchV; ///< likewise
     union {
         std::int32_t nPitchA; ///< likewise
-        std::uint8_t* pRgb;   ///< packed RGB picture: B, G, R, top-down, rows of ((nWidth*24+31)/32)*4 bytes
+        /// Packed RGB picture, always of its stream's size (VIDEO_STREAM_INFO), whatever nWidth and nHeight
+        /// say: B, G, R, top-down, rows of ((width*24+31)/32)*4 bytes.
+        std::uint8_t* pRgb;
     };
 };
 

@@ -38,12 +38,14 @@ struct KQWaylandParent {
                                  ///< that know a better one; 0: as the compositor tells, fractions too
 };
 
-/// How the compositor has fared with a view's pictures since the view was made.
+/// How the compositor has fared with a view's pictures since the view was made. What it tells of the screen
+/// costs processor time for each picture, and is counted from the first call of PVGetPresentation() on.
 struct KQPresentation {
     std::int64_t llShown;     ///< pictures that were handed to the view
     std::int64_t llCommitted; ///< of these, given to the compositor
-    std::int64_t llPresented; ///< of these, brought to a screen; -1 where the compositor does not tell
-    std::int64_t llDiscarded; ///< of these, never on a screen; -1 where the compositor does not tell
+    std::int64_t llPresented; ///< of those committed since the first call, brought to a screen; -1 where the
+                              ///< compositor does not tell
+    std::int64_t llDiscarded; ///< likewise, never on a screen
     std::int64_t llSkipped;  ///< pictures that newer ones took the place of before the compositor wanted them
     std::int64_t llLastTime; ///< when the last one came to a screen, ns on the compositor's clock; 0 for none
     std::uint32_t nClock;    ///< that clock, as clock_gettime() has it
@@ -67,7 +69,7 @@ KQ_EXTERN_C int PVRemoveWaylandParent(void* pValue);
 /// @return 1, or 0 for a window that is no Wayland view of this library
 KQ_EXTERN_C int PVPlaceWaylandView(void* pWindow, const VRECT* pPlace, const VRECT* pSeen);
 /// @param pWindow       as PVPlaceWaylandView() has it
-/// @param pPresentation receives the counts
+/// @param pPresentation receives the counts; the first call makes those of the screen begin
 /// @return 1, or 0 for a window that is no Wayland view of this library
 KQ_EXTERN_C int PVGetPresentation(void* pWindow, KQPresentation* pPresentation);
 

@@ -11,7 +11,7 @@
 namespace kq::playerview {
 
 /// The pixels of one picture (B, G, R, any, top-down, rows of 4 * width bytes) in memory that the compositor
-/// reads. Used under the connection's lock, but for the pixels.
+/// reads. Used, and destroyed, under the connection's lock, but for the pixels.
 class WaylandBuffer {
 public:
     /// @return null without memory
@@ -49,6 +49,8 @@ public:
 
     /// @return a buffer that nobody reads or keeps; null when there are too many already, or no memory
     std::shared_ptr<WaylandBuffer> Acquire(Size size);
+    /// Keeps none of them any longer.
+    void Clear() { m_buffers.clear(); }
 
 private:
     const WaylandConnection& m_connection;

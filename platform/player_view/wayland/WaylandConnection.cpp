@@ -209,14 +209,15 @@ void WaylandConnection::Run() {
             if (wl_display_flush(m_display) < 0 && errno == EAGAIN) {
                 sources[0].events |= POLLOUT;
             }
-            const int ready = poll(sources, std::size(sources), -1);
-            if (ready > 0 && (sources[0].revents & ~POLLOUT) != 0) {
+            const bool isReady = poll(sources, std::size(sources), -1) > 0;
+            if (isReady && sources[1].revents != 0) {
+                wl_display_cancel_read(m_display); // reading would wait for all others that are about to read
+                return;
+            }
+            if (isReady && (sources[0].revents & ~POLLOUT) != 0) {
                 wl_display_read_events(m_display);
             } else {
                 wl_display_cancel_read(m_display);
-            }
-            if (sources[1].revents != 0) {
-                return;
             }
         }
         const std::lock_guard<std::mutex> guard(m_lock);

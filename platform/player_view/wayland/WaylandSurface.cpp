@@ -171,15 +171,26 @@ WaylandSurface::~WaylandSurface() {
     }
     m_layer.Free();
     m_ground.Free();
+    FreeBuffers();
     m_connection->Flush();
     LogCounts();
+}
+
+/// Under the lock: the thread that dispatches may be about to tell one of them that it was given back.
+void WaylandSurface::FreeBuffers() {
+    m_waiting.clear();
+    for (BufferPtr* held : {&m_lent, &m_committed, &m_attached, &m_latest, &m_groundBuffer}) {
+        held->reset();
+    }
+    m_pool.Clear();
+    m_scaledPool.Clear();
 }
 
 void WaylandSurface::LogCounts() const {
     const auto log = [](const wchar_t* what, std::int64_t count) { return std::to_wstring(count) + what; };
     std::wstring line = log(L" pictures, ", m_counts.llShown) + log(L" committed, ", m_counts.llCommitted) +
                         log(L" skipped", m_counts.llSkipped);
-    if (m_connection->Presentation() != nullptr) {
+    if (m_isAsked && m_connection->Presentation() != nullptr) {
         line += L", " + log(L" presented, ", m_counts.llPresented) + log(L" discarded", m_counts.llDiscarded);
     }
     KQLogEx(L"PlayerView: a Wayland view has had %ls", line.c_str());
@@ -290,6 +301,7 @@ void WaylandSurface::Place(const Rect& place, const Rect& seen) {
 
 KQPresentation WaylandSurface::Presentation() {
     const std::lock_guard<std::mutex> guard(m_connection->Lock());
+    m_isAsked = true;
     KQPresentation counts = m_counts;
     if (m_connection->Presentation() == nullptr) {
         counts.llPresented = counts.llDiscarded = -1;
@@ -539,7 +551,7 @@ void WaylandSurface::WatchCommit() {
         m_frame = wl_surface_frame(m_layer.surface.get());
         wl_callback_add_listener(m_frame, &listener, this);
     }
-    if (m_connection->Presentation() != nullptr) {
+    if (m_isAsked && m_connection->Presentation() != nullptr) {
         RequestFeedback();
     }
 }

@@ -90,6 +90,7 @@ private:
     void Make(const KQWaylandParent& parent, const VRECT& rect);
 
     // Under the lock.
+    void FreeBuffers();
     void LogCounts() const;
     void WatchScale();
     double ScaleToUse() const;
@@ -138,6 +139,7 @@ private:
     std::set<Feedback*> m_feedbacks;
     Feedback* m_lastFeedback = nullptr; ///< of the picture committed last, as long as nothing was heard of it
     KQPresentation m_counts = {};
+    bool m_isAsked = false;     ///< for the counts: what becomes of pictures is worth a wake-up each
     Rect m_visible;             ///< where the picture's subsurface is
     DisplaySettings m_settings; ///< as they were set last
     DisplaySettings m_shown;    ///< those that the picture is shown with
