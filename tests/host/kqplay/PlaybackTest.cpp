@@ -1,14 +1,14 @@
 // What is shown, in which order, and when: kqplay runs on small clips, and its trace is compared with
 // FFmpeg's decoder and the plain reference conversion.
 #include "Kqplay.h"
-
-#include <unistd.h>
+#include "tests/support/WaitUntil.h"
 
 #include <algorithm>
 #include <csignal>
 #include <memory>
 
 using namespace kqtest;
+using kq::test::WaitUntil;
 
 namespace {
 
@@ -113,12 +113,14 @@ TEST(Playback, AFileThatIsLongerThanItSaysIsPlayedToItsEnd) {
 }
 
 TEST(Playback, LoopsUntilItIsInterrupted) {
+    const Strings round = ReferenceHashes(Clip("odd-3x5.mkv"));
     AtTerminal kqplay({"--headless", "--loop", Clip("odd-3x5.mkv")});
-    usleep(2'500'000);
+    // A picture takes two lines of the trace, together shorter than this.
+    const std::size_t enough = 3 * round.size() * 200;
+    EXPECT_TRUE(WaitUntil([&] { return kq::test::ReadFile(kqplay.folder / "trace").size() > enough; }));
     kill(kqplay.process.Id(), SIGINT);
     const Trace trace = kqplay.Quit("");
     EXPECT_EQ(trace.ends, 1u);
-    const Strings round = ReferenceHashes(Clip("odd-3x5.mkv"));
     const Strings& shown = trace.pictures[0];
     ASSERT_GE(shown.size(), 3 * round.size());
     for (std::size_t i = 0; i < 3 * round.size(); ++i) {
