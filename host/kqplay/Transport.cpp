@@ -150,10 +150,15 @@ bool Transport::HoldsMore() const {
     }
     const double end = m_rangeBegin + m_rangeLength;
     const kq::streams::MediaFile& file = m_parts.file;
-    const auto heard = [&] {
-        return m_parts.timeline->MediaTime(file.audio->GetFramePosition() / file.facts.sampleRate);
+    const auto isHeardBeyond = [&] {
+        return m_parts.timeline->MediaTime(file.audio->GetFramePosition() / file.facts.sampleRate) >
+               end + padding;
     };
-    return (m_parts.IsHeard() && heard() > end + padding) || m_parts.navigation->HasPictureAt(end);
+    // Sound is taken ahead of what is heard, but on a busy machine not far enough to tell.
+    while (m_parts.IsHeard() && !isHeardBeyond() && file.audio->GetCurrentFrame() != nullptr) {
+        file.audio->NextFrame();
+    }
+    return (m_parts.IsHeard() && isHeardBeyond()) || m_parts.navigation->HasPictureAt(end);
 }
 
 void Transport::TogglePause() {

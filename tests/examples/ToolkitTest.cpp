@@ -116,7 +116,7 @@ protected:
                 number = CentreOf(screen);
                 since = now;
             }
-            return now - since > std::chrono::milliseconds(400);
+            return now - since > std::chrono::milliseconds(800);
         });
         return number;
     }

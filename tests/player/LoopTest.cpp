@@ -124,6 +124,8 @@ TEST_F(WithSound, FramesFollowTheSoundThatIsHeard) {
     host->Play();
     ASSERT_TRUE(WaitUntil([&] { return m_recorder.GetCount() == 1; }));
     for (int piece = 1; piece <= 20; ++piece) {
+        // Two buffers of five frames each are queued: the sound never runs dry.
+        ASSERT_TRUE(WaitUntil([&] { return audio.GetIndex() >= ((piece - 1) / 5 + 2) * 5; })) << piece;
         m_device.Render(960); // 20 ms, one frame
         ASSERT_TRUE(WaitUntil([&] { return m_recorder.GetCount() > static_cast<std::size_t>(piece); }))
             << piece;

@@ -1,6 +1,7 @@
 #include "tests/support/FakeStream.h"
 #include "tests/support/LoopbackDevice.h"
 #include "tests/support/PlayerHost.h"
+#include "tests/support/RenderedTime.h"
 #include "tests/support/ViewRecorder.h"
 
 #include <gtest/gtest.h>
@@ -124,6 +125,7 @@ TEST_F(Seeking, StepsFrameByFrameWhilePaused) {
 }
 
 TEST_F(Seeking, SoundAndPictureAgreeAfterwards) {
+    const RenderedTime renderedTime(m_device);
     m_host.SetAudio(&m_audio);
     m_host->Play();
     ASSERT_TRUE(WaitUntil([&] { return m_recorder.GetCount() >= 1; }));

@@ -57,9 +57,13 @@ TEST(SyncEvent, OneOfManyWaitersGetsAnAutoResetEvent) {
     RunThreads(5, [&](int n) {
         if (n == 4) {
             event.Set();
-        } else if (event.Wait(100) == WAIT_SET) {
-            ++got;
+            return;
         }
+        EXPECT_TRUE(WaitUntil([&] {
+            got += event.Wait(10) == WAIT_SET ? 1 : 0;
+            return got > 0;
+        }));
+        got += event.Wait(50) == WAIT_SET ? 1 : 0; // nor afterwards
     });
     EXPECT_EQ(got, 1);
 }

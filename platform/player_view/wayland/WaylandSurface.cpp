@@ -163,7 +163,7 @@ WaylandSurface::~WaylandSurface() {
     if (m_frame != nullptr) {
         wl_callback_destroy(m_frame);
     }
-    for (Feedback* feedback : m_feedbacks) {
+    for (const auto& [feedback, picture] : m_feedbacks) {
         wp_presentation_feedback_destroy(feedback);
     }
     if (m_fractionalScale != nullptr) {
@@ -484,9 +484,8 @@ void WaylandSurface::CommitPicture(bool isNew, bool withGround) {
         WatchCommit();
     } else if (isNew) {
         ++m_counts.llSkipped;
-    } else if (isSeen && m_lastFeedback != nullptr) { // this commit is what is shown now
-        Forget(m_lastFeedback);
-        RequestFeedback();
+    } else if (isSeen && IsAwaited(m_counts.llCommitted)) {
+        RequestFeedback(); // this commit is what is shown, unless the one before it already is
     }
     wl_surface_commit(m_layer.surface.get());
     if (isBoth) {
@@ -564,16 +563,19 @@ void WaylandSurface::RequestFeedback() {
            std::uint32_t nanoseconds, std::uint32_t refresh, std::uint32_t, std::uint32_t, std::uint32_t) {
             constexpr std::int64_t perSecond = 1'000'000'000;
             const std::int64_t seconds = std::int64_t{secondsHigh} << 32 | secondsLow;
-            static_cast<WaylandSurface*>(self)->OnPresented(seconds * perSecond + nanoseconds, refresh);
-            static_cast<WaylandSurface*>(self)->Forget(feedback);
+            static_cast<WaylandSurface*>(self)->OnPresented(feedback, seconds * perSecond + nanoseconds,
+                                                            refresh);
         },
-        [](void* self, Feedback* feedback) {
-            ++static_cast<WaylandSurface*>(self)->m_counts.llDiscarded;
-            static_cast<WaylandSurface*>(self)->Forget(feedback);
-        }};
-    m_lastFeedback = wp_presentation_feedback(m_connection->Presentation(), m_layer.surface.get());
-    wp_presentation_feedback_add_listener(m_lastFeedback, &listener, this);
-    m_feedbacks.insert(m_lastFeedback);
+        [](void* self, Feedback* feedback) { static_cast<WaylandSurface*>(self)->OnDiscarded(feedback); }};
+    Feedback* const feedback = wp_presentation_feedback(m_connection->Presentation(), m_layer.surface.get());
+    wp_presentation_feedback_add_listener(feedback, &listener, this);
+    m_feedbacks.emplace(feedback, m_counts.llCommitted);
+}
+
+/// @return true while it is not known what becomes of a picture
+bool WaylandSurface::IsAwaited(std::int64_t picture) const {
+    return std::any_of(m_feedbacks.begin(), m_feedbacks.end(),
+                       [picture](const auto& each) { return each.second == picture; });
 }
 
 void WaylandSurface::OnFrame() {
@@ -581,16 +583,31 @@ void WaylandSurface::OnFrame() {
     CommitNext();
 }
 
-void WaylandSurface::OnPresented(std::int64_t time, std::uint32_t refresh) {
+void WaylandSurface::OnPresented(Feedback* feedback, std::int64_t time, std::uint32_t refresh) {
     ++m_counts.llPresented;
     m_counts.llLastTime = time;
     m_counts.nRefresh = refresh;
+    const std::int64_t picture = Forget(feedback);
+    for (auto at = m_feedbacks.begin(); at != m_feedbacks.end();) { // those of its other places say no more
+        const auto each = at++;
+        if (each->second == picture) {
+            Forget(each->first);
+        }
+    }
 }
 
-void WaylandSurface::Forget(Feedback* feedback) {
-    m_lastFeedback = feedback == m_lastFeedback ? nullptr : m_lastFeedback;
-    m_feedbacks.erase(feedback);
+/// A picture that is placed anew is another commit: it is lost only when none of them is presented.
+void WaylandSurface::OnDiscarded(Feedback* feedback) {
+    m_counts.llDiscarded += IsAwaited(Forget(feedback)) ? 0 : 1;
+}
+
+/// @return the number of its picture
+std::int64_t WaylandSurface::Forget(Feedback* feedback) {
+    const auto found = m_feedbacks.find(feedback);
+    const std::int64_t picture = found->second;
+    m_feedbacks.erase(found);
     wp_presentation_feedback_destroy(feedback);
+    return picture;
 }
 
 /// The scale may have changed with the output.

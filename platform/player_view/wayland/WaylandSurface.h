@@ -12,6 +12,7 @@
 #include <array>
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -108,9 +109,11 @@ private:
     void Draw();
     void WatchCommit();
     void RequestFeedback();
+    bool IsAwaited(std::int64_t picture) const;
     void OnFrame();
-    void OnPresented(std::int64_t time, std::uint32_t refresh);
-    void Forget(Feedback* feedback);
+    void OnPresented(Feedback* feedback, std::int64_t time, std::uint32_t refresh);
+    void OnDiscarded(Feedback* feedback);
+    std::int64_t Forget(Feedback* feedback);
     void OnOutput(wl_output* output, bool isEntered);
     void OnPreferredScale(double scale);
 
@@ -136,8 +139,8 @@ private:
     BufferPtr m_attached;            ///< what of it the compositor has: itself, or scaled; null: nothing
     BufferPtr m_latest;              ///< the one that was shown last: the last one that waits, or that one
     wl_callback* m_frame = nullptr;  ///< the compositor has not taken over the last commit
-    std::set<Feedback*> m_feedbacks;
-    Feedback* m_lastFeedback = nullptr; ///< of the picture committed last, as long as nothing was heard of it
+    /// Each with the number of its picture, counted from 1: several for one that was placed anew meanwhile.
+    std::map<Feedback*, std::int64_t> m_feedbacks;
     KQPresentation m_counts = {};
     bool m_isAsked = false;     ///< for the counts: what becomes of pictures is worth a wake-up each
     Rect m_visible;             ///< where the picture's subsurface is

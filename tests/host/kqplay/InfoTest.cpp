@@ -242,8 +242,10 @@ TEST_F(InWindow, AScopeFollowsThePictureAndGoes) {
     EXPECT_TRUE(WaitUntil([&] { return brightness(150, 127) > 40 && !isWaveformOf(40); }));
     kqplay.Press("w", "histogram");
     kqplay.Press("w", "no scope");
-    EXPECT_TRUE(WaitUntil([&] { return Attributes(Children(window).at(0)).width == 1000; }));
-    EXPECT_EQ(Children(window).size(), 1u);
+    EXPECT_TRUE(WaitUntil([&] {
+        const std::vector<Window> children = Children(window);
+        return children.size() == 1 && Attributes(children[0]).width == 1000;
+    }));
     kqplay.Press("w", "waveform");
     EXPECT_TRUE(WaitUntil([&] { return isWaveformOf(40); })) << "while paused";
     // Neither the late frames nor the trace know of the scope's pictures.

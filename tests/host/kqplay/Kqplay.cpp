@@ -54,6 +54,7 @@ Trace ReadTrace(const std::string& path) {
             const std::size_t view = std::stoul(Field(line, "view"));
             trace.pictures.at(view).push_back(Field(line, "crc32"));
             trace.places.at(view).push_back(Field(line, "frame") + " " + Field(line, "media"));
+            trace.times.at(view).push_back(std::stod(Field(line, "t_us")) / 1e6);
         } else if (event == "position") {
             trace.positions.push_back(std::stod(Field(line, "pos")));
         } else if (event == "state") {

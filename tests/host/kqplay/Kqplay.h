@@ -26,10 +26,11 @@ struct Trace {
     std::array<Strings, 17> pictures; ///< hashes, by view
     /// Where each picture stands in its file, by view: "7 0.280000", or "null null" when nobody knows.
     std::array<Strings, 17> places;
-    std::vector<double> positions; ///< seconds
-    std::vector<int> states;       ///< what the player's activity became
-    std::size_t ends = 0;          ///< of runs
-    double seconds = 0;            ///< from its first line to its last
+    std::array<std::vector<double>, 17> times; ///< seconds: when each picture was shown, by view
+    std::vector<double> positions;             ///< seconds
+    std::vector<int> states;                   ///< what the player's activity became
+    std::size_t ends = 0;                      ///< of runs
+    double seconds = 0;                        ///< from its first line to its last
 };
 Trace ReadTrace(const std::string& path);
 
@@ -81,7 +82,7 @@ class PlayingLong : public AtTerminal {
 public:
     explicit PlayingLong(const Strings& options)
         : AtTerminal(Joined({"--headless", Clip("long.mp4")}, options)) {
-        Press("", "playing  0:00");
+        Press("", "playing  0:");
     }
 };
 

@@ -124,7 +124,7 @@ TEST_F(Navigating, StepsAreTheFilesAtAnySpeedAndStayInTheLoop) {
         kqplay.Arrive();
     }
     kqplay.Press("g#12\177", "go to: #1\033");
-    kqplay.Press("\033", "late frames\033"); // it left the line, and did not quit
+    kqplay.Press("\033", "#1499  00:00:59:24"); // it left the line, and did not quit
     const Trace trace = kqplay.Quit();
     const Strings saved = kqplay.SavedPictures();
     ASSERT_EQ(saved.size(), steps.size());

@@ -1,5 +1,6 @@
 // What is heard: recordings through OpenAL Soft's file device, and devices that are missing or go away.
 #include "Kqplay.h"
+#include "tests/support/WaitUntil.h"
 
 #include <AL/al.h>
 #include <host/kqplay/AudioOutput.h>
@@ -110,8 +111,10 @@ double PlayedOverAStop() {
     alGetSourcef(source, AL_SEC_OFFSET, &before);
     raise(SIGSTOP);
     sound.SetRunning(true);
-    usleep(300000);
-    alGetSourcef(source, AL_SEC_OFFSET, &after);
+    kq::test::WaitUntil([&] {
+        alGetSourcef(source, AL_SEC_OFFSET, &after);
+        return after > before + 0.2F;
+    });
     return double{after} - double{before};
 }
 

@@ -170,7 +170,9 @@ class Lifetime(unittest.TestCase):
             loop = iter(kqplayer.open(clip))
             next(loop)
             threading.Thread(target=lambda: [next(loop) for _ in range(99)], daemon=True).start()
-            time.sleep(0.3)
+            deadline = time.monotonic() + 60
+            while player.position <= 0 and time.monotonic() < deadline:
+                time.sleep(0.01)
             print("told", player.position > 0)
         """)
         self.assertEqual((done.returncode, "Traceback" in done.stderr, "Fatal" in done.stderr), (0, False, False), done)

@@ -315,6 +315,46 @@ TEST(FractionalScale, IsTakenWhenTheCompositorPrefersOne) {
     }
 }
 
+/// The compositor takes a picture over while the same one is placed anew, and gets the next one before it has
+/// shown that.
+TEST(Presentation, OfAPictureThatIsPlacedAnewIsThatOfEitherPlace) {
+    std::vector<wl_resource*> feedbacks;
+    wl_resource* frame = nullptr;
+    const FakeCompositor compositor({&wl_compositor_interface, &wl_subcompositor_interface, &wl_shm_interface,
+                                     &wp_presentation_interface},
+                                    [&](const std::string& request, wl_resource* made) {
+                                        frame = request == "frame" ? made : frame;
+                                        if (request != "feedback") {
+                                            return;
+                                        }
+                                        feedbacks.push_back(made);
+                                        if (feedbacks.size() == 2) { // presented, and the turn of the next
+                                            wl_resource_post_event(feedbacks[0], 1, 0u, 7u, 0u, 16'666'666u,
+                                                                   0u, 0u, 0u);
+                                            wl_resource_destroy(feedbacks[0]);
+                                            wl_resource_post_event(frame, 0, 0u);
+                                            wl_resource_destroy(frame);
+                                        } else if (feedbacks.size() == 3) {
+                                            wl_resource_post_event(feedbacks[1], 2); // discarded
+                                            wl_resource_destroy(feedbacks[1]);
+                                        }
+                                    });
+    const FakedView faked;
+    ASSERT_TRUE(faked.view) << faked.error;
+    faked.view->Presentation(); // asked for from here on
+    const TestPicture picture = Plain(320, 180, red);
+    const auto show = [&] { faked.view->Show({320, 180}, picture.pixels.data(), {0, 0, 320, 180}); };
+    show();
+    show(); // waits
+    faked.view->Place({1, 0, 320, 180}, {1, 0, 320, 180});
+    EXPECT_TRUE(WaitUntil([&] { return faked.view->Presentation().llCommitted == 2; }));
+    EXPECT_TRUE(WaitUntil([&] { return faked.view->Presentation().llPresented == 1; }));
+    wl_display_roundtrip(faked.display); // what the compositor has said by then is there
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(faked.view->Presentation().llPresented, 1);
+    EXPECT_EQ(faked.view->Presentation().llDiscarded, 0);
+}
+
 TEST(Presentation, IsRequestedFromTheFirstQuestionOn) {
     std::atomic<int> requested{0};
     const FakeCompositor compositor({&wl_compositor_interface, &wl_subcompositor_interface, &wl_shm_interface,
