@@ -260,7 +260,6 @@ bool OpenView(PlaybackParts& parts) {
     if (parts.window) {
         parts.window->Adopt(parts.player.ViewWindows());
     }
-    parts.player.PrepareViews();
     parts.showsLate = parts.viewLibrary.SetPictureSink(HandOverPicture, &parts, parts.options.traceHash);
     if (!parts.showsLate && parts.trace.IsOpen()) {
         parts.Notice("PlayerView.so hands no pictures out: the trace has none");
