@@ -3,6 +3,7 @@
 #include "ProgressLine.h"
 #include "VideoSize.h"
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <utility>
@@ -15,7 +16,10 @@ constexpr double usualRate = 25;
 
 /// Files that are not shown look this often where the first one is.
 constexpr auto keepEvery = std::chrono::milliseconds(20);
-/// With more files it costs too much to decode all of them while they play.
+/// It stands still when so many looks have found it at one place: pictures may last longer than a look.
+constexpr int looksUntilStill = 8;
+/// With more files it costs too much to decode all of them while they play: only the chosen one, and the two
+/// that are likely to be next.
 constexpr std::size_t mostInStep = 3;
 
 } // namespace
@@ -64,18 +68,25 @@ void Comparison::KeepInStep() {
 
 void Comparison::Keep() {
     double before = -1;
+    int looks = 0;
     std::unique_lock guard(m_lock);
     while (!m_wake.wait_for(guard, keepEvery, [this] { return m_quit; })) {
         guard.unlock();
         const double now = m_first.GetFramePosition();
-        const bool isStill = now == std::exchange(before, now);
+        looks = now == std::exchange(before, now) ? std::min(looks + 1, looksUntilStill) : 0;
         for (std::size_t i = 0; i < m_others.size(); ++i) {
-            if (i != m_chosen && (isStill || m_others.size() <= mostInStep)) {
+            if (i != m_chosen && (looks == looksUntilStill || IsLikelyNext(i))) {
                 m_others[i].file.video->GetFramePosition();
             }
         }
         guard.lock();
     }
+}
+
+/// @return true for a file that is to be there at once when it is chosen, also during play
+bool Comparison::IsLikelyNext(std::size_t number) const {
+    return m_others.size() <= mostInStep || number == (m_chosen + 1) % m_others.size() ||
+           number == m_chosenBefore;
 }
 
 void Comparison::SetLayout(Layout layout) {
@@ -87,7 +98,9 @@ bool Comparison::Choose(std::size_t number) {
     if (number >= m_others.size()) {
         return false;
     }
-    m_chosen = number;
+    if (number != m_chosen) {
+        m_chosenBefore = m_chosen.exchange(number);
+    }
     Apply();
     if (m_hearsOther) {
         HearChosen();

@@ -49,7 +49,8 @@ public:
              std::shared_ptr<kq::streams::Companion> companion, std::int64_t offset);
 
     /// To be called when all files have been added: from now on those that are not chosen follow too, so that
-    /// they are there when they are; more than two of them only while the first one stands still.
+    /// they are there when they are; while the first one plays not more than two of them, the one next in
+    /// turn and the one that was chosen before.
     void KeepInStep();
 
     /// @return the stream for the first or the second of the two views
@@ -101,6 +102,7 @@ private:
     void Apply();
     void HearChosen();
     void Keep();
+    bool IsLikelyNext(std::size_t number) const;
 
     IMediaStream& m_first;
     const std::shared_ptr<kq::streams::Timeline> m_timeline;
@@ -108,6 +110,7 @@ private:
     std::vector<Other> m_others;
     kq::ComPtr<ShownStream> m_views[2];
     std::atomic<std::size_t> m_chosen{0};
+    std::atomic<std::size_t> m_chosenBefore{0};
     std::atomic<Layout> m_layout{Layout::Side};
     bool m_isFlipped = false;
     bool m_hearsOther = false;

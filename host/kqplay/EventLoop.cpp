@@ -41,6 +41,9 @@ std::string Describe(const kq::streams::MediaFacts& facts) {
         std::snprintf(text, sizeof text, " %d Hz, %d channels", facts.sampleRate, facts.channels);
         all += "; " + facts.audioCodec + text;
     }
+    if (!facts.leftOut.empty()) {
+        all += "; " + facts.leftOut;
+    }
     for (std::size_t i = 0; i < facts.audioTracks.size() && facts.audioTracks.size() > 1; ++i) {
         const bool isHeard = static_cast<int>(i) + 1 == facts.audioTrack;
         all += "\n  sound track " + std::to_string(i + 1) + ": " + facts.audioTracks[i] +

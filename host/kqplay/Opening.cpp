@@ -28,6 +28,13 @@ void HandOverPicture(void*, int view, int width, int height, const unsigned char
     }
 }
 
+/// Says what is not played of a file.
+void TellLeftOut(PlaybackParts& parts, const std::string& name, const kq::streams::MediaFile& file) {
+    if (!file.facts.leftOut.empty()) {
+        parts.Notice(name + ": " + file.facts.leftOut);
+    }
+}
+
 bool OpenFile(PlaybackParts& parts) {
     std::string error;
     // Sound settings go to the environment, which may not change once decoders run on threads of their own.
@@ -46,9 +53,7 @@ bool OpenFile(PlaybackParts& parts) {
     if (!kq::streams::OpenTimeline(parts.options.file, how, parts.file, parts.timeline, error)) {
         return parts.Fail(error);
     }
-    if (!parts.file.facts.leftOut.empty()) {
-        parts.Notice(parts.options.file + ": " + parts.file.facts.leftOut);
-    }
+    TellLeftOut(parts, parts.options.file, parts.file);
     if (parts.trace.IsOpen()) {
         parts.timeline->FrameCount(); // waits, so that each of its pictures has a number
     }
@@ -69,6 +74,7 @@ bool OpenOther(PlaybackParts& parts, const ComparedFile& other, const std::strin
     if (!kq::streams::OpenCompanion(other.path, parts.timeline, parts.file, how, file, companion, error)) {
         return parts.Fail(error);
     }
+    TellLeftOut(parts, name, file);
     if (parts.trace.IsOpen()) {
         companion->FrameCount(); // as with the first
     }
@@ -260,7 +266,6 @@ bool OpenView(PlaybackParts& parts) {
     if (parts.window) {
         parts.window->Adopt(parts.player.ViewWindows());
     }
-    parts.player.PrepareViews();
     parts.showsLate = parts.viewLibrary.SetPictureSink(HandOverPicture, &parts, parts.options.traceHash);
     if (!parts.showsLate && parts.trace.IsOpen()) {
         parts.Notice("PlayerView.so hands no pictures out: the trace has none");

@@ -15,9 +15,6 @@ int ReferenceMode(std::size_t views) {
 /// The second of two views, when it shows a stream of its own.
 constexpr int otherMode = 1;
 
-/// A view draws with them in turn.
-constexpr int buffersOfView = 2;
-
 /// A range that no file fills: the run ends with its streams.
 constexpr double upToTheEnd = 1e9;
 
@@ -66,12 +63,6 @@ bool Player::SetVideo(IMediaStream* video, IMediaStream* other) {
         }
     }
     return true;
-}
-
-void Player::PrepareViews() {
-    for (int buffer = 0; buffer < buffersOfView; ++buffer) {
-        m_player->Stop();
-    }
 }
 
 std::vector<void*> Player::ViewWindows() const {

@@ -42,9 +42,6 @@ public:
     /// @param other what the last view shows instead, or null
     /// @return false when a stream does not tell its format
     bool SetVideo(IMediaStream* video, IMediaStream* other);
-    /// Has the views claim the memory that they draw with, so that no picture of the run waits for it. They
-    /// turn black. To be called before the first run.
-    void PrepareViews();
     /// @param audio stream for the next run, or null for none, which also forgets the play range
     void SetAudio(IMediaStream* audio);
     /// @param length seconds; 0: up to the end of the streams, whatever their length

@@ -136,6 +136,7 @@ QueuedStream::Reached QueuedStream::GoTo(Ticks time) {
     if (m_queue.empty()) {
         return {0, 0, true, false};
     }
+    m_source->Look(*m_queue.front()); // nobody need see it: it is to be there as soon as somebody does
     Reached reached{m_queue.front()->time, EndOf(*m_queue.front())};
     const Ticks limit = time + m_source->Tolerance();
     if (limit < reached.end) {

@@ -276,9 +276,21 @@ Landing StoredVideo::Seek(Ticks time, bool exact) {
     if (!picture) {
         return {m_facts.seekable, nullptr};
     }
-    m_store->Aim(picture->time, time >= std::exchange(m_sought, time));
+    Aim(picture->time);
     m_last = std::move(picture);
     return {true, Shown(m_last, m_last->time, m_facts.rate)};
+}
+
+/// Tells the store where somebody looks. A single move back may be a shift against the file that is followed,
+/// which goes on: only from the second in a row on it is the way back.
+void StoredVideo::Aim(Ticks time) {
+    const Ticks before = m_looked.exchange(time);
+    if (before == time) {
+        return;
+    }
+    const bool goesBack = time < before;
+    const bool wentBack = m_wentBack.exchange(goesBack);
+    m_store->Aim(time, !(goesBack && wentBack));
 }
 
 /// Files of a steady rate leave out a picture that is the same as the one before.

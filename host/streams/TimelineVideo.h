@@ -93,6 +93,7 @@ public:
     Ticks Tolerance() const override { return m_store->Tolerance(); }
     FramePtr From(FramePtr frame, Ticks /*time*/) const override { return frame; }
     bool HasPlaces() const override { return true; }
+    void Look(const Frame& frame) override { Aim(frame.original->time); }
     std::int64_t NumberOf(const Frame& picture) const override;
     std::optional<Ticks> BeginInFile(Ticks time) const override { return m_facts.numbers->BeginAt(time); }
     Ticks LongestGap() const override;
@@ -101,10 +102,13 @@ public:
     void Cancel() override { m_store->Cancel(); }
 
 private:
+    void Aim(Ticks time);
+
     const std::shared_ptr<PictureStore> m_store;
     const VideoFacts m_facts;
     FramePtr m_last;
-    Ticks m_sought = 0;
+    std::atomic<Ticks> m_looked{-1};     ///< begin of the picture looked at last
+    std::atomic<bool> m_wentBack{false}; ///< the one before it comes later in the file
 };
 
 } // namespace kq::streams

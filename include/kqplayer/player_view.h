@@ -51,6 +51,11 @@ KQ_EXTERN_C void PVShowRGB32Image(void* pView, int nWidth, int nHeight, unsigned
 ///         shown
 KQ_EXTERN_C unsigned char* PVGetPictureBuffer(void* pView, int nWidth, int nHeight);
 
+/// Optional: tells how large the pictures will be, so that the first of them does not wait for memory. Any of
+/// them may have another size all the same.
+/// @return 0 also for a size that cannot be shown
+KQ_EXTERN_C int PVExpectPictures(void* pView, int nWidth, int nHeight);
+
 /// @name Looking closely
 /// Optional, the first four together: what IPlayerView2 needs. The display that is set with them stands above
 /// crop mode, crop rectangle and resize mode; PVSetDisplay() with null gives these back their say.

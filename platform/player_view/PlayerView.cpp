@@ -169,6 +169,10 @@ unsigned char* PVGetPictureBuffer(void* view, int width, int height) {
     return view != nullptr ? AsView(view)->Lend(width, height) : nullptr;
 }
 
+int PVExpectPictures(void* view, int width, int height) {
+    return view != nullptr && AsView(view)->Expect(width, height) ? 1 : 0;
+}
+
 void PVSetPictureSink(void* view, PVPictureSink function, void* userData) {
     SetSink(view, {function, userData, true});
 }

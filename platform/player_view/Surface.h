@@ -20,6 +20,9 @@ class Surface {
 public:
     virtual ~Surface() = default;
 
+    /// Claims memory before the first picture needs it, where the surface has memory of its own.
+    /// @param size of 1 to MaxSide, of the pictures that will come
+    virtual void Expect(Size /*size*/) {}
     /// Lends the memory that the next picture will be drawn from. It stays valid until the next call of
     /// Lend() or Show(), also when the window goes meanwhile.
     /// @param size of 1 to MaxSide

@@ -26,6 +26,14 @@ View::~View() {
     ViewRegistry::Instance().Remove(m_sinks);
 }
 
+bool View::Expect(int width, int height) {
+    if (!IsSize(width, height)) {
+        return false;
+    }
+    m_surface->Expect({width, height});
+    return true;
+}
+
 unsigned char* View::Lend(int width, int height) {
     return IsSize(width, height) ? m_surface->Lend({width, height}) : nullptr;
 }

@@ -22,6 +22,8 @@ public:
     PictureSinks& Sinks() { return m_sinks; }
     /// @return the native window, or 0
     std::uintptr_t Handle() { return m_surface->Handle(); }
+    /// See PVExpectPictures().
+    bool Expect(int width, int height);
     /// @return memory for the next picture, see Surface::Lend(), or null
     unsigned char* Lend(int width, int height);
     /// Ignores a picture without pixels or of a size that cannot be shown.

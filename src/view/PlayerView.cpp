@@ -87,12 +87,14 @@ std::int32_t CPlayerView::SetVideoInput(int nSourceMode, IMediaStream* pStream) 
     if (pFormat == nullptr) {
         return kq::Refused;
     }
-    PlanarFramePtr pBlackFrame = MakeBlackFrame(BlackSize(*pFormat));
+    const PictureSize size = BlackSize(*pFormat);
+    PlanarFramePtr pBlackFrame = MakeBlackFrame(size);
     if (!pBlackFrame) {
         return kq::OutOfMemory;
     }
     if (m_pNativeView) {
         m_pNativeView->SetSrcAspectRatio(pFormat->nAspectX, pFormat->nAspectY);
+        m_pNativeView->Expect(size.nWidth, size.nHeight);
     }
     m_pShownFrame = nullptr;
     m_pBlackFrame = std::move(pBlackFrame);

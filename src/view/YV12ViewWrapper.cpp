@@ -22,6 +22,7 @@ struct YV12ViewWrapper::Functions {
 #define KQ_POINTER_TO(function) decltype(&::function) function;
     KQ_VIEW_LIBRARY_FUNCTIONS(KQ_POINTER_TO)
     KQ_POINTER_TO(PVGetPictureBuffer) ///< null when the library has none, as all below
+    KQ_POINTER_TO(PVExpectPictures)
     KQ_POINTER_TO(PVSetDisplay)
     KQ_POINTER_TO(PVGetDisplay)
     KQ_POINTER_TO(PVGetMapping)
@@ -87,6 +88,7 @@ bool YV12ViewWrapper::Resolve() {
     };
 #define KQ_RESOLVE_OPTIONAL(function) resolve(#function, m_pFunctions->function);
     KQ_RESOLVE_OPTIONAL(PVGetPictureBuffer)
+    KQ_RESOLVE_OPTIONAL(PVExpectPictures)
     KQ_RESOLVE_OPTIONAL(PVSetDisplay)
     KQ_RESOLVE_OPTIONAL(PVGetDisplay)
     KQ_RESOLVE_OPTIONAL(PVGetMapping)
@@ -192,6 +194,12 @@ int YV12ViewWrapper::ShowYV12Image(tagBITMAPINFO* /*pInfo*/, unsigned char* /*pB
 void YV12ViewWrapper::SetSrcAspectRatio(int x, int y) {
     if (IsReady()) {
         m_pFunctions->PVSetDisplayScale(m_pView, x, y);
+    }
+}
+
+void YV12ViewWrapper::Expect(int nWidth, int nHeight) {
+    if (IsReady() && m_pFunctions->PVExpectPictures != nullptr) {
+        m_pFunctions->PVExpectPictures(m_pView, nWidth, nHeight);
     }
 }
 

@@ -34,6 +34,8 @@ public:
     int ShowYUVImage(const tagYUVImage* pImage) override;
     void SetSrcAspectRatio(int x, int y) override;
 
+    /// Tells the library how large the pictures will be.
+    void Expect(int nWidth, int nHeight);
     /// Shows a frame as its kind and its colour description say. @return false when it cannot be shown
     bool ShowFrame(const MEDIA_FRAME& frame);
 

@@ -132,4 +132,10 @@ std::pair<int, int> ViewRecorder::GetScale() {
     return scale;
 }
 
+std::pair<int, int> ViewRecorder::GetExpected() {
+    std::pair<int, int> size{};
+    Find<void(int*, int*)>("RecordingViewExpected")(&size.first, &size.second);
+    return size;
+}
+
 } // namespace kq::test

@@ -54,6 +54,8 @@ public:
     static int GetAlive();
     /// The aspect pair given last.
     static std::pair<int, int> GetScale();
+    /// The size of pictures that was expected last.
+    static std::pair<int, int> GetExpected();
 
 private:
     static void OnPicture(void* handle, int view, int width, int height, const unsigned char* pixels,

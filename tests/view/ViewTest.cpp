@@ -117,6 +117,7 @@ TEST_F(ViewManager, StreamsAreHeldOnceAndRefusedWithoutInformation) {
         const auto view = MakeView();
         EXPECT_EQ(view->SetVideoInput(1, &video), 0);
         EXPECT_EQ(ViewRecorder::GetScale(), (std::pair<int, int>{16, 9}));
+        EXPECT_EQ(ViewRecorder::GetExpected(), (std::pair<int, int>{7, 5}));
         EXPECT_EQ(m_manager->GetViewDecoder(1), &video);
         EXPECT_EQ(m_manager->GetViewDecoder(0), nullptr);
         EXPECT_EQ(m_manager->GetViewDecoder(-1), nullptr);

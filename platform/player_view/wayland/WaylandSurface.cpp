@@ -203,6 +203,14 @@ WaylandSurface* WaylandSurface::Find(const void* handle, std::unique_lock<std::m
     return found == known.byHandle.end() ? nullptr : found->second;
 }
 
+void WaylandSurface::Expect(Size size) {
+    const std::lock_guard<std::mutex> guard(m_connection->Lock());
+    if (!m_connection->IsLost()) {
+        const BufferPtr first = m_pool.Acquire(size);
+        m_pool.Acquire(size); // another one, as the first is held
+    }
+}
+
 std::uint8_t* WaylandSurface::Lend(Size size) {
     const std::lock_guard<std::mutex> guard(m_connection->Lock());
     m_lent = m_connection->IsLost() ? nullptr : AcquirePicture(size);

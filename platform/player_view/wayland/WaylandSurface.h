@@ -43,6 +43,7 @@ public:
     WaylandSurface(const WaylandSurface&) = delete;
     WaylandSurface& operator=(const WaylandSurface&) = delete;
 
+    void Expect(Size size) override;
     std::uint8_t* Lend(Size size) override;
     void Show(Size size, const std::uint8_t* pixels, const Rect& made) override;
     bool Apply(const DisplaySettings& settings) override;

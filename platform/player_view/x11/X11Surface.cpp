@@ -214,10 +214,22 @@ void X11Surface::Leave() {
     m_painter.reset();
 }
 
+void X11Surface::Expect(Size size) {
+    const SigpipeGuard noSigpipe;
+    const std::lock_guard<std::mutex> guard(m_lock);
+    if (m_window == 0 || m_isLent) {
+        return;
+    }
+    Prepare(1 - m_current, size);
+    if (!m_hasPicture) {
+        Prepare(m_current, size);
+    }
+}
+
 std::uint8_t* X11Surface::Lend(Size size) {
     const SigpipeGuard noSigpipe;
     const std::lock_guard<std::mutex> guard(m_lock);
-    m_isLent = m_window != 0 && PreparePictures(size);
+    m_isLent = m_window != 0 && Prepare(1 - m_current, size);
     if (!m_isLent) {
         return nullptr;
     }
@@ -230,10 +242,10 @@ void X11Surface::Show(Size size, const std::uint8_t* pixels, const Rect& made) {
     const SigpipeGuard noSigpipe;
     const std::lock_guard<std::mutex> guard(m_lock);
     m_isLent = false;
-    if (m_window == 0 || !PreparePictures(size)) {
+    const int next = 1 - m_current;
+    if (m_window == 0 || !Prepare(next, size)) {
         return;
     }
-    const int next = 1 - m_current;
     ShmPicture& picture = *m_pictures[next];
     if (picture.Pixels() != pixels) {
         picture.WaitUntilUnused();
@@ -308,16 +320,16 @@ std::uintptr_t X11Surface::Handle() {
     return m_window;
 }
 
-/// Sees to it that the picture to be filled next has the size. The one shown last stays until it is replaced.
-bool X11Surface::PreparePictures(Size size) {
-    auto& next = m_pictures[1 - m_current];
-    if (!next || !(next->PixelSize() == size)) {
-        next = ShmPicture::Create(*m_connection, size);
+/// Sees to it that one of the two pictures, not the one on show, has the size.
+bool X11Surface::Prepare(int number, Size size) {
+    auto& picture = m_pictures[number];
+    if (!picture || !(picture->PixelSize() == size)) {
+        picture = ShmPicture::Create(*m_connection, size);
     }
-    if (!next) {
+    if (!picture) {
         KQLogEx(L"PlayerView: no memory for a picture of %dx%d", size.width, size.height);
     }
-    return next != nullptr;
+    return picture != nullptr;
 }
 
 void X11Surface::Draw(bool bars) {

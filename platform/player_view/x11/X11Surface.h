@@ -29,6 +29,7 @@ public:
     X11Surface(const X11Surface&) = delete;
     X11Surface& operator=(const X11Surface&) = delete;
 
+    void Expect(Size size) override;
     std::uint8_t* Lend(Size size) override;
     void Show(Size size, const std::uint8_t* pixels, const Rect& made) override;
     bool Apply(const DisplaySettings& settings) override;
@@ -50,7 +51,7 @@ private:
     void Withdraw();
     void Leave();
 
-    bool PreparePictures(Size size);
+    bool Prepare(int number, Size size);
     /// @param bars draw the black around the picture as well
     void Draw(bool bars);
 

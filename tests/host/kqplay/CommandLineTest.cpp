@@ -174,18 +174,33 @@ TEST(BadInput, EndsInOneLineThatNamesTheFileAndTheReason) {
     }
 }
 
-TEST(BadInput, PicturesThatCannotBePlayedAreToldOf) {
+TEST(BadInput, WhatCannotBePlayedIsToldOf) {
     const TemporaryFolder folder;
     const std::string pipe = folder / "pipe";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     const Process writer({"sh", "-c", "exec cat \"$0\" >\"$1\"", Clip("long.mp4"), pipe});
     ExpectOneLine(RunProcess(Headless(pipe, {})), pipe, "its index stands at its end");
-    std::string content = kq::test::ReadFile(Clip("surround.mkv"));
-    content.replace(content.find("FFV1"), 4, "XXX1");
-    const std::string unknown = kq::test::WriteFile(folder / "unknown.mkv", content);
-    const Outcome outcome = RunProcess(Headless(unknown, {"--audio", "null"}));
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.err, "kqplay: " + unknown + ": no pictures: no decoder for an unknown codec\n");
+    const std::string whole = Clip("surround.mkv");
+    const struct {
+        std::string codec;
+        std::string kind;
+        bool isBeside;
+    } rows[] = {
+        {"FFV1", "no pictures", false}, {"PCM/INT", "no sound", false}, {"PCM/INT", "no sound", true}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.kind + (row.isBeside ? " beside another file" : ""));
+        std::string content = kq::test::ReadFile(whole);
+        content.replace(content.find(row.codec), 1, "X");
+        const std::string unknown = kq::test::WriteFile(folder / "unknown.mkv", content);
+        std::vector<std::string> options = {"--audio", "null"};
+        if (row.isBeside) {
+            options.insert(options.end(), {"--compare", unknown});
+        }
+        const Outcome outcome = RunProcess(Headless(row.isBeside ? whole : unknown, options));
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.err,
+                  "kqplay: " + unknown + ": " + row.kind + ": no decoder for an unknown codec\n");
+    }
 }
 
 TEST(BadInput, FullDisksAreReported) {

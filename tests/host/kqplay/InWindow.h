@@ -89,6 +89,8 @@ protected:
         button.y = y;
         button.state = modifiers;
         button.button = detail;
+        // A press at the very time of a release is taken for the key's repeat.
+        button.time = m_time += 10;
         XSendEvent(m_display, window, True, KeyPressMask | ButtonPressMask | PointerMotionMask, &event);
         XFlush(m_display);
     }
@@ -105,6 +107,7 @@ protected:
 
     Xvfb m_server{{"-screen", "0", "1024x768x24"}};
     Process::Environment m_environment = {{"DISPLAY", m_server.Display()}};
+    Time m_time = 0; ///< of the event sent last, milliseconds
     Display* m_display = XOpenDisplay(m_server.Display().c_str());
 };
 

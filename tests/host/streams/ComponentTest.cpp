@@ -274,7 +274,7 @@ TEST_P(Comparisons, HoldBothViewsOnOneTime) {
         ASSERT_EQ(place, std::max<std::ptrdiff_t>(after - right.times.begin() - 1, 0)) << "with " << time;
         ++pairs;
     }
-    EXPECT_GT(pairs, 30);
+    EXPECT_GE(pairs, 24) << "each seek and step while paused shows one";
 }
 
 INSTANTIATE_TEST_SUITE_P(Clips, Comparisons,

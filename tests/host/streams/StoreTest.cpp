@@ -1,6 +1,8 @@
 // The store of pictures: of real clips, and over a decoder that the test controls.
 #include "SourceTest.h"
 #include "host/streams/PictureStore.h"
+#include "host/streams/QueuedStream.h"
+#include "host/streams/TimelineVideo.h"
 #include "tests/support/Files.h"
 #include "tests/support/WaitUntil.h"
 
@@ -347,6 +349,27 @@ TEST(PictureStoring, WhatWasSteppedOverStays) {
     }
     studio.Settled();
     EXPECT_LE(store.Around(300).first, 300 - 50) << "nobody turns round any more";
+}
+
+TEST(PictureStoring, FollowsAFileThatStandsBesideAnother) {
+    Studio studio;
+    studio.group = 1000;
+    auto store = std::make_shared<FakeStore>(studio, 40);
+    const VideoFacts facts{25, true, std::make_shared<FrameNumbers>(nullptr), true};
+    VIDEO_STREAM_INFO format{};
+    format.dFrameRate = facts.rate;
+    const auto stream =
+        ComPtr<QueuedStream>::Adopt(new QueuedStream(std::make_unique<StoredVideo>(store, facts), format, 0));
+    stream->GoTo(500 * step);
+    stream->GoTo(499 * step); // it is shifted by a picture, and goes on
+    for (int n = 500; n < 700; ++n) {
+        ASSERT_EQ(stream->GoTo(n * step).begin, n * step);
+        ASSERT_TRUE(kq::test::WaitUntil([&] { return store->Around(n).second == n + 3; }))
+            << n << ": what was made ahead";
+    }
+    const int decoded = studio.decoded;
+    EXPECT_EQ(stream->GoTo(698 * step).begin, 698 * step);
+    EXPECT_LE(studio.decoded - decoded, 1) << "it was on show just now";
 }
 
 TEST(PictureStoring, APartIsLeftWhenNobodyLooksThereAnyMore) {

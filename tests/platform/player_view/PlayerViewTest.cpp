@@ -11,7 +11,9 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <memory>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -99,6 +101,31 @@ TEST(PlayerView, ShowsPicturesMadeInLentMemory) {
     PVShowRGB32Image(view, 160, 90, lent);
     EXPECT_EQ(PVGetPictureBuffer(view, 160, 90), nullptr);
     EXPECT_EQ(PVGetPictureBuffer(view, 0, 90), nullptr);
+}
+
+/// @return how many pictures of a view lie in memory that is shared with a server
+long SharedPictures() {
+    std::ifstream maps("/proc/self/maps");
+    long count = 0;
+    for (std::string line; std::getline(maps, line);) {
+        count += line.find("kqplayer-picture") != std::string::npos ? 1 : 0;
+    }
+    return count;
+}
+
+TEST(PlayerView, HasItsMemoryBeforeTheFirstPicture) {
+    Xvfb server;
+    const TestView view(AsParent(server.MakeWindow(0, 0, 320, 240)), {0, 0, 160, 90});
+    EXPECT_EQ(PVExpectPictures(view, 0, 90), 0);
+    EXPECT_EQ(SharedPictures(), 0);
+    EXPECT_EQ(PVExpectPictures(view, 160, 90), 1);
+    EXPECT_EQ(SharedPictures(), 2);
+    for (int i = 0; i < 3; ++i) {
+        view.Show(Noise(160, 90));
+    }
+    EXPECT_EQ(SharedPictures(), 2);
+    EXPECT_EQ(PVExpectPictures(view, 80, 60), 1); // another stream
+    EXPECT_TRUE(WaitForPicture(server, Noise(160, 90), 0, 0, view.Window()));
 }
 
 TEST(PlayerView, TopLevelWindowSurvivesItsCloseButtonAndGoesWithItsView) {

@@ -21,6 +21,8 @@ struct Recording {
     std::atomic<int> alive{0};
     std::atomic<int> scaleX{0};
     std::atomic<int> scaleY{0};
+    std::atomic<int> expectedWidth{0};
+    std::atomic<int> expectedHeight{0};
 };
 Recording recording;
 
@@ -66,6 +68,11 @@ void PVSetDisplayScale(void*, int x, int y) {
     recording.scaleX = x;
     recording.scaleY = y;
 }
+int PVExpectPictures(void*, int width, int height) {
+    recording.expectedWidth = width;
+    recording.expectedHeight = height;
+    return 1;
+}
 int PVUpdate(void*) {
     return 10;
 }
@@ -97,4 +104,8 @@ KQ_EXTERN_C int RecordingViewsAlive() {
 KQ_EXTERN_C void RecordingViewScale(int* x, int* y) {
     *x = recording.scaleX;
     *y = recording.scaleY;
+}
+KQ_EXTERN_C void RecordingViewExpected(int* width, int* height) {
+    *width = recording.expectedWidth;
+    *height = recording.expectedHeight;
 }
