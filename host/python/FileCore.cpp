@@ -14,11 +14,12 @@ using streams::ToTicks;
 /// Pictures that were passed or given last are kept up to so much, for steps back.
 constexpr std::size_t storedBytes = std::size_t{64} << 20;
 
-/// Decoders that stand at other places are kept up to so many, and from two on up to so much memory.
+/// So many decoders are kept where they stand, as far as this memory goes,
 constexpr std::size_t mostIdle = 4;
-constexpr std::size_t leastIdle = 2;
 constexpr std::size_t idleBytes = std::size_t{256} << 20;
-/// A decoder holds about so many pictures, and one that works on several at once a few more.
+/// and whatever it says so many.
+constexpr std::size_t leastIdle = 2;
+/// A decoder holds about so many pictures.
 constexpr std::size_t picturesHeld = 16;
 
 /// Brings sample positions of time stamps back to whole samples.
@@ -148,12 +149,8 @@ void FileCore::OpenPictures() {
     m_facts = video.facts;
     m_rate = video.rate;
     m_numbers = std::make_shared<PictureNumbers>(video.numbers, video.rate);
-    if (m_numbers->AreKnown()) { // others can be read only once
-        const auto pixels =
-            static_cast<std::size_t>(m_facts.width) * static_cast<std::size_t>(m_facts.height);
-        m_mostIdle =
-            std::clamp<std::size_t>(idleBytes / (pixels * 3 / 2 * picturesHeld + 1), leastIdle, mostIdle);
-    }
+    const auto pixels = static_cast<std::size_t>(m_facts.width) * static_cast<std::size_t>(m_facts.height);
+    m_mostIdle = std::clamp(idleBytes / (pixels * 3 / 2 * picturesHeld + 1), leastIdle, mostIdle);
     m_idle.push_back(std::make_unique<PictureReader>(std::move(video)));
 }
 
@@ -225,6 +222,9 @@ FileCore::ReaderPtr FileCore::TakeIdle(Ticks time) {
 
 FileCore::ReaderPtr FileCore::TakeReaderFor(Ticks time) {
     CheckOpen();
+    if (!Numbers()->AreKnown()) {
+        return TakeReader(); // the only one there can be
+    }
     ReaderPtr reader = TakeIdle(time);
     if (!reader) {
         std::string ignored; // those that there are serve as well

@@ -55,8 +55,7 @@ public:
     FramePtr BeginningAt(Ticks time);
     /// @return begin of the picture given last, nothing before the first
     std::optional<Ticks> Place() const { return m_place; }
-    /// @return how far the picture on show at a time is from where the decoder stands, 0 for one that is
-    /// kept;
+    /// @return how far the decoder has to go on to the picture on show at a time, 0 for one that is kept;
     ///         nothing where a seek is the shorter way
     std::optional<Ticks> WayTo(Ticks time) const;
     /// Keeps no pictures for steps back any longer.
@@ -139,7 +138,7 @@ private:
     std::atomic<bool> m_isClosed{false};
 
     std::mutex m_pictureLock;   ///< held while a picture is fetched
-    std::size_t m_mostIdle = 1; ///< of the next
+    std::size_t m_mostIdle = 0; ///< decoders that are kept
     std::mutex m_readerLock;    ///< guards the next
     /// Nobody uses them now, the one used last at the end. Each stands somewhere else, so that who reads on
     /// at several places in turn, or jumps among a few, need not seek each time.
