@@ -128,7 +128,10 @@ double Transport::PlayEnd() const {
 }
 
 void Transport::KeepEnd() {
-    if (m_marksWait && m_parts.monitor->ToldCount() != m_toldBefore) {
+    if (m_parts.monitor->ToldCount() == m_toldBefore) {
+        return; // a run that has shown nothing yet has still to move to where it begins
+    }
+    if (m_marksWait) {
         m_marksWait = false;
         FollowTimeline();
     }

@@ -2,7 +2,9 @@
 
 #include "LogRelay.h"
 
+#include <chrono>
 #include <mutex>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -11,6 +13,10 @@ namespace {
 
 std::atomic<std::uint64_t> process{0};
 std::atomic<bool> isEnding{false};
+std::atomic<bool> isClosing{false}; ///< from before that on, while threads of the module still call back
+std::thread::id endingThread;
+std::atomic<int> returning{0};  ///< threads that wait for the interpreter's lock, or have just got it
+thread_local int callbacks = 0; ///< that the module is making on this thread
 
 /// What is to be closed at the end. Never destroyed: objects of Python may outlive the library's statics.
 struct Register {
@@ -26,6 +32,7 @@ Register*& TheRegister() {
 /// In the copy: locks of the other threads stay locked, so everything that is shared begins anew.
 void BeginAsCopy() {
     ++process;
+    returning = 0;
     TheRegister() = new Register;
     LogRelay::BeginAsCopy();
 }
@@ -45,6 +52,26 @@ void CloseAll() {
 }
 
 } // namespace
+
+Unlocked::~Unlocked() {
+    ++returning;
+    if (isClosing && callbacks == 0 && std::this_thread::get_id() != endingThread) {
+        --returning;
+        while (true) {
+            std::this_thread::sleep_for(std::chrono::hours(1));
+        }
+    }
+    PyEval_RestoreThread(m_state);
+    --returning;
+}
+
+Locked::Locked() {
+    ++callbacks;
+}
+
+Locked::~Locked() {
+    --callbacks;
+}
 
 Owned::Owned() : m_process(process) {}
 
@@ -100,8 +127,13 @@ void Watch(py::module_& module) {
         }
     });
     py::module_::import("atexit").attr("register")(py::cpp_function([] {
+        endingThread = std::this_thread::get_id();
+        isClosing = true;
         {
             const Unlocked unlocked;
+            while (returning != 0) { // they get the lock while there is one
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
             CloseAll();
         }
         LogRelay::Stop();

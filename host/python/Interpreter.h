@@ -19,10 +19,30 @@ namespace kq::python {
 
 namespace py = pybind11;
 
-/// Gives the interpreter's lock back while it lives; on a thread that has it.
-using Unlocked = py::gil_scoped_release;
+/// Gives the interpreter's lock back while it lives; on a thread that has it. A thread that the ending
+/// interpreter does not wait for stays there for ever: the interpreter would end it in the middle of C++.
+class Unlocked {
+public:
+    Unlocked() : m_state(PyEval_SaveThread()) {}
+    ~Unlocked();
+    Unlocked(const Unlocked&) = delete;
+    Unlocked& operator=(const Unlocked&) = delete;
+
+private:
+    PyThreadState* const m_state;
+};
+
 /// Takes the interpreter's lock.
-using Locked = py::gil_scoped_acquire;
+class Locked {
+public:
+    Locked();
+    ~Locked();
+    Locked(const Locked&) = delete;
+    Locked& operator=(const Locked&) = delete;
+
+private:
+    const py::gil_scoped_acquire m_lock;
+};
 
 /// Becomes kqplayer.Error.
 class Error : public std::runtime_error {
