@@ -21,7 +21,7 @@ struct DecoderSetup {
     int stream = -1;
     Ticks fileStart = 0; ///< the file's own time at which it starts
     double rate = 0;     ///< frames per second, to extrapolate missing time stamps with; 0 for unknown
-    int threads = 0;     ///< 0: one a core and one more, eight at most
+    int threads = 0;     ///< 0: one a core, eight at most
 };
 
 /// The frames of a file's stream. Damaged packets and frames are left out, with one line in the log for a run
