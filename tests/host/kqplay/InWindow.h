@@ -88,6 +88,8 @@ protected:
         button.x = x;
         button.y = y;
         button.state = modifiers;
+        // A key that is pressed in the moment of its release counts as repeated by the server.
+        button.time = m_time += 10;
         button.button = detail;
         XSendEvent(m_display, window, True, KeyPressMask | ButtonPressMask | PointerMotionMask, &event);
         XFlush(m_display);
@@ -106,6 +108,7 @@ protected:
     Xvfb m_server{{"-screen", "0", "1024x768x24"}};
     Process::Environment m_environment = {{"DISPLAY", m_server.Display()}};
     Display* m_display = XOpenDisplay(m_server.Display().c_str());
+    Time m_time = 1000; ///< milliseconds, of the event that was sent last
 };
 
 } // namespace kqtest
