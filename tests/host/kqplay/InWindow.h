@@ -88,8 +88,6 @@ protected:
         button.x = x;
         button.y = y;
         button.state = modifiers;
-        // A key that is pressed in the moment of its release counts as repeated by the server.
-        button.time = m_time += 10;
         button.button = detail;
         // A press at the very time of a release is taken for the key's repeat.
         button.time = m_time += 10;
@@ -111,7 +109,6 @@ protected:
     Process::Environment m_environment = {{"DISPLAY", m_server.Display()}};
     Time m_time = 0; ///< of the event sent last, milliseconds
     Display* m_display = XOpenDisplay(m_server.Display().c_str());
-    Time m_time = 1000; ///< milliseconds, of the event that was sent last
 };
 
 } // namespace kqtest
