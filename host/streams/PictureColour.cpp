@@ -8,6 +8,8 @@ extern "C" {
 }
 
 #include <cmath>
+#include <cstring>
+#include <type_traits>
 
 namespace kq::streams {
 namespace {
@@ -15,6 +17,15 @@ namespace {
 /// Pictures from this size on that do not name their matrix are HD.
 constexpr int hdColumns = 1280;
 constexpr int mostSdRows = 576;
+
+template <class Enum>
+void Limit(Enum& value, Enum end) {
+    std::underlying_type_t<Enum> number;
+    std::memcpy(&number, &value, sizeof number);
+    if (number > end) {
+        value = end;
+    }
+}
 
 bool IsHdr(const AVFrame& picture) {
     return picture.color_trc == AVCOL_TRC_SMPTE2084 || picture.color_trc == AVCOL_TRC_ARIB_STD_B67;
@@ -143,6 +154,14 @@ std::string PeaksText(const Colour& colour) {
 }
 
 } // namespace
+
+void LimitColour(AVFrame& picture) {
+    Limit(picture.color_range, AVCOL_RANGE_NB);
+    Limit(picture.color_primaries, AVCOL_PRI_NB);
+    Limit(picture.color_trc, AVCOL_TRC_NB);
+    Limit(picture.colorspace, AVCOL_SPC_NB);
+    Limit(picture.chroma_location, AVCHROMA_LOC_NB);
+}
 
 ColourReading ReadColour(const AVFrame& picture) {
     ColourReading reading;

@@ -20,6 +20,10 @@ struct ColourReading {
     bool IsFullRange() const { return colour.nRange == KQ_RANGE_FULL; }
 };
 
+/// Brings what FFmpeg has no name for to the ends of its enumerations: it hands on what some containers say
+/// unseen, and a number that no enumerator can have may not even be read.
+void LimitColour(AVFrame& picture);
+
 /// Reads what a decoded picture says, and what follows from its size where it says nothing: without a matrix
 /// it has that of BT.709 from 1280 columns or 577 rows on, as players have agreed on, and that of BT.2020
 /// with its primaries or an HDR transfer. RGB and the like become BT.601.

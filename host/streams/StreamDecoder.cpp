@@ -1,5 +1,6 @@
 #include "StreamDecoder.h"
 
+#include "PictureColour.h"
 #include "PictureMemory.h"
 
 #include <algorithm>
@@ -123,6 +124,7 @@ bool StreamDecoder::Next(Decoded& frame) {
         frame.lost = m_damaged;
         ReportDamage();
         Stamp(frame);
+        LimitColour(*frame.data);
         AddPeaks(*frame.data);
         m_settling = false;
         if (m_fromStart && !m_firstTime) {

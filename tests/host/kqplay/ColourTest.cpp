@@ -178,6 +178,17 @@ TEST(Pictures, AreDescribedAtTheStart) {
     }
 }
 
+TEST(Pictures, WithAMatrixThatNobodyNumberedAreReadAsUsual) {
+    const TemporaryFolder folder;
+    std::string content = kq::test::ReadFile(Clip("bt2020-444.mkv"));
+    content.replace(content.find("\x55\xB1\x81\x09"), 4, "\x55\xB1\x81\xCD");
+    const std::string clip = kq::test::WriteFile(folder / "matrix.mkv", content);
+    const Outcome outcome = RunProcess(Headless(clip, {"-v", "--length", "0.1"}));
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    const std::string said = ": file: yuv444p10le, unknown, limited range; given as 4:4:4, 10 bits, BT.601";
+    EXPECT_NE(outcome.err.find(clip + said), std::string::npos) << outcome.err;
+}
+
 TEST(Pictures, AreDescribedByAKey) {
     AtTerminal kqplay({"--headless", "--loop", "--compare", Clip("one.mp4"), Clip("hdr.mkv")});
     kqplay.Press("", "playing  0:00");
