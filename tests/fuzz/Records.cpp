@@ -118,13 +118,15 @@ struct Frame {
         const bool wide = input.Between(0, 15) == 0;
         int width = wide ? input.Between(1, 5000) : input.Between(1, 70);
         int height = input.Between(1, wide ? 3 : 50);
-        if (record.nKind == KQ_PICTURE_PACKED_RGB && format.nWidth > 0 && format.nHeight > 0) {
-            constexpr int mostSide = 100;
-            if (format.nWidth > mostSide || format.nHeight > mostSide) {
+        // Signs of a stream's size do not count, as those of bitmaps.
+        const long columns = std::labs(format.nWidth), rows = std::labs(format.nHeight);
+        if (record.nKind == KQ_PICTURE_PACKED_RGB && columns > 0 && rows > 0) {
+            constexpr long mostSide = 100;
+            if (columns > mostSide || rows > mostSide) {
                 record.nKind = KQ_PICTURE_PLANAR_YUV; // nobody could make such pictures
             } else {
-                width = format.nWidth;
-                height = format.nHeight;
+                width = static_cast<int>(columns);
+                height = static_cast<int>(rows);
             }
         }
         MakePicture(input, width, height, false);
