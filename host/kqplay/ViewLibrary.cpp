@@ -1,32 +1,23 @@
 #include "ViewLibrary.h"
 
-#include <kqplayer/view_library.h>
-
-#include <dlfcn.h>
-
 #include <type_traits>
 #include <utility>
 
 namespace kqplay {
 
-ViewLibrary::ViewLibrary() {
-    kq::OpenedViewLibrary opened = kq::OpenViewLibrary();
-    m_library = opened.pHandle;
-    m_path = m_library ? std::move(opened.path) : std::string();
-    m_loadError = std::move(opened.error);
-}
+ViewLibrary::ViewLibrary() : ViewLibrary(kq::OpenViewLibrary()) {}
+
+ViewLibrary::ViewLibrary(kq::OpenedViewLibrary opened)
+    : m_library(opened.pHandle), m_path(opened.pHandle ? std::move(opened.path) : std::string()),
+      m_loadError(std::move(opened.error)) {}
 
 ViewLibrary::~ViewLibrary() {
-    if (!m_library) {
-        return;
-    }
     SetPictureSink(nullptr, nullptr);
-    dlclose(m_library);
 }
 
 std::string ViewLibrary::LackingFunction() const {
     for (const char* name : kq::ViewLibraryFunctions()) {
-        if (m_library && !dlsym(m_library, name)) {
+        if (!m_path.empty() && !Function<void*>(name)) {
             return name;
         }
     }
@@ -34,19 +25,16 @@ std::string ViewLibrary::LackingFunction() const {
 }
 
 bool ViewLibrary::SetPictureSink(PVPictureSink sink, void* userData, bool readsPixels) {
-    void* function = readsPixels ? nullptr : Function("PVSetPictureWatch");
+    using SetSink = decltype(&PVSetPictureSink);
+    SetSink function = readsPixels ? nullptr : Function<SetSink>("PVSetPictureWatch");
     if (!function) {
-        function = Function("PVSetPictureSink");
+        function = Function<SetSink>("PVSetPictureSink");
     }
     if (!function) {
         return false;
     }
-    reinterpret_cast<decltype(&PVSetPictureSink)>(function)(nullptr, sink, userData);
+    function(nullptr, sink, userData);
     return true;
-}
-
-void* ViewLibrary::Function(const char* name) const {
-    return m_library ? dlsym(m_library, name) : nullptr;
 }
 
 int& ViewsMade() {
@@ -66,7 +54,7 @@ std::unique_ptr<LibraryView> LibraryView::Make(const ViewLibrary& library, void*
     }
     std::unique_ptr<LibraryView> made(new LibraryView);
     const auto resolve = [&](const char* name, auto& function) {
-        function = reinterpret_cast<std::decay_t<decltype(function)>>(library.Function(name));
+        function = library.Function<std::decay_t<decltype(function)>>(name);
     };
     resolve("PVDestroyPlayerView", made->m_destroy);
     resolve("PVGetHwnd", made->m_window);
@@ -83,7 +71,7 @@ std::unique_ptr<LibraryView> LibraryView::Make(const ViewLibrary& library, void*
 }
 
 std::string ViewLibrary::WhyNoView() const {
-    if (!m_library) {
+    if (m_path.empty()) {
         return m_loadError;
     }
     const std::string lacking = LackingFunction();

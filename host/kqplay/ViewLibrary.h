@@ -3,6 +3,7 @@
 #pragma once
 
 #include <kqplayer/player_view.h>
+#include <kqplayer/view_library.h>
 
 #include <memory>
 #include <string>
@@ -28,13 +29,19 @@ public:
     bool SetPictureSink(PVPictureSink sink, void* userData, bool readsPixels = true);
     /// @return why the component could not make a view
     std::string WhyNoView() const;
+    /// @tparam F pointer to a function of that type
     /// @return one of the library's functions, null without
-    void* Function(const char* name) const;
+    template <typename F>
+    F Function(const char* name) const {
+        return m_library.Function<F>(name);
+    }
 
 private:
-    std::string m_path;
-    std::string m_loadError;
-    void* m_library = nullptr;
+    explicit ViewLibrary(kq::OpenedViewLibrary opened);
+
+    const kq::LoadedViewLibrary m_library;
+    const std::string m_path;
+    const std::string m_loadError;
 };
 
 /// How many views this process has made: the number that the next one has in picture sinks. Whoever makes one
